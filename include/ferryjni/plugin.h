@@ -1,0 +1,206 @@
+/* The adapter plug-in interface: the record and operation table that a plug-in hands its host.
+ *
+ * The host owns what it creates until it deletes it through the same table, calls one object from
+ * one thread at a time, and judges every call by its environment: a constructor may return an
+ * incomplete object and an error, and then the only thing to do with the object is to delete it
+ * (a connection) or to drop it. Environments are passed last and are never null. */
+#ifndef FERRYJNI_PLUGIN_H
+#define FERRYJNI_PLUGIN_H
+
+#include <stdint.h>
+
+#include "ferryjni/environment.h"
+#include "ferryjni/properties.h"
+#include "ferryjni/stream_info.h"
+
+FERRYJNI_BEGIN
+
+struct DDS_SampleInfo;
+
+/* Objects of a plug-in, opaque to the host. C++ sees them as empty bases, so that a plug-in written
+ * in C++ derives its records from them and needs no cast that the compiler cannot check. */
+#ifdef __cplusplus
+struct QEL_FerrionConnection {};
+struct QEL_FerrionSession {};
+struct QEL_FerrionStreamReader {};
+struct QEL_FerrionStreamWriter {};
+#else
+typedef struct QEL_FerrionConnection QEL_FerrionConnection;
+typedef struct QEL_FerrionSession QEL_FerrionSession;
+typedef struct QEL_FerrionStreamReader QEL_FerrionStreamReader;
+typedef struct QEL_FerrionStreamWriter QEL_FerrionStreamWriter;
+#endif
+
+struct QEL_FerrionAdapterPlugin;
+
+/** Called when a reader has data: with the reader as its create call returned it (or will return
+ * it: the signal may come before), and the listener's data. Runs on any thread of the plug-in; it
+ * must not call back into the reader and must not block. */
+typedef void (*QEL_FerrionOnDataAvailableFn)(QEL_FerrionStreamReader *reader, void *listenerData);
+
+/** Two words, copied when a reader or connection is created. */
+typedef struct QEL_FerrionStreamReaderListener {
+    void *listenerData;
+    QEL_FerrionOnDataAvailableFn onDataAvailable;
+} QEL_FerrionStreamReaderListener;
+
+/** Deletes the plug-in record. Every connection must have been deleted before. Nonzero is success.
+ */
+typedef int32_t (*QEL_FerrionAdapter_DeleteFn)(struct QEL_FerrionAdapterPlugin *adapter,
+                                               QEL_FerrionEnvironment *environment);
+
+/** Creates a connection. The two names are the plug-in's to interpret and may be null. The listeners
+ * are those of the discovery readers, the subscription side (output streams) first. Properties may
+ * be null; nothing passed is kept. The two reserved words are not looked at. */
+typedef QEL_FerrionConnection *(*QEL_FerrionAdapter_CreateConnectionFn)(
+    struct QEL_FerrionAdapterPlugin *adapter, const char *firstName, const char *secondName,
+    const QEL_FerrionStreamReaderListener *subscriptionListener,
+    const QEL_FerrionStreamReaderListener *publicationListener, void *reserved1, void *reserved2,
+    const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment);
+
+/** Deletes a connection, also an incomplete one, with its discovery readers. */
+typedef void (*QEL_FerrionAdapter_DeleteConnectionFn)(struct QEL_FerrionAdapterPlugin *adapter,
+                                                      QEL_FerrionConnection *connection,
+                                                      QEL_FerrionEnvironment *environment);
+
+typedef QEL_FerrionSession *(*QEL_FerrionConnection_CreateSessionFn)(
+    QEL_FerrionConnection *connection, const QEL_FerrionProperties *properties,
+    QEL_FerrionEnvironment *environment);
+
+typedef void (*QEL_FerrionConnection_DeleteSessionFn)(QEL_FerrionConnection *connection,
+                                                      QEL_FerrionSession *session,
+                                                      QEL_FerrionEnvironment *environment);
+
+/** Creates a reader of the stream `streamInfo`. Its type representation must outlive the reader;
+ * nothing else passed is kept. */
+typedef QEL_FerrionStreamReader *(*QEL_FerrionConnection_CreateStreamReaderFn)(
+    QEL_FerrionConnection *connection, QEL_FerrionSession *session,
+    const QEL_FerrionStreamInfo *streamInfo, const QEL_FerrionProperties *properties,
+    const QEL_FerrionStreamReaderListener *listener, QEL_FerrionEnvironment *environment);
+
+typedef void (*QEL_FerrionConnection_DeleteStreamReaderFn)(QEL_FerrionConnection *connection,
+                                                           QEL_FerrionStreamReader *reader,
+                                                           QEL_FerrionEnvironment *environment);
+
+typedef QEL_FerrionStreamWriter *(*QEL_FerrionConnection_CreateStreamWriterFn)(
+    QEL_FerrionConnection *connection, QEL_FerrionSession *session,
+    const QEL_FerrionStreamInfo *streamInfo, const QEL_FerrionProperties *properties,
+    QEL_FerrionEnvironment *environment);
+
+typedef void (*QEL_FerrionConnection_DeleteStreamWriterFn)(QEL_FerrionConnection *connection,
+                                                           QEL_FerrionStreamWriter *writer,
+                                                           QEL_FerrionEnvironment *environment);
+
+/** A discovery reader of the connection, whose samples are `QEL_FerrionStreamInfo`; null when the
+ * connection has none, which is no error. The connection keeps owning it. */
+typedef QEL_FerrionStreamReader *(*QEL_FerrionConnection_GetDiscoveryReaderFn)(
+    QEL_FerrionConnection *connection, QEL_FerrionEnvironment *environment);
+
+/** A text for people; owned by the connection, the same pointer each time, may be null. */
+typedef const char *(*QEL_FerrionConnection_ToStringFn)(QEL_FerrionConnection *connection);
+
+typedef void (*QEL_FerrionConnection_UpdateFn)(QEL_FerrionConnection *connection,
+                                               const QEL_FerrionProperties *properties,
+                                               QEL_FerrionEnvironment *environment);
+
+typedef void (*QEL_FerrionSession_UpdateFn)(QEL_FerrionSession *session,
+                                            const QEL_FerrionProperties *properties,
+                                            QEL_FerrionEnvironment *environment);
+
+/**
+ * Reads what is there, without waiting. The host may read the two arrays until it returns the loan,
+ * which it must do before it reads again, also after an empty or failed read.
+ *
+ * @param samples receives `DDS_DynamicData *` (a discovery reader: `QEL_FerrionStreamInfo *`); an
+ *                element is null where a sample could not be had. Null when there are none.
+ * @param infos   receives the samples' information, or null when the adapter gave none.
+ * @param count   receives the number of elements. After some failures the three are left untouched,
+ *                so clear them before the call.
+ */
+typedef void (*QEL_FerrionStreamReader_ReadFn)(QEL_FerrionStreamReader *reader, void ***samples,
+                                               struct DDS_SampleInfo ***infos, int32_t *count,
+                                               QEL_FerrionEnvironment *environment);
+
+/** Gives back what the last read lent. */
+typedef void (*QEL_FerrionStreamReader_ReturnLoanFn)(QEL_FerrionStreamReader *reader,
+                                                     void **samples, struct DDS_SampleInfo **infos,
+                                                     int32_t count,
+                                                     QEL_FerrionEnvironment *environment);
+
+/** Nonzero on success. */
+typedef int32_t (*QEL_FerrionStreamReader_UpdateFn)(QEL_FerrionStreamReader *reader,
+                                                    const QEL_FerrionProperties *properties,
+                                                    QEL_FerrionEnvironment *environment);
+
+/** Writes `count` samples; `infos` may be null, and so may any element. Returns how many the adapter
+ * says that it wrote. Nothing passed is kept. */
+typedef int32_t (*QEL_FerrionStreamWriter_WriteFn)(QEL_FerrionStreamWriter *writer,
+                                                   void *const *samples,
+                                                   struct DDS_SampleInfo *const *infos,
+                                                   int32_t count,
+                                                   QEL_FerrionEnvironment *environment);
+
+/** Nonzero on success. */
+typedef int32_t (*QEL_FerrionStreamWriter_UpdateFn)(QEL_FerrionStreamWriter *writer,
+                                                    const QEL_FerrionProperties *properties,
+                                                    QEL_FerrionEnvironment *environment);
+
+/** A slot that no plug-in of this interface version fills. */
+typedef void (*QEL_FerrionReservedFn)(void);
+
+/** The 23 operations, by slot number. A null slot is an operation that the plug-in does not have. */
+typedef struct QEL_FerrionAdapterOperations {
+    /* 0 */ QEL_FerrionAdapter_DeleteFn delete_adapter;
+    /* 1 */ QEL_FerrionAdapter_CreateConnectionFn create_connection;
+    /* 2 */ QEL_FerrionAdapter_DeleteConnectionFn delete_connection;
+    /* 3 */ QEL_FerrionConnection_CreateSessionFn create_session;
+    /* 4 */ QEL_FerrionConnection_DeleteSessionFn delete_session;
+    /* 5 */ QEL_FerrionConnection_CreateStreamReaderFn create_stream_reader;
+    /* 6 */ QEL_FerrionConnection_DeleteStreamReaderFn delete_stream_reader;
+    /* 7 */ QEL_FerrionConnection_CreateStreamWriterFn create_stream_writer;
+    /* 8 */ QEL_FerrionConnection_DeleteStreamWriterFn delete_stream_writer;
+    /* 9 */ QEL_FerrionConnection_GetDiscoveryReaderFn get_pub_discovery_reader;
+    /* 10 */ QEL_FerrionConnection_GetDiscoveryReaderFn get_sub_discovery_reader;
+    /* 11 */ QEL_FerrionReservedFn reserved11;
+    /* 12 */ QEL_FerrionReservedFn reserved12;
+    /* 13 */ QEL_FerrionConnection_ToStringFn connection_to_string;
+    /* 14 */ QEL_FerrionConnection_UpdateFn connection_update;
+    /* 15 */ QEL_FerrionReservedFn reserved15;
+    /* 16 */ QEL_FerrionSession_UpdateFn session_update;
+    /* 17 */ QEL_FerrionStreamReader_ReadFn read;
+    /* 18 */ QEL_FerrionStreamReader_ReturnLoanFn return_loan;
+    /* 19 */ QEL_FerrionStreamReader_UpdateFn stream_reader_update;
+    /* 20 */ QEL_FerrionStreamWriter_WriteFn write;
+    /* 21 */ QEL_FerrionStreamWriter_UpdateFn stream_writer_update;
+    /* 22 */ QEL_FerrionReservedFn reserved22;
+} QEL_FerrionAdapterOperations;
+
+/** Four numbers of a plug-in's version. */
+typedef struct QEL_FerrionPluginVersion {
+    int32_t major;
+    int32_t minor;
+    int32_t release;
+    int32_t revision;
+} QEL_FerrionPluginVersion;
+
+/** Magic number of a valid plug-in record. */
+#define QEL_FERRION_PLUGIN_MAGIC 7654321
+
+/** What a plug-in's entry point returns; a plug-in's own state follows it. */
+typedef struct QEL_FerrionAdapterPlugin {
+    /** QEL_FERRION_PLUGIN_MAGIC. */
+    int32_t magic;
+    /** Version of this interface: 5.3.0.0. */
+    QEL_FerrionPluginVersion apiVersion;
+    /** The adapter's own version. */
+    QEL_FerrionPluginVersion adapterVersion;
+    QEL_FerrionAdapterOperations operations;
+} QEL_FerrionAdapterPlugin;
+
+/** A plug-in's entry point; `properties` may be null. Null is failure. */
+typedef QEL_FerrionAdapterPlugin *(*QEL_FerrionAdapterPlugin_CreateFn)(
+    const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment);
+
+FERRYJNI_END
+
+#endif
