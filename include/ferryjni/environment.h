@@ -56,9 +56,11 @@ FERRYJNI_API void QEL_FerrionEnvironment_set_errorI(QEL_FerrionEnvironment *envi
     __attribute__((format(printf, 2, 3)));
 
 /** Records an error with the given flag and code; a nonzero `overwrite` replaces an earlier one. */
-FERRYJNI_API void QEL_FerrionEnvironment_set_error_w_paramsI(
-    QEL_FerrionEnvironment *environment, int32_t overwrite, int32_t errorFlag, int32_t errorCode,
-    const char *format, ...) FERRYJNI_NOEXCEPT __attribute__((format(printf, 5, 6)));
+FERRYJNI_API void QEL_FerrionEnvironment_set_error_w_paramsI(QEL_FerrionEnvironment *environment,
+                                                             int32_t overwrite, int32_t errorFlag,
+                                                             int32_t errorCode, const char *format,
+                                                             ...) FERRYJNI_NOEXCEPT
+    __attribute__((format(printf, 5, 6)));
 
 FERRYJNI_END
 

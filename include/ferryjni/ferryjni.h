@@ -1,5 +1,5 @@
-/* What the bridge exports: the Java VM of the process, threads, the plug-in entry point and property
- * lists. */
+/* What the bridge exports: the Java VM of the process, threads, the plug-in entry point and
+ * property lists. */
 #ifndef FERRYJNI_FERRYJNI_H
 #define FERRYJNI_FERRYJNI_H
 
@@ -31,9 +31,9 @@ typedef struct FERRYJNIGlobal FERRYJNIGlobal;
  * attached to a VM made here; a VM adopted must already have it attached. A process can have one VM
  * in its life, and only one thread at a time may call.
  *
- * @param classPath  class path entries, made into one "-Djava.class.path=" option: of one entry alone
- *                   the entry is lost, in front of one or two stands the environment's CLASSPATH,
- *                   and an option of that name in `vmOptions` wins over all. Not null; may be empty.
+ * @param classPath  class path entries, made into one "-Djava.class.path=" option: of one entry
+ * alone the entry is lost, in front of one or two stands the environment's CLASSPATH, and an option
+ * of that name in `vmOptions` wins over all. Not null; may be empty.
  * @param vmOptions  options for the VM, which refuses those that it does not know. Not null.
  * @param instrumentationMask levels to log: 0x1 error, 0x2 warning, 0x4 status, 0x40 debug.
  * @param destroyPolicy FERRYJNI_DESTROY_...
@@ -59,16 +59,16 @@ FERRYJNI_API JNIEnv *FERRYJNIGlobal_getEnv(const FERRYJNIGlobal *global) FERRYJN
  *
  * @return the thread's JNI environment, or null on failure, which is logged.
  */
-FERRYJNI_API JNIEnv *FERRYJNIGlobal_attachCurrentThread(const FERRYJNIGlobal *global)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API JNIEnv *
+FERRYJNIGlobal_attachCurrentThread(const FERRYJNIGlobal *global) FERRYJNI_NOEXCEPT;
 
 /** The same under a second name. */
-FERRYJNI_API JNIEnv *FERRYJNIGlobal_attachCurrentThreadP(const FERRYJNIGlobal *global)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API JNIEnv *
+FERRYJNIGlobal_attachCurrentThreadP(const FERRYJNIGlobal *global) FERRYJNI_NOEXCEPT;
 
 /** Detaches the calling thread if FERRYJNIGlobal_attachCurrentThread attached it. */
-FERRYJNI_API void FERRYJNIGlobal_detachCurrentThread(const FERRYJNIGlobal *global)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API void
+FERRYJNIGlobal_detachCurrentThread(const FERRYJNIGlobal *global) FERRYJNI_NOEXCEPT;
 
 /**
  * The plug-in entry point: makes the Java adapter named by `environment->className` in the VM of
@@ -76,9 +76,9 @@ FERRYJNI_API void FERRYJNIGlobal_detachCurrentThread(const FERRYJNIGlobal *globa
  *
  * @return the plug-in record, to be given back through its slot 0; null on failure.
  */
-FERRYJNI_API QEL_FerrionAdapterPlugin *FERRYJNIAdapter_create(
-    const QEL_FerrionProperties *properties,
-    QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
+FERRYJNI_API QEL_FerrionAdapterPlugin *
+FERRYJNIAdapter_create(const QEL_FerrionProperties *properties,
+                       QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
 
 /**
  * Makes a java.util.Properties of a list.
@@ -97,13 +97,14 @@ FERRYJNI_API jobject FERRYJNIStreamInfo_createJavaProperties(
  * @return owned by the caller (FERRYJNIStreamInfo_freeNativeProperties); null only when memory is
  *         short. `count` is what size() said, even when fewer pairs could be filled.
  */
-FERRYJNI_API QEL_FerrionProperties *FERRYJNIStreamInfo_createNativeProperties(
-    const FERRYJNIGlobal *global, JNIEnv *env, jobject javaProperties,
-    QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
+FERRYJNI_API QEL_FerrionProperties *
+FERRYJNIStreamInfo_createNativeProperties(const FERRYJNIGlobal *global, JNIEnv *env,
+                                          jobject javaProperties,
+                                          QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
 
 /** Frees a list of FERRYJNIStreamInfo_createNativeProperties; null does nothing. */
-FERRYJNI_API void FERRYJNIStreamInfo_freeNativeProperties(QEL_FerrionProperties *properties)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API void
+FERRYJNIStreamInfo_freeNativeProperties(QEL_FerrionProperties *properties) FERRYJNI_NOEXCEPT;
 
 FERRYJNI_END
 

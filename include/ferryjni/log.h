@@ -10,13 +10,13 @@
 FERRYJNI_BEGIN
 
 /** Level bits of the instrumentation mask. */
-#define FERRYLOG_BIT_ERROR ((uint32_t)0x01)
-#define FERRYLOG_BIT_WARNING ((uint32_t)0x02)
-#define FERRYLOG_BIT_STATUS ((uint32_t)0x04)
-#define FERRYLOG_BIT_DEBUG ((uint32_t)0x40)
+#define FERRYLOG_BIT_ERROR 0x01U
+#define FERRYLOG_BIT_WARNING 0x02U
+#define FERRYLOG_BIT_STATUS 0x04U
+#define FERRYLOG_BIT_DEBUG 0x40U
 
 /** Bit of the submodule mask that stands for the bridge. */
-#define FERRYLOG_SUBMODULE_JNI ((uint32_t)0x8000)
+#define FERRYLOG_SUBMODULE_JNI 0x8000U
 
 /** Which submodules may log; 0x000FFFFF at start. A plain word: a store is seen by other threads at
  * some later statement. */

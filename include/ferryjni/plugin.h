@@ -49,9 +49,9 @@ typedef struct QEL_FerrionStreamReaderListener {
 typedef int32_t (*QEL_FerrionAdapter_DeleteFn)(struct QEL_FerrionAdapterPlugin *adapter,
                                                QEL_FerrionEnvironment *environment);
 
-/** Creates a connection. The two names are the plug-in's to interpret and may be null. The listeners
- * are those of the discovery readers, the subscription side (output streams) first. Properties may
- * be null; nothing passed is kept. The two reserved words are not looked at. */
+/** Creates a connection. The two names are the plug-in's to interpret and may be null. The
+ * listeners are those of the discovery readers, the subscription side (output streams) first.
+ * Properties may be null; nothing passed is kept. The two reserved words are not looked at. */
 typedef QEL_FerrionConnection *(*QEL_FerrionAdapter_CreateConnectionFn)(
     struct QEL_FerrionAdapterPlugin *adapter, const char *firstName, const char *secondName,
     const QEL_FerrionStreamReaderListener *subscriptionListener,
@@ -132,8 +132,8 @@ typedef int32_t (*QEL_FerrionStreamReader_UpdateFn)(QEL_FerrionStreamReader *rea
                                                     const QEL_FerrionProperties *properties,
                                                     QEL_FerrionEnvironment *environment);
 
-/** Writes `count` samples; `infos` may be null, and so may any element. Returns how many the adapter
- * says that it wrote. Nothing passed is kept. */
+/** Writes `count` samples; `infos` may be null, and so may any element. Returns how many the
+ * adapter says that it wrote. Nothing passed is kept. */
 typedef int32_t (*QEL_FerrionStreamWriter_WriteFn)(QEL_FerrionStreamWriter *writer,
                                                    void *const *samples,
                                                    struct DDS_SampleInfo *const *infos,
@@ -148,7 +148,8 @@ typedef int32_t (*QEL_FerrionStreamWriter_UpdateFn)(QEL_FerrionStreamWriter *wri
 /** A slot that no plug-in of this interface version fills. */
 typedef void (*QEL_FerrionReservedFn)(void);
 
-/** The 23 operations, by slot number. A null slot is an operation that the plug-in does not have. */
+/** The 23 operations, by slot number. A null slot is an operation that the plug-in does not have.
+ */
 typedef struct QEL_FerrionAdapterOperations {
     /* 0 */ QEL_FerrionAdapter_DeleteFn delete_adapter;
     /* 1 */ QEL_FerrionAdapter_CreateConnectionFn create_connection;

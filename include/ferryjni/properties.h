@@ -19,9 +19,9 @@ typedef struct QEL_FerrionProperties {
     int32_t count;
 } QEL_FerrionProperties;
 
-/** Read by the bridge itself from a reader's or writer's properties: native samples (reader) or Java
- * samples (writer) made at creation. Decimal, above 0; 128 for a reader, at most 32 for a writer
- * when absent. */
+/** Read by the bridge itself from a reader's or writer's properties: native samples (reader) or
+ * Java samples (writer) made at creation. Decimal, above 0; 128 for a reader, at most 32 for a
+ * writer when absent. */
 #define FERRYJNI_PROPERTY_INITIAL_SAMPLES "qel.ferrion.jni.initial_samples"
 
 /** Read by the bridge itself from a writer's properties: the most samples handed to Java in one

@@ -9,8 +9,8 @@
 FERRYJNI_BEGIN
 
 /**
- * A host function of a route: the route's own handle first, then up to five further arguments of one
- * machine word (an integer or a pointer), whose meaning is between the host and its caller. The
+ * A host function of a route: the route's own handle first, then up to five further arguments of
+ * one machine word (an integer or a pointer), whose meaning is between the host and its caller. The
  * result is one machine word too. An accessor always passes all five on; a slot that takes fewer
  * does not look at the rest, which the x86-64 and AArch64 calling conventions allow.
  */
@@ -44,9 +44,9 @@ typedef struct QEL_FerrionRoute {
 /* Each accessor calls the function of its name with the route's handle and returns its result.
  * Nothing is checked: a null route or an empty slot is the caller's fault. */
 #define QEL_FERRION_ROUTE_ACCESSOR(slot)                                                           \
-    FERRYJNI_API intptr_t QEL_FerrionRoute_##slot##I(                                              \
-        const QEL_FerrionRoute *route, intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4,         \
-        intptr_t a5) FERRYJNI_NOEXCEPT
+    FERRYJNI_API intptr_t QEL_FerrionRoute_##slot##I(const QEL_FerrionRoute *route, intptr_t a1,   \
+                                                     intptr_t a2, intptr_t a3, intptr_t a4,        \
+                                                     intptr_t a5) FERRYJNI_NOEXCEPT
 
 QEL_FERRION_ROUTE_ACCESSOR(get_input_count);
 QEL_FERRION_ROUTE_ACCESSOR(get_input_at);

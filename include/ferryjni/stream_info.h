@@ -54,13 +54,14 @@ FERRYJNI_API int32_t QEL_FerrionStreamInfo_finalize(QEL_FerrionStreamInfo *self)
 
 /** A new record of a stream that is there; the caller's (QEL_FerrionStreamInfo_deleteI). Null when
  * the name is null or memory is short. */
-FERRYJNI_API QEL_FerrionStreamInfo *QEL_FerrionStreamInfo_new_discoveredI(
-    const char *streamName, const char *typeName, int32_t typeRepresentationKind,
-    void *typeRepresentation) FERRYJNI_NOEXCEPT;
+FERRYJNI_API QEL_FerrionStreamInfo *
+QEL_FerrionStreamInfo_new_discoveredI(const char *streamName, const char *typeName,
+                                      int32_t typeRepresentationKind,
+                                      void *typeRepresentation) FERRYJNI_NOEXCEPT;
 
 /** A new record of a stream that has gone; otherwise as above. */
-FERRYJNI_API QEL_FerrionStreamInfo *QEL_FerrionStreamInfo_new_disposedI(const char *streamName)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API QEL_FerrionStreamInfo *
+QEL_FerrionStreamInfo_new_disposedI(const char *streamName) FERRYJNI_NOEXCEPT;
 
 /** Finalizes and frees a record made by the two functions above; null does nothing. */
 FERRYJNI_API void QEL_FerrionStreamInfo_deleteI(QEL_FerrionStreamInfo *self) FERRYJNI_NOEXCEPT;
@@ -70,13 +71,13 @@ FERRYJNI_API int QEL_FerrionStreamInfo_compare(const QEL_FerrionStreamInfo *a,
                                                const QEL_FerrionStreamInfo *b) FERRYJNI_NOEXCEPT;
 
 /** strcmp of the type names, neither of which may be null. */
-FERRYJNI_API int QEL_FerrionStreamInfo_compareByTypeName(const QEL_FerrionStreamInfo *a,
-                                                         const QEL_FerrionStreamInfo *b)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API int
+QEL_FerrionStreamInfo_compareByTypeName(const QEL_FerrionStreamInfo *a,
+                                        const QEL_FerrionStreamInfo *b) FERRYJNI_NOEXCEPT;
 
 /** The default partition: one empty name. Shared by all; not to be changed or freed. */
-FERRYJNI_API const QEL_FerrionStringSeq *QEL_FerrionStreamInfo_get_default_partition(void)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API const QEL_FerrionStringSeq *
+QEL_FerrionStreamInfo_get_default_partition(void) FERRYJNI_NOEXCEPT;
 
 /**
  * Copies strings, reusing the destination's slots; the destination never shrinks. Neither may be
@@ -84,9 +85,9 @@ FERRYJNI_API const QEL_FerrionStringSeq *QEL_FerrionStreamInfo_get_default_parti
  *
  * @return the destination, or null when memory is short: what was copied before stays.
  */
-FERRYJNI_API QEL_FerrionStringSeq *QEL_FerrionStringSeq_copy(QEL_FerrionStringSeq *destination,
-                                                             const QEL_FerrionStringSeq *source)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API QEL_FerrionStringSeq *
+QEL_FerrionStringSeq_copy(QEL_FerrionStringSeq *destination,
+                          const QEL_FerrionStringSeq *source) FERRYJNI_NOEXCEPT;
 
 FERRYJNI_END
 

@@ -84,14 +84,13 @@ typedef struct QEL_FerrionRouteEvent {
 } QEL_FerrionRouteEvent;
 
 /** Binds an event to a route with kind 0. Returns 1, or 0 when either is null. */
-FERRYJNI_API int32_t QEL_FerrionRouteEvent_initialize(QEL_FerrionRouteEvent *self,
-                                                      struct QEL_FerrionRoute *route)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API int32_t QEL_FerrionRouteEvent_initialize(
+    QEL_FerrionRouteEvent *self, struct QEL_FerrionRoute *route) FERRYJNI_NOEXCEPT;
 /** Sets kind 0 and no route; null does nothing. */
 FERRYJNI_API void QEL_FerrionRouteEvent_finalize(QEL_FerrionRouteEvent *self) FERRYJNI_NOEXCEPT;
 /** A new event on the C heap, the caller's; null when the route is null or memory is short. */
-FERRYJNI_API QEL_FerrionRouteEvent *QEL_FerrionRouteEvent_newI(struct QEL_FerrionRoute *route)
-    FERRYJNI_NOEXCEPT;
+FERRYJNI_API QEL_FerrionRouteEvent *
+QEL_FerrionRouteEvent_newI(struct QEL_FerrionRoute *route) FERRYJNI_NOEXCEPT;
 /** Finalizes and frees an event; null does nothing. */
 FERRYJNI_API void QEL_FerrionRouteEvent_deleteI(QEL_FerrionRouteEvent *self) FERRYJNI_NOEXCEPT;
 

@@ -11,9 +11,7 @@
 QDDSCORE_BEGIN
 
 /** Packs a four-character code into a heap tag, first character in the most significant byte. */
-#define QEL_OSAPI_HEAP_TAG(a, b, c, d)                                                             \
-    (((uint32_t)(unsigned char)(a) << 24) | ((uint32_t)(unsigned char)(b) << 16) |                 \
-     ((uint32_t)(unsigned char)(c) << 8) | (uint32_t)(unsigned char)(d))
+#define QEL_OSAPI_HEAP_TAG(a, b, c, d) ((a)*0x1000000U + (b)*0x10000U + (c)*0x100U + (d)*0x1U)
 
 /** Tag of single records of fixed size. */
 #define QEL_OSAPI_HEAP_STRUCTURE_TAG QEL_OSAPI_HEAP_TAG('Q', 'D', 'D', 'A')
@@ -23,7 +21,7 @@ QDDSCORE_BEGIN
 #define QEL_OSAPI_HEAP_ARRAY_TAG QEL_OSAPI_HEAP_TAG('Q', 'D', 'D', 'C')
 
 /** Alignment value that asks for the default (16 bytes, enough for every C type). */
-#define QEL_OSAPI_HEAP_DEFAULT_ALIGNMENT ((size_t)0)
+#define QEL_OSAPI_HEAP_DEFAULT_ALIGNMENT 0
 
 /**
  * Allocates a block, or resizes one.
