@@ -1,0 +1,78 @@
+// The middleware logger: renders a message into one line and hands it to the sink. Runs on the
+// logging thread; owns nothing but the choice of the sink. It does not use the middleware heap,
+// which logs itself.
+#include "qddscore/log.h"
+
+#include <cstdarg>
+#include <mutex>
+#include <shared_mutex>
+
+#include "line.h"
+
+const QELLogMessage QEL_LOG_ANY_s = {1, "%s\n"};
+const QELLogMessage QEL_LOG_ANY_FAILURE_s = {2, "!%s\n"};
+const QELLogMessage QEL_LOG_CREATION_FAILURE_s = {3, "!create %s\n"};
+const QELLogMessage QEL_OSAPI_MEMORY_LOG_OUT_OF_HEAP_ARRAY_dd = {
+    4, "!allocate array of %d elements of %d bytes\n"};
+
+void (*QELLog_setLogLevel)(uint32_t level) = nullptr;
+
+namespace {
+
+// Readers are threads inside the sink, the writer is the one that replaces it.
+std::shared_mutex sinkMutex;
+QELLogSink theSink = nullptr;
+void *theSinkData = nullptr;
+
+// A sink that logs gets its line to standard error: no recursion, no second lock.
+thread_local bool insideSink = false;
+
+void handOver(qddscore::Line &line)
+{
+    line.escapeControls();
+    if (insideSink) {
+        line.writeTo(2);
+        return;
+    }
+    const std::shared_lock<std::shared_mutex> guard(sinkMutex);
+    if (theSink == nullptr) {
+        line.writeTo(2);
+        return;
+    }
+    insideSink = true;
+    theSink(theSinkData, line.text(), line.length());
+    insideSink = false;
+}
+
+} // namespace
+
+void QELLog_printContextAndMsg(const char *context, const QELLogMessage *message, ...) noexcept
+{
+    qddscore::Line line;
+    if (context != nullptr) {
+        line.append(context);
+        line.append(":");
+    }
+    va_list arguments;
+    va_start(arguments, message);
+    line.appendFormatted(message->format, arguments);
+    va_end(arguments);
+    handOver(line);
+}
+
+void QELLog_debug(const char *format, ...) noexcept
+{
+    qddscore::Line line;
+    va_list arguments;
+    va_start(arguments, format);
+    line.appendFormatted(format, arguments);
+    va_end(arguments);
+    handOver(line);
+}
+
+void QELLog_setSink(QELLogSink sink, void *sinkData) noexcept
+{
+    const std::unique_lock<std::shared_mutex> guard(sinkMutex);
+    theSink = sink;
+    theSinkData = sinkData;
+}
