@@ -1,0 +1,220 @@
+// Checking the bytes of a sample that came from outside, before anything trusts them.
+#include <cstdio>
+
+#include "error_text.h"
+#include "sample.h"
+
+namespace qddsc {
+
+namespace {
+
+// A payload is padded to a multiple of 4 on its way.
+constexpr uint64_t MAX_TRAILER = 3;
+
+class Checker {
+public:
+    Checker(const CdrView &view, uint8_t *clear) : view_(view), clear_(clear) {}
+
+    bool value(const DDS_TypeCode &type)
+    {
+        switch (type.kind) {
+        case DDS_TK_STRING:
+            return string(type);
+        case DDS_TK_SEQUENCE:
+            return sequence(type);
+        case DDS_TK_ARRAY:
+            return elements(*type.content->resolved, type.elementCount);
+        case DDS_TK_STRUCT:
+            return structure(type);
+        default:
+            return scalars(type, 1);
+        }
+    }
+
+    uint64_t position() const
+    {
+        return position_;
+    }
+    bool padded() const
+    {
+        return padded_;
+    }
+    const char *problem() const
+    {
+        return problem_;
+    }
+    const char *path() const
+    {
+        return path_.data() + pathStart_;
+    }
+
+private:
+    bool fail(const char *problem)
+    {
+        problem_ = problem;
+        return false;
+    }
+
+    // Puts a step in front of the path to the failure; steps that do not fit are left out.
+    void prepend(const char *step)
+    {
+        const size_t length = std::strlen(step);
+        if (length <= pathStart_) {
+            pathStart_ -= length;
+            std::memcpy(path_.data() + pathStart_, step, length);
+        }
+    }
+
+    bool align(uint32_t alignment)
+    {
+        const uint64_t next = alignUp(position_, alignment);
+        if (next > view_.size) {
+            return fail("the sample ends early");
+        }
+        for (; position_ < next; ++position_) {
+            padded_ = padded_ || view_.bytes[position_] != 0;
+            if (clear_ != nullptr) {
+                clear_[position_] = 0;
+            }
+        }
+        return true;
+    }
+
+    bool count(uint32_t &value)
+    {
+        if (!align(sizeof value) || !view_.holds(position_, sizeof value)) {
+            return fail("the sample ends early");
+        }
+        value = view_.count(position_);
+        position_ += sizeof value;
+        return true;
+    }
+
+    bool string(const DDS_TypeCode &type)
+    {
+        uint32_t length = 0;
+        if (!count(length)) {
+            return false;
+        }
+        if (length == 0 || !view_.holds(position_, length)) {
+            return fail("a string's length passes the end of the sample or is 0");
+        }
+        const uint8_t *text = view_.bytes + position_;
+        const void *end = std::memchr(text, 0, length);
+        if (end != text + length - 1) {
+            return fail(end == nullptr ? "a string does not end in NUL" : "a string holds a NUL");
+        }
+        if (type.bound != 0 && length - 1 > type.bound) {
+            return fail("a string is longer than its bound");
+        }
+        position_ += length;
+        return true;
+    }
+
+    bool sequence(const DDS_TypeCode &type)
+    {
+        uint32_t length = 0;
+        if (!count(length)) {
+            return false;
+        }
+        if (type.bound != 0 && length > type.bound) {
+            return fail("a sequence is longer than its bound");
+        }
+        return elements(*type.content->resolved, length);
+    }
+
+    bool elements(const DDS_TypeCode &type, uint32_t length)
+    {
+        if (length > (view_.size - position_) / type.layout.minimum) {
+            return fail("the elements pass the end of the sample");
+        }
+        if (isPrimitive(type.kind) || type.kind == DDS_TK_ENUM) {
+            return length == 0 || scalars(type, length);
+        }
+        for (uint32_t i = 0; i < length; ++i) {
+            if (!value(type)) {
+                char step[16];
+                std::snprintf(step, sizeof step, "[%u]", i);
+                prepend(step);
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool structure(const DDS_TypeCode &type)
+    {
+        for (const Member &member : type.members) {
+            if (!value(*member.type->resolved)) {
+                prepend(member.name.c_str());
+                prepend(".");
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // Booleans, enums and numbers, `length` of them in a row.
+    bool scalars(const DDS_TypeCode &type, uint64_t length)
+    {
+        const uint32_t size = scalarSize(type.kind);
+        if (!align(size) || !view_.holds(position_, length * size)) {
+            return fail("the sample ends early");
+        }
+        const uint64_t end = position_ + length * size;
+        for (; type.kind == DDS_TK_BOOLEAN && position_ < end; ++position_) {
+            if (view_.bytes[position_] > 1) {
+                return fail("a boolean is neither 0 nor 1");
+            }
+        }
+        for (; type.kind == DDS_TK_ENUM && position_ < end; position_ += size) {
+            if (!isEnumerator(type, static_cast<int32_t>(view_.count(position_)))) {
+                return fail("an enum holds a value that is not an enumerator");
+            }
+        }
+        position_ = end;
+        return true;
+    }
+
+    const CdrView view_;
+    uint8_t *clear_; // where padding is cleared, or null
+    uint64_t position_ = 0;
+    bool padded_ = false;
+    const char *problem_ = "";
+    std::array<char, 256> path_{};
+    size_t pathStart_ = 255; // its NUL stays
+};
+
+} // namespace
+
+bool checkCdr(const DDS_TypeCode &root, const CdrView &view, uint64_t &size, bool &padded,
+              DDS_ErrorText *error)
+{
+    Checker checker(view, nullptr);
+    const bool good = checker.value(root);
+    if (!good) {
+        const char *path = checker.path();
+        setError(error, "%s: %s: %s (byte %llu of %llu)", root.name.c_str(),
+                 path[0] == '.' ? path + 1 : path, checker.problem(),
+                 static_cast<unsigned long long>(checker.position()),
+                 static_cast<unsigned long long>(view.size));
+        return false;
+    }
+    if (view.size - checker.position() > MAX_TRAILER) {
+        setError(error, "%s: the sample ends at byte %llu of %llu", root.name.c_str(),
+                 static_cast<unsigned long long>(checker.position()),
+                 static_cast<unsigned long long>(view.size));
+        return false;
+    }
+    size = checker.position();
+    padded = checker.padded();
+    return true;
+}
+
+void clearPadding(const DDS_TypeCode &root, uint8_t *bytes, uint64_t size)
+{
+    Checker checker({bytes, size}, bytes);
+    checker.value(root);
+}
+
+} // namespace qddsc

@@ -1,0 +1,22 @@
+// See error_text.h.
+#include "error_text.h"
+
+#include <cstdarg>
+#include <cstdio>
+
+namespace qddsc {
+
+void setError(DDS_ErrorText *error, const char *format, ...)
+{
+    if (error == nullptr) {
+        return;
+    }
+    va_list arguments;
+    va_start(arguments, format);
+    if (std::vsnprintf(error->text, sizeof error->text, format, arguments) < 0) {
+        error->text[0] = '\0';
+    }
+    va_end(arguments);
+}
+
+} // namespace qddsc

@@ -1,0 +1,114 @@
+// Looking at type codes. Everything here reads immutable objects.
+#include "type_code.h"
+
+#include <algorithm>
+
+namespace qddsc {
+
+uint32_t findMember(const DDS_TypeCode &structure, std::string_view name)
+{
+    const std::vector<uint32_t> &order = structure.membersByName;
+    const auto found = std::lower_bound(
+        order.begin(), order.end(), name, [&structure](uint32_t index, std::string_view wanted) {
+            return std::string_view(structure.members[index].name) < wanted;
+        });
+    return found != order.end() && structure.members[*found].name == name ? *found : UINT32_MAX;
+}
+
+bool isEnumerator(const DDS_TypeCode &enumeration, int32_t value)
+{
+    const std::vector<int32_t> &values = enumeration.enumeratorValues;
+    return std::binary_search(values.begin(), values.end(), value);
+}
+
+namespace {
+
+const Member *memberAt(const DDS_TypeCode *self, uint32_t index)
+{
+    return index < self->members.size() ? &self->members[index] : nullptr;
+}
+
+} // namespace
+
+} // namespace qddsc
+
+using qddsc::Member;
+
+DDS_TCKind DDS_TypeCode_get_kind(const DDS_TypeCode *self) noexcept
+{
+    return self->kind;
+}
+
+const char *DDS_TypeCode_get_name(const DDS_TypeCode *self) noexcept
+{
+    return self->name.empty() ? nullptr : self->name.c_str();
+}
+
+const DDS_TypeCode *DDS_TypeCode_resolve(const DDS_TypeCode *self) noexcept
+{
+    return self->resolved;
+}
+
+const DDS_TypeCode *DDS_TypeCode_get_base(const DDS_TypeCode *self) noexcept
+{
+    return self->base;
+}
+
+DDS_ExtensibilityKind DDS_TypeCode_get_extensibility(const DDS_TypeCode *self) noexcept
+{
+    return self->extensibility;
+}
+
+const DDS_TypeCode *DDS_TypeCode_get_content(const DDS_TypeCode *self) noexcept
+{
+    return self->content;
+}
+
+uint32_t DDS_TypeCode_get_bound(const DDS_TypeCode *self) noexcept
+{
+    return self->bound;
+}
+
+uint32_t DDS_TypeCode_get_dimension_count(const DDS_TypeCode *self) noexcept
+{
+    return static_cast<uint32_t>(self->dimensions.size());
+}
+
+uint32_t DDS_TypeCode_get_dimension(const DDS_TypeCode *self, uint32_t index) noexcept
+{
+    return index < self->dimensions.size() ? self->dimensions[index] : 0;
+}
+
+uint32_t DDS_TypeCode_get_member_count(const DDS_TypeCode *self) noexcept
+{
+    return static_cast<uint32_t>(self->members.size());
+}
+
+const char *DDS_TypeCode_get_member_name(const DDS_TypeCode *self, uint32_t index) noexcept
+{
+    const Member *member = qddsc::memberAt(self, index);
+    return member != nullptr ? member->name.c_str() : nullptr;
+}
+
+const DDS_TypeCode *DDS_TypeCode_get_member_type(const DDS_TypeCode *self, uint32_t index) noexcept
+{
+    const Member *member = qddsc::memberAt(self, index);
+    return member != nullptr ? member->type : nullptr;
+}
+
+int32_t DDS_TypeCode_is_member_key(const DDS_TypeCode *self, uint32_t index) noexcept
+{
+    const Member *member = qddsc::memberAt(self, index);
+    return member != nullptr && member->isKey ? 1 : 0;
+}
+
+int32_t DDS_TypeCode_get_member_value(const DDS_TypeCode *self, uint32_t index) noexcept
+{
+    const Member *member = qddsc::memberAt(self, index);
+    return member != nullptr ? member->value : 0;
+}
+
+int32_t DDS_TypeCode_is_keyed(const DDS_TypeCode *self) noexcept
+{
+    return self->keyed ? 1 : 0;
+}

@@ -1,0 +1,98 @@
+// What a type code is made of. Objects are immutable once interned, so that any thread may read
+// them; the intern table owns them until the process ends.
+#ifndef QDDSC_SRC_TYPE_CODE_H
+#define QDDSC_SRC_TYPE_CODE_H
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "qddsc/type_code.h"
+
+namespace qddsc {
+
+// CDR aligns every value to its size, counted from the start of the buffer. So how many bytes a
+// value takes depends on where it starts modulo 8, and nothing else: hence tables of 8 entries.
+constexpr uint32_t RESIDUES = 8;
+using SizeByResidue = std::array<uint32_t, RESIDUES>;
+
+// How values of a type lie in CDR. A value "starts" where the one before it ended, in front of its
+// own padding.
+struct Layout {
+    // Every value takes the same bytes: no string or sequence inside.
+    bool fixed = true;
+    // A default value is all zero bytes.
+    bool zeroDefault = true;
+    // Greatest alignment of anything inside: positions that agree modulo it are laid out alike.
+    uint32_t alignment = 1;
+    // No value takes fewer bytes, padding not counted.
+    uint32_t minimum = 0;
+    // Bytes of a default value, leading padding included; of every value when fixed.
+    SizeByResidue size{};
+    // Structs: distance of each member's start from the struct's start. Known up to and including
+    // the first member of variable size.
+    std::vector<SizeByResidue> offsets;
+};
+
+struct Member {
+    std::string name;
+    const DDS_TypeCode *type; // null for enumerators
+    bool isKey;
+    int32_t value; // of an enumerator
+};
+
+// Types nest no deeper, which bounds every recursion over types and samples.
+constexpr uint32_t MAX_DEPTH = 64;
+
+} // namespace qddsc
+
+struct DDS_TypeCode {
+    DDS_TCKind kind = DDS_TK_OCTET;
+    DDS_ExtensibilityKind extensibility = DDS_EXTENSIBILITY_FINAL;
+    bool keyed = false;
+    uint32_t bound = 0;
+    uint32_t depth = 1;                     // 1 + that of the deepest type inside
+    const DDS_TypeCode *resolved = nullptr; // self, or what an alias ends at
+    const DDS_TypeCode *content = nullptr;
+    const DDS_TypeCode *base = nullptr;
+    std::string name;
+    std::vector<uint32_t> dimensions;
+    uint32_t elementCount = 0;             // of an array, all dimensions
+    std::vector<qddsc::Member> members;    // those of the base first
+    std::vector<uint32_t> membersByName;   // indices into members, in order of name
+    std::vector<int32_t> enumeratorValues; // in order of value
+    qddsc::Layout layout;                  // of the resolved type
+};
+
+namespace qddsc {
+
+inline bool isPrimitive(DDS_TCKind kind)
+{
+    return kind <= DDS_TK_DOUBLE;
+}
+
+// Bytes and alignment of a primitive or enum; of the leading count of a string or sequence.
+uint32_t scalarSize(DDS_TCKind kind);
+
+inline uint64_t alignUp(uint64_t position, uint32_t alignment)
+{
+    return (position + alignment - 1) & ~static_cast<uint64_t>(alignment - 1);
+}
+
+// Where `count` values end of which each takes the bytes of a default one.
+uint64_t skipDefaults(const DDS_TypeCode &resolved, uint64_t position, uint64_t count);
+
+// Fills `type.layout` from the layouts of the types inside; false when a default value would pass
+// the size limit of CDR.
+bool computeLayout(DDS_TypeCode &type);
+
+// Index of a struct's member, or UINT32_MAX.
+uint32_t findMember(const DDS_TypeCode &structure, std::string_view name);
+
+bool isEnumerator(const DDS_TypeCode &enumeration, int32_t value);
+
+} // namespace qddsc
+
+#endif
