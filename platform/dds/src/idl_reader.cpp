@@ -7,7 +7,6 @@
 #include <string>
 #include <unordered_map>
 
-#include "error_text.h"
 #include "idl_source.h"
 #include "idl_tree.h"
 
@@ -24,7 +23,7 @@ struct TreeDeleter {
 
 class Reader {
 public:
-    Reader(const char *source, std::vector<const DDS_TypeCode *> &types, DDS_ErrorText *error)
+    Reader(const IdlSource &source, std::vector<const DDS_TypeCode *> &types, DDS_ErrorText *error)
         : source_(source), types_(types), error_(error)
     {
     }
@@ -46,7 +45,7 @@ private:
         uint32_t line = 0;
         uint32_t column = 0;
         qidl_location(node, &line, &column);
-        setError(error_, "%s:%u:%u: %s", source_, line, column, what);
+        source_.explain(error_, line, column, what);
         return false;
     }
 
@@ -98,7 +97,7 @@ private:
         if (qidl_name(node) != nullptr) {
             what += std::string(" ") + qidl_name(node);
         }
-        return fail(node, (what + ": this kind of type is not supported").c_str());
+        return fail(node, (what + " is not supported").c_str());
     }
 
     bool readTypedef(QIdlNode node, const std::string &scope)
@@ -249,7 +248,7 @@ private:
         return nullptr;
     }
 
-    const char *source_;
+    const IdlSource &source_;
     std::vector<const DDS_TypeCode *> &types_;
     DDS_ErrorText *error_;
     std::unordered_map<QIdlNode, const DDS_TypeCode *> byNode_;
@@ -260,16 +259,18 @@ private:
 bool readIdl(const char *text, const char *sourceName, std::vector<const DDS_TypeCode *> &types,
              DDS_ErrorText *error)
 {
-    if (!checkSource(text, sourceName, error)) {
+    IdlSource source(text, sourceName);
+    if (!source.prepare(error)) {
         return false;
     }
     QIdlProblem problem{};
-    const std::unique_ptr<QIdlTree, TreeDeleter> tree(qidl_parse(text, &problem));
+    const std::unique_ptr<QIdlTree, TreeDeleter> tree(
+        qidl_parse(source.prepared().c_str(), &problem));
     if (tree == nullptr) {
-        explainProblem(text, sourceName, problem, error);
+        source.explain(error, problem);
         return false;
     }
-    return Reader(sourceName, types, error).readDefinitions(qidl_root(tree.get()), "");
+    return Reader(source, types, error).readDefinitions(qidl_root(tree.get()), "");
 }
 
 } // namespace qddsc

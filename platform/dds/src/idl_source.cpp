@@ -1,9 +1,10 @@
 // See idl_source.h.
 #include "idl_source.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstring>
-#include <string>
+#include <string_view>
 
 #include "error_text.h"
 
@@ -11,116 +12,145 @@ namespace qddsc {
 
 namespace {
 
-// Moves behind the comment or the quoted text that starts at `at`; returns `at` for anything else.
-const char *skipQuoted(const char *at, uint32_t &line, const char *&lineStart)
+// Length of the comment or quoted text at `at`; 0 for anything else.
+size_t quotedLength(const char *at)
 {
-    const char *end = at;
     if (at[0] == '/' && at[1] == '/') {
-        return at + std::strcspn(at, "\n");
+        return std::strcspn(at, "\n");
     }
     if (at[0] == '/' && at[1] == '*') {
-        end = std::strstr(at + 2, "*/");
-        end = end != nullptr ? end + 2 : at + std::strlen(at);
-    } else if (*at == '"' || *at == '\'') {
-        for (end = at + 1; *end != '\0' && *end != *at && *end != '\n'; ++end) {
-            end += *end == '\\' && end[1] != '\0' ? 1 : 0;
-        }
-        end += *end == *at ? 1 : 0;
+        const char *end = std::strstr(at + 2, "*/");
+        return end != nullptr ? static_cast<size_t>(end + 2 - at) : std::strlen(at);
     }
-    for (; at < end; ++at) {
-        if (*at == '\n') {
-            ++line;
-            lineStart = at + 1;
-        }
+    if (*at != '"' && *at != '\'') {
+        return 0;
     }
-    return end;
+    const char *end = at + 1;
+    while (*end != '\0' && *end != *at && *end != '\n') {
+        end += *end == '\\' && end[1] != '\0' ? 2 : 1;
+    }
+    return static_cast<size_t>(end - at) + (*end == *at ? 1 : 0);
 }
 
-// The word or sign at a position, as far as the text reaches.
-std::string wordAt(const char *text, uint32_t line, uint32_t column)
+size_t wordLength(const char *at)
 {
-    for (; line > 1; --line) {
-        text = std::strchr(text, '\n');
-        if (text == nullptr) {
-            return "";
-        }
-        ++text;
-    }
-    const size_t width = std::strcspn(text, "\n");
-    if (column == 0 || column > width) {
-        return "";
-    }
-    const char *start = text + column - 1;
-    const char *end = start;
-    while (std::isalnum(static_cast<unsigned char>(*end)) || *end == '_') {
+    const char *end = at;
+    while (std::isalnum(static_cast<unsigned char>(*end)) != 0 || *end == '_') {
         ++end;
     }
-    return std::string(start, end > start ? end : start + 1);
+    return static_cast<size_t>(end - at);
 }
 
-bool isRefusedType(const std::string &word)
+bool isRefusedType(std::string_view word)
 {
-    static const char *const words[] = {"any",       "bitfield", "bitset",   "fixed",
-                                        "interface", "map",      "native",   "Object",
-                                        "valuetype", "wstring",  "ValueBase"};
-    for (const char *refused : words) {
-        if (word == refused) {
-            return true;
-        }
-    }
-    return false;
+    static constexpr std::string_view words[] = {"any",     "bitset",   "fixed",  "interface",
+                                                 "map",     "native",   "Object", "ValueBase",
+                                                 "wstring", "valuetype"};
+    return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
 
 } // namespace
 
-bool checkSource(const char *text, const char *sourceName, DDS_ErrorText *error)
+void IdlSource::copy(char character)
 {
-    uint32_t line = 1;
-    const char *lineStart = text;
-    bool blank = true; // nothing but blanks since the line started
-    while (*text != '\0') {
-        const char *next = skipQuoted(text, line, lineStart);
-        if (next != text) {
-            blank = false;
-            text = next;
-            continue;
+    prepared_ += character;
+    ++column_;
+    if (character == '\n') {
+        ++line_;
+        column_ = 1;
+        lineIsBlank_ = true;
+    } else if (std::isspace(static_cast<unsigned char>(character)) == 0) {
+        lineIsBlank_ = false;
+    }
+}
+
+bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
+{
+    if (*at == '#' && lineIsBlank_) {
+        explain(error, line_, column_,
+                "there is no preprocessor: #include, #define, #pragma and other lines that start "
+                "with '#' are not supported");
+        return false;
+    }
+    const size_t word = wordLength(at);
+    if (word > 0) {
+        const std::string_view name(at, word);
+        const char *behind = at + word + std::strspn(at + word, " \t\r\n");
+        openTemplates_ += *behind == '<' && (name == "sequence" || name == "string") ? 1 : 0;
+        std::for_each(name.begin(), name.end(), [this](char character) { copy(character); });
+        at += word;
+        return true;
+    }
+    if (*at == '>' && openTemplates_ > 0) {
+        --openTemplates_;
+        if (at[1] == '>' && openTemplates_ > 0) {
+            copy('>');
+            blanks_.push_back({line_, column_});
+            copy(' ');
+            ++at;
+            return true;
         }
-        if (*text == '#' && blank) {
-            setError(error,
-                     "%s:%u:%u: there is no preprocessor: #include, #define, #pragma and other "
-                     "lines that start with '#' are not supported",
-                     sourceName, line, static_cast<unsigned>(text - lineStart + 1));
+    }
+    copy(*at++);
+    return true;
+}
+
+bool IdlSource::prepare(DDS_ErrorText *error)
+{
+    const char *at = text_;
+    while (*at != '\0') {
+        const size_t quoted = quotedLength(at);
+        std::for_each(at, at + quoted, [this](char character) { copy(character); });
+        at += quoted;
+        if (quoted == 0 && !copyCode(at, error)) {
             return false;
-        }
-        blank = *text == '\n' || (blank && std::isspace(static_cast<unsigned char>(*text)));
-        if (*text++ == '\n') {
-            ++line;
-            lineStart = text;
         }
     }
     return true;
 }
 
-void explainProblem(const char *text, const char *sourceName, const QIdlProblem &problem,
-                    DDS_ErrorText *error)
+void IdlSource::explain(DDS_ErrorText *error, uint32_t line, uint32_t column,
+                        const char *what) const
+{
+    const auto inFront = [line, column](const Blank &blank) {
+        return blank.line == line && blank.column < column;
+    };
+    column -= static_cast<uint32_t>(std::count_if(blanks_.begin(), blanks_.end(), inFront));
+    setError(error, "%s:%u:%u: %s", name_, line, column, what);
+}
+
+// The word or sign at a position, as far as the text reaches.
+std::string IdlSource::wordAt(uint32_t line, uint32_t column) const
+{
+    const char *at = prepared_.c_str();
+    for (; line > 1; --line) {
+        at = std::strchr(at, '\n');
+        if (at == nullptr) {
+            return "";
+        }
+        ++at;
+    }
+    if (column == 0 || column > std::strcspn(at, "\n")) {
+        return "";
+    }
+    at += column - 1;
+    return std::string(at, std::max<size_t>(wordLength(at), 1));
+}
+
+void IdlSource::explain(DDS_ErrorText *error, const QIdlProblem &problem) const
 {
     if (problem.line == 0) {
-        setError(error, "%s: %s", sourceName, problem.text);
+        setError(error, "%s: %s", name_, problem.text);
         return;
     }
-    const std::string word = wordAt(text, problem.line, problem.column);
+    const std::string word = wordAt(problem.line, problem.column);
+    std::string what = problem.text;
     if (isRefusedType(word)) {
-        setError(error, "%s:%u:%u: %s is not supported", sourceName, problem.line, problem.column,
-                 word.c_str());
-    } else if (std::strcmp(problem.text, "syntax error") != 0) {
-        setError(error, "%s:%u:%u: %s", sourceName, problem.line, problem.column, problem.text);
-    } else if (word.empty()) {
-        setError(error, "%s:%u:%u: syntax error at the end of the line or text", sourceName,
-                 problem.line, problem.column);
-    } else {
-        setError(error, "%s:%u:%u: syntax error at \"%s\"", sourceName, problem.line,
-                 problem.column, word.c_str());
+        what = word + " is not supported";
+    } else if (what == "syntax error") {
+        what += word.empty() ? " at the end of the line or text" : " at \"" + word + "\"";
     }
+    explain(error, problem.line, problem.column, what.c_str());
 }
 
 } // namespace qddsc

@@ -139,7 +139,8 @@ void qidl_free(struct QIdlTree *tree)
 
 QIdlNode qidl_root(const struct QIdlTree *tree)
 {
-    return tree->state->root;
+    /* of a text without definitions the parser shows its own annotations */
+    return tree->state->root != tree->state->builtin_root ? tree->state->root : NULL;
 }
 
 static enum QIdlKind primitiveKind(idl_type_t type)

@@ -76,6 +76,14 @@ void completeMembers(DDS_TypeCode &type)
     std::sort(type.enumeratorValues.begin(), type.enumeratorValues.end());
 }
 
+const char *describe(const DDS_TypeCode &type)
+{
+    if (!type.name.empty()) {
+        return type.name.c_str();
+    }
+    return type.kind == DDS_TK_ARRAY ? "array" : "sequence";
+}
+
 const DDS_TypeCode *intern(DDS_TypeCode &&made, DDS_ErrorText *error)
 {
     auto type = std::make_unique<DDS_TypeCode>(std::move(made));
@@ -85,11 +93,11 @@ const DDS_TypeCode *intern(DDS_TypeCode &&made, DDS_ErrorText *error)
     }
     completeMembers(*type);
     if (type->depth > MAX_DEPTH) {
-        setError(error, "type %s is nested deeper than %u levels", type->name.c_str(), MAX_DEPTH);
+        setError(error, "%s: nested deeper than %u levels", describe(*type), MAX_DEPTH);
         return nullptr;
     }
     if (!computeLayout(*type)) {
-        setError(error, "a sample of type %s would be larger than 2 GiB", type->name.c_str());
+        setError(error, "%s: a sample would be larger than 2 GiB", describe(*type));
         return nullptr;
     }
     std::string key = keyOf(*type);

@@ -101,9 +101,12 @@ private:
         switch (type.kind) {
         case DDS_TK_STRING:
             return bound.empty() ? "string" : "string<" + bound + ">";
-        case DDS_TK_SEQUENCE:
-            return "sequence<" + reference(*type.content) +
-                   (bound.empty() ? ">" : "," + bound + ">");
+        case DDS_TK_SEQUENCE: {
+            const std::string element = reference(*type.content);
+            // Not all parsers know ">>" from a shift.
+            const char *end = bound.empty() && element.back() == '>' ? " >" : ">";
+            return "sequence<" + element + (bound.empty() ? end : ", " + bound + end);
+        }
         case DDS_TK_ENUM:
         case DDS_TK_STRUCT:
         case DDS_TK_ALIAS:
