@@ -1,0 +1,16 @@
+#!/usr/bin/env bash
+# usage: install_and_use.sh CMAKE BUILD_TREE CONSUMER_SOURCE COMPILER
+set -euo pipefail
+cmake=$1 tree=$2 consumer=$3 compiler=$4
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+"$cmake" --install "$tree" --prefix "$work/prefix" >/dev/null
+"$cmake" -S "$consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix" \
+    -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
+"$cmake" --build "$work/build" >/dev/null
+"$work/build/consumer"
+"$work/prefix/bin/ferry" --version
+for jar in qdds ferrion-adapter ferrion-adapter-file; do
+    test -f "$work/prefix/share/ferryjni/java/$jar.jar"
+done
