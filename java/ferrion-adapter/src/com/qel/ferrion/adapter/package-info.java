@@ -1,0 +1,27 @@
+/**
+ * What a Java adapter implements to take part in a data relay.
+ *
+ * <p>The host makes one {@link com.qel.ferrion.adapter.Adapter} by class name and asks it for
+ * {@linkplain com.qel.ferrion.adapter.Connection connections}; a connection makes sessions, stream
+ * readers (data that comes in from your side) and stream writers (data that goes out to it).
+ *
+ * <h2>Threads</h2>
+ *
+ * <p>All methods run on threads of the host. A session's readers and writers are called by one
+ * thread at a time; different sessions may be served by different threads at once, and creation and
+ * deletion may come from yet another thread. Host threads have <b>no context class loader</b>
+ * ({@code Thread.getContextClassLoader()} is null): pass your own class's loader wherever a library
+ * would look there ({@code ServiceLoader}, JDBC, JAXP and the like).
+ *
+ * <p>The one call in the other direction, {@link com.qel.ferrion.adapter.StreamReaderListener}, may
+ * be made from any thread. Threads that an adapter starts should be daemons, and have to end in the
+ * delete method that belongs to what started them: others keep the process from ending.
+ *
+ * <h2>Failures</h2>
+ *
+ * <p>Anything that a method throws, checked or not, is printed with its stack trace and reported to
+ * the host as the failure of that one call; it never ends the host. Only {@link
+ * com.qel.ferrion.adapter.Entity#update update} carries the exception's own message to the host, so
+ * messages elsewhere should make sense in the log. {@code System.exit} ends the host.
+ */
+package com.qel.ferrion.adapter;
