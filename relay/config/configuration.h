@@ -1,0 +1,99 @@
+// What a configuration file says, after it has been checked whole. Plain values: made on the main
+// thread before anything starts, read-only afterwards, so every thread may look at it.
+#ifndef FERRY_CONFIG_CONFIGURATION_H
+#define FERRY_CONFIG_CONFIGURATION_H
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qddsc/type_code.h"
+
+namespace ferry {
+
+/// Property names and values in the order of the file, nested names joined by dots.
+using Properties = std::vector<std::pair<std::string, std::string>>;
+
+enum class LogLevel { error, warning, status, debug };
+
+struct LogSettings {
+    LogLevel level = LogLevel::status;
+    /// Absolute; empty for standard error.
+    std::filesystem::path file;
+};
+
+struct JavaSettings {
+    /// Absolute; empty when the file does not say.
+    std::filesystem::path home;
+    /// Absolute entries beside those of the product, directories already expanded.
+    std::vector<std::string> classPath;
+    std::vector<std::string> options;
+};
+
+/// Where an adapter's plug-in comes from: a Java class, or a native library and its entry point.
+struct AdapterSettings {
+    std::string name;
+    /// Slash-separated, as the VM looks it up; empty for a native adapter.
+    std::string javaClass;
+    /// Absolute; empty for a Java adapter.
+    std::filesystem::path library;
+    std::string entry;
+    Properties properties;
+};
+
+struct ConnectionSettings {
+    std::string name;
+    std::size_t adapter = 0;
+    /// Handed to the adapter as they are; a missing one is a null name.
+    std::vector<std::string> names;
+    Properties properties;
+};
+
+struct SessionSettings {
+    std::string name;
+    std::chrono::milliseconds period{100};
+    /// Samples per write of outputs that do not say otherwise; 0 when the file does not say.
+    std::int32_t batch = 0;
+    Properties properties;
+};
+
+struct StreamSettings {
+    std::size_t connection = 0;
+    std::string stream;
+    Properties properties;
+    /// Outputs only: the most samples of one write call.
+    std::int32_t maxSamplesPerWrite = 0;
+};
+
+enum class OnError { carryOn, stop };
+
+struct RouteSettings {
+    std::string name;
+    std::size_t session = 0;
+    std::string typeName;
+    const DDS_TypeCode *type = nullptr;
+    StreamSettings input;
+    std::vector<StreamSettings> outputs;
+    OnError onError = OnError::carryOn;
+};
+
+/// Adapters, connections and sessions are referred to by their index.
+struct Configuration {
+    /// The file's name without directory and extension: what the service is called in messages.
+    std::string name;
+    /// Absolute directory that relative paths of the file start from.
+    std::filesystem::path directory;
+    LogSettings log;
+    JavaSettings java;
+    std::vector<AdapterSettings> adapters;
+    std::vector<ConnectionSettings> connections;
+    std::vector<SessionSettings> sessions;
+    std::vector<RouteSettings> routes;
+};
+
+} // namespace ferry
+
+#endif

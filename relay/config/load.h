@@ -1,0 +1,19 @@
+// Reads a configuration file.
+#ifndef FERRY_CONFIG_LOAD_H
+#define FERRY_CONFIG_LOAD_H
+
+#include <optional>
+#include <string>
+
+#include "config/configuration.h"
+#include "config/diagnostics.h"
+
+namespace ferry {
+
+/// Reads and checks the file whole, its types included. Nothing, with the reasons in `diagnostics`,
+/// when anything in it is wrong. Types are interned for the life of the process.
+std::optional<Configuration> loadConfiguration(const std::string &file, Diagnostics &diagnostics);
+
+} // namespace ferry
+
+#endif

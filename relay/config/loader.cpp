@@ -1,0 +1,267 @@
+#include "config/loader.h"
+
+#include <algorithm>
+
+#include "config/text.h"
+#include "ferryjni/properties.h"
+
+namespace ferry {
+namespace fs = std::filesystem;
+namespace {
+
+/// The bridge's own default, which the relay has to know to cut its writes as the bridge would.
+constexpr std::int32_t defaultSamplesPerWrite = 1024;
+constexpr long maxSamplesPerWrite = 1'000'000;
+
+} // namespace
+
+Loader::Loader(Diagnostics &diagnostics, const std::string &text, const fs::path &file)
+    : diagnostics_(diagnostics), text_(text), types_(DDS_TypeLibrary_new())
+{
+    configuration_.directory = file.parent_path();
+    configuration_.name = file.stem().string();
+}
+
+fs::path Loader::absolute(const std::string &path) const
+{
+    return (configuration_.directory / path).lexically_normal();
+}
+
+Configuration Loader::load(const YAML::Node &root)
+{
+    const Section top(diagnostics_, root, "",
+                      {"types", "java", "log", "adapters", "connections", "sessions", "routes"});
+    readTypes(top.find("types"));
+    readLog(top.find("log"));
+    readJava(top.find("java"));
+    for (const NamedNode &entry : readEntries(diagnostics_, top.find("adapters"), "adapters")) {
+        readAdapter(entry);
+    }
+    for (const NamedNode &entry :
+         readEntries(diagnostics_, top.find("connections"), "connections")) {
+        readConnection(entry);
+    }
+    readSessions(top.find("sessions"));
+    const std::vector<NamedNode> routes = readEntries(diagnostics_, top.find("routes"), "routes");
+    for (const NamedNode &entry : routes) {
+        readRoute(entry);
+    }
+    if (routes.empty() && diagnostics_.empty()) {
+        diagnostics_.add({}, "the configuration file must specify at least one route");
+    }
+    return configuration_;
+}
+
+template<class T>
+std::size_t Loader::reference(const std::vector<T> &known, const std::string &name,
+                              const char *kind, const std::string &path, Place place)
+{
+    std::vector<std::string> names;
+    for (const T &item : known) {
+        if (item.name == name) {
+            return names.size();
+        }
+        names.push_back(item.name);
+    }
+    diagnostics_.add(place, path + ": there is no " + kind + " \"" + name + "\"" +
+                                suggestion(name, names));
+    return 0;
+}
+
+void Loader::readAdapter(const NamedNode &entry)
+{
+    const std::string path = "adapters." + entry.name;
+    const Section section(diagnostics_, entry.value, path,
+                          {"class", "library", "entry", "properties"});
+    AdapterSettings adapter;
+    adapter.name = entry.name;
+    const bool native = section.find("library").IsDefined();
+    if (native && section.find("class").IsDefined()) {
+        diagnostics_.add(entry.place, path + " must have either \"class\" or \"library\"");
+    } else if (native) {
+        adapter.library = absolute(section.text("library").value_or(""));
+        adapter.entry = section.requiredJavaText("entry").value_or("");
+    } else if (const auto name = section.requiredJavaText("class")) {
+        adapter.javaClass = *name;
+        std::replace(adapter.javaClass.begin(), adapter.javaClass.end(), '.', '/');
+    }
+    if (!native && section.find("entry").IsDefined()) {
+        diagnostics_.add(placeOf(section.find("entry")),
+                         path + ".entry goes with \"library\" only");
+    }
+    adapter.properties = section.properties();
+    configuration_.adapters.push_back(std::move(adapter));
+}
+
+void Loader::readConnection(const NamedNode &entry)
+{
+    const std::string path = "connections." + entry.name;
+    const Section section(diagnostics_, entry.value, path, {"adapter", "names", "properties"});
+    ConnectionSettings connection;
+    connection.name = entry.name;
+    if (const auto adapter = section.requiredJavaText("adapter")) {
+        connection.adapter = reference(configuration_.adapters, *adapter, "adapter",
+                                       path + ".adapter", placeOf(section.find("adapter")));
+    }
+    const YAML::Node names = section.find("names");
+    for (const auto &[name, place] : readTexts(diagnostics_, names, section.pathOf("names"))) {
+        connection.names.push_back(name);
+    }
+    if (connection.names.size() > 2) {
+        diagnostics_.add(placeOf(names), path + ".names takes at most two names");
+    }
+    connection.properties = section.properties();
+    configuration_.connections.push_back(std::move(connection));
+}
+
+void Loader::readSessions(const YAML::Node &node)
+{
+    for (const NamedNode &entry : readEntries(diagnostics_, node, "sessions")) {
+        readSession(entry);
+    }
+    if (configuration_.sessions.empty()) {
+        configuration_.sessions.emplace_back();
+        configuration_.sessions.back().name = "default";
+    }
+}
+
+void Loader::readSession(const NamedNode &entry)
+{
+    const std::string path = "sessions." + entry.name;
+    const Section section(diagnostics_, entry.value, path, {"period", "batch", "properties"});
+    SessionSettings session;
+    session.name = entry.name;
+    if (const auto text = section.text("period")) {
+        if (const auto period = parseDuration(*text)) {
+            session.period = *period;
+        } else {
+            diagnostics_.add(placeOf(section.find("period")),
+                             path +
+                                 ".period must be a duration from 1ms to 24h, such as 100ms, 2s, "
+                                 "5m or 1h, not \"" +
+                                 *text + "\"");
+        }
+    }
+    if (const auto text = section.text("batch")) {
+        if (const auto batch = parseWhole(*text, 1, maxSamplesPerWrite)) {
+            session.batch = static_cast<std::int32_t>(*batch);
+        } else {
+            diagnostics_.add(placeOf(section.find("batch")),
+                             path + ".batch must be a whole number from 1 to 1000000, not \"" +
+                                 *text + "\"");
+        }
+    }
+    session.properties = section.properties();
+    configuration_.sessions.push_back(std::move(session));
+}
+
+void Loader::readRoute(const NamedNode &entry)
+{
+    const std::string path = "routes." + entry.name;
+    const Section section(diagnostics_, entry.value, path,
+                          {"session", "type", "input", "outputs", "on_error"});
+    RouteSettings route;
+    route.name = entry.name;
+    readRouteSession(section, route);
+    readRouteType(section, route);
+    const YAML::Node input = section.require("input");
+    if (input.IsDefined()) {
+        readStream(input, section.pathOf("input"), route.input);
+    }
+    const YAML::Node outputs = section.require("outputs");
+    if (outputs.IsDefined() && (!outputs.IsSequence() || outputs.size() == 0)) {
+        diagnostics_.add(placeOf(outputs), path + ".outputs must be a list of at least one output");
+    } else if (outputs.IsDefined()) {
+        for (std::size_t i = 0; i < outputs.size(); ++i) {
+            const std::string where = path + ".outputs[" + std::to_string(i) + "]";
+            StreamSettings output;
+            readStream(outputs[i], where, output);
+            readBatch(outputs[i], route, where, output);
+            route.outputs.push_back(std::move(output));
+        }
+    }
+    if (const auto word = section.text("on_error")) {
+        route.onError = *word == "stop" ? OnError::stop : OnError::carryOn;
+        if (*word != "stop" && *word != "continue") {
+            diagnostics_.add(placeOf(section.find("on_error")),
+                             path + ".on_error must be continue or stop, not \"" + *word + "\"" +
+                                 suggestion(*word, {"continue", "stop"}));
+        }
+    }
+    configuration_.routes.push_back(std::move(route));
+}
+
+void Loader::readRouteSession(const Section &section, RouteSettings &route)
+{
+    const YAML::Node node = section.find("session");
+    if (const auto name = section.text("session")) {
+        route.session = reference(configuration_.sessions, *name, "session",
+                                  section.pathOf("session"), placeOf(node));
+    } else if (!node.IsDefined() && configuration_.sessions.size() > 1) {
+        diagnostics_.add(section.place(), "missing key \"session\" in routes." + route.name +
+                                              ": there is more than one session");
+    }
+}
+
+void Loader::readRouteType(const Section &section, RouteSettings &route)
+{
+    const auto name = section.requiredJavaText("type");
+    if (!name || typesBroken_) {
+        return;
+    }
+    route.typeName = *name;
+    route.type = DDS_TypeLibrary_find(types_.get(), name->c_str());
+    const Place place = placeOf(section.find("type"));
+    if (route.type == nullptr) {
+        std::vector<std::string> names;
+        for (std::uint32_t i = 0; i < DDS_TypeLibrary_get_count(types_.get()); ++i) {
+            names.emplace_back(DDS_TypeCode_get_name(DDS_TypeLibrary_get_at(types_.get(), i)));
+        }
+        diagnostics_.add(place, section.pathOf("type") + ": there is no type \"" + *name + "\"" +
+                                    suggestion(*name, names));
+    } else if (DDS_TypeCode_get_kind(DDS_TypeCode_resolve(route.type)) != DDS_TK_STRUCT) {
+        diagnostics_.add(place, section.pathOf("type") + ": \"" + *name + "\" is not a struct");
+    }
+}
+
+void Loader::readStream(const YAML::Node &node, const std::string &path, StreamSettings &stream)
+{
+    const Section section(diagnostics_, node, path, {"connection", "stream", "properties"});
+    if (const auto name = section.requiredJavaText("connection")) {
+        stream.connection =
+            reference(configuration_.connections, *name, "connection", section.pathOf("connection"),
+                      placeOf(section.find("connection")));
+    }
+    stream.stream = section.requiredJavaText("stream").value_or("");
+    stream.properties = section.properties();
+}
+
+/// The most samples of one write: the output's own property, else the session's batch (which is
+/// then handed on as that property, so that the bridge cuts as the relay does), else the bridge's
+/// default.
+void Loader::readBatch(const YAML::Node &node, const RouteSettings &route, const std::string &path,
+                       StreamSettings &output)
+{
+    output.maxSamplesPerWrite = defaultSamplesPerWrite;
+    for (const auto &[name, value] : output.properties) {
+        if (name == FERRYJNI_PROPERTY_MAX_SAMPLES_PER_WRITE) {
+            const auto number = parseWhole(value, 1, maxSamplesPerWrite);
+            if (!number) {
+                diagnostics_.add(placeOf(node),
+                                 path + ": property " + name +
+                                     " must be a whole number from 1 to 1000000, not \"" + value +
+                                     "\"");
+            }
+            output.maxSamplesPerWrite = static_cast<std::int32_t>(number.value_or(1));
+            return;
+        }
+    }
+    const std::int32_t batch = configuration_.sessions[route.session].batch;
+    if (batch > 0) {
+        output.maxSamplesPerWrite = batch;
+        output.properties.emplace_back(FERRYJNI_PROPERTY_MAX_SAMPLES_PER_WRITE,
+                                       std::to_string(batch));
+    }
+}
+
+} // namespace ferry

@@ -1,0 +1,62 @@
+// The checks of a configuration file, section by section.
+#ifndef FERRY_CONFIG_LOADER_H
+#define FERRY_CONFIG_LOADER_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "config/section.h"
+
+namespace ferry {
+
+class Loader {
+public:
+    /// `text` is the file's own, for the line numbers of types written in it.
+    Loader(Diagnostics &diagnostics, const std::string &text, const std::filesystem::path &file);
+
+    Configuration load(const YAML::Node &root);
+
+private:
+    struct LibraryDeleter {
+        void operator()(DDS_TypeLibrary *library) const
+        {
+            DDS_TypeLibrary_delete(library);
+        }
+    };
+
+    void readTypes(const YAML::Node &node);
+    void readType(const YAML::Node &node, const std::string &path);
+    void addInlineType(const YAML::Node &node, const std::string &text);
+    void readLog(const YAML::Node &node);
+    void readJava(const YAML::Node &node);
+    void readJavaOptions(const YAML::Node &node, const std::string &path);
+    void addClassPath(const std::string &entry, Place place);
+    void readAdapter(const NamedNode &entry);
+    void readConnection(const NamedNode &entry);
+    void readSessions(const YAML::Node &node);
+    void readSession(const NamedNode &entry);
+    void readRoute(const NamedNode &entry);
+    void readRouteSession(const Section &section, RouteSettings &route);
+    void readRouteType(const Section &section, RouteSettings &route);
+    void readStream(const YAML::Node &node, const std::string &path, StreamSettings &stream);
+    void readBatch(const YAML::Node &node, const RouteSettings &route, const std::string &path,
+                   StreamSettings &output);
+
+    template<class T>
+    std::size_t reference(const std::vector<T> &known, const std::string &name, const char *kind,
+                          const std::string &path, Place place);
+    std::filesystem::path absolute(const std::string &path) const;
+
+    Diagnostics &diagnostics_;
+    const std::string &text_;
+    Configuration configuration_;
+    std::unique_ptr<DDS_TypeLibrary, LibraryDeleter> types_;
+    /// Types that could not be read: names are not looked up, or one mistake would be told many
+    /// times.
+    bool typesBroken_ = false;
+};
+
+} // namespace ferry
+
+#endif

@@ -1,0 +1,158 @@
+// The sections that say what exists before any adapter: types, log, java.
+#include <algorithm>
+
+#include "config/loader.h"
+#include "config/text.h"
+#include "qddsc/type_code.h"
+
+namespace ferry {
+namespace fs = std::filesystem;
+
+void Loader::readTypes(const YAML::Node &node)
+{
+    if (!node.IsDefined() || node.IsNull()) {
+        return;
+    }
+    if (!node.IsSequence()) {
+        diagnostics_.add(placeOf(node),
+                         "types must be a list of \"- file: ...\" or \"- idl: ...\"");
+        typesBroken_ = true;
+        return;
+    }
+    for (std::size_t i = 0; i < node.size(); ++i) {
+        readType(node[i], "types[" + std::to_string(i) + "]");
+    }
+}
+
+void Loader::readType(const YAML::Node &node, const std::string &path)
+{
+    const Section section(diagnostics_, node, path, {"file", "idl"});
+    const bool hasFile = section.find("file").IsDefined();
+    if (hasFile == section.find("idl").IsDefined()) {
+        diagnostics_.add(section.place(), path + " must have either \"file\" or \"idl\"");
+        typesBroken_ = true;
+        return;
+    }
+    if (!hasFile) {
+        if (const auto text = section.text("idl")) {
+            addInlineType(section.find("idl"), *text);
+        }
+        return;
+    }
+    if (const auto file = section.text("file")) {
+        DDS_ErrorText error{};
+        const fs::path path_ = absolute(*file);
+        if (DDS_TypeLibrary_add_idl_file(types_.get(), path_.c_str(), &error) == 0) {
+            diagnostics_.addForeign(placeOf(section.find("file")), error.text);
+            typesBroken_ = true;
+        }
+    }
+}
+
+/// A block text keeps its lines, so empty lines in front of it make the compiler's line numbers
+/// those of the configuration file. (Columns start where the block's indentation ends.)
+void Loader::addInlineType(const YAML::Node &node, const std::string &text)
+{
+    const Place place = placeOf(node);
+    const std::string firstLine = text.substr(0, text.find('\n'));
+    std::size_t lineStart = 0;
+    for (int line = 1; line <= place.line && lineStart != std::string::npos; ++line) {
+        lineStart = text_.find('\n', lineStart);
+        lineStart = lineStart == std::string::npos ? lineStart : lineStart + 1;
+    }
+    std::string padded = text;
+    if (lineStart != std::string::npos) {
+        const std::string next = text_.substr(lineStart, text_.find('\n', lineStart) - lineStart);
+        if (next.size() > firstLine.size() &&
+            next.substr(next.size() - firstLine.size()) == firstLine) {
+            padded.insert(0, static_cast<std::size_t>(place.line), '\n');
+        }
+    }
+    DDS_ErrorText error{};
+    if (DDS_TypeLibrary_add_idl_text(types_.get(), padded.c_str(), diagnostics_.file().c_str(),
+                                     &error) == 0) {
+        diagnostics_.addForeign(place, error.text);
+        typesBroken_ = true;
+    }
+}
+
+void Loader::readLog(const YAML::Node &node)
+{
+    const Section section(diagnostics_, node, "log", {"level", "file"});
+    static const std::vector<std::string> levels = {"error", "warning", "status", "debug"};
+    if (const auto level = section.text("level")) {
+        const auto found = std::find(levels.begin(), levels.end(), *level);
+        if (found == levels.end()) {
+            diagnostics_.add(placeOf(section.find("level")),
+                             "log.level must be error, warning, status or debug, not \"" + *level +
+                                 "\"" + suggestion(*level, levels));
+        } else {
+            configuration_.log.level = static_cast<LogLevel>(found - levels.begin());
+        }
+    }
+    if (const auto file = section.text("file")) {
+        configuration_.log.file = absolute(*file);
+    }
+}
+
+void Loader::readJava(const YAML::Node &node)
+{
+    const Section section(diagnostics_, node, "java", {"home", "class_path", "options"});
+    if (const auto home = section.text("home")) {
+        configuration_.java.home = absolute(*home);
+    }
+    const std::string path = section.pathOf("class_path");
+    for (const auto &[entry, place] : readTexts(diagnostics_, section.find("class_path"), path)) {
+        addClassPath(entry, place);
+    }
+    readJavaOptions(section.find("options"), section.pathOf("options"));
+}
+
+/// A directory stands for itself and for every jar in it: the VM does not expand a `*` that it is
+/// given by a host.
+void Loader::addClassPath(const std::string &entry, Place place)
+{
+    const fs::path path = absolute(entry);
+    std::error_code error;
+    if (entry.find(':') != std::string::npos) {
+        diagnostics_.add(place, "java.class_path takes one file or directory per entry; \"" +
+                                    entry + "\" holds a ':'");
+    } else if (!fs::exists(path, error)) {
+        diagnostics_.add(place, "java.class_path: there is no " + path.string());
+    } else {
+        configuration_.java.classPath.push_back(path.string());
+        if (fs::is_directory(path, error)) {
+            std::vector<std::string> jars;
+            for (const auto &file : fs::directory_iterator(path, error)) {
+                if (file.path().extension() == ".jar") {
+                    jars.push_back(file.path().string());
+                }
+            }
+            std::sort(jars.begin(), jars.end());
+            auto &all = configuration_.java.classPath;
+            all.insert(all.end(), jars.begin(), jars.end());
+        }
+    }
+}
+
+void Loader::readJavaOptions(const YAML::Node &node, const std::string &path)
+{
+    for (const auto &[option, place] : readTexts(diagnostics_, node, path)) {
+        const auto starts = [&, &text = option](const char *word) {
+            return text.rfind(word, 0) == 0;
+        };
+        if (option[0] != '-') {
+            diagnostics_.add(place, "\"" + option +
+                                        "\" is no option of the Java VM: options start "
+                                        "with '-', one per entry");
+        } else if (starts("-Djava.class.path") || option == "-cp" || option == "-classpath" ||
+                   starts("--class-path")) {
+            diagnostics_.add(place,
+                             "the class path is set with java.class_path, not with an option");
+        } else {
+            configuration_.java.options.push_back(option);
+        }
+    }
+}
+
+} // namespace ferry

@@ -1,0 +1,79 @@
+// Typed, strict access to the nodes of a YAML file: every complaint names the place and the key.
+//
+// The parser is yaml-cpp: it keeps line and column of every node (libyaml's events do too, but
+// leave aliases, tags and the tree to us), and it is in every distribution.
+#ifndef FERRY_CONFIG_SECTION_H
+#define FERRY_CONFIG_SECTION_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <yaml-cpp/yaml.h>
+
+#include "config/configuration.h"
+#include "config/diagnostics.h"
+
+namespace ferry {
+
+Place placeOf(const YAML::Node &node);
+
+/// One key of a mapping whose keys the user chooses.
+struct NamedNode {
+    std::string name;
+    Place place;
+    YAML::Node value;
+};
+
+/// The entries of a mapping, checked for its kind, for duplicates and for names that Java cannot
+/// take.
+std::vector<NamedNode> readEntries(Diagnostics &diagnostics, const YAML::Node &node,
+                                   const std::string &path);
+
+/// The text of a scalar; complains about anything else.
+std::optional<std::string> readText(Diagnostics &diagnostics, const YAML::Node &node,
+                                    const std::string &path);
+
+/// The same, for a text that goes to Java.
+std::optional<std::string> readJavaText(Diagnostics &diagnostics, const YAML::Node &node,
+                                        const std::string &path);
+
+/// A list of texts.
+std::vector<std::pair<std::string, Place>>
+readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path);
+
+/// Free-form properties: nested mappings are joined by dots, lists are refused.
+Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node,
+                          const std::string &path);
+
+/// A mapping whose keys are fixed. An empty node is an empty mapping.
+class Section {
+public:
+    Section(Diagnostics &diagnostics, const YAML::Node &node, std::string path,
+            const std::vector<std::string> &allowedKeys);
+
+    /// The key's value, or an undefined node.
+    YAML::Node find(const std::string &key) const;
+    /// The key's value; complains when it is missing.
+    YAML::Node require(const std::string &key) const;
+
+    std::optional<std::string> text(const std::string &key) const;
+    std::optional<std::string> requiredJavaText(const std::string &key) const;
+    Properties properties() const;
+
+    std::string pathOf(const std::string &key) const;
+    Place place() const
+    {
+        return place_;
+    }
+
+private:
+    Diagnostics &diagnostics_;
+    std::string path_;
+    Place place_;
+    std::vector<NamedNode> entries_;
+};
+
+} // namespace ferry
+
+#endif

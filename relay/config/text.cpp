@@ -1,0 +1,119 @@
+#include "config/text.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <locale>
+#include <sstream>
+
+namespace ferry {
+namespace {
+
+/// Length of the UTF-8 sequence at `at`, 0 when it is none.
+std::size_t sequenceLength(const std::string &text, std::size_t at)
+{
+    const auto byte = [&](std::size_t i) -> unsigned {
+        return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
+    };
+    const unsigned lead = byte(at);
+    std::size_t length = 0;
+    std::uint32_t code = 0;
+    if (lead < 0x80) {
+        return 1;
+    }
+    if (lead >= 0xC2 && lead < 0xE0) {
+        length = 2;
+        code = lead & 0x1FU;
+    } else if (lead >= 0xE0 && lead < 0xF0) {
+        length = 3;
+        code = lead & 0x0FU;
+    } else if (lead >= 0xF0 && lead < 0xF5) {
+        length = 4;
+        code = lead & 0x07U;
+    } else {
+        return 0;
+    }
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(at + i) & 0xC0U) != 0x80U) {
+            return 0;
+        }
+        code = (code << 6) | (byte(at + i) & 0x3FU);
+    }
+    const bool overlong = (length == 3 && code < 0x800) || (length == 4 && code < 0x10000);
+    const bool surrogate = code >= 0xD800 && code < 0xE000;
+    return overlong || surrogate || code > 0x10FFFF ? 0 : length;
+}
+
+} // namespace
+
+std::size_t findInvalidUtf8(const std::string &text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = sequenceLength(text, at);
+        if (length == 0) {
+            return at;
+        }
+        at += length;
+    }
+    return std::string::npos;
+}
+
+std::string refusalForJava(const std::string &text)
+{
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t length = sequenceLength(text, at);
+        if (length == 0) {
+            return "is not valid UTF-8";
+        }
+        if (text[at] == '\0') {
+            return "holds a NUL character, which cannot be handed to Java";
+        }
+        if (length == 4) {
+            return "holds a character beyond U+FFFF (\"" + text.substr(at, 4) +
+                   "\"), which cannot be handed to Java unchanged";
+        }
+        at += length;
+    }
+    return "";
+}
+
+std::optional<std::chrono::milliseconds> parseDuration(const std::string &text)
+{
+    const std::size_t unitAt = text.find_first_not_of("0123456789.");
+    if (unitAt == 0 || unitAt == std::string::npos) {
+        return std::nullopt;
+    }
+    const std::string unit = text.substr(unitAt);
+    double factor = 0;
+    if (unit == "ms") {
+        factor = 1;
+    } else if (unit == "s") {
+        factor = 1e3;
+    } else if (unit == "m") {
+        factor = 60e3;
+    } else if (unit == "h") {
+        factor = 3600e3;
+    }
+    std::istringstream number(text.substr(0, unitAt));
+    number.imbue(std::locale::classic());
+    double value = 0;
+    number >> value;
+    const double milliseconds = value * factor;
+    if (number.fail() || !number.eof() || !(milliseconds >= 1) || milliseconds > 24 * 3600e3) {
+        return std::nullopt;
+    }
+    return std::chrono::milliseconds(std::llround(milliseconds));
+}
+
+std::optional<long> parseWhole(const std::string &text, long low, long high)
+{
+    long value = 0;
+    const char *end = text.data() + text.size();
+    const auto result = std::from_chars(text.data(), end, value);
+    if (result.ec != std::errc() || result.ptr != end || value < low || value > high) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+} // namespace ferry

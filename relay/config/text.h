@@ -1,0 +1,27 @@
+// Texts as the Java VM can take them, and small words of the configuration language.
+#ifndef FERRY_CONFIG_TEXT_H
+#define FERRY_CONFIG_TEXT_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace ferry {
+
+/// Byte offset of the first sequence that is not UTF-8, or npos.
+std::size_t findInvalidUtf8(const std::string &text);
+
+/// Why a text cannot be handed to Java as it is ("" when it can): the VM takes strings of native
+/// code in a modified UTF-8, where a NUL ends the text and a character beyond U+FFFF comes out
+/// garbled.
+std::string refusalForJava(const std::string &text);
+
+/// "100ms", "2s", "1.5s", "5m", "1h": at least 1 ms, at most 24 h.
+std::optional<std::chrono::milliseconds> parseDuration(const std::string &text);
+
+/// A whole decimal number from `low` to `high`.
+std::optional<long> parseWhole(const std::string &text, long low, long high);
+
+} // namespace ferry
+
+#endif

@@ -1,0 +1,317 @@
+// Putting the objects of the plug-ins together.
+#include "engine/assembly.h"
+
+#include <algorithm>
+
+#include "engine/log.h"
+
+namespace ferry {
+namespace {
+
+/// Discovery is read only when somebody asks for it, so its signals have no receiver.
+void ignoreSignal(QEL_FerrionStreamReader *, void *) {}
+
+const char *nameAt(const std::vector<std::string> &names, std::size_t index)
+{
+    return index < names.size() ? names[index].c_str() : nullptr;
+}
+
+/// The stream as a plug-in is told of it; plug-ins copy what they keep of the names.
+QEL_FerrionStreamInfo streamInfo(const RouteSettings &route, const StreamSettings &stream,
+                                 std::string &streamName, std::string &typeName)
+{
+    streamName = stream.stream;
+    typeName = route.typeName;
+    QEL_FerrionStreamInfo info{};
+    info.streamName = streamName.data();
+    info.typeName = typeName.data();
+    info.typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
+    info.typeRepresentation = const_cast<DDS_TypeCode *>(route.type);
+    return info;
+}
+
+std::string version(const QEL_FerrionPluginVersion &version)
+{
+    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
+           std::to_string(version.release) + "." + std::to_string(version.revision);
+}
+
+} // namespace
+
+Assembly::Assembly(const Configuration &configuration, PluginHost &host, Reporter &reporter,
+                   std::vector<std::unique_ptr<Session>> &sessions)
+    : configuration_(configuration), host_(host), reporter_(reporter), sessions_(sessions)
+{
+    for (const AdapterSettings &settings : configuration.adapters) {
+        adapters_.push_back(std::make_unique<Adapter>());
+        adapters_.back()->settings = &settings;
+    }
+    for (const ConnectionSettings &settings : configuration.connections) {
+        connections_.push_back(std::make_unique<Connection>());
+        connections_.back()->settings = &settings;
+        connections_.back()->adapter = adapters_[settings.adapter].get();
+    }
+}
+
+std::string Assembly::where() const
+{
+    const std::lock_guard<std::mutex> lock(whereMutex_);
+    return where_;
+}
+
+void Assembly::setWhere(const std::string &what)
+{
+    const std::lock_guard<std::mutex> lock(whereMutex_);
+    where_ = what;
+}
+
+void Assembly::problem(const std::string &what, const std::string &adapter,
+                       const std::string &operation)
+{
+    ++problems_;
+    logAdapterFailure("FERRYRelay_build", adapter, operation, environment_);
+    reporter_.bad(what, operation + ": " + environment_.text());
+}
+
+void Assembly::build(const std::function<bool()> &stop)
+{
+    for (const auto &adapter : adapters_) {
+        if (!stop()) {
+            openAdapter(*adapter);
+        }
+    }
+    for (const auto &connection : connections_) {
+        if (!stop()) {
+            openConnection(*connection);
+        }
+    }
+    for (std::size_t i = 0; i < sessions_.size(); ++i) {
+        for (const auto &route : sessions_[i]->routes()) {
+            if (stop()) {
+                return;
+            }
+            const bool good = openRoute(*route, i);
+            route->setState(good ? Route::State::active : Route::State::failed);
+            if (!good) {
+                logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s,
+                         route->name().c_str());
+                reporter_.bad("route " + route->name(), "out of service");
+            }
+        }
+    }
+}
+
+void Assembly::openAdapter(Adapter &adapter)
+{
+    const AdapterSettings &settings = *adapter.settings;
+    const PropertyList properties(settings.properties);
+    QEL_FerrionAdapterPlugin *plugin =
+        call("create of adapter " + settings.name, [&](QEL_FerrionEnvironment *) {
+            return host_.open(settings, properties.get(), environment_);
+        });
+    if (!environment_.failed()) {
+        const std::string reason = refusal(plugin);
+        if (!reason.empty()) {
+            environment_.fail(reason);
+        }
+    }
+    if (environment_.failed()) {
+        problem("adapter " + settings.name, settings.name, "create");
+        return;
+    }
+    adapter.plugin = plugin;
+    const std::string origin =
+        settings.javaClass.empty() ? settings.library.string() : settings.javaClass;
+    reporter_.good("adapter " + settings.name,
+                   origin + ", version " + version(plugin->adapterVersion));
+}
+
+std::string Assembly::refusal(const QEL_FerrionAdapterPlugin *plugin) const
+{
+    if (plugin == nullptr) {
+        return "no plug-in record";
+    }
+    if (plugin->magic != QEL_FERRION_PLUGIN_MAGIC) {
+        return "not a plug-in record (magic number " + std::to_string(plugin->magic) + ")";
+    }
+    if (plugin->apiVersion.major != 5) {
+        return "made for another plug-in interface (" + version(plugin->apiVersion) + ")";
+    }
+    const QEL_FerrionAdapterOperations &operations = plugin->operations;
+    if (operations.delete_adapter == nullptr || operations.create_connection == nullptr ||
+        operations.delete_connection == nullptr || operations.create_session == nullptr ||
+        operations.delete_session == nullptr) {
+        return "a plug-in without connections or sessions";
+    }
+    return "";
+}
+
+void Assembly::openConnection(Connection &connection)
+{
+    const ConnectionSettings &settings = *connection.settings;
+    const std::string what = "connection " + settings.name;
+    if (connection.adapter->plugin == nullptr) {
+        reporter_.bad(what, "its adapter is out of service");
+        return;
+    }
+    const PropertyList properties(settings.properties);
+    const QEL_FerrionStreamReaderListener listener{nullptr, ignoreSignal};
+    connection.handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
+        return connection.operations().create_connection(
+            connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
+            &listener, &listener, nullptr, nullptr, properties.get(), raw);
+    });
+    if (connection.handle == nullptr && !environment_.failed()) {
+        environment_.fail("no connection");
+    }
+    if (environment_.failed()) {
+        connection.broken = true;
+        problem(what, connection.adapter->settings->name, "create " + what);
+        return;
+    }
+    const auto toString = connection.operations().connection_to_string;
+    const char *text = toString == nullptr ? nullptr : toString(connection.handle);
+    reporter_.good(what, text == nullptr ? "" : text);
+}
+
+Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t connection)
+{
+    Connection *const owner = connections_[connection].get();
+    for (const auto &known : pluginSessions_) {
+        if (known->session == session && known->connection == owner) {
+            return *known;
+        }
+    }
+    pluginSessions_.push_back(std::make_unique<PluginSession>());
+    PluginSession &made = *pluginSessions_.back();
+    made.session = session;
+    made.connection = owner;
+    if (owner->handle == nullptr || owner->broken) {
+        return made;
+    }
+    const SessionSettings &settings = configuration_.sessions[session];
+    const std::string what = "session " + settings.name + " of connection " + owner->settings->name;
+    const PropertyList properties(settings.properties);
+    QEL_FerrionSession *handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
+        return owner->operations().create_session(owner->handle, properties.get(), raw);
+    });
+    if (handle == nullptr && !environment_.failed()) {
+        environment_.fail("no session");
+    }
+    if (environment_.failed()) {
+        problem(what, owner->adapter->settings->name, "create " + what);
+        logError("FERRYRelay_build", FERRY_LOG_SESSION_START_FAILURE_s, settings.name.c_str());
+    } else {
+        made.handle = handle;
+        reporter_.good(what, "");
+    }
+    return made;
+}
+
+Assembly::PluginSession *Assembly::place(Endpoint &endpoint, const StreamSettings &settings,
+                                         std::size_t session, const Route &route)
+{
+    const Connection &connection = *connections_[settings.connection];
+    endpoint.settings = &settings;
+    endpoint.adapter = &connection.adapter->settings->name;
+    endpoint.label = connection.settings->name + "/" + settings.stream;
+    PluginSession &found = sessionOf(session, settings.connection);
+    if (found.handle == nullptr) {
+        reporter_.bad("route " + route.name(),
+                      "connection " + connection.settings->name + " is out of service");
+        return nullptr;
+    }
+    endpoint.operations = &connection.operations();
+    return &found;
+}
+
+/// The writers come first: a reader may have data from its creation on. A route that cannot be made
+/// whole gives up the writers that it has.
+bool Assembly::openRoute(Route &route, std::size_t session)
+{
+    const RouteSettings &settings = route.settings();
+    bool good = true;
+    for (std::size_t i = 0; i < settings.outputs.size() && good; ++i) {
+        good = openWriter(route, *route.outputs()[i], settings.outputs[i], session);
+    }
+    good = good && openReader(route, session);
+    if (!good) {
+        closeWriters(route, session);
+    } else {
+        reporter_.good("route " + route.name(), "type " + settings.typeName);
+    }
+    return good;
+}
+
+bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &settings,
+                          std::size_t session)
+{
+    PluginSession *const owner = place(output, settings, session, route);
+    if (owner == nullptr) {
+        return false;
+    }
+    const std::string what = "writer of " + output.label;
+    QEL_FerrionStreamWriter *writer = nullptr;
+    environment_.fresh();
+    if (output.operations->create_stream_writer == nullptr || output.operations->write == nullptr) {
+        environment_.fail("the adapter has no stream writers");
+    } else {
+        std::string streamName;
+        std::string typeName;
+        const QEL_FerrionStreamInfo info =
+            streamInfo(route.settings(), settings, streamName, typeName);
+        const PropertyList properties(settings.properties);
+        writer = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
+            return output.operations->create_stream_writer(owner->connection->handle, owner->handle,
+                                                           &info, properties.get(), raw);
+        });
+        if (writer == nullptr && !environment_.failed()) {
+            environment_.fail("no stream writer");
+        }
+    }
+    if (environment_.failed()) {
+        problem("route " + route.name(), *output.adapter, "create " + what);
+        return false;
+    }
+    output.writer = writer;
+    return true;
+}
+
+bool Assembly::openReader(Route &route, std::size_t session)
+{
+    Input &input = route.input();
+    const StreamSettings &settings = route.settings().input;
+    PluginSession *const owner = place(input, settings, session, route);
+    if (owner == nullptr) {
+        return false;
+    }
+    const std::string what = "reader of " + input.label;
+    QEL_FerrionStreamReader *reader = nullptr;
+    environment_.fresh();
+    if (input.operations->create_stream_reader == nullptr || input.operations->read == nullptr ||
+        input.operations->return_loan == nullptr) {
+        environment_.fail("the adapter has no stream readers");
+    } else {
+        std::string streamName;
+        std::string typeName;
+        const QEL_FerrionStreamInfo info =
+            streamInfo(route.settings(), settings, streamName, typeName);
+        const PropertyList properties(settings.properties);
+        const QEL_FerrionStreamReaderListener listener = route.listener();
+        reader = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
+            return input.operations->create_stream_reader(owner->connection->handle, owner->handle,
+                                                          &info, properties.get(), &listener, raw);
+        });
+        if (reader == nullptr && !environment_.failed()) {
+            environment_.fail("no stream reader");
+        }
+    }
+    if (environment_.failed()) {
+        problem("route " + route.name(), *input.adapter, "create " + what);
+        return false;
+    }
+    input.reader = reader;
+    return true;
+}
+
+} // namespace ferry

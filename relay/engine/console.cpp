@@ -1,0 +1,167 @@
+#include "engine/console.h"
+
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include "engine/log.h"
+
+namespace ferry {
+namespace {
+
+/// The level announced for the next line of this thread.
+thread_local std::uint32_t t_level = FERRYLOG_BIT_STATUS;
+
+void rememberLevel(std::uint32_t level)
+{
+    t_level = level;
+}
+
+const char *levelName(std::uint32_t level)
+{
+    if ((level & FERRYLOG_BIT_ERROR) != 0) {
+        return "ERROR";
+    }
+    if ((level & FERRYLOG_BIT_WARNING) != 0) {
+        return "WARNING";
+    }
+    return (level & FERRYLOG_BIT_DEBUG) != 0 ? "DEBUG" : "STATUS";
+}
+
+/// "2026-03-01T12:00:00.123Z": log files of hosts in several zones can be put side by side.
+std::string now()
+{
+    const auto time = std::chrono::system_clock::now();
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    const auto milliseconds =
+        std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count() %
+        1000;
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    char text[96];
+    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", parts.tm_year + 1900,
+                  parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec,
+                  static_cast<int>(milliseconds));
+    return text;
+}
+
+void writeAll(int descriptor, const std::string &text)
+{
+    for (std::size_t done = 0; done < text.size();) {
+        const ssize_t wrote = write(descriptor, text.data() + done, text.size() - done);
+        if (wrote <= 0) {
+            return;
+        }
+        done += static_cast<std::size_t>(wrote);
+    }
+}
+
+std::size_t terminalWidth()
+{
+    winsize size{};
+    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+}
+
+} // namespace
+
+std::uint32_t maskOf(LogLevel level)
+{
+    std::uint32_t mask = FERRYLOG_BIT_ERROR;
+    if (level >= LogLevel::warning) {
+        mask |= FERRYLOG_BIT_WARNING;
+    }
+    if (level >= LogLevel::status) {
+        mask |= FERRYLOG_BIT_STATUS;
+    }
+    if (level >= LogLevel::debug) {
+        mask |= FERRYLOG_BIT_DEBUG;
+    }
+    return mask;
+}
+
+Console::Console() : live_(isatty(STDOUT_FILENO) == 1) {}
+
+Console::~Console()
+{
+    if (started_) {
+        QELLog_setSink(nullptr, nullptr);
+        QELLog_setLogLevel = nullptr;
+    }
+}
+
+bool Console::start(const LogSettings &settings, LogLevel level)
+{
+    g_logMask.store(maskOf(level));
+    if (!settings.file.empty()) {
+        const int file =
+            open(settings.file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+        if (file < 0 || dup2(file, STDERR_FILENO) < 0) {
+            return false;
+        }
+        close(file);
+    }
+    QELLog_setLogLevel = rememberLevel;
+    QELLog_setSink(sink, this);
+    started_ = true;
+    return true;
+}
+
+void Console::sink(void *self, const char *line, std::size_t length)
+{
+    static_cast<Console *>(self)->log(line, length);
+}
+
+void Console::log(const char *line, std::size_t length)
+{
+    std::string text = now() + " " + levelName(t_level) + " ";
+    text.append(line, length).append("\n");
+    const std::lock_guard<std::mutex> lock(mutex_);
+    eraseLive();
+    writeAll(STDERR_FILENO, text);
+    drawLive();
+}
+
+void Console::print(const std::string &line)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    eraseLive();
+    writeAll(STDOUT_FILENO, line + "\n");
+    drawLive();
+}
+
+void Console::show(const std::vector<std::string> &lines)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    eraseLive();
+    lines_ = lines;
+    drawLive();
+}
+
+/// Goes up over the live lines and clears everything below.
+void Console::eraseLive()
+{
+    if (drawn_ > 0) {
+        writeAll(STDOUT_FILENO, "\033[" + std::to_string(drawn_) + "A\r\033[J");
+        drawn_ = 0;
+    }
+}
+
+/// Lines are cut to the terminal's width: a wrapped one would take two rows.
+void Console::drawLive()
+{
+    if (!live_ || lines_.empty()) {
+        return;
+    }
+    const std::size_t width = terminalWidth();
+    std::string text;
+    for (const std::string &line : lines_) {
+        text += line.substr(0, width - 1) + "\n";
+    }
+    writeAll(STDOUT_FILENO, text);
+    drawn_ = lines_.size();
+}
+
+} // namespace ferry

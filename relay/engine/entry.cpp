@@ -1,0 +1,132 @@
+#include "engine/entry.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+#include <unistd.h>
+
+#include "engine/exit_code.h"
+#include "engine/java_options.h"
+#include "engine/log.h"
+#include "engine/plugin_host.h"
+#include "engine/signals.h"
+#include "engine/supervisor.h"
+
+namespace ferry {
+namespace {
+
+/// Says what `check` finds on standard output; `run` only keeps it in a verbose log.
+class ConsoleReporter : public Reporter {
+public:
+    ConsoleReporter(Console &console, bool print) : console_(console), print_(print) {}
+
+    void good(const std::string &what, const std::string &details) override
+    {
+        const std::string text = details.empty() ? "fine" : details;
+        if (print_) {
+            console_.print("ok    " + what + ": " + text);
+        } else {
+            logMessage(FERRYLOG_BIT_DEBUG, "FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss,
+                       what.c_str(), text.c_str());
+        }
+    }
+    void bad(const std::string &what, const std::string &reason) override
+    {
+        if (print_) {
+            console_.print("FAIL  " + what + ": " + reason);
+        }
+    }
+
+private:
+    Console &console_;
+    const bool print_;
+};
+
+/// Set while nobody but the relay itself may end the process.
+std::atomic<bool> g_running{false};
+
+/// A VM that rejects its memory options, or an adapter that calls System.exit, ends the process
+/// from within: that must neither look like success nor pass in silence.
+void onExit()
+{
+    if (g_running.load()) {
+        static const char text[] = "ferry: the process was ended from within the Java VM (options "
+                                   "that it refuses, or an adapter that calls System.exit)\n";
+        const ssize_t ignored = write(STDERR_FILENO, text, sizeof text - 1);
+        static_cast<void>(ignored);
+        _exit(exitErrors);
+    }
+}
+
+LogLevel levelOf(const RelayRequest &request)
+{
+    switch (request.verbosity) {
+    case Verbosity::quiet:
+        return LogLevel::error;
+    case Verbosity::verbose:
+        return LogLevel::debug;
+    case Verbosity::normal:
+        break;
+    }
+    return request.configuration->log.level;
+}
+
+std::filesystem::path crashDirectory(const Configuration &configuration)
+{
+    if (!configuration.log.file.empty()) {
+        return configuration.log.file.parent_path();
+    }
+    std::error_code error;
+    const std::filesystem::path directory = std::filesystem::temp_directory_path(error);
+    return error ? std::filesystem::path("/tmp") : directory;
+}
+
+int runRelay(const RelayRequest &request)
+{
+    const Configuration &configuration = *request.configuration;
+    const LogLevel level = levelOf(request);
+    Console console;
+    LogSettings log = configuration.log;
+    if (request.checkOnly) {
+        log.file.clear();
+    }
+    if (!console.start(log, level)) {
+        std::fprintf(stderr, "ferry: cannot write the log file %s\n", log.file.c_str());
+        return exitNoStart;
+    }
+    FERRYLog_setBitmaps(0xfffff, maskOf(level));
+    JavaStart java;
+    java.classPath = classPathEntries(request.jars, configuration.java);
+    java.options = javaOptions(java.classPath, configuration.java, request.vmVersion,
+                               crashDirectory(configuration));
+    java.logMask = maskOf(level);
+    FerryPluginHost host(configuration, std::move(java));
+    ConsoleReporter reporter(console, request.checkOnly);
+    SupervisorOptions options;
+    options.checkOnly = request.checkOnly;
+    if (request.untilIdle.count() >= 0) {
+        options.untilIdle = request.untilIdle;
+    }
+    options.drain = request.drain;
+    options.quiet = request.verbosity == Verbosity::quiet;
+    Supervisor supervisor(configuration, host, reporter, console, options);
+    SignalWatcher signals([&] { supervisor.requestStop(); }, request.drain + 2 * closeGrace,
+                          exitHung);
+    if (!signals.start()) {
+        logError("FERRYRelay_main", FERRY_LOG_SERVICE_START_FAILURE_s, configuration.name.c_str());
+        return exitNoStart;
+    }
+    return supervisor.run();
+}
+
+} // namespace
+} // namespace ferry
+
+int ferry_relay_main(const ferry::RelayRequest *request)
+{
+    std::atexit(ferry::onExit);
+    ferry::g_running.store(true);
+    const int code = ferry::runRelay(*request);
+    ferry::g_running.store(false);
+    return code;
+}

@@ -1,0 +1,32 @@
+// The door between the launcher and the relay's library. The launcher loads the library only after
+// a Java VM's library, which it needs; both come from the same build.
+#ifndef FERRY_ENGINE_ENTRY_H
+#define FERRY_ENGINE_ENTRY_H
+
+#include "config/configuration.h"
+
+namespace ferry {
+
+enum class Verbosity { quiet, normal, verbose };
+
+struct RelayRequest {
+    const Configuration *configuration = nullptr;
+    bool checkOnly = false;
+    /// Below 0: run until stopped.
+    std::chrono::milliseconds untilIdle{-1};
+    std::chrono::milliseconds drain{5000};
+    Verbosity verbosity = Verbosity::normal;
+    /// The product's jars.
+    std::vector<std::string> jars;
+    /// Feature release of the VM whose library was loaded.
+    int vmVersion = 0;
+};
+
+} // namespace ferry
+
+/// Runs a relay to its end on the calling thread, in which the stop signals are blocked; returns
+/// the exit code.
+extern "C" __attribute__((visibility("default"))) int
+ferry_relay_main(const ferry::RelayRequest *request);
+
+#endif

@@ -1,0 +1,65 @@
+#include "engine/java_options.h"
+
+#include <algorithm>
+
+namespace ferry {
+namespace {
+
+/// The first release that warns of native code loaded without leave, and knows the option for all
+/// of the class path.
+constexpr int nativeAccessVersion = 22;
+
+bool userSets(const JavaSettings &settings, const std::vector<std::string> &prefixes)
+{
+    return std::any_of(settings.options.begin(), settings.options.end(), [&](const auto &option) {
+        return std::any_of(prefixes.begin(), prefixes.end(),
+                           [&](const auto &prefix) { return option.rfind(prefix, 0) == 0; });
+    });
+}
+
+} // namespace
+
+std::vector<std::string> classPathEntries(const std::vector<std::string> &productJars,
+                                          const JavaSettings &settings)
+{
+    std::vector<std::string> entries = productJars;
+    entries.insert(entries.end(), settings.classPath.begin(), settings.classPath.end());
+    return entries;
+}
+
+std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
+                                     const JavaSettings &settings, int vmVersion,
+                                     const std::filesystem::path &errorDirectory)
+{
+    // As an option of its own the class path is exactly this: an empty one, or one made of few
+    // entries elsewhere, would let the environment's CLASSPATH or the current directory in.
+    std::string classPathOption = "-Djava.class.path=";
+    for (std::size_t i = 0; i < classPath.size(); ++i) {
+        classPathOption += (i == 0 ? "" : ":") + classPath[i];
+    }
+    std::vector<std::string> options = {classPathOption};
+    const auto unlessSet = [&](const std::string &option,
+                               const std::vector<std::string> &prefixes) {
+        if (!userSets(settings, prefixes)) {
+            options.push_back(option);
+        }
+    };
+    // Signals are the relay's, not the VM's.
+    unlessSet("-Xrs", {"-Xrs"});
+    // The VM's own default is a quarter of the machine.
+    unlessSet("-Xmx512m", {"-Xmx", "-XX:MaxHeapSize", "-XX:MaxRAMPercentage", "-XX:MaxRAM="});
+    for (const char *name : {"file.encoding", "stdout.encoding", "stderr.encoding",
+                             "sun.stdout.encoding", "sun.stderr.encoding"}) {
+        const std::string option = std::string("-D") + name + "=";
+        unlessSet(option + "UTF-8", {option});
+    }
+    unlessSet("-XX:ErrorFile=" + (errorDirectory / "ferry_java_crash_%p.log").string(),
+              {"-XX:ErrorFile="});
+    if (vmVersion >= nativeAccessVersion) {
+        unlessSet("--enable-native-access=ALL-UNNAMED", {"--enable-native-access"});
+    }
+    options.insert(options.end(), settings.options.begin(), settings.options.end());
+    return options;
+}
+
+} // namespace ferry

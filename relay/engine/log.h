@@ -1,0 +1,38 @@
+// The relay's own log lines: the catalogue's messages, printed through the middleware logger so
+// that they share its sink with those of the bridge. Any thread.
+#ifndef FERRY_ENGINE_LOG_H
+#define FERRY_ENGINE_LOG_H
+
+#include <atomic>
+#include <cstdint>
+
+#include "ferryjni/log.h"
+
+namespace ferry {
+
+/// Which levels are printed; set once before other threads start, like the bridge's own mask.
+extern std::atomic<std::uint32_t> g_logMask;
+
+/// `context` names the function for which the line stands; the arguments are those of the message.
+template<class... Arguments>
+void logMessage(std::uint32_t level, const char *context, const QELLogMessage &message,
+                Arguments... arguments)
+{
+    if ((g_logMask.load(std::memory_order_relaxed) & level) == 0) {
+        return;
+    }
+    if (QELLog_setLogLevel != nullptr) {
+        QELLog_setLogLevel(level);
+    }
+    QELLog_printContextAndMsg(context, &message, arguments...);
+}
+
+template<class... Arguments>
+void logError(const char *context, const QELLogMessage &message, Arguments... arguments)
+{
+    logMessage(FERRYLOG_BIT_ERROR, context, message, arguments...);
+}
+
+} // namespace ferry
+
+#endif

@@ -1,0 +1,128 @@
+// One call of a plug-in slot, seen from the host: its environment, its properties, and where a
+// thread is while it is inside. Plus the interface through which the relay gets plug-ins at all.
+#ifndef FERRY_ENGINE_PLUGIN_H
+#define FERRY_ENGINE_PLUGIN_H
+
+#include <atomic>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "config/configuration.h"
+#include "ferryjni/plugin.h"
+
+namespace ferry {
+
+/// The environment of one call after another. Used by one thread at a time.
+class CallEnvironment {
+public:
+    /// Zeroed, to be passed to the next call.
+    QEL_FerrionEnvironment *fresh()
+    {
+        std::memset(&raw_, 0, sizeof raw_);
+        return &raw_;
+    }
+    bool failed() const
+    {
+        return raw_.errorFlag != 0;
+    }
+    int code() const
+    {
+        return raw_.errorCode;
+    }
+    const char *text() const
+    {
+        return raw_.message[0] != '\0' ? raw_.message : "no reason given";
+    }
+    /// Records a failure that the host itself found.
+    void fail(const std::string &text);
+
+private:
+    QEL_FerrionEnvironment raw_{};
+};
+
+/// A property list as the plug-in interface wants it. Plug-ins keep nothing of it.
+class PropertyList {
+public:
+    explicit PropertyList(const Properties &properties);
+    PropertyList(const PropertyList &) = delete;
+    PropertyList &operator=(const PropertyList &) = delete;
+    /// Never null: an adapter may look properties up without asking whether there are any.
+    const QEL_FerrionProperties *get() const
+    {
+        return &list_;
+    }
+
+private:
+    Properties texts_;
+    std::vector<QEL_FerrionNameValue> pairs_;
+    QEL_FerrionProperties list_{};
+};
+
+/// Where a thread is. The thread itself enters and leaves; another thread may give up on it while
+/// it is inside: then it never comes out again, and everything but the object that it is inside of
+/// may be used by others.
+class CallGuard {
+public:
+    /// `operation` is a literal, `object` the plug-in's object that the call works on, `owner` what
+    /// the caller works for; the last two only identify.
+    void enter(const char *operation, const void *object, const void *owner = nullptr);
+    /// Parks the calling thread for ever when it has been given up.
+    void leave();
+
+    /// True when the thread was inside a call, and will not come out of it any more.
+    bool giveUp();
+    bool givenUp() const
+    {
+        return state_.load() == State::abandoned;
+    }
+
+    /// The call that the thread is or was last in; null before the first.
+    const char *operation() const
+    {
+        return operation_.load();
+    }
+    const void *object() const
+    {
+        return object_.load();
+    }
+    const void *owner() const
+    {
+        return owner_.load();
+    }
+
+private:
+    enum class State { outside, inside, abandoned };
+
+    std::atomic<State> state_{State::outside};
+    std::atomic<const char *> operation_{nullptr};
+    std::atomic<const void *> object_{nullptr};
+    std::atomic<const void *> owner_{nullptr};
+};
+
+/// Where plug-ins come from, and what their threads need. The relay calls start, open and stop on
+/// its control thread, the other two on each of its session threads.
+class PluginHost {
+public:
+    virtual ~PluginHost() = default;
+
+    /// Prepares what the adapters need; false, after logging why, when that failed.
+    virtual bool start() = 0;
+    /// Makes an adapter's plug-in; a failure is in the environment, whatever is returned.
+    virtual QEL_FerrionAdapterPlugin *open(const AdapterSettings &settings,
+                                           const QEL_FerrionProperties *properties,
+                                           CallEnvironment &environment) = 0;
+    /// Makes the calling thread fit to call plug-ins; false, after logging why, when that failed.
+    virtual bool attachThread() = 0;
+    virtual void detachThread() = 0;
+    /// Ends what start made. Every plug-in is gone, every thread is detached.
+    virtual void stop() = 0;
+};
+
+/// Logs a failed call of an adapter, with its own text.
+void logAdapterFailure(const char *context, const std::string &adapter,
+                       const std::string &operation, const CallEnvironment &environment);
+
+} // namespace ferry
+
+#endif

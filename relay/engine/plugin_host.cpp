@@ -1,0 +1,135 @@
+#include "engine/plugin_host.h"
+
+#include <algorithm>
+#include <dlfcn.h>
+
+#include "engine/log.h"
+#include "ferryjni/ferryjni.h"
+#include "qddsc/string.h"
+
+namespace ferry {
+namespace {
+
+/// A string sequence as the bridge wants it, for the length of a call.
+class StringSeq {
+public:
+    explicit StringSeq(const std::vector<std::string> &texts)
+    {
+        DDS_StringSeq_initialize(&sequence_);
+        for (const std::string &text : texts) {
+            complete_ = complete_ && DDS_StringSeq_append(&sequence_, text.c_str()) != 0;
+        }
+    }
+    ~StringSeq()
+    {
+        DDS_StringSeq_finalize(&sequence_);
+    }
+    StringSeq(const StringSeq &) = delete;
+    StringSeq &operator=(const StringSeq &) = delete;
+
+    const DDS_StringSeq *get() const
+    {
+        return &sequence_;
+    }
+    bool complete() const
+    {
+        return complete_;
+    }
+
+private:
+    DDS_StringSeq sequence_{};
+    bool complete_ = true;
+};
+
+} // namespace
+
+FerryPluginHost::FerryPluginHost(const Configuration &configuration, JavaStart java)
+    : configuration_(configuration), java_(std::move(java))
+{
+}
+
+bool FerryPluginHost::start()
+{
+    const auto &adapters = configuration_.adapters;
+    const bool anyJava = std::any_of(adapters.begin(), adapters.end(), [](const auto &adapter) {
+        return !adapter.javaClass.empty();
+    });
+    if (!anyJava) {
+        return true;
+    }
+    const StringSeq classPath(java_.classPath);
+    const StringSeq options(java_.options);
+    if (classPath.complete() && options.complete()) {
+        global_ = FERRYJNIGlobal_new(classPath.get(), options.get(), java_.logMask,
+                                     FERRYJNI_DESTROY_IF_CREATED);
+    }
+    return global_ != nullptr;
+}
+
+QEL_FerrionAdapterPlugin *FerryPluginHost::open(const AdapterSettings &settings,
+                                                const QEL_FerrionProperties *properties,
+                                                CallEnvironment &environment)
+{
+    return settings.javaClass.empty() ? openNative(settings, properties, environment)
+                                      : openJava(settings, properties, environment);
+}
+
+QEL_FerrionAdapterPlugin *FerryPluginHost::openJava(const AdapterSettings &settings,
+                                                    const QEL_FerrionProperties *properties,
+                                                    CallEnvironment &environment)
+{
+    QEL_FerrionEnvironment *raw = environment.fresh();
+    raw->jniGlobal = global_;
+    raw->className = settings.javaClass.c_str();
+    QEL_FerrionAdapterPlugin *plugin = FERRYJNIAdapter_create(properties, raw);
+    if (environment.failed() && std::string(environment.text()) == "error finding class") {
+        logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
+                 settings.javaClass.c_str());
+    }
+    return plugin;
+}
+
+/// A native adapter's library stays loaded: threads of it may outlive its objects.
+QEL_FerrionAdapterPlugin *FerryPluginHost::openNative(const AdapterSettings &settings,
+                                                      const QEL_FerrionProperties *properties,
+                                                      CallEnvironment &environment)
+{
+    void *library = dlopen(settings.library.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *symbol = library == nullptr ? nullptr : dlsym(library, settings.entry.c_str());
+    if (symbol == nullptr) {
+        const char *reason = dlerror();
+        logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
+                 settings.library.c_str());
+        environment.fresh();
+        environment.fail(reason == nullptr ? "the entry point is null" : reason);
+        return nullptr;
+    }
+    const auto create = reinterpret_cast<QEL_FerrionAdapterPlugin_CreateFn>(symbol);
+    return create(properties, environment.fresh());
+}
+
+bool FerryPluginHost::attachThread()
+{
+    if (global_ == nullptr) {
+        return true;
+    }
+    const std::lock_guard<std::mutex> lock(attachMutex_);
+    return FERRYJNIGlobal_attachCurrentThread(global_) != nullptr;
+}
+
+void FerryPluginHost::detachThread()
+{
+    if (global_ != nullptr) {
+        FERRYJNIGlobal_detachCurrentThread(global_);
+    }
+}
+
+void FerryPluginHost::stop()
+{
+    if (global_ != nullptr) {
+        FERRYJNIGlobal_destroy(global_);
+        global_ = nullptr;
+    }
+}
+
+} // namespace ferry

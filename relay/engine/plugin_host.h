@@ -1,0 +1,50 @@
+// The plug-in host of the real thing: Java adapters through the bridge, in a VM that is started
+// only when there are any, and native ones out of shared libraries.
+#ifndef FERRY_ENGINE_PLUGIN_HOST_H
+#define FERRY_ENGINE_PLUGIN_HOST_H
+
+#include <mutex>
+#include <vector>
+
+#include "engine/plugin.h"
+
+struct FERRYJNIGlobal;
+
+namespace ferry {
+
+struct JavaStart {
+    std::vector<std::string> classPath;
+    std::vector<std::string> options;
+    std::uint32_t logMask = 0;
+};
+
+class FerryPluginHost : public PluginHost {
+public:
+    FerryPluginHost(const Configuration &configuration, JavaStart java);
+
+    bool start() override;
+    QEL_FerrionAdapterPlugin *open(const AdapterSettings &settings,
+                                   const QEL_FerrionProperties *properties,
+                                   CallEnvironment &environment) override;
+    bool attachThread() override;
+    void detachThread() override;
+    void stop() override;
+
+private:
+    QEL_FerrionAdapterPlugin *openJava(const AdapterSettings &settings,
+                                       const QEL_FerrionProperties *properties,
+                                       CallEnvironment &environment);
+    QEL_FerrionAdapterPlugin *openNative(const AdapterSettings &settings,
+                                         const QEL_FerrionProperties *properties,
+                                         CallEnvironment &environment);
+
+    const Configuration &configuration_;
+    const JavaStart java_;
+    FERRYJNIGlobal *global_ = nullptr;
+    /// The bridge wants the first attachment of the process to be over before the next begins.
+    std::mutex attachMutex_;
+};
+
+} // namespace ferry
+
+#endif

@@ -1,0 +1,102 @@
+// The relay: its sessions, and the control thread that makes and deletes everything they use. The
+// supervisor steers it from another thread and never enters a plug-in itself.
+#ifndef FERRY_ENGINE_RELAY_H
+#define FERRY_ENGINE_RELAY_H
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "engine/assembly.h"
+
+namespace ferry {
+
+class Relay {
+public:
+    enum class Phase {
+        starting,
+        /// The plug-in host could not be started; nothing was made.
+        failed,
+        running,
+        /// Everything has been deleted; the plug-in host is being stopped.
+        closed,
+        ended
+    };
+
+    Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter);
+    ~Relay();
+
+    /// Starts the control thread. With `checkOnly` everything is made, but no session runs.
+    bool start(bool checkOnly);
+    /// Waits until `condition` holds or the time comes; returns whether it holds. The condition is
+    /// asked again after every change of the relay's state.
+    bool waitUntil(Clock::time_point time, const std::function<bool()> &condition);
+    /// Makes waits ask their condition again. Any thread.
+    void notify();
+
+    Phase phase() const
+    {
+        return phase_.load();
+    }
+    /// Any thread: no more reads; a start under way ends early.
+    void requestStop();
+    bool sessionsFinished() const;
+    /// Gives up the threads that are still inside a plug-in, logs where, and counts what they held.
+    void giveUpSessions();
+    /// Lets the control thread take everything apart: sessions have finished or were given up.
+    void close();
+    /// Joins the control thread, whose phase is `ended`.
+    void join();
+
+    const std::vector<std::unique_ptr<Session>> &sessions() const
+    {
+        return sessions_;
+    }
+    Assembly &assembly()
+    {
+        return assembly_;
+    }
+    bool anyActive() const;
+    bool anyFailed() const;
+    std::size_t problems() const
+    {
+        return assembly_.problems();
+    }
+    bool leftSomething() const
+    {
+        return assembly_.leftSomething();
+    }
+    /// Every active route has been idle since then or longer.
+    bool idleSince(Clock::time_point time) const;
+
+private:
+    void run(bool checkOnly);
+    void setPhase(Phase phase);
+    void startSessions();
+
+    PluginHost &host_;
+    std::vector<std::unique_ptr<Session>> sessions_;
+    Assembly assembly_;
+    Thread control_;
+    std::atomic<Phase> phase_{Phase::starting};
+    std::atomic<bool> stop_{false};
+    std::atomic<bool> close_{false};
+    std::mutex mutex_;
+    std::condition_variable condition_;
+};
+
+/// Every route of every session.
+template<class Body>
+void forEachRoute(const std::vector<std::unique_ptr<Session>> &sessions, Body &&body)
+{
+    for (const auto &session : sessions) {
+        for (const auto &route : session->routes()) {
+            body(*route);
+        }
+    }
+}
+
+} // namespace ferry
+
+#endif

@@ -1,0 +1,20 @@
+// Tells what became of each object while the relay is put together. Control thread.
+#ifndef FERRY_ENGINE_REPORTER_H
+#define FERRY_ENGINE_REPORTER_H
+
+#include <string>
+
+namespace ferry {
+
+class Reporter {
+public:
+    virtual ~Reporter() = default;
+    /// `what` is an object ("adapter files"), `details` what is known about it.
+    virtual void good(const std::string &what, const std::string &details) = 0;
+    /// The reason has been logged in full; this is its short form.
+    virtual void bad(const std::string &what, const std::string &reason) = 0;
+};
+
+} // namespace ferry
+
+#endif

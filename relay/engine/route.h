@@ -1,0 +1,168 @@
+// A route: one reader, and the writers that get all it reads. Opened and closed on the control
+// thread, run by its session's thread, watched by the supervisor, marked by any thread of a
+// plug-in.
+#ifndef FERRY_ENGINE_ROUTE_H
+#define FERRY_ENGINE_ROUTE_H
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine/plugin.h"
+#include "engine/repeat_filter.h"
+
+namespace ferry {
+
+using Clock = std::chrono::steady_clock;
+
+/// A number that one thread changes and others look at.
+class Counter {
+public:
+    void add(std::uint64_t amount)
+    {
+        value_.store(get() + amount, std::memory_order_relaxed);
+    }
+    std::uint64_t get() const
+    {
+        return value_.load(std::memory_order_relaxed);
+    }
+
+private:
+    std::atomic<std::uint64_t> value_{0};
+};
+
+/// A stream's place in the plug-in that serves it. The names are the configuration's.
+struct Endpoint {
+    const StreamSettings *settings = nullptr;
+    const std::string *adapter = nullptr;
+    const QEL_FerrionAdapterOperations *operations = nullptr;
+    /// "connection/stream", for messages.
+    std::string label;
+};
+
+struct Output : Endpoint {
+    QEL_FerrionStreamWriter *writer = nullptr;
+    RepeatFilter filter;
+    /// Samples of the present loan that have not been offered yet.
+    std::atomic<std::uint64_t> pending{0};
+    Counter written;
+    /// Of failed writes, and of writes that took fewer than they were given.
+    Counter lost;
+};
+
+struct Input : Endpoint {
+    QEL_FerrionStreamReader *reader = nullptr;
+    RepeatFilter filter;
+};
+
+class Route {
+public:
+    enum class State { closed, active, failed };
+    enum class Outcome { empty, data, error };
+
+    /// `wake` is called when the reader has data, on any thread.
+    Route(const RouteSettings &settings, std::chrono::milliseconds period,
+          std::function<void()> wake);
+
+    const RouteSettings &settings() const
+    {
+        return settings_;
+    }
+    const std::string &name() const
+    {
+        return settings_.name;
+    }
+    Input &input()
+    {
+        return input_;
+    }
+    std::vector<std::unique_ptr<Output>> &outputs()
+    {
+        return outputs_;
+    }
+    const std::vector<std::unique_ptr<Output>> &outputs() const
+    {
+        return outputs_;
+    }
+    /// What a reader of this route is created with; may be called from then on.
+    QEL_FerrionStreamReaderListener listener();
+
+    State state() const
+    {
+        return state_.load();
+    }
+    void setState(State state)
+    {
+        state_.store(state);
+    }
+
+    /// Session thread: whether the reader is to be read now, and when at the latest otherwise.
+    bool ready(Clock::time_point now) const;
+    Clock::time_point nextDue() const
+    {
+        return nextDue_;
+    }
+    /// Session thread: one read, its writes and the return of its loan. The state is `failed`
+    /// afterwards when the route goes out of service.
+    Outcome step(CallGuard &guard);
+
+    /// The last read found nothing, and nothing has come since.
+    bool idle() const
+    {
+        return idle_.load() && !signalled_.load();
+    }
+    /// Counts what is pending as lost: its thread has been given up.
+    void loseLoan();
+
+    Counter samplesRead;
+    /// Null samples of loans: the adapter or the conversion failed for that one.
+    Counter unreadable;
+    /// Failed calls.
+    Counter errors;
+    /// Nanoseconds of Clock; 0 before the first samples.
+    std::atomic<std::int64_t> firstActivity{0};
+    std::atomic<std::int64_t> lastActivity{0};
+
+private:
+    struct Loan {
+        void **samples = nullptr;
+        DDS_SampleInfo **infos = nullptr;
+        std::int32_t count = 0;
+    };
+
+    static void onDataAvailable(QEL_FerrionStreamReader *reader, void *self);
+    Loan read(CallGuard &guard, bool &failed);
+    Loan withoutGaps(const Loan &loan);
+    bool writeAll(CallGuard &guard, const Loan &loan);
+    bool writeTo(CallGuard &guard, Output &output, const Loan &loan);
+    bool writeSlice(CallGuard &guard, Output &output, const Loan &loan, std::int32_t from,
+                    std::int32_t count);
+    void returnLoan(CallGuard &guard, const Loan &loan, bool &failed);
+    void failed(const Endpoint &endpoint, RepeatFilter &filter, const char *operation);
+    void plan(Outcome outcome);
+
+    const RouteSettings &settings_;
+    const std::chrono::milliseconds period_;
+    const std::function<void()> wake_;
+    Input input_;
+    std::vector<std::unique_ptr<Output>> outputs_;
+    std::atomic<State> state_{State::closed};
+    std::atomic<bool> signalled_{false};
+    std::atomic<bool> idle_{false};
+
+    // Session thread only.
+    CallEnvironment environment_;
+    std::vector<void *> compactSamples_;
+    std::vector<DDS_SampleInfo *> compactInfos_;
+    bool more_ = true;
+    int failuresInRow_ = 0;
+    Clock::time_point nextDue_;
+};
+
+} // namespace ferry
+
+#endif

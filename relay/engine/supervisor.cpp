@@ -1,0 +1,187 @@
+#include "engine/supervisor.h"
+
+#include <unistd.h>
+
+#include "engine/exit_code.h"
+#include "engine/log.h"
+
+namespace ferry {
+namespace {
+
+constexpr std::chrono::milliseconds liveInterval{200};
+constexpr std::chrono::milliseconds lineInterval{10000};
+/// How often quiet is looked for; bounds how much later than asked the end comes.
+constexpr std::chrono::milliseconds idleInterval{20};
+
+} // namespace
+
+Supervisor::Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
+                       Console &console, SupervisorOptions options)
+    : configuration_(configuration), console_(console), options_(options),
+      relay_(configuration, host, reporter)
+{
+}
+
+void Supervisor::requestStop()
+{
+    stopRequested_.store(true);
+    relay_.requestStop();
+}
+
+int Supervisor::run()
+{
+    if (!relay_.start(options_.checkOnly)) {
+        logError("FERRYSupervisor_run", FERRY_LOG_SERVICE_START_FAILURE_s,
+                 configuration_.name.c_str());
+        return exitNoStart;
+    }
+    if (!waitForStart()) {
+        relay_.join();
+        logError("FERRYSupervisor_run", FERRY_LOG_SERVICE_START_FAILURE_s,
+                 configuration_.name.c_str());
+        return exitNoStart;
+    }
+    if (!options_.checkOnly) {
+        watch();
+    }
+    stop();
+    summarize();
+    return result();
+}
+
+/// False when the plug-in host failed. A stop that comes first is a start that went well.
+bool Supervisor::waitForStart()
+{
+    relay_.waitUntil(Clock::time_point::max(), [this] {
+        return relay_.phase() != Relay::Phase::starting || stopRequested_.load();
+    });
+    if (relay_.phase() == Relay::Phase::failed) {
+        return false;
+    }
+    started_ =
+        relay_.phase() == Relay::Phase::running && (options_.checkOnly || relay_.anyActive());
+    if (started_ && !options_.checkOnly) {
+        logMessage(FERRYLOG_BIT_STATUS, "FERRYSupervisor_run", FERRY_LOG_SERVICE_START_STATUS_ss,
+                   configuration_.name.c_str(), "ferry");
+    } else if (!stopRequested_.load() && !options_.checkOnly) {
+        logError("FERRYSupervisor_run", FERRY_LOG_SERVICE_START_FAILURE_s,
+                 configuration_.name.c_str());
+    }
+    return true;
+}
+
+void Supervisor::watch()
+{
+    const Clock::time_point begin = Clock::now();
+    nextReport_ = begin + (console_.live() ? liveInterval : lineInterval);
+    const auto ended = [this] { return stopRequested_.load() || !relay_.anyActive(); };
+    for (;;) {
+        const Clock::time_point now = Clock::now();
+        Clock::time_point next = options_.quiet ? now + lineInterval : nextReport_;
+        if (options_.untilIdle) {
+            const std::chrono::milliseconds quiet = *options_.untilIdle;
+            if (now - begin >= quiet && relay_.idleSince(now - quiet)) {
+                return;
+            }
+            next = std::min(next, now + idleInterval);
+        }
+        if (relay_.waitUntil(next, ended)) {
+            return;
+        }
+        report(Clock::now());
+    }
+}
+
+void Supervisor::report(Clock::time_point now)
+{
+    if (options_.quiet || now < nextReport_) {
+        return;
+    }
+    nextReport_ = now + (console_.live() ? liveInterval : lineInterval);
+    const std::vector<std::string> lines = progress_.lines(relay_.sessions(), now);
+    if (console_.live()) {
+        console_.show(lines);
+    } else {
+        for (const std::string &line : lines) {
+            console_.print(line);
+        }
+    }
+}
+
+/// Stops reading, lets present loans be finished, then has everything deleted; whatever does not
+/// come back in time is left behind, so that the rest is still closed in order.
+void Supervisor::stop()
+{
+    const Clock::time_point deadline = Clock::now() + options_.drain;
+    relay_.requestStop();
+    waitSessions(deadline);
+    relay_.close();
+    const Clock::time_point closeDeadline = std::max(deadline, Clock::now() + closeGrace);
+    const auto closed = [this] { return relay_.phase() >= Relay::Phase::closed; };
+    if (!relay_.waitUntil(closeDeadline, closed)) {
+        const std::string text = relay_.assembly().where() + " does not come back";
+        logError("FERRYSupervisor_stop", FERRY_LOG_ENTITY_ANY_ss, configuration_.name.c_str(),
+                 text.c_str());
+        logError("FERRYSupervisor_stop", FERRY_LOG_SERVICE_STOPPING_TIMEOUT_s,
+                 configuration_.name.c_str());
+        endProcess(exitHung);
+    }
+    const auto gone = [this] { return relay_.phase() == Relay::Phase::ended; };
+    if (!relay_.waitUntil(closeDeadline, gone)) {
+        logMessage(
+            FERRYLOG_BIT_WARNING, "FERRYSupervisor_stop", FERRY_LOG_ENTITY_ANY_ss,
+            configuration_.name.c_str(),
+            "the Java VM does not end: an adapter has left a thread running that is no daemon");
+        endProcess(result());
+    }
+    relay_.join();
+    if (relay_.leftSomething()) {
+        endProcess(exitHung);
+    }
+}
+
+void Supervisor::waitSessions(Clock::time_point deadline)
+{
+    const auto finished = [this] { return relay_.sessionsFinished(); };
+    bool done = relay_.waitUntil(deadline, finished);
+    // A thread between two calls cannot be given up; it will be inside one, or finished, in no
+    // time.
+    while (!done) {
+        relay_.giveUpSessions();
+        done = relay_.waitUntil(Clock::now() + std::chrono::milliseconds(5), finished);
+    }
+}
+
+void Supervisor::summarize()
+{
+    console_.show({});
+    if (options_.checkOnly) {
+        return;
+    }
+    for (const std::string &line : summaryLines(relay_.sessions())) {
+        console_.print(line);
+    }
+}
+
+int Supervisor::result() const
+{
+    if (stopRequested_.load()) {
+        return options_.checkOnly ? exitErrors : exitOk;
+    }
+    if (!started_) {
+        return exitNoStart;
+    }
+    const auto &sessions = relay_.sessions();
+    const bool clean = lostSamples(sessions) == 0 && failedCalls(sessions) == 0 &&
+                       !relay_.anyFailed() && relay_.problems() == 0;
+    return clean ? exitOk : exitErrors;
+}
+
+/// The quick way out: a thread that hangs in a plug-in would hold up every other one.
+void Supervisor::endProcess(int code)
+{
+    summarize();
+    _exit(code);
+}
+
+} // namespace ferry

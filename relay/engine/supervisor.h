@@ -1,0 +1,64 @@
+// Runs a relay from start to end, on the main thread: watches it, shows its progress, stops it and
+// bounds the time that takes. It never enters a plug-in, so no adapter can hold it up.
+#ifndef FERRY_ENGINE_SUPERVISOR_H
+#define FERRY_ENGINE_SUPERVISOR_H
+
+#include <optional>
+
+#include "engine/console.h"
+#include "engine/progress.h"
+
+namespace ferry {
+
+struct SupervisorOptions {
+    bool checkOnly = false;
+    /// End when everything has been quiet for that long.
+    std::optional<std::chrono::milliseconds> untilIdle;
+    /// How long a stop may take until it is forced.
+    std::chrono::milliseconds drain{5000};
+    /// No progress lines.
+    bool quiet = false;
+};
+
+/// Time beyond the drain limit for closing what does not hang.
+constexpr std::chrono::milliseconds closeGrace{2000};
+
+class Supervisor {
+public:
+    Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
+               Console &console, SupervisorOptions options);
+
+    /// Runs until the end and returns the exit code. When an adapter hangs, the process is ended
+    /// from here with exitHung.
+    int run();
+    /// Any thread.
+    void requestStop();
+
+    Relay &relay()
+    {
+        return relay_;
+    }
+
+private:
+    bool waitForStart();
+    void watch();
+    void report(Clock::time_point now);
+    void stop();
+    void waitSessions(Clock::time_point deadline);
+    void summarize();
+    int result() const;
+    [[noreturn]] void endProcess(int code);
+
+    const Configuration &configuration_;
+    Console &console_;
+    const SupervisorOptions options_;
+    Relay relay_;
+    Progress progress_;
+    std::atomic<bool> stopRequested_{false};
+    bool started_ = false;
+    Clock::time_point nextReport_;
+};
+
+} // namespace ferry
+
+#endif

@@ -1,0 +1,94 @@
+#include "launcher/command_line.h"
+
+#include <CLI/CLI.hpp>
+
+#include "engine/exit_code.h"
+#include "launcher/version.h"
+
+namespace ferry {
+namespace {
+
+const char *const footer = R"(Examples:
+  ferry check weather.yaml                 does everything short of moving a sample
+  ferry run weather.yaml                   relays until Ctrl-C or SIGTERM
+  ferry run weather.yaml --until-idle      copies what is there, then ends
+  ferry run weather.yaml --until-idle=5 --quiet
+  ferry doctor                             what is installed, what is missing
+
+Exit codes:
+  0  done, or stopped by a signal in time
+  1  it ran, but samples were lost or something failed
+  2  bad command line or configuration
+  3  could not start (no Java VM, or no route could be started)
+  4  told to stop, but an adapter did not come back: the process was ended
+  130, 143  a second SIGINT, SIGTERM came before the end
+
+Paths in a configuration file start from the file's own directory, in which ferry runs.
+Results go to standard output, the log to standard error.)";
+
+void addRun(CLI::App &app, CommandLine &line, bool &quiet, bool &verbose)
+{
+    CLI::App *run = app.add_subcommand("run", "Run the routes of a configuration file");
+    run->add_option("FILE", line.file, "Configuration file (YAML)")->required();
+    run->add_flag("--until-idle{1}", line.untilIdle,
+                  "End when every input has been empty for SECONDS (1 when not said): "
+                  "--until-idle=SECONDS");
+    run->add_option("--drain-seconds", line.drain,
+                    "How long a stop may take before it is forced (default 5)")
+        ->check(CLI::Range(0.1, 3600.0));
+    run->add_option("--java-home", line.javaHome, "Java installation to use");
+    CLI::Option *quietFlag =
+        run->add_flag("-q,--quiet", quiet, "Only errors and the final summary");
+    run->add_flag("-v,--verbose", verbose, "Log everything")->excludes(quietFlag);
+}
+
+void addCheck(CLI::App &app, CommandLine &line, bool &verbose)
+{
+    CLI::App *check = app.add_subcommand(
+        "check", "Load everything a configuration file names, move no sample, tell what was found");
+    check->add_option("FILE", line.file, "Configuration file (YAML)")->required();
+    check
+        ->add_option("--drain-seconds", line.drain,
+                     "How long the end may take before it is forced (default 5)")
+        ->check(CLI::Range(0.1, 3600.0));
+    check->add_option("--java-home", line.javaHome, "Java installation to use");
+    check->add_flag("-v,--verbose", verbose, "Log everything");
+}
+
+} // namespace
+
+std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
+{
+    CommandLine line;
+    bool quiet = false;
+    bool verbose = false;
+    CLI::App app("Relays samples between adapters, as a configuration file says.", "ferry");
+    app.set_version_flag("--version", std::string("ferry ") + FERRY_VERSION);
+    app.footer(footer);
+    app.require_subcommand(1);
+    addRun(app, line, quiet, verbose);
+    addCheck(app, line, verbose);
+    CLI::App *doctor = app.add_subcommand(
+        "doctor", "Tell which Java VM, libraries and jars were found and what is missing");
+    doctor->add_option("--java-home", line.javaHome, "Java installation to use");
+    try {
+        app.parse(argc, argv);
+        if (app.get_subcommand("run")->count("--until-idle") == 0) {
+            line.untilIdle = -1;
+        } else if (!(line.untilIdle > 0 && line.untilIdle <= 86400)) {
+            throw CLI::ValidationError("--until-idle", "takes a number of seconds up to 86400");
+        }
+        line.verbosity = quiet     ? Verbosity::quiet
+                         : verbose ? Verbosity::verbose
+                                   : Verbosity::normal;
+        line.verb = app.got_subcommand("run")     ? Verb::run
+                    : app.got_subcommand("check") ? Verb::check
+                                                  : Verb::doctor;
+        return line;
+    } catch (const CLI::ParseError &error) {
+        code = app.exit(error) == 0 ? exitOk : exitUsage;
+        return std::nullopt;
+    }
+}
+
+} // namespace ferry

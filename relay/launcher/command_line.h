@@ -1,0 +1,31 @@
+// The command line, as values.
+#ifndef FERRY_LAUNCHER_COMMAND_LINE_H
+#define FERRY_LAUNCHER_COMMAND_LINE_H
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "engine/entry.h"
+
+namespace ferry {
+
+enum class Verb { run, check, doctor };
+
+struct CommandLine {
+    Verb verb = Verb::run;
+    std::string file;
+    std::filesystem::path javaHome;
+    /// Seconds; below 0 when not given.
+    double untilIdle = -1;
+    double drain = 5;
+    Verbosity verbosity = Verbosity::normal;
+};
+
+/// Reads the arguments. When there is nothing to do (help, version, a mistake), what there is to
+/// say has been said, and `code` is the exit code.
+std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code);
+
+} // namespace ferry
+
+#endif

@@ -1,0 +1,99 @@
+#include "launcher/doctor.h"
+
+#include <cstdio>
+
+#include "engine/exit_code.h"
+#include "launcher/installation.h"
+#include "launcher/version.h"
+
+namespace ferry {
+namespace {
+
+class Findings {
+public:
+    void good(const std::string &text)
+    {
+        std::printf("ok    %s\n", text.c_str());
+    }
+    void bad(const std::string &text)
+    {
+        std::printf("FAIL  %s\n", text.c_str());
+        all_ = false;
+    }
+    bool all() const
+    {
+        return all_;
+    }
+
+private:
+    bool all_ = true;
+};
+
+void lookAtVm(const VmSearch &search, Findings &findings)
+{
+    if (search.chosen == nullptr) {
+        findings.bad("Java VM: " + noVmText(search));
+        return;
+    }
+    const VmCandidate &chosen = *search.chosen;
+    const std::string version = chosen.fullVersion.empty() ? "unknown" : chosen.fullVersion;
+    findings.good("Java VM: " + chosen.home.string() + " (version " + version + ", by " +
+                  chosen.source + ")");
+    for (const VmCandidate &candidate : search.candidates) {
+        if (&candidate != &chosen) {
+            const std::string state = candidate.problem.empty() ? "not used" : candidate.problem;
+            std::printf("      also found: %s (version %s): %s\n", candidate.home.c_str(),
+                        candidate.fullVersion.c_str(), state.c_str());
+        }
+    }
+}
+
+void lookAtLibraries(const VmSearch &search, const Installation &installation, Findings &findings)
+{
+    bool all = true;
+    for (const char *name :
+         {"libferryrelay.so", "libferryjni.so", "libqddscore.so", "libqddsc.so"}) {
+        std::error_code error;
+        if (!std::filesystem::exists(installation.libraries / name, error)) {
+            findings.bad("library missing: " + (installation.libraries / name).string());
+            all = false;
+        }
+    }
+    if (!all || search.chosen == nullptr) {
+        return;
+    }
+    std::string reason;
+    if (loadRelay(search.chosen->library, installation, reason) == nullptr) {
+        findings.bad("libraries do not load: " + reason);
+    } else {
+        findings.good("libraries: " + installation.libraries.string() + " (loaded with this VM)");
+    }
+}
+
+void lookAtJars(const Installation &installation, Findings &findings)
+{
+    for (const std::string &name : installation.missingJars()) {
+        findings.bad("jar missing: " + (installation.jarDirectory / name).string());
+    }
+    for (const std::string &jar : installation.jars) {
+        findings.good("jar: " + jar);
+    }
+}
+
+} // namespace
+
+int runDoctor(const VmPlaces &places)
+{
+    std::printf("ferry %s\n", FERRY_VERSION);
+    Findings findings;
+    VmSearch search;
+    findVm(places, search);
+    const Installation installation = findInstallation();
+    lookAtVm(search, findings);
+    lookAtLibraries(search, installation, findings);
+    lookAtJars(installation, findings);
+    std::printf("%s\n", findings.all() ? "everything is there" : "something is missing (see FAIL)");
+    return findings.all() ? exitOk : exitErrors;
+}
+
+} // namespace ferry
