@@ -3,9 +3,9 @@
 // which logs itself.
 #include "qddscore/log.h"
 
+#include <pthread.h>
+
 #include <cstdarg>
-#include <mutex>
-#include <shared_mutex>
 
 #include "line.h"
 
@@ -19,8 +19,9 @@ void (*QELLog_setLogLevel)(uint32_t level) = nullptr;
 
 namespace {
 
-// Readers are threads inside the sink, the writer is the one that replaces it.
-std::shared_mutex sinkMutex;
+// Readers are threads inside the sink, the writer is the one that replaces it. It goes first, so
+// that threads that log all the time cannot keep it waiting; no reader locks twice.
+pthread_rwlock_t sinkLock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
 QELLogSink theSink = nullptr;
 void *theSinkData = nullptr;
 
@@ -34,14 +35,15 @@ void handOver(qddscore::Line &line)
         line.writeTo(2);
         return;
     }
-    const std::shared_lock<std::shared_mutex> guard(sinkMutex);
+    pthread_rwlock_rdlock(&sinkLock);
     if (theSink == nullptr) {
         line.writeTo(2);
-        return;
+    } else {
+        insideSink = true;
+        theSink(theSinkData, line.text(), line.length());
+        insideSink = false;
     }
-    insideSink = true;
-    theSink(theSinkData, line.text(), line.length());
-    insideSink = false;
+    pthread_rwlock_unlock(&sinkLock);
 }
 
 } // namespace
@@ -72,7 +74,8 @@ void QELLog_debug(const char *format, ...) noexcept
 
 void QELLog_setSink(QELLogSink sink, void *sinkData) noexcept
 {
-    const std::unique_lock<std::shared_mutex> guard(sinkMutex);
+    pthread_rwlock_wrlock(&sinkLock);
     theSink = sink;
     theSinkData = sinkData;
+    pthread_rwlock_unlock(&sinkLock);
 }
