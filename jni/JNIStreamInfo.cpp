@@ -161,8 +161,7 @@ bool FERRYJNIStreamInfo_streamInfoJavaToNative(const FERRYJNIGlobal *global, JNI
         }
     }
     streamInfo->typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
-    streamInfo->typeRepresentation = reinterpret_cast<void *>(
-        static_cast<intptr_t>(typeCode)); // NOLINT(performance-no-int-to-ptr)
+    streamInfo->typeRepresentation = reinterpret_cast<void *>(static_cast<intptr_t>(typeCode));
     const jboolean disposed = env->CallBooleanMethod(javaStreamInfo, global->streamInfoIsDisposed);
     if (operation.threw(env, "exception calling StreamInfo.isDisposed method")) {
         return false;

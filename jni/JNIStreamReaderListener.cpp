@@ -80,7 +80,7 @@ Java_com_qel_ferrion_adapter_internal_StreamReaderListenerImpl_QEL_1FerrionStrea
     JNIEnv *env, jobject, jobject javaReader, jlong listenerAddress) noexcept
 {
     const auto *listener = reinterpret_cast<const FERRYJNIStreamReaderListener *>(
-        static_cast<intptr_t>(listenerAddress)); // NOLINT(performance-no-int-to-ptr)
+        static_cast<intptr_t>(listenerAddress));
     // Null while the Java reader is still being made: it may signal before the host has it.
     jobject bound = ferryjni::boundReader(listener->streamReader);
     if (bound != nullptr && env->IsSameObject(bound, javaReader) == JNI_FALSE) {

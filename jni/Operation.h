@@ -55,7 +55,7 @@ public:
     /// is null when a link of an incomplete record is missing.
     JNIEnv *javaEnv(const FERRYJNIGlobal *global) const noexcept
     {
-        JNIEnv *env = FERRYJNIGlobal_getEnv(global);
+        JNIEnv *env = global != nullptr ? FERRYJNIGlobal_getEnv(global) : nullptr;
         if (env == nullptr) {
             report("error getting java environment");
         }

@@ -31,6 +31,7 @@ void QEL_FerrionEnvironment_setErrorImpl(QEL_FerrionEnvironment *environment, in
     }
     environment->errorFlag = errorFlag;
     environment->errorCode = errorCode;
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers below have started it
     const int written = std::vsnprintf(environment->message, messageSize, format, arguments);
     if (written == static_cast<int>(messageSize)) {
         // Not needed with a formatter that always terminates; kept for one that does not when the
