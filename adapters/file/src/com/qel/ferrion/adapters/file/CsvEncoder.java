@@ -1,0 +1,82 @@
+package com.qel.ferrion.adapters.file;
+
+import com.fasterxml.jackson.core.JsonFactory;
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import java.io.IOException;
+import java.nio.charset.StandardCharsets;
+import java.util.ArrayList;
+import java.util.Map;
+import org.apache.commons.csv.CSVFormat;
+
+/** Samples to CSV rows: a column per member, structs taken apart, NaN as an empty cell. */
+final class CsvEncoder implements RowEncoder {
+    private final Value[] columns;
+    private final byte[] header;
+    private final CSVFormat format;
+    private final char delimiter;
+    private final JsonFactory json = new JsonFactory();
+    private final StringBuilder row = new StringBuilder(256);
+
+    /**
+     * @param renamed names for columns, by path of the member
+     * @throws AdapterException when a path of {@code renamed} is none of the type
+     */
+    CsvEncoder(Value root, char delimiter, Map<String, String> renamed) throws AdapterException {
+        this.format = CsvDecoder.format(delimiter);
+        this.delimiter = delimiter;
+        Map<Value, String> names = CsvDecoder.columnNames(root, renamed);
+        this.columns = new ArrayList<>(names.keySet()).toArray(new Value[0]);
+        try {
+            for (String name : names.values()) {
+                format.print(name, row, row.length() == 0);
+            }
+        } catch (IOException e) {
+            throw new AdapterException("header: " + e.getMessage(), e);
+        }
+        this.header = row.append('\n').toString().getBytes(StandardCharsets.UTF_8);
+    }
+
+    @Override
+    public byte[] header() {
+        return header;
+    }
+
+    @Override
+    public void encode(DynamicData data, Bytes out) throws IOException {
+        row.setLength(0);
+        for (int i = 0; i < columns.length; i++) {
+            appendCell(columns[i], data, i == 0);
+        }
+        byte[] encoded = row.append('\n').toString().getBytes(StandardCharsets.UTF_8);
+        out.write(encoded, 0, encoded.length);
+    }
+
+    /** Texts are quoted by the CSV library where they need it; numbers never do. */
+    private void appendCell(Value column, DynamicData data, boolean first) throws IOException {
+        switch (column.kind) {
+        case STRING:
+            format.print(data.getString(column.place), row, first);
+            return;
+        case CHAR:
+            char c = data.getChar(column.place);
+            format.print(c == 0 ? "" : String.valueOf(c), row, first);
+            return;
+        case SEQUENCE:
+        case ARRAY:
+            format.print(JsonEncoder.cell(json, column, data), row, first);
+            return;
+        case ENUM:
+            int value = data.getInt(column.place);
+            String name = column.enumName(value);
+            format.print(name == null ? Integer.toString(value) : name, row, first);
+            return;
+        default:
+            break;
+        }
+        if (!first) {
+            row.append(delimiter);
+        }
+        Scalars.append(column, data, row);
+    }
+}

@@ -1,0 +1,165 @@
+package com.qel.ferrion.adapters.file;
+
+import com.qel.ferrion.adapter.DiscoveryConnection;
+import com.qel.ferrion.adapter.Session;
+import com.qel.ferrion.adapter.StreamReader;
+import com.qel.ferrion.adapter.StreamReaderListener;
+import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import java.io.UncheckedIOException;
+import java.nio.file.Files;
+import java.nio.file.InvalidPathException;
+import java.nio.file.Path;
+import java.util.HashMap;
+import java.util.Map;
+import java.util.Properties;
+
+/**
+ * A directory and the readers and writers of files in it. Owns the watching thread, which lives
+ * from the first reader, or the first look at discovery, until the connection is deleted.
+ */
+final class FileConnection implements DiscoveryConnection {
+    private static final String DIRECTORY = "directory";
+
+    private final Options options;
+    private final Path directory;
+    private final Watch watch;
+    private final FileDiscovery discovery;
+    private final DiscoveryReader outputs;
+    private final Map<FileStreamReader, Watch.Task> readers = new HashMap<>();
+    private final Map<FileStreamWriter, Path> writers = new HashMap<>();
+
+    FileConnection(String name, StreamReaderListener outputListener,
+            StreamReaderListener inputListener, Properties properties) throws AdapterException {
+        String owner = name == null ? "file connection" : "connection '" + name + "'";
+        options = new Options(owner, properties, DIRECTORY, "poll_ms", "type_idl",
+                "type_name");
+        String given = options.text(DIRECTORY);
+        if (given == null || given.isBlank()) {
+            throw new AdapterException(owner + ": property 'directory' is missing");
+        }
+        try {
+            directory = Path.of(given).toAbsolutePath().normalize();
+        } catch (InvalidPathException e) {
+            throw options.refused(DIRECTORY, "a path");
+        }
+        if (Files.exists(directory) && !Files.isDirectory(directory)) {
+            throw new AdapterException(owner + ": " + directory + " is not a directory");
+        }
+        watch = new Watch("file-watch-" + (name == null ? directory.getFileName() : name),
+                 options.number("poll_ms", 200, 1, 3_600_000));
+        outputs = new DiscoveryReader(outputListener);
+        discovery = new FileDiscovery(directory, options.text("type_idl"),
+                options.text("type_name"), inputListener);
+    }
+
+    @Override
+    public Session createSession(Properties properties) throws AdapterException {
+        return new FileSession(properties);
+    }
+
+    @Override
+    public void deleteSession(Session session) {
+        // A session holds nothing.
+    }
+
+    @Override
+    public synchronized StreamReader createStreamReader(Session session, StreamInfo streamInfo,
+            Properties properties, StreamReaderListener listener) throws AdapterException {
+        StreamFile place = new StreamFile(directory, streamInfo, properties);
+        FileStreamReader reader = new FileStreamReader(place, listener, properties);
+        readers.put(reader, watch.start(reader::signalFirst, reader.follows() ? reader::signalNews
+                                                                              : null));
+        return reader;
+    }
+
+    @Override
+    public synchronized void deleteStreamReader(StreamReader reader) {
+        Watch.Task task = readers.remove(reader);
+        if (task != null) {
+            task.cancel();
+            FileStreamReader ours = (FileStreamReader) reader;
+            ours.close();
+            ours.release();
+        }
+    }
+
+    @Override
+    public synchronized StreamWriter createStreamWriter(Session session, StreamInfo streamInfo,
+            Properties properties) throws AdapterException {
+        StreamFile place = new StreamFile(directory, streamInfo, properties);
+        if (writers.containsValue(place.path())) {
+            throw new AdapterException("stream '" + place.stream() + "': " + place.path()
+                    + " is written by another writer of this connection already");
+        }
+        FileStreamWriter writer = new FileStreamWriter(place, properties);
+        writers.put(writer, place.path());
+        return writer;
+    }
+
+    @Override
+    public synchronized void deleteStreamWriter(StreamWriter writer) {
+        if (writers.remove(writer) != null) {
+            ((FileStreamWriter) writer).close();
+        }
+    }
+
+    /** Announces the data files of the directory; the first look is made here. */
+    @Override
+    public synchronized StreamReader getInputStreamDiscoveryReader() {
+        if (discovery.begin()) {
+            watch.start(null, discovery::look);
+        }
+        return discovery.reader();
+    }
+
+    /** Announces nothing: any file may be written, so there is no set of output streams. */
+    @Override
+    public StreamReader getOutputStreamDiscoveryReader() {
+        return outputs;
+    }
+
+    @Override
+    public Properties getAttributes() {
+        Properties attributes = new Properties();
+        attributes.setProperty(DIRECTORY, directory.toString());
+        return attributes;
+    }
+
+    @Override
+    public void update(Properties properties) throws AdapterException {
+        options.updated(properties);
+    }
+
+    /**
+     * Ends the watching thread and closes what the host has left open.
+     *
+     * @throws UncheckedIOException the first failure to close a written file
+     */
+    synchronized void close() {
+        watch.stop();
+        for (StreamReader reader : readers.keySet().toArray(new StreamReader[0])) {
+            deleteStreamReader(reader);
+        }
+        discovery.end();
+        outputs.close();
+        UncheckedIOException failure = null;
+        for (StreamWriter writer : writers.keySet().toArray(new StreamWriter[0])) {
+            try {
+                deleteStreamWriter(writer);
+            } catch (UncheckedIOException e) {
+                failure = failure == null ? e : failure;
+            }
+        }
+        if (failure != null) {
+            throw failure;
+        }
+    }
+
+    @Override
+    public String toString() {
+        return "files in " + directory;
+    }
+}

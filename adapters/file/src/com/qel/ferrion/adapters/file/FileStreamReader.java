@@ -1,0 +1,219 @@
+package com.qel.ferrion.adapters.file;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.subscription.SampleInfo;
+import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.adapter.StreamReaderListener;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.adapter.infrastructure.StreamReaderBase;
+import java.io.IOException;
+import java.lang.System.Logger.Level;
+import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Properties;
+
+/**
+ * A file's rows as samples. The rows are read and decoded in {@link #read}, on the host's thread,
+ * into samples that are used again for every batch.
+ *
+ * <p>A read that has bad rows to report puts the good ones into the lists and then throws: the
+ * host takes both. A read that may have left rows behind signals when its loan is returned; for rows that
+ * arrive later the connection's watching thread signals.
+ */
+final class FileStreamReader extends StreamReaderBase {
+    private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
+    private static final String BATCH = "batch";
+    private static final String ON_BAD_ROW = "on_bad_row";
+    private static final String REPORT = "report_ms";
+    private static final String DELIMITER = "delimiter";
+    private static final String MAX_RECORD = "max_record_bytes";
+    private static final String COLUMNS = "columns.";
+
+    private Options options;
+    private final TypeCode type;
+    private final Path path;
+    private final BadRows badRows;
+    private final boolean follow;
+    private final RecordScanner scanner;
+    private final RowDecoder decoder;
+    private final Input input;
+    private final List<DynamicData> pool = new ArrayList<>();
+    private final SampleInfo info = new SampleInfo();
+    private volatile int batch;
+    private volatile boolean stopOnBadRow;
+    private boolean stopped;
+    private boolean mayHaveMore;
+
+    /**
+     * Opens a file and, where it is there already, binds its header.
+     *
+     * @param place which file, in which format
+     * @param listener the host's, or null
+     * @param properties of the reader, or null
+     * @throws AdapterException when a property is wrong, or the file cannot be read as the type
+     */
+    FileStreamReader(StreamFile place, StreamReaderListener listener, Properties properties)
+            throws AdapterException {
+        super(listener);
+        String owner = "reader of stream '" + place.stream() + "'";
+        options = new Options(owner, properties, StreamFile.FILE, StreamFile.FORMAT,
+                "follow", "reject_file", BATCH, ON_BAD_ROW, REPORT, DELIMITER, MAX_RECORD,
+                COLUMNS);
+        this.type = place.type();
+        this.path = place.path();
+        this.follow = options.flag("follow", false);
+        String rejects = options.text("reject_file");
+        this.badRows = new BadRows(path, rejects == null ? null : place.sibling(rejects),
+                options.number(REPORT, 1000, 0, 3_600_000));
+        apply(options);
+        int longest = (int) options.number(MAX_RECORD, 16 << 20, 1, 1 << 30);
+        Value root = Value.bind(type);
+        if (place.format() == StreamFile.Format.CSV) {
+            char delimiter = StreamFile.delimiter(options);
+            scanner = RecordScanner.csv(delimiter, longest);
+            decoder = new CsvDecoder(root, delimiter, options.below(COLUMNS));
+        } else {
+            StreamFile.refuseForJson(options, DELIMITER, COLUMNS);
+            scanner = RecordScanner.lines(longest);
+            decoder = new JsonDecoder(root);
+        }
+        try {
+            input = new Input(path, follow, scanner);
+        } catch (NoSuchFileException missing) {
+            throw new AdapterException(path + ": no such file", missing);
+        } catch (IOException e) {
+            throw new AdapterException(path + ": " + e.getMessage(), e);
+        }
+        openHeader();
+    }
+
+    private void openHeader() throws AdapterException {
+        try {
+            if (decoder.hasHeader() && input.next()) {
+                decoder.bindHeader(scanner, path.toString());
+                input.passFirst();
+            } else if (decoder.hasHeader() && !follow) {
+                throw new AdapterException(path + ": is empty, its header is missing");
+            }
+        } catch (IOException e) {
+            release();
+            throw new AdapterException(path + ": " + e.getMessage(), e);
+        } catch (AdapterException e) {
+            release();
+            throw e;
+        }
+    }
+
+    private void apply(Options from) throws AdapterException {
+        int rows = (int) from.number(BATCH, 1024, 1, 1 << 20);
+        String onBadRow = from.choice(ON_BAD_ROW, "skip", "skip", "stop");
+        batch = rows;
+        stopOnBadRow = onBadRow.equals("stop");
+        options = from;
+    }
+
+    /** Changes {@code batch} and {@code on_bad_row}. */
+    @Override
+    public void update(Properties properties) throws AdapterException {
+        apply(options.updated(properties, BATCH, ON_BAD_ROW));
+    }
+
+    @Override
+    public void read(List<Object> samples, List<Object> infos) throws AdapterException {
+        mayHaveMore = false;
+        if (stopped) {
+            return;
+        }
+        int most = batch;
+        int looked = 0;
+        try {
+            while (looked < most && !stopped && input.next()) {
+                if (decoder.hasHeader() && input.atFirst()) {
+                    bindNextHeader();
+                } else {
+                    looked++;
+                    readRow(samples, infos);
+                }
+            }
+        } catch (IOException e) {
+            throw new AdapterException(path + ": " + e, e);
+        }
+        mayHaveMore = looked == most && !stopped;
+        boolean end = stopped || (!follow && !mayHaveMore);
+        badRows.report(end, stopped ? "; reading stops here" : "");
+    }
+
+    private void readRow(List<Object> samples, List<Object> infos) {
+        DynamicData data = pooled(samples.size());
+        try {
+            if (scanner.fault() != null) {
+                throw new BadRow(scanner.fault());
+            }
+            decoder.decode(scanner, data);
+            samples.add(data);
+            infos.add(info);
+        } catch (BadRow bad) {
+            badRows.add(scanner, bad.getMessage());
+            stopped = stopOnBadRow;
+        }
+    }
+
+    /** The header of a file that came to be after the reader. */
+    private void bindNextHeader() throws AdapterException {
+        try {
+            decoder.bindHeader(scanner, path.toString());
+            input.passFirst();
+        } catch (AdapterException e) {
+            stopped = true;
+            throw new AdapterException(e.getMessage() + "; reading stops here", e);
+        }
+    }
+
+    private DynamicData pooled(int index) {
+        if (index == pool.size()) {
+            pool.add(new DynamicData(type, DynamicData.PROPERTY_DEFAULT));
+        }
+        return pool.get(index);
+    }
+
+    /** Takes the samples back, and tells the host when there was no room for all rows. */
+    @Override
+    public void returnLoan(List<Object> samples, List<Object> infos) {
+        if (mayHaveMore) {
+            mayHaveMore = false;
+            signal();
+        }
+    }
+
+    /** Whether the watching thread has to look for more as long as the reader lives. */
+    boolean follows() {
+        return follow;
+    }
+
+    /** Called once by the watching thread when the host has the reader. */
+    void signalFirst() {
+        signal();
+    }
+
+    /** Called by the watching thread now and then. */
+    void signalNews() {
+        if (input.hasNews() || badRows.isDue()) {
+            signal();
+        }
+    }
+
+    /** Closes the file; the listener has been closed before. */
+    void release() {
+        String unreported = badRows.take();
+        if (!unreported.isEmpty()) {
+            LOG.log(Level.WARNING, unreported);
+        }
+        try {
+            input.close();
+        } catch (IOException e) {
+            // Nothing was written to it, so nothing is lost.
+        }
+    }
+}

@@ -1,0 +1,163 @@
+package com.qel.ferrion.adapters.file;
+
+import com.qel.dds.TypeException;
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.subscription.SampleInfo;
+import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import java.io.IOException;
+import java.io.UncheckedIOException;
+import java.lang.System.Logger.Level;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
+import java.nio.file.Path;
+import java.nio.file.StandardOpenOption;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Locale;
+import java.util.Properties;
+
+/**
+ * Samples as rows of a file. A batch is encoded in memory and then written in one go; when write
+ * returns, its rows are with the operating system, and with {@code sync} on the disk.
+ */
+final class FileStreamWriter implements StreamWriter {
+    private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
+    private static final byte[] LINE_END = {'\n'};
+    private static final String ROTATE = "rotate_bytes";
+    private static final String DELIMITER = "delimiter";
+    private static final String COLUMNS = "columns.";
+
+    private final Path path;
+    private final RowEncoder encoder;
+    private final Output output;
+    private final Bytes records = new Bytes();
+    private int[] ends = new int[128];
+    private Options options;
+
+    /**
+     * Makes a writer and touches no file yet.
+     *
+     * @param place which file, in which format
+     * @param properties of the writer, or null
+     * @throws AdapterException when a property is wrong
+     */
+    FileStreamWriter(StreamFile place, Properties properties) throws AdapterException {
+        String owner = "writer of stream '" + place.stream() + "'";
+        options = new Options(owner, properties, StreamFile.FILE, StreamFile.FORMAT, "mode",
+                "sync", ROTATE, DELIMITER, COLUMNS);
+        path = place.path();
+        Value root = Value.bind(place.type());
+        Output.AppendCheck check;
+        if (place.format() == StreamFile.Format.CSV) {
+            char delimiter = StreamFile.delimiter(options);
+            encoder = new CsvEncoder(root, delimiter, options.below(COLUMNS));
+            check = file -> checkAppend(file, RecordScanner.csv(delimiter, 1 << 30));
+        } else {
+            StreamFile.refuseForJson(options, DELIMITER, COLUMNS);
+            encoder = new JsonEncoder(root);
+            check = file -> endsLine(file) ? new byte[0] : LINE_END;
+        }
+        Output.Mode mode = Output.Mode.valueOf(options.choice("mode", "append", "create", "append",
+                "overwrite").toUpperCase(Locale.ROOT));
+        output = new Output(path, mode, options.flag("sync", false), encoder.header(), check);
+        output.rotateAt(options.number(ROTATE, 0, 0, Long.MAX_VALUE));
+    }
+
+    /** Changes {@code rotate_bytes}. */
+    @Override
+    public void update(Properties properties) throws AdapterException {
+        Options updated = options.updated(properties, ROTATE);
+        output.rotateAt(updated.number(ROTATE, 0, 0, Long.MAX_VALUE));
+        options = updated;
+    }
+
+    /** @return rows written: live samples that are there and can be encoded */
+    @Override
+    public int write(List<Object> samples, List<Object> infos) throws AdapterException {
+        records.reset();
+        int count = 0;
+        for (int i = 0; i < samples.size(); i++) {
+            Object info = infos != null && i < infos.size() ? infos.get(i) : null;
+            boolean live = !(info instanceof SampleInfo) || ((SampleInfo) info).valid_data;
+            if (live && samples.get(i) instanceof DynamicData && encode(samples.get(i))) {
+                if (count == ends.length) {
+                    ends = Arrays.copyOf(ends, 2 * count);
+                }
+                ends[count++] = records.size();
+            }
+        }
+        if (count > 0) {
+            output.write(records, ends, count);
+        }
+        return count;
+    }
+
+    private boolean encode(Object sample) {
+        int before = records.size();
+        try {
+            encoder.encode((DynamicData) sample, records);
+            return true;
+        } catch (IOException | TypeException | IllegalArgumentException
+                | IndexOutOfBoundsException e) {
+            // The others of the batch are good: this one is left out, and the count says so.
+            records.cut(before);
+            LOG.log(Level.ERROR, path + ": a sample cannot be written and is left out", e);
+            return false;
+        }
+    }
+
+    /**
+     * Closes the file; every batch that write returned from is in it.
+     *
+     * @throws UncheckedIOException when the system reports a late failure
+     */
+    void close() {
+        try {
+            output.close();
+        } catch (IOException e) {
+            throw new UncheckedIOException(path + ": " + e.getMessage(), e);
+        }
+    }
+
+    private static boolean endsLine(Path file) throws IOException {
+        try (FileChannel channel = FileChannel.open(file, StandardOpenOption.READ)) {
+            ByteBuffer last = ByteBuffer.allocate(1);
+            channel.read(last, channel.size() - 1);
+            return last.get(0) == '\n';
+        }
+    }
+
+    /** A table goes on only under the same header and where its last row ends. */
+    private byte[] checkAppend(Path file, RecordScanner scanner)
+            throws IOException, AdapterException {
+        byte[] header = encoder.header();
+        byte[] expected = Arrays.copyOf(header, header.length - 1);
+        boolean ends = endsLine(file);
+        boolean first = true;
+        boolean last = false;
+        try (FileChannel channel = FileChannel.open(file, StandardOpenOption.READ)) {
+            while (first || !ends) {
+                if (scanner.next(last)) {
+                    if (first && !Arrays.equals(scanner.raw(), expected)) {
+                        break;
+                    }
+                    first = false;
+                    if (last && scanner.fault() != null) {
+                        throw new AdapterException(file + ":" + scanner.line() + ": "
+                                + scanner.fault() + "; nothing is appended");
+                    }
+                } else if (last) {
+                    break;
+                } else {
+                    last = scanner.fill(channel) <= 0;
+                }
+            }
+        }
+        if (first) {
+            throw new AdapterException(file + ": its header is not that of the stream's type; "
+                    + "nothing is appended");
+        }
+        return ends ? new byte[0] : LINE_END;
+    }
+}

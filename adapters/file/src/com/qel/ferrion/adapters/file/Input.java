@@ -1,0 +1,185 @@
+package com.qel.ferrion.adapters.file;
+
+import java.io.Closeable;
+import java.io.IOException;
+import java.lang.System.Logger.Level;
+import java.nio.channels.FileChannel;
+import java.nio.file.Files;
+import java.nio.file.NoSuchFileException;
+import java.nio.file.Path;
+import java.nio.file.StandardOpenOption;
+import java.nio.file.attribute.BasicFileAttributes;
+
+/**
+ * One file as a source of records, read once or followed as it grows.
+ *
+ * <p>A followed file may be missing for a while, be cut back, or be replaced by another of its name;
+ * the last two are reported, and reading goes on with what the name stands for then. All methods
+ * run on the host's thread, but {@link #hasNews}, which the watching thread calls.
+ */
+final class Input implements Closeable {
+    /** How long a replaced file must stay silent before reading leaves it for its successor. */
+    private static final long SILENCE_NANOS = 1_000_000_000L;
+
+    private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
+
+    private final Path path;
+    private final boolean follow;
+    private final RecordScanner scanner;
+    private boolean ending;
+    private boolean fresh = true;
+    private long replacedAt;
+    private volatile FileChannel channel;
+    private volatile Object key;
+    private volatile long consumed;
+    private volatile boolean waiting;
+
+    /**
+     * Opens the file. A followed one may be missing yet.
+     *
+     * @throws IOException when it cannot be opened
+     */
+    Input(Path path, boolean follow, RecordScanner scanner) throws IOException {
+        this.path = path;
+        this.follow = follow;
+        this.scanner = scanner;
+        if (!open() && !follow) {
+            throw new NoSuchFileException(path.toString());
+        }
+    }
+
+    private boolean open() throws IOException {
+        try {
+            Object before = keyOf(path);
+            if (Files.isDirectory(path)) {
+                throw new IOException("is a directory");
+            }
+            FileChannel opened = FileChannel.open(path, StandardOpenOption.READ);
+            // Replaced in between: which file was opened is not known, so look again.
+            if (!keyOf(path).equals(before)) {
+                opened.close();
+                return open();
+            }
+            key = before;
+            channel = opened;
+        } catch (NoSuchFileException missing) {
+            return false;
+        }
+        scanner.reset();
+        consumed = 0;
+        ending = false;
+        fresh = true;
+        replacedAt = 0;
+        return true;
+    }
+
+    private static Object keyOf(Path path) throws IOException {
+        return Files.readAttributes(path, BasicFileAttributes.class).fileKey();
+    }
+
+    /** Whether the record found next is the first of its file. */
+    boolean atFirst() {
+        return fresh;
+    }
+
+    /** Marks the first record as used: it was a header. */
+    void passFirst() {
+        fresh = false;
+    }
+
+    /**
+     * Finds the next record, which then lies in the scanner.
+     *
+     * @return false when there is none now; a file that is not followed then has ended
+     */
+    boolean next() throws IOException {
+        while (true) {
+            if (scanner.next(ending)) {
+                return true;
+            }
+            FileChannel from = channel;
+            if (from == null) {
+                if (!follow || !open()) {
+                    waiting = follow;
+                    return false;
+                }
+                continue;
+            }
+            int count = scanner.fill(from);
+            if (count > 0) {
+                consumed += count;
+                replacedAt = replacedAt == 0 ? 0 : System.nanoTime();
+                waiting = false;
+            } else if (!turnAtEnd(from)) {
+                waiting = follow;
+                return false;
+            }
+        }
+    }
+
+    /** At the end of what is there. @return whether looking on is worth while */
+    private boolean turnAtEnd(FileChannel from) throws IOException {
+        if (!follow || ending) {
+            if (!ending) {
+                ending = true;
+                return true;
+            }
+            close();
+            return follow;
+        }
+        if (from.size() < consumed) {
+            LOG.log(Level.WARNING, "{0}: was cut back to {1} bytes after {2} had been read; "
+                    + "reading it again from its start", path, Long.toString(from.size()),
+                    Long.toString(consumed));
+            close();
+            return true;
+        }
+        return wasReplaced();
+    }
+
+    private boolean wasReplaced() throws IOException {
+        try {
+            if (keyOf(path).equals(key)) {
+                return false;
+            }
+        } catch (NoSuchFileException moved) {
+            return false;
+        }
+        // Who renamed the file may still write to it: leave it only after some silence.
+        long now = System.nanoTime();
+        if (replacedAt == 0) {
+            replacedAt = now;
+        }
+        if (now - replacedAt < SILENCE_NANOS) {
+            return false;
+        }
+        LOG.log(Level.INFO, "{0}: is another file now; going on with that one", path);
+        ending = true;
+        return true;
+    }
+
+    /** Whether a reader that found nothing would find something now. Any thread. */
+    boolean hasNews() {
+        if (!waiting) {
+            return false;
+        }
+        try {
+            FileChannel open = channel;
+            if (open == null) {
+                return Files.exists(path);
+            }
+            return open.size() != consumed || !keyOf(path).equals(key);
+        } catch (IOException closedOrMissing) {
+            return false;
+        }
+    }
+
+    @Override
+    public void close() throws IOException {
+        FileChannel open = channel;
+        channel = null;
+        if (open != null) {
+            open.close();
+        }
+    }
+}

@@ -1,0 +1,223 @@
+package com.qel.ferrion.adapters.file;
+
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import java.io.Closeable;
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.channels.FileChannel;
+import java.nio.file.FileAlreadyExistsException;
+import java.nio.file.Files;
+import java.nio.file.OpenOption;
+import java.nio.file.Path;
+import java.nio.file.StandardCopyOption;
+import java.nio.file.StandardOpenOption;
+import java.util.ArrayDeque;
+import java.util.Deque;
+import java.util.HashSet;
+import java.util.Set;
+
+/**
+ * A file that batches of records are appended to, each as a whole or not at all.
+ *
+ * <p>The file is opened by the first batch. When a batch fails, everything it wrote is taken back,
+ * rotations too, so that the same batch can be written again. Used on one thread at a time, but for
+ * the size limit.
+ */
+final class Output implements Closeable {
+    /** What to do with a file that is there when the first batch comes. */
+    enum Mode { CREATE, APPEND, OVERWRITE }
+
+    private static final byte[] NOTHING = {};
+
+    private final Path path;
+    private final Mode mode;
+    private final boolean sync;
+    private final byte[] header;
+    private final AppendCheck check;
+    private volatile long rotateBytes;
+
+    private FileChannel channel;
+    private long size;
+    /** What the first batch must put before its records. */
+    private byte[] lead = NOTHING;
+    /** Files that the current batch has rotated away, the newest first. */
+    private final Deque<Path> rotated = new ArrayDeque<>();
+    /** A failed batch that could not be taken back yet: the size to cut to, or -1. */
+    private long cutTo = -1;
+
+    /** Looks at a file before records are appended to it. */
+    interface AppendCheck {
+        /** @return what must come before the first record: nothing, or a line end */
+        byte[] check(Path path) throws IOException, AdapterException;
+    }
+
+    Output(Path path, Mode mode, boolean sync, byte[] header, AppendCheck check) {
+        this.path = path;
+        this.mode = mode;
+        this.sync = sync;
+        this.header = header;
+        this.check = check;
+    }
+
+    /** Limits the size of files; 0 for no limit. Any thread. */
+    void rotateAt(long bytes) {
+        rotateBytes = bytes;
+    }
+
+    /**
+     * Writes records.
+     *
+     * @param records where they lie
+     * @param ends where each ends; the first begins at 0
+     * @param count how many
+     * @throws AdapterException when they could not be written; the file is as it was before
+     */
+    void write(Bytes records, int[] ends, int count) throws AdapterException {
+        long begin = -1;
+        try {
+            if (cutTo >= 0) {
+                takeBack(cutTo);
+            }
+            if (channel == null) {
+                open();
+            }
+            begin = size;
+            putAll(ByteBuffer.wrap(lead));
+            int from = 0;
+            for (int i = 0; i < count; i++) {
+                int recordStart = i == 0 ? 0 : ends[i - 1];
+                if (isFull(recordStart - from, ends[i] - recordStart)) {
+                    put(records.slice(from, recordStart));
+                    rotate();
+                    from = recordStart;
+                }
+            }
+            put(records.slice(from, ends[count - 1]));
+            if (sync) {
+                channel.force(false);
+            }
+            rotated.clear();
+            lead = NOTHING;
+        } catch (IOException e) {
+            throw failure(e, begin);
+        }
+    }
+
+    private AdapterException failure(IOException cause, long begin) {
+        String state = "; no record of this batch was written";
+        IOException stuck = null;
+        try {
+            if (begin >= 0) {
+                takeBack(begin);
+            }
+        } catch (IOException e) {
+            stuck = e;
+            state = "; what was written of this batch will be taken back before the next one";
+        }
+        AdapterException failure =
+                new AdapterException(path + ": cannot be written: " + cause + state, cause);
+        if (stuck != null) {
+            failure.addSuppressed(stuck);
+        }
+        return failure;
+    }
+
+    private boolean isFull(long unwritten, long record) {
+        long limit = rotateBytes;
+        long filled = size + unwritten;
+        return limit > 0 && filled > header.length && filled + record > limit;
+    }
+
+    private void open() throws IOException, AdapterException {
+        if (!Files.isDirectory(path.getParent())) {
+            Files.createDirectories(path.getParent());
+        }
+        if (mode == Mode.APPEND && Files.exists(path) && Files.size(path) > 0) {
+            lead = check.check(path);
+        }
+        Set<OpenOption> how = new HashSet<>(Set.of(StandardOpenOption.WRITE));
+        how.add(mode == Mode.CREATE ? StandardOpenOption.CREATE_NEW : StandardOpenOption.CREATE);
+        if (mode == Mode.OVERWRITE) {
+            how.add(StandardOpenOption.TRUNCATE_EXISTING);
+        }
+        try {
+            channel = FileChannel.open(path, how);
+        } catch (FileAlreadyExistsException exists) {
+            throw new AdapterException(path + ": exists, and mode is 'create'; nothing is "
+                    + "overwritten", exists);
+        }
+        size = channel.size();
+    }
+
+    private void put(ByteBuffer bytes) throws IOException {
+        if (size == 0 && header.length > 0) {
+            putAll(ByteBuffer.wrap(header));
+        }
+        putAll(bytes);
+    }
+
+    private void putAll(ByteBuffer bytes) throws IOException {
+        while (bytes.hasRemaining()) {
+            size += channel.write(bytes, size);
+        }
+    }
+
+    /** Moves the full file to the first free number behind the highest, and begins another. */
+    private void rotate() throws IOException {
+        if (sync) {
+            channel.force(false);
+        }
+        Path target = path.resolveSibling(path.getFileName() + "." + (highestNumber() + 1));
+        Files.move(path, target);
+        rotated.push(target);
+        channel.close();
+        channel = FileChannel.open(path, StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE);
+        size = 0;
+    }
+
+    private long highestNumber() throws IOException {
+        String stem = path.getFileName() + ".";
+        long highest = 0;
+        try (var names = Files.newDirectoryStream(path.getParent())) {
+            for (Path name : names) {
+                String text = name.getFileName().toString();
+                if (text.startsWith(stem) && text.substring(stem.length()).matches("[0-9]{1,18}")) {
+                    highest = Math.max(highest, Long.parseLong(text.substring(stem.length())));
+                }
+            }
+        }
+        return highest;
+    }
+
+    /** Undoes what the current batch did: rotations first, then the rest of its bytes. */
+    private void takeBack(long begin) throws IOException {
+        cutTo = begin;
+        while (!rotated.isEmpty()) {
+            if (channel != null) {
+                channel.close();
+            }
+            // What stands under the name was begun by this batch and holds nothing else.
+            Files.move(rotated.peek(), path, StandardCopyOption.REPLACE_EXISTING);
+            rotated.pop();
+            channel = FileChannel.open(path, StandardOpenOption.WRITE);
+        }
+        size = begin;
+        channel.truncate(begin);
+        cutTo = -1;
+    }
+
+    /** Closes the file. Every batch that was written is complete in it. */
+    @Override
+    public void close() throws IOException {
+        if (channel != null) {
+            try {
+                if (cutTo >= 0) {
+                    takeBack(cutTo);
+                }
+            } finally {
+                channel.close();
+                channel = null;
+            }
+        }
+    }
+}

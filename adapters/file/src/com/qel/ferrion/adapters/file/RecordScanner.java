@@ -1,0 +1,318 @@
+package com.qel.ferrion.adapters.file;
+
+import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.CharBuffer;
+import java.nio.channels.ReadableByteChannel;
+import java.nio.charset.CharsetDecoder;
+import java.nio.charset.CodingErrorAction;
+import java.nio.charset.StandardCharsets;
+import java.util.Arrays;
+
+/**
+ * Cuts the bytes of a file into records and knows the line each begins at. Owns the buffer that the
+ * current record lies in; used on one thread at a time.
+ *
+ * <p>A record of JSON lines is a line. A CSV record is a line too, but for line ends inside quotes;
+ * a quote opens only at the start of a cell. A record that breaks these rules carries a fault and
+ * ends where reading can go on: at its next line end, or, when a quote is never closed, after the
+ * line it began in.
+ */
+final class RecordScanner {
+    private static final int FIRST_CAPACITY = 1 << 16;
+    private static final int NO_DELIMITER = -1;
+
+    private final int delimiter;
+    private final int longest;
+    private final CharsetDecoder decoder = StandardCharsets.UTF_8.newDecoder()
+            .onMalformedInput(CodingErrorAction.REPORT)
+            .onUnmappableCharacter(CodingErrorAction.REPORT);
+    private CharBuffer text = CharBuffer.allocate(256);
+
+    private byte[] buffer = new byte[FIRST_CAPACITY];
+    private int from;
+    private int limit;
+    private long nextLine = 1;
+    private boolean atFileStart = true;
+    private boolean skipping;
+
+    // The record found last.
+    private int start;
+    private int end;
+    private long line;
+    private boolean quoted;
+    private int seen;
+    private int cells;
+    private int[] cellEnds = new int[16];
+    private String fault;
+    private int newlines;
+
+    private RecordScanner(int delimiter, int longest) {
+        this.delimiter = delimiter;
+        this.longest = longest;
+    }
+
+    static RecordScanner csv(char delimiter, int longest) {
+        return new RecordScanner(delimiter, longest);
+    }
+
+    static RecordScanner lines(int longest) {
+        return new RecordScanner(NO_DELIMITER, longest);
+    }
+
+    /** Forgets everything: another file, or the same one from its start. */
+    void reset() {
+        from = 0;
+        limit = 0;
+        nextLine = 1;
+        atFileStart = true;
+        skipping = false;
+    }
+
+    /**
+     * Reads as much as fits, making room first.
+     *
+     * @return bytes read; 0 or less at the end of what the file holds now
+     */
+    int fill(ReadableByteChannel channel) throws IOException {
+        if (from > 0) {
+            System.arraycopy(buffer, from, buffer, 0, limit - from);
+            limit -= from;
+            from = 0;
+        }
+        if (limit == buffer.length) {
+            buffer = Arrays.copyOf(buffer, 2 * buffer.length);
+        }
+        int count = channel.read(ByteBuffer.wrap(buffer, limit, buffer.length - limit));
+        limit += Math.max(count, 0);
+        return count;
+    }
+
+    /** Bytes that are read but belong to no record yet. */
+    int pending() {
+        return limit - from;
+    }
+
+    /**
+     * Finds the next record; blank lines are passed over.
+     *
+     * @param last true when no more bytes will come: what is left is a record, or cut off
+     * @return false when the buffer holds no complete record
+     */
+    boolean next(boolean last) {
+        skipByteOrderMark(last);
+        skipRest();
+        while (from < limit) {
+            start = from;
+            line = nextLine;
+            fault = null;
+            quoted = false;
+            seen = 0;
+            cells = 0;
+            newlines = 0;
+            int next = delimiter == NO_DELIMITER ? scanLine(last) : scanCells(last);
+            boolean tooLong = (next < 0 ? limit : end) - from > longest;
+            if (next < 0 && !tooLong && !last) {
+                return false;
+            }
+            if (next < 0 || tooLong) {
+                next = giveUp(tooLong, last);
+            }
+            from = next;
+            nextLine += newlines;
+            if (end > start || fault != null) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    private void skipByteOrderMark(boolean last) {
+        if (atFileStart && (limit >= 3 || (last && limit > 0))) {
+            atFileStart = false;
+            if (limit >= 3 && buffer[0] == (byte) 0xEF && buffer[1] == (byte) 0xBB
+                    && buffer[2] == (byte) 0xBF) {
+                from = 3;
+            }
+        }
+    }
+
+    /** A record that does not end: too long, or cut off inside quotes. Its first line is passed. */
+    private int giveUp(boolean tooLong, boolean last) {
+        fault = tooLong ? "record longer than " + longest + " bytes"
+                        + (quoted ? " (is a quote not closed?)" : "")
+                        : "quote is not closed before the end of the file";
+        end = from;
+        while (end < limit && buffer[end] != '\n') {
+            end++;
+        }
+        newlines = end < limit ? 1 : 0;
+        skipping = end == limit && !last;
+        return Math.min(end + 1, limit);
+    }
+
+    /** Passes the rest of a line that was given up before its end was read. */
+    private void skipRest() {
+        while (skipping && from < limit) {
+            if (buffer[from++] == '\n') {
+                skipping = false;
+                nextLine++;
+            }
+        }
+    }
+
+    private int scanLine(boolean last) {
+        int i = from;
+        while (i < limit && buffer[i] != '\n') {
+            seen |= buffer[i++];
+        }
+        return i < limit || last ? endAt(i) : -1;
+    }
+
+    /** Ends the record before a line feed (or the end of the bytes) at i. */
+    private int endAt(int i) {
+        newlines += i < limit ? 1 : 0;
+        end = i > start && buffer[i - 1] == '\r' ? i - 1 : i;
+        return Math.min(i + 1, limit);
+    }
+
+    private void endCell(int at) {
+        if (cells == cellEnds.length) {
+            cellEnds = Arrays.copyOf(cellEnds, 2 * cells);
+        }
+        cellEnds[cells++] = at;
+    }
+
+    /** @return where the next record starts, or -1 when this one is not complete */
+    private int scanCells(boolean last) {
+        int i = from;
+        while (true) {
+            if (i < limit && buffer[i] == '"') {
+                quoted = true;
+                i = skipQuoted(i + 1, last);
+                if (i < 0) {
+                    return -1;
+                }
+                if (i < limit && buffer[i] != delimiter && !endsLine(i)) {
+                    fault = "text after a closing quote";
+                    return skipLine(i, last);
+                }
+            }
+            while (i < limit && buffer[i] != delimiter && buffer[i] != '\n') {
+                if (buffer[i] == '\r' && i + 1 < limit && buffer[i + 1] != '\n') {
+                    fault = "carriage return without line feed outside of quotes";
+                    return skipLine(i, last);
+                }
+                seen |= buffer[i++];
+            }
+            if (i == limit && !last) {
+                return -1;
+            }
+            if (i == limit || buffer[i] == '\n') {
+                int next = endAt(i);
+                endCell(end);
+                return next;
+            }
+            endCell(i++);
+        }
+    }
+
+    private boolean endsLine(int i) {
+        return buffer[i] == '\n'
+                || (buffer[i] == '\r' && (i + 1 == limit || buffer[i + 1] == '\n'));
+    }
+
+    /** @return the index behind the closing quote, or -1 when there is none yet */
+    private int skipQuoted(int i, boolean last) {
+        while (i < limit) {
+            byte b = buffer[i++];
+            seen |= b;
+            if (b == '\n') {
+                newlines++;
+            } else if (b == '"') {
+                if (i == limit) {
+                    return last ? i : -1;
+                }
+                if (buffer[i] != '"') {
+                    return i;
+                }
+                i++;
+            }
+        }
+        return -1;
+    }
+
+    private int skipLine(int i, boolean last) {
+        while (i < limit && buffer[i] != '\n') {
+            i++;
+        }
+        return i < limit || last ? endAt(i) : -1;
+    }
+
+    /** Line the record begins at, counted from 1. */
+    long line() {
+        return line;
+    }
+
+    /** Why the record cannot be one, or null. */
+    String fault() {
+        return fault;
+    }
+
+    /** Whether any cell is quoted, so that cells are not simply what lies between delimiters. */
+    boolean quoted() {
+        return quoted;
+    }
+
+    int cells() {
+        return cells;
+    }
+
+    /** Text of a cell of a record without quotes, once {@link #checkText} has passed. */
+    String cell(int index) {
+        int begin = index == 0 ? start : cellEnds[index - 1] + 1;
+        return new String(buffer, begin, cellEnds[index] - begin,
+                seen >= 0 ? StandardCharsets.ISO_8859_1 : StandardCharsets.UTF_8);
+    }
+
+    byte[] bytes() {
+        return buffer;
+    }
+
+    int start() {
+        return start;
+    }
+
+    int length() {
+        return end - start;
+    }
+
+    /** Refuses a record that is not UTF-8. */
+    void checkText() throws BadRow {
+        if (seen < 0) {
+            text();
+        }
+    }
+
+    /** The record as text, valid until the next call. */
+    CharBuffer text() throws BadRow {
+        if (text.capacity() < length()) {
+            text = CharBuffer.allocate(Math.max(256, 2 * length()));
+        }
+        text.clear();
+        try {
+            decoder.reset();
+            if (decoder.decode(ByteBuffer.wrap(buffer, start, length()), text, true).isError()) {
+                throw new BadRow("not valid UTF-8");
+            }
+        } finally {
+            text.flip();
+        }
+        return text;
+    }
+
+    /** The record as it stands in the file, without its line end; for reports and rejects. */
+    byte[] raw() {
+        return Arrays.copyOfRange(buffer, start, end);
+    }
+}

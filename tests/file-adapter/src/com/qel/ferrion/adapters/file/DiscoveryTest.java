@@ -1,0 +1,94 @@
+package com.qel.ferrion.adapters.file;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertNull;
+import static org.junit.Assert.assertSame;
+import static org.junit.Assert.assertThrows;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.adapter.DiscoveryConnection;
+import com.qel.ferrion.adapter.StreamReader;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import java.nio.file.Files;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Map;
+import java.util.TreeMap;
+import java.util.concurrent.TimeUnit;
+import org.junit.Rule;
+import org.junit.Test;
+
+/** Streams found in a directory, and properties of connections. */
+public class DiscoveryTest {
+    @Rule public final Host host = new Host();
+
+    private Map<String, StreamInfo> news(StreamReader reader) throws Exception {
+        Map<String, StreamInfo> found = new TreeMap<>();
+        List<Object> samples = new ArrayList<>();
+        reader.read(samples, new ArrayList<>());
+        samples.forEach(info -> found.put(((StreamInfo) info).getStreamName(), (StreamInfo) info));
+        reader.returnLoan(samples, new ArrayList<>());
+        return found;
+    }
+
+    private Map<String, StreamInfo> awaitNews(StreamReader reader) throws Exception {
+        assertTrue("no signal", host.discoverySignals.tryAcquire(10, TimeUnit.SECONDS));
+        return news(reader);
+    }
+
+    @Test
+    public void filesAppearWithTheirTypesAndVanish() throws Exception {
+        host.put("a.idl", "module m { struct First { long x; }; struct Last { long y; }; };");
+        host.put("a.csv", "y\n1\n");
+        host.put("bad.idl", "struct {");
+        host.put("bad.jsonl", "");
+        host.put("notes.txt", "");
+        StreamReader reader = host.connection.getInputStreamDiscoveryReader();
+        assertSame(reader, host.connection.getInputStreamDiscoveryReader());
+        Map<String, StreamInfo> first = news(reader);
+        assertEquals("[a.csv, bad.jsonl]", first.keySet().toString());
+        assertEquals("m::Last", first.get("a.csv").getTypeInfo().getTypeName());
+        assertTrue(first.get("a.csv").getTypeInfo().getTypeRepresentation() instanceof TypeCode);
+        assertNull(first.get("bad.jsonl").getTypeInfo().getTypeRepresentation());
+        assertTrue(host.logged.toString(), host.logged.get(0).contains("bad.jsonl"));
+
+        host.discoverySignals.drainPermits();
+        host.put("c.jsonl", "");
+        Map<String, StreamInfo> second = awaitNews(reader);
+        assertEquals("[c.jsonl]", second.keySet().toString());
+        Files.delete(host.path("a.csv"));
+        StreamInfo gone = awaitNews(reader).get("a.csv");
+        assertTrue(gone.isDisposed());
+        host.put("a.csv", "y\n");
+        assertEquals("m::Last", awaitNews(reader).get("a.csv").getTypeInfo().getTypeName());
+        assertTrue(news(host.connection.getOutputStreamDiscoveryReader()).isEmpty());
+    }
+
+    @Test
+    public void aConnectionMayGiveOneTypeForAllFiles() throws Exception {
+        host.put("types.idl", "struct One { long x; }; struct Two { long y; };");
+        host.put("x.csv", "x\n");
+        DiscoveryConnection other = host.connect("directory", host.folder.getRoot().toString(),
+                "type_idl", host.path("types.idl").toString(), "type_name", "One");
+        assertEquals("One", news(other.getInputStreamDiscoveryReader()).get("x.csv").getTypeInfo()
+                .getTypeName());
+    }
+
+    @Test
+    public void connectionsRefuseWhatTheyCannotUse() throws Exception {
+        host.put("file", "");
+        String[][] wrong = {{"property 'directory' is missing"},
+            {"did you mean 'directory'", "directori", "/tmp"},
+            {"is not a directory", "directory", host.path("file").toString()},
+            {"expected a whole number", "directory", "/tmp", "poll_ms", "fast"}};
+        for (String[] each : wrong) {
+            String[] properties = java.util.Arrays.copyOfRange(each, 1, each.length);
+            String text = assertThrows(AdapterException.class, () -> host.connect(properties))
+                    .getMessage();
+            assertTrue(text, text.contains(each[0]));
+        }
+        host.connect("directory", "/tmp", "qel.ferrion.jni.initial_samples", "16");
+    }
+}

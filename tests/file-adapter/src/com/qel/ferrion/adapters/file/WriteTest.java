@@ -1,0 +1,178 @@
+package com.qel.ferrion.adapters.file;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertFalse;
+import static org.junit.Assert.assertThrows;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.subscription.SampleInfo;
+import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import java.nio.file.Files;
+import java.util.Arrays;
+import java.util.List;
+import org.junit.Rule;
+import org.junit.Test;
+
+/** What stands in files after writes, also after writes that failed. */
+public class WriteTest {
+    private static final String ROW = "{\"id\":1,\"text\":\"a\",\"value\":1.0}\n";
+
+    @Rule public final Host host = new Host();
+
+    private String refusal(StreamWriter writer) {
+        return assertThrows(AdapterException.class, () -> Host.write(writer, Host.point(1, "a", 1)))
+                .getMessage();
+    }
+
+    @Test
+    public void modesDecideWhatHappensToAnEarlierFile() throws Exception {
+        for (String mode : new String[] {"append", "overwrite", "create"}) {
+            host.put("m.jsonl", "old\n");
+            StreamWriter writer = host.writer("m.jsonl", Host.POINT, "mode", mode);
+            assertEquals("making a writer touches nothing", "old\n", host.text("m.jsonl"));
+            if (mode.equals("create")) {
+                assertTrue(refusal(writer).contains("m.jsonl: exists, and mode is 'create'"));
+                assertEquals("old\n", host.text("m.jsonl"));
+                Files.delete(host.path("m.jsonl"));
+            }
+            Host.write(writer, Host.point(1, "a", 1));
+            Host.write(writer, Host.point(1, "a", 1));
+            host.connection.deleteStreamWriter(writer);
+            assertEquals((mode.equals("append") ? "old\n" : "") + ROW + ROW, host.text("m.jsonl"));
+        }
+    }
+
+    @Test
+    public void appendingGoesOnWhereTheLastRecordEnds() throws Exception {
+        host.put("a.jsonl", "{\"id\":0}");
+        Host.write(host.writer("a.jsonl", Host.POINT), Host.point(1, "a", 1));
+        assertEquals("{\"id\":0}\n" + ROW, host.text("a.jsonl"));
+
+        host.put("a.csv", "id,text,value\r\n1,\"a\nb\",1");
+        Host.write(host.writer("a.csv", Host.POINT), Host.point(2, "", Double.NaN));
+        assertEquals("id,text,value\r\n1,\"a\nb\",1\n2,,\n", host.text("a.csv"));
+
+        host.put("b.csv", "id,value\n1,1\n");
+        assertTrue(refusal(host.writer("b.csv", Host.POINT)).contains("its header is not"));
+        host.put("c.csv", "id,text,value\n1,\"a\nb");
+        assertTrue(refusal(host.writer("c.csv", Host.POINT)).contains("c.csv:2: quote is not"));
+        assertEquals("id,text,value\n1,\"a\nb", host.text("c.csv"));
+    }
+
+    @Test
+    public void whatIsNoLiveSampleIsNotWrittenAndNotCounted() throws Exception {
+        SampleInfo gone = new SampleInfo();
+        gone.valid_data = false;
+        StreamWriter writer = host.writer("n.jsonl", Host.POINT);
+        List<Object> samples = Arrays.asList(null, Host.point(1, "a", 1), Host.point(2, "b", 2));
+        assertEquals(1, writer.write(samples, Arrays.asList(new SampleInfo(), null, gone)));
+        assertEquals(2, writer.write(samples, List.of()));
+        assertEquals(0, writer.write(List.of(), List.of()));
+        assertTrue(host.text("n.jsonl").startsWith(ROW + ROW));
+    }
+
+    @Test
+    public void filesRotateBetweenRecordsAndLoseNone() throws Exception {
+        host.put("r.csv.4", "earlier");
+        StreamWriter writer = host.writer("r.csv", Host.POINT, "rotate_bytes", "60");
+        int id = 100;
+        for (int batch = 0; batch < 4; batch++) {
+            Host.write(writer, Host.point(id++, "a\nb", 1), Host.point(id++, "", 2),
+                    Host.point(id++, "c", 3));
+        }
+        Host.write(writer, Host.point(id++, "x".repeat(100), 1));
+        writer.update(Host.properties("rotate_bytes", "0"));
+        assertTrue(assertThrows(AdapterException.class, () -> writer.update(Host.properties(
+                "rotate_bytes", "9", "mode", "create"))).getMessage().contains("'mode' cannot"));
+        Host.write(writer, Host.point(id++, "y".repeat(100), 1));
+        host.connection.deleteStreamWriter(writer);
+
+        assertEquals("earlier", host.text("r.csv.4"));
+        StringBuilder all = new StringBuilder();
+        int files = 5;
+        for (; Files.exists(host.path("r.csv." + files)); files++) {
+            assertTrue(Files.size(host.path("r.csv." + files)) <= 60);
+            all.append(withoutHeader(host.text("r.csv." + files)));
+        }
+        assertTrue("rotated " + files, files >= 8);
+        all.append(withoutHeader(host.text("r.csv")));
+        host.put("all.csv", "id,text,value\n" + all);
+        List<DynamicData> rows = host.readAll(host.reader("all.csv", Host.POINT));
+        assertEquals(id - 100, rows.size());
+        for (int i = 0; i < rows.size(); i++) {
+            assertEquals(100 + i, rows.get(i).getInt("id"));
+        }
+    }
+
+    private static String withoutHeader(String table) {
+        assertTrue(table, table.startsWith("id,text,value\n"));
+        return table.substring(table.indexOf('\n') + 1);
+    }
+
+    @Test
+    public void aFullDiskNamesTheFile() throws Exception {
+        Files.createSymbolicLink(host.path("full.jsonl"), java.nio.file.Path.of("/dev/full"));
+        String text = refusal(host.writer("full.jsonl", Host.POINT));
+        assertTrue(text, text.contains("full.jsonl: cannot be written"));
+        assertTrue(text, text.contains("No space left"));
+    }
+
+    @Test
+    public void aFailedBatchLeavesNothingAndCanBeWrittenAgain() throws Exception {
+        for (String rotate : new String[] {"0", "20000"}) {
+            String name = "l" + rotate + ".csv";
+            StreamWriter writer = host.writer(name, Host.POINT, "rotate_bytes", rotate);
+            Host.write(writer, Host.point(1, "a", 1));
+            String before = host.text(name);
+            // One record alone is larger than a file may grow, behind some that fit.
+            DynamicData[] batch = new DynamicData[40];
+            Arrays.setAll(batch, i -> Host.point(2 + i, "x".repeat(i < 39 ? 1000 : 90000), 1));
+            limitFileSize("65536");
+            try {
+                AdapterException failure = assertThrows(AdapterException.class,
+                        () -> Host.write(writer, batch));
+                assertTrue(failure.getMessage(), failure.getMessage().contains(name
+                        + ": cannot be written"));
+                assertEquals(before, host.text(name));
+                assertFalse(Files.exists(host.path(name + ".1")));
+            } finally {
+                limitFileSize("unlimited");
+            }
+            assertEquals(40, Host.write(writer, batch));
+            host.connection.deleteStreamWriter(writer);
+            List<Integer> ids = idsOf(name);
+            for (int i = 0; i < 41; i++) {
+                assertEquals(i + 1, (int) ids.get(i));
+            }
+            assertEquals(41, ids.size());
+        }
+    }
+
+    /** Ids in a table and the files rotated away from it, oldest first. */
+    private List<Integer> idsOf(String name) throws Exception {
+        StringBuilder all = new StringBuilder("id,text,value\n");
+        for (int i = 1; Files.exists(host.path(name + "." + i)); i++) {
+            all.append(withoutHeader(host.text(name + "." + i)));
+        }
+        host.put("joined.csv", all + withoutHeader(host.text(name)));
+        return Host.ids(host.readAll(host.reader("joined.csv", Host.POINT)));
+    }
+
+    private static void limitFileSize(String bytes) throws Exception {
+        Process process = new ProcessBuilder("prlimit", "--pid",
+                Long.toString(ProcessHandle.current().pid()), "--fsize=" + bytes + ":unlimited")
+                .inheritIO().start();
+        assertEquals(0, process.waitFor());
+    }
+
+    @Test
+    public void aFileHasOneWriter() throws Exception {
+        StreamWriter first = host.writer("w.csv", Host.POINT);
+        assertTrue(assertThrows(AdapterException.class, () -> host.writer("other", Host.POINT,
+                "file", "w.csv")).getMessage().contains("another writer"));
+        host.connection.deleteStreamWriter(first);
+        host.writer("other", Host.POINT, "file", "w.csv");
+    }
+}
