@@ -185,8 +185,10 @@ Section::Section(Diagnostics &diagnostics, const YAML::Node &node, std::string p
 {
     for (NamedNode &entry : readEntries(diagnostics, node, path_)) {
         if (std::find(allowedKeys.begin(), allowedKeys.end(), entry.name) == allowedKeys.end()) {
-            diagnostics.add(entry.place, "unknown key \"" + entry.name + "\"" + within(path_) +
-                                             suggestion(entry.name, allowedKeys));
+            const std::string near = suggestion(entry.name, allowedKeys);
+            diagnostics.add(entry.place,
+                            "unknown key \"" + entry.name + "\"" + within(path_) + near);
+            misspelt_ += near;
         } else {
             entries_.push_back(std::move(entry));
         }
@@ -206,7 +208,9 @@ YAML::Node Section::find(const std::string &key) const
 YAML::Node Section::require(const std::string &key) const
 {
     YAML::Node node = find(key);
-    if (!node.IsDefined()) {
+    // One mistake, one message.
+    const bool misspelt = misspelt_.find("\"" + key + "\"") != std::string::npos;
+    if (!node.IsDefined() && !misspelt) {
         diagnostics_.add(place_, "missing key \"" + key + "\"" + within(path_));
     }
     return node;

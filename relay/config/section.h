@@ -72,6 +72,8 @@ private:
     std::string path_;
     Place place_;
     std::vector<NamedNode> entries_;
+    /// The keys that unknown ones were taken to mean.
+    std::string misspelt_;
 };
 
 } // namespace ferry

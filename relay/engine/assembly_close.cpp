@@ -114,7 +114,8 @@ void Assembly::closeWriters(Route &route, std::size_t session)
 
 void Assembly::closeSessions()
 {
-    for (const auto &session : pluginSessions_) {
+    for (auto each = pluginSessions_.rbegin(); each != pluginSessions_.rend(); ++each) {
+        PluginSession *const session = each->get();
         if (session->handle == nullptr || session->busy) {
             continue;
         }
@@ -131,7 +132,8 @@ void Assembly::closeSessions()
 
 void Assembly::closeConnections()
 {
-    for (const auto &connection : connections_) {
+    for (auto each = connections_.rbegin(); each != connections_.rend(); ++each) {
+        Connection *const connection = each->get();
         if (connection->handle == nullptr || connection->busy) {
             continue;
         }
@@ -147,7 +149,8 @@ void Assembly::closeConnections()
 
 void Assembly::closeAdapters()
 {
-    for (const auto &adapter : adapters_) {
+    for (auto each = adapters_.rbegin(); each != adapters_.rend(); ++each) {
+        Adapter *const adapter = each->get();
         if (adapter->plugin == nullptr || adapter->busy) {
             continue;
         }
