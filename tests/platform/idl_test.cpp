@@ -1,1 +1,217 @@
+// Types from IDL: everything that is supported, and where and how the rest is refused.
+#include <cstdio>
+#include <thread>
 
+#include "fixture.h"
+
+namespace {
+
+struct LibraryDeleter {
+    void operator()(DDS_TypeLibrary *library) const
+    {
+        DDS_TypeLibrary_delete(library);
+    }
+};
+using Library = std::unique_ptr<DDS_TypeLibrary, LibraryDeleter>;
+
+std::string refusal(const char *idl)
+{
+    const Library library(DDS_TypeLibrary_new());
+    DDS_ErrorText error{};
+    if (DDS_TypeLibrary_add_idl_text(library.get(), idl, "x.idl", &error) == 1) {
+        return "accepted";
+    }
+    EXPECT_EQ(DDS_TypeLibrary_get_count(library.get()), 0U);
+    return error.text;
+}
+
+std::string kindsOf(const DDS_TypeCode *type)
+{
+    std::string text;
+    for (uint32_t i = 0; i < DDS_TypeCode_get_member_count(type); ++i) {
+        text += DDS_TypeCode_get_member_name(type, i);
+        text += ":" + std::to_string(DDS_TypeCode_get_kind(DDS_TypeCode_get_member_type(type, i)));
+        text += DDS_TypeCode_is_member_key(type, i) ? "k " : " ";
+    }
+    return text;
+}
+
+TEST(Idl, GivesEveryTypeAsItIsWritten)
+{
+    const Library library(DDS_TypeLibrary_new());
+    ASSERT_EQ(DDS_TypeLibrary_add_idl_text(library.get(), EVERYTHING_IDL, "x.idl", nullptr), 1);
+    const auto find = [&library](const char *name) {
+        return DDS_TypeLibrary_find(library.get(), name);
+    };
+    std::string names;
+    for (uint32_t i = 0; i < DDS_TypeLibrary_get_count(library.get()); ++i) {
+        names += DDS_TypeCode_get_name(DDS_TypeLibrary_get_at(library.get(), i));
+        names += " ";
+    }
+    EXPECT_EQ(names, "weather::Sky weather::Grid weather::Counts weather::MoreCounts weather::Base "
+                     "weather::detail::Reading weather::detail::Tag weather::Observation ");
+    const DDS_TypeCode *type = find("weather::Observation");
+    EXPECT_EQ(kindsOf(type), "id:7k name:13 sky:14 good:1 tags:17 counts:16 grid:16 words:17 "
+                             "last:18 c:2 o:3 i:4 s:5 us:6 ul:8 ll:9 ull_:9 ull:10 f:11 d:12 ");
+    EXPECT_EQ(DDS_TypeCode_get_base(type), find("weather::Base"));
+    EXPECT_EQ(DDS_TypeCode_is_keyed(type), 1);
+    EXPECT_EQ(DDS_TypeCode_get_extensibility(type), DDS_EXTENSIBILITY_APPENDABLE);
+    EXPECT_EQ(DDS_TypeCode_get_extensibility(find("weather::detail::Tag")),
+              DDS_EXTENSIBILITY_FINAL);
+    EXPECT_EQ(DDS_TypeCode_get_member_value(find("weather::Sky"), 2), 6);
+    const DDS_TypeCode *counts = DDS_TypeCode_resolve(find("weather::MoreCounts"));
+    EXPECT_EQ(DDS_TypeCode_get_kind(counts), DDS_TK_SEQUENCE);
+    EXPECT_EQ(DDS_TypeCode_get_bound(counts), 3U);
+    const DDS_TypeCode *grid = DDS_TypeCode_resolve(find("weather::Grid"));
+    ASSERT_EQ(DDS_TypeCode_get_dimension_count(grid), 2U);
+    EXPECT_EQ(DDS_TypeCode_get_dimension(grid, 0), 2U);
+    EXPECT_EQ(DDS_TypeCode_get_dimension(grid, 1), 3U);
+    EXPECT_EQ(find("Observation"), nullptr);
+}
+
+TEST(Idl, IsWrittenAndReadBackAsTheSameTypes)
+{
+    const char *texts[] = {
+        EVERYTHING_IDL, "struct _long { long _struct; double __x, x, X; string<7> _STRING; };",
+        "module m { struct A { long x; }; }; module m { module n { struct A { ::m::A a; }; }; };"
+        "struct A { m::n::A a; m::A m; }; typedef A B[2]; typedef sequence<B, 4> C; "
+        "@final struct D : A { C c; sequence<sequence<sequence<long>, 2>> d; };"};
+    for (const char *text : texts) {
+        const Library library(DDS_TypeLibrary_new());
+        DDS_ErrorText error{};
+        ASSERT_EQ(DDS_TypeLibrary_add_idl_text(library.get(), text, "x", &error), 1) << error.text;
+        for (uint32_t i = 0; i < DDS_TypeLibrary_get_count(library.get()); ++i) {
+            const DDS_TypeCode *type = DDS_TypeLibrary_get_at(library.get(), i);
+            char *idl = DDS_TypeCode_to_idl(type);
+            EXPECT_EQ(typeFromIdl(idl, DDS_TypeCode_get_name(type)), type) << idl;
+            DDS_String_free(idl);
+        }
+    }
+}
+
+TEST(Idl, RefusesByNameLineAndColumn)
+{
+    const struct {
+        const char *idl;
+        const char *what;
+    } cases[] = {
+        {"struct A {\n  long x\n};", "x.idl:3:1: syntax error at \"}\""},
+        {"struct A { long x;", "x.idl:2:1: syntax error at the end of the line or text"},
+        {"struct A {\n  Foo f; };", "x.idl:2:3: Scoped name 'Foo' cannot be resolved"},
+        {"struct A { sequence<sequence<long>> s; Foo f; };",
+         "x.idl:1:40: Scoped name 'Foo' cannot be resolved"},
+        {"\n #include \"y.idl\"", "x.idl:2:2: there is no preprocessor: #include, #define, #pragma "
+                                  "and other lines that start with '#' are not supported"},
+        {"union U switch (long) { case 1: long a; };", "x.idl:1:1: union U is not supported"},
+        {"struct A {\n  map<long, long> m; };", "x.idl:2:3: map is not supported"},
+        {"struct A { wstring w; };", "x.idl:1:12: wstring is not supported"},
+        {"struct A { wchar w; };", "x.idl:1:12: wchar is not supported"},
+        {"struct A { long double d; };", "x.idl:1:12: long double is not supported"},
+        {"bitmask B { X };", "x.idl:1:1: bitmask B is not supported"},
+        {"bitset B { bitfield<3> a; };", "x.idl:1:1: bitset is not supported"},
+        {"@mutable struct A { long x; };", "x.idl:1:10: mutable types are not supported"},
+        {"struct A { @optional long x; };", "x.idl:1:12: @optional as used here is not supported"},
+        {"struct A { @default(3) long x; };", "x.idl:1:12: @default as used here is not supported"},
+        {"struct A { @id(1) long x; };", "x.idl:1:12: @id as used here is not supported"},
+        {"enum E { X, @default_literal Y };",
+         "x.idl:1:13: @default_literal as used here is not supported"},
+        {"@bit_bound(8) enum E { X };", "x.idl:1:1: @bit_bound as used here is not supported"},
+        {"enum E { @value(2147483648) X };",
+         "x.idl:1:29: an enumerator's value is above 2147483647"},
+        {"struct A {\n@kye long x; };", "x.idl:2:1: Unrecognized annotation: @kye"},
+        {"struct A { sequence<A> a; };",
+         "x.idl:1:12: A is used before it is complete: recursive types are not supported"},
+        {"struct A; typedef sequence<A> S; struct A { S s; };",
+         "x.idl:1:11: A is used before it is complete: recursive types are not supported"},
+        {"struct A {};", "x.idl:1:1: struct A has no members"},
+        {"struct A { @key sequence<long> x; };",
+         "x.idl:1:1: A.x: a sequence cannot be part of a key"},
+        {"struct A { long x; }; struct B : A { @key long y; };",
+         "x.idl:1:43: Derived struct is not allowed to expand on keys"},
+        {"struct A { long x[0]; };", "x.idl:1:17: an array dimension is 0"},
+        {"struct A { octet x[50000][50000]; };",
+         "x.idl:1:18: an array has more than 2^31 - 1 elements"},
+        {"typedef string S[600000000];", "x.idl:1:16: array: a sample would be larger than 2 GiB"}};
+    for (const auto &test : cases) {
+        EXPECT_EQ(refusal(test.idl), test.what) << test.idl;
+    }
+    const std::string twice = refusal("struct A { long x; short x; };");
+    EXPECT_EQ(twice.rfind("x.idl:1:26: ", 0), 0U) << twice;
+}
+
+TEST(Idl, AcceptsWhatChangesNothing)
+{
+    for (const char *idl :
+         {"", "// #include\n/* \n#define x */ struct A { long x; };",
+          "const string S = \"a\\\" /* \"; struct A { long x; };",
+          "@topic @nested @extensibility(FINAL) struct A { @unit(\"m\") @id(0) long x; @key(FALSE) "
+          "long y; @id(2) @optional(FALSE) long z; };",
+          "@bit_bound(32) enum E { @default_literal X };",
+          "struct A; struct A { long x; }; struct B { A a; };",
+          "const long N = 16 >> 2; typedef sequence<sequence<long>, (N >> 1)> S;"}) {
+        EXPECT_EQ(refusal(idl), "accepted") << idl;
+    }
+}
+
+TEST(Idl, KeepsALibraryAsItWasWhenATextIsRefused)
+{
+    const Library library(DDS_TypeLibrary_new());
+    DDS_ErrorText error{};
+    const auto add = [&](const char *idl) {
+        return DDS_TypeLibrary_add_idl_text(library.get(), idl, "x.idl", &error);
+    };
+    ASSERT_EQ(add("struct A { long x; };"), 1);
+    ASSERT_EQ(add("struct A { long x; }; struct B { A a; };"), 1) << "the same meaning again";
+    EXPECT_EQ(add("struct C { long x; }; struct A { short x; };"), 0);
+    EXPECT_STREQ(error.text, "x.idl: A means another type in what was read before");
+    EXPECT_EQ(add("struct C { long x; }; struct D {"), 0);
+    EXPECT_EQ(DDS_TypeLibrary_get_count(library.get()), 2U);
+    EXPECT_EQ(DDS_TypeLibrary_find(library.get(), "C"), nullptr);
+    EXPECT_EQ(DDS_TypeLibrary_get_at(library.get(), 2), nullptr);
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_text(library.get(), "struct", "x", nullptr), 0);
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), "/nowhere/a.idl", &error), 0);
+    EXPECT_STREQ(error.text, "/nowhere/a.idl: cannot be opened: No such file or directory");
+}
+
+TEST(Idl, ReadsFiles)
+{
+    const std::string path = testing::TempDir() + "platform_idl_test.idl";
+    const auto write = [&path](const std::string &text) {
+        std::FILE *file = std::fopen(path.c_str(), "wb");
+        ASSERT_NE(file, nullptr);
+        ASSERT_EQ(std::fwrite(text.data(), 1, text.size(), file), text.size());
+        std::fclose(file);
+    };
+    const Library library(DDS_TypeLibrary_new());
+    DDS_ErrorText error{};
+    write(EVERYTHING_IDL);
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), path.c_str(), &error), 1) << error.text;
+    EXPECT_EQ(DDS_TypeLibrary_find(library.get(), "weather::Observation"), observationType());
+    write("struct A { long x y; };");
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), path.c_str(), &error), 0);
+    EXPECT_EQ(error.text, path + ":1:19: syntax error at \"y\"");
+    write(std::string("struct A { long x; };\0", 22));
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), path.c_str(), &error), 0);
+    std::remove(path.c_str());
+}
+
+// The parser is no good with threads, and complaints must come back to the thread they belong to.
+TEST(Idl, IsReadByManyThreadsAtOnce)
+{
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([t] {
+            const std::string name = "T" + std::to_string(t);
+            for (int i = 0; i < 50; ++i) {
+                EXPECT_EQ(refusal(("struct A { " + name + " x; };").c_str()),
+                          "x.idl:1:12: Scoped name '" + name + "' cannot be resolved");
+                EXPECT_EQ(typeFromIdl(EVERYTHING_IDL, "weather::Observation"), observationType());
+            }
+        });
+    }
+    for (std::thread &thread : threads) {
+        thread.join();
+    }
+}
+
+} // namespace

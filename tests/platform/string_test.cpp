@@ -1,1 +1,57 @@
+// Strings, string sequences, the participant factory.
+#include <gtest/gtest.h>
 
+#include <string>
+
+#include "qddsc/participant_factory.h"
+#include "qddsc/sample_info.h"
+#include "qddsc/string.h"
+#include "qddscore/heap.h"
+#include "qddscore/thread.h"
+
+namespace {
+
+TEST(String, IsOwnedMemoryOfTheHeap)
+{
+    QELOsapiHeapUsage before{};
+    QELOsapiHeap_getUsage(&before);
+    char *text = DDS_String_alloc(5);
+    char *copy = DDS_String_dup("hello");
+    EXPECT_EQ(std::string(text, 6), std::string(6, '\0'));
+    EXPECT_STREQ(copy, "hello");
+    EXPECT_EQ(DDS_String_dup(nullptr), nullptr);
+    EXPECT_EQ(DDS_String_alloc(SIZE_MAX), nullptr);
+    DDS_String_free(text);
+    DDS_String_free(copy);
+    DDS_String_free(nullptr);
+
+    DDS_StringSeq sequence;
+    DDS_StringSeq_initialize(&sequence);
+    EXPECT_EQ(DDS_StringSeq_get_reference(&sequence, 0), nullptr);
+    for (int32_t i = 0; i < 100; ++i) {
+        ASSERT_EQ(DDS_StringSeq_append(&sequence, std::to_string(i).c_str()), 1);
+        ASSERT_EQ(DDS_StringSeq_get_length(&sequence), i + 1);
+    }
+    EXPECT_STREQ(*DDS_StringSeq_get_reference(&sequence, 99), "99");
+    EXPECT_EQ(DDS_StringSeq_get_reference(&sequence, 100), nullptr);
+    EXPECT_EQ(DDS_StringSeq_get_reference(&sequence, -1), nullptr);
+    EXPECT_EQ(DDS_StringSeq_get_length(nullptr), 0);
+    DDS_StringSeq_finalize(&sequence);
+    EXPECT_EQ(DDS_StringSeq_get_length(&sequence), 0);
+    DDS_StringSeq_finalize(&sequence);
+    QELOsapiHeapUsage after{};
+    QELOsapiHeap_getUsage(&after);
+    EXPECT_EQ(after.blocks, before.blocks);
+}
+
+TEST(ParticipantFactory, HandsOutTheProcessesKeyFactory)
+{
+    DDS_DomainParticipantFactory *factory = DDS_DomainParticipantFactory_get_instance();
+    ASSERT_NE(factory, nullptr);
+    EXPECT_EQ(DDS_DomainParticipantFactory_get_instance(), factory);
+    EXPECT_EQ(DDS_DomainParticipantFactory_get_tss_factoryI(factory),
+              QELOsapiThread_getTssFactory());
+    EXPECT_EQ(DDS_DomainParticipantFactory_get_tss_factoryI(nullptr), nullptr);
+}
+
+} // namespace

@@ -1,1 +1,170 @@
+// Making type codes by hand: one object a structure, and the rules.
+#include <set>
+#include <thread>
 
+#include "fixture.h"
+
+namespace {
+
+const DDS_TypeCode *primitive(DDS_TCKind kind)
+{
+    return DDS_TypeCode_get_primitive(kind);
+}
+
+struct Parts {
+    const char *name = "S";
+    const char *member = "m";
+    const DDS_TypeCode *type = primitive(DDS_TK_LONG);
+    int32_t isKey = 0;
+    const DDS_TypeCode *base = nullptr;
+    DDS_ExtensibilityKind extensibility = DDS_EXTENSIBILITY_FINAL;
+    uint32_t count = 1;
+
+    const DDS_TypeCode *make(DDS_ErrorText *error = nullptr) const
+    {
+        const DDS_StructMember members[] = {{member, type, isKey}, {member, type, isKey}};
+        return DDS_TypeCode_create_struct(name, base, extensibility, members, count, error);
+    }
+};
+
+template<typename Change> Parts partsWith(Change change)
+{
+    Parts parts;
+    change(parts);
+    return parts;
+}
+
+TEST(TypeCode, IsOneObjectForOneStructure)
+{
+    const Parts same;
+    const DDS_TypeCode *type = same.make();
+    ASSERT_NE(type, nullptr);
+    EXPECT_EQ(same.make(), type);
+    const uint32_t twoByThree[] = {2, 3};
+    const uint32_t threeByTwo[] = {3, 2};
+    const DDS_EnumMember up[] = {{"A", 0}, {"B", 1}};
+    const DDS_EnumMember down[] = {{"B", 1}, {"A", 0}};
+    const DDS_TypeCode *octet = primitive(DDS_TK_OCTET);
+    const std::vector<const DDS_TypeCode *> different = {
+        type,
+        partsWith([](Parts &p) { p.name = "T"; }).make(),
+        partsWith([](Parts &p) { p.name = "m::S"; }).make(),
+        partsWith([](Parts &p) { p.member = "n"; }).make(),
+        partsWith([](Parts &p) { p.type = primitive(DDS_TK_ULONG); }).make(),
+        partsWith([](Parts &p) { p.isKey = 1; }).make(),
+        partsWith([](Parts &p) { p.extensibility = DDS_EXTENSIBILITY_APPENDABLE; }).make(),
+        partsWith([type](Parts &p) { p.base = type, p.member = "n"; }).make(),
+        DDS_TypeCode_create_alias("S", primitive(DDS_TK_LONG), nullptr),
+        DDS_TypeCode_create_string(0, nullptr),
+        DDS_TypeCode_create_string(1, nullptr),
+        DDS_TypeCode_create_sequence(octet, 0, nullptr),
+        DDS_TypeCode_create_sequence(octet, 1, nullptr),
+        DDS_TypeCode_create_array(octet, twoByThree, 2, nullptr),
+        DDS_TypeCode_create_array(octet, threeByTwo, 2, nullptr),
+        DDS_TypeCode_create_array(octet, twoByThree, 1, nullptr),
+        DDS_TypeCode_create_enum("E", up, 2, nullptr),
+        DDS_TypeCode_create_enum("E", down, 2, nullptr)};
+    std::set<const DDS_TypeCode *> set(different.begin(), different.end());
+    EXPECT_EQ(set.size(), different.size());
+    EXPECT_EQ(set.count(nullptr), 0U);
+    EXPECT_EQ(DDS_TypeCode_create_array(octet, twoByThree, 2, nullptr), different[13]);
+}
+
+TEST(TypeCode, RefusesWhatBreaksARule)
+{
+    const DDS_TypeCode *plain = Parts().make();
+    const DDS_TypeCode *longs = DDS_TypeCode_create_sequence(primitive(DDS_TK_LONG), 0, nullptr);
+    const auto refusal = [](const Parts &parts) {
+        DDS_ErrorText error{};
+        EXPECT_EQ(parts.make(&error), nullptr);
+        EXPECT_EQ(parts.make(nullptr), nullptr);
+        return std::string(error.text);
+    };
+    for (const char *name : {"", "1S", "a b", "a::", "::a", "a:b", "a::::b", "a-b"}) {
+        EXPECT_EQ(refusal(partsWith([name](Parts &p) { p.name = name; })),
+                  "\"" + std::string(name) + "\" is not the scoped name of a type");
+    }
+    EXPECT_EQ(refusal(partsWith([](Parts &p) { p.member = "a::b"; })),
+              "S: \"a::b\" is not an identifier");
+    EXPECT_EQ(refusal(partsWith([](Parts &p) { p.type = nullptr; })), "S.m: type is null");
+    EXPECT_EQ(refusal(partsWith([](Parts &p) { p.count = 0; })), "struct S has no members");
+    EXPECT_EQ(refusal(partsWith([](Parts &p) { p.count = 2; })), "S has two members named m");
+    EXPECT_EQ(refusal(partsWith([plain](Parts &p) { p.base = plain; })),
+              "S has two members named m");
+    EXPECT_EQ(refusal(partsWith([](Parts &p) { p.base = primitive(DDS_TK_LONG); })),
+              "S: its base is not a struct");
+    EXPECT_EQ(refusal(partsWith([plain](Parts &p) {
+                  p.base = plain, p.member = "n", p.extensibility = DDS_EXTENSIBILITY_APPENDABLE;
+              })),
+              "S and its base S differ in extensibility");
+    EXPECT_EQ(
+        refusal(partsWith([plain](Parts &p) { p.base = plain, p.member = "n", p.isKey = 1; })),
+        "S.n: a struct with a base cannot declare keys; declare them in the base");
+    EXPECT_EQ(refusal(partsWith([longs](Parts &p) { p.type = longs, p.isKey = 1; })),
+              "S.m: a sequence cannot be part of a key");
+
+    DDS_ErrorText error{};
+    const uint32_t dimension = 2;
+    const DDS_TypeCode *array =
+        DDS_TypeCode_create_array(primitive(DDS_TK_LONG), &dimension, 1, nullptr);
+    EXPECT_EQ(DDS_TypeCode_create_sequence(array, 0, &error), nullptr);
+    EXPECT_STREQ(error.text, "an array that is an element needs a name: make an alias of it");
+    const DDS_EnumMember members[] = {{"A", 0}, {"B", 1}, {"C", 1}, {"A", 2}};
+    EXPECT_EQ(DDS_TypeCode_create_enum("E", members, 3, &error), nullptr);
+    EXPECT_STREQ(error.text, "enum E has two enumerators of value 1");
+    EXPECT_EQ(DDS_TypeCode_create_enum("E", members, 4, &error), nullptr);
+    EXPECT_STREQ(error.text, "E has two enumerators named A");
+    EXPECT_EQ(DDS_TypeCode_create_enum("E", members, 0, &error), nullptr);
+    const DDS_TypeCode *deep = plain;
+    for (int i = 0; i < 100 && deep != nullptr; ++i) {
+        deep = DDS_TypeCode_create_sequence(deep, 0, &error);
+    }
+    EXPECT_EQ(deep, nullptr);
+    EXPECT_STREQ(error.text, "sequence: nested deeper than 64 levels");
+}
+
+TEST(TypeCode, IsInternedByManyThreadsAtOnce)
+{
+    std::array<const DDS_TypeCode *, 4> made{};
+    for (int round = 0; round < 200; ++round) {
+        const std::string name = "Race" + std::to_string(round);
+        std::vector<std::thread> threads;
+        for (const DDS_TypeCode *&slot : made) {
+            threads.emplace_back([&slot, &name] {
+                slot = partsWith([&name](Parts &p) { p.name = name.c_str(); }).make();
+            });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+        ASSERT_NE(made[0], nullptr);
+        for (const DDS_TypeCode *type : made) {
+            ASSERT_EQ(type, made[0]);
+        }
+    }
+}
+
+// At the deepest nesting a sample can still be reached and changed everywhere.
+TEST(TypeCode, NestsToItsLimit)
+{
+    const DDS_TypeCode *type = primitive(DDS_TK_OCTET);
+    std::string path = "m";
+    for (int i = 0; i < 62; ++i) {
+        type = DDS_TypeCode_create_sequence(type, 0, nullptr);
+        path += "[0]";
+    }
+    const Sample sample = makeSample(partsWith([type](Parts &p) { p.type = type; }).make());
+    ASSERT_NE(sample, nullptr);
+    for (size_t at = 1; at < path.size(); at += 3) {
+        ASSERT_EQ(DDS_DynamicData_set_length(sample.get(), path.substr(0, at).c_str(), 1),
+                  DDS_RETCODE_OK);
+    }
+    EXPECT_EQ(DDS_DynamicData_set_octet(sample.get(), path.c_str(), 9), DDS_RETCODE_OK);
+    const std::vector<uint8_t> bytes = bytesOf(sample);
+    EXPECT_EQ(bytes.size(), 62U * 4 + 1);
+    EXPECT_EQ(bytes.back(), 9);
+    EXPECT_EQ(DDS_DynamicData_set_cdr(sample.get(), bytes.data(), bytes.size(), nullptr),
+              DDS_RETCODE_OK);
+}
+
+} // namespace

@@ -1,0 +1,107 @@
+// One type with everything in it, and small helpers for samples.
+#ifndef TESTS_PLATFORM_FIXTURE_H
+#define TESTS_PLATFORM_FIXTURE_H
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "qddsc/dynamic_data.h"
+#include "qddsc/string.h"
+
+constexpr const char *EVERYTHING_IDL = R"(
+module weather {
+  const long N = 3;
+  enum Sky { CLEAR, @value(5) CLOUDS, RAIN };
+  typedef double Grid[2][N];
+  typedef sequence<long, N> Counts;
+  typedef Counts MoreCounts;
+  @appendable struct Base { @key long id; string<8> name; };
+  module detail {
+    struct Reading { octet flag; double value; };
+    struct Tag { string name; sequence<Reading> readings; };
+  };
+  @appendable struct Observation : Base {
+    Sky sky;
+    boolean good;
+    sequence<detail::Tag> tags;
+    MoreCounts counts;
+    Grid grid;
+    sequence<sequence<string>> words;
+    detail::Reading last[2];
+    char c; octet o; int8 i; short s; unsigned short us; unsigned long ul;
+    long long ll, ull_; unsigned long long ull; float f; double d;
+  };
+};
+)";
+
+inline const DDS_TypeCode *typeFromIdl(const char *idl, const char *name)
+{
+    DDS_TypeLibrary *library = DDS_TypeLibrary_new();
+    DDS_ErrorText error{};
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_text(library, idl, "test.idl", &error), 1) << error.text;
+    const DDS_TypeCode *type = DDS_TypeLibrary_find(library, name);
+    EXPECT_NE(type, nullptr) << name;
+    DDS_TypeLibrary_delete(library);
+    return type;
+}
+
+inline const DDS_TypeCode *observationType()
+{
+    static const DDS_TypeCode *const type = typeFromIdl(EVERYTHING_IDL, "weather::Observation");
+    return type;
+}
+
+struct SampleDeleter {
+    void operator()(DDS_DynamicData *data) const
+    {
+        DDS_DynamicData_delete(data);
+    }
+};
+using Sample = std::unique_ptr<DDS_DynamicData, SampleDeleter>;
+
+inline Sample makeSample(const DDS_TypeCode *type, int32_t limit = 0)
+{
+    const DDS_DynamicDataProperty_t property = {0, limit};
+    return Sample(DDS_DynamicData_new(type, &property));
+}
+
+inline std::vector<uint8_t> bytesOf(const Sample &sample)
+{
+    size_t length = 0;
+    const uint8_t *bytes = DDS_DynamicData_get_cdr(sample.get(), &length);
+    return {bytes, bytes + length};
+}
+
+inline DDS_ReturnCode_t setString(const Sample &sample, const char *path, const std::string &text)
+{
+    return DDS_DynamicData_set_string(sample.get(), path, text.data(), text.size());
+}
+
+inline std::string getString(const Sample &sample, const char *path)
+{
+    const char *text = nullptr;
+    size_t length = 0;
+    const DDS_ReturnCode_t code = DDS_DynamicData_get_string(sample.get(), path, &text, &length);
+    return code == DDS_RETCODE_OK ? std::string(text, length) : "error " + std::to_string(code);
+}
+
+// A sample in which nothing is empty.
+inline Sample makeFilled()
+{
+    Sample sample = makeSample(observationType());
+    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "tags", 2), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "tags[0].readings", 2), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "counts", 3), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "words", 2), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "words[1]", 2), DDS_RETCODE_OK);
+    EXPECT_EQ(setString(sample, "name", "abc"), DDS_RETCODE_OK);
+    EXPECT_EQ(setString(sample, "tags[1].name", "tag one"), DDS_RETCODE_OK);
+    EXPECT_EQ(setString(sample, "words[1][0]", "w"), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DynamicData_set_double(sample.get(), "d", 1.5), DDS_RETCODE_OK);
+    return sample;
+}
+
+#endif
