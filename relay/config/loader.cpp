@@ -89,7 +89,7 @@ void Loader::readAdapter(const NamedNode &entry)
         diagnostics_.add(placeOf(section.find("entry")),
                          path + ".entry goes with \"library\" only");
     }
-    adapter.properties = section.properties();
+    adapter.properties = section.properties(configuration_.directory);
     configuration_.adapters.push_back(std::move(adapter));
 }
 
@@ -110,7 +110,7 @@ void Loader::readConnection(const NamedNode &entry)
     if (connection.names.size() > 2) {
         diagnostics_.add(placeOf(names), path + ".names takes at most two names");
     }
-    connection.properties = section.properties();
+    connection.properties = section.properties(configuration_.directory);
     configuration_.connections.push_back(std::move(connection));
 }
 
@@ -151,7 +151,7 @@ void Loader::readSession(const NamedNode &entry)
                                  *text + "\"");
         }
     }
-    session.properties = section.properties();
+    session.properties = section.properties(configuration_.directory);
     configuration_.sessions.push_back(std::move(session));
 }
 
@@ -233,7 +233,7 @@ void Loader::readStream(const YAML::Node &node, const std::string &path, StreamS
                       placeOf(section.find("connection")));
     }
     stream.stream = section.requiredJavaText("stream").value_or("");
-    stream.properties = section.properties();
+    stream.properties = section.properties(configuration_.directory);
 }
 
 /// The most samples of one write: the output's own property, else the session's batch (which is

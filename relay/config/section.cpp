@@ -27,7 +27,10 @@ std::string within(const std::string &path)
 
 class PropertyReader {
 public:
-    explicit PropertyReader(Diagnostics &diagnostics) : diagnostics_(diagnostics) {}
+    PropertyReader(Diagnostics &diagnostics, const std::filesystem::path &directory)
+        : diagnostics_(diagnostics), directory_(directory)
+    {
+    }
 
     Properties take()
     {
@@ -58,7 +61,12 @@ public:
 private:
     void add(const NamedNode &entry, const std::string &where, const std::string &name)
     {
-        const std::string value = entry.value.IsNull() ? "" : entry.value.Scalar();
+        std::string value = entry.value.IsNull() ? "" : entry.value.Scalar();
+        const std::string missing = expand(value, directory_.string());
+        if (!missing.empty()) {
+            diagnostics_.add(placeOf(entry.value), "the value of " + where + " needs " + missing +
+                                                       ", which the environment does not have");
+        }
         const std::string refusal = refusalForJava(value);
         if (!refusal.empty()) {
             diagnostics_.add(placeOf(entry.value), "the value of " + where + " " + refusal);
@@ -74,6 +82,7 @@ private:
     }
 
     Diagnostics &diagnostics_;
+    const std::filesystem::path &directory_;
     Properties result_;
 };
 
@@ -172,9 +181,10 @@ readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &p
     return result;
 }
 
-Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path)
+Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path,
+                          const std::filesystem::path &directory)
 {
-    PropertyReader reader(diagnostics);
+    PropertyReader reader(diagnostics, directory);
     reader.read(node, path, "", 0);
     return reader.take();
 }
@@ -226,9 +236,9 @@ std::optional<std::string> Section::requiredJavaText(const std::string &key) con
     return readJavaText(diagnostics_, require(key), pathOf(key));
 }
 
-Properties Section::properties() const
+Properties Section::properties(const std::filesystem::path &directory) const
 {
-    return readProperties(diagnostics_, find("properties"), pathOf("properties"));
+    return readProperties(diagnostics_, find("properties"), pathOf("properties"), directory);
 }
 
 std::string Section::pathOf(const std::string &key) const

@@ -42,9 +42,10 @@ std::optional<std::string> readJavaText(Diagnostics &diagnostics, const YAML::No
 std::vector<std::pair<std::string, Place>>
 readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path);
 
-/// Free-form properties: nested mappings are joined by dots, lists are refused.
-Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node,
-                          const std::string &path);
+/// Free-form properties: nested mappings are joined by dots, lists are refused. In values,
+/// `${config_dir}` stands for `directory` and `${env:NAME}` for a variable of the environment.
+Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path,
+                          const std::filesystem::path &directory);
 
 /// A mapping whose keys are fixed. An empty node is an empty mapping.
 class Section {
@@ -59,7 +60,7 @@ public:
 
     std::optional<std::string> text(const std::string &key) const;
     std::optional<std::string> requiredJavaText(const std::string &key) const;
-    Properties properties() const;
+    Properties properties(const std::filesystem::path &directory) const;
 
     std::string pathOf(const std::string &key) const;
     Place place() const

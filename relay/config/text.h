@@ -16,6 +16,10 @@ std::size_t findInvalidUtf8(const std::string &text);
 /// garbled.
 std::string refusalForJava(const std::string &text);
 
+/// Replaces every `${config_dir}` and `${env:NAME}` of a text; anything else in braces is not ours.
+/// Returns the name of a variable that the environment lacks, or "".
+std::string expand(std::string &text, const std::string &directory);
+
 /// "100ms", "2s", "1.5s", "5m", "1h": at least 1 ms, at most 24 h.
 std::optional<std::chrono::milliseconds> parseDuration(const std::string &text);
 

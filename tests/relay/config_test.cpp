@@ -190,6 +190,22 @@ TEST_F(ConfigTest, InlineTypesAreToldByTheLineOfTheFile)
     EXPECT_EQ(messages.find("c.yaml:4:"), 0U) << messages;
 }
 
+TEST_F(ConfigTest, ExpandsTheFilesDirectoryAndTheEnvironmentInProperties)
+{
+    setenv("FERRY_TEST_WORD", "w", 1);
+    unsetenv("FERRY_TEST_NOTHING");
+    const std::string adapter = "adapters: {a: {class: C, properties: {p: '";
+    const auto configuration =
+        load(adapter + "${config_dir}/x${env:FERRY_TEST_WORD}${y}${'}}}\n" +
+             "types: [{file: p.idl}]\n" + "connections: {in: {adapter: a}}\n" + route);
+    ASSERT_TRUE(configuration) << messages;
+    EXPECT_EQ(configuration->adapters[0].properties[0].second, directory.string() + "/xw${y}${");
+    load(adapter + "${env:FERRY_TEST_NOTHING}'}}}\n");
+    EXPECT_EQ(messages,
+              "c.yaml:1:42: the value of adapters.a.properties.p needs FERRY_TEST_NOTHING, "
+              "which the environment does not have\n");
+}
+
 TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
 {
     const auto configuration = load(head + route);
