@@ -1,0 +1,17 @@
+# Holds the dynamic symbols of LIBRARY against the list in MAP, in both directions.
+execute_process(COMMAND "${NM}" -D --defined-only --format=just-symbols "${LIBRARY}"
+    OUTPUT_VARIABLE symbols OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+string(REPLACE "\n" ";" symbols "${symbols}")
+file(STRINGS "${MAP}" lines REGEX "^    [A-Za-z_0-9]+;$")
+list(TRANSFORM lines REPLACE "[ ;]+" "")
+list(LENGTH lines listed)
+if(listed LESS 90)
+    message(FATAL_ERROR "only ${listed} names read from ${MAP}")
+endif()
+set(missing ${lines})
+list(REMOVE_ITEM missing ${symbols})
+set(unlisted ${symbols})
+list(REMOVE_ITEM unlisted ${lines})
+if(missing OR unlisted)
+    message(FATAL_ERROR "listed but not exported: ${missing}\nexported but not listed: ${unlisted}")
+endif()

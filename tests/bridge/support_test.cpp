@@ -1,0 +1,361 @@
+// The host's support functions as a host or another plug-in uses them: no Java VM is started.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <climits>
+#include <cstdarg>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "ferryjni/ferryjni.h"
+#include "ferryjni/log.h"
+#include "ferryjni/route.h"
+#include "ferryjni/stream_info.h"
+#include "ferryjni/types.h"
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+// For records that are abandoned by contract.
+using LeakAllowed = __lsan::ScopedDisabler;
+#else
+struct LeakAllowed {
+    LeakAllowed() {} // NOLINT(modernize-use-equals-default): keeps it from being an unused variable
+};
+#endif
+
+namespace {
+
+TEST(Environment, TheFirstErrorStaysUntilItIsOverwritten)
+{
+    QEL_FerrionEnvironment environment = {};
+    QEL_FerrionEnvironment_set_errorI(&environment, "%s %d", "first", 1);
+    QEL_FerrionEnvironment_set_errorI(&environment, "second");
+    QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 0, 7, 8, "third");
+    EXPECT_STREQ(environment.message, "first 1");
+    EXPECT_EQ(environment.errorFlag, 1);
+    EXPECT_EQ(environment.errorCode, 0);
+    QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 2, 7, 8, "%s", "fourth");
+    EXPECT_STREQ(environment.message, "fourth");
+    EXPECT_EQ(environment.errorFlag, 7);
+    EXPECT_EQ(environment.errorCode, 8);
+}
+
+TEST(Environment, AnErrorWithoutFlagIsReplacedByTheNext)
+{
+    QEL_FerrionEnvironment environment = {};
+    QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 0, 0, 9, "quiet");
+    EXPECT_STREQ(environment.message, "quiet");
+    EXPECT_EQ(environment.errorCode, 9);
+    QEL_FerrionEnvironment_set_errorI(&environment, "loud");
+    EXPECT_STREQ(environment.message, "loud");
+}
+
+TEST(Environment, LongMessagesAreCutAndNothingBehindThemIsTouched)
+{
+    for (const size_t length : {1022U, 1023U, 1024U, 1025U, 2000U}) {
+        QEL_FerrionEnvironment environment = {};
+        memset(environment.message, '?', sizeof(environment.message));
+        environment.hostData = &environment;
+        QEL_FerrionEnvironment_set_errorI(&environment, "%s", std::string(length, 'x').c_str());
+        EXPECT_EQ(std::string(environment.message),
+                  std::string(std::min<size_t>(length, 1023), 'x'));
+        EXPECT_EQ(environment.hostData, &environment);
+    }
+}
+
+/// A route function that knows its position and folds its arguments into the result.
+template<int position>
+intptr_t routeFunction(void *handle, intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4,
+                       intptr_t a5)
+{
+    return *static_cast<intptr_t *>(handle) + position * 100000 + a1 * 10000 + a2 * 1000 +
+           a3 * 100 + a4 * 10 + a5;
+}
+
+template<int... positions> QEL_FerrionRoute routeOf(std::integer_sequence<int, positions...>)
+{
+    const std::array<QEL_FerrionRouteFn, 17> functions = {routeFunction<positions + 1>...};
+    QEL_FerrionRoute route = {};
+    memcpy(&route, functions.data(), sizeof(functions));
+    return route;
+}
+
+TEST(Route, EachAccessorCallsItsPositionWithHandleAndArguments)
+{
+    intptr_t handle = 1000000;
+    QEL_FerrionRoute route = routeOf(std::make_integer_sequence<int, 17>());
+    const std::array<void *, 1> last = {&handle};
+    memcpy(reinterpret_cast<char *>(&route) + 17 * sizeof(void *), last.data(), sizeof(last));
+    const struct {
+        intptr_t (*accessor)(const QEL_FerrionRoute *, intptr_t, intptr_t, intptr_t, intptr_t,
+                             intptr_t);
+        int position;
+    } accessors[] = {
+        {QEL_FerrionRoute_get_input_countI, 1},
+        {QEL_FerrionRoute_get_input_atI, 2},
+        {QEL_FerrionRoute_lookup_input_by_nameI, 3},
+        {QEL_FerrionRoute_is_input_activeI, 4},
+        {QEL_FerrionRoute_get_input_type_informationI, 5},
+        {QEL_FerrionRoute_get_input_connectionI, 6},
+        {QEL_FerrionRoute_get_output_countI, 7},
+        {QEL_FerrionRoute_get_output_atI, 8},
+        {QEL_FerrionRoute_lookup_output_by_nameI, 9},
+        {QEL_FerrionRoute_get_output_type_informationI, 10},
+        {QEL_FerrionRoute_get_output_connectionI, 11},
+        {QEL_FerrionRoute_set_session_periodI, 13},
+        {QEL_FerrionRoute_get_session_periodI, 14},
+    };
+    for (const auto &[accessor, position] : accessors) {
+        EXPECT_EQ(accessor(&route, 1, 2, 3, 4, 5), 1012345 + position * 100000);
+    }
+}
+
+TEST(StreamInfo, OwnsCopiesOfItsNamesAndBorrowsItsType)
+{
+    char name[] = "A";
+    int type = 0;
+    QEL_FerrionStreamInfo *gone = QEL_FerrionStreamInfo_new_disposedI(name);
+    QEL_FerrionStreamInfo *there = QEL_FerrionStreamInfo_new_discoveredI("B", "T", 3, &type);
+    name[0] = '?';
+    EXPECT_EQ(gone->disposed, 1);
+    EXPECT_STREQ(gone->streamName, "A");
+    EXPECT_EQ(gone->typeName, nullptr);
+    EXPECT_EQ(gone->typeRepresentationKind, 0);
+    EXPECT_EQ(gone->typeRepresentation, nullptr);
+    EXPECT_EQ(gone->partition.buffer, nullptr);
+    EXPECT_EQ(there->disposed, 0);
+    EXPECT_STREQ(there->typeName, "T");
+    EXPECT_EQ(there->typeRepresentationKind, 3);
+    EXPECT_EQ(there->typeRepresentation, &type);
+    EXPECT_LT(QEL_FerrionStreamInfo_compare(gone, there), 0);
+    EXPECT_GT(QEL_FerrionStreamInfo_compare(there, gone), 0);
+    there->typeName[0] = 't';
+    QEL_FerrionStreamInfo other = {};
+    ASSERT_EQ(QEL_FerrionStreamInfo_initialize(&other, 7, "A", "T", 0, nullptr), 1);
+    EXPECT_EQ(other.disposed, 7);
+    EXPECT_EQ(QEL_FerrionStreamInfo_compare(&other, gone), 0);
+    EXPECT_LT(QEL_FerrionStreamInfo_compareByTypeName(&other, there), 0);
+    EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&other), 1);
+    EXPECT_EQ(other.streamName, nullptr);
+    EXPECT_EQ(other.typeName, nullptr);
+    QEL_FerrionStreamInfo_deleteI(there);
+    QEL_FerrionStreamInfo_deleteI(gone);
+    QEL_FerrionStreamInfo_deleteI(nullptr);
+}
+
+TEST(StreamInfo, ANullRecordOrNameIsRefused)
+{
+    const LeakAllowed allowed;
+    QEL_FerrionStreamInfo record = {};
+    record.disposed = 5;
+    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(nullptr, 0, "A", nullptr, 0, nullptr), 0);
+    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(&record, 0, nullptr, "T", 1, nullptr), 0);
+    EXPECT_EQ(record.disposed, 5);
+    EXPECT_EQ(record.typeName, nullptr);
+    EXPECT_EQ(QEL_FerrionStreamInfo_new_disposedI(nullptr), nullptr);
+    EXPECT_EQ(QEL_FerrionStreamInfo_finalize(nullptr), 0);
+}
+
+TEST(StringSeq, CopiesGrowButNeverShrinkAndFinalizeFreesUpToMaximum)
+{
+    char a[] = "a", bb[] = "bb", ccc[] = "ccc", longer[] = "longer";
+    char *three[] = {a, bb, ccc};
+    char *one[] = {longer};
+    const QEL_FerrionStringSeq threeStrings = {three, 3, 3};
+    const QEL_FerrionStringSeq oneString = {one, 1, 1};
+    const QEL_FerrionStringSeq none = {nullptr, 0, 0};
+    QEL_FerrionStreamInfo info = {};
+    QEL_FerrionStringSeq *copy = &info.partition;
+    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &threeStrings), copy);
+    EXPECT_EQ(copy->length, 3);
+    EXPECT_EQ(copy->maximum, 3);
+    EXPECT_STREQ(copy->buffer[2], "ccc");
+    EXPECT_NE(copy->buffer[2], ccc);
+    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
+    EXPECT_EQ(copy->length, 1);
+    EXPECT_EQ(copy->maximum, 3);
+    EXPECT_STREQ(copy->buffer[0], "longer");
+    EXPECT_STREQ(copy->buffer[1], "bb");
+    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &none), copy);
+    EXPECT_EQ(copy->length, 0);
+    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
+    // Under a leak checker this also shows that the second and third string are freed.
+    EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&info), 1);
+    EXPECT_EQ(info.partition.buffer, nullptr);
+    EXPECT_EQ(info.partition.length, 1);
+    EXPECT_EQ(info.partition.maximum, 3);
+}
+
+TEST(StreamInfo, TheDefaultPartitionIsOneSharedEmptyName)
+{
+    const QEL_FerrionStringSeq *partition = QEL_FerrionStreamInfo_get_default_partition();
+    EXPECT_EQ(partition, QEL_FerrionStreamInfo_get_default_partition());
+    ASSERT_EQ(partition->length, 1);
+    EXPECT_EQ(partition->maximum, 1);
+    EXPECT_STREQ(partition->buffer[0], "");
+}
+
+TEST(Version, ComparesFieldByFieldAsSignedNumbers)
+{
+    const struct {
+        QEL_FerrionVersion a, b;
+        int32_t order;
+    } cases[] = {
+        {{1, 2, 3}, {1, 3, 0}, -1},  {{2, 0, 0}, {1, 9, 9}, 1},
+        {{1, 2, 3}, {1, 2, 3}, 0},   {{1, 2, 4}, {1, 2, 3}, 1},
+        {{-1, 0, 0}, {0, 0, 0}, -1}, {{INT_MIN, 0, 0}, {INT_MAX, 0, 0}, -1},
+    };
+    for (const auto &[a, b, order] : cases) {
+        EXPECT_EQ(QEL_FerrionVersion_compare(&a, &b), order);
+        EXPECT_EQ(QEL_FerrionVersion_compare(&b, &a), -order);
+    }
+}
+
+TEST(RouteEvent, IsBoundToARouteAndForgetsIt)
+{
+    const LeakAllowed allowed;
+    QEL_FerrionRoute route = {};
+    QEL_FerrionRouteEvent *event = QEL_FerrionRouteEvent_newI(&route);
+    ASSERT_NE(event, nullptr);
+    EXPECT_EQ(event->route, &route);
+    EXPECT_EQ(event->kind, 0);
+    event->kind = 4;
+    EXPECT_EQ(QEL_FerrionRouteEvent_initialize(event, nullptr), 0);
+    EXPECT_EQ(event->kind, 4);
+    QEL_FerrionRouteEvent_finalize(event);
+    EXPECT_EQ(event->kind, 0);
+    EXPECT_EQ(event->route, nullptr);
+    QEL_FerrionRouteEvent_deleteI(event);
+    EXPECT_EQ(QEL_FerrionRouteEvent_initialize(nullptr, &route), 0);
+    EXPECT_EQ(QEL_FerrionRouteEvent_newI(nullptr), nullptr);
+    QEL_FerrionRouteEvent_finalize(nullptr);
+    QEL_FerrionRouteEvent_deleteI(nullptr);
+}
+
+TEST(OutputStreamRequestStatus, IsCopiedWholeAndFinalizedToNil)
+{
+    QEL_FerrionOutputStreamRequestStatus source = {{{1, 2}, 16, 1}, 5};
+    QEL_FerrionOutputStreamRequestStatus copy = {{{9}, 9, 9}, 9};
+    EXPECT_EQ(QEL_FerrionOutputStreamRequestStatus_copy(nullptr, &source), nullptr);
+    EXPECT_EQ(QEL_FerrionOutputStreamRequestStatus_copy(&copy, nullptr), nullptr);
+    QEL_FerrionOutputStreamRequestStatus_initialize(&copy);
+    EXPECT_EQ(copy.status, 9);
+    EXPECT_EQ(QEL_FerrionOutputStreamRequestStatus_copy(&copy, &source), &copy);
+    EXPECT_EQ(memcmp(&copy, &source, sizeof(copy)), 0);
+    QEL_FerrionOutputStreamRequestStatus_finalize(&copy);
+    EXPECT_EQ(memcmp(&copy.instance, &QEL_FERRION_INSTANCE_HANDLE_NIL, 24), 0);
+    EXPECT_EQ(copy.status, 0);
+}
+
+/// Bytes as hexadecimal; "00*3" stands for three zero bytes.
+template<class T> std::string bytesOf(const T &constant)
+{
+    std::string text;
+    std::array<unsigned char, sizeof(T)> bytes = {};
+    memcpy(bytes.data(), &constant, sizeof(T));
+    for (size_t i = 0; i < bytes.size();) {
+        size_t same = i;
+        while (same < bytes.size() && bytes[same] == bytes[i]) {
+            ++same;
+        }
+        char part[32];
+        snprintf(part, sizeof(part), "%s%02x*%zu", i == 0 ? "" : " ", bytes[i], same - i);
+        text += part;
+        i = same;
+    }
+    return text;
+}
+
+TEST(Constants, HaveTheBytesThatHostsKnow)
+{
+    EXPECT_EQ(bytesOf(QEL_FERRION_COUNT_UNLIMITED), "ff*4");
+    EXPECT_EQ(bytesOf(QEL_FERRION_GUID_AUTO), "00*16");
+    EXPECT_EQ(bytesOf(QEL_FERRION_GUID_UNKNOWN), "00*16");
+    EXPECT_EQ(bytesOf(QEL_FERRION_INSTANCE_HANDLE_NIL), "00*16 10*1 00*7");
+    EXPECT_EQ(bytesOf(QEL_FERRION_SEQUENCE_NUMBER_UNKNOWN), "ff*8");
+    EXPECT_EQ(bytesOf(QEL_FERRION_SEQUENCE_NUMBER_AUTO), "ff*8");
+    EXPECT_EQ(bytesOf(QEL_FERRION_SAMPLE_IDENTITY_UNKNOWN), "00*16 ff*8");
+    EXPECT_EQ(bytesOf(QEL_FERRION_SAMPLE_IDENTITY_AUTO), "00*16 ff*8");
+    EXPECT_EQ(bytesOf(QEL_FERRION_TIME_INVALID), "ff*4 00*4");
+    EXPECT_EQ(bytesOf(QEL_FERRION_WRITE_PARAMS_DEFAULT),
+              "01*1 00*19 ff*8 00*16 ff*12 00*20 10*1 00*63");
+}
+
+TEST(LogMasks, StartWithErrorsAndFollowBitmapsAndVerbosity)
+{
+    uint32_t submodules = 0;
+    uint32_t levels = 0;
+    FERRYLog_getBitmaps(&submodules, &levels);
+    EXPECT_EQ(submodules, 0x000FFFFFU);
+    EXPECT_EQ(levels, 1U);
+    FERRYLog_setBitmaps(0x12, 0x34);
+    FERRYLog_getBitmaps(&submodules, &levels);
+    EXPECT_EQ(submodules, 0x12U);
+    EXPECT_EQ(levels, 0x34U);
+    const struct {
+        int32_t verbosity;
+        uint32_t mask;
+    } cases[] = {{-1, 0}, {0, 1},  {1, 3},           {2, 7},       {6, 0x7F},   {30, 0x7FFFFFFF},
+                 {31, 0}, {32, 1}, {62, 0x7FFFFFFF}, {INT_MAX, 0}, {INT_MIN, 0}};
+    for (const auto &[verbosity, mask] : cases) {
+        FERRYLog_setVerbosity(0x56, verbosity);
+        EXPECT_EQ(FERRYLog_g_instrumentationMask, mask) << verbosity;
+        EXPECT_EQ(FERRYLog_g_submoduleMask, 0x56U);
+    }
+}
+
+std::string logged;
+
+// The only statement that a process without a VM can make the bridge log: level 0x4.
+std::string logAStatus()
+{
+    logged.clear();
+    FERRYJNIGlobal_detachCurrentThread(nullptr);
+    return logged;
+}
+
+TEST(LogStatement, PrintsWhereBothMasksAllowAndAsksTheHookFirst)
+{
+    QELLog_setSink([](void *, const char *line, size_t) { logged += line; }, nullptr);
+    const std::string line =
+        "FERRYJNIGlobal_detachCurrentThread:native thread not attached to Java VM";
+    EXPECT_EQ(logAStatus(), "");
+    FERRYLog_setBitmaps(0x8000, 0x4);
+    EXPECT_EQ(logAStatus(), line);
+    FERRYLog_setBitmaps(0x7FFF, 0xFFFFFFFF);
+    EXPECT_EQ(logAStatus(), "");
+    QELLog_setLogLevel = [](uint32_t level) { logged += "hook " + std::to_string(level) + ";"; };
+    EXPECT_EQ(logAStatus(), "");
+    FERRYLog_setBitmaps(0xFFFFF, 0xFFFFFFFB);
+    EXPECT_EQ(logAStatus(), "");
+    FERRYLog_setBitmaps(0xFFFFF, 0x4);
+    EXPECT_EQ(logAStatus(), "hook 4;" + line);
+    QELLog_setLogLevel = [](uint32_t) {
+        logged += "silence";
+        FERRYLog_setBitmaps(0, 0);
+    };
+    EXPECT_EQ(logAStatus(), "silence");
+    QELLog_setLogLevel = nullptr;
+    QELLog_setSink(nullptr, nullptr);
+}
+
+TEST(LogCatalogue, HasEveryMessageWithItsCodeAndFormat)
+{
+    const struct {
+        const QELLogMessage &message;
+        int32_t code;
+        const char *format;
+    } rows[] = {
+#define MESSAGE(name, code, format) {name, code, format},
+#include "catalogue.inc"
+#undef MESSAGE
+    };
+    EXPECT_EQ(std::size(rows), 32U);
+    for (const auto &row : rows) {
+        EXPECT_EQ(row.message.code, row.code);
+        EXPECT_STREQ(row.message.format, row.format);
+    }
+}
+
+} // namespace
