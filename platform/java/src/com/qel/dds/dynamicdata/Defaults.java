@@ -1,0 +1,46 @@
+package com.qel.dds.dynamicdata;
+
+import java.util.Arrays;
+
+/** Default values as CDR: 0, "", first enumerator, empty sequence. */
+final class Defaults {
+    private Defaults() {}
+
+    /** Writes {@code count} default values from a position on; the room is there. */
+    static void write(byte[] bytes, TypeLayout layout, int start, int count) {
+        int end = (int) layout.skipDefaults(start, count);
+        Arrays.fill(bytes, start, end, (byte) 0);
+        int at = start;
+        for (int i = 0; i < count && !layout.zeroDefault; i++) {
+            at = poke(bytes, layout, at);
+        }
+    }
+
+    /** Writes what is not zero of one default value; returns its end. */
+    private static int poke(byte[] bytes, TypeLayout layout, int start) {
+        int end = start + (int) layout.defaultSize(start);
+        if (layout.zeroDefault) {
+            return end;
+        }
+        int at = start;
+        switch (layout.kind) {
+        case STRING:
+            Cdr.INT.set(bytes, end - 5, 1);
+            break;
+        case ENUM:
+            Cdr.INT.set(bytes, end - 4, layout.defaultEnum);
+            break;
+        case STRUCT:
+            for (TypeLayout member : layout.members) {
+                at = poke(bytes, member, at);
+            }
+            break;
+        default: // an array: all else is zero
+            for (int i = 0; i < layout.elementCount; i++) {
+                at = poke(bytes, layout.element, at);
+            }
+            break;
+        }
+        return end;
+    }
+}

@@ -1,0 +1,252 @@
+package com.qel.dds.dynamicdata;
+
+import com.qel.dds.TypeException;
+import com.qel.dds.typecode.Kind;
+import java.util.Arrays;
+
+/**
+ * The bytes of a sample, and what is known about where things lie in them. For one thread at a
+ * time, also when only reading: what a read finds out is kept.
+ */
+final class SampleBuffer {
+    /** Longest array that every VM can make. */
+    private static final int MAX_SAMPLE = Integer.MAX_VALUE - 8;
+    private static final int CURSORS = 4;
+
+    final TypeLayout root;
+    /** Never a longer array than {@link #limit}, except for what a default sample takes. */
+    byte[] bytes;
+    int size;
+    /** Most bytes the sample may take. */
+    final int limit;
+    /** Starts of the root's members behind the first one of variable size; the first are known. */
+    private final int[] index;
+    private int indexed;
+    /** How far walks over elements of variable size got, for the outermost levels. */
+    private final Cursor[] cursors;
+    /** Element counts of the sequences on the path walked last, by its steps. */
+    private int[] counts = new int[CURSORS];
+    private Relay relay;
+
+    /** Remembers where an element starts. */
+    private static final class Cursor {
+        TypeLayout container;
+        long content;
+        long position;
+        int element;
+    }
+
+    SampleBuffer(TypeLayout root, DynamicDataProperty_t property) {
+        this.root = root;
+        int wanted = property.buffer_max_size;
+        limit = wanted > 0 ? Math.min(wanted, MAX_SAMPLE) : MAX_SAMPLE;
+        index = new int[root.members.length - root.offsets.length];
+        cursors = new Cursor[root.fixed ? 0 : CURSORS];
+        for (int i = 0; i < cursors.length; i++) {
+            cursors[i] = new Cursor();
+        }
+        long needed = root.defaultSize(0);
+        requireRoom(needed);
+        bytes = new byte[(int) Math.min(needed + property.buffer_initial_size, limit)];
+        clear();
+    }
+
+    /** Sets everything to its default. */
+    void clear() {
+        size = 0;
+        reserve(root.defaultSize(0));
+        size = (int) root.defaultSize(0);
+        Defaults.write(bytes, root, 0, 1);
+        forgetPositions();
+    }
+
+    /** Makes place for {@code length} bytes that the caller fills; what was there may be lost. */
+    void replace(int length) {
+        if (length > bytes.length) {
+            requireRoom(length);
+            bytes = new byte[grown(length)];
+        }
+        size = length;
+        forgetPositions();
+    }
+
+    void copyFrom(SampleBuffer other) {
+        replace(other.size);
+        System.arraycopy(other.bytes, 0, bytes, 0, size);
+    }
+
+    private void forgetPositions() {
+        indexed = 0;
+        for (Cursor cursor : cursors) {
+            cursor.container = null;
+        }
+    }
+
+    /** Makes the array long enough and keeps what is in it. */
+    void reserve(long length) {
+        requireRoom(length);
+        if (length > bytes.length) {
+            bytes = Arrays.copyOf(bytes, grown(length));
+        }
+    }
+
+    private int grown(long length) {
+        return (int) Math.min(limit, Math.max(length, bytes.length + (long) bytes.length / 2));
+    }
+
+    private void requireRoom(long length) {
+        if (length > limit) {
+            throw new IllegalArgumentException("a sample of " + root.type + " would take " + length
+                    + " bytes, more than its limit of " + limit);
+        }
+    }
+
+    /** Position of a value, behind its padding. Not checked against the end of the bytes. */
+    int locate(MemberPath path) {
+        if (path.root != root) {
+            throw new TypeException("path \"" + path + "\" belongs to " + path.root.type
+                    + ", the sample is of " + root.type);
+        }
+        return path.offset >= 0 ? path.offset : walk(path);
+    }
+
+    /** Position of a scalar or enum, or of a string's or sequence's count, that is there whole. */
+    int locateWhole(MemberPath path) {
+        int at = locate(path);
+        if (at > size - path.target.scalarSize) {
+            throw malformed(path.toString());
+        }
+        return at;
+    }
+
+    /** A string's or sequence's count, at a position that was found to be whole. */
+    int count(int at) {
+        return (int) Cdr.INT.get(bytes, at);
+    }
+
+    private int walk(MemberPath path) {
+        int depth = path.children.length;
+        if (depth > counts.length) {
+            counts = Arrays.copyOf(counts, depth);
+        }
+        long at = 0;
+        for (int i = 0; i < depth; i++) {
+            TypeLayout container = path.containers[i];
+            int child = path.children[i];
+            if (container.kind == Kind.STRUCT) {
+                at = findMember(container, i == 0, child, at);
+                continue;
+            }
+            if (container.kind == Kind.SEQUENCE) {
+                at = TypeLayout.align(at, 4);
+                int count = Cdr.count(this, at);
+                at += 4;
+                if (child >= count) {
+                    throw new IndexOutOfBoundsException("path \"" + path + "\": index " + child
+                            + " of a sequence of " + count);
+                }
+                counts[i] = count;
+            }
+            at = findElement(container, i, child, at);
+        }
+        at = TypeLayout.align(at, Math.max(1, path.target.scalarSize));
+        if (at > size) {
+            throw malformed(path.toString());
+        }
+        return (int) at;
+    }
+
+    /** How many children the container of a path's step has; the path has just been located. */
+    int childCount(MemberPath path, int step) {
+        TypeLayout container = path.containers[step];
+        switch (container.kind) {
+        case STRUCT:
+            return container.members.length;
+        case ARRAY:
+            return container.elementCount;
+        default:
+            return counts[step];
+        }
+    }
+
+    private long findMember(TypeLayout struct, boolean isRoot, int member, long at) {
+        int known = struct.offsets.length;
+        if (member < known) {
+            return at + struct.offset(member, at);
+        }
+        if (!isRoot) {
+            long start = at + struct.offset(known - 1, at);
+            for (int i = known - 1; i < member; i++) {
+                start = Cdr.skip(this, struct.members[i], start);
+            }
+            return start;
+        }
+        int wanted = member - known;
+        while (indexed <= wanted) {
+            long start = indexed == 0 ? struct.offset(known - 1, 0) : index[indexed - 1];
+            index[indexed] = (int) Cdr.skip(this, struct.members[known - 1 + indexed], start);
+            indexed++;
+        }
+        return index[wanted];
+    }
+
+    private long findElement(TypeLayout container, int depth, int element, long at) {
+        if (container.element.fixed) {
+            return container.element.skipDefaults(at, element);
+        }
+        Cursor cursor = cursors[depth % CURSORS];
+        if (cursor.container != container || cursor.content != at || cursor.element > element) {
+            cursor.container = container;
+            cursor.content = at;
+            cursor.position = at;
+            cursor.element = 0;
+        }
+        cursor.position = Cdr.skipElements(this, container.element, cursor.position,
+                element - cursor.element);
+        cursor.element = element;
+        return cursor.position;
+    }
+
+    /**
+     * Gives the value of a path, located just now, another end; what lies behind moves, with its
+     * paddings laid out anew. The caller fills the bytes in front of the new end. When this throws
+     * the sample is unchanged.
+     *
+     * @param from first byte that the caller changes
+     * @param oldEnd end of the value now
+     * @param newEnd its end afterwards
+     */
+    void splice(MemberPath path, int from, long oldEnd, long newEnd) {
+        requireRoom(newEnd);
+        if (relay == null) {
+            relay = new Relay(this);
+        }
+        relay.run(path, (int) oldEnd, (int) newEnd);
+        int known = root.offsets.length;
+        indexed = Math.min(indexed, Math.max(0, path.children[0] + 1 - known));
+        for (Cursor cursor : cursors) {
+            if (cursor.position > from) {
+                cursor.container = null;
+            }
+        }
+    }
+
+    boolean sameAs(SampleBuffer other) {
+        return root == other.root
+                && Arrays.equals(bytes, 0, size, other.bytes, 0, other.size);
+    }
+
+    int contentHash() {
+        int hash = root.type.hashCode();
+        for (int i = 0; i < size; i++) {
+            hash = 31 * hash + bytes[i];
+        }
+        return hash;
+    }
+
+    /** Says that the bytes are no sample of the type. */
+    TypeException malformed(String where) {
+        return new TypeException(root.type + ": " + where + ": the sample's " + size
+                + " bytes are malformed");
+    }
+}

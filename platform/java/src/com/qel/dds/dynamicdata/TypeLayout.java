@@ -1,0 +1,298 @@
+package com.qel.dds.dynamicdata;
+
+import com.qel.dds.TypeException;
+import com.qel.dds.typecode.Enumerator;
+import com.qel.dds.typecode.Kind;
+import com.qel.dds.typecode.Member;
+import com.qel.dds.typecode.TypeCode;
+import java.util.Arrays;
+import java.util.List;
+import java.util.concurrent.ConcurrentHashMap;
+
+/**
+ * How values of a resolved type lie in CDR. Immutable, one per type.
+ *
+ * <p>CDR aligns every value to its size, counted from the start of the buffer, so how many bytes a
+ * value takes depends on where it starts modulo 8 and nothing else: hence tables of 8 entries. A
+ * value "starts" where the one before it ended, in front of its own padding.
+ */
+final class TypeLayout {
+    private static final int RESIDUES = 8;
+    private static final int MASK = RESIDUES - 1;
+    private static final int MAX_CACHED_PATHS = 1024;
+    private static final ConcurrentHashMap<TypeCode, TypeLayout> LAYOUTS =
+            new ConcurrentHashMap<>();
+
+    final TypeCode type;
+    final Kind kind;
+    /** Bytes of a scalar or enum; of the count in front of a string or sequence; else 0. */
+    final int scalarSize;
+    /** Bits of a signed number that holds every value of an integer or enum; 0 for other kinds. */
+    final int integerBits;
+    /** Every value takes the same bytes: no string or sequence inside. */
+    final boolean fixed;
+    /** A default value is all zero bytes. */
+    final boolean zeroDefault;
+    /** Greatest alignment of anything inside. */
+    final int alignment;
+    /** No value takes fewer bytes, padding not counted. */
+    final long minimum;
+    /** Bytes of a default value with its leading padding; of every value when fixed. */
+    final long[] size;
+    /** Of a struct. */
+    final TypeLayout[] members;
+    /**
+     * Of a struct: distance of each member's start from the struct's start, up to and including the
+     * first member of variable size.
+     */
+    final long[][] offsets;
+    /** Of a sequence or array. */
+    final TypeLayout element;
+    /** Of an array, all dimensions together. */
+    final int elementCount;
+    final int[] dimensions;
+    /** Of a string or sequence, 0 for none. */
+    final int bound;
+    /** Of an enum: its values in ascending order, the names that belong to them, the first one. */
+    final int[] enumValues;
+    final String[] enumNames;
+    final int defaultEnum;
+    /** Paths that were given as text, so that they are taken apart only once. */
+    private final ConcurrentHashMap<String, MemberPath> paths = new ConcurrentHashMap<>();
+
+    private TypeLayout(TypeCode type) {
+        this.type = type;
+        kind = type.kind();
+        scalarSize = scalarSize(kind);
+        integerBits = integerBits(kind);
+        bound = type.bound();
+        dimensions = type.dimensions();
+        element = type.content() != null ? of(type.content()) : null;
+        List<Enumerator> enumerators = type.enumerators();
+        enumValues = enumerators.stream().mapToInt(Enumerator::value).sorted().toArray();
+        enumNames = new String[enumValues.length];
+        for (Enumerator enumerator : enumerators) {
+            enumNames[Arrays.binarySearch(enumValues, enumerator.value())] = enumerator.name();
+        }
+        defaultEnum = enumerators.isEmpty() ? 0 : enumerators.get(0).value();
+        List<Member> declared = type.members();
+        members = new TypeLayout[declared.size()];
+        for (int i = 0; i < members.length; i++) {
+            members[i] = of(declared.get(i).type());
+        }
+        int count = kind == Kind.ARRAY ? 1 : 0;
+        for (int dimension : dimensions) {
+            count *= dimension;
+        }
+        elementCount = count;
+        fixed = isFixed();
+        zeroDefault = isZeroDefault();
+        alignment = greatestAlignment();
+        minimum = leastSize();
+        offsets = kind == Kind.STRUCT ? new long[knownMembers()][RESIDUES] : null;
+        size = new long[RESIDUES];
+        for (int residue = 0; residue < RESIDUES; residue++) {
+            size[residue] = layOut(residue);
+        }
+    }
+
+    /** Layout of a type with its aliases taken off. */
+    static TypeLayout of(TypeCode type) {
+        TypeCode resolved = type.resolve();
+        TypeLayout known = LAYOUTS.get(resolved);
+        if (known != null) {
+            return known;
+        }
+        TypeLayout made = new TypeLayout(resolved);
+        TypeLayout first = LAYOUTS.putIfAbsent(resolved, made);
+        return first != null ? first : made;
+    }
+
+    /** Layout of a type that samples may have. */
+    static TypeLayout ofSample(TypeCode type) {
+        if (type == null) {
+            throw new NullPointerException("the type is null");
+        }
+        TypeLayout layout = of(type);
+        if (layout.kind != Kind.STRUCT) {
+            throw new TypeException(type + " is no struct, so it cannot be the type of samples");
+        }
+        return layout;
+    }
+
+    static int scalarSize(Kind kind) {
+        switch (kind) {
+        case BOOLEAN:
+        case CHAR:
+        case OCTET:
+        case INT8:
+            return 1;
+        case SHORT:
+        case USHORT:
+            return 2;
+        case LONGLONG:
+        case ULONGLONG:
+        case DOUBLE:
+            return 8;
+        case STRUCT:
+        case ARRAY:
+        case ALIAS:
+            return 0;
+        default:
+            return 4;
+        }
+    }
+
+    private static int integerBits(Kind kind) {
+        switch (kind) {
+        case BOOLEAN:
+        case CHAR:
+        case FLOAT:
+        case DOUBLE:
+        case STRING:
+        case SEQUENCE:
+            return 0;
+        case OCTET:
+        case USHORT:
+        case ULONG:
+            return 8 * scalarSize(kind) + 1;
+        default:
+            return 8 * scalarSize(kind);
+        }
+    }
+
+    /** Least value of an integer kind. */
+    long integerMin() {
+        boolean unsigned = integerBits % 8 == 1 || kind == Kind.ULONGLONG;
+        return unsigned ? 0 : -1L << (integerBits - 1);
+    }
+
+    /** Greatest value of an integer kind that a long can hold. */
+    long integerMax() {
+        return -1L >>> (65 - integerBits);
+    }
+
+    static long align(long position, int alignment) {
+        return (position + alignment - 1) & -alignment;
+    }
+
+    /** A number, character, boolean or enum. */
+    boolean isScalar() {
+        return scalarSize > 0 && kind != Kind.STRING && kind != Kind.SEQUENCE;
+    }
+
+    /** The path of a text, in this type. */
+    MemberPath path(String text) {
+        MemberPath known = paths.get(text);
+        if (known != null) {
+            return known;
+        }
+        MemberPath made = MemberPath.parse(this, text);
+        if (paths.size() < MAX_CACHED_PATHS) {
+            paths.put(text, made);
+        }
+        return made;
+    }
+
+    /** Layout of a member of a struct or an element of a sequence or array. */
+    TypeLayout child(int index) {
+        return kind == Kind.STRUCT ? members[index] : element;
+    }
+
+    /** Name of an enum's value, or null. */
+    String enumName(int value) {
+        int index = Arrays.binarySearch(enumValues, value);
+        return index < 0 ? null : enumNames[index];
+    }
+
+    /** Bytes of a default value that starts at a position, its padding included. */
+    long defaultSize(long position) {
+        return size[(int) position & MASK];
+    }
+
+    /** Distance of a member's start from its struct's; the member is among the known ones. */
+    long offset(int member, long structStart) {
+        return offsets[member][(int) structStart & MASK];
+    }
+
+    /** Where {@code count} values end of which each takes the bytes of a default one. */
+    long skipDefaults(long position, long count) {
+        if (isScalar()) {
+            return count == 0 ? position : align(position, scalarSize) + count * scalarSize;
+        }
+        long end = position;
+        long left = count;
+        // The residue decides the step; after as many steps as there are residues they repeat.
+        for (int i = 0; i < RESIDUES && left > 0; i++, left--) {
+            end += defaultSize(end);
+        }
+        if (left > 0) {
+            long period = 0;
+            int steps = 0;
+            do {
+                period += defaultSize(end + period);
+                steps++;
+            } while ((period & MASK) != 0);
+            end += period * (left / steps);
+            for (left %= steps; left > 0; left--) {
+                end += defaultSize(end);
+            }
+        }
+        return end;
+    }
+
+    private boolean isFixed() {
+        boolean all = kind != Kind.STRING && kind != Kind.SEQUENCE;
+        for (TypeLayout member : members) {
+            all = all && member.fixed;
+        }
+        return all && (kind != Kind.ARRAY || element.fixed);
+    }
+
+    private boolean isZeroDefault() {
+        boolean all = kind != Kind.STRING && defaultEnum == 0;
+        for (TypeLayout member : members) {
+            all = all && member.zeroDefault;
+        }
+        return all && (kind != Kind.ARRAY || element.zeroDefault);
+    }
+
+    private int greatestAlignment() {
+        int greatest = Math.max(1, scalarSize);
+        for (TypeLayout member : members) {
+            greatest = Math.max(greatest, member.alignment);
+        }
+        return element != null ? Math.max(greatest, element.alignment) : greatest;
+    }
+
+    private long leastSize() {
+        long least = kind == Kind.STRING ? scalarSize + 1 : scalarSize;
+        for (TypeLayout member : members) {
+            least += member.minimum;
+        }
+        return kind == Kind.ARRAY ? element.minimum * elementCount : least;
+    }
+
+    private int knownMembers() {
+        int known = 1;
+        while (known < members.length && members[known - 1].fixed) {
+            known++;
+        }
+        return known;
+    }
+
+    private long layOut(int residue) {
+        if (kind == Kind.ARRAY) {
+            return element.skipDefaults(residue, elementCount) - residue;
+        }
+        long end = align(residue, Math.max(1, scalarSize)) + (kind == Kind.STRING ? 1 : 0)
+                + scalarSize;
+        for (int i = 0; i < members.length; i++) {
+            if (i < offsets.length) {
+                offsets[i][residue] = end - residue;
+            }
+            end += members[i].defaultSize(end);
+        }
+        return end - residue;
+    }
+}

@@ -1,0 +1,2 @@
+/** What is known about a sample beside its data. */
+package com.qel.dds.subscription;

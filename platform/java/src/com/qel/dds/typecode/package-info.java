@@ -1,0 +1,2 @@
+/** Types of samples, as objects. */
+package com.qel.dds.typecode;
