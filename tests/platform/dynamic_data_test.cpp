@@ -159,7 +159,7 @@ TEST(DynamicData, TakesMemoryOnlyToGrow)
     {
         const Sample sample = makeFilled();
         const Sample copy = makeSample(observationType());
-        for (int i = 0; i < 3; ++i) {
+        for (uint32_t i = 0; i < 3; ++i) {
             QELOsapiHeapUsage usage{};
             QELOsapiHeap_getUsage(&usage);
             ASSERT_EQ(setString(sample, "name", i % 2 ? "a" : "abcd"), DDS_RETCODE_OK);

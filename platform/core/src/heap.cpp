@@ -12,10 +12,8 @@
 namespace {
 
 // Reading in front of a pointer that may be a stranger's is the point of the check, so the
-// sanitizers are kept out of the functions that do it.
-#if defined(__clang__) || defined(__GNUC__)
-#define NO_ADDRESS_CHECK __attribute__((no_sanitize("address"), noinline))
-#endif
+// sanitizers are kept out of the function that does it.
+#define UNCHECKED __attribute__((no_sanitize("address"), no_sanitize("thread"), noinline))
 
 struct Header {
     // Mixed with the block's address, so that a copied header is no header. Destroyed, atomically,
@@ -57,7 +55,7 @@ Header *headerOf(const void *block)
 
 // The header of a live block, or null for anything else that can be told from one. A block so big
 // that the system took its pages back cannot: touching it again ends the process.
-NO_ADDRESS_CHECK Header *findHeader(const void *block)
+UNCHECKED Header *findHeader(const void *block)
 {
     const uintptr_t address = reinterpret_cast<uintptr_t>(block);
     if (address % DEFAULT_ALIGNMENT != 0 || address < MAX_ALIGNMENT) {

@@ -48,6 +48,9 @@ void handOver(qddscore::Line &line)
 
 } // namespace
 
+// The format is a message's, which only its catalogue can match with the arguments.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wformat-nonliteral"
 void QELLog_printContextAndMsg(const char *context, const QELLogMessage *message, ...) noexcept
 {
     qddscore::Line line;
@@ -61,6 +64,7 @@ void QELLog_printContextAndMsg(const char *context, const QELLogMessage *message
     va_end(arguments);
     handOver(line);
 }
+#pragma GCC diagnostic pop
 
 void QELLog_debug(const char *format, ...) noexcept
 {
