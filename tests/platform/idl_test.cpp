@@ -142,6 +142,11 @@ TEST(Idl, RefusesByNameLineAndColumn)
     for (const auto &test : cases) {
         EXPECT_EQ(refusal(test.idl), test.what) << test.idl;
     }
+    std::string deep = "typedef ";
+    for (int i = 0; i < 200000; ++i) {
+        deep += "sequence<";
+    }
+    EXPECT_EQ(refusal(deep.c_str()), "x.idl:1:593: nested deeper than 64 levels");
     const std::string twice = refusal("struct A { long x; short x; };");
     EXPECT_EQ(twice.rfind("x.idl:1:26: ", 0), 0U) << twice;
 }

@@ -64,8 +64,24 @@ void IdlSource::copy(char character)
     }
 }
 
+// The parser and the reader recurse into what is nested, so it must not be without end.
+bool IdlSource::checkNesting(char character, DDS_ErrorText *error)
+{
+    openBraces_ += character == '{' ? 1 : 0;
+    openBraces_ -= character == '}' && openBraces_ > 0 ? 1 : 0;
+    openTemplates_ = character == ';' ? 0 : openTemplates_;
+    if (openBraces_ > MAX_NESTING || openTemplates_ > MAX_NESTING) {
+        explain(error, line_, column_, "nested deeper than 64 levels");
+        return false;
+    }
+    return true;
+}
+
 bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
 {
+    if (!checkNesting(*at, error)) {
+        return false;
+    }
     if (*at == '#' && lineIsBlank_) {
         explain(error, line_, column_,
                 "there is no preprocessor: #include, #define, #pragma and other lines that start "

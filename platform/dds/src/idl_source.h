@@ -31,6 +31,8 @@ public:
     void explain(DDS_ErrorText *error, const QIdlProblem &problem) const;
 
 private:
+    static constexpr uint32_t MAX_NESTING = 64;
+
     struct Blank {
         uint32_t line;
         uint32_t column; // in the prepared text
@@ -38,6 +40,7 @@ private:
 
     const char *copyQuoted(const char *at);
     void copy(char character);
+    bool checkNesting(char character, DDS_ErrorText *error);
     bool copyCode(const char *&at, DDS_ErrorText *error);
     std::string wordAt(uint32_t line, uint32_t column) const;
 
@@ -50,6 +53,7 @@ private:
     uint32_t column_ = 1;
     bool lineIsBlank_ = true;
     uint32_t openTemplates_ = 0;
+    uint32_t openBraces_ = 0;
 };
 
 } // namespace qddsc

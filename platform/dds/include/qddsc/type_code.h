@@ -57,39 +57,51 @@ struct DDS_EnumMember {
     int32_t value;
 };
 
-/* Making types. All return the interned type, or null with `error` (may be null) filled. */
+/* Making types. All return the interned type, or null with `error` (may be null) filled. Types nest
+ * at most 64 levels deep, and a default sample must stay below 2 GiB. Default values are 0, "", the
+ * first enumerator, no elements. */
 
 /** A primitive type (DDS_TK_BOOLEAN to DDS_TK_DOUBLE). */
 QDDSC_API const DDS_TypeCode *DDS_TypeCode_get_primitive(DDS_TCKind kind) QDDSC_NOEXCEPT;
 
 /** A string of at most `bound` bytes without its NUL; 0 is unbounded. */
-QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_string(
-    uint32_t bound, struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_string(uint32_t bound, struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
-/** A sequence of at most `bound` elements; 0 is unbounded. */
-QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_sequence(
-    const DDS_TypeCode *element, uint32_t bound, struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+/** A sequence of at most `bound` elements; 0 is unbounded. An array as element needs a name: pass
+ * an alias of it. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_sequence(const DDS_TypeCode *element, uint32_t bound,
+                             struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
-/** An array; `dimensions` are outermost first, each at least 1. */
-QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_array(
-    const DDS_TypeCode *element, const uint32_t *dimensions, uint32_t dimensionCount,
-    struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+/** An array; `dimensions` are outermost first, each at least 1. Its element is no array either, but
+ * may be an alias of one. */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_array(const DDS_TypeCode *element,
+                                                        const uint32_t *dimensions,
+                                                        uint32_t dimensionCount,
+                                                        struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
 /** A second name for a type (IDL typedef). Names are scoped with "::" everywhere here. */
-QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_alias(
-    const char *name, const DDS_TypeCode *target, struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_alias(const char *name,
+                                                        const DDS_TypeCode *target,
+                                                        struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
-/** An enumeration of at least one enumerator. */
-QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_enum(
-    const char *name, const struct DDS_EnumMember *members, uint32_t count,
-    struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+/** An enumeration of at least one enumerator, with distinct names and values. (Negative values are
+ * for types of other systems: IDL cannot express them here.) */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_enum(const char *name,
+                                                       const struct DDS_EnumMember *members,
+                                                       uint32_t count,
+                                                       struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
-/** A struct of at least one member, its base's included. `base` may be null; its members come
- * first. Keys may be declared in the base or, where there is none, here. */
-QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_struct(
-    const char *name, const DDS_TypeCode *base, DDS_ExtensibilityKind extensibility,
-    const struct DDS_StructMember *members, uint32_t count,
-    struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+/** A struct of at least one member, its base's included, with distinct names. `base` may be null or
+ * a struct of the same extensibility; its members come first. Only a struct without a base may
+ * declare keys. A key member may be of any type that holds no sequence; of a struct that has keys
+ * itself only these count. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_struct(const char *name, const DDS_TypeCode *base,
+                           DDS_ExtensibilityKind extensibility,
+                           const struct DDS_StructMember *members, uint32_t count,
+                           struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
 /* Looking at types. `self` must not be null; what a function does not apply to gives null or 0. */
 
@@ -125,7 +137,9 @@ QDDSC_API int32_t DDS_TypeCode_is_keyed(const DDS_TypeCode *self) QDDSC_NOEXCEPT
 
 /**
  * Writes the type and every named type it uses as IDL that DDS_TypeLibrary_add_idl_text accepts and
- * turns into the same type.
+ * turns into the same type. That holds for every type that came from IDL; one made by hand may have
+ * names that IDL does not allow together (a module and a type, enumerators of two enums in one
+ * module) or negative enumerators.
  *
  * @return a string owned by the caller (DDS_String_free), or null when memory is short.
  */
@@ -142,9 +156,18 @@ QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
 /**
  * Adds every struct, enum and typedef of an IDL text.
  *
- * There is no preprocessor: a line that starts with '#' is an error that says so. A name that the
- * library already has must mean the same type. On failure nothing of the text is added.
+ * A text stands for itself: it cannot use names of texts added before, but may repeat their
+ * definitions, as a name that the library already has must mean the same type. On failure nothing
+ * of the text is added.
  *
+ * There is no preprocessor: a line that starts with '#' is an error that says so. A struct without
+ * an annotation of its extensibility is final. @key, @final, @appendable and @value are carried;
+ * @topic, @nested, @default_nested and @unit change nothing; other annotations are accepted where
+ * they ask for what is so anyway (@id with the number the member has, @optional(FALSE),
+ * @bit_bound(32), @default_literal on the first enumerator) and refused where they do not, as is
+ * any annotation that nobody knows.
+ *
+ * @param text       NUL-terminated.
  * @param sourceName stands before line and column in errors ("weather.idl:3:9: ...").
  * @return 1, or 0 with `error` (may be null) filled.
  */
