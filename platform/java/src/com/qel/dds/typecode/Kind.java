@@ -1,5 +1,7 @@
 package com.qel.dds.typecode;
 
+import java.util.Locale;
+
 /** Kinds of types, in the order of the native platform's numbers, which begin at 1. */
 public enum Kind {
     /** True or false. */
@@ -43,5 +45,11 @@ public enum Kind {
 
     static Kind fromNative(int number) {
         return ALL[number - 1];
+    }
+
+    /** What IDL calls a primitive type. */
+    String idlName() {
+        String name = toString().toLowerCase(Locale.ROOT).replace("longlong", "long long");
+        return name.startsWith("u") ? "unsigned " + name.substring(1) : name;
     }
 }

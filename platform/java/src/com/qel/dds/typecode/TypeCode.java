@@ -156,7 +156,7 @@ public final class TypeCode {
         return TypeNatives.idl(address);
     }
 
-    /** @return the name, or for types without one what they look like ({@code sequence<long>}) */
+    /** @return the name, or for types without one what IDL calls them ({@code sequence<long>}) */
     @Override
     public String toString() {
         switch (kind) {
@@ -171,7 +171,7 @@ public final class TypeCode {
             }
             return text.toString();
         default:
-            return name != null ? name : kind.toString().toLowerCase(java.util.Locale.ROOT);
+            return name != null ? name : kind.idlName();
         }
     }
 }

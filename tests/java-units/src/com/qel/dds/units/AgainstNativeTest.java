@@ -1,0 +1,123 @@
+package com.qel.dds.units;
+
+import static org.junit.Assert.assertArrayEquals;
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.TypeException;
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.dynamicdata.DynamicDataHelper;
+import java.util.Arrays;
+import java.util.Random;
+import org.junit.Test;
+
+/** Java samples are byte for byte what native samples of the same content are. */
+public class AgainstNativeTest {
+    private static final int SAMPLES = 60;
+    private static final int STEPS = 150;
+
+    @Test
+    public void everyChangeGivesTheSameBytes() {
+        Random random = new Random(1);
+        DynamicData pulled = new DynamicData(Peer.ALL, null);
+        DynamicData java = new DynamicData(Peer.ALL, null);
+        int refused = 0;
+        for (int sample = 0; sample < SAMPLES; sample++) {
+            java.clear();
+            try (Peer peer = new Peer(Peer.ALL); Peer pushed = new Peer(Peer.ALL)) {
+                assertArrayEquals("defaults", peer.cdr(), java.toCdr());
+                RandomWalk walk = new RandomWalk(random, java, peer);
+                for (int i = 0; i < STEPS; i++) {
+                    refused += walk.step() ? 0 : 1;
+                    assertArrayEquals(walk.last, peer.cdr(), java.toCdr());
+                }
+                DynamicDataHelper.push_to_nativeI(java, pushed.address);
+                assertArrayEquals("push", peer.cdr(), pushed.cdr());
+                DynamicDataHelper.pull_from_nativeI(pulled, peer.address);
+                assertEquals("pull", java, pulled);
+                assertEquals(java.hashCode(), pulled.hashCode());
+                assertEquals("positions after a pull", java.toString(), pulled.toString());
+            }
+        }
+        assertTrue("bounds were tried", refused > 10);
+    }
+
+    /** A random sample's bytes. */
+    private static byte[] someSample(Random random) {
+        DynamicData java = new DynamicData(Peer.ALL, null);
+        try (Peer peer = new Peer(Peer.ALL)) {
+            RandomWalk walk = new RandomWalk(random, java, peer);
+            for (int i = 0; i < STEPS; i++) {
+                walk.step();
+            }
+        }
+        return java.toCdr();
+    }
+
+    private static byte[] spoil(Random random, byte[] good) {
+        byte[] bad = Arrays.copyOf(good, good.length + Math.max(0, random.nextInt(9) - 4));
+        for (int flips = random.nextInt(3); flips >= 0; flips--) {
+            int at = random.nextInt(bad.length);
+            bad[at] = random.nextBoolean() ? (byte) random.nextInt() : (byte) random.nextInt(3);
+        }
+        return random.nextInt(4) == 0 ? Arrays.copyOf(bad, random.nextInt(bad.length)) : bad;
+    }
+
+    @Test
+    public void bothSidesRefuseTheSameBytes() {
+        Random random = new Random(2);
+        int taken = 0;
+        int refused = 0;
+        for (int round = 0; round < 4000; round++) {
+            byte[] bytes = spoil(random, round % 100 == 0 ? someSample(random) : GOOD);
+            DynamicData java = new DynamicData(Peer.ALL, null);
+            java.setString("last", "unchanged");
+            byte[] before = java.toCdr();
+            try (Peer peer = new Peer(Peer.ALL)) {
+                boolean nativeTook = peer.setCdr(bytes);
+                try {
+                    java.fromCdr(bytes);
+                    taken++;
+                    assertArrayEquals("only Java took " + Arrays.toString(bytes), peer.cdr(),
+                            java.toCdr());
+                    assertTrue(nativeTook);
+                } catch (TypeException e) {
+                    refused++;
+                    assertTrue("only native took it: " + e, !nativeTook);
+                    assertArrayEquals(before, java.toCdr());
+                }
+            }
+        }
+        assertTrue(taken + " and " + refused, taken > 300 && refused > 300);
+    }
+
+    private static final byte[] GOOD = someSample(new Random(3));
+
+    /** Bytes that came unchecked: every access works on them or says what is wrong. */
+    @Test
+    public void accessesSurviveMalformedBytes() {
+        Random random = new Random(4);
+        int said = 0;
+        try (Peer peer = new Peer(Peer.ALL); Peer other = new Peer(Peer.ALL)) {
+            for (int round = 0; round < 3000; round++) {
+                DynamicData java = new DynamicData(Peer.ALL, null);
+                peer.loan(spoil(random, GOOD));
+                DynamicDataHelper.pull_from_nativeI(java, peer.address);
+                java.toString();
+                RandomWalk walk = new RandomWalk(random, java, other);
+                for (int i = 0; i < 20; i++) {
+                    try {
+                        walk.step();
+                    } catch (TypeException expected) {
+                        said++;
+                    } catch (AssertionError unequalPeer) {
+                        continue;
+                    } catch (IndexOutOfBoundsException e) {
+                        assertEquals(IndexOutOfBoundsException.class, e.getClass());
+                    }
+                }
+            }
+        }
+        assertTrue("malformed ones were met: " + said, said > 300);
+    }
+}

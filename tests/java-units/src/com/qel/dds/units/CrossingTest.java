@@ -1,0 +1,150 @@
+package com.qel.dds.units;
+
+import static org.junit.Assert.assertArrayEquals;
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertFalse;
+import static org.junit.Assert.assertThrows;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.TypeException;
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.dynamicdata.DynamicDataHelper;
+import com.qel.dds.dynamicdata.DynamicDataProperty_t;
+import com.qel.dds.dynamicdata.MemberPath;
+import com.qel.dds.subscription.SampleInfo;
+import com.qel.dds.subscription.SampleInfoHelper;
+import com.qel.dds.typecode.TypeCode;
+import java.lang.management.ManagementFactory;
+import org.junit.Test;
+
+/** Samples and sample infos between Java and native. */
+public class CrossingTest {
+    private static final TypeCode OTHER = TypeCode.fromIdl("struct Other { long id; };", null);
+    private static final TypeCode ALIAS = TypeCode.fromIdl(
+            "struct Other { long id; }; typedef Other Second;", "Second");
+
+    @Test
+    public void otherTypesAreRefusedByName() {
+        DynamicData java = new DynamicData(OTHER, null);
+        try (Peer peer = new Peer(Peer.ALL)) {
+            for (var crossing : new org.junit.function.ThrowingRunnable[] {
+                () -> DynamicDataHelper.push_to_nativeI(java, peer.address),
+                () -> DynamicDataHelper.pull_from_nativeI(java, peer.address)}) {
+                String text = assertThrows(TypeException.class, crossing).getMessage();
+                assertTrue(text, text.contains("Other") && text.contains("units::All"));
+            }
+        }
+        try (Peer peer = new Peer(ALIAS)) {
+            java.setInt("id", 42);
+            DynamicDataHelper.push_to_nativeI(java, peer.address);
+            assertArrayEquals(java.toCdr(), peer.cdr());
+        }
+    }
+
+    @Test
+    public void nullsAreRefusedWithText() {
+        DynamicData java = new DynamicData(OTHER, null);
+        for (var crossing : new org.junit.function.ThrowingRunnable[] {
+            () -> DynamicDataHelper.push_to_nativeI(null, 8),
+            () -> DynamicDataHelper.pull_from_nativeI(java, 0),
+            () -> SampleInfoHelper.push_to_nativeI(new SampleInfo(), 0),
+            () -> SampleInfoHelper.pull_from_nativeI(null, 8)}) {
+            String text = assertThrows(NullPointerException.class, crossing).getMessage();
+            assertTrue(text, text.startsWith("the "));
+        }
+    }
+
+    @Test
+    public void limitsHoldOnBothSides() {
+        DynamicData big = new DynamicData(Peer.ALL, null);
+        big.setLength("blob", 5000);
+        int least = new DynamicData(Peer.ALL, null).toCdr().length;
+        try (Peer small = new Peer(Peer.ALL, least + 100); Peer peer = new Peer(Peer.ALL)) {
+            byte[] before = small.cdr();
+            assertThrows(IllegalArgumentException.class,
+                    () -> DynamicDataHelper.push_to_nativeI(big, small.address));
+            assertArrayEquals(before, small.cdr());
+            DynamicDataHelper.push_to_nativeI(big, peer.address);
+            DynamicData limited = new DynamicData(Peer.ALL,
+                    new DynamicDataProperty_t(0, least + 100));
+            limited.setString("last", "kept");
+            byte[] kept = limited.toCdr();
+            assertThrows(IllegalArgumentException.class,
+                    () -> DynamicDataHelper.pull_from_nativeI(limited, peer.address));
+            assertThrows(IllegalArgumentException.class, () -> limited.setLength("blob", 120));
+            assertArrayEquals(kept, limited.toCdr());
+        }
+        assertThrows(IllegalArgumentException.class,
+                () -> new DynamicData(Peer.ALL, new DynamicDataProperty_t(0, least - 1)));
+    }
+
+    /** Every field another value, so that none can stand for another. */
+    @Test
+    public void everyFieldOfASampleInfoCrosses() {
+        long[] fields = {101, 102, 103, 1, 105, 106, 107, 108, 9, 10, 1, 12, 0, 114, 115, 116, 117,
+            118, -119, 0xF0000000L};
+        SampleInfo info = new SampleInfo();
+        long record = Peer.createInfo(fields);
+        SampleInfoHelper.pull_from_nativeI(info, record);
+        Peer.takeInfo(record);
+        assertEquals(103, info.instance_state);
+        assertTrue(info.valid_data);
+        assertEquals(106, info.source_timestamp.nanosec);
+        assertEquals(9, info.instance_handle.keyHash[0]);
+        assertTrue(info.instance_handle.isValid && !info.publication_handle.isValid);
+        assertEquals((-119L << 32) + 0xF0000000L, info.publication_sequence_number);
+        SampleInfo copy = new SampleInfo();
+        copy.copyFrom(info);
+        long target = Peer.createInfo(new long[20]);
+        SampleInfoHelper.push_to_nativeI(copy, target);
+        assertArrayEquals(fields, Peer.takeInfo(target));
+
+        copy.valid_data = false;
+        long cleared = Peer.createInfo(fields);
+        SampleInfoHelper.push_to_nativeI(copy, cleared);
+        assertEquals(0, Peer.takeInfo(cleared)[3]);
+        copy.clear();
+        assertTrue(copy.valid_data && copy.instance_state == SampleInfo.ALIVE_INSTANCE_STATE);
+        assertFalse(copy.source_timestamp.isValid());
+    }
+
+    /** What a relay does for every sample makes no garbage. */
+    @Test
+    public void steadyPathAllocatesNothing() {
+        DynamicData java = new DynamicData(Peer.ALL, null);
+        java.setLength("inners", 2);
+        java.setLength("ds", 100);
+        SampleInfo info = new SampleInfo();
+        MemberPath text = MemberPath.of(Peer.ALL, "inners[1].s");
+        MemberPath number = MemberPath.of(Peer.ALL, "ds[50]");
+        long record = Peer.createInfo(new long[20]);
+        try (Peer peer = new Peer(Peer.ALL)) {
+            Runnable work = () -> {
+                for (int i = 0; i < 1000; i++) {
+                    java.setString(text, (i & 1) == 0 ? "short" : "not so short");
+                    java.setDouble(number, i);
+                    java.setLong("flats[1].l", i);
+                    java.setLength("bounded", i & 3);
+                    DynamicDataHelper.push_to_nativeI(java, peer.address);
+                    DynamicDataHelper.pull_from_nativeI(java, peer.address);
+                    SampleInfoHelper.push_to_nativeI(info, record);
+                    SampleInfoHelper.pull_from_nativeI(info, record);
+                }
+            };
+            assertEquals(0, bytesAllocated(work));
+        }
+        Peer.takeInfo(record);
+    }
+
+    /** Least of several measurements: a compiler thread may deoptimise now and then. */
+    private static long bytesAllocated(Runnable work) {
+        var threads = (com.sun.management.ThreadMXBean) ManagementFactory.getThreadMXBean();
+        long least = Long.MAX_VALUE;
+        for (int round = 0; round < 30; round++) {
+            long before = threads.getCurrentThreadAllocatedBytes();
+            work.run();
+            least = Math.min(least, threads.getCurrentThreadAllocatedBytes() - before);
+        }
+        return least;
+    }
+}

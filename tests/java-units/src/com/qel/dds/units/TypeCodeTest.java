@@ -1,0 +1,75 @@
+package com.qel.dds.units;
+
+import static org.junit.Assert.assertArrayEquals;
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertNull;
+import static org.junit.Assert.assertSame;
+import static org.junit.Assert.assertThrows;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.TypeException;
+import com.qel.dds.typecode.Enumerator;
+import com.qel.dds.typecode.Kind;
+import com.qel.dds.typecode.Member;
+import com.qel.dds.typecode.TypeCode;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.List;
+import java.util.stream.Collectors;
+import java.util.stream.IntStream;
+import org.junit.Test;
+
+/** Types as Java objects. */
+public class TypeCodeTest {
+    @Test
+    public void equalTypesAreOneObject() {
+        TypeCode again = TypeCode.fromIdl(Peer.ALL.toIdl(), "units::All");
+        assertSame(Peer.ALL, again);
+        assertSame(Peer.ALL, TypeCode.create_from_native(Peer.ALL.get_native_typecode()));
+        assertNull(TypeCode.create_from_native(0));
+        assertEquals(1, IntStream.range(0, 64).parallel()
+                .mapToObj(i -> TypeCode.fromIdl("struct Race { sequence<long> ls; };", null))
+                .collect(Collectors.toSet()).size());
+    }
+
+    @Test
+    public void typesTellWhatTheyAre() {
+        TypeCode all = Peer.ALL;
+        assertEquals("units::Base", all.base().name());
+        assertTrue(all.keyed() && !all.appendable());
+        assertEquals(new Member("id", TypeCode.fromIdl("struct L { long l; };", null)
+                .member("l").type(), true), all.members().get(0));
+        assertEquals(12, all.member("tag").type().bound());
+        assertArrayEquals(new int[] {2, 2}, all.member("grid").type().dimensions());
+        assertNull(all.member("nix"));
+        TypeCode words = all.member("nested").type().content();
+        assertEquals(Kind.ALIAS, words.kind());
+        assertEquals("sequence<string>", words.resolve().toString());
+        assertEquals(List.of(new Enumerator("RED", 5), new Enumerator("GREEN", 6),
+                new Enumerator("BLUE", 2)),
+                all.member("flats").type().content().member("col").type().enumerators());
+    }
+
+    @Test
+    public void errorsSayWhere() throws java.io.IOException {
+        assertTrue(assertThrows(TypeException.class,
+                () -> TypeCode.fromIdl("struct A {\n  nix b;\n};", null)).getMessage()
+                .startsWith("idl:2:"));
+        assertTrue(assertThrows(TypeException.class,
+                () -> TypeCode.fromIdl("struct A { long b; };", "B")).getMessage().contains("B"));
+        assertThrows(TypeException.class, () -> TypeCode.fromIdl("enum E { A };", null));
+        assertThrows(TypeException.class, () -> TypeCode.fromIdl("struct A \0{};", null));
+        Path file = Files.createTempFile("units", ".idl");
+        try {
+            Files.writeString(file, "struct First { long a; }; struct Last { First f; };");
+            assertEquals("Last", TypeCode.fromIdlFile(file, null).name());
+            Files.writeString(file, "struct First { long long long a; };");
+            assertTrue(assertThrows(TypeException.class, () -> TypeCode.fromIdlFile(file, null))
+                    .getMessage().startsWith(file + ":1:"));
+        } finally {
+            Files.delete(file);
+        }
+        assertTrue(assertThrows(TypeException.class, () -> TypeCode.fromIdlFile(file, null))
+                .getMessage().contains(file.toString()));
+    }
+}

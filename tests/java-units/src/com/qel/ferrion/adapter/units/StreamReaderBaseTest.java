@@ -1,0 +1,133 @@
+package com.qel.ferrion.adapter.units;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertFalse;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.ferrion.adapter.StreamReaderListener;
+import com.qel.ferrion.adapter.infrastructure.StreamReaderBase;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.CyclicBarrier;
+import java.util.concurrent.TimeUnit;
+import java.util.concurrent.atomic.AtomicBoolean;
+import java.util.concurrent.atomic.AtomicInteger;
+import org.junit.Test;
+
+/** Signals against close: a signal after close would run through freed native memory. */
+public class StreamReaderBaseTest {
+    private static final class Reader extends StreamReaderBase {
+        Reader(StreamReaderListener listener) {
+            super(listener);
+        }
+
+        boolean tell() {
+            return signal();
+        }
+
+        /** Signals from inside of read, as a reader with more data does. */
+        @Override
+        public void read(List<Object> samples, List<Object> infos) {
+            signal();
+        }
+
+        @Override
+        public void returnLoan(List<Object> samples, List<Object> infos) {}
+    }
+
+    @Test(timeout = 60000)
+    public void noSignalIsUnderWayAfterClose() throws InterruptedException {
+        for (int round = 0; round < 300; round++) {
+            AtomicInteger inside = new AtomicInteger();
+            AtomicInteger signals = new AtomicInteger();
+            AtomicBoolean freed = new AtomicBoolean();
+            AtomicInteger late = new AtomicInteger();
+            Reader reader = new Reader(source -> {
+                inside.incrementAndGet();
+                Thread.yield();
+                late.addAndGet(freed.get() ? 1 : 0);
+                signals.incrementAndGet();
+                inside.decrementAndGet();
+            });
+            List<Thread> threads = new ArrayList<>();
+            for (int i = 0; i < 3; i++) {
+                threads.add(new Thread(() -> {
+                    while (reader.tell()) {
+                        Thread.onSpinWait();
+                    }
+                }));
+            }
+            threads.forEach(Thread::start);
+            while (signals.get() < round % 7) {
+                Thread.onSpinWait();
+            }
+            reader.close();
+            freed.set(true);
+            assertEquals(0, inside.get());
+            int count = signals.get();
+            for (Thread thread : threads) {
+                thread.join();
+            }
+            assertEquals(0, late.get());
+            assertEquals(count, signals.get());
+            assertFalse(reader.tell());
+        }
+    }
+
+    @Test(timeout = 20000)
+    public void closeFromInsideOfSignalsDoesNotWaitForItself() throws Exception {
+        CyclicBarrier bothInside = new CyclicBarrier(2);
+        CountDownLatch closedInside = new CountDownLatch(2);
+        CountDownLatch leave = new CountDownLatch(1);
+        Reader[] reader = new Reader[1];
+        reader[0] = new Reader(source -> {
+            try {
+                bothInside.await();
+                reader[0].close();
+                closedInside.countDown();
+                leave.await();
+            } catch (Exception e) {
+                throw new AssertionError(e);
+            }
+        });
+        for (int i = 0; i < 2; i++) {
+            new Thread(() -> reader[0].tell()).start();
+        }
+        closedInside.await();
+        Thread outside = new Thread(reader[0]::close);
+        outside.start();
+        outside.interrupt();
+        outside.join(200);
+        assertTrue("the signals are not out", outside.isAlive());
+        leave.countDown();
+        outside.join();
+        assertTrue("the interrupt is kept for the caller", outside.isInterrupted()
+                || !outside.isAlive());
+        assertFalse(reader[0].tell());
+    }
+
+    @Test(timeout = 20000)
+    public void signalsNestAndSurviveAThrowingListener() throws InterruptedException {
+        AtomicInteger signals = new AtomicInteger();
+        Reader[] reader = new Reader[1];
+        reader[0] = new Reader(source -> {
+            if (signals.incrementAndGet() == 1) {
+                source.getClass();
+                reader[0].read(new ArrayList<>(), new ArrayList<>());
+                throw new IllegalStateException("listener");
+            }
+        });
+        try {
+            reader[0].tell();
+            throw new AssertionError("nothing was thrown");
+        } catch (IllegalStateException expected) {
+            assertEquals(2, signals.get());
+        }
+        Thread closer = new Thread(reader[0]::close);
+        closer.start();
+        closer.join(TimeUnit.SECONDS.toMillis(10));
+        assertFalse("close hangs after a throw", closer.isAlive());
+        assertFalse(new Reader(null).tell());
+    }
+}
