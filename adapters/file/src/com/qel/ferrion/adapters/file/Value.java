@@ -31,7 +31,7 @@ final class Value {
     final SerializedString jsonName;
     /** The kind with aliases taken off. */
     final Kind kind;
-    /** The place for a scalar, an enum, a string or a sequence; null otherwise. */
+    /** The place in a sample; null for the sample itself. */
     final MemberPath place;
     /** Members of a struct by name, in their order; empty otherwise. */
     final Map<String, Value> members;
@@ -48,15 +48,14 @@ final class Value {
     private long round;
     private long lastSeen = -1;
 
-    private Value(TypeCode root, TypeCode declared, String path, int dimension) {
+    private Value(TypeCode root, TypeCode declared, String path, MemberPath place, int dimension) {
         this.root = root;
         this.type = declared.resolve();
         this.path = path;
         this.jsonName = new SerializedString(path.substring(path.lastIndexOf('.') + 1));
         this.kind = type.kind();
         this.dimension = dimension;
-        boolean composed = kind == Kind.STRUCT || kind == Kind.ARRAY;
-        this.place = composed ? null : MemberPath.of(root, path);
+        this.place = place;
         this.members = kind == Kind.STRUCT ? bindMembers() : Collections.emptyMap();
         if (kind == Kind.ARRAY) {
             this.size = type.dimensions()[dimension];
@@ -78,14 +77,15 @@ final class Value {
 
     /** Binds a whole type: a struct, or an alias of one. */
     static Value bind(TypeCode type) {
-        return new Value(type, type, "", 0);
+        return new Value(type, type, "", null, 0);
     }
 
     private Map<String, Value> bindMembers() {
         Map<String, Value> bound = new LinkedHashMap<>();
         for (Member member : type.members()) {
             String name = path.isEmpty() ? member.name() : path + "." + member.name();
-            bound.put(member.name(), new Value(root, member.type(), name, 0));
+            bound.put(member.name(), new Value(root, member.type(), name, MemberPath.of(root, name),
+                    0));
         }
         return bound;
     }
@@ -112,8 +112,8 @@ final class Value {
         }
         String name = path + "[" + index + "]";
         boolean inner = kind == Kind.ARRAY && dimension + 1 < type.dimensions().length;
-        Value bound = inner ? new Value(root, type, name, dimension + 1)
-                            : new Value(root, type.content(), name, 0);
+        Value bound = new Value(root, inner ? type : type.content(), name, place.at(index),
+                inner ? dimension + 1 : 0);
         if (index < KEPT_ELEMENTS) {
             if (index >= elements.length) {
                 int grown = Math.min(KEPT_ELEMENTS, Math.max(index + 1, 2 * elements.length));

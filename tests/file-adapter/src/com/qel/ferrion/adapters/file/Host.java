@@ -155,11 +155,12 @@ final class Host extends ExternalResource {
         return all;
     }
 
-    /** Reads when signalled, for at most ten seconds, until as many samples as wanted came. */
+    /** Reads when signalled, for at most ten seconds, until as many samples as wanted came
+     * or an error did. */
     List<DynamicData> await(StreamReader reader, int wanted) throws Exception {
         List<DynamicData> all = new ArrayList<>();
         long end = System.nanoTime() + TimeUnit.SECONDS.toNanos(10);
-        while (all.size() < wanted && System.nanoTime() < end) {
+        while (all.size() < wanted && errors.isEmpty() && System.nanoTime() < end) {
             if (signals.tryAcquire(100, TimeUnit.MILLISECONDS)) {
                 all.addAll(read(reader));
             }
