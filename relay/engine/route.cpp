@@ -55,7 +55,7 @@ Route::Outcome Route::step(CallGuard &guard)
     const Clock::time_point begin = Clock::now();
     // In this order: at no moment do both flags say that nothing is going on.
     idle_.store(false);
-    if (signalled_.exchange(false)) {
+    if (signalled_.exchange(false) && failuresInRow_ == 0) {
         lastActivity.store(nanoseconds(begin), std::memory_order_relaxed);
     }
     bool readFailed = false;
@@ -78,14 +78,16 @@ Route::Outcome Route::step(CallGuard &guard)
         setState(State::failed);
         logError("FERRYRoute_step", FERRY_LOG_TOPICROUTE_ROUTE_FAILURE_s, name().c_str());
     }
-    plan(outcome);
+    plan(outcome, lent.count > 0 && written);
+    failing_.store(error);
     idle_.store(lent.count == 0);
     return outcome;
 }
 
 /// When to read next. Errors in a row double the pause, from one period on: an adapter that always
-/// throws neither spins nor fills the log, one that recovers is back within seconds.
-void Route::plan(Outcome outcome)
+/// throws neither spins nor fills the log, one that recovers is back within seconds. A read that
+/// throws over some of its samples and delivers others (`progress`) costs one period only.
+void Route::plan(Outcome outcome, bool progress)
 {
     const Clock::time_point now = Clock::now();
     more_ = outcome == Outcome::data;
@@ -94,8 +96,8 @@ void Route::plan(Outcome outcome)
         nextDue_ = now + period_;
         return;
     }
-    const int doublings = std::min(failuresInRow_, 20);
-    failuresInRow_ = std::min(failuresInRow_ + 1, 1000);
+    const int doublings = progress ? 0 : std::min(failuresInRow_, 20);
+    failuresInRow_ = doublings + 1;
     const std::chrono::milliseconds limit = std::max(period_, maxBackoff);
     nextDue_ = now + std::min(limit, period_ * (std::int64_t{1} << doublings));
 }

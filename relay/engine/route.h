@@ -110,10 +110,11 @@ public:
     /// afterwards when the route goes out of service.
     Outcome step(CallGuard &guard);
 
-    /// The last read found nothing, and nothing has come since.
+    /// The last read found nothing, and nothing has come since (signals of a reader that only fails
+    /// count for nothing).
     bool idle() const
     {
-        return idle_.load() && !signalled_.load();
+        return idle_.load() && (!signalled_.load() || failing_.load());
     }
     /// Counts what is pending as lost: its thread has been given up.
     void loseLoan();
@@ -143,7 +144,7 @@ private:
                     std::int32_t count);
     void returnLoan(CallGuard &guard, const Loan &loan, bool &failed);
     void failed(const Endpoint &endpoint, RepeatFilter &filter, const char *operation);
-    void plan(Outcome outcome);
+    void plan(Outcome outcome, bool progress);
 
     const RouteSettings &settings_;
     const std::chrono::milliseconds period_;
@@ -153,6 +154,7 @@ private:
     std::atomic<State> state_{State::closed};
     std::atomic<bool> signalled_{false};
     std::atomic<bool> idle_{false};
+    std::atomic<bool> failing_{false};
 
     // Session thread only.
     CallEnvironment environment_;

@@ -26,11 +26,11 @@ Exit codes:
 Paths in a configuration file start from the file's own directory, in which ferry runs.
 Results go to standard output, the log to standard error.)";
 
-void addRun(CLI::App &app, CommandLine &line, bool &quiet, bool &verbose)
+void addRun(CLI::App &app, CommandLine &line, std::string &idle, bool &quiet, bool &verbose)
 {
     CLI::App *run = app.add_subcommand("run", "Run the routes of a configuration file");
     run->add_option("FILE", line.file, "Configuration file (YAML)")->required();
-    run->add_flag("--until-idle{1}", line.untilIdle,
+    run->add_flag("--until-idle{1}", idle,
                   "End when every input has been empty for SECONDS (1 when not said): "
                   "--until-idle=SECONDS");
     run->add_option("--drain-seconds", line.drain,
@@ -55,29 +55,39 @@ void addCheck(CLI::App &app, CommandLine &line, bool &verbose)
     check->add_flag("-v,--verbose", verbose, "Log everything");
 }
 
+/// A flag's own text, because the library takes the values of flags for whole numbers.
+double seconds(const std::string &text)
+{
+    if (text.empty()) {
+        return -1;
+    }
+    double value = 0;
+    if (!CLI::detail::lexical_cast(text, value) || !(value > 0 && value <= 86400)) {
+        throw CLI::ValidationError("--until-idle", "takes a number of seconds up to 86400");
+    }
+    return value;
+}
+
 } // namespace
 
 std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
 {
     CommandLine line;
+    std::string idle;
     bool quiet = false;
     bool verbose = false;
     CLI::App app("Relays samples between adapters, as a configuration file says.", "ferry");
     app.set_version_flag("--version", std::string("ferry ") + FERRY_VERSION);
     app.footer(footer);
     app.require_subcommand(1);
-    addRun(app, line, quiet, verbose);
+    addRun(app, line, idle, quiet, verbose);
     addCheck(app, line, verbose);
     CLI::App *doctor = app.add_subcommand(
         "doctor", "Tell which Java VM, libraries and jars were found and what is missing");
     doctor->add_option("--java-home", line.javaHome, "Java installation to use");
     try {
         app.parse(argc, argv);
-        if (app.get_subcommand("run")->count("--until-idle") == 0) {
-            line.untilIdle = -1;
-        } else if (!(line.untilIdle > 0 && line.untilIdle <= 86400)) {
-            throw CLI::ValidationError("--until-idle", "takes a number of seconds up to 86400");
-        }
+        line.untilIdle = seconds(idle);
         line.verbosity = quiet     ? Verbosity::quiet
                          : verbose ? Verbosity::verbose
                                    : Verbosity::normal;

@@ -112,14 +112,8 @@ TEST_F(RelayTest, NeitherSpinsNorFloodsTheLogWhenAReaderAlwaysThrows)
         const auto listener = script.stream("in").listener;
         listener.onDataAvailable(nullptr, listener.listenerData);
     };
-    std::thread stopper([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-        supervisor().requestStop();
-    });
-    supervisor();
-    EXPECT_EQ(supervisor().run(), exitOk);
-    stopper.join();
-    // Pauses of 10, 20, 40, ... ms.
+    EXPECT_EQ(runUntilIdle(500), exitErrors);
+    // Pauses of 10, 20, 40, ... ms; and a reader that only fails counts as idle.
     EXPECT_LE(script.stream("in").readCalls, 7);
     EXPECT_GE(script.stream("in").readCalls, 4);
     std::size_t lines = 0;
@@ -127,6 +121,18 @@ TEST_F(RelayTest, NeitherSpinsNorFloodsTheLogWhenAReaderAlwaysThrows)
         ++lines;
     }
     EXPECT_EQ(lines, 1U) << log;
+}
+
+TEST_F(RelayTest, KeepsUpWithAReaderThatThrowsOverSomeOfItsSamples)
+{
+    addRoute("r", "a/in", {"b/x"});
+    for (int i = 0; i < 20; ++i) {
+        script.stream("in").reads.push_back({{i}, "a bad line"});
+    }
+    const auto begin = Clock::now();
+    EXPECT_EQ(runUntilIdle(), exitErrors);
+    EXPECT_EQ(script.stream("x").writes.size(), 20U);
+    EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(1000));
 }
 
 TEST_F(RelayTest, ReadsOnSignalsAlsoOnesOutOfAConstructor)

@@ -1,0 +1,206 @@
+#!/usr/bin/env python3
+"""Runs ferry as a user would. Usage: ferry_test.py FERRY EXAMPLES TEST_CLASSES [unittest arguments]"""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+FERRY, EXAMPLES, CLASSES = (str(pathlib.Path(path).resolve()) for path in sys.argv[1:4])
+
+METHODS = ["constructor", "getVersion", "createConnection", "toString", "createSession",
+           "createStreamReader", "createStreamWriter", "read", "returnLoan", "write",
+           "deleteStreamReader", "deleteStreamWriter", "deleteSession", "deleteConnection",
+           "finalize"]
+
+RELAY = """
+types:
+  - idl: |
+      struct Tick {{ long long n; }};
+java: {{class_path: [{classes}]}}
+adapters:
+  files: {{class: com.qel.ferrion.adapters.file.FileAdapter}}
+  good: {{class: com.qel.ferrion.test.relay.TroubleAdapter}}
+  bad:
+    class: com.qel.ferrion.test.relay.TroubleAdapter
+    properties: {{at: {at}, kind: {kind}}}
+connections:
+  out: {{adapter: files, properties: {{directory: out}}}}
+  good: {{adapter: good, properties: {{count: "{count}"}}}}
+  bad: {{adapter: bad, properties: {{count: "4"}}}}
+sessions:
+  main: {{period: 20ms}}
+  other: {{period: 20ms}}
+routes:
+  good:
+    session: main
+    type: Tick
+    input: {{connection: good, stream: ticks}}
+    outputs: [{{connection: out, stream: good.jsonl, properties: {{mode: overwrite}}}}]
+  bad:
+    session: other
+    type: Tick
+    input: {{connection: bad, stream: ticks}}
+    outputs:
+      - {{connection: bad, stream: ticks}}
+      - {{connection: out, stream: bad.jsonl, properties: {{mode: overwrite}}}}
+"""
+
+
+class FerryTest(unittest.TestCase):
+    def setUp(self):
+        self.directory = pathlib.Path(tempfile.mkdtemp(prefix="ferry_test_"))
+        self.addCleanup(shutil.rmtree, self.directory)
+
+    def ferry(self, *arguments, code, environment=None, cwd=None):
+        result = subprocess.run([FERRY, *map(str, arguments)], capture_output=True, text=True,
+                                timeout=60, cwd=cwd, env={**os.environ, **(environment or {})})
+        self.assertEqual(result.returncode, code, result.stdout + result.stderr)
+        return result
+
+    def relay(self, at="nowhere", kind="throw", count=1000):
+        path = self.directory / "relay.yaml"
+        path.write_text(RELAY.format(classes=CLASSES, at=at, kind=kind, count=count))
+        return path
+
+    def numbers(self, name):
+        with open(self.directory / "out" / name, encoding="utf-8") as lines:
+            return [json.loads(line)["n"] for line in lines]
+
+    def test_needs_no_java_to_talk(self):
+        nowhere = {"JAVA_HOME": "/nowhere", "PATH": "/nowhere"}
+        self.assertIn("Exit codes:", self.ferry("--help", code=0, environment=nowhere).stdout)
+        self.assertRegex(self.ferry("--version", code=0, environment=nowhere).stdout,
+                         r"^ferry \d+\.\d+\.\d+\n$")
+        self.assertIn("JAVA_HOME names /nowhere",
+                      self.ferry("doctor", code=1, environment=nowhere).stdout)
+        for wrong in [[], ["fly"], ["run"], ["run", "x", "--until-idle=0"],
+                      ["run", "x", "--until-idle=soon"], ["run", "x", "-q", "-v"]]:
+            self.ferry(*wrong, code=2, environment=nowhere)
+        broken = self.directory / "broken.yaml"
+        broken.write_text("adaptors: {}\n")
+        text = self.ferry("run", broken, code=2, environment=nowhere).stderr
+        self.assertEqual(text, f'{broken}:1:1: unknown key "adaptors"; did you mean "adapters"?\n'
+                               f"ferry:error parsing configuration file '{broken}'\n")
+        text = self.ferry("run", self.relay(), code=3, environment=nowhere).stderr
+        self.assertIn("JAVA_HOME names /nowhere", text)
+        self.assertIn("openjdk-17-jre-headless", text)
+
+    def test_doctor_is_content(self):
+        self.assertIn("everything is there", self.ferry("doctor", code=0).stdout)
+
+    def test_quickstart_there_and_back(self):
+        shutil.copytree(EXAMPLES, self.directory, dirs_exist_ok=True,
+                        ignore=shutil.ignore_patterns("out"))
+        # From elsewhere, with an environment that would spoil text and class path.
+        spoilt = {"LC_ALL": "C", "CLASSPATH": "/nowhere.jar"}
+        for name, verify in [("weather", []), ("and-back", ["--back"])]:
+            result = self.ferry("run", self.directory / f"{name}.yaml", "--until-idle=0.3", "-q",
+                                code=0, environment=spoilt, cwd="/")
+            self.assertRegex(result.stdout,
+                             r"^\w+: 5040 read, 5040 written, 0 errors, \d+ samples/s\n$")
+            self.assertEqual(result.stderr, "")
+            subprocess.run([sys.executable, self.directory / "verify.py", *verify], check=True,
+                           stdout=subprocess.DEVNULL)
+
+    def test_check_leaves_no_trace(self):
+        shutil.copytree(EXAMPLES, self.directory, dirs_exist_ok=True,
+                        ignore=shutil.ignore_patterns("out"))
+        output = self.directory / "out" / "observations.jsonl"
+        output.parent.mkdir()
+        output.write_text("precious\n")
+        text = self.ferry("check", self.directory / "weather.yaml", code=0).stdout
+        self.assertIn("ok    route observations: type weather::Observation", text)
+        self.assertIn("input stream in/observations.csv: announced", text)
+        self.assertEqual(output.read_text(), "precious\n")
+
+    def test_adapter_that_throws_everywhere_costs_its_own_route_only(self):
+        for method in METHODS:
+            with self.subTest(method=method):
+                result = self.ferry("run", self.relay(at=method), "--until-idle=0.2", code=1)
+                self.assertIn("trouble in " + method, result.stderr)
+                self.assertRegex(result.stderr, "ERROR .*adapter 'bad' error: ")
+                self.assertIn("good: 1000 read, 1000 written, 0 errors", result.stdout)
+                self.assertEqual(self.numbers("good.jsonl"), list(range(1000)))
+        # A failed write of one output is no loss for the other.
+        self.ferry("run", self.relay(at="write"), "--until-idle=0.5", code=1)
+        self.assertGreater(len(self.numbers("bad.jsonl")), 1)
+
+    def test_log_file_gets_traces_too(self):
+        path = self.relay(at="createSession")
+        path.write_text(path.read_text() + "log: {file: ferry.log, level: warning}\n")
+        self.assertEqual(self.ferry("run", path, "--until-idle=0.2", code=1).stderr, "")
+        text = (self.directory / "ferry.log").read_text()
+        self.assertIn("\tat com.qel.ferrion.test.relay.TroubleAdapter", text)
+        self.assertRegex(text, r"(?m)^\d{4}-\d\d-\d\dT[\d:.]+Z ERROR FERRYJNISession_new:!exception$")
+
+    def start(self, path, *arguments):
+        # A signal's default must not depend on how this test was started.
+        process = subprocess.Popen([FERRY, "run", path, *arguments], stdout=subprocess.PIPE,
+                                   stderr=subprocess.PIPE, text=True)
+        self.addCleanup(process.stdout.close)
+        self.addCleanup(process.stderr.close)
+        line = process.stderr.readline()
+        while line and "Service started OK" not in line:
+            line = process.stderr.readline()
+        return process
+
+    def test_a_signal_stops_in_order(self):
+        for number in [signal.SIGTERM, signal.SIGINT, signal.SIGHUP]:
+            process = self.start(self.relay(count=10 ** 9))
+            time.sleep(0.7)
+            process.send_signal(number)
+            output, _ = process.communicate(timeout=20)
+            self.assertEqual(process.returncode, 0)
+            read, written = map(int, re.search(r"good: (\d+) read, (\d+) written", output).groups())
+            self.assertEqual(read, written)
+            self.assertGreater(read, 100)
+            self.assertEqual(self.numbers("good.jsonl"), list(range(read)))
+
+    def test_an_adapter_that_hangs_does_not_hold_up_the_end(self):
+        for method in ["read", "write", "deleteConnection"]:
+            process = self.start(self.relay(at=method, kind="hang"), "--drain-seconds=0.5")
+            time.sleep(0.7)
+            begin = time.monotonic()
+            process.terminate()
+            output, log = process.communicate(timeout=20)
+            self.assertLess(time.monotonic() - begin, 3.5)
+            self.assertEqual(process.returncode, 4, log)
+            self.assertRegex(log, r"\[bad\] hangs in (read|write)"
+                             if method != "deleteConnection"
+                             else "delete of connection bad does not come back")
+            self.assertIn("good: 1000 read, 1000 written", output)
+            self.assertEqual(self.numbers("good.jsonl"), list(range(1000)))
+
+    def test_a_second_signal_ends_at_once(self):
+        process = self.start(self.relay(at="read", kind="hang"), "--drain-seconds=30")
+        process.terminate()
+        time.sleep(0.3)
+        process.terminate()
+        process.communicate(timeout=5)
+        self.assertEqual(process.returncode, 143)
+
+    def test_leftover_threads_and_exits_from_within(self):
+        result = self.ferry("run", self.relay(kind="thread"), "--until-idle=0.2",
+                            "--drain-seconds=0.5", code=0)
+        self.assertIn("an adapter has left a thread running", result.stderr)
+        result = self.ferry("run", self.relay(at="read", kind="exit"), "--until-idle=0.2", code=1)
+        self.assertIn("ended from within the Java VM", result.stderr)
+
+    def test_vm_options_that_the_vm_refuses(self):
+        path = self.relay()
+        for option, code in [("-XX:NoSuchThing", 3), ("-Xmx900t", 1)]:
+            path = self.relay()
+            path.write_text(path.read_text().replace("java: {", f"java: {{options: ['{option}'], "))
+            self.ferry("run", path, "--until-idle=0.2", code=code)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=[sys.argv[0], *sys.argv[4:]])
