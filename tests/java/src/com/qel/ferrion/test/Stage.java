@@ -1,0 +1,115 @@
+package com.qel.ferrion.test;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.subscription.SampleInfo;
+import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.adapter.StreamReader;
+import com.qel.ferrion.adapter.StreamReaderListener;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.adapter.infrastructure.TypeInfo;
+import java.util.ArrayList;
+import java.util.HashMap;
+import java.util.IdentityHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.Properties;
+import java.util.TreeMap;
+import java.util.stream.Collectors;
+
+/**
+ * Where the scripted objects find what to do and tell what was done to them. The native side of the
+ * tests sets the script and owns the transcript, in which calls and log lines stand in their order.
+ */
+public final class Stage {
+    private static final Map<String, String> ACTIONS = new HashMap<>();
+    private static final Map<Object, String> NAMES = new IdentityHashMap<>();
+    private static final Map<String, Integer> COUNTS = new HashMap<>();
+    /** Every listener given to an adapter and every reader made, in their order. */
+    private static final List<StreamReaderListener> LISTENERS = new ArrayList<>();
+    private static final List<StreamReader> READERS = new ArrayList<>();
+
+    private Stage() {}
+
+    /** Appends a line to the transcript; registered by the native side. */
+    private static native void record(String line);
+
+    /** Sets what {@code method} does from now on; an empty action is the ordinary one. */
+    public static synchronized void play(String method, String action) {
+        ACTIONS.put(method, action);
+    }
+
+    /** Forgets the script. */
+    public static synchronized void quiet() {
+        ACTIONS.clear();
+    }
+
+    /** Forgets everything: names count from 1 again. */
+    public static synchronized void reset() {
+        List.of(ACTIONS, NAMES, COUNTS).forEach(Map::clear);
+        List.of(LISTENERS, READERS).forEach(List::clear);
+    }
+
+    /** Signals listener {@code listener} in the name of reader {@code reader}, on a Java thread. */
+    public static void signal(int listener, int reader) throws InterruptedException {
+        Thread thread = new Thread(
+                () -> LISTENERS.get(listener).onDataAvailable(READERS.get(reader)), "signaller");
+        thread.start();
+        thread.join();
+    }
+
+    /** Takes note of a call and acts: throws if the script says so, else returns its action. */
+    static synchronized String enter(String method, Object... arguments) {
+        List<String> texts = new ArrayList<>();
+        for (Object argument : arguments) {
+            texts.add(text(argument));
+            if (argument instanceof StreamReaderListener listener) {
+                LISTENERS.add(listener);
+            }
+        }
+        String thread = Thread.currentThread().getName();
+        record(method + "(" + String.join(", ", texts) + ")"
+                + (thread.equals("main") ? "" : " on " + thread));
+        String action = ACTIONS.getOrDefault(method.substring(method.indexOf('.') + 1), "");
+        if (action.startsWith("throw")) {
+            throw new IllegalStateException(action.length() > 6 ? action.substring(6) : null);
+        }
+        return action;
+    }
+
+    static synchronized void made(StreamReader reader) {
+        READERS.add(reader);
+    }
+
+    /** The same object has the same name: its kind and its number among those seen. */
+    static synchronized String name(String kind, Object object) {
+        return NAMES.computeIfAbsent(object, o -> kind + COUNTS.merge(kind, 1, Integer::sum));
+    }
+
+    private static String text(Object value) {
+        if (value instanceof Properties properties) {
+            return new TreeMap<>(properties).toString();
+        } else if (value instanceof String string) {
+            return '"' + string + '"';
+        } else if (value instanceof StreamInfo stream) {
+            TypeInfo type = stream.getTypeInfo();
+            Object representation = type != null ? type.getTypeRepresentation() : null;
+            return stream.getStreamName() + ":" + (type != null ? type.getTypeName() : "untyped")
+                    + (representation instanceof TypeCode ? ":TypeCode" : ":" + representation)
+                    + (stream.isDisposed() ? ":disposed" : "");
+        } else if (value instanceof List<?> list) {
+            // All elements of a short list, size and ends of a long one.
+            return name("list", list) + (list.size() <= 4
+                    ? list.stream().map(Stage::text).collect(Collectors.joining(" ", "[", "]"))
+                    : "[" + list.size() + ": " + text(list.get(0)) + ".."
+                            + text(list.get(list.size() - 1)) + "]");
+        } else if (value instanceof DynamicData sample) {
+            boolean odd = sample.type().member("id") == null;
+            return name("d", sample) + (odd ? " odd" : "#" + sample.getInt("id"));
+        } else if (value instanceof SampleInfo info) {
+            return name("i", info) + "#" + info.instance_state;
+        } else if (value instanceof StreamReaderListener listener) {
+            return name("listener", listener);
+        }
+        return String.valueOf(value);
+    }
+}
