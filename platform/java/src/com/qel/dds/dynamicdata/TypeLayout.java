@@ -217,28 +217,13 @@ final class TypeLayout {
 
     /** Where {@code count} values end of which each takes the bytes of a default one. */
     long skipDefaults(long position, long count) {
-        if (isScalar()) {
-            return count == 0 ? position : align(position, scalarSize) + count * scalarSize;
+        if (count == 0) {
+            return position;
         }
-        long end = position;
-        long left = count;
-        // The residue decides the step; after as many steps as there are residues they repeat.
-        for (int i = 0; i < RESIDUES && left > 0; i++, left--) {
-            end += defaultSize(end);
-        }
-        if (left > 0) {
-            long period = 0;
-            int steps = 0;
-            do {
-                period += defaultSize(end + period);
-                steps++;
-            } while ((period & MASK) != 0);
-            end += period * (left / steps);
-            for (left %= steps; left > 0; left--) {
-                end += defaultSize(end);
-            }
-        }
-        return end;
+        // The first ends at the same residue of the greatest alignment wherever it started, so the
+        // following ones all take as many bytes as the second.
+        long second = position + defaultSize(position);
+        return second + (count - 1) * defaultSize(second);
     }
 
     private boolean isFixed() {

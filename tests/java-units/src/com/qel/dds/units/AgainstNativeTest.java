@@ -2,11 +2,13 @@ package com.qel.dds.units;
 
 import static org.junit.Assert.assertArrayEquals;
 import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertThrows;
 import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.dynamicdata.DynamicDataHelper;
+import com.qel.dds.typecode.TypeCode;
 import java.util.Arrays;
 import java.util.Random;
 import org.junit.Test;
@@ -119,5 +121,32 @@ public class AgainstNativeTest {
             }
         }
         assertTrue("malformed ones were met: " + said, said > 300);
+    }
+
+    /** What an earlier, longer sample left in the buffer is not read as part of a shorter one. */
+    @Test
+    public void accessesStopAtTheEndOfTheSample() {
+        DynamicData java = new DynamicData(Peer.ALL, null);
+        try (Peer peer = new Peer(Peer.ALL)) {
+            for (int size = 0; size < GOOD.length; size++) {
+                peer.loan(GOOD);
+                DynamicDataHelper.pull_from_nativeI(java, peer.address);
+                java.getInt("end");
+                peer.loan(Arrays.copyOf(GOOD, size));
+                DynamicDataHelper.pull_from_nativeI(java, peer.address);
+                assertThrows(TypeException.class, () -> java.getInt("end"));
+                if (size < Integer.BYTES) {
+                    assertThrows(TypeException.class, () -> java.getInt("id"));
+                }
+                java.toString();
+            }
+        }
+        TypeCode octets = TypeCode.fromIdl("struct Octets { sequence<octet> o; };", null);
+        DynamicData lying = new DynamicData(octets, null);
+        try (Peer peer = new Peer(octets)) {
+            peer.loan(new byte[] {2, 0, 0, 0, 1});
+            DynamicDataHelper.pull_from_nativeI(lying, peer.address);
+            assertThrows(TypeException.class, () -> lying.getLength("o"));
+        }
     }
 }

@@ -139,6 +139,44 @@ public class DynamicDataTest {
     }
 
     @Test
+    public void boundsHoldForBytesFromOutside() {
+        TypeCode type = TypeCode.fromIdl("struct B { string<3> s; sequence<octet, 2> o; };", null);
+        DynamicData bounded = new DynamicData(type, null);
+        bounded.fromCdr(new byte[] {4, 0, 0, 0, 'a', 'b', 'c', 0, 2, 0, 0, 0, 1, 2});
+        assertEquals("abc", bounded.getString("s"));
+        for (byte[] bytes : new byte[][] {
+            {5, 0, 0, 0, 'a', 'b', 'c', 'd', 0, 0, 0, 0, 0, 0, 0, 0},
+            {1, 0, 0, 0, 0, 0, 0, 0, 3, 0, 0, 0, 1, 2, 3}}) {
+            assertTrue(assertThrows(TypeException.class, () -> bounded.fromCdr(bytes)).getMessage()
+                    .contains("bound"));
+        }
+    }
+
+    /** Another sequence of the same type comes to lie where one was whose elements are known. */
+    @Test
+    public void positionsAreForgottenWhenThingsMove() {
+        data.setLength("ds", 8);
+        data.setLength("nested", 2);
+        for (String words : new String[] {"nested[0]", "nested[1]"}) {
+            data.setLength(words, 3);
+            data.setString(words + "[1]", words);
+        }
+        // From the first words to the second it is as far as seven doubles are long.
+        data.setString("nested[0][0]", "0123456789012345678901");
+        DynamicData other = new DynamicData(Peer.ALL, null);
+        other.copyFrom(data);
+        data.setString("nested[1][2]", "last");
+        assertEquals("", data.getString("nested[0][2]"));
+        data.setLength("ds", 1);
+        assertEquals("last", data.getString("nested[1][2]"));
+        other.getString("nested[1][2]");
+        data.setLength("ds", 8);
+        data.setString("nested[1][0]", "longer than before");
+        other.fromCdr(data.toCdr());
+        assertEquals("last", other.getString("nested[1][2]"));
+    }
+
+    @Test
     public void samplesCompareByTypeAndContent() {
         DynamicDataTypeSupport support = new DynamicDataTypeSupport(Peer.ALL, null);
         DynamicData other = support.create_data();
