@@ -33,7 +33,10 @@ public:
             size_t length = 0;
             const DDS_ReturnCode_t code =
                 DDS_DynamicData_get_string(sample_.get(), name, &text, &length);
-            return code == DDS_RETCODE_OK && std::string(text).size() <= length;
+            if (code == DDS_RETCODE_OK) {
+                EXPECT_LE(std::strlen(text), length) << name;
+            }
+            return code == DDS_RETCODE_OK;
         }
         default:
             return probeScalar(name);
@@ -240,6 +243,17 @@ TEST(Malformed, ErrorsNameTheValueAndThePlace)
             DDS_RETCODE_ERROR);
         EXPECT_STREQ(error.text, test.what);
     }
+}
+
+TEST(Malformed, AnUncheckedBooleanOrTextIsAnErrorWhenItIsRead)
+{
+    const Sample sample = makeSample(typeFromIdl("struct S { boolean b; string s; };", "S"));
+    const uint8_t bytes[] = {2, 0, 0, 0, 1, 0, 0, 0, 'x'};
+    std::memcpy(DDS_DynamicData_loan_cdr(sample.get(), sizeof bytes), bytes, sizeof bytes);
+    int32_t value = 0;
+    EXPECT_EQ(DDS_DynamicData_get_boolean(sample.get(), "b", &value), DDS_RETCODE_ERROR);
+    EXPECT_EQ(getString(sample, "s"), "error 1");
+    EXPECT_EQ(setString(sample, "s", "abc"), DDS_RETCODE_ERROR);
 }
 
 // Samples that are equal have equal bytes, whatever the sender left in the padding.

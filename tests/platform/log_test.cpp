@@ -1,11 +1,12 @@
 // The logger: what a line looks like, and that lines of threads do not mix.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <map>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -35,46 +36,43 @@ private:
     }
 };
 
-// Standard error of the process, collected in a file while the object lives.
+// Standard error of the process while the object lives: a pipe, which takes a long line in parts.
 class StandardError {
 public:
     StandardError() : saved_(dup(2))
     {
-        std::FILE *file = std::tmpfile();
-        dup2(fileno(file), 2);
-        fcntl(2, F_SETFL, O_APPEND);
-        file_ = file;
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(pipe(ends), 0);
+        dup2(ends[1], 2);
+        close(ends[1]);
+        reader_ = std::thread([this, end = ends[0]] {
+            char block[4096];
+            for (ssize_t count = 1; (count = read(end, block, sizeof block)) > 0;) {
+                text_.append(block, static_cast<size_t>(count));
+            }
+            close(end);
+        });
     }
 
     ~StandardError()
     {
-        restore();
+        text();
     }
 
-    std::string text()
+    const std::string &text()
     {
-        restore();
-        std::string result;
-        std::rewind(file_);
-        for (int c = std::fgetc(file_); c != EOF; c = std::fgetc(file_)) {
-            result += static_cast<char>(c);
+        if (reader_.joinable()) {
+            dup2(saved_, 2); // closes the pipe's last writer
+            close(saved_);
+            reader_.join();
         }
-        std::fclose(file_);
-        return result;
+        return text_;
     }
 
 private:
-    void restore()
-    {
-        if (saved_ >= 0) {
-            dup2(saved_, 2);
-            close(saved_);
-            saved_ = -1;
-        }
-    }
-
     int saved_;
-    std::FILE *file_;
+    std::string text_;
+    std::thread reader_;
 };
 
 TEST(Log, RendersEachMessageAsOneLine)
@@ -158,7 +156,7 @@ TEST(Log, LeavesASinkBeforeItIsReplaced)
     }
     const QELLogSink sink = [](void *data, const char *, size_t) {
         auto *self = static_cast<Sink *>(data);
-        std::this_thread::yield();
+        std::this_thread::sleep_for(std::chrono::microseconds(100));
         *lateLines += self->alive ? 0 : 1;
         ++self->lines;
     };

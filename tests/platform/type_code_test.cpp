@@ -121,6 +121,26 @@ TEST(TypeCode, RefusesWhatBreaksARule)
     }
     EXPECT_EQ(deep, nullptr);
     EXPECT_STREQ(error.text, "sequence: nested deeper than 64 levels");
+    const DDS_TypeCode *derived = plain;
+    for (int i = 0; i < 100 && derived != nullptr; ++i) {
+        const std::string member = "m" + std::to_string(i);
+        derived = partsWith([&](Parts &p) { p.base = derived, p.member = member.c_str(); }).make();
+    }
+    EXPECT_EQ(derived, nullptr);
+}
+
+// Of a struct that has keys itself, only these are part of the key.
+TEST(TypeCode, TakesAStructAsKeyByItsKeys)
+{
+    const std::string keyed = "struct K { @key long id; sequence<long> rest; };";
+    const std::string plain = "struct K { long id; sequence<long> rest; };";
+    const std::string user = " struct S { @key K k[2]; };";
+    EXPECT_EQ(DDS_TypeCode_is_keyed(typeFromIdl((keyed + user).c_str(), "S")), 1);
+    DDS_TypeLibrary *library = DDS_TypeLibrary_new();
+    DDS_ErrorText error{};
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_text(library, (plain + user).c_str(), "x", &error), 0);
+    EXPECT_STREQ(error.text, "x:1:45: S.k: a sequence cannot be part of a key");
+    DDS_TypeLibrary_delete(library);
 }
 
 TEST(TypeCode, IsInternedByManyThreadsAtOnce)
