@@ -181,6 +181,7 @@ class FerryTest(unittest.TestCase):
 
     def test_a_second_signal_ends_at_once(self):
         process = self.start(self.relay(at="read", kind="hang"), "--drain-seconds=30")
+        time.sleep(0.7)
         process.terminate()
         time.sleep(0.3)
         process.terminate()
