@@ -1,0 +1,167 @@
+// The member cache, held against a list of its own: what is looked up, in which order, where it is
+// kept, what each failure says, and that nothing is left behind.
+#include <gtest/gtest.h>
+
+#include "JNIGlobal.h"
+#include "ferryjni/log.h"
+#include "harness.h"
+
+using namespace bridge;
+
+namespace {
+
+enum Kind { Class, Method, StaticMethod, Field, StaticField, Object };
+
+struct Member {
+    int position;
+    Kind kind;
+    const char *type;
+    std::string name;
+    std::string signature;
+    const char *missing;
+    const char *noGlobalRef;
+    bool described;
+};
+
+const std::vector<Member> members = {
+#define MEMBER(...) Member{__VA_ARGS__},
+#include "members.inc"
+#undef MEMBER
+};
+
+const std::string context = "\nFERRYJNIGlobal_new:!";
+
+class Members : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        global = startVm();
+        ASSERT_NE(global, nullptr);
+        ASSERT_EQ(members.size(), 78U);
+        FERRYLog_setBitmaps(0xFFFFF, 0x1);
+        env = FERRYJNIGlobal_getEnv(global);
+    }
+    static FERRYJNIGlobal *resolve()
+    {
+        const StringList none = {};
+        return FERRYJNIGlobal_new(&none, &none, 0x1, FERRYJNI_DESTROY_NEVER);
+    }
+    FERRYJNIGlobal *global = nullptr;
+    JNIEnv *env = nullptr;
+};
+
+TEST_F(Members, EachStandsAtItsPosition)
+{
+    void **slots = reinterpret_cast<void **>(reinterpret_cast<char *>(global) + 16);
+    jclass type = nullptr;
+    jfieldID field = nullptr;
+    for (const Member &member : members) {
+        SCOPED_TRACE(std::string(member.type) + " " + member.name);
+        void *slot = slots[member.position - 1];
+        const char *name = member.name.c_str();
+        const char *signature = member.signature.c_str();
+        switch (member.kind) {
+        case Class:
+            type = env->FindClass(member.type);
+            EXPECT_TRUE(env->IsSameObject(static_cast<jobject>(slot), type));
+            EXPECT_EQ(env->GetObjectRefType(static_cast<jobject>(slot)), JNIGlobalRefType);
+            break;
+        case Method:
+            EXPECT_EQ(slot, env->GetMethodID(type, name, signature));
+            break;
+        case StaticMethod:
+            EXPECT_EQ(slot, env->GetStaticMethodID(type, name, signature));
+            break;
+        case Field:
+            EXPECT_EQ(slot, env->GetFieldID(type, name, signature));
+            break;
+        case StaticField:
+            field = env->GetStaticFieldID(type, name, signature);
+            EXPECT_EQ(slot, field);
+            break;
+        case Object:
+            EXPECT_TRUE(env->IsSameObject(static_cast<jobject>(slot),
+                                          env->GetStaticObjectField(type, field)));
+            break;
+        }
+    }
+}
+
+TEST_F(Members, AFailureAtAnyStepSaysWhichAndLeavesNothingBehind)
+{
+    const size_t references = jni.globals.size();
+    const int64_t blocks = heapBlocks();
+    for (size_t step = 1; step <= members.size(); ++step) {
+        const Member &member = members[step - 1];
+        SCOPED_TRACE(step);
+        jni.lookups.clear();
+        // A null field is no exception.
+        jni.fail(anyLookup, static_cast<int>(step),
+                 member.kind == Object ? JniDouble::returns : JniDouble::throws);
+        EXPECT_EQ(resolve(), nullptr);
+        EXPECT_EQ(transcript(),
+                  (member.described ? "\n(described)" : "") + context + member.missing);
+        EXPECT_EQ(jni.lookups.back(),
+                  member.type +
+                      (member.name.empty() ? "" : " " + member.name + " " + member.signature));
+        EXPECT_EQ(jni.lookups.size(), step);
+        EXPECT_EQ(env->ExceptionCheck(), JNI_FALSE);
+        EXPECT_EQ(jni.globals.size(), references);
+        EXPECT_EQ(heapBlocks(), blocks);
+    }
+}
+
+TEST_F(Members, AGlobalReferenceThatCannotBeMadeSaysWhichOne)
+{
+    const size_t references = jni.globals.size();
+    int nth = 0;
+    for (const Member &member : members) {
+        if (member.noGlobalRef == nullptr) {
+            continue;
+        }
+        SCOPED_TRACE(member.type);
+        jni.fail("NewGlobalRef", ++nth, "returns");
+        FERRYJNIGlobal *resolved = resolve();
+        const std::string twice =
+            "\nFERRYJNICommon_newGlobalRef:!create global reference"
+            "\nJNICommon_newGlobalRefReplacingLocalRef:!create global reference";
+        // This one alone goes unnoticed; its connections then have no discovery.
+        const bool goesOn = strcmp(member.type, "com/qel/ferrion/adapter/DiscoveryConnection") == 0;
+        EXPECT_EQ(transcript(), goesOn ? twice : twice + context + member.noGlobalRef);
+        EXPECT_EQ(resolved != nullptr, goesOn);
+        if (resolved != nullptr) {
+            EXPECT_NE(resolved->discoveryConnectionGetOutputStreamDiscoveryReader, nullptr);
+            Host host(resolved);
+            host.given("connection");
+            host.execute("> get_pub");
+            EXPECT_EQ(transcript(), "\n> get_pub\n< null");
+            host.deleteAll();
+            transcript();
+            FERRYJNIGlobal_destroy(resolved);
+            // The adapter's class and its connection stay.
+            EXPECT_EQ(jni.globals.size(), references + 2);
+            jni.globals.resize(references);
+        }
+        EXPECT_EQ(jni.globals.size(), references);
+    }
+    EXPECT_EQ(nth, 23);
+}
+
+TEST_F(Members, AreReleasedInTheDocumentedOrder)
+{
+    // Positions in the record.
+    const std::vector<int> order = {1,  5,  10, 12, 21, 24, 26, 28, 33, 37, 44, 47,
+                                    50, 54, 57, 60, 63, 53, 56, 66, 68, 73, 77};
+    FERRYJNIGlobal *other = resolve();
+    ASSERT_NE(other, nullptr);
+    std::vector<jobject> expected;
+    for (const int position : order) {
+        expected.push_back(
+            reinterpret_cast<jobject *>(reinterpret_cast<char *>(other) + 16)[position - 1]);
+    }
+    jni.deleted.clear();
+    FERRYJNIGlobal_destroy(other);
+    EXPECT_EQ(jni.deleted, expected);
+}
+
+} // namespace

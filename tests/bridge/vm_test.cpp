@@ -1,0 +1,204 @@
+// Starting, adopting and ending the Java VM. One process a test, as a process has one VM in its
+// life.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "ferryjni/log.h"
+#include "harness.h"
+#include "qddscore/log.h"
+
+using namespace bridge;
+
+namespace {
+
+const StringList classPath = {BRIDGE_ADAPTER_JAR, BRIDGE_BINDING_JAR, BRIDGE_TEST_JAR};
+
+class Vm : public testing::TestWithParam<int32_t> {
+protected:
+    void SetUp() override
+    {
+        QELLog_setSink([](void *, const char *line, size_t) { note(line); }, nullptr);
+        addVmOptions(&options);
+    }
+    static int vmCount()
+    {
+        JavaVM *vm = nullptr;
+        jsize count = 0;
+        JNI_GetCreatedJavaVMs(&vm, 1, &count);
+        return count;
+    }
+    StringList options = {};
+};
+
+const char *destroyed = "\nFERRYJNIGlobal_destroy:Destroying Java VM"
+                        "\nFERRYJNIGlobal_destroy:Java VM destroyed";
+
+TEST_F(Vm, StartsWithClassPathFirstAndListsItsOptions)
+{
+    std::string listing =
+        "\nFERRYJNIGlobal_new:Creating JavaVM\nJavaVM options:\n"
+        "   -Djava.class.path=" BRIDGE_ADAPTER_JAR ":" BRIDGE_BINDING_JAR ":" BRIDGE_TEST_JAR;
+    for (int32_t i = 0; i < options.length; ++i) {
+        listing += std::string("\n   ") + options.buffer[i];
+    }
+    FERRYLog_setBitmaps(0, 0);
+    const int64_t blocks = heapBlocks();
+    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, 0x41, 0);
+    ASSERT_NE(global, nullptr);
+    EXPECT_EQ(transcript(), listing);
+    EXPECT_EQ(FERRYLog_g_submoduleMask, 0xFFFFFU);
+    EXPECT_EQ(FERRYLog_g_instrumentationMask, 0x41U);
+    EXPECT_EQ(heapBlocks(), blocks + 1);
+    // On a thread without Java nothing at all is released.
+    std::thread([global] { FERRYJNIGlobal_destroy(global); }).join();
+    EXPECT_EQ(transcript(), "");
+    EXPECT_EQ(heapBlocks(), blocks + 1);
+    EXPECT_NE(FERRYJNIGlobal_getEnv(global), nullptr);
+    FERRYJNIGlobal_destroy(global);
+    EXPECT_EQ(transcript(), destroyed);
+    EXPECT_EQ(heapBlocks(), blocks);
+}
+
+TEST_P(Vm, CreatedIsKeptUnderPolicyOneOnly)
+{
+    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, 0x41, GetParam());
+    ASSERT_NE(global, nullptr);
+    transcript();
+    FERRYJNIGlobal_destroy(global);
+    EXPECT_EQ(vmCount(), GetParam() == 1 ? 1 : 0);
+    EXPECT_EQ(transcript(), GetParam() == 1 ? "" : destroyed);
+}
+
+TEST_P(Vm, AdoptedIsEndedUnderPolicyTwoOnly)
+{
+    FERRYJNIGlobal *first = FERRYJNIGlobal_new(&classPath, &options, 0x1, 1);
+    ASSERT_NE(first, nullptr);
+    FERRYJNIGlobal *second = FERRYJNIGlobal_new(&classPath, &options, 0x43, GetParam());
+    ASSERT_NE(second, nullptr);
+    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:A Java VM was already created in this process - "
+                            "it will be reused");
+    FERRYJNIGlobal_destroy(second);
+    EXPECT_EQ(vmCount(), GetParam() == 2 ? 0 : 1);
+    EXPECT_EQ(transcript(), GetParam() == 2 ? destroyed : "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Policy, Vm, testing::Values(0, 1, 2, 7));
+
+TEST_F(Vm, AnOptionItDoesNotKnowIsRefusedAndALaterStartSucceeds)
+{
+    StringList wrong = {"-Xnothing-like-this"};
+    const int64_t blocks = heapBlocks();
+    EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &wrong, 0x1, 0), nullptr);
+    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new: Error creating JavaVM (-1)");
+    // The record stays behind, because there is no VM to reach the end of destroying with.
+    EXPECT_EQ(heapBlocks(), blocks + 1);
+    // The second VM of a process comes up with an empty class path whatever it is given.
+    DDS_StringSeq_append(&options, "-Xbootclasspath/a:" BRIDGE_ADAPTER_JAR ":" BRIDGE_BINDING_JAR);
+    EXPECT_NE(FERRYJNIGlobal_new(&classPath, &options, 0x1, 0), nullptr);
+}
+
+TEST_F(Vm, WithoutMemoryNothingIsStarted)
+{
+    heap.fail("struct FERRYJNIGlobal", 1);
+    EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &options, 0x1, 0), nullptr);
+    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:!error creating global");
+    heap.fail("JavaVMOption", 1);
+    EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &options, 0x41, 0), nullptr);
+    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:!error creating jvm option array");
+    EXPECT_EQ(vmCount(), 0);
+}
+
+TEST_F(Vm, WithoutTheAdapterClassesItIsEndedAgain)
+{
+    const StringList none = {};
+    const int64_t blocks = heapBlocks();
+    EXPECT_EQ(FERRYJNIGlobal_new(&none, &none, 0x43, 0), nullptr);
+    EXPECT_EQ(transcript(),
+              std::string("\nFERRYJNICommon_generateClassPathProperty:No class path defined"
+                          "\nFERRYJNIGlobal_new:Creating JavaVM"
+                          "\nFERRYJNIGlobal_new:!error finding Adapter class") +
+                  destroyed);
+    EXPECT_EQ(vmCount(), 0);
+    EXPECT_EQ(heapBlocks(), blocks);
+}
+
+TEST_F(Vm, AnInterfaceThatReturnsSomethingElseIsRefused)
+{
+    const StringList doctored = {BRIDGE_DOCTORED_JAR, BRIDGE_ADAPTER_JAR, BRIDGE_BINDING_JAR};
+    EXPECT_EQ(FERRYJNIGlobal_new(&doctored, &options, 0x1, 1), nullptr);
+    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:!error getting stream writer write method");
+    EXPECT_EQ(vmCount(), 1);
+}
+
+TEST_F(Vm, IsNotAdoptedByAThreadThatIsNotAttached)
+{
+    FERRYJNIGlobal *first = FERRYJNIGlobal_new(&classPath, &options, 0x1, 0);
+    ASSERT_NE(first, nullptr);
+    std::thread([this] {
+        EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &options, 0x1, 2), nullptr);
+    }).join();
+    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:!error getting environment");
+    EXPECT_EQ(vmCount(), 1);
+}
+
+TEST_F(Vm, ThePluginRecordIsAsHostsReadIt)
+{
+    FERRYJNIGlobal *global = startVm();
+    ASSERT_NE(global, nullptr);
+    Host host(global);
+    host.execute("> create_adapter");
+    ASSERT_NE(host.adapter, nullptr);
+    std::vector<int32_t> numbers(9);
+    memcpy(numbers.data(), host.adapter, 9 * sizeof(int32_t));
+    EXPECT_EQ(numbers, (std::vector<int32_t>{7654321, 5, 3, 0, 0, 1, 2, 3, 4}));
+    std::vector<void *> slots(23);
+    memcpy(slots.data(), &host.adapter->operations, 23 * sizeof(void *));
+    std::vector<size_t> empty;
+    for (size_t i = 0; i < slots.size(); ++i) {
+        if (slots[i] == nullptr) {
+            empty.push_back(i);
+        }
+    }
+    EXPECT_EQ(empty, (std::vector<size_t>{11, 12, 15, 22}));
+}
+
+TEST_F(Vm, EveryBlockNamesItsRoleKindAndType)
+{
+    FERRYJNIGlobal *global = startVm();
+    heap.allocations.clear();
+    Host host(global);
+    host.given("writer");
+    JNIEnv *env = FERRYJNIGlobal_getEnv(global);
+    QEL_FerrionEnvironment environment = {};
+    Properties properties("{a=1}");
+    jobject java = FERRYJNIStreamInfo_createJavaProperties(global, env, &properties, &environment);
+    FERRYJNIStreamInfo_createNativeProperties(global, env, java, &environment);
+    std::string lines;
+    for (const std::string &line : heap.allocations) {
+        // Those of the binding are its own business.
+        if (line.find("DDS_DynamicData") == std::string::npos ||
+            line.find('*') != std::string::npos) {
+            lines += "\n" + line;
+        }
+    }
+    EXPECT_EQ(lines, R"(
+DDS_String_alloc QDDB char
+QELOsapiHeap_allocateArray QDDC jobject
+QELOsapiHeap_allocateArray QDDC struct DDS_DynamicData *
+QELOsapiHeap_allocateArray QDDC struct DDS_SampleInfo *
+QELOsapiHeap_allocateArray QDDC struct QEL_FerrionNameValue
+QELOsapiHeap_allocateArray QDDC struct QEL_FerrionStreamInfo *
+QELOsapiHeap_allocateStructure QDDA struct DDS_SampleInfo
+QELOsapiHeap_allocateStructure QDDA struct FERRYJNIAdapter
+QELOsapiHeap_allocateStructure QDDA struct FERRYJNIConnection
+QELOsapiHeap_allocateStructure QDDA struct FERRYJNISession
+QELOsapiHeap_allocateStructure QDDA struct FERRYJNIStreamReader
+QELOsapiHeap_allocateStructure QDDA struct FERRYJNIStreamReaderListener
+QELOsapiHeap_allocateStructure QDDA struct FERRYJNIStreamWriter
+QELOsapiHeap_allocateStructure QDDA struct QEL_FerrionProperties
+QELOsapiHeap_allocateStructure QDDA struct QEL_FerrionStreamInfo
+QELOsapiHeap_reallocateArray QDDC void*)");
+}
+
+} // namespace
