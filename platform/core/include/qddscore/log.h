@@ -53,8 +53,8 @@ QDDSCORE_API void QELLog_debug(const char *format, ...) QDDSCORE_NOEXCEPT
  *
  * @param sinkData what was given with the sink.
  * @param line     the text without its newline, NUL-terminated; control characters in it (a newline
- *                 inside an exception's message) have been replaced by their C escapes. Valid during
- *                 the call only.
+ *                 inside an exception's message) have been replaced by their C escapes. Valid
+ * during the call only.
  * @param length   bytes of `line` without the NUL.
  */
 typedef void (*QELLogSink)(void *sinkData, const char *line, size_t length);

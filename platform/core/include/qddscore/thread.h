@@ -8,7 +8,8 @@
 
 QDDSCORE_BEGIN
 
-/** The maker of keys. One lives in the process; the participant factory of libqddsc hands it out. */
+/** The maker of keys. One lives in the process; the participant factory of libqddsc hands it out.
+ */
 struct QELOsapiThreadTssFactory;
 
 /** The process's factory of keys; never null, never freed. */
@@ -22,8 +23,8 @@ QDDSCORE_API struct QELOsapiThreadTssFactory *QELOsapiThread_getTssFactory(void)
  * @param factory from QELOsapiThread_getTssFactory; null is an error.
  * @return 1, or 0 when the process has no key left or an argument is null.
  */
-QDDSCORE_API int32_t QELOsapiThread_createKey(
-    uint32_t *key, struct QELOsapiThreadTssFactory *factory) QDDSCORE_NOEXCEPT;
+QDDSCORE_API int32_t
+QELOsapiThread_createKey(uint32_t *key, struct QELOsapiThreadTssFactory *factory) QDDSCORE_NOEXCEPT;
 
 /** The calling thread's value under `key`; null when never set or the key is not a live one. */
 QDDSCORE_API void *QELOsapiThread_getTss(uint32_t key) QDDSCORE_NOEXCEPT;

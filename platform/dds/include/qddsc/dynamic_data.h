@@ -86,14 +86,16 @@ QDDSC_API uint8_t *DDS_DynamicData_loan_cdr(DDS_DynamicData *self, size_t length
  * those of the struct itself. Aliases are seen through; apart from that the kind has to be exactly
  * the function's.
  *
- * All functions return
- *   DDS_RETCODE_OK                on success,
- *   DDS_RETCODE_BAD_PARAMETER     no such path in the type, another kind, a value that the type
- * does not allow (bound, enumerator, boolean), DDS_RETCODE_NO_DATA           an index past the end
- * of its sequence or array, DDS_RETCODE_ERROR             the buffer is malformed (possible only
- * after DDS_DynamicData_loan_cdr), DDS_RETCODE_OUT_OF_RESOURCES  memory is short or the size limit
- * is passed. On failure sample and `value` are unchanged. `self` and `value` must not be null.
- * Getting never allocates; setting allocates only when the sample outgrows its buffer. */
+ * All functions return DDS_RETCODE_OK or, with sample and `value` unchanged:
+ * - DDS_RETCODE_BAD_PARAMETER: no such path in the type, another kind, or a value that the type
+ * does not allow (bound, enumerator, boolean);
+ * - DDS_RETCODE_NO_DATA: an index past the end of its sequence or array;
+ * - DDS_RETCODE_ERROR: the buffer is malformed, possible only after DDS_DynamicData_loan_cdr;
+ * - DDS_RETCODE_OUT_OF_RESOURCES: memory is short or the size limit is passed.
+ *
+ * `self` and `value` must not be null. Getting never allocates. Setting allocates when the sample
+ * outgrows its buffer, and when a change of size needs more working memory than any before; both
+ * are kept. */
 
 /** DDS_TK_BOOLEAN; 0 or 1. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_boolean(const DDS_DynamicData *self,
@@ -102,26 +104,31 @@ QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_boolean(const DDS_DynamicData *se
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_boolean(DDS_DynamicData *self, const char *path,
                                                        int32_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_CHAR. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_char(const DDS_DynamicData *self, const char *path,
                                                     char *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_char(DDS_DynamicData *self, const char *path,
                                                     char value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_OCTET. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_octet(const DDS_DynamicData *self, const char *path,
                                                      uint8_t *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_octet(DDS_DynamicData *self, const char *path,
                                                      uint8_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_INT8. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_int8(const DDS_DynamicData *self, const char *path,
                                                     int8_t *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_int8(DDS_DynamicData *self, const char *path,
                                                     int8_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_SHORT. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_short(const DDS_DynamicData *self, const char *path,
                                                      int16_t *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_short(DDS_DynamicData *self, const char *path,
                                                      int16_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_USHORT. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_ushort(const DDS_DynamicData *self, const char *path,
                                                       uint16_t *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_ushort(DDS_DynamicData *self, const char *path,
@@ -133,28 +140,33 @@ QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_long(const DDS_DynamicData *self,
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_long(DDS_DynamicData *self, const char *path,
                                                     int32_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_ULONG. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_ulong(const DDS_DynamicData *self, const char *path,
                                                      uint32_t *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_ulong(DDS_DynamicData *self, const char *path,
                                                      uint32_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_LONGLONG. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_longlong(const DDS_DynamicData *self,
                                                         const char *path,
                                                         int64_t *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_longlong(DDS_DynamicData *self, const char *path,
                                                         int64_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_ULONGLONG. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_ulonglong(const DDS_DynamicData *self,
                                                          const char *path,
                                                          uint64_t *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_ulonglong(DDS_DynamicData *self, const char *path,
                                                          uint64_t value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_FLOAT. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_float(const DDS_DynamicData *self, const char *path,
                                                      float *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_float(DDS_DynamicData *self, const char *path,
                                                      float value) QDDSC_NOEXCEPT;
 
+/** DDS_TK_DOUBLE. */
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_get_double(const DDS_DynamicData *self, const char *path,
                                                       double *value) QDDSC_NOEXCEPT;
 QDDSC_API DDS_ReturnCode_t DDS_DynamicData_set_double(DDS_DynamicData *self, const char *path,

@@ -44,8 +44,7 @@ QDDSC_API char **DDS_StringSeq_get_reference(const struct DDS_StringSeq *self,
                                              int32_t index) QDDSC_NOEXCEPT;
 
 /** Appends a copy of `text` (not null). Returns 1, or 0 when memory is short: nothing changed. */
-QDDSC_API int32_t DDS_StringSeq_append(struct DDS_StringSeq *self,
-                                       const char *text) QDDSC_NOEXCEPT;
+QDDSC_API int32_t DDS_StringSeq_append(struct DDS_StringSeq *self, const char *text) QDDSC_NOEXCEPT;
 
 QDDSC_END
 
