@@ -9,5 +9,6 @@ configure_package_config_file("${CMAKE_SOURCE_DIR}/cmake/ferryjni-config.cmake.i
 write_basic_package_version_file("${CMAKE_BINARY_DIR}/ferryjni-config-version.cmake"
     COMPATIBILITY SameMinorVersion)
 install(FILES "${CMAKE_BINARY_DIR}/ferryjni-config.cmake"
-    "${CMAKE_BINARY_DIR}/ferryjni-config-version.cmake" DESTINATION "${package_dir}")
+    "${CMAKE_BINARY_DIR}/ferryjni-config-version.cmake"
+    "${CMAKE_SOURCE_DIR}/cmake/FerryJdk.cmake" DESTINATION "${package_dir}")
 install(EXPORT ferryjni-targets NAMESPACE ferryjni:: DESTINATION "${package_dir}")
