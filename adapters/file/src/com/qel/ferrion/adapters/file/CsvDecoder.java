@@ -80,8 +80,9 @@ final class CsvDecoder implements RowDecoder {
             names.put(column, name);
         }
         for (String unknown : left.keySet()) {
-            throw new AdapterException("property 'columns." + unknown + "': the type has no member '"
-                    + unknown + "' that is a column" + Names.suggestion(unknown, paths.values()));
+            throw new AdapterException("property 'columns." + unknown + "': the type has no member "
+                    + "'" + unknown + "' that is a column"
+                    + Names.suggestion(unknown, paths.values()));
         }
         return names;
     }
@@ -116,6 +117,7 @@ final class CsvDecoder implements RowDecoder {
             }
             clearFirst |= bound[i].isCollection();
         }
+        // Another file's header may have bound what this one leaves at its default.
         clearFirst |= !left.isEmpty();
         if (!left.isEmpty() && !saidMissing) {
             saidMissing = true;

@@ -48,6 +48,10 @@ final class CsvEncoder implements RowEncoder {
         for (int i = 0; i < columns.length; i++) {
             appendCell(columns[i], data, i == 0);
         }
+        if (row.length() == 0) {
+            // A blank line is no row to most readers, ours included.
+            row.append("\"\"");
+        }
         byte[] encoded = row.append('\n').toString().getBytes(StandardCharsets.UTF_8);
         out.write(encoded, 0, encoded.length);
     }

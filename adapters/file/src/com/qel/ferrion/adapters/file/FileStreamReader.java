@@ -19,8 +19,8 @@ import java.util.Properties;
  * into samples that are used again for every batch.
  *
  * <p>A read that has bad rows to report puts the good ones into the lists and then throws: the
- * host takes both. A read that may have left rows behind signals when its loan is returned; for rows that
- * arrive later the connection's watching thread signals.
+ * host takes both. A read that may have left rows behind signals when its loan is returned;
+ * for rows that arrive later the connection's watching thread signals.
  */
 final class FileStreamReader extends StreamReaderBase {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());

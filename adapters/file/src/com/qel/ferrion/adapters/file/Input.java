@@ -13,9 +13,9 @@ import java.nio.file.attribute.BasicFileAttributes;
 /**
  * One file as a source of records, read once or followed as it grows.
  *
- * <p>A followed file may be missing for a while, be cut back, or be replaced by another of its name;
- * the last two are reported, and reading goes on with what the name stands for then. All methods
- * run on the host's thread, but {@link #hasNews}, which the watching thread calls.
+ * <p>A followed file may be missing for a while, be cut back, or be replaced by another of its
+ * name; the last two are reported, and reading goes on with what the name stands for then. All
+ * methods run on the host's thread, but {@link #hasNews}, which the watching thread calls.
  */
 final class Input implements Closeable {
     /** How long a replaced file must stay silent before reading leaves it for its successor. */

@@ -35,7 +35,7 @@ final class JsonReader {
         }
     }
 
-    /** Sets a sequence or array from the JSON text in a cell; an empty cell is an empty sequence. */
+    /** Sets a sequence or array from a cell's JSON text; an empty cell is an empty sequence. */
     static void readCell(JsonFactory factory, Value value, DynamicData data, String cell)
             throws BadRow {
         if (cell.isBlank() && value.kind == Kind.SEQUENCE) {
@@ -207,7 +207,7 @@ final class JsonReader {
         }
     }
 
-    /** Text of a floating-point value: a number, null for NaN, or the words JSON has no number for. */
+    /** Text of a floating-point value: a number, null for NaN, or a word for an infinity. */
     private static String realText(JsonParser parser) throws IOException, BadRow {
         JsonToken token = parser.currentToken();
         if (token == JsonToken.VALUE_NULL) {

@@ -15,6 +15,8 @@ final class Watch {
     private final String name;
     private final long periodMillis;
     private ScheduledThreadPoolExecutor executor;
+    /** Its one thread: no task lets an exception out, so it is never replaced. */
+    private Thread thread;
 
     /** A task that is looked after until it is cancelled. */
     interface Task {
@@ -35,10 +37,11 @@ final class Watch {
     synchronized Task start(Runnable first, Runnable again) {
         if (executor == null) {
             executor = new ScheduledThreadPoolExecutor(1, work -> {
-                Thread thread = new Thread(work, name);
+                thread = new Thread(work, name);
                 thread.setDaemon(true);
                 return thread;
             });
+            executor.prestartCoreThread();
             executor.setRemoveOnCancelPolicy(true);
         }
         if (first != null) {
@@ -68,7 +71,9 @@ final class Watch {
         if (executor != null) {
             executor.shutdownNow();
             try {
-                if (!executor.awaitTermination(2, TimeUnit.SECONDS)) {
+                // The executor counts itself as ended a moment before its thread is.
+                thread.join(2000);
+                if (thread.isAlive()) {
                     LOG.log(Level.WARNING, "thread {0} does not end", name);
                 }
             } catch (InterruptedException e) {

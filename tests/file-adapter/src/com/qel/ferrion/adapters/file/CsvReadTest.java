@@ -17,8 +17,8 @@ import org.junit.Test;
 public class CsvReadTest {
     private static final TypeCode NARROW = TypeCode.fromIdl(
             "enum E { LOW, HIGH }; struct P { double lat; double lon; };"
-            + "struct N { octet o; short s; unsigned long long u; float f; double d; boolean b; E e;"
-            + "char c; string<5> t; sequence<long, 2> q; P position; };", null);
+            + "struct N { octet o; short s; unsigned long long u; float f; double d; boolean b;"
+            + "E e; char c; string<5> t; sequence<long, 2> q; P position; P corners[2]; };", null);
 
     @Rule public final Host host = new Host();
 
@@ -46,14 +46,24 @@ public class CsvReadTest {
 
     @Test
     public void bindsColumnsByNameAndLeavesDefaults() throws Exception {
-        host.put("n.csv", "Breite;position.lon;q\n1.5;-2;[7,8]\n;3;\n");
-        List<DynamicData> rows = host.readAll(host.reader("n.csv", NARROW, "delimiter", ";",
-                "columns.position.lat", "Breite"));
+        host.put("n.csv", "Breite;q;corners;f\n"
+                + "1.5;[7,8];\"[{\"\"lat\"\":1},{\"\"lon\"\":2}]\";1.00000017881393432617187499\n"
+                + ";;[{},{}];1\n");
+        StreamReader reader = host.reader("n.csv", NARROW, "delimiter", ";",
+                "columns.position.lat", "Breite");
+        reader.update(Host.properties("batch", "1", "delimiter", ";"));
+        assertThrows(AdapterException.class,
+                () -> reader.update(Host.properties("delimiter", ",")));
+        List<DynamicData> rows = host.readAll(reader);
         assertEquals(List.of(), host.errors);
         assertEquals(1.5, rows.get(0).getDouble("position.lat"), 0);
         assertEquals(8, rows.get(0).getInt("q[1]"));
+        assertEquals(2, rows.get(0).getDouble("corners[1].lon"), 0);
+        // Just below the middle between two floats: rounding to double first would go up.
+        assertEquals(1.0000001f, rows.get(0).getFloat("f"), 0);
         assertTrue(Double.isNaN(rows.get(1).getDouble("position.lat")));
         assertEquals(0, rows.get(1).getLength("q"));
+        assertEquals(0.0, rows.get(1).getDouble("corners[1].lon"), 0);
         assertEquals(0.0, rows.get(1).getDouble("d"), 0);
     }
 
@@ -86,8 +96,8 @@ public class CsvReadTest {
                 + "7,ok,1\n", "batch", "1", "report_ms", "0");
         assertEquals(List.of(1, 5, 7), Host.ids(rows));
         assertEquals(4, host.errors.size());
-        assertTrue(host.errors.get(0), host.errors.get(0).endsWith("p.csv:4: id: 'x' is not a whole "
-                + "number"));
+        assertTrue(host.errors.get(0), host.errors.get(0).endsWith("p.csv:4: id: 'x' is not a "
+                + "whole number"));
         assertTrue(host.errors.get(1).endsWith("p.csv:5: 2 cells where the header has 3"));
         assertTrue(host.errors.get(2).endsWith("p.csv:6: text after a closing quote"));
         assertTrue(host.errors.get(3), host.errors.get(3).contains("p.csv:9: carriage return"));
@@ -134,9 +144,10 @@ public class CsvReadTest {
     @Test
     public void everyKindRefusesWhatItCannotHold() throws Exception {
         String[][] wrong = {{"o", "256"}, {"o", "-1"}, {"o", ""}, {"s", "32768"}, {"s", "1.0"},
-            {"u", "18446744073709551616"}, {"u", "-1"}, {"f", "1e39"}, {"d", "1e309"}, {"d", "0x1p3"},
-            {"d", "1d"}, {"d", "1e"}, {"d", "."}, {"b", "yes"}, {"b", ""}, {"e", "MIDDLE"}, {"e", ""},
-            {"e", "2"}, {"c", "ab"}, {"c", "Ł"}, {"t", "sixsix"}, {"q", "\"[1,2,3]\""}, {"q", "[1"},
+            {"u", "18446744073709551616"}, {"u", "-1"}, {"f", "1e39"}, {"d", "1e309"},
+            {"d", "0x1p3"}, {"d", "1d"}, {"d", "1e"}, {"d", "."}, {"b", "yes"}, {"b", ""},
+            {"e", "MIDDLE"}, {"e", ""}, {"e", "2"}, {"c", "ab"},
+            {"c", "Ł"}, {"t", "sixsix"}, {"q", "\"[1,2,3]\""}, {"q", "[1"},
             {"q", "1"}, {"q", "[x]"}};
         for (String[] cell : wrong) {
             host.errors.clear();

@@ -71,12 +71,27 @@ public class FollowTest {
         assertEquals(List.of(1), Host.ids(host.await(reader, 1)));
         Files.move(host.path("f.jsonl"), host.path("f.jsonl.1"));
         host.put("f.jsonl", "{\"id\":4}\n{\"id\":5}\n");
+        Thread.sleep(300);
         append("f.jsonl.1", "{\"id\":2}\n{\"id\":3}");
         assertEquals(List.of(2, 3, 4, 5), Host.ids(host.await(reader, 4)));
         append("f.jsonl", "{\"id\":6}\n");
         assertEquals(List.of(6), Host.ids(host.await(reader, 1)));
         assertTrue(host.logged.toString(), host.logged.get(0).contains("another file now"));
         assertEquals(List.of(), host.errors);
+    }
+
+    @Test
+    public void laterBadRowsAreReportedWhenTheirTimeComes() throws Exception {
+        host.put("f.jsonl", "{\"id\":x}\n");
+        StreamReader reader = host.reader("f.jsonl", Host.POINT, "follow", "true", "report_ms",
+                "400");
+        host.await(reader, 1);
+        assertTrue(host.errors.remove(0).contains("f.jsonl:1: "));
+        append("f.jsonl", "{\"id\":y}\n{\"id\":3}\n");
+        assertEquals(List.of(3), Host.ids(host.await(reader, 1)));
+        assertEquals(List.of(), host.errors);
+        host.await(reader, 1);
+        assertTrue(host.errors.toString(), host.errors.get(0).contains("f.jsonl:2: "));
     }
 
     @Test

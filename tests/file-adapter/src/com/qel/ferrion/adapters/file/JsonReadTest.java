@@ -28,7 +28,7 @@ public class JsonReadTest {
         List<DynamicData> rows = lines("\uFEFF{\"in\":{\"s\":\"\\u00e9\\ud835\\udd38\",\"x\":-1},"
                 + "\"u\":18446744073709551615,\"n\":-9223372036854775808,\"d\":null,\"f\":0.1,"
                 + "\"e\":\"HIGH\",\"list\":[{\"x\":1},{\"s\":\"b\"}],\"pair\":[5,6]}\n\n"
-                + "{\"id\":2,\"d\":\"-Infinity\",\"e\":1,\"list\":[{}]}");
+                + "{\"id\":2,\"d\":\"-Infinity\",\"e\":1,\"list\":[{}]}", "batch", "1");
         assertEquals(List.of(), host.errors);
         DynamicData first = rows.get(0);
         assertEquals("é𝔸", first.getString("in.s"));
@@ -48,6 +48,15 @@ public class JsonReadTest {
     }
 
     @Test
+    public void aLineThatIsTooLongIsOneBadRow() throws Exception {
+        List<DynamicData> rows = lines("{\"id\":1}\n{\"t\":\"" + "x".repeat(300_000)
+                + "\"}\n{\"id\":3}\n{\"id\":x}\n", "max_record_bytes", "1000");
+        assertEquals(List.of(1, 3), Host.ids(rows));
+        assertTrue(host.errors.toString(), host.errors.get(0).matches(
+                "(?s)[^\n]*j.jsonl:2: record longer than 1000 bytes\n[^\n]*j.jsonl:4: [^\n]*"));
+    }
+
+    @Test
     public void wrongLinesAreNamedByLineAndMember() throws Exception {
         String[][] wrong = {{"{\"idd\":1}", "'idd' is no member of the type; did you mean 'id'?"},
             {"{\"in\":{\"y\":1}}", "'in.y' is no member"}, {"{\"id\":1,\"id\":2}", "appears twice"},
@@ -59,9 +68,11 @@ public class JsonReadTest {
             {"{\"b\":1}", "b: expected true or false"}, {"{\"e\":\"HIG\"}", "did you mean 'HIGH'"},
             {"{\"c\":\"ab\"}", "c: 'ab'"}, {"{\"t\":\"sixsix\"}", "t: "},
             {"{\"t\":\"\\ud835\"}", "t: holds half"}, {"{\"in\":[]}", "in: expected an object"},
-            {"{\"list\":[{},{},{},{}]}", "list: more than 3"}, {"{\"pair\":[1]}", "pair: 1 elements"},
+            {"{\"list\":[{},{},{},{}]}", "list: more than 3"},
+            {"{\"pair\":[1]}", "pair: 1 elements"},
             {"{\"pair\":[1,2,3]}", "pair: more than 2"}, {"{\"id\":1} x", "not JSON"},
-            {"{\"id\":1}{}", "text after the end"}, {"{\"id\":1", "not JSON"}, {"[]", "expected an"},
+            {"{\"id\":1}{}", "text after the end"},
+            {"{\"id\":1", "not JSON"}, {"[]", "expected an"},
             {"{\"list\":[{\"x\":\"a\"}]}", "list[0].x: expected a whole number"}};
         StringBuilder content = new StringBuilder();
         for (String[] line : wrong) {

@@ -115,7 +115,7 @@ public class RoundTripTest {
         assertEquals(written.size(), back.size());
         for (int i = 0; i < back.size(); i++) {
             assertEquals("sample " + i, written.get(i), back.get(i));
-            // Equality of samples is by content; the sign of zero and NaN are checked by their bits.
+            // Equality of samples is by content; sign of zero and NaN are checked by their bits.
             assertEquals(Double.doubleToLongBits(written.get(i).getDouble("d")),
                     Double.doubleToLongBits(back.get(i).getDouble("d")));
         }

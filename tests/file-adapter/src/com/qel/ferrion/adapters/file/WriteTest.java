@@ -7,11 +7,13 @@ import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
+import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.nio.file.Files;
 import java.util.Arrays;
 import java.util.List;
+import java.util.stream.IntStream;
 import org.junit.Rule;
 import org.junit.Test;
 
@@ -51,8 +53,10 @@ public class WriteTest {
         assertEquals("{\"id\":0}\n" + ROW, host.text("a.jsonl"));
 
         host.put("a.csv", "id,text,value\r\n1,\"a\nb\",1");
-        Host.write(host.writer("a.csv", Host.POINT), Host.point(2, "", Double.NaN));
-        assertEquals("id,text,value\r\n1,\"a\nb\",1\n2,,\n", host.text("a.csv"));
+        StreamWriter table = host.writer("a.csv", Host.POINT);
+        Host.write(table, Host.point(2, "", Double.NaN));
+        Host.write(table, Host.point(3, "", 3));
+        assertEquals("id,text,value\r\n1,\"a\nb\",1\n2,,\n3,,3.0\n", host.text("a.csv"));
 
         host.put("b.csv", "id,value\n1,1\n");
         assertTrue(refusal(host.writer("b.csv", Host.POINT)).contains("its header is not"));
@@ -71,6 +75,28 @@ public class WriteTest {
         assertEquals(2, writer.write(samples, List.of()));
         assertEquals(0, writer.write(List.of(), List.of()));
         assertTrue(host.text("n.jsonl").startsWith(ROW + ROW));
+    }
+
+    @Test
+    public void aSampleThatCannotBeWrittenCostsNoOther() throws Exception {
+        DynamicData other = new DynamicData(TypeCode.fromIdl("struct Other { string s; };", null),
+                null);
+        for (String name : new String[] {"o.jsonl", "o.csv"}) {
+            StreamWriter writer = host.writer(name, Host.POINT);
+            assertEquals(2, Host.write(writer, Host.point(1, "a", 1), other,
+                    Host.point(2, "b", 2)));
+            List<DynamicData> rows = host.readAll(host.reader(name, Host.POINT));
+            assertEquals(List.of(Host.point(1, "a", 1), Host.point(2, "b", 2)), rows);
+        }
+    }
+
+    @Test
+    public void aRowOfOneEmptyCellIsStillARow() throws Exception {
+        TypeCode one = TypeCode.fromIdl("struct One { double only; };", null);
+        DynamicData nothing = new DynamicData(one, null);
+        nothing.setDouble("only", Double.NaN);
+        Host.write(host.writer("one.csv", one), nothing, nothing);
+        assertEquals(List.of(nothing, nothing), host.readAll(host.reader("one.csv", one)));
     }
 
     @Test
@@ -124,11 +150,14 @@ public class WriteTest {
         for (String rotate : new String[] {"0", "20000"}) {
             String name = "l" + rotate + ".csv";
             StreamWriter writer = host.writer(name, Host.POINT, "rotate_bytes", rotate);
-            Host.write(writer, Host.point(1, "a", 1));
+            for (int id = 1; id <= 30; id++) {
+                Host.write(writer, Host.point(id, "z".repeat(1000), 1));
+            }
             String before = host.text(name);
+            assertEquals(!rotate.equals("0"), Files.exists(host.path(name + ".1")));
             // One record alone is larger than a file may grow, behind some that fit.
             DynamicData[] batch = new DynamicData[40];
-            Arrays.setAll(batch, i -> Host.point(2 + i, "x".repeat(i < 39 ? 1000 : 90000), 1));
+            Arrays.setAll(batch, i -> Host.point(31 + i, "x".repeat(i < 39 ? 1000 : 90000), 1));
             limitFileSize("65536");
             try {
                 AdapterException failure = assertThrows(AdapterException.class,
@@ -136,17 +165,13 @@ public class WriteTest {
                 assertTrue(failure.getMessage(), failure.getMessage().contains(name
                         + ": cannot be written"));
                 assertEquals(before, host.text(name));
-                assertFalse(Files.exists(host.path(name + ".1")));
+                assertFalse(Files.exists(host.path(name + ".2")));
             } finally {
                 limitFileSize("unlimited");
             }
             assertEquals(40, Host.write(writer, batch));
             host.connection.deleteStreamWriter(writer);
-            List<Integer> ids = idsOf(name);
-            for (int i = 0; i < 41; i++) {
-                assertEquals(i + 1, (int) ids.get(i));
-            }
-            assertEquals(41, ids.size());
+            assertEquals(IntStream.rangeClosed(1, 70).boxed().toList(), idsOf(name));
         }
     }
 
