@@ -102,7 +102,6 @@ void FERRYJNIStreamReaderDiscovery_read(FERRYJNIStreamReader *reader, void ***st
     if (env == nullptr) {
         return;
     }
-    // Not re-opened in the loop: it ends at 32 elements.
     const LocalFrame frame(env);
     int32_t streamCount = 0;
     int32_t infoCount = 0;
@@ -113,6 +112,8 @@ void FERRYJNIStreamReaderDiscovery_read(FERRYJNIStreamReader *reader, void ***st
     }
     int32_t i = 0;
     for (; i < reader->capacity && i < streamCount; ++i) {
+        // One stream takes up to six references.
+        const LocalFrame elementFrame(env);
         reader->sampleArray[i] = nullptr;
         jobject stream = ferryjni::listElement(operation, global, env, reader->javaSampleList, i);
         if (stream != nullptr) {
