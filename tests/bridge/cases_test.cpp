@@ -33,7 +33,7 @@ std::vector<Case> readCases(const std::string &file)
     return cases;
 }
 
-std::string play(FERRYJNIGlobal *global, const Case &toPlay)
+std::string perform(FERRYJNIGlobal *global, const Case &toPlay)
 {
     const size_t references = jni.globals.size();
     const int64_t blocks = heapBlocks();
@@ -66,7 +66,7 @@ TEST_P(Cases, ComeOutAsWritten)
     FERRYJNIGlobal *global = startVm();
     ASSERT_NE(global, nullptr);
     // Once for whatever the VM and the binding keep for ever.
-    play(global, {"warm-up", "writer", {"! read 2 i2", "> read", "> write 1 2"}});
+    perform(global, {"warm-up", "writer", {"! read 2 i2", "> read", "> write 1 2"}});
     const std::vector<Case> cases = readCases(GetParam());
     ASSERT_FALSE(cases.empty());
     for (const Case &each : cases) {
@@ -75,7 +75,7 @@ TEST_P(Cases, ComeOutAsWritten)
         for (const std::string &line : each.lines) {
             expected += "\n" + line;
         }
-        EXPECT_EQ(play(global, each), expected);
+        EXPECT_EQ(perform(global, each), expected);
     }
 }
 

@@ -88,7 +88,8 @@ int64_t heapBlocks();
 
 /// Calls a static method of the scripted side, unseen by the doubles.
 void callStage(const char *method, const char *signature, std::initializer_list<jvalue> arguments);
-jvalue javaText(const std::string &text);
+/// Tells a scripted method what to do from now on.
+void play(const std::string &method, const std::string &action);
 
 /// A property list from "{name=value, name=value}"; "~" stands for a null name or value.
 struct Properties : QEL_FerrionProperties {

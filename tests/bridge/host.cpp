@@ -152,8 +152,7 @@ void Host::prepare(const Words &words)
         for (size_t i = 2; i < words.size(); ++i) {
             action += (i == 2 ? "" : " ") + words[i];
         }
-        callStage("play", "(Ljava/lang/String;Ljava/lang/String;)V",
-                  {javaText(words[1]), javaText(action)});
+        play(words[1], action);
     }
 }
 
