@@ -15,6 +15,8 @@ import java.util.Properties;
 
 /** A whole adapter on one page: its one stream is a heartbeat of this process's Java VM. */
 public final class HeartbeatAdapter implements Adapter {
+    public HeartbeatAdapter(Properties properties) {}
+
     @Override
     public Connection createConnection(String first, String second, StreamReaderListener output,
             StreamReaderListener input, Properties properties) {
@@ -100,7 +102,7 @@ public final class HeartbeatAdapter implements Adapter {
         @Override
         public void read(List<Object> samples, List<Object> infos) {
             if (sent < due) {
-                sample.setLong("sequence", ++sent);
+                sample.setLong("beat", ++sent);
                 sample.setLong("used_bytes",
                         Runtime.getRuntime().totalMemory() - Runtime.getRuntime().freeMemory());
                 samples.add(sample);
