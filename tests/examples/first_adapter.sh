@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# usage: first_adapter.sh EXAMPLES BUILD_TREE JAVAC
+set -euo pipefail
+examples=$1 tree=$2 javac=$3
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cp "$examples"/first-adapter/*.java "$examples"/first-adapter/*.yaml "$work"
+cd "$work"
+"$javac" -Xlint:all -Werror -cp "$tree/share/ferryjni/java/*" -d classes HeartbeatAdapter.java
+"$tree/bin/ferry" run heartbeat.yaml --until-idle=0.5
+cut -d, -f1 heartbeat.csv >beats
+printf 'beat\n1\n2\n3\n4\n5\n' | diff - beats
