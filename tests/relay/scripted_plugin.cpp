@@ -9,7 +9,7 @@ namespace {
 
 /// The plug-in's functions have no other way to the test's script.
 Script *g_script = nullptr;
-/// How many threads the host has attached.
+/// Whether the host has attached this thread.
 thread_local bool t_attached = false;
 
 struct Plugin : QEL_FerrionAdapterPlugin {
@@ -360,16 +360,21 @@ QEL_FerrionAdapterPlugin *Script::open(const ferry::AdapterSettings &settings,
 bool Script::attachThread()
 {
     t_attached = true;
+    ++attached_;
     return errors.count("attach") == 0;
 }
 
 void Script::detachThread()
 {
     t_attached = false;
+    --attached_;
 }
 
 void Script::stop()
 {
+    if (attached_ != 0) {
+        violation("stop with threads attached");
+    }
     enter("stop", ferry::CallEnvironment().fresh());
 }
 

@@ -3,6 +3,7 @@
 #ifndef TESTS_RELAY_SCRIPTED_PLUGIN_H
 #define TESTS_RELAY_SCRIPTED_PLUGIN_H
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <functional>
@@ -91,6 +92,7 @@ private:
     std::map<std::string, Stream> streams_;
     std::vector<std::string> calls_;
     std::vector<std::string> violations_;
+    std::atomic<int> attached_{0};
 };
 
 } // namespace scripted
