@@ -247,10 +247,11 @@ void Loader::readBatch(const YAML::Node &node, const RouteSettings &route, const
         if (name == FERRYJNI_PROPERTY_MAX_SAMPLES_PER_WRITE) {
             const auto number = parseWhole(value, 1, maxSamplesPerWrite);
             if (!number) {
-                diagnostics_.add(placeOf(node),
-                                 path + ": property " + name +
-                                     " must be a whole number from 1 to 1000000, not \"" + value +
-                                     "\"");
+                std::string text = path;
+                text.append(": property ").append(name);
+                text.append(" must be a whole number from 1 to 1000000, not \"");
+                text.append(value).append("\"");
+                diagnostics_.add(placeOf(node), text);
             }
             output.maxSamplesPerWrite = static_cast<std::int32_t>(number.value_or(1));
             return;

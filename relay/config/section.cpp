@@ -150,7 +150,7 @@ std::optional<std::string> readText(Diagnostics &diagnostics, const YAML::Node &
 std::optional<std::string> readJavaText(Diagnostics &diagnostics, const YAML::Node &node,
                                         const std::string &path)
 {
-    const std::optional<std::string> text = readText(diagnostics, node, path);
+    std::optional<std::string> text = readText(diagnostics, node, path);
     if (text) {
         const std::string refusal = refusalForJava(*text);
         if (!refusal.empty()) {

@@ -42,7 +42,7 @@ VmCandidate examine(const std::string &source, const fs::path &home)
     candidate.home = real(home);
     candidate.library = candidate.home / "lib" / "server" / "libjvm.so";
     candidate.fullVersion = readVersion(candidate.home);
-    candidate.version = std::atoi(candidate.fullVersion.c_str());
+    candidate.version = static_cast<int>(std::strtol(candidate.fullVersion.c_str(), nullptr, 10));
     if (!isThere(home)) {
         candidate.problem = "there is no such directory";
     } else if (!isThere(candidate.library)) {

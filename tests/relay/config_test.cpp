@@ -14,8 +14,8 @@ class ConfigTest : public testing::Test {
 protected:
     ConfigTest()
     {
-        char pattern[] = "/tmp/ferry_config_XXXXXX";
-        directory = mkdtemp(pattern);
+        std::string pattern = testing::TempDir() + "ferry_config_XXXXXX";
+        directory = mkdtemp(pattern.data());
         write("p.idl", "module m { struct P { long x; }; enum Color { RED }; };\n");
     }
     ~ConfigTest() override

@@ -16,8 +16,8 @@ class VmTest : public testing::Test {
 protected:
     VmTest()
     {
-        char pattern[] = "/tmp/ferry_vm_XXXXXX";
-        root = fs::canonical(mkdtemp(pattern));
+        std::string pattern = testing::TempDir() + "ferry_vm_XXXXXX";
+        root = fs::canonical(mkdtemp(pattern.data()));
         places.systemDirectory = root / "jvm";
     }
     ~VmTest() override
@@ -94,13 +94,13 @@ TEST(JavaOptions, AreFerrysUnlessTheUserHasSetThem)
     settings.classPath = {"/u.jar"};
     const Texts path = classPathEntries({"/p.jar"}, settings);
     EXPECT_EQ(
-        javaOptions(path, settings, 17, "/tmp"),
+        javaOptions(path, settings, 17, "/crash"),
         (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Xmx512m", "-Dfile.encoding=UTF-8",
                "-Dstdout.encoding=UTF-8", "-Dstderr.encoding=UTF-8", "-Dsun.stdout.encoding=UTF-8",
-               "-Dsun.stderr.encoding=UTF-8", "-XX:ErrorFile=/tmp/ferry_java_crash_%p.log"}));
+               "-Dsun.stderr.encoding=UTF-8", "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
     settings.options = {"-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1",
                         "-XX:ErrorFile=/x"};
-    EXPECT_EQ(javaOptions(path, settings, 24, "/tmp"),
+    EXPECT_EQ(javaOptions(path, settings, 24, "/crash"),
               (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Dstdout.encoding=UTF-8",
                      "-Dstderr.encoding=UTF-8", "-Dsun.stdout.encoding=UTF-8",
                      "-Dsun.stderr.encoding=UTF-8", "--enable-native-access=ALL-UNNAMED",
