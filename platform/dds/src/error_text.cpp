@@ -13,6 +13,7 @@ void setError(DDS_ErrorText *error, const char *format, ...)
     }
     va_list arguments;
     va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): started in the line above
     if (std::vsnprintf(error->text, sizeof error->text, format, arguments) < 0) {
         error->text[0] = '\0';
     }

@@ -37,7 +37,7 @@ char *DDS_String_dup(const char *text) noexcept
     const size_t length = std::strlen(text);
     char *copy = DDS_String_alloc(length);
     if (copy != nullptr) {
-        std::memcpy(copy, text, length);
+        std::memcpy(copy, text, length + 1);
     }
     return copy;
 }

@@ -4,15 +4,18 @@
 #include <qddsc/string.h>
 
 #include <cstdio>
+#include <string>
 
 int main()
 {
     DDS_StringSeq classPath = {};
     DDS_StringSeq options = {};
-    DDS_StringSeq_append(&options, "-Djava.class.path=" JAVA_DIR "/qdds.jar:" JAVA_DIR
-                                   "/ferrion-adapter.jar");
-    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, FERRYLOG_BIT_ERROR,
-                                                FERRYJNI_DESTROY_IF_CREATED);
+    const std::string jars = JAVA_DIR;
+    const std::string option =
+        "-Djava.class.path=" + jars + "/qdds.jar:" + jars + "/ferrion-adapter.jar";
+    DDS_StringSeq_append(&options, option.c_str());
+    FERRYJNIGlobal *global =
+        FERRYJNIGlobal_new(&classPath, &options, FERRYLOG_BIT_ERROR, FERRYJNI_DESTROY_IF_CREATED);
     DDS_StringSeq_finalize(&options);
     if (global == nullptr) {
         return 1;
