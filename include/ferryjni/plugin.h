@@ -13,10 +13,6 @@
 #include "ferryjni/properties.h"
 #include "ferryjni/stream_info.h"
 
-FERRYJNI_BEGIN
-
-struct DDS_SampleInfo;
-
 /* Objects of a plug-in, opaque to the host. C++ sees them as empty bases, so that a plug-in written
  * in C++ derives its records from them and needs no cast that the compiler cannot check. */
 #ifdef __cplusplus
@@ -30,6 +26,10 @@ typedef struct QEL_FerrionSession QEL_FerrionSession;
 typedef struct QEL_FerrionStreamReader QEL_FerrionStreamReader;
 typedef struct QEL_FerrionStreamWriter QEL_FerrionStreamWriter;
 #endif
+
+FERRYJNI_BEGIN
+
+struct DDS_SampleInfo;
 
 struct QEL_FerrionAdapterPlugin;
 
