@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "JNICommon.h"
+#include "JNIGlobal.h"
 #include "ferryjni/log.h"
 #include "harness.h"
 #include "qddscore/log.h"
@@ -122,9 +123,11 @@ TEST(Common, GlobalReferencesReplaceLocalOnesAndAreDeletedOnce)
     EXPECT_EQ(FERRYJNICommon_newGlobalRefReplacingLocalRef(env, &slot), nullptr);
     EXPECT_EQ(slot, local);
     EXPECT_EQ(env->GetObjectRefType(local), JNILocalRefType);
+    const int deletedBefore = jni.localsDeleted;
     jobject reference = FERRYJNICommon_newGlobalRefReplacingLocalRef(env, &slot);
     EXPECT_EQ(env->GetObjectRefType(reference), JNIGlobalRefType);
     EXPECT_EQ(slot, nullptr);
+    EXPECT_EQ(jni.localsDeleted, deletedBefore + 1);
     EXPECT_EQ(jni.globals.size(), references + 1);
     FERRYJNICommon_deleteGlobalRef(env, &reference);
     EXPECT_EQ(reference, nullptr);
@@ -133,15 +136,11 @@ TEST(Common, GlobalReferencesReplaceLocalOnesAndAreDeletedOnce)
     EXPECT_EQ(jni.globals.size(), references);
 }
 
-/// Converts a java.util.Properties of "a" and "b" under a fault and tells what came of it.
-std::string nativeProperties(FERRYJNIGlobal *global, const char *list, const std::string &fault)
+/// Converts a java.util.Properties to a native list and tells what came of it.
+std::string nativeProperties(FERRYJNIGlobal *global, jobject java)
 {
     JNIEnv *env = FERRYJNIGlobal_getEnv(global);
-    const Properties pairs(list);
     QEL_FerrionEnvironment environment = {};
-    jobject java = FERRYJNIStreamInfo_createJavaProperties(global, env, &pairs, &environment);
-    Host(global).execute("! " + fault);
-    transcript();
     const int64_t blocks = heapBlocks();
     QEL_FerrionProperties *made =
         FERRYJNIStreamInfo_createNativeProperties(global, env, java, &environment);
@@ -154,8 +153,37 @@ std::string nativeProperties(FERRYJNIGlobal *global, const char *list, const std
     text += made != nullptr && made->count == 0 && made->properties != nullptr ? " AN ARRAY" : "";
     text += environment.errorFlag != 0 ? std::string(" !") + environment.message : "";
     FERRYJNIStreamInfo_freeNativeProperties(made);
-    text += env->ExceptionCheck() != JNI_FALSE || jni.frames != 0 ? " PENDING" : "";
+    text += env->ExceptionCheck() != JNI_FALSE || jni.frames != 0 || jni.charsHeld != 0 ? " PENDING"
+                                                                                        : "";
     return text + (heapBlocks() != blocks ? " BLOCKS LEFT" : "");
+}
+
+jobject javaProperties(FERRYJNIGlobal *global, const char *list)
+{
+    QEL_FerrionEnvironment environment = {};
+    const Properties pairs(list);
+    return FERRYJNIStreamInfo_createJavaProperties(global, FERRYJNIGlobal_getEnv(global), &pairs,
+                                                   &environment);
+}
+
+TEST(Common, NamesThatComeFromDefaultsOnlyDoNotRunPastTheArray)
+{
+    FERRYJNIGlobal *global = startVm();
+    ASSERT_NE(global, nullptr);
+    JNIEnv *env = FERRYJNIGlobal_getEnv(global);
+    jmethodID constructor =
+        env->GetMethodID(global->propertiesClass, "<init>", "(Ljava/util/Properties;)V");
+    jobject defaults = javaProperties(global, "{a=1, a2=2, a3=3}");
+    jobject java = env->NewObject(global->propertiesClass, constructor, defaults);
+    EXPECT_EQ(nativeProperties(global, java), "0");
+    env->CallObjectMethod(java, global->propertiesSetProperty, env->NewStringUTF("a"),
+                          env->NewStringUTF("4"));
+    EXPECT_EQ(nativeProperties(global, java).substr(0, 3), "1 a");
+    EXPECT_EQ(nativeProperties(global, java).find("LEFT"), std::string::npos);
+    QEL_FerrionEnvironment environment = {};
+    const QEL_FerrionProperties negative = {nullptr, -3};
+    java = FERRYJNIStreamInfo_createJavaProperties(global, env, &negative, &environment);
+    EXPECT_EQ(env->CallIntMethod(java, global->propertiesSize), 0);
 }
 
 TEST(Common, PropertiesFromJavaAreCopiedAsFarAsTheyCanBeHad)
@@ -187,8 +215,11 @@ TEST(Common, PropertiesFromJavaAreCopiedAsFarAsTheyCanBeHad)
          "2 b=null a=1 !create sample info native to java"},
         {"{a=1, b=2}", "heap 1 char", "2 null=2 a=1"},
     };
+    Host host(global);
     for (const auto &[list, fault, outcome] : cases) {
-        EXPECT_EQ(nativeProperties(global, list, fault), outcome) << fault;
+        jobject java = javaProperties(global, list);
+        host.execute(std::string("! ") + fault);
+        EXPECT_EQ(nativeProperties(global, java), outcome) << fault;
     }
     FERRYJNIStreamInfo_freeNativeProperties(nullptr);
 }

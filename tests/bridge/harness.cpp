@@ -35,6 +35,10 @@ struct Fault {
 } fault;
 
 std::string currentClass;
+/// Local references made in the frame opened last.
+int referencesMade = 0;
+/// What a frame is meant for, with room for those of a failure.
+constexpr int referencesAllowed = 64;
 /// Slots of the functions that can be told to fail by name.
 std::map<std::string, size_t> slots;
 
@@ -97,7 +101,12 @@ struct Double<function> {
             jni.lookups.push_back(currentClass +
                                   (slot == slotOf(&JNINativeInterface_::FindClass) ? "" : text));
         }
+        if constexpr (std::is_convertible_v<R, jobject>) {
+            referencesMade += ours ? 1 : 0;
+        }
         if (!ours || !fails(slot)) {
+            jni.charsHeld +=
+                ours && slot == slotOf(&JNINativeInterface_::GetStringUTFChars) ? 1 : 0;
             return (original.*function)(env, arguments...);
         }
         if (fault.failure == JniDouble::throws) {
@@ -138,6 +147,15 @@ void JNICALL deleteGlobalRef(JNIEnv *env, jobject object)
     original.DeleteGlobalRef(env, object);
 }
 
+void JNICALL deleteLocalRef(JNIEnv *env, jobject object)
+{
+    if (isOurs(__builtin_return_address(0))) {
+        --referencesMade;
+        ++jni.localsDeleted;
+    }
+    original.DeleteLocalRef(env, object);
+}
+
 jint JNICALL pushLocalFrame(JNIEnv *env, jint capacity)
 {
     const bool ours = isOurs(__builtin_return_address(0));
@@ -145,13 +163,25 @@ jint JNICALL pushLocalFrame(JNIEnv *env, jint capacity)
         return JNI_ENOMEM;
     }
     jni.frames += ours ? 1 : 0;
+    referencesMade = 0;
     return original.PushLocalFrame(env, capacity);
 }
 
 jobject JNICALL popLocalFrame(JNIEnv *env, jobject result)
 {
-    jni.frames -= isOurs(__builtin_return_address(0)) ? 1 : 0;
+    if (isOurs(__builtin_return_address(0))) {
+        --jni.frames;
+        if (std::exchange(referencesMade, 0) > referencesAllowed) {
+            note("TOO MANY LOCAL REFERENCES IN ONE FRAME");
+        }
+    }
     return original.PopLocalFrame(env, result);
+}
+
+void JNICALL releaseStringUTFChars(JNIEnv *env, jstring string, const char *chars)
+{
+    jni.charsHeld -= isOurs(__builtin_return_address(0)) ? 1 : 0;
+    original.ReleaseStringUTFChars(env, string, chars);
 }
 
 void JNICALL exceptionDescribe(JNIEnv *env)
@@ -169,7 +199,7 @@ void JNICALL record(JNIEnv *env, jclass, jstring line)
 {
     const char *chars = original.GetStringUTFChars(env, line, nullptr);
     note(chars);
-    env->ReleaseStringUTFChars(line, chars);
+    original.ReleaseStringUTFChars(env, line, chars);
 }
 
 /// Finds the scripted side.
@@ -243,6 +273,10 @@ FERRYJNIGlobal *startVm()
 
 void JniDouble::hook(JNIEnv *env)
 {
+    if (env->functions == &doubled) {
+        // A whole executable run by hand starts the VM once a test.
+        return;
+    }
     original = *env->functions;
     doubled = original;
 #define INSTALL(function)                                                                          \
@@ -273,8 +307,10 @@ void JniDouble::hook(JNIEnv *env)
     slots["PushLocalFrame"] = slotOf(&JNINativeInterface_::PushLocalFrame);
     doubled.NewGlobalRef = newGlobalRef;
     doubled.DeleteGlobalRef = deleteGlobalRef;
+    doubled.DeleteLocalRef = deleteLocalRef;
     doubled.PushLocalFrame = pushLocalFrame;
     doubled.PopLocalFrame = popLocalFrame;
+    doubled.ReleaseStringUTFChars = releaseStringUTFChars;
     doubled.ExceptionDescribe = exceptionDescribe;
     env->functions = &doubled;
 }

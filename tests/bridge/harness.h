@@ -64,8 +64,11 @@ struct JniDouble {
     std::vector<jobject> deleted;
     /// Lookups as "class member signature".
     std::vector<std::string> lookups;
-    /// Local frames that are open.
+    /// Local frames that are open, and strings whose characters are held.
     int frames = 0;
+    int charsHeld = 0;
+    /// Local references that it deleted one by one.
+    int localsDeleted = 0;
 };
 extern JniDouble jni;
 

@@ -170,7 +170,8 @@ void Host::operate(const Words &words, const QEL_FerrionProperties *properties)
         env->ExceptionClear();
         line += " EXCEPTION PENDING";
     }
-    note(line + (jni.frames != 0 ? " FRAMES OPEN" : ""));
+    note(line + (jni.frames != 0 ? " FRAMES OPEN" : "") +
+         (jni.charsHeld != 0 ? " CHARS HELD" : ""));
 }
 
 std::string Host::perform(const Words &words, const QEL_FerrionProperties *properties)
@@ -227,6 +228,8 @@ std::string Host::perform(const Words &words, const QEL_FerrionProperties *prope
         return read(argument);
     } else if (what == "return_loan") {
         operations_.return_loan(readerOf(argument), samples_, infos_, count_, env);
+        // Stream infos have given up their names and types.
+        return argument.empty() ? "" : " " + listOf(samples_, count_, streamText);
     } else if (what == "write" || what == "write_without_infos") {
         return write(words, what == "write");
     } else if (what == "delete_reader") {

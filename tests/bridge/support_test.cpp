@@ -1,5 +1,6 @@
 // The host's support functions as a host or another plug-in uses them: no Java VM is started.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <array>
 #include <climits>
@@ -165,26 +166,33 @@ TEST(StringSeq, CopiesGrowButNeverShrinkAndFinalizeFreesUpToMaximum)
     const QEL_FerrionStringSeq threeStrings = {three, 3, 3};
     const QEL_FerrionStringSeq oneString = {one, 1, 1};
     const QEL_FerrionStringSeq none = {nullptr, 0, 0};
-    QEL_FerrionStreamInfo info = {};
-    QEL_FerrionStringSeq *copy = &info.partition;
-    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &threeStrings), copy);
-    EXPECT_EQ(copy->length, 3);
-    EXPECT_EQ(copy->maximum, 3);
-    EXPECT_STREQ(copy->buffer[2], "ccc");
-    EXPECT_NE(copy->buffer[2], ccc);
-    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
-    EXPECT_EQ(copy->length, 1);
-    EXPECT_EQ(copy->maximum, 3);
-    EXPECT_STREQ(copy->buffer[0], "longer");
-    EXPECT_STREQ(copy->buffer[1], "bb");
-    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &none), copy);
-    EXPECT_EQ(copy->length, 0);
-    ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
-    // Under a leak checker this also shows that the second and third string are freed.
-    EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&info), 1);
-    EXPECT_EQ(info.partition.buffer, nullptr);
-    EXPECT_EQ(info.partition.length, 1);
-    EXPECT_EQ(info.partition.maximum, 3);
+    // Fresh memory is never zero, and a second round needs no more of it than the first.
+    mallopt(M_PERTURB, 0x5A);
+    size_t used = SIZE_MAX;
+    for (int round = 0; round < 2; ++round) {
+        QEL_FerrionStreamInfo info = {};
+        QEL_FerrionStringSeq *copy = &info.partition;
+        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &threeStrings), copy);
+        EXPECT_EQ(copy->length, 3);
+        EXPECT_EQ(copy->maximum, 3);
+        EXPECT_STREQ(copy->buffer[2], "ccc");
+        EXPECT_NE(copy->buffer[2], ccc);
+        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
+        EXPECT_EQ(copy->length, 1);
+        EXPECT_EQ(copy->maximum, 3);
+        EXPECT_STREQ(copy->buffer[0], "longer");
+        EXPECT_STREQ(copy->buffer[1], "bb");
+        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &none), copy);
+        EXPECT_EQ(copy->length, 0);
+        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
+        EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&info), 1);
+        const size_t usedNow = mallinfo2().uordblks;
+        EXPECT_LE(usedNow, used);
+        used = usedNow;
+        EXPECT_EQ(info.partition.buffer, nullptr);
+        EXPECT_EQ(info.partition.length, 1);
+        EXPECT_EQ(info.partition.maximum, 3);
+    }
 }
 
 TEST(StreamInfo, TheDefaultPartitionIsOneSharedEmptyName)

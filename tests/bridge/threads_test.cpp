@@ -23,8 +23,13 @@ protected:
         global = startVm();
         ASSERT_NE(global, nullptr);
         transcript();
-        invoke = *global->javaVM->functions;
+        real = global->javaVM->functions;
+        invoke = *real;
         global->javaVM->functions = &invoke;
+    }
+    void TearDown() override
+    {
+        global->javaVM->functions = real;
     }
     template<class F> static std::string onThread(F work)
     {
@@ -34,6 +39,7 @@ protected:
     FERRYJNIGlobal *global = nullptr;
     /// The VM's functions, to be replaced.
     JNIInvokeInterface_ invoke = {};
+    const JNIInvokeInterface_ *real = nullptr;
 };
 
 TEST_F(Threads, AnAttachmentIsRememberedOnceAndUndoneByOneDetach)
