@@ -19,6 +19,7 @@
 
 using ferryjni::LocalFrame;
 using ferryjni::Operation;
+using ferryjni::Step;
 
 static_assert(std::is_standard_layout_v<FERRYJNIConnection>);
 static_assert(offsetof(FERRYJNIConnection, javaConnection) == 0);
@@ -31,9 +32,6 @@ static_assert(offsetof(FERRYJNIConnection, subDiscoveryReader) == 48);
 static_assert(sizeof(FERRYJNIConnection) == 56);
 
 namespace {
-
-/// Whether creation goes on, ends with the incomplete record, or with nothing.
-enum class Step { done, returnRecord, returnNull };
 
 /// The two discovery readers, each with its listener. A reader that cannot be made is reported with
 /// the listeners' text, and costs less than the publication listener: only without that one there

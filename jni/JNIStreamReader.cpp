@@ -15,6 +15,7 @@
 using ferryjni::asReader;
 using ferryjni::LocalFrame;
 using ferryjni::Operation;
+using ferryjni::Step;
 
 static_assert(std::is_standard_layout_v<FERRYJNIStreamReader>);
 static_assert(offsetof(FERRYJNIStreamReader, javaReader) == 0);
@@ -41,9 +42,6 @@ const FERRYJNIGlobal *globalOf(const FERRYJNIStreamReader *reader) noexcept
 {
     return ferryjni::globalOf(reader->connection);
 }
-
-/// What came of preparing a reader: go on, give the incomplete record to the host, or nothing.
-enum class Step { done, returnRecord, returnNull };
 
 /// The type code in Java (`*javaTypeCode`) and the arrays. A stream of another representation gets
 /// neither: its reader is made all the same and never has data.

@@ -13,6 +13,7 @@
 
 using ferryjni::LocalFrame;
 using ferryjni::Operation;
+using ferryjni::Step;
 
 static_assert(std::is_standard_layout_v<FERRYJNIStreamWriter>);
 static_assert(offsetof(FERRYJNIStreamWriter, javaWriter) == 0);
@@ -31,9 +32,6 @@ namespace {
 constexpr int32_t defaultBatch = 1024;
 /// Most batch positions that are prepared at creation when the host does not say.
 constexpr int32_t defaultInitial = 32;
-
-/// Whether creation goes on, ends with the incomplete record, or with nothing.
-enum class Step { done, returnRecord, returnNull };
 
 Step prepareBatch(const Operation &operation, FERRYJNIStreamWriter *writer, JNIEnv *env,
                   const QEL_FerrionProperties *properties) noexcept

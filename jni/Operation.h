@@ -21,6 +21,10 @@ inline void clearPending(JNIEnv *env) noexcept
     }
 }
 
+/// How a step of a creation ended: the next may follow, or the host gets the incomplete record, or
+/// nothing.
+enum class Step { done, returnRecord, returnNull };
+
 /// A host call in progress. Lives on the stack of the function that it names.
 class Operation {
 public:
