@@ -3,10 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "JNICommon.h"
-#include "JNIGlobal.h"
-#include "ferryjni/log.h"
 #include "harness.h"
-#include "qddscore/log.h"
 
 using namespace bridge;
 
@@ -27,7 +24,7 @@ TEST(Common, TheFirstPairOfANameCounts)
 
 TEST(Common, TheClassPathOptionIsMadeOfEntriesAndEnvironment)
 {
-    QELLog_setSink([](void *, const char *line, size_t) { note(line); }, nullptr);
+    listen();
     FERRYLog_setBitmaps(0xFFFFF, 0x3);
     const StringList none = {};
     const StringList one = {"a.jar"};
@@ -65,7 +62,7 @@ void checkArray(Resize resize, const std::string &context, const char *arrayType
                 const char *failingType, const char *text)
 {
     SCOPED_TRACE(context);
-    QELLog_setSink([](void *, const char *line, size_t) { note(line); }, nullptr);
+    listen();
     const int64_t blocks = heapBlocks();
     Element **four = resize(nullptr, 0, 4);
     const std::vector<Element *> kept(four, four + 4);
@@ -119,7 +116,7 @@ TEST(Common, GlobalReferencesReplaceLocalOnesAndAreDeletedOnce)
     const size_t references = jni.globals.size();
     jobject local = env->NewStringUTF("text");
     jobject slot = local;
-    jni.fail("NewGlobalRef", 1, "returns");
+    jni.fail("NewGlobalRef", 1, JniDouble::returns);
     EXPECT_EQ(FERRYJNICommon_newGlobalRefReplacingLocalRef(env, &slot), nullptr);
     EXPECT_EQ(slot, local);
     EXPECT_EQ(env->GetObjectRefType(local), JNILocalRefType);

@@ -5,12 +5,10 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <map>
 #include <mutex>
 #include <sstream>
 #include <utility>
 
-#include "ferryjni/log.h"
 #include "qddscore/heap.h"
 #include "qddscore/log.h"
 
@@ -27,20 +25,14 @@ std::string transcriptText;
 JNINativeInterface_ original;
 JNINativeInterface_ doubled;
 
-struct Fault {
-    size_t slot = 0;
-    int calls = 0;
-    int nth = 0;
+struct {
+    std::string function;
+    int left = 0;
     JniDouble::Failure failure = JniDouble::returns;
 } fault;
 
-std::string currentClass;
-/// Local references made in the frame opened last.
-int referencesMade = 0;
 /// What a frame is meant for, with room for those of a failure.
-constexpr int referencesAllowed = 64;
-/// Slots of the functions that can be told to fail by name.
-std::map<std::string, size_t> slots;
+constexpr int localsAllowed = 64;
 
 /// Whether a call comes from the code under test: the VM's own natives use the same table. A call
 /// that ends a function of the bridge returns to its caller, so the test's own address counts too.
@@ -56,133 +48,121 @@ bool isOurs(const void *caller)
     return from == bridge || from == test;
 }
 
-bool isLookup(size_t slot)
-{
-    using Table = JNINativeInterface_;
-    return slot == slotOf(&Table::FindClass) || slot == slotOf(&Table::GetMethodID) ||
-           slot == slotOf(&Table::GetStaticMethodID) || slot == slotOf(&Table::GetFieldID) ||
-           slot == slotOf(&Table::GetStaticFieldID) || slot == slotOf(&Table::GetStaticObjectField);
-}
+const std::set<std::string> lookups = {"FindClass",        "GetMethodID",
+                                       "GetFieldID",       "GetStaticMethodID",
+                                       "GetStaticFieldID", "GetStaticObjectField"};
 
 /// Counts a call of the bridge; true when it is the one to fail.
-bool fails(size_t slot)
+bool fails(const std::string &function)
 {
-    if (slot != fault.slot && !(fault.slot == anyLookup && isLookup(slot))) {
+    const bool counts =
+        fault.function == function || (fault.function == "lookup" && lookups.count(function) != 0);
+    if (!counts || --fault.left != 0) {
         return false;
     }
-    if (++fault.calls != fault.nth) {
-        return false;
-    }
-    jni.hasFailed = true;
-    return true;
+    return jni.hasFailed = true;
 }
 
-std::string textOf(const char *text)
+/// Keeps a lookup, with the class that it is about.
+void look(const std::string &function, const std::string &text)
 {
-    return std::string(" ") + text;
+    static std::string currentClass;
+    if (function == "FindClass") {
+        currentClass = text.substr(1);
+        jni.lookups.push_back(currentClass);
+    } else if (lookups.count(function) != 0) {
+        jni.lookups.push_back(currentClass + text);
+    }
 }
-template<class T> std::string textOf(const T &)
+
+/// Keeps the books of a call that the bridge made, with its first object and its result.
+void count(const std::string &function, const void *object, const void *result)
 {
+    if (function == "NewGlobalRef") {
+        jni.globals.push_back(result);
+        --jni.localsMade;
+    } else if (function == "DeleteGlobalRef") {
+        const auto found = std::find(jni.globals.begin(), jni.globals.end(), object);
+        if (found == jni.globals.end()) {
+            note("DELETED A GLOBAL REFERENCE THAT IS NOT THE BRIDGE'S");
+            return;
+        }
+        jni.globals.erase(found);
+        jni.deleted.push_back(object);
+    } else if (function == "DeleteLocalRef") {
+        ++jni.localsDeleted;
+        --jni.localsMade;
+    } else if (function == "GetStringUTFChars") {
+        ++jni.charsHeld;
+    } else if (function == "ReleaseStringUTFChars") {
+        --jni.charsHeld;
+    } else if (function == "PushLocalFrame") {
+        ++jni.frames;
+        jni.localsMade = 0;
+    } else if (function == "PopLocalFrame") {
+        --jni.frames;
+        if (std::exchange(jni.localsMade, 0) > localsAllowed) {
+            note("TOO MANY LOCAL REFERENCES IN ONE FRAME");
+        }
+    }
+}
+
+template<class T> const void *objectIn(const T &argument)
+{
+    if constexpr (std::is_convertible_v<T, jobject>) {
+        return argument;
+    }
+    return nullptr;
+}
+
+template<class T> std::string textIn(const T &argument)
+{
+    if constexpr (std::is_same_v<T, const char *>) {
+        return std::string(" ") + argument;
+    }
     return "";
 }
 
 template<auto function> struct Double;
 template<class R, class... A, R (JNICALL *JNINativeInterface_::*function)(JNIEnv *, A...)>
 struct Double<function> {
-    static R JNICALL call(JNIEnv *env, A... arguments)
+    static inline const char *name = nullptr;
+
+    static void install(const char *functionName)
     {
-        const size_t slot = slotOf(function);
-        const bool ours = isOurs(__builtin_return_address(0));
-        if (ours && isLookup(slot)) {
-            const std::string text = (std::string() + ... + textOf(arguments));
-            if (slot == slotOf(&JNINativeInterface_::FindClass)) {
-                currentClass = text.substr(1);
-            }
-            jni.lookups.push_back(currentClass +
-                                  (slot == slotOf(&JNINativeInterface_::FindClass) ? "" : text));
-        }
-        if constexpr (std::is_convertible_v<R, jobject>) {
-            referencesMade += ours ? 1 : 0;
-        }
-        if (!ours || !fails(slot)) {
-            jni.charsHeld +=
-                ours && slot == slotOf(&JNINativeInterface_::GetStringUTFChars) ? 1 : 0;
-            return (original.*function)(env, arguments...);
-        }
-        if (fault.failure == JniDouble::throws) {
-            original.ThrowNew(env, original.FindClass(env, "java/lang/OutOfMemoryError"), "fault");
-        }
-        return R();
-    }
-    static void install()
-    {
+        name = functionName;
         doubled.*function = call;
     }
+    static R JNICALL call(JNIEnv *env, A... arguments)
+    {
+        const bool ours = isOurs(__builtin_return_address(0));
+        if (!ours) {
+            return (original.*function)(env, arguments...);
+        }
+        look(name, (std::string() + ... + textIn(arguments)));
+        if (fails(name)) {
+            if (fault.failure == JniDouble::throws) {
+                jclass error = original.FindClass(env, "java/lang/OutOfMemoryError");
+                original.ThrowNew(env, error, "fault");
+            }
+            if constexpr (std::is_same_v<R, jint>) {
+                return std::string(name) == "PushLocalFrame" ? JNI_ENOMEM : 0;
+            }
+            return R();
+        }
+        const void *object = nullptr;
+        ((object = object != nullptr ? object : objectIn(arguments)), ...);
+        if constexpr (std::is_void_v<R>) {
+            count(name, object, nullptr);
+            (original.*function)(env, arguments...);
+        } else {
+            const R result = (original.*function)(env, arguments...);
+            jni.localsMade += std::is_convertible_v<R, jobject> ? 1 : 0;
+            count(name, object, objectIn(result));
+            return result;
+        }
+    }
 };
-
-jobject JNICALL newGlobalRef(JNIEnv *env, jobject object)
-{
-    const bool ours = isOurs(__builtin_return_address(0));
-    if (ours && fails(slotOf(&JNINativeInterface_::NewGlobalRef))) {
-        return nullptr;
-    }
-    jobject made = original.NewGlobalRef(env, object);
-    if (ours) {
-        jni.globals.push_back(made);
-    }
-    return made;
-}
-
-void JNICALL deleteGlobalRef(JNIEnv *env, jobject object)
-{
-    if (isOurs(__builtin_return_address(0))) {
-        const auto found = std::find(jni.globals.begin(), jni.globals.end(), object);
-        if (found == jni.globals.end()) {
-            note("deleted a global reference that is not the bridge's");
-            return;
-        }
-        jni.globals.erase(found);
-        jni.deleted.push_back(object);
-    }
-    original.DeleteGlobalRef(env, object);
-}
-
-void JNICALL deleteLocalRef(JNIEnv *env, jobject object)
-{
-    if (isOurs(__builtin_return_address(0))) {
-        --referencesMade;
-        ++jni.localsDeleted;
-    }
-    original.DeleteLocalRef(env, object);
-}
-
-jint JNICALL pushLocalFrame(JNIEnv *env, jint capacity)
-{
-    const bool ours = isOurs(__builtin_return_address(0));
-    if (ours && fails(slotOf(&JNINativeInterface_::PushLocalFrame))) {
-        return JNI_ENOMEM;
-    }
-    jni.frames += ours ? 1 : 0;
-    referencesMade = 0;
-    return original.PushLocalFrame(env, capacity);
-}
-
-jobject JNICALL popLocalFrame(JNIEnv *env, jobject result)
-{
-    if (isOurs(__builtin_return_address(0))) {
-        --jni.frames;
-        if (std::exchange(referencesMade, 0) > referencesAllowed) {
-            note("TOO MANY LOCAL REFERENCES IN ONE FRAME");
-        }
-    }
-    return original.PopLocalFrame(env, result);
-}
-
-void JNICALL releaseStringUTFChars(JNIEnv *env, jstring string, const char *chars)
-{
-    jni.charsHeld -= isOurs(__builtin_return_address(0)) ? 1 : 0;
-    original.ReleaseStringUTFChars(env, string, chars);
-}
 
 void JNICALL exceptionDescribe(JNIEnv *env)
 {
@@ -227,6 +207,11 @@ std::string transcript()
     return std::exchange(transcriptText, "");
 }
 
+void listen()
+{
+    QELLog_setSink([](void *, const char *line, size_t) { note(line); }, nullptr);
+}
+
 StringList::StringList(std::initializer_list<std::string> strings) : DDS_StringSeq{}
 {
     for (const std::string &string : strings) {
@@ -241,13 +226,11 @@ StringList::~StringList()
 
 void addVmOptions(StringList *options)
 {
-    for (const char *option : {"-Dqdds.library.path=" BRIDGE_LIBRARY_DIR, "-Xrs",
-                               "-XX:+UseSerialGC", "-XX:TieredStopAtLevel=1"}) {
-        DDS_StringSeq_append(options, option);
-    }
     // Presets add to them, for example -Xcheck:jni.
     const char *more = getenv("FERRY_TEST_VM_OPTIONS");
-    std::istringstream words(more != nullptr ? more : "");
+    std::istringstream words(std::string("-Dqdds.library.path=" BRIDGE_LIBRARY_DIR
+                                         " -Xrs -XX:+UseSerialGC -XX:TieredStopAtLevel=1 ") +
+                             (more != nullptr ? more : ""));
     for (std::string word; words >> word;) {
         DDS_StringSeq_append(options, word.c_str());
     }
@@ -255,18 +238,18 @@ void addVmOptions(StringList *options)
 
 FERRYJNIGlobal *startVm()
 {
-    QELLog_setSink([](void *, const char *line, size_t) { note(line); }, nullptr);
+    listen();
     const StringList classPath = {BRIDGE_ADAPTER_JAR, BRIDGE_BINDING_JAR, BRIDGE_TEST_JAR};
     StringList options = {};
     addVmOptions(&options);
-    const FERRYJNIGlobal *first =
-        FERRYJNIGlobal_new(&classPath, &options, 0x1, FERRYJNI_DESTROY_NEVER);
+    const auto start = [&] { return FERRYJNIGlobal_new(&classPath, &options, 0x1, 1); };
+    const FERRYJNIGlobal *first = start();
     if (first == nullptr) {
         return nullptr;
     }
     openStage(FERRYJNIGlobal_getEnv(first));
     jni.hook(theEnv);
-    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, 0x1, FERRYJNI_DESTROY_NEVER);
+    FERRYJNIGlobal *global = start();
     FERRYLog_setBitmaps(0xFFFFF, 0x47);
     return global;
 }
@@ -279,57 +262,30 @@ void JniDouble::hook(JNIEnv *env)
     }
     original = *env->functions;
     doubled = original;
-#define INSTALL(function)                                                                          \
-    Double<&JNINativeInterface_::function>::install();                                             \
-    slots[#function] = slotOf(&JNINativeInterface_::function)
-    INSTALL(FindClass);
-    INSTALL(GetMethodID);
-    INSTALL(GetStaticMethodID);
-    INSTALL(GetFieldID);
-    INSTALL(GetStaticFieldID);
-    INSTALL(GetStaticObjectField);
-    INSTALL(NewStringUTF);
-    INSTALL(GetStringUTFChars);
-    INSTALL(NewObjectV);
-    INSTALL(CallObjectMethodV);
-    INSTALL(CallBooleanMethodV);
-    INSTALL(CallIntMethodV);
-    INSTALL(CallLongMethodV);
-    INSTALL(CallVoidMethodV);
-    INSTALL(CallStaticObjectMethodV);
-    INSTALL(CallObjectMethodA);
-    INSTALL(CallBooleanMethodA);
-    INSTALL(CallIntMethodA);
-    INSTALL(CallVoidMethodA);
-    INSTALL(CallStaticVoidMethodA);
-#undef INSTALL
-    slots["NewGlobalRef"] = slotOf(&JNINativeInterface_::NewGlobalRef);
-    slots["PushLocalFrame"] = slotOf(&JNINativeInterface_::PushLocalFrame);
-    doubled.NewGlobalRef = newGlobalRef;
-    doubled.DeleteGlobalRef = deleteGlobalRef;
-    doubled.DeleteLocalRef = deleteLocalRef;
-    doubled.PushLocalFrame = pushLocalFrame;
-    doubled.PopLocalFrame = popLocalFrame;
-    doubled.ReleaseStringUTFChars = releaseStringUTFChars;
+#define DOUBLE(function) Double<&JNINativeInterface_::function>::install(#function)
+    DOUBLE(FindClass), DOUBLE(GetMethodID), DOUBLE(GetStaticMethodID), DOUBLE(GetFieldID),
+        DOUBLE(GetStaticFieldID), DOUBLE(GetStaticObjectField), DOUBLE(NewStringUTF),
+        DOUBLE(GetStringUTFChars), DOUBLE(ReleaseStringUTFChars), DOUBLE(NewObjectV),
+        DOUBLE(CallObjectMethodV), DOUBLE(CallBooleanMethodV), DOUBLE(CallIntMethodV),
+        DOUBLE(CallLongMethodV), DOUBLE(CallStaticObjectMethodV), DOUBLE(CallObjectMethodA),
+        DOUBLE(CallBooleanMethodA), DOUBLE(CallIntMethodA), DOUBLE(CallVoidMethodA),
+        DOUBLE(CallStaticVoidMethodA), DOUBLE(NewGlobalRef), DOUBLE(DeleteGlobalRef),
+        DOUBLE(DeleteLocalRef), DOUBLE(PushLocalFrame), DOUBLE(PopLocalFrame);
+#undef DOUBLE
     doubled.ExceptionDescribe = exceptionDescribe;
     env->functions = &doubled;
 }
 
-void JniDouble::fail(const std::string &function, int nth, const std::string &failure)
+void JniDouble::fail(const std::string &function, int nth, Failure failure)
 {
-    fail(slots.at(function), nth, failure == "throws" ? throws : returns);
-}
-
-void JniDouble::fail(size_t slot, int nth, Failure failure)
-{
-    fault = {slot, 0, nth, failure};
+    fault = {function, nth, failure};
     hasFailed = false;
 }
 
 void HeapDouble::fail(const std::string &type, int nth)
 {
-    failingType_ = type;
-    left_ = nth;
+    failingType = type;
+    left = nth;
     hasFailed = false;
 }
 
@@ -339,11 +295,10 @@ bool HeapDouble::arrives(const char *role, uint32_t tag, const char *type)
                          static_cast<char>(tag >> 8), static_cast<char>(tag), '\0'};
     const std::lock_guard<std::mutex> guard(transcriptMutex);
     allocations.insert(std::string(role) + " " + code + " " + type);
-    if (left_ == 0 || failingType_ != type || --left_ != 0) {
+    if (left == 0 || failingType != type || --left != 0) {
         return false;
     }
-    hasFailed = true;
-    return true;
+    return hasFailed = true;
 }
 
 int64_t heapBlocks()
@@ -380,19 +335,14 @@ const DDS_TypeCode *sampleType()
 
 } // namespace bridge
 
-namespace {
-using Reallocate = decltype(&QELOsapiHeap_reallocateMemoryInternal);
-}
-
 // Stands in front of the middleware's own for every library of the process.
 void *QELOsapiHeap_reallocateMemoryInternal(void *block, size_t size, size_t alignment,
                                             const char *role, uint32_t tag,
                                             const char *typeName) noexcept
 {
-    static const auto next =
-        reinterpret_cast<Reallocate>(dlsym(RTLD_NEXT, "QELOsapiHeap_reallocateMemoryInternal"));
-    if (bridge::heap.arrives(role, tag, typeName)) {
-        return nullptr;
-    }
-    return next(block, size, alignment, role, tag, typeName);
+    static const auto next = reinterpret_cast<decltype(&QELOsapiHeap_reallocateMemoryInternal)>(
+        dlsym(RTLD_NEXT, "QELOsapiHeap_reallocateMemoryInternal"));
+    return bridge::heap.arrives(role, tag, typeName)
+               ? nullptr
+               : next(block, size, alignment, role, tag, typeName);
 }

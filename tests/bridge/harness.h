@@ -11,9 +11,9 @@
 #include <string>
 #include <vector>
 
+#include "JNIStreamReader.h"
 #include "ferryjni/ferryjni.h"
-#include "qddsc/dynamic_data.h"
-#include "qddsc/sample_info.h"
+#include "ferryjni/log.h"
 #include "qddsc/string.h"
 
 namespace bridge {
@@ -23,6 +23,8 @@ namespace bridge {
 void note(const std::string &line);
 /// The transcript since the last call, each line after a newline.
 std::string transcript();
+/// Routes the log into the transcript.
+void listen();
 
 struct StringList : DDS_StringSeq {
     StringList(std::initializer_list<std::string> strings);
@@ -37,38 +39,27 @@ void addVmOptions(StringList *options);
 /// returned was made under their eyes; it logs at all levels that the bridge has.
 FERRYJNIGlobal *startVm();
 
-// Doubles in front of the JNI functions of one thread. They see the calls of the bridge only.
-
-template<class F> size_t slotOf(F JNINativeInterface_::*function)
-{
-    static const JNINativeInterface_ table = {};
-    return static_cast<size_t>(reinterpret_cast<const char *>(&(table.*function)) -
-                               reinterpret_cast<const char *>(&table));
-}
-
-/// Stands for FindClass, Get...ID and GetStaticObjectField together.
-constexpr size_t anyLookup = static_cast<size_t>(-1);
-
+/// In front of the JNI functions of the main thread; sees the calls of the bridge only.
 struct JniDouble {
     /// What comes of a call that fails: its null value, with or without an exception.
     enum Failure { returns, throws };
     void hook(JNIEnv *env);
-    /// Makes the `nth` call of a function from now on fail, once; forgets the counts.
-    void fail(size_t slot, int nth, Failure failure);
-    /// The same of a function by its name.
-    void fail(const std::string &function, int nth, const std::string &failure);
+    /// Makes the `nth` call of a function from now on fail, once. "lookup" is FindClass,
+    /// Get...ID and GetStaticObjectField together.
+    void fail(const std::string &function, int nth, Failure failure);
     bool hasFailed = false;
     /// Global references that the bridge holds, in the order in which it made them, and those that
     /// it has deleted, in that order.
-    std::vector<jobject> globals;
-    std::vector<jobject> deleted;
+    std::vector<const void *> globals;
+    std::vector<const void *> deleted;
     /// Lookups as "class member signature".
     std::vector<std::string> lookups;
-    /// Local frames that are open, and strings whose characters are held.
+    /// Local frames that are open, strings whose characters are held.
     int frames = 0;
     int charsHeld = 0;
-    /// Local references that it deleted one by one.
+    /// Local references that it deleted one by one, and those made in the frame opened last.
     int localsDeleted = 0;
+    int localsMade = 0;
 };
 extern JniDouble jni;
 
@@ -76,15 +67,12 @@ extern JniDouble jni;
 struct HeapDouble {
     /// Makes the `nth` allocation for `type` from now on fail, once.
     void fail(const std::string &type, int nth);
-    bool hasFailed = false;
-    std::set<std::string> allocations;
-
     /// Takes note of an allocation; true when it is the one to fail.
     bool arrives(const char *role, uint32_t tag, const char *type);
-
-private:
-    std::string failingType_;
-    int left_ = 0;
+    bool hasFailed = false;
+    std::set<std::string> allocations;
+    std::string failingType;
+    int left = 0;
 };
 extern HeapDouble heap;
 int64_t heapBlocks();
@@ -97,8 +85,8 @@ void play(const std::string &method, const std::string &action);
 /// A property list from "{name=value, name=value}"; "~" stands for a null name or value.
 struct Properties : QEL_FerrionProperties {
     explicit Properties(const std::string &text);
-    std::vector<std::string> strings_;
-    std::vector<QEL_FerrionNameValue> pairs_;
+    std::vector<std::string> strings;
+    std::vector<QEL_FerrionNameValue> pairs;
 };
 
 /// struct S { long id; string text; }
@@ -122,22 +110,14 @@ public:
     /// Deletes whatever there is.
     void deleteAll();
 
-    QEL_FerrionEnvironment environment = {};
     QEL_FerrionAdapterPlugin *adapter = nullptr;
-    QEL_FerrionConnection *connection = nullptr;
-    QEL_FerrionSession *session = nullptr;
-    QEL_FerrionStreamReader *reader = nullptr;
-    QEL_FerrionStreamWriter *writer = nullptr;
-    QEL_FerrionStreamReader *pub = nullptr;
-    QEL_FerrionStreamReader *sub = nullptr;
 
 private:
+    using Words = std::vector<std::string>;
     struct Ear {
         Host *host;
         const char *name;
     };
-    using Words = std::vector<std::string>;
-
     void operate(const Words &words, const QEL_FerrionProperties *properties);
     std::string perform(const Words &words, const QEL_FerrionProperties *properties);
     std::string read(const std::string &which);
@@ -147,9 +127,16 @@ private:
     std::string nameOf(const QEL_FerrionStreamReader *someReader) const;
 
     FERRYJNIGlobal *global_;
+    QEL_FerrionEnvironment environment_ = {};
+    QEL_FerrionAdapterOperations operations_ = {};
+    QEL_FerrionConnection *connection_ = nullptr;
+    QEL_FerrionSession *session_ = nullptr;
+    QEL_FerrionStreamReader *reader_ = nullptr;
+    QEL_FerrionStreamWriter *writer_ = nullptr;
+    QEL_FerrionStreamReader *pub_ = nullptr;
+    QEL_FerrionStreamReader *sub_ = nullptr;
     Ear ears_[3];
     QEL_FerrionStreamReaderListener listeners_[3];
-    QEL_FerrionAdapterOperations operations_ = {};
     QEL_FerrionStreamInfo streamInfo_ = {};
     std::string streamName_ = "stream";
     std::string typeName_ = "S";

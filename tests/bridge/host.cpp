@@ -3,7 +3,6 @@
 #include <thread>
 #include <utility>
 
-#include "JNIStreamReader.h"
 #include "harness.h"
 
 namespace bridge {
@@ -12,12 +11,9 @@ namespace {
 /// "a b c", or the ends of many.
 template<class Element, class Text> std::string listOf(Element *elements, int32_t count, Text text)
 {
-    if (elements == nullptr) {
-        return "null";
-    }
     const auto at = [&](int32_t i) { return elements[i] != nullptr ? text(elements[i]) : "-"; };
-    if (count > 4) {
-        return at(0) + ".." + at(count - 1);
+    if (elements == nullptr || count > 4) {
+        return elements == nullptr ? "null" : at(0) + ".." + at(count - 1);
     }
     std::string line = "[";
     for (int32_t i = 0; i < count; ++i) {
@@ -33,13 +29,16 @@ std::string sampleText(const void *sample)
     return "#" + std::to_string(id);
 }
 
+std::string infoText(const DDS_SampleInfo *info)
+{
+    return "i" + std::to_string(info->instance_state);
+}
+
 std::string streamText(const void *sample)
 {
     const auto *info = static_cast<const QEL_FerrionStreamInfo *>(sample);
-    const auto orNull = [](const char *text) {
-        return std::string(text != nullptr ? text : "null");
-    };
-    return orNull(info->streamName) + ":" + orNull(info->typeName) + ":" +
+    const auto orNull = [](const char *text) { return text != nullptr ? text : "null"; };
+    return orNull(info->streamName) + std::string(":") + orNull(info->typeName) + ":" +
            std::to_string(info->typeRepresentationKind) +
            (info->typeRepresentation != nullptr ? ":type:" : ":null:") +
            std::to_string(info->disposed);
@@ -48,6 +47,21 @@ std::string streamText(const void *sample)
 std::string recordOrNull(const void *record)
 {
     return record != nullptr ? " record" : " null";
+}
+
+std::string number(int32_t result)
+{
+    return " " + std::to_string(result);
+}
+
+/// All words from one on.
+std::string rest(const std::vector<std::string> &words, size_t from)
+{
+    std::string text;
+    for (size_t i = from; i < words.size(); ++i) {
+        text += (i == from ? "" : " ") + words[i];
+    }
+    return text;
 }
 
 /// The objects in the order in which they are made.
@@ -60,23 +74,21 @@ Properties::Properties(const std::string &text) : QEL_FerrionProperties{}
     std::istringstream entries(text.substr(1, text.size() - 2));
     for (std::string entry; std::getline(entries >> std::ws, entry, ',');) {
         const size_t equals = entry.find('=');
-        strings_.push_back(entry.substr(0, equals));
-        strings_.push_back(entry.substr(equals + 1));
+        strings.push_back(entry.substr(0, equals));
+        strings.push_back(entry.substr(equals + 1));
     }
-    for (size_t i = 0; i < strings_.size(); i += 2) {
-        const auto orNull = [this](size_t at) {
-            return strings_[at] == "~" ? nullptr : strings_[at].data();
-        };
-        pairs_.push_back({orNull(i), orNull(i + 1)});
+    const auto orNull = [](std::string &string) { return string == "~" ? nullptr : string.data(); };
+    for (size_t i = 0; i < strings.size(); i += 2) {
+        pairs.push_back({orNull(strings[i]), orNull(strings[i + 1])});
     }
-    properties = pairs_.data();
-    count = static_cast<int32_t>(pairs_.size());
+    properties = pairs.data();
+    count = static_cast<int32_t>(pairs.size());
 }
 
 Host::Host(FERRYJNIGlobal *global)
     : global_(global), ears_{{this, "reader"}, {this, "pub"}, {this, "sub"}}
 {
-    environment.jniGlobal = global;
+    environment_.jniGlobal = global;
     for (int i = 0; i < 3; ++i) {
         listeners_[i] = {&ears_[i], [](QEL_FerrionStreamReader *from, void *data) {
                              const auto *ear = static_cast<const Ear *>(data);
@@ -93,17 +105,14 @@ Host::Host(FERRYJNIGlobal *global)
 
 QEL_FerrionStreamReader *Host::readerOf(const std::string &which) const
 {
-    return which == "pub" ? pub : (which == "sub" ? sub : reader);
+    return which == "pub" ? pub_ : (which == "sub" ? sub_ : reader_);
 }
 
 std::string Host::nameOf(const QEL_FerrionStreamReader *someReader) const
 {
-    if (someReader == nullptr) {
-        return "null";
-    }
-    return someReader == pub   ? "pub"
-           : someReader == sub ? "sub"
-                               : (someReader == reader ? "reader" : "one being made");
+    const std::string name = someReader == pub_ ? "pub" : (someReader == sub_ ? "sub" : "reader");
+    return someReader == nullptr ? "null"
+                                 : (someReader == readerOf(name) ? name : "one being made");
 }
 
 void Host::execute(const std::string &line)
@@ -120,50 +129,44 @@ void Host::execute(const std::string &line)
         return;
     }
     const Properties properties(brace != std::string::npos ? line.substr(brace) : "{}");
-    const auto call = [&] { operate(words, brace != std::string::npos ? &properties : nullptr); };
+    const auto *given = brace != std::string::npos ? &properties : nullptr;
     if (words[0] == "@") {
-        std::thread(call).join();
+        std::thread([&] { operate(words, given); }).join();
     } else {
-        call();
+        operate(words, given);
     }
 }
 
 void Host::prepare(const Words &words)
 {
-    jvalue first = {};
-    jvalue second = {};
     if (words[1] == "jni") {
-        jni.fail(words[2], std::stoi(words[3]), words[4]);
+        jni.fail(words[2], std::stoi(words[3]),
+                 words[4] == "throws" ? JniDouble::throws : JniDouble::returns);
     } else if (words[1] == "heap") {
-        heap.fail(words[3] + (words.size() > 4 ? " " + words[4] : "") +
-                      (words.size() > 5 ? " " + words[5] : ""),
-                  std::stoi(words[2]));
+        heap.fail(rest(words, 3), std::stoi(words[2]));
     } else if (words[1] == "signal") {
-        first.i = std::stoi(words[2]);
-        second.i = std::stoi(words[3]);
-        callStage("signal", "(II)V", {first, second});
+        jvalue numbers[2] = {};
+        numbers[0].i = std::stoi(words[2]);
+        numbers[1].i = std::stoi(words[3]);
+        callStage("signal", "(II)V", {numbers[0], numbers[1]});
     } else if (words[1] == "stream") {
         streamInfo_.typeRepresentationKind = std::stoi(words[2]);
         streamInfo_.disposed = std::stoi(words[3]);
         streamInfo_.streamName = words[4] == "~" ? nullptr : streamName_.data();
         streamInfo_.typeName = words[5] == "~" ? nullptr : typeName_.data();
     } else {
-        std::string action;
-        for (size_t i = 2; i < words.size(); ++i) {
-            action += (i == 2 ? "" : " ") + words[i];
-        }
-        play(words[1], action);
+        play(words[1], rest(words, 2));
     }
 }
 
 void Host::operate(const Words &words, const QEL_FerrionProperties *properties)
 {
-    environment.errorFlag = 0;
-    environment.errorCode = 0;
-    environment.message[0] = '\0';
+    environment_.errorFlag = 0;
+    environment_.errorCode = 0;
+    environment_.message[0] = '\0';
     std::string line = "<" + perform(words, properties);
-    if (environment.errorFlag != 0 || environment.message[0] != '\0') {
-        line += std::string(" !") + environment.message;
+    if (environment_.errorFlag != 0 || environment_.message[0] != '\0') {
+        line += std::string(" !") + environment_.message;
     }
     JNIEnv *env = FERRYJNIGlobal_getEnv(global_);
     if (env != nullptr && env->ExceptionCheck() != JNI_FALSE) {
@@ -178,73 +181,66 @@ std::string Host::perform(const Words &words, const QEL_FerrionProperties *prope
 {
     const std::string &what = words[1];
     const std::string argument = words.size() > 2 ? words[2] : "";
-    QEL_FerrionEnvironment *env = &environment;
-    const auto nameAt = [&words](size_t i) {
+    const auto wordOrNull = [&words](size_t i) {
         return words.size() > i ? words[i].c_str() : nullptr;
     };
+    const QEL_FerrionAdapterOperations &ops = operations_;
+    QEL_FerrionEnvironment *env = &environment_;
     if (what == "create_adapter") {
-        const std::string name = "com/qel/ferrion/test/" +
-                                 (argument.empty() ? std::string("ScriptedAdapter") : argument);
-        environment.className = name.c_str();
+        const std::string name =
+            "com/qel/ferrion/test/" + (argument.empty() ? "ScriptedAdapter" : argument);
+        env->className = name.c_str();
         adapter = FERRYJNIAdapter_create(properties, env);
         operations_ = adapter != nullptr ? adapter->operations : operations_;
         return recordOrNull(adapter);
     } else if (what == "create_connection") {
-        connection = operations_.create_connection(adapter, nameAt(2), nameAt(3), &listeners_[2],
-                                                   &listeners_[1], this, this, properties, env);
-        return recordOrNull(connection);
+        connection_ = ops.create_connection(adapter, wordOrNull(2), wordOrNull(3), &listeners_[2],
+                                            &listeners_[1], this, this, properties, env);
+        return recordOrNull(connection_);
     } else if (what == "to_string") {
-        const char *text = operations_.connection_to_string(connection);
-        const bool same = text == operations_.connection_to_string(connection);
+        const char *text = ops.connection_to_string(connection_);
+        const bool same = text == ops.connection_to_string(connection_);
         return std::string(" ") + (text != nullptr ? text : "null") + (same ? "" : " CHANGED");
     } else if (what == "create_session") {
-        session = operations_.create_session(connection, properties, env);
-        return recordOrNull(session);
+        return recordOrNull(session_ = ops.create_session(connection_, properties, env));
     } else if (what == "create_reader") {
         // Copied by the bridge, so it may go.
         const QEL_FerrionStreamReaderListener listener = listeners_[0];
-        reader = operations_.create_stream_reader(connection, session, &streamInfo_, properties,
-                                                  &listener, env);
-        return recordOrNull(reader);
+        return recordOrNull(reader_ = ops.create_stream_reader(connection_, session_, &streamInfo_,
+                                                               properties, &listener, env));
     } else if (what == "create_writer") {
-        writer =
-            operations_.create_stream_writer(connection, session, &streamInfo_, properties, env);
-        return recordOrNull(writer);
+        return recordOrNull(writer_ = ops.create_stream_writer(connection_, session_, &streamInfo_,
+                                                               properties, env));
     } else if (what == "get_pub") {
-        pub = operations_.get_pub_discovery_reader(connection, env);
-        return recordOrNull(pub);
+        return recordOrNull(pub_ = ops.get_pub_discovery_reader(connection_, env));
     } else if (what == "get_sub") {
-        sub = operations_.get_sub_discovery_reader(connection, env);
-        return recordOrNull(sub);
+        return recordOrNull(sub_ = ops.get_sub_discovery_reader(connection_, env));
     } else if (what == "update_connection") {
-        operations_.connection_update(connection, properties, env);
+        ops.connection_update(connection_, properties, env);
     } else if (what == "update_session") {
-        operations_.session_update(session, properties, env);
+        ops.session_update(session_, properties, env);
     } else if (what == "update_reader") {
-        return " " + std::to_string(operations_.stream_reader_update(reader, properties, env));
+        return number(ops.stream_reader_update(reader_, properties, env));
     } else if (what == "update_writer") {
-        return " " + std::to_string(operations_.stream_writer_update(writer, properties, env));
+        return number(ops.stream_writer_update(writer_, properties, env));
     } else if (what == "read") {
         return read(argument);
     } else if (what == "return_loan") {
-        operations_.return_loan(readerOf(argument), samples_, infos_, count_, env);
+        ops.return_loan(readerOf(argument), samples_, infos_, count_, env);
         // Stream infos have given up their names and types.
         return argument.empty() ? "" : " " + listOf(samples_, count_, streamText);
     } else if (what == "write" || what == "write_without_infos") {
         return write(words, what == "write");
     } else if (what == "delete_reader") {
-        operations_.delete_stream_reader(connection, std::exchange(reader, nullptr), env);
+        ops.delete_stream_reader(connection_, std::exchange(reader_, nullptr), env);
     } else if (what == "delete_writer") {
-        operations_.delete_stream_writer(connection, std::exchange(writer, nullptr), env);
+        ops.delete_stream_writer(connection_, std::exchange(writer_, nullptr), env);
     } else if (what == "delete_session") {
-        operations_.delete_session(connection, std::exchange(session, nullptr), env);
+        ops.delete_session(connection_, std::exchange(session_, nullptr), env);
     } else if (what == "delete_connection") {
-        operations_.delete_connection(adapter, std::exchange(connection, nullptr), env);
+        ops.delete_connection(adapter, std::exchange(connection_, nullptr), env);
     } else if (what == "delete_adapter") {
-        return " " +
-               std::to_string(operations_.delete_adapter(std::exchange(adapter, nullptr), env));
-    } else {
-        return " NO SUCH OPERATION";
+        return number(ops.delete_adapter(std::exchange(adapter, nullptr), env));
     }
     return "";
 }
@@ -252,50 +248,41 @@ std::string Host::perform(const Words &words, const QEL_FerrionProperties *prope
 std::string Host::read(const std::string &which)
 {
     count_ = -1;
-    operations_.read(readerOf(which), &samples_, &infos_, &count_, &environment);
+    operations_.read(readerOf(which), &samples_, &infos_, &count_, &environment_);
     if (count_ == -1) {
         return " untouched";
     }
     const int32_t capacity = static_cast<FERRYJNIStreamReader *>(readerOf(which))->capacity;
-    return " " + std::to_string(count_) + " of " + std::to_string(capacity) + " " +
+    return number(count_) + " of" + number(capacity) + " " +
            listOf(samples_, count_, which.empty() ? sampleText : streamText) + " " +
-           listOf(infos_, count_, [](const DDS_SampleInfo *info) {
-               return "i" + std::to_string(info->instance_state);
-           });
+           listOf(infos_, count_, infoText);
 }
 
 std::string Host::write(const Words &words, bool withInfos)
 {
     std::vector<void *> samples;
     std::vector<DDS_SampleInfo *> infos;
-    const auto add = [&samples, &infos](int32_t id) {
-        DDS_DynamicData *sample = DDS_DynamicData_new(sampleType(), nullptr);
-        DDS_DynamicData_set_long(sample, "id", id);
-        samples.push_back(sample);
-        infos.push_back(new DDS_SampleInfo{});
-        infos.back()->instance_state = static_cast<int32_t>(infos.size());
-    };
     for (size_t i = 2; i < words.size(); ++i) {
         // "7" is a sample, "*7" are seven, "~" is none.
-        if (words[i] == "~") {
-            samples.push_back(nullptr);
-            infos.push_back(nullptr);
-        } else if (words[i][0] == '*') {
-            for (int32_t id = 0; id < std::stoi(words[i].substr(1)); ++id) {
-                add(id);
+        const bool many = words[i][0] == '*';
+        const int32_t number = words[i] == "~" ? -1 : std::stoi(words[i].substr(many ? 1 : 0));
+        for (int32_t id = many ? 0 : number; id < (many ? number : number + 1); ++id) {
+            samples.push_back(id < 0 ? nullptr : DDS_DynamicData_new(sampleType(), nullptr));
+            infos.push_back(id < 0 ? nullptr : new DDS_SampleInfo{});
+            if (id >= 0) {
+                DDS_DynamicData_set_long(static_cast<DDS_DynamicData *>(samples.back()), "id", id);
+                infos.back()->instance_state = static_cast<int32_t>(infos.size());
             }
-        } else {
-            add(std::stoi(words[i]));
         }
     }
     const int32_t total =
-        operations_.write(writer, samples.data(), withInfos ? infos.data() : nullptr,
-                          static_cast<int32_t>(samples.size()), &environment);
+        operations_.write(writer_, samples.data(), withInfos ? infos.data() : nullptr,
+                          static_cast<int32_t>(samples.size()), &environment_);
     for (size_t i = 0; i < samples.size(); ++i) {
         DDS_DynamicData_delete(static_cast<DDS_DynamicData *>(samples[i]));
         delete infos[i];
     }
-    return " " + std::to_string(total);
+    return bridge::number(total);
 }
 
 void Host::given(const std::string &last)
@@ -311,7 +298,7 @@ void Host::given(const std::string &last)
 
 void Host::deleteAll()
 {
-    const void *objects[] = {adapter, connection, session, reader, writer};
+    const void *objects[] = {adapter, connection_, session_, reader_, writer_};
     for (int i = 4; i >= 0; --i) {
         if (objects[i] != nullptr) {
             execute(std::string("> delete_") + kinds[i]);

@@ -2,8 +2,6 @@
 // kept, what each failure says, and that nothing is left behind.
 #include <gtest/gtest.h>
 
-#include "JNIGlobal.h"
-#include "ferryjni/log.h"
 #include "harness.h"
 
 using namespace bridge;
@@ -96,7 +94,7 @@ TEST_F(Members, AFailureAtAnyStepSaysWhichAndLeavesNothingBehind)
         SCOPED_TRACE(step);
         jni.lookups.clear();
         // A null field is no exception.
-        jni.fail(anyLookup, static_cast<int>(step),
+        jni.fail("lookup", static_cast<int>(step),
                  member.kind == Object ? JniDouble::returns : JniDouble::throws);
         EXPECT_EQ(resolve(), nullptr);
         EXPECT_EQ(transcript(),
@@ -120,7 +118,7 @@ TEST_F(Members, AGlobalReferenceThatCannotBeMadeSaysWhichOne)
             continue;
         }
         SCOPED_TRACE(member.type);
-        jni.fail("NewGlobalRef", ++nth, "returns");
+        jni.fail("NewGlobalRef", ++nth, JniDouble::returns);
         FERRYJNIGlobal *resolved = resolve();
         const std::string twice =
             "\nFERRYJNICommon_newGlobalRef:!create global reference"
@@ -154,7 +152,7 @@ TEST_F(Members, AreReleasedInTheDocumentedOrder)
                                     50, 54, 57, 60, 63, 53, 56, 66, 68, 73, 77};
     FERRYJNIGlobal *other = resolve();
     ASSERT_NE(other, nullptr);
-    std::vector<jobject> expected;
+    std::vector<const void *> expected;
     for (const int position : order) {
         expected.push_back(
             reinterpret_cast<jobject *>(reinterpret_cast<char *>(other) + 16)[position - 1]);

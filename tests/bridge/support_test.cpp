@@ -27,40 +27,32 @@ struct LeakAllowed {
 
 namespace {
 
-TEST(Environment, TheFirstErrorStaysUntilItIsOverwritten)
+std::string textOf(const QEL_FerrionEnvironment &environment)
 {
-    QEL_FerrionEnvironment environment = {};
-    QEL_FerrionEnvironment_set_errorI(&environment, "%s %d", "first", 1);
-    QEL_FerrionEnvironment_set_errorI(&environment, "second");
-    QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 0, 7, 8, "third");
-    EXPECT_STREQ(environment.message, "first 1");
-    EXPECT_EQ(environment.errorFlag, 1);
-    EXPECT_EQ(environment.errorCode, 0);
-    QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 2, 7, 8, "%s", "fourth");
-    EXPECT_STREQ(environment.message, "fourth");
-    EXPECT_EQ(environment.errorFlag, 7);
-    EXPECT_EQ(environment.errorCode, 8);
+    return std::to_string(environment.errorFlag) + " " + std::to_string(environment.errorCode) +
+           " " + environment.message;
 }
 
-TEST(Environment, AnErrorWithoutFlagIsReplacedByTheNext)
+TEST(Environment, TheFirstErrorWithAFlagStaysUntilItIsOverwritten)
 {
     QEL_FerrionEnvironment environment = {};
     QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 0, 0, 9, "quiet");
-    EXPECT_STREQ(environment.message, "quiet");
-    EXPECT_EQ(environment.errorCode, 9);
-    QEL_FerrionEnvironment_set_errorI(&environment, "loud");
-    EXPECT_STREQ(environment.message, "loud");
+    EXPECT_EQ(textOf(environment), "0 9 quiet");
+    QEL_FerrionEnvironment_set_errorI(&environment, "%s %d", "first", 1);
+    QEL_FerrionEnvironment_set_errorI(&environment, "second");
+    QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 0, 7, 8, "third");
+    EXPECT_EQ(textOf(environment), "1 0 first 1");
+    QEL_FerrionEnvironment_set_error_w_paramsI(&environment, 2, 7, 8, "%s", "fourth");
+    EXPECT_EQ(textOf(environment), "7 8 fourth");
 }
 
 TEST(Environment, LongMessagesAreCutAndNothingBehindThemIsTouched)
 {
     for (const size_t length : {1022U, 1023U, 1024U, 1025U, 2000U}) {
         QEL_FerrionEnvironment environment = {};
-        memset(environment.message, '?', sizeof(environment.message));
         environment.hostData = &environment;
         QEL_FerrionEnvironment_set_errorI(&environment, "%s", std::string(length, 'x').c_str());
-        EXPECT_EQ(std::string(environment.message),
-                  std::string(std::min<size_t>(length, 1023), 'x'));
+        EXPECT_EQ(environment.message, std::string(std::min<size_t>(length, 1023), 'x'));
         EXPECT_EQ(environment.hostData, &environment);
     }
 }
@@ -112,56 +104,62 @@ TEST(Route, EachAccessorCallsItsPositionWithHandleAndArguments)
     }
 }
 
+std::string textOf(const QEL_FerrionStreamInfo &info)
+{
+    const auto orNull = [](const char *text) {
+        return std::string(text != nullptr ? text : "null");
+    };
+    return std::to_string(info.disposed) + " " + orNull(info.streamName) + " " +
+           orNull(info.typeName) + " " + std::to_string(info.typeRepresentationKind) +
+           (info.typeRepresentation != nullptr ? " type" : " null") +
+           (info.partition.buffer != nullptr ? " partition" : "");
+}
+
 TEST(StreamInfo, OwnsCopiesOfItsNamesAndBorrowsItsType)
 {
+    const LeakAllowed allowed;
     char name[] = "A";
     int type = 0;
     QEL_FerrionStreamInfo *gone = QEL_FerrionStreamInfo_new_disposedI(name);
     QEL_FerrionStreamInfo *there = QEL_FerrionStreamInfo_new_discoveredI("B", "T", 3, &type);
+    QEL_FerrionStreamInfo other = {};
+    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(&other, 7, "A", "S", 0, nullptr), 1);
     name[0] = '?';
-    EXPECT_EQ(gone->disposed, 1);
-    EXPECT_STREQ(gone->streamName, "A");
-    EXPECT_EQ(gone->typeName, nullptr);
-    EXPECT_EQ(gone->typeRepresentationKind, 0);
-    EXPECT_EQ(gone->typeRepresentation, nullptr);
-    EXPECT_EQ(gone->partition.buffer, nullptr);
-    EXPECT_EQ(there->disposed, 0);
-    EXPECT_STREQ(there->typeName, "T");
-    EXPECT_EQ(there->typeRepresentationKind, 3);
-    EXPECT_EQ(there->typeRepresentation, &type);
+    EXPECT_EQ(textOf(*gone), "1 A null 0 null");
+    EXPECT_EQ(textOf(*there), "0 B T 3 type");
+    EXPECT_EQ(textOf(other), "7 A S 0 null");
     EXPECT_LT(QEL_FerrionStreamInfo_compare(gone, there), 0);
     EXPECT_GT(QEL_FerrionStreamInfo_compare(there, gone), 0);
-    there->typeName[0] = 't';
-    QEL_FerrionStreamInfo other = {};
-    ASSERT_EQ(QEL_FerrionStreamInfo_initialize(&other, 7, "A", "T", 0, nullptr), 1);
-    EXPECT_EQ(other.disposed, 7);
     EXPECT_EQ(QEL_FerrionStreamInfo_compare(&other, gone), 0);
     EXPECT_LT(QEL_FerrionStreamInfo_compareByTypeName(&other, there), 0);
     EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&other), 1);
-    EXPECT_EQ(other.streamName, nullptr);
-    EXPECT_EQ(other.typeName, nullptr);
+    EXPECT_EQ(textOf(other), "7 null null 0 null");
+    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(nullptr, 0, "A", nullptr, 0, nullptr), 0);
+    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(&other, 0, nullptr, "T", 1, nullptr), 0);
+    EXPECT_EQ(textOf(other), "7 null null 0 null");
+    EXPECT_EQ(QEL_FerrionStreamInfo_new_disposedI(nullptr), nullptr);
+    EXPECT_EQ(QEL_FerrionStreamInfo_finalize(nullptr), 0);
     QEL_FerrionStreamInfo_deleteI(there);
     QEL_FerrionStreamInfo_deleteI(gone);
     QEL_FerrionStreamInfo_deleteI(nullptr);
 }
 
-TEST(StreamInfo, ANullRecordOrNameIsRefused)
+std::string textOf(const QEL_FerrionStringSeq &sequence)
 {
-    const LeakAllowed allowed;
-    QEL_FerrionStreamInfo record = {};
-    record.disposed = 5;
-    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(nullptr, 0, "A", nullptr, 0, nullptr), 0);
-    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(&record, 0, nullptr, "T", 1, nullptr), 0);
-    EXPECT_EQ(record.disposed, 5);
-    EXPECT_EQ(record.typeName, nullptr);
-    EXPECT_EQ(QEL_FerrionStreamInfo_new_disposedI(nullptr), nullptr);
-    EXPECT_EQ(QEL_FerrionStreamInfo_finalize(nullptr), 0);
+    std::string text =
+        std::to_string(sequence.length) + " of " + std::to_string(sequence.maximum) + ":";
+    for (int32_t i = 0; sequence.buffer != nullptr && i < sequence.maximum; ++i) {
+        text += std::string(" ") + sequence.buffer[i];
+    }
+    return text;
 }
 
 TEST(StringSeq, CopiesGrowButNeverShrinkAndFinalizeFreesUpToMaximum)
 {
-    char a[] = "a", bb[] = "bb", ccc[] = "ccc", longer[] = "longer";
-    char *three[] = {a, bb, ccc};
+    char a[] = "a";
+    char bb[] = "bb";
+    char longer[] = "longer";
+    char *three[] = {a, bb, bb};
     char *one[] = {longer};
     const QEL_FerrionStringSeq threeStrings = {three, 3, 3};
     const QEL_FerrionStringSeq oneString = {one, 1, 1};
@@ -172,26 +170,19 @@ TEST(StringSeq, CopiesGrowButNeverShrinkAndFinalizeFreesUpToMaximum)
     for (int round = 0; round < 2; ++round) {
         QEL_FerrionStreamInfo info = {};
         QEL_FerrionStringSeq *copy = &info.partition;
-        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &threeStrings), copy);
-        EXPECT_EQ(copy->length, 3);
-        EXPECT_EQ(copy->maximum, 3);
-        EXPECT_STREQ(copy->buffer[2], "ccc");
-        EXPECT_NE(copy->buffer[2], ccc);
-        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
-        EXPECT_EQ(copy->length, 1);
-        EXPECT_EQ(copy->maximum, 3);
-        EXPECT_STREQ(copy->buffer[0], "longer");
-        EXPECT_STREQ(copy->buffer[1], "bb");
-        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &none), copy);
-        EXPECT_EQ(copy->length, 0);
-        ASSERT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
+        EXPECT_EQ(QEL_FerrionStringSeq_copy(copy, &threeStrings), copy);
+        EXPECT_EQ(textOf(*copy), "3 of 3: a bb bb");
+        EXPECT_NE(copy->buffer[2], bb);
+        EXPECT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
+        EXPECT_EQ(textOf(*copy), "1 of 3: longer bb bb");
+        EXPECT_EQ(QEL_FerrionStringSeq_copy(copy, &none), copy);
+        EXPECT_EQ(textOf(*copy), "0 of 3: longer bb bb");
+        EXPECT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
         EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&info), 1);
+        EXPECT_EQ(textOf(*copy), "1 of 3:");
         const size_t usedNow = mallinfo2().uordblks;
         EXPECT_LE(usedNow, used);
         used = usedNow;
-        EXPECT_EQ(info.partition.buffer, nullptr);
-        EXPECT_EQ(info.partition.length, 1);
-        EXPECT_EQ(info.partition.maximum, 3);
     }
 }
 
@@ -199,9 +190,7 @@ TEST(StreamInfo, TheDefaultPartitionIsOneSharedEmptyName)
 {
     const QEL_FerrionStringSeq *partition = QEL_FerrionStreamInfo_get_default_partition();
     EXPECT_EQ(partition, QEL_FerrionStreamInfo_get_default_partition());
-    ASSERT_EQ(partition->length, 1);
-    EXPECT_EQ(partition->maximum, 1);
-    EXPECT_STREQ(partition->buffer[0], "");
+    EXPECT_EQ(textOf(*partition), "1 of 1: ");
 }
 
 TEST(Version, ComparesFieldByFieldAsSignedNumbers)
@@ -226,14 +215,12 @@ TEST(RouteEvent, IsBoundToARouteAndForgetsIt)
     QEL_FerrionRoute route = {};
     QEL_FerrionRouteEvent *event = QEL_FerrionRouteEvent_newI(&route);
     ASSERT_NE(event, nullptr);
-    EXPECT_EQ(event->route, &route);
-    EXPECT_EQ(event->kind, 0);
+    EXPECT_TRUE(event->route == &route && event->kind == 0);
     event->kind = 4;
     EXPECT_EQ(QEL_FerrionRouteEvent_initialize(event, nullptr), 0);
     EXPECT_EQ(event->kind, 4);
     QEL_FerrionRouteEvent_finalize(event);
-    EXPECT_EQ(event->kind, 0);
-    EXPECT_EQ(event->route, nullptr);
+    EXPECT_TRUE(event->route == nullptr && event->kind == 0);
     QEL_FerrionRouteEvent_deleteI(event);
     EXPECT_EQ(QEL_FerrionRouteEvent_initialize(nullptr, &route), 0);
     EXPECT_EQ(QEL_FerrionRouteEvent_newI(nullptr), nullptr);
@@ -243,7 +230,7 @@ TEST(RouteEvent, IsBoundToARouteAndForgetsIt)
 
 TEST(OutputStreamRequestStatus, IsCopiedWholeAndFinalizedToNil)
 {
-    QEL_FerrionOutputStreamRequestStatus source = {{{1, 2}, 16, 1}, 5};
+    const QEL_FerrionOutputStreamRequestStatus source = {{{1, 2}, 16, 1}, 5};
     QEL_FerrionOutputStreamRequestStatus copy = {{{9}, 9, 9}, 9};
     EXPECT_EQ(QEL_FerrionOutputStreamRequestStatus_copy(nullptr, &source), nullptr);
     EXPECT_EQ(QEL_FerrionOutputStreamRequestStatus_copy(&copy, nullptr), nullptr);

@@ -4,8 +4,6 @@
 
 #include <thread>
 
-#include "JNIGlobal.h"
-#include "ferryjni/log.h"
 #include "harness.h"
 #include "qddscore/thread.h"
 
@@ -77,56 +75,39 @@ TEST_F(Threads, FailuresAreToldAndUndone)
     };
     const std::string attach = "\nFERRYJNIGlobal_attachCurrentThread:!";
     const std::string remember = "\nFERRYJNIGlobal_rememberAttachment:!";
+    const std::string remembered = attach + "remember thread attachment";
     keysFail = true;
-    EXPECT_EQ(onThread(attachFails),
-              remember + "initialize key" + attach + "remember thread attachment");
+    EXPECT_EQ(onThread(attachFails), remember + "initialize key" + remembered);
     keysFail = false;
     storesFail = true;
-    EXPECT_EQ(onThread(attachFails),
-              remember + "remember thread attachment" + attach + "remember thread attachment");
+    EXPECT_EQ(onThread(attachFails), remember + "remember thread attachment" + remembered);
     storesFail = false;
-    invoke.AttachCurrentThread = [](JavaVM *, void **, void *) -> jint { return JNI_ERR; };
+    static JavaVMAttachArgs seen;
+    invoke.AttachCurrentThread = [](JavaVM *, void **, void *arguments) -> jint {
+        seen = *static_cast<JavaVMAttachArgs *>(arguments);
+        return JNI_ERR;
+    };
     EXPECT_EQ(onThread(attachFails), attach + "attach native thread to JVM");
+    EXPECT_TRUE(seen.version == 0x10002 && seen.name == nullptr && seen.group == nullptr);
 }
 
 TEST_F(Threads, AFailedDetachIsForgottenAllTheSame)
 {
-    static decltype(invoke.DetachCurrentThread) detach = invoke.DetachCurrentThread;
+    invoke.DetachCurrentThread = [](JavaVM *) -> jint { return JNI_ERR; };
+    const std::string detach = "\nFERRYJNIGlobal_detachCurrentThread:";
     EXPECT_EQ(onThread([this] {
                   FERRYJNIGlobal_attachCurrentThread(global);
-                  invoke.DetachCurrentThread = [](JavaVM *) -> jint { return JNI_ERR; };
                   FERRYJNIGlobal_detachCurrentThread(global);
                   FERRYJNIGlobal_detachCurrentThread(global);
-                  detach(global->javaVM);
-                  invoke.DetachCurrentThread = detach;
-                  FERRYJNIGlobal_attachCurrentThread(global);
                   storesFail = true;
-                  FERRYJNIGlobal_detachCurrentThread(global);
+                  FERRYJNIGlobal_forgetAttachment();
                   storesFail = false;
+                  real->DetachCurrentThread(global->javaVM);
               }),
-              "\nFERRYJNIGlobal_attachCurrentThread:Thread attached to Java VM"
-              "\nFERRYJNIGlobal_detachCurrentThread:!detach native thread from Java VM"
-              "\nFERRYJNIGlobal_detachCurrentThread:native thread not attached to Java VM"
-              "\nFERRYJNIGlobal_attachCurrentThread:Thread attached to Java VM"
-              "\nFERRYJNIGlobal_forgetAttachment:!forget thread attachment"
-              "\nFERRYJNIGlobal_detachCurrentThread:Thread dettached from Java VM");
-}
-
-TEST_F(Threads, JoinUnnamedAndNotAsDaemons)
-{
-    static JavaVMAttachArgs seen;
-    static decltype(invoke.AttachCurrentThread) attach = invoke.AttachCurrentThread;
-    invoke.AttachCurrentThread = [](JavaVM *vm, void **env, void *arguments) {
-        seen = *static_cast<JavaVMAttachArgs *>(arguments);
-        return attach(vm, env, arguments);
-    };
-    onThread([this] {
-        FERRYJNIGlobal_attachCurrentThread(global);
-        FERRYJNIGlobal_detachCurrentThread(global);
-    });
-    EXPECT_EQ(seen.version, 0x10002);
-    EXPECT_EQ(seen.name, nullptr);
-    EXPECT_EQ(seen.group, nullptr);
+              "\nFERRYJNIGlobal_attachCurrentThread:Thread attached to Java VM" + detach +
+                  "!detach native thread from Java VM" + detach +
+                  "native thread not attached to Java VM"
+                  "\nFERRYJNIGlobal_forgetAttachment:!forget thread attachment");
 }
 
 TEST_F(Threads, AHundredThousandSamplesLeaveNoReferencesBehind)
@@ -140,19 +121,15 @@ TEST_F(Threads, AHundredThousandSamplesLeaveNoReferencesBehind)
             host.execute("> return_loan");
             transcript();
         }
+        return mallinfo2().uordblks;
     };
-    size_t grown = 0;
     onThread([&] {
         FERRYJNIGlobal_attachCurrentThread(global);
-        work(20);
-        const size_t before = mallinfo2().uordblks;
-        work(200);
-        const size_t after = mallinfo2().uordblks;
-        grown = after > before ? after - before : 0;
+        const size_t before = work(20);
+        // One reference a sample and one an info would take over three megabytes.
+        EXPECT_LT(work(200), before + 1000000U);
         FERRYJNIGlobal_detachCurrentThread(global);
     });
-    // One reference a sample and one an info would take over three megabytes.
-    EXPECT_LT(grown, 1000000U);
 }
 
 } // namespace

@@ -4,9 +4,7 @@
 
 #include <thread>
 
-#include "ferryjni/log.h"
 #include "harness.h"
-#include "qddscore/log.h"
 
 using namespace bridge;
 
@@ -18,7 +16,7 @@ class Vm : public testing::TestWithParam<int32_t> {
 protected:
     void SetUp() override
     {
-        QELLog_setSink([](void *, const char *line, size_t) { note(line); }, nullptr);
+        listen();
         addVmOptions(&options);
     }
     static int vmCount()
