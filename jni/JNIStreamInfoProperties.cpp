@@ -56,6 +56,8 @@ jobject FERRYJNIStreamInfo_createJavaProperties(const FERRYJNIGlobal *global, JN
         return nullptr;
     }
     for (int32_t i = 0; i < properties->count; ++i) {
+        // Lists are the user's and may be long; the object itself lies outside of this frame.
+        const ferryjni::LocalFrame pairFrame(env);
         const QEL_FerrionNameValue &pair = properties->properties[i];
         jstring name = env->NewStringUTF(pair.name != nullptr ? pair.name : "");
         jstring value =

@@ -29,7 +29,8 @@ typedef struct FERRYJNIGlobal FERRYJNIGlobal;
  *
  * Sets the log masks first: submodules 0xfffff, levels `instrumentationMask`. The calling thread is
  * attached to a VM made here; a VM adopted must already have it attached. A process can have one VM
- * in its life, and only one thread at a time may call.
+ * in its life, and only one thread at a time may call. A VM that refuses an option is no VM yet,
+ * but HotSpot gives the next one an empty class path, so a second try rarely helps.
  *
  * @param classPath  class path entries, made into one "-Djava.class.path=" option: of one entry
  * alone the entry is lost, in front of one or two stands the environment's CLASSPATH, and an option

@@ -1,12 +1,12 @@
 #!/usr/bin/env bash
-# usage: install_and_use.sh CMAKE BUILD_TREE CONSUMER_SOURCE COMPILER
+# usage: install_and_use.sh CMAKE BUILD_TREE CONSUMER_SOURCE COMPILER GENERATOR
 set -euo pipefail
-cmake=$1 tree=$2 consumer=$3 compiler=$4
+cmake=$1 tree=$2 consumer=$3 compiler=$4 generator=$5
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$cmake" --install "$tree" --prefix "$work/prefix" >/dev/null
-"$cmake" -S "$consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/prefix" \
+"$cmake" -S "$consumer" -B "$work/build" -G "$generator" -DCMAKE_PREFIX_PATH="$work/prefix" \
     -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
 "$cmake" --build "$work/build" >/dev/null
 "$work/build/consumer"
