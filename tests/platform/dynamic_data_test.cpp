@@ -1,46 +1,15 @@
 // Dynamic data: what paths, values and limits are refused, and what stays the same then.
-#include <cstring>
-
 #include "fixture.h"
-#include "qddscore/heap.h"
 
 namespace {
-
-int64_t liveBlocks()
-{
-    QELOsapiHeapUsage usage{};
-    QELOsapiHeap_getUsage(&usage);
-    return usage.blocks;
-}
 
 TEST(DynamicData, RefusesPathsByWhatIsWrongWithThem)
 {
     const Sample sample = makeFilled();
     int32_t value = 77;
-    for (const char *path : {"",
-                             ".",
-                             "nothing",
-                             "id.",
-                             "id.x",
-                             "id[0]",
-                             ".id",
-                             "id ",
-                             "tags",
-                             "tags[0]",
-                             "tags[0].",
-                             "tags.name",
-                             "tags[].name",
-                             "tags[-1].name",
-                             "tags[ 1].name",
-                             "tags[1.name",
-                             "tags[1]name",
-                             "counts[0][0]",
-                             "grid[0].x",
-                             "grid[0][0][0]",
-                             "good",
-                             "name",
-                             "ul",
-                             "tags[0].name[0]"}) {
+    for (const char *path : {"", "nothing", "id.", "id.x", "id[0]", ".id", "id ", "tags", "tags[0]",
+                             "tags[0].", "tags.name", "tags[].name", "tags[-1].name", "tags[1.name",
+                             "tags[1]name", "counts[0][0]", "grid[0].x", "grid[0][0][0]", "name"}) {
         EXPECT_EQ(DDS_DynamicData_get_long(sample.get(), path, &value), DDS_RETCODE_BAD_PARAMETER)
             << path;
     }
@@ -99,11 +68,10 @@ TEST(DynamicData, StaysAsItWasWhenALimitIsPassed)
     EXPECT_EQ(setString(sample, "s", "12345678"), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_EQ(setString(sample, "s", std::string(1000, 'x')), DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_EQ(DDS_DynamicData_loan_cdr(data, 65), nullptr);
-    std::vector<uint8_t> larger = before;
     const Sample unlimited = makeSample(type);
     ASSERT_EQ(DDS_DynamicData_set_length(unlimited.get(), "d", 9), DDS_RETCODE_OK);
     EXPECT_EQ(DDS_DynamicData_copy(data, unlimited.get()), DDS_RETCODE_OUT_OF_RESOURCES);
-    larger = bytesOf(unlimited);
+    const std::vector<uint8_t> larger = bytesOf(unlimited);
     EXPECT_EQ(DDS_DynamicData_set_cdr(data, larger.data(), larger.size(), nullptr),
               DDS_RETCODE_OUT_OF_RESOURCES);
     EXPECT_EQ(bytesOf(sample), before);
@@ -116,11 +84,7 @@ TEST(DynamicData, StaysAsItWasWhenALimitIsPassed)
 TEST(DynamicData, CanBeSetFromItself)
 {
     const Sample sample = makeFilled();
-    for (const char *path : {"words[0]", "tags[0].name"}) {
-        if (std::strcmp(path, "words[0]") == 0) {
-            ASSERT_EQ(DDS_DynamicData_set_length(sample.get(), path, 1), DDS_RETCODE_OK);
-            path = "words[0][0]";
-        }
+    for (const char *path : {"words[1][1]", "tags[0].name"}) {
         const char *own = nullptr;
         size_t length = 0;
         ASSERT_EQ(DDS_DynamicData_get_string(sample.get(), "tags[1].name", &own, &length),
@@ -155,26 +119,23 @@ TEST(DynamicData, IsMadeOfStructsAndTheirAliasesOnly)
 // What is visible of the heap: a sample's blocks are all given back, and a steady path takes none.
 TEST(DynamicData, TakesMemoryOnlyToGrow)
 {
-    const int64_t before = liveBlocks();
+    const int64_t before = heapUsage().blocks;
     {
         const Sample sample = makeFilled();
         const Sample copy = makeSample(observationType());
         for (uint32_t i = 0; i < 3; ++i) {
-            QELOsapiHeapUsage usage{};
-            QELOsapiHeap_getUsage(&usage);
+            const int64_t bytes = heapUsage().bytes;
             ASSERT_EQ(setString(sample, "name", i % 2 ? "a" : "abcd"), DDS_RETCODE_OK);
             ASSERT_EQ(DDS_DynamicData_set_length(sample.get(), "words", 2 + i % 2), DDS_RETCODE_OK);
             ASSERT_EQ(DDS_DynamicData_copy(copy.get(), sample.get()), DDS_RETCODE_OK);
             ASSERT_EQ(DDS_DynamicData_clear(copy.get()), DDS_RETCODE_OK);
-            QELOsapiHeapUsage after{};
-            QELOsapiHeap_getUsage(&after);
             if (i == 2) {
-                EXPECT_EQ(after.bytes, usage.bytes);
+                EXPECT_EQ(heapUsage().bytes, bytes);
             }
         }
-        EXPECT_GT(liveBlocks(), before);
+        EXPECT_GT(heapUsage().blocks, before);
     }
-    EXPECT_EQ(liveBlocks(), before);
+    EXPECT_EQ(heapUsage().blocks, before);
 }
 
 } // namespace

@@ -2,12 +2,9 @@
 #ifndef TESTS_PLATFORM_FIXTURE_H
 #define TESTS_PLATFORM_FIXTURE_H
 
-#include <gtest/gtest.h>
-
 #include <memory>
-#include <string>
-#include <vector>
 
+#include "core_fixture.h"
 #include "qddsc/dynamic_data.h"
 #include "qddsc/string.h"
 
@@ -37,14 +34,23 @@ module weather {
 };
 )";
 
+template<auto Delete> struct Deleter {
+    template<typename T> void operator()(T *object) const
+    {
+        Delete(object);
+    }
+};
+using Library = std::unique_ptr<DDS_TypeLibrary, Deleter<DDS_TypeLibrary_delete>>;
+using Sample = std::unique_ptr<DDS_DynamicData, Deleter<DDS_DynamicData_delete>>;
+
 inline const DDS_TypeCode *typeFromIdl(const char *idl, const char *name)
 {
-    DDS_TypeLibrary *library = DDS_TypeLibrary_new();
+    const Library library(DDS_TypeLibrary_new());
     DDS_ErrorText error{};
-    EXPECT_EQ(DDS_TypeLibrary_add_idl_text(library, idl, "test.idl", &error), 1) << error.text;
-    const DDS_TypeCode *type = DDS_TypeLibrary_find(library, name);
+    EXPECT_EQ(DDS_TypeLibrary_add_idl_text(library.get(), idl, "test.idl", &error), 1)
+        << error.text;
+    const DDS_TypeCode *type = DDS_TypeLibrary_find(library.get(), name);
     EXPECT_NE(type, nullptr) << name;
-    DDS_TypeLibrary_delete(library);
     return type;
 }
 
@@ -53,14 +59,6 @@ inline const DDS_TypeCode *observationType()
     static const DDS_TypeCode *const type = typeFromIdl(EVERYTHING_IDL, "weather::Observation");
     return type;
 }
-
-struct SampleDeleter {
-    void operator()(DDS_DynamicData *data) const
-    {
-        DDS_DynamicData_delete(data);
-    }
-};
-using Sample = std::unique_ptr<DDS_DynamicData, SampleDeleter>;
 
 inline Sample makeSample(const DDS_TypeCode *type, int32_t limit = 0)
 {
@@ -88,15 +86,27 @@ inline std::string getString(const Sample &sample, const char *path)
     return code == DDS_RETCODE_OK ? std::string(text, length) : "error " + std::to_string(code);
 }
 
+// The message that a text is refused with.
+inline std::string refusal(const std::string &idl)
+{
+    const Library library(DDS_TypeLibrary_new());
+    DDS_ErrorText error{};
+    if (DDS_TypeLibrary_add_idl_text(library.get(), idl.c_str(), "x.idl", &error) == 1) {
+        return "accepted";
+    }
+    EXPECT_EQ(DDS_TypeLibrary_get_count(library.get()), 0U);
+    return error.text;
+}
+
 // A sample in which nothing is empty.
 inline Sample makeFilled()
 {
     Sample sample = makeSample(observationType());
-    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "tags", 2), DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "tags[0].readings", 2), DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "counts", 3), DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "words", 2), DDS_RETCODE_OK);
-    EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), "words[1]", 2), DDS_RETCODE_OK);
+    const std::pair<const char *, uint32_t> lengths[] = {
+        {"tags", 2}, {"tags[0].readings", 2}, {"counts", 3}, {"words", 2}, {"words[1]", 2}};
+    for (const auto &[path, length] : lengths) {
+        EXPECT_EQ(DDS_DynamicData_set_length(sample.get(), path, length), DDS_RETCODE_OK) << path;
+    }
     EXPECT_EQ(setString(sample, "name", "abc"), DDS_RETCODE_OK);
     EXPECT_EQ(setString(sample, "tags[1].name", "tag one"), DDS_RETCODE_OK);
     EXPECT_EQ(setString(sample, "words[1][0]", "w"), DDS_RETCODE_OK);

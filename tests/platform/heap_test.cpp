@@ -1,14 +1,9 @@
 // The heap and thread-specific storage.
-#include <gtest/gtest.h>
-
+#include <algorithm>
 #include <array>
-#include <atomic>
 #include <cstring>
-#include <thread>
-#include <vector>
 
-#include "qddscore/heap.h"
-#include "qddscore/log.h"
+#include "core_fixture.h"
 #include "qddscore/thread.h"
 
 namespace {
@@ -24,25 +19,12 @@ void *take(size_t size, size_t alignment = QEL_OSAPI_HEAP_DEFAULT_ALIGNMENT, voi
 bool isZero(const void *block, size_t from, size_t to)
 {
     const auto *bytes = static_cast<const unsigned char *>(block);
-    for (size_t i = from; i < to; ++i) {
-        if (bytes[i] != 0) {
-            return false;
-        }
-    }
-    return true;
-}
-
-int64_t liveBlocks()
-{
-    QELOsapiHeapUsage usage{};
-    QELOsapiHeap_getUsage(&usage);
-    return usage.blocks;
+    return std::all_of(bytes + from, bytes + to, [](unsigned char byte) { return byte == 0; });
 }
 
 TEST(Heap, GivesZeroedAlignedBlocksThatKeepTheirBytesWhenTheyGrowAndShrink)
 {
-    QELOsapiHeapUsage before{};
-    QELOsapiHeap_getUsage(&before);
+    const QELOsapiHeapUsage before = heapUsage();
     for (const size_t alignment : {size_t{0}, size_t{1}, size_t{8}, size_t{64}, size_t{4096}}) {
         const size_t expected = alignment > 16 ? alignment : 16;
         void *block = take(100, alignment);
@@ -60,23 +42,16 @@ TEST(Heap, GivesZeroedAlignedBlocksThatKeepTheirBytesWhenTheyGrowAndShrink)
         EXPECT_STREQ(QELOsapiHeap_getTypeName(block), "test block");
         EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG), 1);
     }
-    QELOsapiHeapUsage after{};
-    QELOsapiHeap_getUsage(&after);
-    EXPECT_EQ(after.blocks, before.blocks);
-    EXPECT_EQ(after.bytes, before.bytes);
+    EXPECT_EQ(heapUsage().blocks, before.blocks);
+    EXPECT_EQ(heapUsage().bytes, before.bytes);
 }
 
 TEST(Heap, RefusesWhatIsNotALiveBlockOfItsOwn)
 {
-    std::vector<std::string> lines;
-    QELLog_setSink(
-        [](void *data, const char *line, size_t) {
-            static_cast<std::vector<std::string> *>(data)->emplace_back(line);
-        },
-        &lines);
+    const Lines lines;
     auto *block = static_cast<char *>(take(64));
     std::memset(block, 0, 64);
-    const int64_t blocks = liveBlocks();
+    const int64_t blocks = heapUsage().blocks;
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block, ROLE, QEL_OSAPI_HEAP_STRING_TAG), 0);
     EXPECT_EQ(QELOsapiHeap_reallocateMemoryInternal(block, 8, 0, ROLE, 1, "x"), nullptr);
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block + 1, ROLE, TAG), 0);
@@ -86,14 +61,13 @@ TEST(Heap, RefusesWhatIsNotALiveBlockOfItsOwn)
     std::memcpy(foreign.data(), block - 32, 96);
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(foreign.data() + 32, ROLE, TAG), 0);
     EXPECT_EQ(QELOsapiHeap_getTypeName(foreign.data() + 32), nullptr);
-    EXPECT_EQ(liveBlocks(), blocks);
+    EXPECT_EQ(heapUsage().blocks, blocks);
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG), 1);
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG), 0) << "freed twice";
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(nullptr, ROLE, TAG), 1);
-    EXPECT_EQ(liveBlocks(), blocks - 1);
-    QELLog_setSink(nullptr, nullptr);
-    ASSERT_EQ(lines.size(), 6U);
-    EXPECT_EQ(lines.front(), "test:!free block: it was made with another tag");
+    EXPECT_EQ(heapUsage().blocks, blocks - 1);
+    ASSERT_EQ(lines.all.size(), 6U);
+    EXPECT_EQ(lines.all.front(), "test:!free block: it was made with another tag");
 
     EXPECT_EQ(take(SIZE_MAX), nullptr);
     EXPECT_EQ(take(SIZE_MAX - 40), nullptr);
@@ -103,20 +77,14 @@ TEST(Heap, RefusesWhatIsNotALiveBlockOfItsOwn)
 
 TEST(Heap, CountsBlocksOfManyThreads)
 {
-    const int64_t before = liveBlocks();
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([] {
-            for (size_t i = 1; i < 2000; ++i) {
-                void *block = take(i, 0, take(i / 2));
-                QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG);
-            }
-        });
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
-    }
-    EXPECT_EQ(liveBlocks(), before);
+    const int64_t before = heapUsage().blocks;
+    onThreads(4, [](int) {
+        for (size_t i = 1; i < 2000; ++i) {
+            void *block = take(i, 0, take(i / 2));
+            QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG);
+        }
+    });
+    EXPECT_EQ(heapUsage().blocks, before);
 }
 
 TEST(Tss, KeepsOneValueAThreadUnderEachKey)

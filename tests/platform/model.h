@@ -1,14 +1,16 @@
-// A naive model of samples: a tree of values, an encoder that writes CDR value by value, and random
-// types. It shares nothing with the library but the type codes it looks at.
+// A naive model of samples: a tree of values, a reader that goes through the accessors, an encoder
+// that writes CDR value by value, and random types. It shares nothing with the library but the type
+// codes it looks at.
 #ifndef TESTS_PLATFORM_MODEL_H
 #define TESTS_PLATFORM_MODEL_H
 
-#include <cstring>
+#include <gtest/gtest.h>
+
 #include <random>
 #include <string>
 #include <vector>
 
-#include "qddsc/dynamic_data.h"
+#include "scalars.h"
 
 namespace model {
 
@@ -19,29 +21,35 @@ struct Value {
     std::vector<Value> children;
 };
 
+// Children of every value of a resolved type; of a sequence none.
+inline size_t childCount(const DDS_TypeCode *type)
+{
+    if (DDS_TypeCode_get_kind(type) == DDS_TK_STRUCT) {
+        return DDS_TypeCode_get_member_count(type);
+    }
+    size_t count = DDS_TypeCode_get_kind(type) == DDS_TK_ARRAY ? 1 : 0;
+    for (uint32_t i = 0; i < DDS_TypeCode_get_dimension_count(type); ++i) {
+        count *= DDS_TypeCode_get_dimension(type, i);
+    }
+    return count;
+}
+
+inline const DDS_TypeCode *childType(const DDS_TypeCode *type, size_t child)
+{
+    return DDS_TypeCode_get_kind(type) == DDS_TK_STRUCT
+               ? DDS_TypeCode_get_member_type(type, static_cast<uint32_t>(child))
+               : DDS_TypeCode_get_content(type);
+}
+
 inline Value makeDefault(const DDS_TypeCode *type)
 {
     Value value;
     value.type = DDS_TypeCode_resolve(type);
-    switch (DDS_TypeCode_get_kind(value.type)) {
-    case DDS_TK_ENUM:
+    if (DDS_TypeCode_get_kind(value.type) == DDS_TK_ENUM) {
         value.bits = static_cast<uint32_t>(DDS_TypeCode_get_member_value(value.type, 0));
-        break;
-    case DDS_TK_STRUCT:
-        for (uint32_t i = 0; i < DDS_TypeCode_get_member_count(value.type); ++i) {
-            value.children.push_back(makeDefault(DDS_TypeCode_get_member_type(value.type, i)));
-        }
-        break;
-    case DDS_TK_ARRAY: {
-        size_t count = 1;
-        for (uint32_t i = 0; i < DDS_TypeCode_get_dimension_count(value.type); ++i) {
-            count *= DDS_TypeCode_get_dimension(value.type, i);
-        }
-        value.children.resize(count, makeDefault(DDS_TypeCode_get_content(value.type)));
-        break;
     }
-    default:
-        break;
+    for (size_t i = 0; i < childCount(value.type); ++i) {
+        value.children.push_back(makeDefault(childType(value.type, i)));
     }
     return value;
 }
@@ -98,6 +106,58 @@ inline std::string step(const Value &parent, size_t child)
         child /= dimension;
     }
     return text.empty() ? "[" + std::to_string(child) + "]" : text;
+}
+
+// Asks for a scalar by every kind: none but its own may read it.
+inline bool readScalar(const DDS_DynamicData *data, const char *path, Value &value)
+{
+    const DDS_TCKind own = accessKind(DDS_TypeCode_get_kind(value.type));
+    DDS_ReturnCode_t result = DDS_RETCODE_ERROR;
+    for (uint32_t kind = DDS_TK_BOOLEAN; kind <= DDS_TK_DOUBLE; ++kind) {
+        uint64_t bits = 0;
+        const DDS_ReturnCode_t code = SCALARS[kind].get(data, path, bits);
+        if (kind == own) {
+            result = code;
+            value.bits = bits;
+        } else {
+            EXPECT_NE(code, DDS_RETCODE_OK) << path << " as kind " << kind;
+        }
+    }
+    return result == DDS_RETCODE_OK;
+}
+
+// Reads a value and everything below, in which a count may be a lie: of very many elements a few
+// are tried. Returns whether all could be read.
+inline bool read(const DDS_DynamicData *data, Value &value, const std::string &path = "")
+{
+    const DDS_TCKind kind = DDS_TypeCode_get_kind(value.type);
+    const char *name = path.c_str() + (path.empty() ? 0 : 1); // without the leading dot
+    size_t count = childCount(value.type);
+    if (kind == DDS_TK_STRING) {
+        const char *text = "";
+        const DDS_ReturnCode_t code = DDS_DynamicData_get_string(data, name, &text, &count);
+        EXPECT_EQ(text[count], '\0') << name;
+        value.text.assign(text, count);
+        return code == DDS_RETCODE_OK;
+    }
+    if (kind < DDS_TK_STRUCT) {
+        return readScalar(data, name, value);
+    }
+    if (kind == DDS_TK_SEQUENCE) {
+        uint32_t length = 0;
+        if (DDS_DynamicData_get_length(data, name, &length) != DDS_RETCODE_OK) {
+            return false;
+        }
+        count = length;
+    }
+    bool good = true;
+    for (size_t i = 0; i < count; i += count / 100 + 1) {
+        Value child;
+        child.type = DDS_TypeCode_resolve(childType(value.type, i));
+        good = read(data, child, path + step(value, i)) && good;
+        value.children.push_back(std::move(child));
+    }
+    return good;
 }
 
 class Random {

@@ -1,20 +1,14 @@
 // Strings, string sequences, the participant factory.
-#include <gtest/gtest.h>
-
-#include <string>
-
+#include "core_fixture.h"
 #include "qddsc/participant_factory.h"
-#include "qddsc/sample_info.h"
 #include "qddsc/string.h"
-#include "qddscore/heap.h"
 #include "qddscore/thread.h"
 
 namespace {
 
 TEST(String, IsOwnedMemoryOfTheHeap)
 {
-    QELOsapiHeapUsage before{};
-    QELOsapiHeap_getUsage(&before);
+    const int64_t before = heapUsage().blocks;
     char *text = DDS_String_alloc(5);
     char *copy = DDS_String_dup("hello");
     EXPECT_EQ(std::string(text, 6), std::string(6, '\0'));
@@ -39,9 +33,7 @@ TEST(String, IsOwnedMemoryOfTheHeap)
     DDS_StringSeq_finalize(&sequence);
     EXPECT_EQ(DDS_StringSeq_get_length(&sequence), 0);
     DDS_StringSeq_finalize(&sequence);
-    QELOsapiHeapUsage after{};
-    QELOsapiHeap_getUsage(&after);
-    EXPECT_EQ(after.blocks, before.blocks);
+    EXPECT_EQ(heapUsage().blocks, before);
 }
 
 TEST(ParticipantFactory, HandsOutTheProcessesKeyFactory)
