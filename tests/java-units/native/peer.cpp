@@ -5,7 +5,7 @@
 
 #include <jni.h>
 
-#include "qddsc/dynamic_data.h"
+#include "../../platform/scalars.h"
 #include "qddsc/sample_info.h"
 
 // Declares a static native method of the class Peer and begins its definition.
@@ -98,12 +98,6 @@ PEER(void, loan, jlong data, jbyteArray bytes)
               from.size());
 }
 
-PEER(jint, setLength, jlong data, jbyteArray path, jint length)
-{
-    return DDS_DynamicData_set_length(sample(data), bytesOf(env, path).c_str(),
-                                      static_cast<uint32_t>(length));
-}
-
 PEER(jint, setString, jlong data, jbyteArray path, jbyteArray text)
 {
     const std::string value = bytesOf(env, text);
@@ -111,41 +105,14 @@ PEER(jint, setString, jlong data, jbyteArray path, jbyteArray text)
                                       value.size());
 }
 
-PEER(jint, setReal, jlong data, jbyteArray path, jboolean isFloat, jdouble value)
+PEER(jint, setNumber, jlong data, jbyteArray path, jint kind, jlong bits)
 {
     const std::string name = bytesOf(env, path);
-    return isFloat == JNI_TRUE
-               ? DDS_DynamicData_set_float(sample(data), name.c_str(), static_cast<float>(value))
-               : DDS_DynamicData_set_double(sample(data), name.c_str(), value);
-}
-
-PEER(jint, setInteger, jlong data, jbyteArray path, jint kind, jlong value)
-{
-    DDS_DynamicData *self = sample(data);
-    const std::string name = bytesOf(env, path);
-    const char *p = name.c_str();
-    switch (kind) {
-    case DDS_TK_BOOLEAN:
-        return DDS_DynamicData_set_boolean(self, p, static_cast<int32_t>(value));
-    case DDS_TK_CHAR:
-        return DDS_DynamicData_set_char(self, p, static_cast<char>(value));
-    case DDS_TK_OCTET:
-        return DDS_DynamicData_set_octet(self, p, static_cast<uint8_t>(value));
-    case DDS_TK_INT8:
-        return DDS_DynamicData_set_int8(self, p, static_cast<int8_t>(value));
-    case DDS_TK_SHORT:
-        return DDS_DynamicData_set_short(self, p, static_cast<int16_t>(value));
-    case DDS_TK_USHORT:
-        return DDS_DynamicData_set_ushort(self, p, static_cast<uint16_t>(value));
-    case DDS_TK_ULONG:
-        return DDS_DynamicData_set_ulong(self, p, static_cast<uint32_t>(value));
-    case DDS_TK_LONGLONG:
-        return DDS_DynamicData_set_longlong(self, p, value);
-    case DDS_TK_ULONGLONG:
-        return DDS_DynamicData_set_ulonglong(self, p, static_cast<uint64_t>(value));
-    default:
-        return DDS_DynamicData_set_long(self, p, static_cast<int32_t>(value));
+    if (kind == DDS_TK_SEQUENCE) {
+        return DDS_DynamicData_set_length(sample(data), name.c_str(), static_cast<uint32_t>(bits));
     }
+    return SCALARS[accessKind(static_cast<DDS_TCKind>(kind))].set(sample(data), name.c_str(),
+                                                                  static_cast<uint64_t>(bits));
 }
 
 PEER(jlong, createInfo, jlongArray values)

@@ -81,14 +81,14 @@ public class CrossingTest {
     /** Every field another value, so that none can stand for another. */
     @Test
     public void everyFieldOfASampleInfoCrosses() {
-        long[] fields = {101, 102, 103, 1, 105, 106, 107, 108, 9, 10, 1, 12, 0, 114, 115, 116, 117,
+        long[] fields = {101, 102, 103, 0, 105, 106, 107, 108, 9, 10, 1, 12, 0, 114, 115, 116, 117,
             118, -119, 0xF0000000L};
         SampleInfo info = new SampleInfo();
         long record = Peer.createInfo(fields);
         SampleInfoHelper.pull_from_nativeI(info, record);
         Peer.takeInfo(record);
         assertEquals(103, info.instance_state);
-        assertTrue(info.valid_data);
+        assertFalse(info.valid_data);
         assertEquals(106, info.source_timestamp.nanosec);
         assertEquals(9, info.instance_handle.keyHash[0]);
         assertTrue(info.instance_handle.isValid && !info.publication_handle.isValid);
@@ -99,10 +99,10 @@ public class CrossingTest {
         SampleInfoHelper.push_to_nativeI(copy, target);
         assertArrayEquals(fields, Peer.takeInfo(target));
 
-        copy.valid_data = false;
-        long cleared = Peer.createInfo(fields);
-        SampleInfoHelper.push_to_nativeI(copy, cleared);
-        assertEquals(0, Peer.takeInfo(cleared)[3]);
+        copy.valid_data = true;
+        long valid = Peer.createInfo(fields);
+        SampleInfoHelper.push_to_nativeI(copy, valid);
+        assertEquals(1, Peer.takeInfo(valid)[3]);
         copy.clear();
         assertTrue(copy.valid_data && copy.instance_state == SampleInfo.ALIVE_INSTANCE_STATE);
         assertFalse(copy.source_timestamp.isValid());

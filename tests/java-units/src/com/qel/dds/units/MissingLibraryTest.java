@@ -6,7 +6,6 @@ import static org.junit.Assert.assertTrue;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.subscription.SampleInfoHelper;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamReader;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 import com.qel.ferrion.adapter.internal.StreamReaderListenerImpl;
 import org.junit.Test;
@@ -25,9 +24,8 @@ public class MissingLibraryTest {
     public void errorsNameWhatWasTried() {
         String binding = System.getProperty("qdds.library.path");
         saysEveryTime(binding, () -> TypeCode.fromIdl("struct A { long a; };", null));
-        saysEveryTime(binding, () -> TypeCode.create_from_native(8));
         saysEveryTime(binding, () -> SampleInfoHelper.push_to_nativeI(new SampleInfo(), 8));
-        StreamReader reader = new DiscoveryReader(null);
+        var reader = new DiscoveryReader(null);
         StreamReaderListenerImpl listener = new StreamReaderListenerImpl(8);
         saysEveryTime(System.getProperty("ferryjni.library"),
                 () -> listener.onDataAvailable(reader));

@@ -50,20 +50,13 @@ final class Peer implements AutoCloseable {
         loan(address, bytes);
     }
 
-    boolean setLength(String path, int length) {
-        return setLength(address, path(path), length) == 0;
-    }
-
     boolean setString(String path, String text) {
         return setString(address, path(path), text.getBytes(StandardCharsets.UTF_8)) == 0;
     }
 
-    boolean setReal(String path, boolean isFloat, double value) {
-        return setReal(address, path(path), isFloat, value) == 0;
-    }
-
-    boolean setInteger(String path, Kind kind, long value) {
-        return setInteger(address, path(path), kind.ordinal() + 1, value) == 0;
+    /** Sets a scalar by its bits, or a sequence's length. */
+    boolean setNumber(String path, Kind kind, long bits) {
+        return setNumber(address, path(path), kind.ordinal() + 1, bits) == 0;
     }
 
     private static byte[] path(String path) {
@@ -80,13 +73,9 @@ final class Peer implements AutoCloseable {
 
     private static native void loan(long data, byte[] bytes);
 
-    private static native int setLength(long data, byte[] path, int length);
-
     private static native int setString(long data, byte[] path, byte[] text);
 
-    private static native int setReal(long data, byte[] path, boolean isFloat, double value);
-
-    private static native int setInteger(long data, byte[] path, int kind, long value);
+    private static native int setNumber(long data, byte[] path, int kind, long bits);
 
     /** A new native sample info with these fields, in the order of the native code. */
     static native long createInfo(long[] fields);

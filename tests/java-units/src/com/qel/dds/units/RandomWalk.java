@@ -1,12 +1,13 @@
 package com.qel.dds.units;
 
+import static org.junit.Assert.assertEquals;
+
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.dynamicdata.MemberPath;
-import com.qel.dds.typecode.Enumerator;
 import com.qel.dds.typecode.Kind;
 import com.qel.dds.typecode.TypeCode;
-import java.util.List;
 import java.util.Random;
+import java.util.stream.Collectors;
 
 /** Changes a Java sample and a native one at random places in the same way. */
 final class RandomWalk {
@@ -56,68 +57,59 @@ final class RandomWalk {
     }
 
     private boolean resize(String path) {
-        int length = random.nextInt(7);
-        boolean taken = attempt(path, "length " + length, () -> java.setLength(path, length),
-                peer.setLength(path, length));
-        return taken && expect(length, java.getLength(path));
+        int count = random.nextInt(7);
+        return attempt(path, "length " + count, () -> java.setLength(path, count),
+                peer.setNumber(path, Kind.SEQUENCE, count)) && expect(count, java.getLength(path));
     }
 
     private boolean set(String path, TypeCode type) {
         MemberPath place = MemberPath.of(java.type(), path);
         switch (type.kind()) {
         case STRING:
-            StringBuilder built = new StringBuilder();
-            for (int i = random.nextInt(6); i > 0; i--) {
-                built.append(PIECES[random.nextInt(PIECES.length)]);
-            }
-            String text = built.toString();
+            String text = random.ints(random.nextInt(6), 0, PIECES.length)
+                    .mapToObj(i -> PIECES[i]).collect(Collectors.joining());
             return attempt(path, text, () -> java.setString(path, text),
                     peer.setString(path, text)) && expect(text, java.getString(place));
         case FLOAT:
         case DOUBLE:
-            double number = (float) random.nextGaussian();
+            float number = (float) random.nextGaussian();
             return attempt(path, number, () -> java.setDouble(place, number),
-                    peer.setReal(path, type.kind() == Kind.FLOAT, number))
-                    && expect(number, java.getDouble(path));
+                    peer.setNumber(path, type.kind(), type.kind() == Kind.FLOAT
+                            ? Float.floatToIntBits(number) : Double.doubleToLongBits(number)))
+                    && expect((double) number, java.getDouble(path));
         case BOOLEAN:
             boolean flag = random.nextBoolean();
             return attempt(path, flag, () -> java.setBoolean(place, flag),
-                    peer.setInteger(path, type.kind(), flag ? 1 : 0))
+                    peer.setNumber(path, type.kind(), flag ? 1 : 0))
                     && expect(flag, java.getBoolean(path));
         case CHAR:
             char character = (char) random.nextInt(256);
             return attempt(path, character, () -> java.setChar(path, character),
-                    peer.setInteger(path, type.kind(), character))
+                    peer.setNumber(path, type.kind(), character))
                     && expect(character, java.getChar(place));
         default:
             long value = integer(type);
             return attempt(path, value, () -> java.setLong(place, value),
-                    peer.setInteger(path, type.kind(), value))
+                    peer.setNumber(path, type.kind(), value))
                     && expect(value, java.getLong(path));
         }
     }
 
     private long integer(TypeCode type) {
-        long bits = random.nextLong();
-        switch (type.kind()) {
-        case OCTET:
-            return bits & 0xFF;
-        case INT8:
-            return (byte) bits;
-        case SHORT:
-            return (short) bits;
-        case USHORT:
-            return bits & 0xFFFF;
-        case LONG:
-            return (int) bits;
-        case ULONG:
-            return bits & 0xFFFFFFFFL;
-        case ENUM:
-            List<Enumerator> all = type.enumerators();
+        if (type.kind() == Kind.ENUM) {
+            var all = type.enumerators();
             return all.get(random.nextInt(all.size())).value();
-        default:
-            return bits;
         }
+        long bits = random.nextLong();
+        return switch (type.kind()) {
+            case OCTET -> bits & 0xFF;
+            case INT8 -> (byte) bits;
+            case SHORT -> (short) bits;
+            case USHORT -> bits & 0xFFFF;
+            case LONG -> (int) bits;
+            case ULONG -> bits & 0xFFFFFFFFL;
+            default -> bits;
+        };
     }
 
     private boolean attempt(String path, Object value, Runnable javaChange, boolean peerTook) {
@@ -128,17 +120,12 @@ final class RandomWalk {
         } catch (IllegalArgumentException refused) {
             javaTook = false;
         }
-        if (javaTook != peerTook) {
-            throw new AssertionError(last + ": taken by " + (javaTook ? "Java" : "native")
-                    + " only");
-        }
+        assertEquals(last + ": taken by one only; by Java", peerTook, javaTook);
         return javaTook;
     }
 
     private boolean expect(Object wanted, Object found) {
-        if (!wanted.equals(found)) {
-            throw new AssertionError(last + " reads as " + found);
-        }
+        assertEquals(last, wanted, found);
         return true;
     }
 }

@@ -15,9 +15,9 @@ import com.qel.dds.typecode.TypeCode;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.List;
-import java.util.stream.Collectors;
 import java.util.stream.IntStream;
 import org.junit.Test;
+import org.junit.function.ThrowingRunnable;
 
 /** Types as Java objects. */
 public class TypeCodeTest {
@@ -29,7 +29,7 @@ public class TypeCodeTest {
         assertNull(TypeCode.create_from_native(0));
         assertEquals(1, IntStream.range(0, 64).parallel()
                 .mapToObj(i -> TypeCode.fromIdl("struct Race { sequence<long> ls; };", null))
-                .collect(Collectors.toSet()).size());
+                .distinct().count());
     }
 
     @Test
@@ -50,26 +50,29 @@ public class TypeCodeTest {
                 all.member("flats").type().content().member("col").type().enumerators());
     }
 
+    private static String refusal(ThrowingRunnable use) {
+        return assertThrows(TypeException.class, use).getMessage();
+    }
+
     @Test
     public void errorsSayWhere() throws java.io.IOException {
-        assertTrue(assertThrows(TypeException.class,
-                () -> TypeCode.fromIdl("struct A {\n  nix b;\n};", null)).getMessage()
-                .startsWith("idl:2:"));
-        assertTrue(assertThrows(TypeException.class,
-                () -> TypeCode.fromIdl("struct A { long b; };", "B")).getMessage().contains("B"));
-        assertThrows(TypeException.class, () -> TypeCode.fromIdl("enum E { A };", null));
-        assertThrows(TypeException.class, () -> TypeCode.fromIdl("struct A \0{};", null));
+        String second = refusal(() -> TypeCode.fromIdl("struct A {\n  nix b;\n};", null));
+        assertTrue(second, second.startsWith("idl:2:"));
+        String named = refusal(() -> TypeCode.fromIdl("struct A { long b; };", "B"));
+        assertTrue(named, named.contains("B"));
+        refusal(() -> TypeCode.fromIdl("enum E { A };", null));
+        refusal(() -> TypeCode.fromIdl("struct A \0{};", null));
         Path file = Files.createTempFile("units", ".idl");
         try {
             Files.writeString(file, "struct First { long a; }; struct Last { First f; };");
             assertEquals("Last", TypeCode.fromIdlFile(file, null).name());
             Files.writeString(file, "struct First { long long long a; };");
-            assertTrue(assertThrows(TypeException.class, () -> TypeCode.fromIdlFile(file, null))
-                    .getMessage().startsWith(file + ":1:"));
+            String broken = refusal(() -> TypeCode.fromIdlFile(file, null));
+            assertTrue(broken, broken.startsWith(file + ":1:"));
         } finally {
             Files.delete(file);
         }
-        assertTrue(assertThrows(TypeException.class, () -> TypeCode.fromIdlFile(file, null))
-                .getMessage().contains(file.toString()));
+        String gone = refusal(() -> TypeCode.fromIdlFile(file, null));
+        assertTrue(gone, gone.contains(file.toString()));
     }
 }

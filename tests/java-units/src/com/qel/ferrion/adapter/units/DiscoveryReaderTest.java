@@ -66,16 +66,14 @@ public class DiscoveryReaderTest {
     @Test(timeout = 20000)
     public void noneIsLostBetweenThreads() throws InterruptedException {
         int each = 500;
-        List<Thread> threads = new ArrayList<>();
         for (int t = 0; t < 4; t++) {
             String prefix = "t" + t + ".";
-            threads.add(new Thread(() -> {
+            new Thread(() -> {
                 for (int i = 0; i < each; i++) {
                     reader.announce(new StreamInfo(prefix + i, TYPE, false));
                 }
-            }));
+            }).start();
         }
-        threads.forEach(Thread::start);
         int[] next = new int[4];
         for (int seen = 0; seen < 4 * each;) {
             for (Object stream : read()) {
