@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
-# usage: install_and_use.sh CMAKE BUILD_TREE CONSUMER_SOURCE COMPILER GENERATOR
+# usage: install_and_use.sh CMAKE BUILD_TREE CONSUMER_SOURCE COMPILER GENERATOR FLAGS
 set -euo pipefail
-cmake=$1 tree=$2 consumer=$3 compiler=$4 generator=$5
+cmake=$1 tree=$2 consumer=$3 compiler=$4 generator=$5 flags=$6
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 "$cmake" --install "$tree" --prefix "$work/prefix" >/dev/null
 "$cmake" -S "$consumer" -B "$work/build" -G "$generator" -DCMAKE_PREFIX_PATH="$work/prefix" \
-    -DCMAKE_CXX_COMPILER="$compiler" >/dev/null
+    -DCMAKE_CXX_COMPILER="$compiler" -DCMAKE_CXX_FLAGS="$flags" >/dev/null
 "$cmake" --build "$work/build" >/dev/null
 "$work/build/consumer"
 "$work/prefix/bin/ferry" --version
