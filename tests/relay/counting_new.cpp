@@ -1,14 +1,14 @@
 // Apart from its users: a compiler that sees both ends inlined complains of mismatched pairs.
-#include "counting_new.h"
-
 #include <cstdlib>
 #include <new>
+
+#include "relay_fixture.h"
 
 namespace {
 thread_local std::uint64_t t_allocations = 0;
 } // namespace
 
-std::uint64_t allocations()
+std::uint64_t scripted::allocations()
 {
     return t_allocations;
 }

@@ -1,7 +1,7 @@
 #include "scripted_plugin.h"
 
-#include <algorithm>
 #include <cstring>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 namespace scripted {
@@ -12,19 +12,23 @@ Script *g_script = nullptr;
 /// Whether the host has attached this thread.
 thread_local bool t_attached = false;
 
-struct Plugin : QEL_FerrionAdapterPlugin {
+void fail(QEL_FerrionEnvironment *environment, const std::string &text)
+{
+    if (!text.empty()) {
+        environment->errorFlag = 1;
+        std::strcpy(environment->message, text.c_str());
+    }
+}
+
+/// A handle of the plug-in interface: "connection" and "a", say.
+template<class Handle> struct Named : Handle {
+    std::string kind;
     std::string name;
 };
-struct Connection : QEL_FerrionConnection {
-    std::string name;
-};
-struct Session : QEL_FerrionSession {};
-struct Writer : QEL_FerrionStreamWriter {
-    std::string name;
+struct Writer : Named<QEL_FerrionStreamWriter> {
     Stream *stream = nullptr;
 };
-struct Reader : QEL_FerrionStreamReader {
-    std::string name;
+struct Reader : Named<QEL_FerrionStreamReader> {
     Stream *stream = nullptr;
     std::vector<int> values;
     std::vector<void *> samples;
@@ -32,10 +36,33 @@ struct Reader : QEL_FerrionStreamReader {
     std::vector<DDS_SampleInfo *> infos;
     bool lent = false;
 };
+using Plugin = Named<QEL_FerrionAdapterPlugin>;
+using Connection = Named<QEL_FerrionConnection>;
+using Session = Named<QEL_FerrionSession>;
 
-std::string text(const char *text_)
+template<class Object>
+Object *create(const std::string &kind, const std::string &name,
+               QEL_FerrionEnvironment *environment)
 {
-    return text_ == nullptr ? "null" : text_;
+    auto *object = new Object();
+    object->kind = kind;
+    object->name = name;
+    g_script->enter("create_" + kind + " " + name, environment);
+    return object;
+}
+
+template<class Object, class Owner, class Handle>
+void destroy(Owner *, Handle *handle, QEL_FerrionEnvironment *environment)
+{
+    auto *self = static_cast<Object *>(handle);
+    g_script->enter("delete_" + self->kind + " " + self->name, environment);
+    delete self;
+}
+
+std::int32_t deleteAdapter(QEL_FerrionAdapterPlugin *adapter, QEL_FerrionEnvironment *environment)
+{
+    destroy<Plugin>(adapter, adapter, environment);
+    return 1;
 }
 
 QEL_FerrionConnection *createConnection(QEL_FerrionAdapterPlugin *, const char *first,
@@ -45,35 +72,16 @@ QEL_FerrionConnection *createConnection(QEL_FerrionAdapterPlugin *, const char *
                                         const QEL_FerrionProperties *properties,
                                         QEL_FerrionEnvironment *environment)
 {
-    auto *connection = new Connection();
-    connection->name = text(first);
-    if (a == nullptr || b == nullptr || properties == nullptr) {
-        g_script->violation("create_connection without listeners or properties");
+    if (second != nullptr || a == nullptr || b == nullptr || properties == nullptr) {
+        ADD_FAILURE() << "create_connection with a second name, or lacking something";
     }
-    g_script->enter("create_connection " + text(first) + " " + text(second), environment);
-    return connection;
-}
-
-void deleteConnection(QEL_FerrionAdapterPlugin *, QEL_FerrionConnection *connection,
-                      QEL_FerrionEnvironment *environment)
-{
-    auto *self = static_cast<Connection *>(connection);
-    g_script->enter("delete_connection " + self->name, environment);
-    delete self;
+    return create<Connection>("connection", first, environment);
 }
 
 QEL_FerrionSession *createSession(QEL_FerrionConnection *connection, const QEL_FerrionProperties *,
                                   QEL_FerrionEnvironment *environment)
 {
-    g_script->enter("create_session " + static_cast<Connection *>(connection)->name, environment);
-    return new Session();
-}
-
-void deleteSession(QEL_FerrionConnection *connection, QEL_FerrionSession *session,
-                   QEL_FerrionEnvironment *environment)
-{
-    g_script->enter("delete_session " + static_cast<Connection *>(connection)->name, environment);
-    delete static_cast<Session *>(session);
+    return create<Session>("session", static_cast<Connection *>(connection)->name, environment);
 }
 
 QEL_FerrionStreamReader *createReader(QEL_FerrionConnection *, QEL_FerrionSession *,
@@ -82,23 +90,11 @@ QEL_FerrionStreamReader *createReader(QEL_FerrionConnection *, QEL_FerrionSessio
                                       const QEL_FerrionStreamReaderListener *listener,
                                       QEL_FerrionEnvironment *environment)
 {
-    auto *reader = new Reader();
-    reader->name = info->streamName;
-    reader->stream = &g_script->stream(reader->name);
-    reader->stream->listener = *listener;
-    g_script->enter("create_reader " + reader->name, environment);
-    if (g_script->signalDuringCreate) {
-        listener->onDataAvailable(reader, listener->listenerData);
-    }
+    Stream &stream = g_script->streams[info->streamName];
+    stream.listener = *listener;
+    auto *reader = create<Reader>("reader", info->streamName, environment);
+    reader->stream = &stream;
     return reader;
-}
-
-void deleteReader(QEL_FerrionConnection *, QEL_FerrionStreamReader *reader,
-                  QEL_FerrionEnvironment *environment)
-{
-    auto *self = static_cast<Reader *>(reader);
-    g_script->enter("delete_reader " + self->name, environment);
-    delete self;
 }
 
 QEL_FerrionStreamWriter *createWriter(QEL_FerrionConnection *, QEL_FerrionSession *,
@@ -106,28 +102,18 @@ QEL_FerrionStreamWriter *createWriter(QEL_FerrionConnection *, QEL_FerrionSessio
                                       const QEL_FerrionProperties *,
                                       QEL_FerrionEnvironment *environment)
 {
-    auto *writer = new Writer();
-    writer->name = info->streamName;
-    writer->stream = &g_script->stream(writer->name);
-    g_script->enter("create_writer " + writer->name, environment);
+    auto *writer = create<Writer>("writer", info->streamName, environment);
+    writer->stream = &g_script->streams[info->streamName];
     return writer;
 }
 
-void deleteWriter(QEL_FerrionConnection *, QEL_FerrionStreamWriter *writer,
-                  QEL_FerrionEnvironment *environment)
-{
-    auto *self = static_cast<Writer *>(writer);
-    g_script->enter("delete_writer " + self->name, environment);
-    delete self;
-}
-
-/// Fills the reader's arrays, which only grow.
+/// Fills the reader's arrays; a sample's information carries its value as sequence number.
 void lend(Reader &reader, const Read &read)
 {
     reader.values.assign(read.samples.begin(), read.samples.end());
     reader.samples.clear();
     reader.infos.clear();
-    reader.infoValues.resize(std::max(reader.infoValues.size(), read.samples.size()));
+    reader.infoValues.assign(read.samples.size(), {});
     for (std::size_t i = 0; i < reader.values.size(); ++i) {
         reader.infoValues[i].publication_sequence_number.low =
             static_cast<std::uint32_t>(reader.values[i]);
@@ -136,46 +122,30 @@ void lend(Reader &reader, const Read &read)
     }
 }
 
-void readDiscovery(Reader &reader, void ***samples, std::int32_t *count)
-{
-    for (QEL_FerrionStreamInfo &info : g_script->announced) {
-        reader.samples.push_back(&info);
-    }
-    *samples = reader.samples.data();
-    *count = static_cast<std::int32_t>(reader.samples.size());
-}
-
 void read(QEL_FerrionStreamReader *reader, void ***samples, DDS_SampleInfo ***infos,
           std::int32_t *count, QEL_FerrionEnvironment *environment)
 {
     auto *self = static_cast<Reader *>(reader);
     g_script->enter("read " + self->name, environment, false);
     if (self->lent) {
-        g_script->violation("read " + self->name + " while a loan is out");
+        ADD_FAILURE() << "read " << self->name << " while a loan is out";
     }
     self->lent = true;
     if (self->stream == nullptr) {
-        readDiscovery(*self, samples, count);
+        self->samples = g_script->announced;
+        *samples = self->samples.data();
+        *count = static_cast<std::int32_t>(self->samples.size());
         return;
     }
+    ++self->stream->readCalls;
     Read given;
-    {
-        const std::lock_guard<std::mutex> lock(g_script->mutex);
-        ++self->stream->readCalls;
-        if (!self->stream->reads.empty()) {
-            given = self->stream->reads.front();
-            self->stream->reads.pop_front();
-        } else if (self->stream->source) {
-            given = self->stream->source();
-        }
+    if (!self->stream->reads.empty()) {
+        given = self->stream->reads.front();
+        self->stream->reads.pop_front();
+    } else if (self->stream->source) {
+        given = self->stream->source();
     }
-    if (!given.error.empty()) {
-        environment->errorFlag = 1;
-        std::strcpy(environment->message, given.error.c_str());
-        if (given.samples.empty()) {
-            return;
-        }
-    }
+    fail(environment, given.error);
     lend(*self, given);
     *samples = self->samples.empty() ? nullptr : self->samples.data();
     *infos = self->infos.empty() ? nullptr : self->infos.data();
@@ -188,9 +158,20 @@ void returnLoan(QEL_FerrionStreamReader *reader, void **samples, DDS_SampleInfo 
     auto *self = static_cast<Reader *>(reader);
     g_script->enter("return_loan " + self->name, environment, false);
     if (!self->lent || (count > 0 && samples != self->samples.data())) {
-        g_script->violation("return_loan " + self->name + " of something else");
+        ADD_FAILURE() << "return_loan " << self->name << " of something else";
     }
     self->lent = false;
+}
+
+std::vector<int> valuesOf(void *const *samples, DDS_SampleInfo *const *infos, std::int32_t count)
+{
+    std::vector<int> values;
+    for (std::int32_t i = 0; i < count; ++i) {
+        values.push_back(*static_cast<const int *>(samples[i]));
+        EXPECT_EQ(infos[i]->publication_sequence_number.low,
+                  static_cast<std::uint32_t>(values.back()));
+    }
+    return values;
 }
 
 std::int32_t write(QEL_FerrionStreamWriter *writer, void *const *samples,
@@ -199,26 +180,12 @@ std::int32_t write(QEL_FerrionStreamWriter *writer, void *const *samples,
 {
     auto *self = static_cast<Writer *>(writer);
     g_script->enter("write " + self->name, environment, false);
-    Write write;
-    write.array = samples;
-    for (std::int32_t i = 0; i < count; ++i) {
-        write.samples.push_back(*static_cast<const int *>(samples[i]));
-        write.infos.push_back(
-            infos == nullptr ? -1 : static_cast<int>(infos[i]->publication_sequence_number.low));
-    }
+    const std::vector<int> values = valuesOf(samples, infos, count);
     std::string error;
-    int taken = count;
-    if (self->stream->onWrite) {
-        taken = self->stream->onWrite(write, error);
-    }
-    if (!error.empty()) {
-        environment->errorFlag = 1;
-        std::strcpy(environment->message, error.c_str());
-    }
-    const std::lock_guard<std::mutex> lock(g_script->mutex);
-    self->stream->writes.push_back(write);
-    g_script->changed.notify_all();
-    return taken;
+    const int result = self->stream->onWrite ? self->stream->onWrite(values, error) : count;
+    fail(environment, error);
+    self->stream->writes.push_back(values);
+    return result;
 }
 
 QEL_FerrionStreamReader *discoveryReader(QEL_FerrionConnection *,
@@ -226,29 +193,20 @@ QEL_FerrionStreamReader *discoveryReader(QEL_FerrionConnection *,
 {
     static Reader reader;
     g_script->enter("get_discovery_reader", environment, false);
-    reader = Reader();
     return g_script->announced.empty() ? nullptr : &reader;
-}
-
-std::int32_t deleteAdapter(QEL_FerrionAdapterPlugin *adapter, QEL_FerrionEnvironment *environment)
-{
-    auto *self = static_cast<Plugin *>(adapter);
-    g_script->enter("delete_adapter " + self->name, environment);
-    delete self;
-    return 1;
 }
 
 void fill(QEL_FerrionAdapterOperations &operations)
 {
     operations.delete_adapter = deleteAdapter;
     operations.create_connection = createConnection;
-    operations.delete_connection = deleteConnection;
+    operations.delete_connection = destroy<Connection>;
     operations.create_session = createSession;
-    operations.delete_session = deleteSession;
+    operations.delete_session = destroy<Session>;
     operations.create_stream_reader = createReader;
-    operations.delete_stream_reader = deleteReader;
+    operations.delete_stream_reader = destroy<Reader>;
     operations.create_stream_writer = createWriter;
-    operations.delete_stream_writer = deleteWriter;
+    operations.delete_stream_writer = destroy<Writer>;
     operations.get_pub_discovery_reader = discoveryReader;
     operations.read = read;
     operations.return_loan = returnLoan;
@@ -257,46 +215,25 @@ void fill(QEL_FerrionAdapterOperations &operations)
 
 } // namespace
 
-Script::Script()
+QEL_FerrionAdapterPlugin *createAdapter(const QEL_FerrionProperties *properties,
+                                        QEL_FerrionEnvironment *environment)
+{
+    auto *plugin = create<Plugin>("adapter", properties->properties[0].value, environment);
+    plugin->magic = QEL_FERRION_PLUGIN_MAGIC;
+    plugin->apiVersion = {5, 3, 0, 0};
+    plugin->adapterVersion = {1, 2, 3, 4};
+    fill(plugin->operations);
+    return g_script->changeRecord ? g_script->changeRecord(plugin) : plugin;
+}
+
+Script::Script(const ferry::Configuration &configuration) : FerryPluginHost(configuration, {})
 {
     g_script = this;
 }
 
-Script::~Script()
+void Script::signal(const Stream &stream)
 {
-    g_script = nullptr;
-}
-
-Stream &Script::stream(const std::string &name)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    return streams_[name];
-}
-
-void Script::push(const std::string &name, const Read &read)
-{
-    Stream &target = stream(name);
-    QEL_FerrionStreamReaderListener listener{};
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        target.reads.push_back(read);
-        listener = target.listener;
-    }
-    if (listener.onDataAvailable != nullptr) {
-        listener.onDataAvailable(nullptr, listener.listenerData);
-    }
-}
-
-std::vector<std::string> Script::calls() const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    return calls_;
-}
-
-std::vector<std::string> Script::violations() const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    return violations_;
+    stream.listener.onDataAvailable(nullptr, stream.listener.listenerData);
 }
 
 void Script::hang()
@@ -306,62 +243,37 @@ void Script::hang()
     }
 }
 
-bool Script::enter(const std::string &call, QEL_FerrionEnvironment *environment, bool remember)
+void Script::enter(const std::string &call, QEL_FerrionEnvironment *environment, bool remember)
 {
     static const QEL_FerrionEnvironment clean{};
     if (environment == nullptr || std::memcmp(environment, &clean, sizeof clean) != 0) {
-        violation(call + " with an environment that is not clean");
+        ADD_FAILURE() << call << " with an environment that is not clean";
     }
     if (!t_attached) {
-        violation(call + " on a thread that is not attached");
+        ADD_FAILURE() << call << " on a thread that is not attached";
     }
     if (remember) {
-        const std::lock_guard<std::mutex> lock(mutex);
-        calls_.push_back(call);
+        calls.push_back(call);
     }
     const auto hook = hooks.find(call);
     if (hook != hooks.end()) {
         hook->second();
     }
     const auto error = errors.find(call);
-    if (error != errors.end()) {
-        environment->errorFlag = 1;
-        std::strcpy(environment->message, error->second.c_str());
-    }
-    return error == errors.end();
-}
-
-void Script::violation(const std::string &text_)
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    violations_.push_back(text_);
+    fail(environment, error == errors.end() ? "" : error->second);
 }
 
 bool Script::start()
 {
     t_attached = true;
-    return enter("start", ferry::CallEnvironment().fresh());
-}
-
-QEL_FerrionAdapterPlugin *Script::open(const ferry::AdapterSettings &settings,
-                                       const QEL_FerrionProperties *,
-                                       ferry::CallEnvironment &environment)
-{
-    enter("create_adapter " + settings.name, environment.fresh());
-    auto *plugin = new Plugin();
-    plugin->name = settings.name;
-    plugin->magic = QEL_FERRION_PLUGIN_MAGIC;
-    plugin->apiVersion = {5, 3, 0, 0};
-    plugin->adapterVersion = {1, 2, 3, 4};
-    fill(plugin->operations);
-    return changeRecord ? changeRecord(plugin) : plugin;
+    return FerryPluginHost::start();
 }
 
 bool Script::attachThread()
 {
     t_attached = true;
     ++attached_;
-    return errors.count("attach") == 0;
+    return FerryPluginHost::attachThread();
 }
 
 void Script::detachThread()
@@ -373,7 +285,7 @@ void Script::detachThread()
 void Script::stop()
 {
     if (attached_ != 0) {
-        violation("stop with threads attached");
+        ADD_FAILURE() << "stop with threads attached";
     }
     enter("stop", ferry::CallEnvironment().fresh());
 }

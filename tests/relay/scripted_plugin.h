@@ -1,19 +1,17 @@
 // A native plug-in that does what a test tells it, and remembers what the relay did to it. It
-// checks by itself what holds for every call: a clean environment, and loans that are returned.
+// checks by itself what holds for every call: a clean environment, loans that are returned, infos
+// that fit their samples.
 #ifndef TESTS_RELAY_SCRIPTED_PLUGIN_H
 #define TESTS_RELAY_SCRIPTED_PLUGIN_H
 
 #include <atomic>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <map>
-#include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
-#include "engine/plugin.h"
+#include "engine/plugin_host.h"
 #include "qddsc/sample_info.h"
 
 namespace scripted {
@@ -24,76 +22,56 @@ struct Read {
     std::string error;
 };
 
-struct Write {
-    std::vector<int> samples;
-    /// Each information's sequence number, which the reader set to the sample; -1 where it is
-    /// missing.
-    std::vector<int> infos;
-    /// The array that the samples came in.
-    const void *array = nullptr;
-};
-
 /// A stream by its name; reader and writer of it in one.
 struct Stream {
     std::deque<Read> reads;
     /// Makes up reads when there are none in the queue; runs on the session's thread.
     std::function<Read()> source;
-    std::vector<Write> writes;
+    std::vector<std::vector<int>> writes;
     /// What a write returns, and its error text; takes all when not set.
-    std::function<int(const Write &, std::string &error)> onWrite;
+    std::function<int(const std::vector<int> &samples, std::string &error)> onWrite;
     QEL_FerrionStreamReaderListener listener{};
     int readCalls = 0;
 };
 
-/// The host that hands the plug-in out, and the script of all of them. Adapters are told apart by
-/// name.
-class Script : public ferry::PluginHost {
+/// The host that hands the plug-in out, and the script of all its adapters, which are told apart by
+/// their property `name`.
+class Script : public ferry::FerryPluginHost {
 public:
-    Script();
-    ~Script() override;
-
-    Stream &stream(const std::string &name);
-    /// Puts reads into a stream's queue and signals, from the calling thread.
-    void push(const std::string &name, const Read &read);
+    explicit Script(const ferry::Configuration &configuration);
+    /// Touched by the relay's threads from its start to its end.
+    std::map<std::string, Stream> streams;
+    /// Signals on behalf of a stream's reader.
+    static void signal(const Stream &stream);
     /// "create_reader a" -> text of the error that the call reports beside its result.
     std::map<std::string, std::string> errors;
     /// Run at the start of a call, by the same name.
     std::map<std::string, std::function<void()>> hooks;
-    /// Signals from within create_stream_reader.
-    bool signalDuringCreate = false;
-    /// Streams that the discovery readers announce.
-    std::vector<QEL_FerrionStreamInfo> announced;
+    /// The stream informations that the discovery readers announce.
+    std::vector<void *> announced;
     /// Handed out in place of a good record.
     std::function<QEL_FerrionAdapterPlugin *(QEL_FerrionAdapterPlugin *)> changeRecord;
 
-    /// Every call but read, write and return_loan, in order.
-    std::vector<std::string> calls() const;
-    /// Rules of the interface that the relay broke.
-    std::vector<std::string> violations() const;
+    /// Every call but read, write and return_loan, in order; complete once the relay has ended.
+    std::vector<std::string> calls;
     /// Blocks the calling thread for ever.
     static void hang();
 
     bool start() override;
-    QEL_FerrionAdapterPlugin *open(const ferry::AdapterSettings &settings,
-                                   const QEL_FerrionProperties *properties,
-                                   ferry::CallEnvironment &environment) override;
     bool attachThread() override;
     void detachThread() override;
     void stop() override;
 
     // For the plug-in's functions.
-    bool enter(const std::string &call, QEL_FerrionEnvironment *environment, bool remember = true);
-    void violation(const std::string &text);
-
-    mutable std::mutex mutex;
-    std::condition_variable changed;
+    void enter(const std::string &call, QEL_FerrionEnvironment *environment, bool remember = true);
 
 private:
-    std::map<std::string, Stream> streams_;
-    std::vector<std::string> calls_;
-    std::vector<std::string> violations_;
     std::atomic<int> attached_{0};
 };
+
+/// What the shared library's entry point does; the library finds it in the test's executable.
+[[gnu::visibility("default")]] QEL_FerrionAdapterPlugin *
+createAdapter(const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment);
 
 } // namespace scripted
 

@@ -17,12 +17,34 @@ void sleepFor(int time)
     std::this_thread::sleep_for(milliseconds(time));
 }
 
-class StopTest : public RelayTest {
+TEST_F(RelayTest, FinishesThePresentLoanAndReadsNoMore)
+{
+    addRoute("r", "a/in", {"b/x"}).outputs[0].maxSamplesPerWrite = 1;
+    script.streams["in"].source = [] { return Read{{1, 2, 3}, ""}; };
+    script.hooks["write x"] = [&] {
+        supervisor().requestStop();
+        sleepFor(60);
+    };
+    EXPECT_EQ(supervisor().run(), exitOk);
+    EXPECT_EQ(script.streams["x"].writes.size(), 3U);
+    EXPECT_EQ(script.streams["in"].readCalls, 1);
+}
+
+struct Hang {
+    /// The call that never comes back, at its `time`th time.
+    const char *call;
+    int time;
+    int code;
+    const char *log;
+};
+
+class StopDeathTest : public RelayTest, public testing::WithParamInterface<Hang> {
 protected:
-    /// Runs and requests a stop after a while; the whole process ends with the run's code, the log
-    /// and the plug-in's calls on standard error.
-    [[noreturn]] void runAndStop(int after)
+    /// Runs and requests a stop after a while; the whole process ends with the run's code, the log,
+    /// the summary and some of the plug-in's calls on standard error.
+    [[noreturn]] void runAndStop()
     {
+        dup2(STDERR_FILENO, STDOUT_FILENO);
         options.drain = milliseconds(300);
         QELLog_setSink(nullptr, nullptr);
         for (const char *call : {"delete_writer x", "delete_reader in", "delete_connection b",
@@ -30,8 +52,8 @@ protected:
             script.hooks.emplace(call, [call] { dprintf(STDERR_FILENO, "%s\n", call); });
         }
         supervisor();
-        std::thread stopper([this, after] {
-            sleepFor(after);
+        std::thread stopper([this] {
+            sleepFor(50);
             supervisor().requestStop();
         });
         const int code = supervisor().run();
@@ -40,83 +62,34 @@ protected:
     }
 };
 
-TEST_F(StopTest, FinishesThePresentLoanAndReadsNoMore)
-{
-    addRoute("r", "a/in", {"b/x"}).outputs[0].maxSamplesPerWrite = 1;
-    script.stream("in").source = [] { return Read{{1, 2, 3}, ""}; };
-    std::atomic<bool> inside{false};
-    script.hooks["write x"] = [&] {
-        inside = true;
-        sleepFor(60);
-    };
-    std::thread stopper([&] {
-        while (!inside) {
-            sleepFor(1);
-        }
-        supervisor().requestStop();
-    });
-    supervisor();
-    EXPECT_EQ(supervisor().run(), exitOk);
-    stopper.join();
-    EXPECT_EQ(script.stream("x").writes.size(), 3U);
-    EXPECT_EQ(script.stream("in").readCalls, 1);
-    EXPECT_EQ(script.calls().back(), "stop");
-}
-
-using StopDeathTest = StopTest;
-
-TEST_F(StopDeathTest, ReaderThatNeverComesBackCostsNoOtherObjectItsClose)
-{
-    addRoute("r", "a/in", {"b/x"});
-    addRoute("s", "c/in2", {"c/y"});
-    script.hooks["read in"] = Script::hang;
-    EXPECT_EXIT(runAndStop(50), testing::ExitedWithCode(exitHung),
-                "main session stop timeout(.|\n)*r. hangs in read and is left behind(.|\n)*"
-                "delete_writer x\ndelete_writer y\ndelete_connection b\ndelete_adapter c");
-}
-
-TEST_F(StopDeathTest, WriterThatNeverComesBackLosesItsLoan)
+/// No other object loses its close by it, no other sample is lost.
+TEST_P(StopDeathTest, CallThatNeverComesBack)
 {
     addRoute("r", "a/in", {"b/x"}).outputs[0].maxSamplesPerWrite = 2;
-    script.stream("in").reads = {{{1, 2, 3, 4, 5}, ""}};
-    script.stream("x").onWrite = [&](const Write &write, std::string &) {
-        if (write.samples[0] == 3) {
+    addRoute("s", "c/in2", {"c/y"});
+    script.streams["in"].reads = {{{1, 2, 3, 4, 5}, ""}};
+    script.hooks[GetParam().call] = [times = 0]() mutable {
+        if (++times == GetParam().time) {
             Script::hang();
         }
-        return 2;
     };
-    testing::FLAGS_gtest_death_test_style = "fast";
-    EXPECT_EXIT(
-        {
-            dup2(STDERR_FILENO, STDOUT_FILENO);
-            runAndStop(50);
-        },
-        testing::ExitedWithCode(exitHung),
-        "hangs in write(.|\n)*delete_reader in\n(.|\n)*r: 5 read, 2 written, 0 errors, 3 lost");
+    EXPECT_EXIT(runAndStop(), testing::ExitedWithCode(GetParam().code), GetParam().log);
 }
 
-TEST_F(StopDeathTest, ConstructorThatNeverComesBack)
-{
-    addRoute("r", "a/in", {"b/x"});
-    script.hooks["create_connection b null"] = Script::hang;
-    EXPECT_EXIT(runAndStop(50), testing::ExitedWithCode(exitHung),
-                "create of connection b does not come back(.|\n)*test stop timeout");
-}
-
-TEST_F(StopDeathTest, DestructorThatNeverComesBack)
-{
-    addRoute("r", "a/in", {"b/x"});
-    script.hooks["delete_session b"] = Script::hang;
-    EXPECT_EXIT(runAndStop(50), testing::ExitedWithCode(exitHung),
-                "delete of session main of connection b does not come back");
-}
-
-TEST_F(StopDeathTest, ThreadsLeftInTheVmDoNotHoldUpAGoodEnd)
-{
-    addRoute("r", "a/in", {"b/x"});
-    script.hooks["stop"] = Script::hang;
-    EXPECT_EXIT(runAndStop(50), testing::ExitedWithCode(exitOk), "the Java VM does not end");
-}
+INSTANTIATE_TEST_SUITE_P(
+    All, StopDeathTest,
+    testing::Values(
+        Hang{"read in", 1, exitHung,
+             "main session stop timeout(.|\n)*r. hangs in read and is left behind(.|\n)*"
+             "delete_writer x\ndelete_writer y\ndelete_connection b\ndelete_adapter c"},
+        Hang{"write x", 2, exitHung,
+             "hangs in write(.|\n)*delete_reader in\n(.|\n)*"
+             "r: 5 read, 2 written, 0 errors, 3 lost"},
+        Hang{"create_connection b", 1, exitHung,
+             "create of connection b does not come back(.|\n)*test stop timeout"},
+        Hang{"delete_session b", 1, exitHung,
+             "delete of session main of connection b does not come back"},
+        Hang{"stop", 1, exitOk, "the Java VM does not end"}));
 
 /// A process that watches for signals as ferry does; the stop takes its time.
 [[noreturn]] void watchSignals(int signals, int pause)

@@ -9,10 +9,13 @@ import com.qel.ferrion.adapter.StreamReader;
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.adapter.infrastructure.Version;
+import java.lang.reflect.Method;
+import java.lang.reflect.Proxy;
 import java.util.List;
 import java.util.Properties;
-import java.util.concurrent.CountDownLatch;
+import java.util.concurrent.locks.LockSupport;
 
 /**
  * An adapter that makes trouble where its property {@code at} says, of the kind that {@code kind}
@@ -34,10 +37,8 @@ public final class TroubleAdapter implements Adapter {
     }
 
     private static void hang() {
-        try {
-            new CountDownLatch(1).await();
-        } catch (InterruptedException e) {
-            Thread.currentThread().interrupt();
+        while (true) {
+            LockSupport.park();
         }
     }
 
@@ -48,8 +49,7 @@ public final class TroubleAdapter implements Adapter {
         switch (kind) {
             case "hang" -> hang();
             case "exit" -> System.exit(0);
-            case "throw" -> throw new IllegalStateException("trouble in " + method);
-            default -> throw new Error("trouble in " + method);
+            default -> throw new IllegalStateException("trouble in " + method);
         }
     }
 
@@ -57,7 +57,11 @@ public final class TroubleAdapter implements Adapter {
     public Connection createConnection(String first, String second, StreamReaderListener output,
             StreamReaderListener input, Properties properties) {
         at("createConnection");
-        return new TroubleConnection(Long.parseLong(properties.getProperty("count", "1")));
+        Class<?>[] types = {Connection.class, Session.class, StreamReader.class, StreamWriter.class};
+        Everything everything = new Everything();
+        everything.count = Long.parseLong(properties.getProperty("count", "1"));
+        return (Connection) Proxy.newProxyInstance(getClass().getClassLoader(), types,
+                everything::call);
     }
 
     @Override
@@ -78,86 +82,42 @@ public final class TroubleAdapter implements Adapter {
         at("finalize");
     }
 
-    private final class TroubleConnection implements Connection {
-        private final long count;
-
-        TroubleConnection(long count) {
-            this.count = count;
-        }
-
-        @Override
-        public Session createSession(Properties properties) {
-            at("createSession");
-            return new Session() {};
-        }
-
-        @Override
-        public void deleteSession(Session session) {
-            at("deleteSession");
-        }
-
-        @Override
-        public StreamReader createStreamReader(Session session, StreamInfo stream,
-                Properties properties, StreamReaderListener listener) {
-            at("createStreamReader");
-            return new Counting(stream, listener, count);
-        }
-
-        @Override
-        public void deleteStreamReader(StreamReader reader) {
-            at("deleteStreamReader");
-        }
-
-        @Override
-        public StreamWriter createStreamWriter(Session session, StreamInfo stream,
-                Properties properties) {
-            at("createStreamWriter");
-            return (samples, infos) -> {
-                at("write");
-                return samples.size();
-            };
-        }
-
-        @Override
-        public void deleteStreamWriter(StreamWriter writer) {
-            at("deleteStreamWriter");
-        }
-
-        @Override
-        public String toString() {
-            at("toString");
-            return "trouble";
-        }
-    }
-
-    private final class Counting implements StreamReader {
-        private final DynamicData sample;
-        private final StreamReaderListener listener;
-        private final long count;
+    /** What a connection does and all that is made of it: one reader at most. */
+    private final class Everything {
+        private long count;
+        private DynamicData sample;
+        private StreamReaderListener signal;
         private long next;
 
-        Counting(StreamInfo stream, StreamReaderListener listener, long count) {
-            sample = new DynamicData((TypeCode) stream.getTypeInfo().getTypeRepresentation(),
-                    DynamicData.PROPERTY_DEFAULT);
-            this.listener = listener;
-            this.count = count;
-        }
-
-        @Override
-        public void read(List<Object> samples, List<Object> infos) {
-            at("read");
-            if (next < count) {
-                sample.setLong("n", next++);
-                samples.add(sample);
-            }
-        }
-
-        @Override
-        public void returnLoan(List<Object> samples, List<Object> infos) {
-            at("returnLoan");
-            if (next < count) {
-                listener.onDataAvailable(this);
-            }
+        // What a read fills is a list of objects by its contract.
+        @SuppressWarnings("unchecked")
+        Object call(Object self, Method method, Object[] arguments) {
+            at(method.getName());
+            return switch (method.getName()) {
+                case "createSession", "createStreamWriter" -> self;
+                case "createStreamReader" -> {
+                    TypeInfo type = ((StreamInfo) arguments[1]).getTypeInfo();
+                    sample = new DynamicData((TypeCode) type.getTypeRepresentation(),
+                            DynamicData.PROPERTY_DEFAULT);
+                    signal = (StreamReaderListener) arguments[3];
+                    yield self;
+                }
+                case "read" -> {
+                    if (next < count) {
+                        sample.setLong("n", next++);
+                        ((List<Object>) arguments[0]).add(sample);
+                    }
+                    yield null;
+                }
+                case "returnLoan" -> {
+                    if (next < count) {
+                        signal.onDataAvailable((StreamReader) self);
+                    }
+                    yield null;
+                }
+                case "write" -> ((List<?>) arguments[0]).size();
+                default -> "trouble";
+            };
         }
     }
 }

@@ -1,0 +1,11 @@
+// The scripted plug-in in the shape that users give theirs: a shared library with an entry point.
+#include "scripted_plugin.h"
+
+extern "C" QEL_FerrionAdapterPlugin *scripted_create(const QEL_FerrionProperties *,
+                                                     QEL_FerrionEnvironment *);
+
+extern "C" [[gnu::visibility("default")]] QEL_FerrionAdapterPlugin *
+scripted_create(const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment)
+{
+    return scripted::createAdapter(properties, environment);
+}
