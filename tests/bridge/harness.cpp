@@ -75,11 +75,14 @@ void look(const std::string &function, const std::string &text)
     }
 }
 
-/// Keeps the books of a call that the bridge made, with its first object and its result.
+/// Keeps the books of a call that the bridge made, with its first pointer and its result.
 void count(const std::string &function, const void *object, const void *result)
 {
-    if (function == "NewGlobalRef") {
+    if (lookups.count(function) != 0) {
+        jni.found.push_back(result);
+    } else if (function == "NewGlobalRef") {
         jni.globals.push_back(result);
+        jni.found.back() = result;
         --jni.localsMade;
     } else if (function == "DeleteGlobalRef") {
         const auto found = std::find(jni.globals.begin(), jni.globals.end(), object);
@@ -90,7 +93,6 @@ void count(const std::string &function, const void *object, const void *result)
         jni.globals.erase(found);
         jni.deleted.push_back(object);
     } else if (function == "DeleteLocalRef") {
-        ++jni.localsDeleted;
         --jni.localsMade;
     } else if (function == "GetStringUTFChars") {
         ++jni.charsHeld;
@@ -107,9 +109,9 @@ void count(const std::string &function, const void *object, const void *result)
     }
 }
 
-template<class T> const void *objectIn(const T &argument)
+template<class T> const void *pointerIn(const T &argument)
 {
-    if constexpr (std::is_convertible_v<T, jobject>) {
+    if constexpr (std::is_pointer_v<T>) {
         return argument;
     }
     return nullptr;
@@ -135,8 +137,7 @@ struct Double<function> {
     }
     static R JNICALL call(JNIEnv *env, A... arguments)
     {
-        const bool ours = isOurs(__builtin_return_address(0));
-        if (!ours) {
+        if (!isOurs(__builtin_return_address(0))) {
             return (original.*function)(env, arguments...);
         }
         look(name, (std::string() + ... + textIn(arguments)));
@@ -151,14 +152,14 @@ struct Double<function> {
             return R();
         }
         const void *object = nullptr;
-        ((object = object != nullptr ? object : objectIn(arguments)), ...);
+        ((object = object != nullptr ? object : pointerIn(arguments)), ...);
         if constexpr (std::is_void_v<R>) {
             count(name, object, nullptr);
             (original.*function)(env, arguments...);
         } else {
             const R result = (original.*function)(env, arguments...);
             jni.localsMade += std::is_convertible_v<R, jobject> ? 1 : 0;
-            count(name, object, objectIn(result));
+            count(name, object, pointerIn(result));
             return result;
         }
     }
@@ -294,7 +295,7 @@ bool HeapDouble::arrives(const char *role, uint32_t tag, const char *type)
     const char code[] = {static_cast<char>(tag >> 24), static_cast<char>(tag >> 16),
                          static_cast<char>(tag >> 8), static_cast<char>(tag), '\0'};
     const std::lock_guard<std::mutex> guard(transcriptMutex);
-    allocations.insert(std::string(role) + " " + code + " " + type);
+    allocations.insert(std::string(role) + " " + code);
     if (left == 0 || failingType != type || --left != 0) {
         return false;
     }
@@ -308,22 +309,14 @@ int64_t heapBlocks()
     return usage.blocks;
 }
 
-void callStage(const char *method, const char *signature, std::initializer_list<jvalue> arguments)
+void act(const std::string &line)
 {
-    jmethodID id = original.GetStaticMethodID(theEnv, stage, method, signature);
-    original.CallStaticVoidMethodA(theEnv, stage, id, arguments.begin());
+    jmethodID id = original.GetStaticMethodID(theEnv, stage, "act", "(Ljava/lang/String;)V");
+    jstring text = original.NewStringUTF(theEnv, line.c_str());
+    original.CallStaticVoidMethod(theEnv, stage, id, text);
     // For -Xcheck:jni, which wants to see every call looked after.
     original.ExceptionCheck(theEnv);
-}
-
-void play(const std::string &method, const std::string &action)
-{
-    jvalue texts[2] = {};
-    texts[0].l = original.NewStringUTF(theEnv, method.c_str());
-    texts[1].l = original.NewStringUTF(theEnv, action.c_str());
-    callStage("play", "(Ljava/lang/String;Ljava/lang/String;)V", {texts[0], texts[1]});
-    original.DeleteLocalRef(theEnv, texts[0].l);
-    original.DeleteLocalRef(theEnv, texts[1].l);
+    original.DeleteLocalRef(theEnv, text);
 }
 
 const DDS_TypeCode *sampleType()

@@ -47,29 +47,31 @@ struct JniDouble {
     /// Makes the `nth` call of a function from now on fail, once. "lookup" is FindClass,
     /// Get...ID and GetStaticObjectField together.
     void fail(const std::string &function, int nth, Failure failure);
-    bool hasFailed = false;
+    /// Whether that call has come, if there is one.
+    bool hasFailed = true;
     /// Global references that the bridge holds, in the order in which it made them, and those that
     /// it has deleted, in that order.
     std::vector<const void *> globals;
     std::vector<const void *> deleted;
-    /// Lookups as "class member signature".
+    /// Lookups as "class member signature", and what each found: the global reference where the
+    /// bridge has made one of it.
     std::vector<std::string> lookups;
+    std::vector<const void *> found;
     /// Local frames that are open, strings whose characters are held.
     int frames = 0;
     int charsHeld = 0;
-    /// Local references that it deleted one by one, and those made in the frame opened last.
-    int localsDeleted = 0;
+    /// Local references made in the frame opened last and not deleted.
     int localsMade = 0;
 };
 extern JniDouble jni;
 
-/// The middleware heap's double. Each kind of allocation is kept as "role tag type".
+/// The middleware heap's double. Each kind of allocation is kept as "role tag".
 struct HeapDouble {
     /// Makes the `nth` allocation for `type` from now on fail, once.
     void fail(const std::string &type, int nth);
     /// Takes note of an allocation; true when it is the one to fail.
     bool arrives(const char *role, uint32_t tag, const char *type);
-    bool hasFailed = false;
+    bool hasFailed = true;
     std::set<std::string> allocations;
     std::string failingType;
     int left = 0;
@@ -77,10 +79,8 @@ struct HeapDouble {
 extern HeapDouble heap;
 int64_t heapBlocks();
 
-/// Calls a static method of the scripted side, unseen by the doubles.
-void callStage(const char *method, const char *signature, std::initializer_list<jvalue> arguments);
-/// Tells a scripted method what to do from now on.
-void play(const std::string &method, const std::string &action);
+/// Has the scripted side act on a line (its Stage says which there are), unseen by the doubles.
+void act(const std::string &line);
 
 /// A property list from "{name=value, name=value}"; "~" stands for a null name or value.
 struct Properties : QEL_FerrionProperties {
@@ -122,7 +122,7 @@ private:
     std::string perform(const Words &words, const QEL_FerrionProperties *properties);
     std::string read(const std::string &which);
     std::string write(const Words &words, bool withInfos);
-    void prepare(const Words &words);
+    void prepare(const std::string &line, const Words &words);
     QEL_FerrionStreamReader *readerOf(const std::string &which) const;
     std::string nameOf(const QEL_FerrionStreamReader *someReader) const;
 

@@ -54,16 +54,6 @@ std::string number(int32_t result)
     return " " + std::to_string(result);
 }
 
-/// All words from one on.
-std::string rest(const std::vector<std::string> &words, size_t from)
-{
-    std::string text;
-    for (size_t i = from; i < words.size(); ++i) {
-        text += (i == from ? "" : " ") + words[i];
-    }
-    return text;
-}
-
 /// The objects in the order in which they are made.
 constexpr const char *kinds[] = {"adapter", "connection", "session", "reader", "writer"};
 
@@ -99,7 +89,7 @@ Host::Host(FERRYJNIGlobal *global)
     streamInfo_.streamName = streamName_.data();
     streamInfo_.typeName = typeName_.data();
     streamInfo_.typeRepresentation = const_cast<DDS_TypeCode *>(sampleType());
-    callStage("reset", "()V", {});
+    act("reset");
     transcript();
 }
 
@@ -125,7 +115,7 @@ void Host::execute(const std::string &line)
         words.push_back(word);
     }
     if (words[0] == "!") {
-        prepare(words);
+        prepare(line, words);
         return;
     }
     const Properties properties(brace != std::string::npos ? line.substr(brace) : "{}");
@@ -137,25 +127,20 @@ void Host::execute(const std::string &line)
     }
 }
 
-void Host::prepare(const Words &words)
+void Host::prepare(const std::string &line, const Words &words)
 {
     if (words[1] == "jni") {
         jni.fail(words[2], std::stoi(words[3]),
                  words[4] == "throws" ? JniDouble::throws : JniDouble::returns);
     } else if (words[1] == "heap") {
-        heap.fail(rest(words, 3), std::stoi(words[2]));
-    } else if (words[1] == "signal") {
-        jvalue numbers[2] = {};
-        numbers[0].i = std::stoi(words[2]);
-        numbers[1].i = std::stoi(words[3]);
-        callStage("signal", "(II)V", {numbers[0], numbers[1]});
+        heap.fail(line.substr(line.find(words[2]) + words[2].size() + 1), std::stoi(words[2]));
     } else if (words[1] == "stream") {
         streamInfo_.typeRepresentationKind = std::stoi(words[2]);
         streamInfo_.disposed = std::stoi(words[3]);
         streamInfo_.streamName = words[4] == "~" ? nullptr : streamName_.data();
         streamInfo_.typeName = words[5] == "~" ? nullptr : typeName_.data();
     } else {
-        play(words[1], rest(words, 2));
+        act(line.substr(2));
     }
 }
 

@@ -2,9 +2,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
-#include <array>
 #include <climits>
-#include <cstdarg>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -14,16 +12,6 @@
 #include "ferryjni/route.h"
 #include "ferryjni/stream_info.h"
 #include "ferryjni/types.h"
-
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/lsan_interface.h>
-// For records that are abandoned by contract.
-using LeakAllowed = __lsan::ScopedDisabler;
-#else
-struct LeakAllowed {
-    LeakAllowed() {} // NOLINT(modernize-use-equals-default): keeps it from being an unused variable
-};
-#endif
 
 namespace {
 
@@ -57,50 +45,42 @@ TEST(Environment, LongMessagesAreCutAndNothingBehindThemIsTouched)
     }
 }
 
-/// A route function that knows its position and folds its arguments into the result.
-template<int position>
+/// Folds its arguments into the result.
 intptr_t routeFunction(void *handle, intptr_t a1, intptr_t a2, intptr_t a3, intptr_t a4,
                        intptr_t a5)
 {
-    return *static_cast<intptr_t *>(handle) + position * 100000 + a1 * 10000 + a2 * 1000 +
-           a3 * 100 + a4 * 10 + a5;
+    return *static_cast<intptr_t *>(handle) + a1 * 10000 + a2 * 1000 + a3 * 100 + a4 * 10 + a5;
 }
 
-template<int... positions> QEL_FerrionRoute routeOf(std::integer_sequence<int, positions...>)
+TEST(Route, EachAccessorCallsItsFunctionWithHandleAndArguments)
 {
-    const std::array<QEL_FerrionRouteFn, 17> functions = {routeFunction<positions + 1>...};
-    QEL_FerrionRoute route = {};
-    memcpy(&route, functions.data(), sizeof(functions));
-    return route;
-}
-
-TEST(Route, EachAccessorCallsItsPositionWithHandleAndArguments)
-{
-    intptr_t handle = 1000000;
-    QEL_FerrionRoute route = routeOf(std::make_integer_sequence<int, 17>());
-    const std::array<void *, 1> last = {&handle};
-    memcpy(reinterpret_cast<char *>(&route) + 17 * sizeof(void *), last.data(), sizeof(last));
+    intptr_t handle = 100000;
     const struct {
         intptr_t (*accessor)(const QEL_FerrionRoute *, intptr_t, intptr_t, intptr_t, intptr_t,
                              intptr_t);
-        int position;
+        QEL_FerrionRouteFn QEL_FerrionRoute::*slot;
     } accessors[] = {
-        {QEL_FerrionRoute_get_input_countI, 1},
-        {QEL_FerrionRoute_get_input_atI, 2},
-        {QEL_FerrionRoute_lookup_input_by_nameI, 3},
-        {QEL_FerrionRoute_is_input_activeI, 4},
-        {QEL_FerrionRoute_get_input_type_informationI, 5},
-        {QEL_FerrionRoute_get_input_connectionI, 6},
-        {QEL_FerrionRoute_get_output_countI, 7},
-        {QEL_FerrionRoute_get_output_atI, 8},
-        {QEL_FerrionRoute_lookup_output_by_nameI, 9},
-        {QEL_FerrionRoute_get_output_type_informationI, 10},
-        {QEL_FerrionRoute_get_output_connectionI, 11},
-        {QEL_FerrionRoute_set_session_periodI, 13},
-        {QEL_FerrionRoute_get_session_periodI, 14},
+#define ACCESSOR(name) {QEL_FerrionRoute_##name##I, &QEL_FerrionRoute::name}
+        ACCESSOR(get_input_count),
+        ACCESSOR(get_input_at),
+        ACCESSOR(lookup_input_by_name),
+        ACCESSOR(is_input_active),
+        ACCESSOR(get_input_type_information),
+        ACCESSOR(get_input_connection),
+        ACCESSOR(get_output_count),
+        ACCESSOR(get_output_at),
+        ACCESSOR(lookup_output_by_name),
+        ACCESSOR(get_output_type_information),
+        ACCESSOR(get_output_connection),
+        ACCESSOR(set_session_period),
+        ACCESSOR(get_session_period),
+#undef ACCESSOR
     };
-    for (const auto &[accessor, position] : accessors) {
-        EXPECT_EQ(accessor(&route, 1, 2, 3, 4, 5), 1012345 + position * 100000);
+    for (const auto &[accessor, slot] : accessors) {
+        QEL_FerrionRoute route = {};
+        route.routeHandle = &handle;
+        route.*slot = routeFunction;
+        EXPECT_EQ(accessor(&route, 1, 2, 3, 4, 5), 112345);
     }
 }
 
@@ -117,21 +97,19 @@ std::string textOf(const QEL_FerrionStreamInfo &info)
 
 TEST(StreamInfo, OwnsCopiesOfItsNamesAndBorrowsItsType)
 {
-    const LeakAllowed allowed;
     char name[] = "A";
     int type = 0;
     QEL_FerrionStreamInfo *gone = QEL_FerrionStreamInfo_new_disposedI(name);
     QEL_FerrionStreamInfo *there = QEL_FerrionStreamInfo_new_discoveredI("B", "T", 3, &type);
     QEL_FerrionStreamInfo other = {};
-    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(&other, 7, "A", "S", 0, nullptr), 1);
+    EXPECT_EQ(QEL_FerrionStreamInfo_initialize(&other, 7, "A", "U", 0, nullptr), 1);
     name[0] = '?';
     EXPECT_EQ(textOf(*gone), "1 A null 0 null");
     EXPECT_EQ(textOf(*there), "0 B T 3 type");
-    EXPECT_EQ(textOf(other), "7 A S 0 null");
+    EXPECT_EQ(textOf(other), "7 A U 0 null");
     EXPECT_LT(QEL_FerrionStreamInfo_compare(gone, there), 0);
-    EXPECT_GT(QEL_FerrionStreamInfo_compare(there, gone), 0);
     EXPECT_EQ(QEL_FerrionStreamInfo_compare(&other, gone), 0);
-    EXPECT_LT(QEL_FerrionStreamInfo_compareByTypeName(&other, there), 0);
+    EXPECT_GT(QEL_FerrionStreamInfo_compareByTypeName(&other, there), 0);
     EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&other), 1);
     EXPECT_EQ(textOf(other), "7 null null 0 null");
     EXPECT_EQ(QEL_FerrionStreamInfo_initialize(nullptr, 0, "A", nullptr, 0, nullptr), 0);
@@ -164,6 +142,7 @@ TEST(StringSeq, CopiesGrowButNeverShrinkAndFinalizeFreesUpToMaximum)
     const QEL_FerrionStringSeq threeStrings = {three, 3, 3};
     const QEL_FerrionStringSeq oneString = {one, 1, 1};
     const QEL_FerrionStringSeq none = {nullptr, 0, 0};
+    EXPECT_EQ(textOf(*QEL_FerrionStreamInfo_get_default_partition()), "1 of 1: ");
     // Fresh memory is never zero, and a second round needs no more of it than the first.
     mallopt(M_PERTURB, 0x5A);
     size_t used = SIZE_MAX;
@@ -186,13 +165,6 @@ TEST(StringSeq, CopiesGrowButNeverShrinkAndFinalizeFreesUpToMaximum)
     }
 }
 
-TEST(StreamInfo, TheDefaultPartitionIsOneSharedEmptyName)
-{
-    const QEL_FerrionStringSeq *partition = QEL_FerrionStreamInfo_get_default_partition();
-    EXPECT_EQ(partition, QEL_FerrionStreamInfo_get_default_partition());
-    EXPECT_EQ(textOf(*partition), "1 of 1: ");
-}
-
 TEST(Version, ComparesFieldByFieldAsSignedNumbers)
 {
     const struct {
@@ -211,7 +183,6 @@ TEST(Version, ComparesFieldByFieldAsSignedNumbers)
 
 TEST(RouteEvent, IsBoundToARouteAndForgetsIt)
 {
-    const LeakAllowed allowed;
     QEL_FerrionRoute route = {};
     QEL_FerrionRouteEvent *event = QEL_FerrionRouteEvent_newI(&route);
     ASSERT_NE(event, nullptr);
@@ -243,38 +214,26 @@ TEST(OutputStreamRequestStatus, IsCopiedWholeAndFinalizedToNil)
     EXPECT_EQ(copy.status, 0);
 }
 
-/// Bytes as hexadecimal; "00*3" stands for three zero bytes.
 template<class T> std::string bytesOf(const T &constant)
 {
-    std::string text;
-    std::array<unsigned char, sizeof(T)> bytes = {};
-    memcpy(bytes.data(), &constant, sizeof(T));
-    for (size_t i = 0; i < bytes.size();) {
-        size_t same = i;
-        while (same < bytes.size() && bytes[same] == bytes[i]) {
-            ++same;
-        }
-        char part[32];
-        snprintf(part, sizeof(part), "%s%02x*%zu", i == 0 ? "" : " ", bytes[i], same - i);
-        text += part;
-        i = same;
-    }
-    return text;
+    return {reinterpret_cast<const char *>(&constant), sizeof(T)};
 }
 
 TEST(Constants, HaveTheBytesThatHostsKnow)
 {
-    EXPECT_EQ(bytesOf(QEL_FERRION_COUNT_UNLIMITED), "ff*4");
-    EXPECT_EQ(bytesOf(QEL_FERRION_GUID_AUTO), "00*16");
-    EXPECT_EQ(bytesOf(QEL_FERRION_GUID_UNKNOWN), "00*16");
-    EXPECT_EQ(bytesOf(QEL_FERRION_INSTANCE_HANDLE_NIL), "00*16 10*1 00*7");
-    EXPECT_EQ(bytesOf(QEL_FERRION_SEQUENCE_NUMBER_UNKNOWN), "ff*8");
-    EXPECT_EQ(bytesOf(QEL_FERRION_SEQUENCE_NUMBER_AUTO), "ff*8");
-    EXPECT_EQ(bytesOf(QEL_FERRION_SAMPLE_IDENTITY_UNKNOWN), "00*16 ff*8");
-    EXPECT_EQ(bytesOf(QEL_FERRION_SAMPLE_IDENTITY_AUTO), "00*16 ff*8");
-    EXPECT_EQ(bytesOf(QEL_FERRION_TIME_INVALID), "ff*4 00*4");
+    const auto zeros = [](size_t count) { return std::string(count, '\0'); };
+    const auto ones = [](size_t count) { return std::string(count, '\xFF'); };
+    EXPECT_EQ(bytesOf(QEL_FERRION_COUNT_UNLIMITED), ones(4));
+    EXPECT_EQ(bytesOf(QEL_FERRION_GUID_AUTO), zeros(16));
+    EXPECT_EQ(bytesOf(QEL_FERRION_GUID_UNKNOWN), zeros(16));
+    EXPECT_EQ(bytesOf(QEL_FERRION_INSTANCE_HANDLE_NIL), zeros(16) + "\x10" + zeros(7));
+    EXPECT_EQ(bytesOf(QEL_FERRION_SEQUENCE_NUMBER_UNKNOWN), ones(8));
+    EXPECT_EQ(bytesOf(QEL_FERRION_SEQUENCE_NUMBER_AUTO), ones(8));
+    EXPECT_EQ(bytesOf(QEL_FERRION_SAMPLE_IDENTITY_UNKNOWN), zeros(16) + ones(8));
+    EXPECT_EQ(bytesOf(QEL_FERRION_SAMPLE_IDENTITY_AUTO), zeros(16) + ones(8));
+    EXPECT_EQ(bytesOf(QEL_FERRION_TIME_INVALID), ones(4) + zeros(4));
     EXPECT_EQ(bytesOf(QEL_FERRION_WRITE_PARAMS_DEFAULT),
-              "01*1 00*19 ff*8 00*16 ff*12 00*20 10*1 00*63");
+              "\x01" + zeros(19) + ones(8) + zeros(16) + ones(12) + zeros(20) + "\x10" + zeros(63));
 }
 
 TEST(LogMasks, StartWithErrorsAndFollowBitmapsAndVerbosity)

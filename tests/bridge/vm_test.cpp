@@ -152,51 +152,26 @@ TEST_F(Vm, ThePluginRecordIsAsHostsReadIt)
     EXPECT_EQ(numbers, (std::vector<int32_t>{7654321, 5, 3, 0, 0, 1, 2, 3, 4}));
     std::vector<void *> slots(23);
     memcpy(slots.data(), &host.adapter->operations, 23 * sizeof(void *));
-    std::vector<size_t> empty;
-    for (size_t i = 0; i < slots.size(); ++i) {
-        if (slots[i] == nullptr) {
-            empty.push_back(i);
-        }
+    std::string filled;
+    for (const void *slot : slots) {
+        filled += slot != nullptr ? "x" : "-";
     }
-    EXPECT_EQ(empty, (std::vector<size_t>{11, 12, 15, 22}));
+    EXPECT_EQ(filled, "xxxxxxxxxxx--xx-xxxxxx-");
 }
 
-TEST_F(Vm, EveryBlockNamesItsRoleKindAndType)
+TEST_F(Vm, EveryBlockNamesItsRoleAndKind)
 {
     FERRYJNIGlobal *global = startVm();
     heap.allocations.clear();
-    Host host(global);
-    host.given("writer");
-    JNIEnv *env = FERRYJNIGlobal_getEnv(global);
-    QEL_FerrionEnvironment environment = {};
-    Properties properties("{a=1}");
-    jobject java = FERRYJNIStreamInfo_createJavaProperties(global, env, &properties, &environment);
-    FERRYJNIStreamInfo_createNativeProperties(global, env, java, &environment);
-    std::string lines;
-    for (const std::string &line : heap.allocations) {
-        // Those of the binding are its own business.
-        if (line.find("DDS_DynamicData") == std::string::npos ||
-            line.find('*') != std::string::npos) {
-            lines += "\n" + line;
-        }
-    }
-    EXPECT_EQ(lines, R"(
-DDS_String_alloc QDDB char
-QELOsapiHeap_allocateArray QDDC jobject
-QELOsapiHeap_allocateArray QDDC struct DDS_DynamicData *
-QELOsapiHeap_allocateArray QDDC struct DDS_SampleInfo *
-QELOsapiHeap_allocateArray QDDC struct QEL_FerrionNameValue
-QELOsapiHeap_allocateArray QDDC struct QEL_FerrionStreamInfo *
-QELOsapiHeap_allocateStructure QDDA struct DDS_SampleInfo
-QELOsapiHeap_allocateStructure QDDA struct FERRYJNIAdapter
-QELOsapiHeap_allocateStructure QDDA struct FERRYJNIConnection
-QELOsapiHeap_allocateStructure QDDA struct FERRYJNISession
-QELOsapiHeap_allocateStructure QDDA struct FERRYJNIStreamReader
-QELOsapiHeap_allocateStructure QDDA struct FERRYJNIStreamReaderListener
-QELOsapiHeap_allocateStructure QDDA struct FERRYJNIStreamWriter
-QELOsapiHeap_allocateStructure QDDA struct QEL_FerrionProperties
-QELOsapiHeap_allocateStructure QDDA struct QEL_FerrionStreamInfo
-QELOsapiHeap_reallocateArray QDDC void*)");
+    Host(global).given("writer");
+    // The first two are the binding's own.
+    const std::set<std::string> expected = {"DDS_DynamicData_new QDDA",
+                                            "DDS_DynamicData_reserve QDDC",
+                                            "DDS_String_alloc QDDB",
+                                            "QELOsapiHeap_allocateArray QDDC",
+                                            "QELOsapiHeap_allocateStructure QDDA",
+                                            "QELOsapiHeap_reallocateArray QDDC"};
+    EXPECT_EQ(heap.allocations, expected);
 }
 
 } // namespace

@@ -14,7 +14,9 @@ import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import java.lang.reflect.InvocationHandler;
 import java.lang.reflect.Method;
 import java.lang.reflect.Proxy;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
 
 /** What stands behind every scripted object: it records each call and does what the script says. */
 final class Scripted implements InvocationHandler {
@@ -24,9 +26,8 @@ final class Scripted implements InvocationHandler {
     private final String name;
     /** The type of a data reader's samples; null for everything else. */
     private final TypeCode type;
-    /** Discovery readers of a connection: each is made when first asked for. */
-    private StreamReader input;
-    private StreamReader output;
+    /** Discovery readers of a connection by kind: each is made when first asked for. */
+    private final Map<String, StreamReader> discovery = new HashMap<>();
 
     private Scripted(String kind, Object type) {
         this.name = Stage.name(kind, this);
@@ -37,7 +38,7 @@ final class Scripted implements InvocationHandler {
         Object proxy = Proxy.newProxyInstance(Scripted.class.getClassLoader(),
                 new Class<?>[] {type}, new Scripted(kind, typeCode));
         if (proxy instanceof StreamReader reader) {
-            Stage.made(reader);
+            Stage.READERS.add(reader);
         }
         return type.cast(proxy);
     }
@@ -55,102 +56,89 @@ final class Scripted implements InvocationHandler {
         }
         Object[] given = arguments != null ? arguments : new Object[0];
         String action = Stage.enter(name + "." + method.getName(), given);
-        switch (action.equals("null") ? "" : method.getName()) {
-            case "toString":
-                return name;
-            case "createSession":
-                return make(Session.class, "Session", null);
-            case "createStreamReader":
-                return reader(action, (StreamInfo) given[1], (StreamReaderListener) given[3]);
-            case "createStreamWriter":
-                return make(StreamWriter.class, "Writer", null);
-            case "getInputStreamDiscoveryReader":
-                input = discovery(action, input, "Input");
-                return input;
-            case "getOutputStreamDiscoveryReader":
-                output = discovery(action, output, "Output");
-                return output;
-            case "read":
-                read(action, list(given[0]), list(given[1]));
-                return null;
-            case "write":
-                // By default not what it was given, so that nobody returns the count instead.
-                return action.isEmpty() ? list(given[0]).size() + 1 : Integer.parseInt(action);
-            default:
-                return null;
-        }
+        return switch (action.equals("null") ? "" : method.getName()) {
+            case "toString" -> name;
+            case "createSession" -> make(Session.class, "Session", null);
+            case "createStreamReader" -> reader(action, given);
+            case "createStreamWriter" -> make(StreamWriter.class, "Writer", null);
+            case "getInputStreamDiscoveryReader" -> discovery(action, "Input");
+            case "getOutputStreamDiscoveryReader" -> discovery(action, "Output");
+            case "read" -> read(action, given);
+            // By default not what it was given, so that nobody returns the count instead.
+            case "write" ->
+                action.isEmpty() ? ((List<?>) given[0]).size() + 1 : Integer.parseInt(action);
+            default -> null;
+        };
     }
 
-    private static StreamReader reader(String action, StreamInfo stream,
-            StreamReaderListener listener) {
-        StreamReader reader = make(StreamReader.class, "Reader",
-                stream.getTypeInfo().getTypeRepresentation());
+    private static StreamReader reader(String action, Object[] given) {
+        TypeInfo type = ((StreamInfo) given[1]).getTypeInfo();
+        StreamReader reader = make(StreamReader.class, "Reader", type.getTypeRepresentation());
         if (action.equals("signal")) {
-            listener.onDataAvailable(reader);
+            ((StreamReaderListener) given[3]).onDataAvailable(reader);
         }
         return reader;
     }
 
-    private static StreamReader discovery(String action, StreamReader reader, String kind) {
-        return reader == null || action.equals("other") ? make(StreamReader.class, kind, null)
-                : reader;
-    }
-
-    // The interfaces say List<Object>; reflection has lost it.
-    @SuppressWarnings("unchecked")
-    private static List<Object> list(Object list) {
-        return (List<Object>) list;
+    private StreamReader discovery(String action, String kind) {
+        if (action.equals("other")) {
+            discovery.remove(kind);
+        }
+        return discovery.computeIfAbsent(kind, k -> make(StreamReader.class, k, null));
     }
 
     /**
      * Fills the lists by the words of the script: a number of ordinary samples, "null", "odd" (it
      * cannot be converted), i and a number of infos, "inull"; for streams "bare", "untyped" and
-     * "gone"; "boom" throws.
+     * "gone"; "boom" throws. Returns what a method without a result does.
      */
-    private void read(String action, List<Object> samples, List<Object> infos) {
+    // The interfaces say List<Object>; reflection has lost it.
+    @SuppressWarnings("unchecked")
+    private Object read(String action, Object[] lists) {
+        List<Object> samples = (List<Object>) lists[0];
+        List<Object> infos = (List<Object>) lists[1];
         for (String word : action.isEmpty() ? new String[0] : action.split(" ")) {
             if (word.equals("boom")) {
                 throw new IllegalStateException(word);
-            } else if (word.equals("inull") || word.equals("null")) {
-                (word.equals("null") ? samples : infos).add(null);
-            } else if (word.startsWith("i")) {
-                for (int left = Integer.parseInt(word.substring(1)); left > 0; left--) {
-                    SampleInfo info = new SampleInfo();
-                    info.instance_state = infos.size() + 1;
-                    infos.add(info);
-                }
-            } else {
-                boolean number = Character.isDigit(word.charAt(0));
-                for (int left = number ? Integer.parseInt(word) : 1; left > 0; left--) {
-                    String what = number ? "" : word;
+            }
+            boolean isInfo = word.startsWith("i");
+            String text = isInfo ? word.substring(1) : word;
+            boolean isNumber = Character.isDigit(text.charAt(0));
+            String what = isNumber ? "" : text;
+            for (int left = isNumber ? Integer.parseInt(text) : 1; left > 0; left--) {
+                if (isInfo) {
+                    infos.add(what.equals("null") ? null : info(infos.size() + 1));
+                } else {
                     samples.add(type != null ? sample(what, samples.size())
                             : stream(what, "stream" + samples.size()));
                 }
             }
         }
+        return null;
+    }
+
+    private static SampleInfo info(int state) {
+        SampleInfo info = new SampleInfo();
+        info.instance_state = state;
+        return info;
     }
 
     private Object sample(String what, int id) {
-        if (what.equals("odd")) {
-            return new DynamicData(ODD_TYPE, null);
+        DynamicData sample = new DynamicData(what.equals("odd") ? ODD_TYPE : type, null);
+        if (what.isEmpty()) {
+            sample.setInt("id", id);
         }
-        DynamicData sample = new DynamicData(type, null);
-        sample.setInt("id", id);
-        return sample;
+        return what.equals("null") ? null : sample;
     }
 
     private static Object stream(String what, String streamName) {
-        switch (what) {
-            case "bare":
-                return new StreamInfo(null, null, false);
-            case "untyped":
-                return new StreamInfo(streamName, new TypeInfo("T", null), false);
-            case "gone":
-                return new StreamInfo(streamName, new TypeInfo(null, null), true);
-            case "odd":
-                return new StreamInfo(streamName, new TypeInfo("T", "no type code"), false);
-            default:
-                return new StreamInfo(streamName, new TypeInfo("T", STREAM_TYPE), false);
-        }
+        return switch (what) {
+            case "null" -> null;
+            case "bare" -> new StreamInfo(null, null, false);
+            case "untyped" -> new StreamInfo(streamName, new TypeInfo("T", null), false);
+            case "gone" -> new StreamInfo(streamName, new TypeInfo(null, null), true);
+            case "odd" -> new StreamInfo(streamName, new TypeInfo("T", "no type code"), false);
+            default -> new StreamInfo(streamName, new TypeInfo("T", STREAM_TYPE), false);
+        };
     }
 }

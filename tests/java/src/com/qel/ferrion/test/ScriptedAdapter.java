@@ -8,7 +8,6 @@ import java.util.Properties;
 
 /** An adapter that does what {@link Stage} says. */
 public class ScriptedAdapter implements Adapter {
-    /** @param properties as the host has them */
     public ScriptedAdapter(Properties properties) {
         Stage.enter("new", properties);
     }
@@ -46,18 +45,10 @@ public class ScriptedAdapter implements Adapter {
     }
 
     /** Has only a constructor without arguments. */
-    public static final class DefaultOnly extends ScriptedAdapter {
-        /** Made by the bridge. */
-        public DefaultOnly() {
-            super();
-        }
-    }
+    public static final class DefaultOnly extends ScriptedAdapter {}
 
     /** Has no constructor that the host could call. */
     public static final class Unusable extends ScriptedAdapter {
-        /** @param text of no use */
-        public Unusable(String text) {
-            super();
-        }
+        public Unusable(String text) {}
     }
 }

@@ -1,5 +1,7 @@
 package com.qel.ferrion.test;
 
+import static java.util.stream.Collectors.joining;
+
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
@@ -14,7 +16,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Properties;
 import java.util.TreeMap;
-import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
  * Where the scripted objects find what to do and tell what was done to them. The native side of the
@@ -26,58 +28,44 @@ public final class Stage {
     private static final Map<String, Integer> COUNTS = new HashMap<>();
     /** Every listener given to an adapter and every reader made, in their order. */
     private static final List<StreamReaderListener> LISTENERS = new ArrayList<>();
-    private static final List<StreamReader> READERS = new ArrayList<>();
+    static final List<StreamReader> READERS = new ArrayList<>();
 
     private Stage() {}
 
     /** Appends a line to the transcript; registered by the native side. */
     private static native void record(String line);
 
-    /** Sets what {@code method} does from now on; an empty action is the ordinary one. */
-    public static synchronized void play(String method, String action) {
-        ACTIONS.put(method, action);
-    }
-
-    /** Forgets the script. */
-    public static synchronized void quiet() {
-        ACTIONS.clear();
-    }
-
-    /** Forgets everything: names count from 1 again. */
-    public static synchronized void reset() {
-        List.of(ACTIONS, NAMES, COUNTS).forEach(Map::clear);
-        List.of(LISTENERS, READERS).forEach(List::clear);
-    }
-
-    /** Signals listener {@code listener} in the name of reader {@code reader}, on a Java thread. */
-    public static void signal(int listener, int reader) throws InterruptedException {
-        Thread thread = new Thread(
-                () -> LISTENERS.get(listener).onDataAvailable(READERS.get(reader)), "signaller");
-        thread.start();
-        thread.join();
+    /**
+     * Does what a line says. "signal" and the numbers of a listener and a reader: signals the one
+     * in the name of the other, on a Java thread. "reset": forgets everything, names count from 1
+     * again. Else a method and what it does from now on; nothing stands for the ordinary.
+     */
+    public static void act(String line) throws InterruptedException {
+        String[] words = line.split(" ");
+        if (words[0].equals("reset")) {
+            List.of(ACTIONS, NAMES, COUNTS).forEach(Map::clear);
+            List.of(LISTENERS, READERS).forEach(List::clear);
+        } else if (words[0].equals("signal")) {
+            StreamReaderListener listener = LISTENERS.get(Integer.parseInt(words[1]));
+            StreamReader reader = READERS.get(Integer.parseInt(words[2]));
+            Thread thread = new Thread(() -> listener.onDataAvailable(reader), "signaller");
+            thread.start();
+            thread.join();
+        } else {
+            ACTIONS.put(words[0], line.substring(words[0].length()).strip());
+        }
     }
 
     /** Takes note of a call and acts: throws if the script says so, else returns its action. */
     static synchronized String enter(String method, Object... arguments) {
-        List<String> texts = new ArrayList<>();
-        for (Object argument : arguments) {
-            texts.add(text(argument));
-            if (argument instanceof StreamReaderListener listener) {
-                LISTENERS.add(listener);
-            }
-        }
         String thread = Thread.currentThread().getName();
-        record(method + "(" + String.join(", ", texts) + ")"
+        record(method + Stream.of(arguments).map(Stage::text).collect(joining(", ", "(", ")"))
                 + (thread.equals("main") ? "" : " on " + thread));
         String action = ACTIONS.getOrDefault(method.substring(method.indexOf('.') + 1), "");
         if (action.startsWith("throw")) {
             throw new IllegalStateException(action.length() > 6 ? action.substring(6) : null);
         }
         return action;
-    }
-
-    static synchronized void made(StreamReader reader) {
-        READERS.add(reader);
     }
 
     /** The same object has the same name: its kind and its number among those seen. */
@@ -99,7 +87,7 @@ public final class Stage {
         } else if (value instanceof List<?> list) {
             // All elements of a short list, size and ends of a long one.
             return name("list", list) + (list.size() <= 4
-                    ? list.stream().map(Stage::text).collect(Collectors.joining(" ", "[", "]"))
+                    ? list.stream().map(Stage::text).collect(joining(" ", "[", "]"))
                     : "[" + list.size() + ": " + text(list.get(0)) + ".."
                             + text(list.get(list.size() - 1)) + "]");
         } else if (value instanceof DynamicData sample) {
@@ -108,6 +96,7 @@ public final class Stage {
         } else if (value instanceof SampleInfo info) {
             return name("i", info) + "#" + info.instance_state;
         } else if (value instanceof StreamReaderListener listener) {
+            LISTENERS.add(listener);
             return name("listener", listener);
         }
         return String.valueOf(value);
