@@ -37,7 +37,7 @@ target_compile_options(ferry_build INTERFACE
 # Entries of MANIFEST_CLASS_PATH go into the jar's manifest, so that a class path of that jar alone
 # finds what it needs.
 function(ferry_jar name)
-    cmake_parse_arguments(ARG "" "SOURCE_ROOT" "CLASSPATH;MANIFEST_CLASS_PATH;RESOURCES" ${ARGN})
+    cmake_parse_arguments(ARG "" "SOURCE_ROOT" "CLASSPATH;MANIFEST_CLASS_PATH" ${ARGN})
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${ARG_SOURCE_ROOT}/*.java")
     set(classes "${CMAKE_CURRENT_BINARY_DIR}/${name}.classes")
     set(jar "${FERRY_JAR_DIR}/${name}.jar")

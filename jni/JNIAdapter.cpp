@@ -24,6 +24,10 @@ namespace {
 
 // Hosts read the record by its offsets.
 static_assert(std::is_standard_layout_v<FERRYJNIAdapter>);
+static_assert(offsetof(QEL_FerrionPluginVersion, major) == 0);
+static_assert(offsetof(QEL_FerrionPluginVersion, minor) == 4);
+static_assert(offsetof(QEL_FerrionPluginVersion, release) == 8);
+static_assert(offsetof(QEL_FerrionPluginVersion, revision) == 12);
 static_assert(offsetof(QEL_FerrionAdapterPlugin, magic) == 0);
 static_assert(offsetof(QEL_FerrionAdapterPlugin, apiVersion) == 4);
 static_assert(offsetof(QEL_FerrionAdapterPlugin, adapterVersion) == 20);

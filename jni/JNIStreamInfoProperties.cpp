@@ -1,5 +1,7 @@
 // Property lists to java.util.Properties and back. The texts are those of other conversions; they
 // are fixed and operators match on them.
+#include <cstddef>
+
 #include "Guards.h"
 #include "Heap.h"
 #include "JNIStreamInfo.h"
@@ -8,6 +10,13 @@
 
 using ferryjni::Operation;
 using ferryjni::UtfChars;
+
+static_assert(offsetof(QEL_FerrionNameValue, name) == 0);
+static_assert(offsetof(QEL_FerrionNameValue, value) == 8);
+static_assert(sizeof(QEL_FerrionNameValue) == 16);
+static_assert(offsetof(QEL_FerrionProperties, properties) == 0);
+static_assert(offsetof(QEL_FerrionProperties, count) == 8);
+static_assert(sizeof(QEL_FerrionProperties) == 16);
 
 namespace {
 
@@ -84,7 +93,7 @@ FERRYJNIStreamInfo_createNativeProperties(const FERRYJNIGlobal *global, JNIEnv *
         operation.report("error creating JNI connection");
         return nullptr;
     }
-    ferryjni::LocalFrame frame(env);
+    const ferryjni::LocalFrame frame(env);
     const jint size = env->CallIntMethod(javaProperties, global->propertiesSize);
     if (operation.threw(env, stepFailed) || size < 1) {
         return list;

@@ -39,6 +39,7 @@ static_assert(sizeof(QEL_FerrionWriteParams) == 140);
 static_assert(offsetof(QEL_FerrionRouteEvent, kind) == 0);
 static_assert(offsetof(QEL_FerrionRouteEvent, route) == 8);
 static_assert(offsetof(QEL_FerrionRouteEvent, hostFields) == 16);
+static_assert(sizeof(QEL_FerrionRouteEvent) == 48);
 
 static_assert(offsetof(QEL_FerrionOutputStreamRequestStatus, instance) == 0);
 static_assert(offsetof(QEL_FerrionOutputStreamRequestStatus, status) == 24);

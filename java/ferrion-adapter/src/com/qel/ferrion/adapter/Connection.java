@@ -82,7 +82,8 @@ public interface Connection extends Entity {
      * Ends a writer. Called when no write is under way: flush and close here. What it throws is
      * reported as "exception", and the writer is gone all the same.
      *
-     * @param writer made by this connection; never null
+     * @param writer made by this connection; null only from a host that deletes a writer whose
+     *     creation failed, which {@code ferry} does not
      */
     void deleteStreamWriter(StreamWriter writer);
 
