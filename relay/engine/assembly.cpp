@@ -243,75 +243,71 @@ bool Assembly::openRoute(Route &route, std::size_t session)
     return good;
 }
 
+/// Makes one end of a route; null after telling why there is none.
+template<class Handle, class Create>
+Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &settings,
+                          std::size_t session, const std::string &kind, Create &&create)
+{
+    PluginSession *const owner = place(end, settings, session, route);
+    if (owner == nullptr) {
+        return nullptr;
+    }
+    const std::string what = kind + " of " + end.label;
+    std::string streamName;
+    std::string typeName;
+    const QEL_FerrionStreamInfo info = streamInfo(route.settings(), settings, streamName, typeName);
+    const PropertyList properties(settings.properties);
+    Handle *handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
+        return create(*owner, &info, properties.get(), raw);
+    });
+    if (handle == nullptr && !environment_.failed()) {
+        environment_.fail("no stream " + kind);
+    }
+    if (environment_.failed()) {
+        problem("route " + route.name(), *end.adapter, "create " + what);
+        return nullptr;
+    }
+    return handle;
+}
+
 bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &settings,
                           std::size_t session)
 {
-    PluginSession *const owner = place(output, settings, session, route);
-    if (owner == nullptr) {
-        return false;
-    }
-    const std::string what = "writer of " + output.label;
-    QEL_FerrionStreamWriter *writer = nullptr;
-    environment_.fresh();
-    if (output.operations->create_stream_writer == nullptr || output.operations->write == nullptr) {
-        environment_.fail("the adapter has no stream writers");
-    } else {
-        std::string streamName;
-        std::string typeName;
-        const QEL_FerrionStreamInfo info =
-            streamInfo(route.settings(), settings, streamName, typeName);
-        const PropertyList properties(settings.properties);
-        writer = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
-            return output.operations->create_stream_writer(owner->connection->handle, owner->handle,
-                                                           &info, properties.get(), raw);
+    output.writer = openEnd<QEL_FerrionStreamWriter>(
+        route, output, settings, session, "writer",
+        [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,
+            const QEL_FerrionProperties *properties,
+            QEL_FerrionEnvironment *raw) -> QEL_FerrionStreamWriter * {
+            const QEL_FerrionAdapterOperations &table = *output.operations;
+            if (table.create_stream_writer == nullptr || table.write == nullptr) {
+                environment_.fail("the adapter has no stream writers");
+                return nullptr;
+            }
+            return table.create_stream_writer(owner.connection->handle, owner.handle, info,
+                                              properties, raw);
         });
-        if (writer == nullptr && !environment_.failed()) {
-            environment_.fail("no stream writer");
-        }
-    }
-    if (environment_.failed()) {
-        problem("route " + route.name(), *output.adapter, "create " + what);
-        return false;
-    }
-    output.writer = writer;
-    return true;
+    return output.writer != nullptr;
 }
 
 bool Assembly::openReader(Route &route, std::size_t session)
 {
     Input &input = route.input();
-    const StreamSettings &settings = route.settings().input;
-    PluginSession *const owner = place(input, settings, session, route);
-    if (owner == nullptr) {
-        return false;
-    }
-    const std::string what = "reader of " + input.label;
-    QEL_FerrionStreamReader *reader = nullptr;
-    environment_.fresh();
-    if (input.operations->create_stream_reader == nullptr || input.operations->read == nullptr ||
-        input.operations->return_loan == nullptr) {
-        environment_.fail("the adapter has no stream readers");
-    } else {
-        std::string streamName;
-        std::string typeName;
-        const QEL_FerrionStreamInfo info =
-            streamInfo(route.settings(), settings, streamName, typeName);
-        const PropertyList properties(settings.properties);
-        const QEL_FerrionStreamReaderListener listener = route.listener();
-        reader = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
-            return input.operations->create_stream_reader(owner->connection->handle, owner->handle,
-                                                          &info, properties.get(), &listener, raw);
+    const QEL_FerrionStreamReaderListener listener = route.listener();
+    input.reader = openEnd<QEL_FerrionStreamReader>(
+        route, input, route.settings().input, session, "reader",
+        [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,
+            const QEL_FerrionProperties *properties,
+            QEL_FerrionEnvironment *raw) -> QEL_FerrionStreamReader * {
+            const QEL_FerrionAdapterOperations &table = *input.operations;
+            if (table.create_stream_reader == nullptr || table.read == nullptr ||
+                table.return_loan == nullptr) {
+                environment_.fail("the adapter has no stream readers");
+                return nullptr;
+            }
+            return table.create_stream_reader(owner.connection->handle, owner.handle, info,
+                                              properties, &listener, raw);
         });
-        if (reader == nullptr && !environment_.failed()) {
-            environment_.fail("no stream reader");
-        }
-    }
-    if (environment_.failed()) {
-        problem("route " + route.name(), *input.adapter, "create " + what);
-        return false;
-    }
-    input.reader = reader;
-    return true;
+    return input.reader != nullptr;
 }
 
 } // namespace ferry

@@ -89,6 +89,9 @@ private:
     void openConnection(Connection &connection);
     PluginSession &sessionOf(std::size_t session, std::size_t connection);
     bool openRoute(Route &route, std::size_t session);
+    template<class Handle, class Create>
+    Handle *openEnd(Route &route, Endpoint &end, const StreamSettings &settings,
+                    std::size_t session, const std::string &kind, Create &&create);
     bool openWriter(Route &route, Output &output, const StreamSettings &settings,
                     std::size_t session);
     bool openReader(Route &route, std::size_t session);
