@@ -1,0 +1,69 @@
+/* Quality of service of one reader or writer. */
+#ifndef QDDSDOMAIN_QOS_H
+#define QDDSDOMAIN_QOS_H
+
+#include <stdint.h>
+
+#include "qddsc/string.h"
+#include "qddsdomain/export.h"
+
+QDDSDOMAIN_BEGIN
+
+typedef enum DDS_DurabilityKind {
+    DDS_VOLATILE_DURABILITY = 0,
+    DDS_TRANSIENT_LOCAL_DURABILITY = 1
+} DDS_DurabilityKind;
+
+/** How samples are encoded on the wire. Readers take both. */
+typedef enum DDS_DataRepresentation {
+    DDS_XCDR1_REPRESENTATION = 0,
+    DDS_XCDR2_REPRESENTATION = 2
+} DDS_DataRepresentation;
+
+/** Which endpoints of the same topic are not talked to. */
+typedef enum DDS_IgnoreLocalKind {
+    DDS_IGNORE_LOCAL_NONE = 0,
+    /** Those of the same participant. */
+    DDS_IGNORE_LOCAL_PARTICIPANT = 1,
+    /** Those of this process in the same domain. */
+    DDS_IGNORE_LOCAL_PROCESS = 2
+} DDS_IgnoreLocalKind;
+
+/** Fields that a reader or writer has no use for are not looked at. Times are nanoseconds; 0 is "no
+ * limit" where nothing else is said. */
+struct DDS_EndpointQos {
+    /** 1: nothing is lost between matched endpoints; 0: best effort. */
+    int32_t reliable;
+    DDS_DurabilityKind durability;
+    /** Samples kept of each instance; 0 keeps all. */
+    int32_t historyDepth;
+    /** Readers: the most samples kept until they are taken, above which a reliable writer is held
+     * up (and a best-effort sample dropped); 0 is no limit. */
+    int32_t maxSamples;
+    /** Longest time between two samples of an instance. */
+    int64_t deadline;
+    /** Writers: how long a sample is worth delivering. */
+    int64_t lifespan;
+    /** Readers: shortest time between two samples of an instance. */
+    int64_t timeBasedFilter;
+    /** 1: of several writers of an instance only the strongest one counts. */
+    int32_t exclusiveOwnership;
+    /** Writers: strength in that contest. */
+    int32_t ownershipStrength;
+    /** Writers: 1 when the instances of a writer that goes are disposed, not only unregistered. */
+    int32_t autodispose;
+    /** Patterns allowed; empty is the default partition. Not owned. */
+    const struct DDS_StringSeq *partitions;
+    /** Writers only. */
+    DDS_DataRepresentation representation;
+    /** 1: no type information is announced, so that endpoints match when topic and type name
+     * agree. */
+    int32_t matchByNameOnly;
+    DDS_IgnoreLocalKind ignoreLocal;
+    /** Writers: how long a write may wait for slow readers; 0 does not wait. */
+    int64_t writeTimeout;
+};
+
+QDDSDOMAIN_END
+
+#endif

@@ -1,0 +1,66 @@
+/* Writers: samples that go out to a DDS domain. */
+#ifndef QDDSDOMAIN_WRITER_H
+#define QDDSDOMAIN_WRITER_H
+
+#include "qddsc/dynamic_data.h"
+#include "qddsc/sample_info.h"
+#include "qddsdomain/participant.h"
+#include "qddsdomain/qos.h"
+
+QDDSDOMAIN_BEGIN
+
+typedef struct DDS_DataWriter DDS_DataWriter;
+
+/**
+ * Makes a writer of a topic; parameters and result as for DDS_DataReader_new.
+ */
+QDDSDOMAIN_API DDS_DataWriter *DDS_DataWriter_new(DDS_DomainParticipant *participant,
+                                                  const char *topic, const char *typeName,
+                                                  const DDS_TypeCode *type,
+                                                  const struct DDS_EndpointQos *qos,
+                                                  struct DDS_ErrorText *error) QDDSDOMAIN_NOEXCEPT;
+
+/** Deletes a writer. What reliable readers have not acknowledged by then is lost: wait before
+ * (DDS_DataWriter_wait_for_acknowledgments). Null does nothing. */
+QDDSDOMAIN_API void DDS_DataWriter_delete(DDS_DataWriter *self) QDDSDOMAIN_NOEXCEPT;
+
+/**
+ * Writes one sample. It may stay in a packet that is being filled until DDS_DataWriter_flush.
+ *
+ * @param sample of the writer's type.
+ * @param info   null, or what to take from it: the source timestamp (seconds -1: now), and, where
+ *               `valid_data` is 0, the instance state: a disposed instance is disposed, one without
+ *               writers unregistered; only the key members of the sample count then.
+ * @return DDS_RETCODE_OK; DDS_RETCODE_OUT_OF_RESOURCES when slow readers held it up beyond the
+ *         write timeout or memory is short (the sample was not written);
+ *         DDS_RETCODE_BAD_PARAMETER for a sample of another type, or one without data of a type
+ *         without key; DDS_RETCODE_ERROR. `error` (may be null) says what.
+ */
+QDDSDOMAIN_API DDS_ReturnCode_t DDS_DataWriter_write(
+    DDS_DataWriter *self, const DDS_DynamicData *sample, const struct DDS_SampleInfo *info,
+    struct DDS_ErrorText *error) QDDSDOMAIN_NOEXCEPT;
+
+/** Sends what is still in a packet that is being filled. */
+QDDSDOMAIN_API void DDS_DataWriter_flush(DDS_DataWriter *self) QDDSDOMAIN_NOEXCEPT;
+
+/** Waits until all matched reliable readers have acknowledged everything, at most `timeout`
+ * nanoseconds. Returns 1 when they have. */
+QDDSDOMAIN_API int32_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter *self,
+                                                               int64_t timeout) QDDSDOMAIN_NOEXCEPT;
+
+/** Waits until at least `count` readers are matched, at most `timeout` nanoseconds. Returns 1 when
+ * they are. */
+QDDSDOMAIN_API int32_t DDS_DataWriter_wait_for_readers(DDS_DataWriter *self, uint32_t count,
+                                                       int64_t timeout) QDDSDOMAIN_NOEXCEPT;
+
+/** Tells once of a reader whose QoS or type does not fit, or a deadline missed; as
+ * DDS_DataReader_take_notice. */
+QDDSDOMAIN_API int32_t DDS_DataWriter_take_notice(DDS_DataWriter *self,
+                                                  struct DDS_ErrorText *text) QDDSDOMAIN_NOEXCEPT;
+
+/** Readers that it is matched with now. */
+QDDSDOMAIN_API uint32_t DDS_DataWriter_get_matched(DDS_DataWriter *self) QDDSDOMAIN_NOEXCEPT;
+
+QDDSDOMAIN_END
+
+#endif
