@@ -1,0 +1,1 @@
+#include "qddsdomain/participant.h"
