@@ -3,6 +3,7 @@
 #ifndef FERRY_CONFIG_CONFIGURATION_H
 #define FERRY_CONFIG_CONFIGURATION_H
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
@@ -33,12 +34,14 @@ struct JavaSettings {
     std::vector<std::string> options;
 };
 
-/// Where an adapter's plug-in comes from: a Java class, or a native library and its entry point.
+/// Where an adapter's plug-in comes from: a Java class, a native library and its entry point, or a
+/// native plug-in of this installation by its name.
 struct AdapterSettings {
     std::string name;
     /// Slash-separated, as the VM looks it up; empty for a native adapter.
     std::string javaClass;
-    /// Absolute; empty for a Java adapter.
+    /// Absolute; empty for a Java adapter. Of a plug-in of the installation it is only a file name
+    /// until somebody who knows the installation completes it.
     std::filesystem::path library;
     std::string entry;
     Properties properties;
@@ -92,7 +95,24 @@ struct Configuration {
     std::vector<ConnectionSettings> connections;
     std::vector<SessionSettings> sessions;
     std::vector<RouteSettings> routes;
+
+    /// Whether any adapter is a Java class.
+    bool needsJava() const
+    {
+        return std::any_of(adapters.begin(), adapters.end(),
+                           [](const auto &adapter) { return !adapter.javaClass.empty(); });
+    }
 };
+
+/// What stands before and after the name of an installation's plug-in in its file name.
+constexpr const char *pluginPrefix = "libferryadapter_";
+constexpr const char *pluginSuffix = ".so";
+
+/// The entry point of an installation's plug-in.
+inline std::string pluginEntry(const std::string &name)
+{
+    return "FerryAdapter_" + name + "_create";
+}
 
 } // namespace ferry
 

@@ -1,6 +1,7 @@
 #include "config/loader.h"
 
 #include <algorithm>
+#include <cctype>
 
 #include "config/text.h"
 #include "ferryjni/properties.h"
@@ -72,15 +73,19 @@ void Loader::readAdapter(const NamedNode &entry)
 {
     const std::string path = "adapters." + entry.name;
     const Section section(diagnostics_, entry.value, path,
-                          {"class", "library", "entry", "properties"});
+                          {"class", "library", "plugin", "entry", "properties"});
     AdapterSettings adapter;
     adapter.name = entry.name;
     const bool native = section.find("library").IsDefined();
-    if (native && section.find("class").IsDefined()) {
-        diagnostics_.add(entry.place, path + " must have either \"class\" or \"library\"");
+    const bool plugin = section.find("plugin").IsDefined();
+    if (native + plugin + section.find("class").IsDefined() > 1) {
+        diagnostics_.add(entry.place,
+                         path + " must have only one of \"class\", \"library\" and \"plugin\"");
     } else if (native) {
         adapter.library = absolute(section.text("library").value_or(""));
         adapter.entry = section.requiredJavaText("entry").value_or("");
+    } else if (plugin) {
+        readPlugin(section, adapter);
     } else if (const auto name = section.requiredJavaText("class")) {
         adapter.javaClass = *name;
         std::replace(adapter.javaClass.begin(), adapter.javaClass.end(), '.', '/');
@@ -91,6 +96,23 @@ void Loader::readAdapter(const NamedNode &entry)
     }
     adapter.properties = section.properties(configuration_.directory);
     configuration_.adapters.push_back(std::move(adapter));
+}
+
+/// The name becomes a part of a file name and of a symbol.
+void Loader::readPlugin(const Section &section, AdapterSettings &adapter)
+{
+    const std::string name = section.text("plugin").value_or("");
+    const auto isPlain = [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
+    };
+    if (!std::all_of(name.begin(), name.end(), isPlain)) {
+        diagnostics_.add(placeOf(section.find("plugin")),
+                         section.pathOf("plugin") +
+                             " must be a plain word of letters, digits and '_', not \"" + name +
+                             "\"");
+    }
+    adapter.library = pluginPrefix + name + pluginSuffix;
+    adapter.entry = pluginEntry(name);
 }
 
 void Loader::readConnection(const NamedNode &entry)

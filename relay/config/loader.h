@@ -33,6 +33,7 @@ private:
     void readJavaOptions(const YAML::Node &node, const std::string &path);
     void addClassPath(const std::string &entry, Place place);
     void readAdapter(const NamedNode &entry);
+    void readPlugin(const Section &section, AdapterSettings &adapter);
     void readConnection(const NamedNode &entry);
     void readSessions(const YAML::Node &node);
     void readSession(const NamedNode &entry);

@@ -94,8 +94,8 @@ int runRelay(const RelayRequest &request)
         std::fprintf(stderr, "ferry: cannot write the log file %s\n", log.file.c_str());
         return exitNoStart;
     }
-    FERRYLog_setBitmaps(0xfffff, maskOf(level));
     JavaStart java;
+    java.bridge = request.bridge;
     java.classPath = classPathEntries(request.jars, configuration.java);
     java.options = javaOptions(java.classPath, configuration.java, request.vmVersion,
                                crashDirectory(configuration));

@@ -1,5 +1,5 @@
-// The door between the launcher and the relay's library. The launcher loads the library only after
-// a Java VM's library, which it needs; both come from the same build.
+// The door between the launcher and the relay's library, both of the same build. Where Java is
+// needed the launcher loads a VM's library before.
 #ifndef FERRY_ENGINE_ENTRY_H
 #define FERRY_ENGINE_ENTRY_H
 
@@ -18,7 +18,9 @@ struct RelayRequest {
     Verbosity verbosity = Verbosity::normal;
     /// The product's jars.
     std::vector<std::string> jars;
-    /// Feature release of the VM whose library was loaded.
+    /// The bridge's library, for Java adapters.
+    std::filesystem::path bridge;
+    /// Feature release of the VM whose library was loaded; 0 when none was.
     int vmVersion = 0;
 };
 

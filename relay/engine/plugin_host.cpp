@@ -1,10 +1,8 @@
 #include "engine/plugin_host.h"
 
-#include <algorithm>
 #include <dlfcn.h>
 
 #include "engine/log.h"
-#include "ferryjni/ferryjni.h"
 #include "qddsc/string.h"
 
 namespace ferry {
@@ -50,18 +48,19 @@ FerryPluginHost::FerryPluginHost(const Configuration &configuration, JavaStart j
 
 bool FerryPluginHost::start()
 {
-    const auto &adapters = configuration_.adapters;
-    const bool anyJava = std::any_of(adapters.begin(), adapters.end(), [](const auto &adapter) {
-        return !adapter.javaClass.empty();
-    });
-    if (!anyJava) {
+    if (!configuration_.needsJava()) {
         return true;
+    }
+    const std::string reason = bridge_.load(java_.bridge);
+    if (!reason.empty()) {
+        logError("FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java", reason.c_str());
+        return false;
     }
     const StringSeq classPath(java_.classPath);
     const StringSeq options(java_.options);
     if (classPath.complete() && options.complete()) {
-        global_ = FERRYJNIGlobal_new(classPath.get(), options.get(), java_.logMask,
-                                     FERRYJNI_DESTROY_IF_CREATED);
+        global_ = bridge_.newGlobal(classPath.get(), options.get(), java_.logMask,
+                                    FERRYJNI_DESTROY_IF_CREATED);
     }
     return global_ != nullptr;
 }
@@ -81,7 +80,7 @@ QEL_FerrionAdapterPlugin *FerryPluginHost::openJava(const AdapterSettings &setti
     QEL_FerrionEnvironment *raw = environment.fresh();
     raw->jniGlobal = global_;
     raw->className = settings.javaClass.c_str();
-    QEL_FerrionAdapterPlugin *plugin = FERRYJNIAdapter_create(properties, raw);
+    QEL_FerrionAdapterPlugin *plugin = bridge_.createAdapter(properties, raw);
     if (environment.failed() && std::string(environment.text()) == "error finding class") {
         logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
                  settings.javaClass.c_str());
@@ -114,20 +113,20 @@ bool FerryPluginHost::attachThread()
         return true;
     }
     const std::lock_guard<std::mutex> lock(attachMutex_);
-    return FERRYJNIGlobal_attachCurrentThread(global_) != nullptr;
+    return bridge_.attachCurrentThread(global_) != nullptr;
 }
 
 void FerryPluginHost::detachThread()
 {
     if (global_ != nullptr) {
-        FERRYJNIGlobal_detachCurrentThread(global_);
+        bridge_.detachCurrentThread(global_);
     }
 }
 
 void FerryPluginHost::stop()
 {
     if (global_ != nullptr) {
-        FERRYJNIGlobal_destroy(global_);
+        bridge_.destroy(global_);
         global_ = nullptr;
     }
 }

@@ -6,13 +6,14 @@
 #include <mutex>
 #include <vector>
 
+#include "engine/java_bridge.h"
 #include "engine/plugin.h"
-
-struct FERRYJNIGlobal;
 
 namespace ferry {
 
 struct JavaStart {
+    /// The bridge's library.
+    std::filesystem::path bridge;
     std::vector<std::string> classPath;
     std::vector<std::string> options;
     std::uint32_t logMask = 0;
@@ -40,6 +41,7 @@ private:
 
     const Configuration &configuration_;
     const JavaStart java_;
+    JavaBridge bridge_;
     FERRYJNIGlobal *global_ = nullptr;
     /// The bridge wants the first attachment of the process to be over before the next begins.
     std::mutex attachMutex_;

@@ -48,6 +48,19 @@ void lookAtVm(const VmSearch &search, Findings &findings)
     }
 }
 
+/// Loads what a relay loads; nothing of it is run.
+std::string loadAll(const VmSearch &search, const Installation &installation)
+{
+    std::string reason;
+    if (loadRelay(installation, reason) != nullptr && search.chosen != nullptr) {
+        reason = loadVm(search.chosen->library);
+        if (reason.empty()) {
+            hasSymbol(installation.bridge(), "FERRYJNIAdapter_create", reason);
+        }
+    }
+    return reason;
+}
+
 void lookAtLibraries(const VmSearch &search, const Installation &installation, Findings &findings)
 {
     bool all = true;
@@ -59,14 +72,28 @@ void lookAtLibraries(const VmSearch &search, const Installation &installation, F
             all = false;
         }
     }
-    if (!all || search.chosen == nullptr) {
+    if (!all) {
         return;
     }
-    std::string reason;
-    if (loadRelay(search.chosen->library, installation, reason) == nullptr) {
+    const std::string reason = loadAll(search, installation);
+    if (!reason.empty()) {
         findings.bad("libraries do not load: " + reason);
     } else {
-        findings.good("libraries: " + installation.libraries.string() + " (loaded with this VM)");
+        findings.good("libraries: " + installation.libraries.string() +
+                      (search.chosen == nullptr ? "" : " (loaded with this VM)"));
+    }
+}
+
+/// A plug-in that does not load is of no use, whatever the reason.
+void lookAtPlugins(const Installation &installation, Findings &findings)
+{
+    for (const std::string &name : installation.plugins()) {
+        std::string reason;
+        if (hasSymbol(installation.plugin(name), pluginEntry(name), reason)) {
+            findings.good("plug-in: " + name + " (" + installation.plugin(name).string() + ")");
+        } else {
+            findings.bad("plug-in " + name + " does not load: " + reason);
+        }
     }
 }
 
@@ -91,6 +118,7 @@ int runDoctor(const VmPlaces &places)
     const Installation installation = findInstallation();
     lookAtVm(search, findings);
     lookAtLibraries(search, installation, findings);
+    lookAtPlugins(installation, findings);
     lookAtJars(installation, findings);
     std::printf("%s\n", findings.all() ? "everything is there" : "something is missing (see FAIL)");
     return findings.all() ? exitOk : exitErrors;

@@ -13,6 +13,16 @@ std::string loaderReason()
     return text == nullptr ? "unknown reason" : text;
 }
 
+void *find(const fs::path &library, const std::string &symbol, std::string &reason)
+{
+    void *const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *const found = handle == nullptr ? nullptr : dlsym(handle, symbol.c_str());
+    if (found == nullptr) {
+        reason = loaderReason();
+    }
+    return found;
+}
+
 } // namespace
 
 Installation findInstallation()
@@ -49,22 +59,45 @@ std::vector<std::string> Installation::missingJars() const
     return missing;
 }
 
-RelayMain loadRelay(const fs::path &vmLibrary, const Installation &installation,
-                    std::string &reason)
+std::vector<std::string> Installation::plugins() const
 {
-    // Global: the relay's library, which needs a libjvm.so by name, is satisfied with this one.
-    if (dlopen(vmLibrary.c_str(), RTLD_NOW | RTLD_GLOBAL) == nullptr) {
-        reason = loaderReason();
-        return nullptr;
+    const std::string prefix = pluginPrefix;
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(libraries, error)) {
+        const std::string stem = entry.path().stem().string();
+        if (stem.rfind(prefix, 0) == 0 && entry.path().extension() == pluginSuffix) {
+            names.push_back(stem.substr(prefix.size()));
+        }
     }
-    const fs::path library = installation.libraries / "libferryrelay.so";
-    void *relay = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-    void *entry = relay == nullptr ? nullptr : dlsym(relay, "ferry_relay_main");
-    if (entry == nullptr) {
-        reason = loaderReason();
-        return nullptr;
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void Installation::complete(Configuration &configuration) const
+{
+    for (AdapterSettings &adapter : configuration.adapters) {
+        if (!adapter.library.empty() && adapter.library.is_relative()) {
+            adapter.library = libraries / adapter.library;
+        }
     }
-    return reinterpret_cast<RelayMain>(entry);
+}
+
+std::string loadVm(const fs::path &vmLibrary)
+{
+    // Global: the bridge, which needs a libjvm.so by name, is satisfied with this one.
+    return dlopen(vmLibrary.c_str(), RTLD_NOW | RTLD_GLOBAL) == nullptr ? loaderReason() : "";
+}
+
+bool hasSymbol(const fs::path &library, const std::string &symbol, std::string &reason)
+{
+    return find(library, symbol, reason) != nullptr;
+}
+
+RelayMain loadRelay(const Installation &installation, std::string &reason)
+{
+    return reinterpret_cast<RelayMain>(
+        find(installation.libraries / "libferryrelay.so", "ferry_relay_main", reason));
 }
 
 } // namespace ferry

@@ -18,6 +18,18 @@ struct Installation {
 
     /// Names of the product's jars that are not there.
     std::vector<std::string> missingJars() const;
+    /// Names of the native plug-ins that are there, sorted.
+    std::vector<std::string> plugins() const;
+    std::filesystem::path bridge() const
+    {
+        return libraries / "libferryjni.so";
+    }
+    std::filesystem::path plugin(const std::string &name) const
+    {
+        return libraries / (pluginPrefix + name + pluginSuffix);
+    }
+    /// Completes the paths of adapters that are plug-ins of the installation.
+    void complete(Configuration &configuration) const;
 };
 
 /// Relative to the running executable: bin, lib and share/ferryjni/java lie side by side.
@@ -25,9 +37,17 @@ Installation findInstallation();
 
 using RelayMain = int (*)(const RelayRequest *);
 
-/// Loads the VM's library and then the relay's. Null, with the loader's reason, when one cannot be.
-RelayMain loadRelay(const std::filesystem::path &vmLibrary, const Installation &installation,
-                    std::string &reason);
+/// Loads a Java VM's library, which satisfies the bridge's need of one. It starts no VM. Returns
+/// the loader's reason on failure, else "".
+std::string loadVm(const std::filesystem::path &vmLibrary);
+
+/// Loads a library, which stays loaded, and tells whether it has a symbol; the loader's reason when
+/// it has not.
+bool hasSymbol(const std::filesystem::path &library, const std::string &symbol,
+               std::string &reason);
+
+/// Loads the relay's library. Null, with the loader's reason, when that fails.
+RelayMain loadRelay(const Installation &installation, std::string &reason);
 
 } // namespace ferry
 

@@ -1,22 +1,15 @@
-// ferry: reads the command line and the configuration, finds a Java VM, and hands over to the
-// relay. Everything up to that point works without any Java on the machine.
+// ferry: reads the command line and the configuration, finds a Java VM where an adapter needs one,
+// and hands over to the relay.
 #include <cmath>
 #include <cstdio>
 
 #include "config/load.h"
 #include "engine/exit_code.h"
 #include "engine/signals.h"
+#include "ferryjni/log.h"
 #include "launcher/command_line.h"
 #include "launcher/doctor.h"
 #include "launcher/installation.h"
-#include "qddscore/log.h"
-
-// The catalogue's own objects are in a library that needs a Java VM, so the launcher has its copy
-// of the texts, out of the same file.
-#define FERRY_LOG_MESSAGE(name, code, format)                                                      \
-    [[maybe_unused]] static const QELLogMessage name = {code, format};
-#include "Log_normal.msg"
-#undef FERRY_LOG_MESSAGE
 
 namespace {
 
@@ -54,22 +47,42 @@ bool enter(const std::filesystem::path &directory)
     return !error;
 }
 
-int runRelay(const CommandLine &line, VmPlaces places)
+/// Loads the VM's library for Java adapters; its feature release, or 0 after saying why not.
+int prepareJava(VmPlaces places, const Configuration &configuration)
 {
-    const std::optional<Configuration> configuration = readConfiguration(line.file);
-    if (!configuration) {
-        return exitUsage;
-    }
-    places.configuration = configuration->java.home;
+    places.configuration = configuration.java.home;
     VmSearch search;
     findVm(places, search);
     if (search.chosen == nullptr) {
         std::fprintf(stderr, "ferry: %s\n", noVmText(search).c_str());
-        return exitNoStart;
+        return 0;
+    }
+    const std::string reason = loadVm(search.chosen->library);
+    if (!reason.empty()) {
+        std::fprintf(stderr, "ferry: %s\n  \"ferry doctor\" tells more.\n", reason.c_str());
+        return 0;
+    }
+    // An installation that does not say is taken for the oldest.
+    return std::max(search.chosen->version, oldestVm);
+}
+
+int runRelay(const CommandLine &line, const VmPlaces &places)
+{
+    std::optional<Configuration> configuration = readConfiguration(line.file);
+    if (!configuration) {
+        return exitUsage;
+    }
+    RelayRequest request;
+    if (configuration->needsJava()) {
+        request.vmVersion = prepareJava(places, *configuration);
+        if (request.vmVersion == 0) {
+            return exitNoStart;
+        }
     }
     const Installation installation = findInstallation();
+    installation.complete(*configuration);
     std::string reason;
-    const RelayMain relay = loadRelay(search.chosen->library, installation, reason);
+    const RelayMain relay = loadRelay(installation, reason);
     if (relay == nullptr) {
         std::fprintf(stderr, "ferry: %s\n  \"ferry doctor\" tells more.\n", reason.c_str());
         return exitNoStart;
@@ -77,14 +90,13 @@ int runRelay(const CommandLine &line, VmPlaces places)
     if (!enter(configuration->directory)) {
         return exitNoStart;
     }
-    RelayRequest request;
     request.configuration = &*configuration;
     request.checkOnly = line.verb == Verb::check;
     request.untilIdle = line.untilIdle > 0 ? milliseconds(line.untilIdle) : request.untilIdle;
     request.drain = milliseconds(line.drain);
     request.verbosity = line.verbosity;
     request.jars = installation.jars;
-    request.vmVersion = search.chosen->version;
+    request.bridge = installation.bridge();
     return relay(&request);
 }
 

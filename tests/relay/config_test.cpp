@@ -77,7 +77,9 @@ const Lines mistakes[] = {
     {"adapters:\n"
      "  files: {class: a.b.C}\n"
      "  a: {class: x, library: y.so, entry: z}",
-     {"3: adapters.a must have either \"class\" or \"library\""}},
+     {"3: adapters.a must have only one of \"class\", \"library\" and \"plugin\""}},
+    {"  p: {plugin: d-ds}",
+     {"15: adapters.p.plugin must be a plain word of letters, digits and '_', not \"d-ds\""}},
     {"  b: {library: y.so}", {"6: missing key \"entry\" in adapters.b"}},
     {"  c: ~", {"6: missing key \"class\" in adapters.c"}},
     // Properties are handed to Java.
@@ -113,7 +115,7 @@ const Lines mistakes[] = {
      {"39: unknown key \"conection\" in routes.a.input; did you mean \"connection\"?"}},
     {"  b: {session: s, type: m::P, input: *in,\n"
      "      input: *in, outputs: []}",
-     {"7: key \"input\" in routes.b is given twice (first in line 24)",
+     {"7: key \"input\" in routes.b is given twice (first in line 25)",
       "28: routes.b.outputs must be a list of at least one output"}},
     {"  c: {session: s, type: m::P, input: {connection: inn, stream: s}, outputs: *out}",
      {"51: routes.c.input.connection: there is no connection \"inn\"; did you mean "
@@ -204,7 +206,7 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
         load("java: {class_path: [extra.jar, libs], home: jdk, options: [-Xint]}\n"
              "log: {file: logs/f.log, level: debug}\n"
              "types: [{file: p.idl}]\n"
-             "adapters: {files: {class: C}, n: {library: n.so, entry: make}}\n"
+             "adapters: {files: {class: C}, n: {library: n.so, entry: make}, d: {plugin: dds}}\n"
              "connections:\n"
              "  in:\n"
              "    adapter: files\n"
@@ -224,6 +226,8 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
     EXPECT_EQ(configuration->java.home, base + "jdk");
     EXPECT_EQ(configuration->log.file, base + "logs/f.log");
     EXPECT_EQ(configuration->adapters[1].library, base + "n.so");
+    EXPECT_EQ(configuration->adapters[2].library, "libferryadapter_dds.so");
+    EXPECT_EQ(configuration->adapters[2].entry, "FerryAdapter_dds_create");
     EXPECT_EQ(configuration->sessions[0].period, std::chrono::milliseconds(1500));
     // A session's batch goes to its outputs, for the relay and for the bridge.
     EXPECT_EQ(configuration->routes[0].outputs[0].maxSamplesPerWrite, 7);

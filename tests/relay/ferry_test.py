@@ -53,6 +53,14 @@ routes:
       - {{connection: out, stream: bad.jsonl, properties: {{mode: overwrite}}}}
 """
 
+NATIVE = """
+types: [{idl: "struct Tick { long long n; };"}]
+adapters: {a: {plugin: nothing}}
+connections: {c: {adapter: a}}
+routes:
+  r: {type: Tick, input: {connection: c, stream: s}, outputs: [{connection: c, stream: t}]}
+"""
+
 
 class FerryTest(unittest.TestCase):
     def setUp(self):
@@ -92,6 +100,12 @@ class FerryTest(unittest.TestCase):
         text = self.ferry("run", self.relay(), code=3, environment=nowhere).stderr
         self.assertIn("JAVA_HOME names /nowhere", text)
         self.assertIn("openjdk-17-jre-headless", text)
+        # Without Java adapters nobody looks for Java; a missing plug-in is told with its place.
+        native = self.directory / "native.yaml"
+        native.write_text(NATIVE)
+        text = self.ferry("run", native, code=3, environment=nowhere).stderr
+        self.assertRegex(text, r"lib/libferryadapter_nothing.so: cannot open")
+        self.assertNotIn("JAVA_HOME", text)
 
     def test_doctor_is_content(self):
         self.assertIn("everything is there", self.ferry("doctor", code=0).stdout)

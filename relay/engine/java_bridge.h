@@ -1,0 +1,29 @@
+// The bridge's library, loaded only when a configuration has Java adapters: it needs a Java VM's
+// library, which a machine without Java does not have.
+#ifndef FERRY_ENGINE_JAVA_BRIDGE_H
+#define FERRY_ENGINE_JAVA_BRIDGE_H
+
+#include <filesystem>
+#include <string>
+
+#include "ferryjni/ferryjni.h"
+#include "ferryjni/log.h"
+
+namespace ferry {
+
+/// The functions that the relay calls, under their own names without prefix.
+struct JavaBridge {
+    decltype(&FERRYJNIGlobal_new) newGlobal = nullptr;
+    decltype(&FERRYJNIGlobal_destroy) destroy = nullptr;
+    decltype(&FERRYJNIGlobal_attachCurrentThread) attachCurrentThread = nullptr;
+    decltype(&FERRYJNIGlobal_detachCurrentThread) detachCurrentThread = nullptr;
+    decltype(&FERRYJNIAdapter_create) createAdapter = nullptr;
+
+    /// Loads the library, which stays loaded; a Java VM's library has to be in the process. Returns
+    /// the loader's reason on failure, else "".
+    std::string load(const std::filesystem::path &library);
+};
+
+} // namespace ferry
+
+#endif
