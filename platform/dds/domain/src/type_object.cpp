@@ -1,1 +1,0 @@
-#include "type_object.h"
