@@ -1,8 +1,7 @@
-// Checking the bytes of a sample that came from outside, before anything trusts them.
-#include <cstdio>
+// See cdr_check.h.
+#include "cdr_check.h"
 
 #include "error_text.h"
-#include "sample.h"
 
 namespace qddsc {
 
@@ -45,7 +44,7 @@ public:
     }
     const char *path() const
     {
-        return path_.data() + pathStart_;
+        return path_.text();
     }
 
 private:
@@ -53,16 +52,6 @@ private:
     {
         problem_ = problem;
         return false;
-    }
-
-    // Puts a step in front of the path to the failure; steps that do not fit are left out.
-    void prepend(const char *step)
-    {
-        const size_t length = std::strlen(step);
-        if (length <= pathStart_) {
-            pathStart_ -= length;
-            std::memcpy(path_.data() + pathStart_, step, length);
-        }
     }
 
     bool align(uint32_t alignment)
@@ -133,9 +122,7 @@ private:
         }
         for (uint32_t i = 0; i < length; ++i) {
             if (!value(type)) {
-                char step[16];
-                std::snprintf(step, sizeof step, "[%u]", i);
-                prepend(step);
+                path_.prependIndex(i);
                 return false;
             }
         }
@@ -146,8 +133,7 @@ private:
     {
         for (const Member &member : type.members) {
             if (!value(*member.type->resolved)) {
-                prepend(member.name.c_str());
-                prepend(".");
+                path_.prependMember(member.name.c_str());
                 return false;
             }
         }
@@ -181,8 +167,7 @@ private:
     uint64_t position_ = 0;
     bool padded_ = false;
     const char *problem_ = "";
-    std::array<char, 256> path_{};
-    size_t pathStart_ = 255; // its NUL stays
+    FailurePath path_;
 };
 
 } // namespace
@@ -193,10 +178,8 @@ bool checkCdr(const DDS_TypeCode &root, const CdrView &view, uint64_t &size, boo
     Checker checker(view, nullptr);
     const bool good = checker.value(root);
     if (!good) {
-        const char *path = checker.path();
-        setError(error, "%s: %s: %s (byte %llu of %llu)", root.name.c_str(),
-                 path[0] == '.' ? path + 1 : path, checker.problem(),
-                 static_cast<unsigned long long>(checker.position()),
+        setError(error, "%s: %s: %s (byte %llu of %llu)", root.name.c_str(), checker.path(),
+                 checker.problem(), static_cast<unsigned long long>(checker.position()),
                  static_cast<unsigned long long>(view.size));
         return false;
     }

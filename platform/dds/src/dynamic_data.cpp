@@ -1,6 +1,7 @@
 // Life of dynamic samples, and their bytes as a whole.
 #include <limits>
 
+#include "cdr_check.h"
 #include "error_text.h"
 #include "qddscore/heap.h"
 #include "sample.h"

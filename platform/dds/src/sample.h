@@ -79,14 +79,6 @@ DDS_ReturnCode_t reserve(DDS_DynamicData &sample, uint64_t capacity);
 DDS_ReturnCode_t splice(DDS_DynamicData &sample, const Place &place, uint64_t from, uint64_t oldEnd,
                         uint64_t newEnd);
 
-// Walks a whole sample and finds everything that set_cdr refuses. `padded` tells whether any
-// padding was not zero; `size` is that of the sample without bytes behind it.
-bool checkCdr(const DDS_TypeCode &root, const CdrView &view, uint64_t &size, bool &padded,
-              DDS_ErrorText *error);
-
-// Clears the padding of a sample that checkCdr accepted.
-void clearPadding(const DDS_TypeCode &root, uint8_t *bytes, uint64_t size);
-
 } // namespace qddsc
 
 #endif

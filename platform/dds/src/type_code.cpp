@@ -1,8 +1,6 @@
 // Looking at type codes. Everything here reads immutable objects.
 #include "type_code.h"
 
-#include <algorithm>
-
 namespace qddsc {
 
 uint32_t findMember(const DDS_TypeCode &structure, std::string_view name)
@@ -13,12 +11,6 @@ uint32_t findMember(const DDS_TypeCode &structure, std::string_view name)
             return std::string_view(structure.members[index].name) < wanted;
         });
     return found != order.end() && structure.members[*found].name == name ? *found : UINT32_MAX;
-}
-
-bool isEnumerator(const DDS_TypeCode &enumeration, int32_t value)
-{
-    const std::vector<int32_t> &values = enumeration.enumeratorValues;
-    return std::binary_search(values.begin(), values.end(), value);
 }
 
 namespace {

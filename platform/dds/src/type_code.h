@@ -3,6 +3,7 @@
 #ifndef QDDSC_SRC_TYPE_CODE_H
 #define QDDSC_SRC_TYPE_CODE_H
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -74,7 +75,25 @@ inline bool isPrimitive(DDS_TCKind kind)
 }
 
 // Bytes and alignment of a primitive or enum; of the leading count of a string or sequence.
-uint32_t scalarSize(DDS_TCKind kind);
+constexpr uint32_t scalarSize(DDS_TCKind kind)
+{
+    switch (kind) {
+    case DDS_TK_BOOLEAN:
+    case DDS_TK_CHAR:
+    case DDS_TK_OCTET:
+    case DDS_TK_INT8:
+        return 1;
+    case DDS_TK_SHORT:
+    case DDS_TK_USHORT:
+        return 2;
+    case DDS_TK_LONGLONG:
+    case DDS_TK_ULONGLONG:
+    case DDS_TK_DOUBLE:
+        return 8;
+    default:
+        return 4;
+    }
+}
 
 inline uint64_t alignUp(uint64_t position, uint32_t alignment)
 {
@@ -91,7 +110,11 @@ bool computeLayout(DDS_TypeCode &type);
 // Index of a struct's member, or UINT32_MAX.
 uint32_t findMember(const DDS_TypeCode &structure, std::string_view name);
 
-bool isEnumerator(const DDS_TypeCode &enumeration, int32_t value);
+inline bool isEnumerator(const DDS_TypeCode &enumeration, int32_t value)
+{
+    const std::vector<int32_t> &values = enumeration.enumeratorValues;
+    return std::binary_search(values.begin(), values.end(), value);
+}
 
 } // namespace qddsc
 

@@ -79,26 +79,6 @@ bool layStruct(DDS_TypeCode &type)
 
 } // namespace
 
-uint32_t scalarSize(DDS_TCKind kind)
-{
-    switch (kind) {
-    case DDS_TK_BOOLEAN:
-    case DDS_TK_CHAR:
-    case DDS_TK_OCTET:
-    case DDS_TK_INT8:
-        return 1;
-    case DDS_TK_SHORT:
-    case DDS_TK_USHORT:
-        return 2;
-    case DDS_TK_LONGLONG:
-    case DDS_TK_ULONGLONG:
-    case DDS_TK_DOUBLE:
-        return 8;
-    default:
-        return 4;
-    }
-}
-
 uint64_t skipDefaults(const DDS_TypeCode &resolved, uint64_t position, uint64_t count)
 {
     if (count == 0) {

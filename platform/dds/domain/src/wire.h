@@ -30,40 +30,72 @@ constexpr size_t ENCAPSULATION_SIZE = 4;
 
 enum class Representation { xcdr1, xcdr2 };
 
-// What a type needs on the wire, made once per type.
+// What a type needs on the wire, made once per type. Only growing vectors allocate, which throws
+// std::bad_alloc; what they hold after a failure is not said.
 class WireType {
 public:
-    // `type` is a struct. Null, with the error filled, when its key type cannot be made.
+    // `type` is a struct or an alias of one. Lives as long as the process. Null, with the error
+    // filled, when its key type cannot be made.
     static const WireType *of(const DDS_TypeCode *type, DDS_ErrorText *error);
 
-    const DDS_TypeCode &type() const;
-    // The struct of its key members alone, nested ones included; null for a type without key.
-    const DDS_TypeCode *keyType() const;
+    // The struct.
+    const DDS_TypeCode &type() const
+    {
+        return *whole_.type;
+    }
+    // The struct of its key members alone, nested ones included; null for a type without key. Its
+    // name is that of the type and "_key_".
+    const DDS_TypeCode *keyType() const
+    {
+        return key_.type;
+    }
 
     // Turns a message's payload, header included, into a sample of `type()`; every length, bound,
-    // NUL, boolean, enumerator and delimiter is checked, and at most as much memory is taken as the
-    // payload could describe. `plain` keeps its capacity. False with the error filled otherwise.
+    // NUL, boolean, enumerator and delimiter is checked, and memory is taken only for what the
+    // payload holds. `plain` keeps its capacity. False with the error filled otherwise.
+    //
+    // An appendable struct may have more members than the type (they are dropped) or fewer (they
+    // are at their default): in XCDR2 every one of them, in XCDR1 the outermost only.
     bool decode(const uint8_t *payload, size_t length, Bytes &plain, DDS_ErrorText *error) const;
     // The same for a payload that holds the key members only; gives a sample of `keyType()`.
     bool decodeKey(const uint8_t *payload, size_t length, Bytes &plainKey,
                    DDS_ErrorText *error) const;
 
-    // The payload of a sample or key that decode or an accessor made; header included.
-    void encode(const uint8_t *plain, size_t length, Representation representation,
+    // The payload of a sample or key that decode or an accessor made: header included, padded to a
+    // multiple of 4. False when the sample is malformed, which XCDR1 does not look at.
+    bool encode(const uint8_t *plain, size_t length, Representation representation,
                 Bytes &payload) const;
-    void encodeKey(const Bytes &plainKey, Representation representation, Bytes &payload) const;
+    bool encodeKey(const Bytes &plainKey, Representation representation, Bytes &payload) const;
 
     // Key members of a sample, as a sample of `keyType()`; false when the sample is malformed.
     bool keyOf(const uint8_t *plain, size_t length, Bytes &plainKey) const;
-    // A sample with those key members and all others at their default.
-    void sampleOf(const Bytes &plainKey, Bytes &plain) const;
+    // A sample with those key members and all others at their default; false when the key is
+    // malformed.
+    bool sampleOf(const Bytes &plainKey, Bytes &plain) const;
 
     // The hash that identifies an instance on the wire (RTPS 2.5, 9.6.4.8): the key's big-endian
-    // CDR where that is never longer than 16 bytes, else its MD5.
-    KeyHash keyHash(const Bytes &plainKey) const;
+    // CDR where that is never longer than 16 bytes, else its MD5. It is that of the CDR which the
+    // message is in: the two differ where 8-byte members need padding or enums are in arrays.
+    KeyHash keyHash(const Bytes &plainKey,
+                    Representation representation = Representation::xcdr2) const;
     // Whether keys can be had from their hashes, which are the keys themselves then.
-    bool hashIsKey() const;
-    bool keyFromHash(const KeyHash &hash, Bytes &plainKey) const;
+    bool hashIsKey(Representation representation = Representation::xcdr2) const;
+    bool keyFromHash(const KeyHash &hash, Bytes &plainKey,
+                     Representation representation = Representation::xcdr2) const;
+
+private:
+    // What is decoded and encoded: samples or keys.
+    struct Subject {
+        const DDS_TypeCode *type = nullptr;
+        // Little-endian XCDR2 differs from the plain form by the outermost delimiter at most.
+        bool sameInXcdr2 = false;
+    };
+
+    WireType() = default;
+
+    Subject whole_;
+    Subject key_;
+    std::array<bool, 2> hashIsKey_{}; // by representation
 };
 
 } // namespace qddsdomain

@@ -1,0 +1,332 @@
+// See wire_transcode.h.
+#include "wire_transcode.h"
+
+#include <limits>
+
+namespace qddsdomain {
+
+using qddsc::alignUp;
+using qddsc::isPrimitive;
+
+namespace {
+
+constexpr uint64_t MAX_SAMPLE = static_cast<uint64_t>(std::numeric_limits<int32_t>::max());
+
+// Members that a message lacks may make its sample so many times as large as the message, beyond
+// one default sample: else a few bytes could claim any amount of memory.
+constexpr uint64_t MAX_DEFAULTS_PER_BYTE = 64;
+
+constexpr const char *ENDS_EARLY = "the payload ends early";
+
+template<typename Word, Word (*Swap)(Word)>
+void copySwapped(uint8_t *to, const uint8_t *from, uint64_t count)
+{
+    for (uint64_t i = 0; i < count; ++i) {
+        Word word;
+        std::memcpy(&word, from + i * sizeof word, sizeof word);
+        word = Swap(word);
+        std::memcpy(to + i * sizeof word, &word, sizeof word);
+    }
+}
+
+uint16_t swap16(uint16_t word)
+{
+    return __builtin_bswap16(word);
+}
+uint32_t swap32(uint32_t word)
+{
+    return __builtin_bswap32(word);
+}
+uint64_t swap64(uint64_t word)
+{
+    return __builtin_bswap64(word);
+}
+
+void copyScalars(uint8_t *to, const uint8_t *from, uint32_t size, uint64_t count, bool swap)
+{
+    if (!swap || size == 1) {
+        std::memcpy(to, from, size * count);
+    } else if (size == 2) {
+        copySwapped<uint16_t, swap16>(to, from, count);
+    } else if (size == 4) {
+        copySwapped<uint32_t, swap32>(to, from, count);
+    } else {
+        copySwapped<uint64_t, swap64>(to, from, count);
+    }
+}
+
+} // namespace
+
+const DDS_TypeCode &innermostElement(const DDS_TypeCode &array, uint64_t &count)
+{
+    const DDS_TypeCode *type = &array;
+    for (count = 1; type->kind == DDS_TK_ARRAY; type = type->content->resolved) {
+        count *= type->elementCount;
+    }
+    return *type;
+}
+
+uint8_t *Sink::place(uint32_t alignment, uint64_t size)
+{
+    const uint64_t begin = alignUp(position_, alignment);
+    if (start_ + begin + size > end_ && !grow(begin + size)) {
+        return nullptr;
+    }
+    uint8_t *padding = at(position_);
+    for (uint8_t *const value = at(begin); padding < value; ++padding) {
+        *padding = 0;
+    }
+    position_ = begin + size;
+    return at(begin);
+}
+
+bool Sink::grow(uint64_t needed)
+{
+    if (growing_ == nullptr || needed > MAX_SAMPLE) {
+        return false;
+    }
+    growing_->resize(std::max<size_t>(start_ + needed, 2 * end_));
+    bytes_ = growing_->data();
+    end_ = growing_->size();
+    return true;
+}
+
+void Sink::finish()
+{
+    growing_->resize(start_ + position_);
+}
+
+Transcoder::Transcoder(const Form &from, const uint8_t *bytes, uint64_t size, const Form &to,
+                       Sink &sink, Members members)
+    : from_(from), to_(to), members_(members), swap_(from.swapped != to.swapped), bytes_(bytes),
+      size_(size), limit_(size), sink_(sink)
+{
+}
+
+bool Transcoder::run(const DDS_TypeCode &root, bool openEnd)
+{
+    root_ = &root;
+    openEnd_ = openEnd;
+    return value(root);
+}
+
+bool Transcoder::fail(const char *problem)
+{
+    problem_ = problem;
+    return false;
+}
+
+bool Transcoder::read(uint32_t alignment, uint64_t size, const uint8_t *&from)
+{
+    const uint64_t begin = alignUp(position_, std::min(alignment, from_.alignment));
+    if (begin > limit_ || size > limit_ - begin) {
+        return fail(ENDS_EARLY);
+    }
+    from = bytes_ + begin;
+    position_ = begin + size;
+    return true;
+}
+
+bool Transcoder::readWord(uint32_t &word)
+{
+    const uint8_t *from = nullptr;
+    if (!read(sizeof word, sizeof word, from)) {
+        return false;
+    }
+    std::memcpy(&word, from, sizeof word);
+    word = from_.swapped ? __builtin_bswap32(word) : word;
+    return true;
+}
+
+bool Transcoder::writeWord(uint32_t word)
+{
+    uint8_t *to = sink_.place(sizeof word, sizeof word);
+    if (to == nullptr) {
+        return fail("the sample is too large");
+    }
+    word = to_.swapped ? __builtin_bswap32(word) : word;
+    std::memcpy(to, &word, sizeof word);
+    return true;
+}
+
+bool Transcoder::enter(bool delimited, bool marked, Scope &scope)
+{
+    scope = {delimited, marked, limit_, 0};
+    if (delimited) {
+        uint32_t size = 0;
+        if (!readWord(size)) {
+            return false;
+        }
+        if (size > limit_ - position_) {
+            return fail("a delimiter passes the end of what encloses it");
+        }
+        limit_ = position_ + size;
+    }
+    if (marked) {
+        if (!writeWord(0)) {
+            return false;
+        }
+        scope.mark = sink_.position();
+    }
+    return true;
+}
+
+bool Transcoder::leave(const Scope &scope, bool mayHoldMore)
+{
+    if (scope.delimited) {
+        if (position_ != limit_ && !mayHoldMore) {
+            return fail("a delimiter is not the size of its elements");
+        }
+        position_ = limit_;
+        limit_ = scope.outerLimit;
+    }
+    if (scope.marked) {
+        auto size = static_cast<uint32_t>(sink_.position() - scope.mark);
+        size = to_.swapped ? __builtin_bswap32(size) : size;
+        std::memcpy(sink_.at(scope.mark - sizeof size), &size, sizeof size);
+    }
+    return true;
+}
+
+bool Transcoder::value(const DDS_TypeCode &type)
+{
+    switch (type.kind) {
+    case DDS_TK_STRING:
+        return string();
+    case DDS_TK_SEQUENCE:
+        return sequence(type);
+    case DDS_TK_ARRAY:
+        return array(type);
+    case DDS_TK_STRUCT:
+        return structure(type);
+    default:
+        return scalars(qddsc::scalarSize(type.kind), 1);
+    }
+}
+
+bool Transcoder::scalars(uint32_t size, uint64_t count)
+{
+    const uint8_t *from = nullptr;
+    if (!read(size, size * count, from)) {
+        return false;
+    }
+    uint8_t *to = sink_.place(std::min(size, to_.alignment), size * count);
+    if (to == nullptr) {
+        return fail("the sample is too large");
+    }
+    copyScalars(to, from, size, count, swap_);
+    return true;
+}
+
+bool Transcoder::string()
+{
+    uint32_t length = 0;
+    return readWord(length) && writeWord(length) && scalars(1, length);
+}
+
+bool Transcoder::sequence(const DDS_TypeCode &type)
+{
+    const DDS_TypeCode &element = *type.content->resolved;
+    const bool delimited = !isPrimitive(element.kind);
+    Scope scope;
+    uint32_t count = 0;
+    return enter(delimited && from_.delimitedCollections, delimited && to_.delimitedCollections,
+                 scope) &&
+           readWord(count) && writeWord(count) && elements(element, count) && leave(scope, false);
+}
+
+bool Transcoder::array(const DDS_TypeCode &type)
+{
+    uint64_t count = 0;
+    const DDS_TypeCode &element = innermostElement(type, count);
+    const bool delimited = !isPrimitive(element.kind);
+    Scope scope;
+    return enter(delimited && from_.delimitedCollections, delimited && to_.delimitedCollections,
+                 scope) &&
+           elements(element, count) && leave(scope, false);
+}
+
+bool Transcoder::elements(const DDS_TypeCode &type, uint64_t count)
+{
+    // Every element takes a byte at least, also one whose members are missing.
+    if (count > limit_ - position_) {
+        return fail("the elements pass the end of the payload");
+    }
+    if (isPrimitive(type.kind) || type.kind == DDS_TK_ENUM) {
+        return count == 0 || scalars(qddsc::scalarSize(type.kind), count);
+    }
+    for (uint64_t i = 0; i < count; ++i) {
+        if (!value(type)) {
+            path_.prependIndex(i);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool Transcoder::structure(const DDS_TypeCode &type)
+{
+    const bool keysOnly = members_ != Members::all && type.keyed;
+    const bool appendable = type.extensibility == DDS_EXTENSIBILITY_APPENDABLE;
+    Scope scope;
+    if (!enter(appendable && from_.delimitedStructs, appendable && to_.delimitedStructs, scope)) {
+        return false;
+    }
+    size_t count = type.members.size();
+    if (&type == root_ && members_ == Members::keysOfAll) {
+        for (; count > 0 && !type.members[count - 1].isKey; --count) {
+        }
+    }
+    for (size_t i = 0; i < count; ++i) {
+        const qddsc::Member &next = type.members[i];
+        const DDS_TypeCode &inner = *next.type->resolved;
+        const bool good = isMissing(type, inner, scope) ? defaults(inner)
+                                                        : member(inner, !keysOnly || next.isKey);
+        if (!good) {
+            path_.prependMember(next.name.c_str());
+            return false;
+        }
+    }
+    return leave(scope, true);
+}
+
+// `present`: on both sides.
+bool Transcoder::member(const DDS_TypeCode &type, bool present)
+{
+    if (present) {
+        return value(type);
+    }
+    return members_ == Members::allOfKeys
+               ? defaults(type)
+               : qddsc::skipValue({bytes_, size_}, type, position_) || fail(ENDS_EARLY);
+}
+
+bool Transcoder::isMissing(const DDS_TypeCode &structure, const DDS_TypeCode &next,
+                           const Scope &scope)
+{
+    if (scope.delimited) {
+        return position_ == limit_;
+    }
+    // Up to three bytes of padding end a message without telling that they are padding.
+    return openEnd_ && &structure == root_ &&
+           limit_ - position_ < std::min<uint64_t>(next.layout.minimum, sizeof(uint32_t));
+}
+
+bool Transcoder::defaults(const DDS_TypeCode &type)
+{
+    const uint64_t begin = sink_.position();
+    const uint64_t size = qddsc::skipDefaults(type, begin, 1) - begin;
+    defaulted_ += size;
+    const uint64_t atMost = root_->layout.size[0] + MAX_DEFAULTS_PER_BYTE * size_;
+    if (members_ == Members::all && defaulted_ > atMost) {
+        return fail("so many members are missing that the sample would be far larger than its "
+                    "payload");
+    }
+    if (sink_.place(1, size) == nullptr) {
+        return fail("the sample is too large");
+    }
+    qddsc::writeDefaults(sink_.at(0), type, begin, 1);
+    return true;
+}
+
+} // namespace qddsdomain

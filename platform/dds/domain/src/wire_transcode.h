@@ -1,0 +1,149 @@
+// Rewriting values from one form of CDR into another. Input may hold anything: what is structure
+// (lengths, counts, delimiters) is checked here; what values may hold is left to qddsc::checkCdr,
+// which sees the result.
+#ifndef QDDSDOMAIN_SRC_WIRE_TRANSCODE_H
+#define QDDSDOMAIN_SRC_WIRE_TRANSCODE_H
+
+#include "cdr_check.h"
+#include "wire.h"
+
+namespace qddsdomain {
+
+// What forms of CDR differ in (XTypes 1.3, 7.4.3).
+struct Form {
+    uint32_t alignment; // the greatest
+    bool swapped;       // big endian
+    // Size in bytes in front of appendable structs.
+    bool delimitedStructs;
+    // The same in front of sequences and arrays, unless their elements are primitive.
+    bool delimitedCollections;
+};
+
+// The form of samples inside, and XCDR1.
+constexpr Form PLAIN_FORM = {8, false, false, false};
+constexpr Form XCDR2_FORM = {4, false, true, true};
+// Keys alone: the engine leaves the delimiters of structs out, though not those of collections.
+constexpr Form XCDR2_KEY_FORM = {4, false, false, true};
+
+// The type of an array's elements, seen through elements that are arrays themselves: on the wire
+// such an array is one of more dimensions. `count` receives all elements.
+const DDS_TypeCode &innermostElement(const DDS_TypeCode &array, uint64_t &count);
+
+// Where a transcoder writes: behind what is there, or into a block that does not grow.
+class Sink {
+public:
+    // Writes behind the first `start` bytes of `bytes`, over what is there. Alignment counts from
+    // `start`. Until finish() the vector may be longer than what was written.
+    Sink(Bytes &bytes, size_t start) : growing_(&bytes), start_(start), end_(bytes.size())
+    {
+        bytes_ = bytes.data();
+    }
+    Sink(uint8_t *block, size_t size) : bytes_(block), end_(size) {}
+
+    // Bytes written.
+    uint64_t position() const
+    {
+        return position_;
+    }
+    uint8_t *at(uint64_t position)
+    {
+        return bytes_ + start_ + position;
+    }
+
+    // Pads with zeros to `alignment` and makes room for `size` bytes, which the caller fills. Null
+    // where a sample becomes too large.
+    uint8_t *place(uint32_t alignment, uint64_t size);
+
+    // Cuts the bytes behind what was written.
+    void finish();
+
+private:
+    bool grow(uint64_t needed);
+
+    uint8_t *bytes_ = nullptr;
+    Bytes *growing_ = nullptr;
+    size_t start_ = 0;
+    size_t end_ = 0; // of what bytes_ has room for
+    uint64_t position_ = 0;
+};
+
+// Which members of structs with keys are there.
+enum class Members {
+    all,
+    // The source has all, the result only those that are keys; the source is in the plain form.
+    keysOfAll,
+    // The source has only those that are keys; the result, in the plain form, has all, the others
+    // at their default.
+    allOfKeys
+};
+
+// Rewrites one value; used once.
+class Transcoder {
+public:
+    Transcoder(const Form &from, const uint8_t *bytes, uint64_t size, const Form &to, Sink &sink,
+               Members members = Members::all);
+
+    // `openEnd`: a root that is a struct may end before any of its members, which are at their
+    // default then. False: see problem().
+    bool run(const DDS_TypeCode &root, bool openEnd = false);
+
+    // How much of the source was read.
+    uint64_t position() const
+    {
+        return position_;
+    }
+    const char *problem() const
+    {
+        return problem_;
+    }
+    const char *path() const
+    {
+        return path_.text();
+    }
+
+private:
+    // What a delimiter encloses, on both sides.
+    struct Scope {
+        bool delimited; // in the source
+        bool marked;    // in the result
+        uint64_t outerLimit;
+        uint64_t mark;
+    };
+
+    bool fail(const char *problem);
+    bool read(uint32_t alignment, uint64_t size, const uint8_t *&from);
+    bool readWord(uint32_t &word);
+    bool writeWord(uint32_t word);
+    bool enter(bool delimited, bool marked, Scope &scope);
+    bool leave(const Scope &scope, bool mayHoldMore);
+
+    bool value(const DDS_TypeCode &type);
+    bool scalars(uint32_t size, uint64_t count);
+    bool string();
+    bool sequence(const DDS_TypeCode &type);
+    bool array(const DDS_TypeCode &type);
+    bool elements(const DDS_TypeCode &type, uint64_t count);
+    bool structure(const DDS_TypeCode &type);
+    bool member(const DDS_TypeCode &type, bool present);
+    bool isMissing(const DDS_TypeCode &structure, const DDS_TypeCode &next, const Scope &scope);
+    bool defaults(const DDS_TypeCode &type);
+
+    const Form from_;
+    const Form to_;
+    const Members members_;
+    const bool swap_;
+    const uint8_t *bytes_;
+    uint64_t size_;
+    uint64_t limit_; // of what encloses the value being read
+    uint64_t position_ = 0;
+    Sink &sink_;
+    const DDS_TypeCode *root_ = nullptr;
+    bool openEnd_ = false;
+    uint64_t defaulted_ = 0;
+    const char *problem_ = "";
+    qddsc::FailurePath path_;
+};
+
+} // namespace qddsdomain
+
+#endif
