@@ -15,19 +15,6 @@ void expectEqual(const Sample &sample, const Value &value)
     ASSERT_EQ(model::encode(found), model::encode(value));
 }
 
-uint64_t randomBits(Random &random, const DDS_TypeCode *type)
-{
-    const DDS_TCKind kind = DDS_TypeCode_get_kind(type);
-    if (kind == DDS_TK_BOOLEAN) {
-        return random.below(2);
-    }
-    if (kind == DDS_TK_ENUM) {
-        const uint32_t index = random.below(DDS_TypeCode_get_member_count(type));
-        return static_cast<uint32_t>(DDS_TypeCode_get_member_value(type, index));
-    }
-    return random.bits() >> (64 - 8 * model::sizeOf(kind));
-}
-
 // Changes a random value somewhere below, in the model and in the sample.
 void change(Random &random, const Sample &sample, Value &value, const std::string &path = "")
 {
@@ -41,10 +28,10 @@ void change(Random &random, const Sample &sample, Value &value, const std::strin
         const size_t child = random.below(static_cast<uint32_t>(value.children.size()));
         change(random, sample, value.children[child], path + model::step(value, child));
     } else if (kind == DDS_TK_STRING) {
-        value.text.assign(random.below(21), static_cast<char>('a' + random.below(26)));
+        value.text = random.text();
         ASSERT_EQ(setString(sample, name, value.text), DDS_RETCODE_OK) << name;
     } else {
-        value.bits = randomBits(random, value.type);
+        value.bits = random.scalar(value.type);
         ASSERT_EQ(SCALARS[accessKind(kind)].set(sample.get(), name, value.bits), DDS_RETCODE_OK)
             << name;
     }

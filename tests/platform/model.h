@@ -183,11 +183,54 @@ public:
             names.push_back("m" + std::to_string(i));
         }
         for (uint32_t i = 0; i < count; ++i) {
-            members.push_back({names[i].c_str(), type(depth - 1), 0});
+            members.push_back({names[i].c_str(), type(depth - 1), below(4) == 0});
         }
         const std::string name = "t::S" + std::to_string(serial_++);
-        return DDS_TypeCode_create_struct(name.c_str(), nullptr, DDS_EXTENSIBILITY_FINAL,
-                                          members.data(), count, nullptr);
+        const auto extensibility = static_cast<DDS_ExtensibilityKind>(below(2));
+        const auto make = [&] {
+            return DDS_TypeCode_create_struct(name.c_str(), nullptr, extensibility, members.data(),
+                                              count, nullptr);
+        };
+        const DDS_TypeCode *made = make();
+        for (DDS_StructMember &member : members) { // a sequence cannot be a key
+            member.isKey = made != nullptr && member.isKey;
+        }
+        return made != nullptr ? made : make();
+    }
+
+    // The bits of a scalar that may have them.
+    uint64_t scalar(const DDS_TypeCode *type)
+    {
+        const DDS_TCKind kind = DDS_TypeCode_get_kind(type);
+        if (kind == DDS_TK_BOOLEAN) {
+            return below(2);
+        }
+        if (kind == DDS_TK_ENUM) {
+            const uint32_t index = below(DDS_TypeCode_get_member_count(type));
+            return static_cast<uint32_t>(DDS_TypeCode_get_member_value(type, index));
+        }
+        return bits() >> (64 - 8 * sizeOf(kind));
+    }
+    std::string text()
+    {
+        return std::string(below(21), static_cast<char>('a' + below(26)));
+    }
+
+    // Gives a default value and everything below another content.
+    void fill(Value &value)
+    {
+        const DDS_TCKind kind = DDS_TypeCode_get_kind(value.type);
+        if (kind == DDS_TK_SEQUENCE) {
+            value.children.resize(below(6), makeDefault(DDS_TypeCode_get_content(value.type)));
+        }
+        for (Value &child : value.children) {
+            fill(child);
+        }
+        if (kind == DDS_TK_STRING) {
+            value.text = text();
+        } else if (kind < DDS_TK_STRUCT) {
+            value.bits = scalar(value.type);
+        }
     }
 
 private:
