@@ -21,19 +21,6 @@ const WireType &wireOf(const DDS_TypeCode *type)
     return *wire;
 }
 
-Bytes fromHex(const std::string &hex)
-{
-    Bytes bytes;
-    std::string digits;
-    for (const char c : hex) {
-        digits += c == ' ' ? "" : std::string(1, c);
-    }
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
-}
-
 // Writes values as the standard says, one by one.
 class NaiveEncoder {
 public:
