@@ -1,0 +1,123 @@
+// What has arrived for the readers of one topic and type beside good samples: messages refused, and
+// the keys behind the hashes that disposals may name. The engine's receiving threads fill it.
+#ifndef QDDSDOMAIN_SRC_ARRIVALS_H
+#define QDDSDOMAIN_SRC_ARRIVALS_H
+
+#include <atomic>
+#include <cstring>
+#include <list>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "wire.h"
+
+namespace qddsdomain {
+
+class Arrivals {
+public:
+    // Keys remembered for each topic. A disposal that names a key by its hash alone can be
+    // understood as long as the key is among those that arrived last.
+    static constexpr size_t MOST_KEYS = 65536;
+
+    void refuse(const char *reason)
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        count.fetch_add(1, std::memory_order_relaxed);
+        lastReason = reason;
+        for (const Watcher &watcher : watchers) {
+            watcher.wake(watcher.argument);
+        }
+    }
+    uint64_t refused() const
+    {
+        return count.load(std::memory_order_relaxed);
+    }
+    std::string reason() const
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        return lastReason;
+    }
+
+    // `wake` runs after each refusal, on the thread that received the message, until unwatch
+    // returns.
+    void watch(void (*wake)(void *), void *argument)
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        watchers.push_back({wake, argument});
+    }
+    void unwatch(const void *argument)
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        for (size_t i = 0; i < watchers.size(); ++i) {
+            if (watchers[i].argument == argument) {
+                watchers.erase(watchers.begin() + static_cast<std::ptrdiff_t>(i));
+                return;
+            }
+        }
+    }
+
+    void remember(const KeyHash &hash, const Bytes &key)
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        const auto found = byHash.find(hash);
+        if (found != byHash.end()) {
+            keys.splice(keys.begin(), keys, found->second);
+            return;
+        }
+        if (keys.size() >= MOST_KEYS) {
+            byHash.erase(keys.back().hash);
+            keys.pop_back();
+            forgotten = true;
+        }
+        keys.push_front({hash, key});
+        byHash.emplace(hash, keys.begin());
+    }
+    bool recall(const KeyHash &hash, Bytes &key) const
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        const auto found = byHash.find(hash);
+        if (found == byHash.end()) {
+            return false;
+        }
+        key = found->second->key;
+        return true;
+    }
+    // Whether a hash that is not known may belong to a key that was.
+    bool hasForgotten() const
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        return forgotten;
+    }
+
+private:
+    struct Watcher {
+        void (*wake)(void *);
+        void *argument;
+    };
+    struct Known {
+        KeyHash hash;
+        Bytes key;
+    };
+    struct Spread {
+        size_t operator()(const KeyHash &hash) const
+        {
+            size_t first = 0; // an MD5: every part of it is as good as another
+            std::memcpy(&first, hash.data(), sizeof first);
+            return first;
+        }
+    };
+
+    mutable std::mutex mutex;
+    std::atomic<uint64_t> count{0};
+    std::string lastReason;
+    std::vector<Watcher> watchers;
+    std::list<Known> keys; // most recent first
+    std::unordered_map<KeyHash, std::list<Known>::iterator, Spread> byHash;
+    bool forgotten = false;
+};
+
+} // namespace qddsdomain
+
+#endif

@@ -1,0 +1,251 @@
+// Domains of this process and the configuration that the engine gets for each.
+#include "domain.h"
+
+#include <arpa/inet.h>
+
+#include <array>
+#include <cctype>
+#include <map>
+#include <mutex>
+#include <vector>
+
+#include "engine_log.h"
+#include "error_text.h"
+
+namespace qddsdomain {
+
+namespace {
+
+using qddsc::setError;
+
+constexpr int32_t LARGEST_DOMAIN = 230; // above it RTPS has no ports (RTPS 2.5, 9.6.2.3)
+// Processes on one host and domain that can be found without multicast.
+constexpr const char *MOST_PROCESSES = "119";
+
+std::string escape(const std::string &text)
+{
+    std::string escaped;
+    for (const char c : text) {
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        case '\'':
+            escaped += "&apos;";
+            break;
+        default:
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
+std::vector<std::string> split(const char *list)
+{
+    std::vector<std::string> parts(1);
+    for (const char *c = list == nullptr ? "" : list; *c != '\0'; ++c) {
+        if (*c == ',') {
+            parts.emplace_back();
+        } else if (std::isspace(static_cast<unsigned char>(*c)) == 0) {
+            parts.back() += *c;
+        }
+    }
+    if (parts.size() == 1 && parts[0].empty()) {
+        parts.clear();
+    }
+    return parts;
+}
+
+bool isAddress(const std::string &text)
+{
+    std::array<unsigned char, sizeof(in6_addr)> address{};
+    return inet_pton(AF_INET, text.c_str(), address.data()) == 1 ||
+           inet_pton(AF_INET6, text.c_str(), address.data()) == 1;
+}
+
+bool hasEmpty(const std::vector<std::string> &parts)
+{
+    for (const std::string &part : parts) {
+        if (part.empty()) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool checkSettings(const DDS_ParticipantSettings &settings, DDS_ErrorText *error)
+{
+    if (settings.domainId < 0 || settings.domainId > LARGEST_DOMAIN) {
+        setError(error, "domain %d is not between 0 and %d", settings.domainId, LARGEST_DOMAIN);
+        return false;
+    }
+    if (settings.multicast < 0 || settings.multicast > 2) {
+        setError(error, "multicast %d is not between 0 and 2", settings.multicast);
+        return false;
+    }
+    const std::vector<std::string> interfaces = split(settings.interfaces);
+    if (hasEmpty(interfaces)) {
+        setError(error, "interfaces \"%s\" has an empty entry", settings.interfaces);
+        return false;
+    }
+    if (interfaces.size() > 1) {
+        for (const std::string &name : interfaces) {
+            if (name == "auto") {
+                setError(error, "interfaces \"%s\": \"auto\" stands alone", settings.interfaces);
+                return false;
+            }
+        }
+    }
+    if (hasEmpty(split(settings.peers))) {
+        setError(error, "peers \"%s\" has an empty entry", settings.peers);
+        return false;
+    }
+    return true;
+}
+
+std::string interfacesXml(const std::vector<std::string> &interfaces)
+{
+    std::string xml;
+    for (const std::string &name : interfaces) {
+        if (name == "auto") {
+            xml += "<NetworkInterface autodetermine=\"true\"/>";
+        } else {
+            xml += isAddress(name) ? "<NetworkInterface address=\"" : "<NetworkInterface name=\"";
+            xml += escape(name) + "\"/>";
+        }
+    }
+    return xml;
+}
+
+// The engine takes several fragments, separated by commas; what comes later wins.
+std::string configuration(const DDS_ParticipantSettings &settings)
+{
+    std::vector<std::string> interfaces = split(settings.interfaces);
+    std::vector<std::string> peers = split(settings.peers);
+    if (interfaces.empty()) {
+        interfaces.emplace_back("127.0.0.1");
+        // The loopback interface has no multicast, so participants there are asked one by one.
+        peers.emplace_back("localhost");
+    }
+    constexpr std::array<const char *, 3> MULTICAST = {"false", "spdp", "true"};
+    std::string xml = "<CycloneDDS><Domain Id=\"" + std::to_string(settings.domainId) + "\">";
+    xml += "<General><Interfaces>" + interfacesXml(interfaces) + "</Interfaces><AllowMulticast>";
+    xml += MULTICAST[static_cast<size_t>(settings.multicast)];
+    xml += "</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>";
+    xml += "<MaxAutoParticipantIndex>";
+    xml += MOST_PROCESSES;
+    xml += "</MaxAutoParticipantIndex><Peers>";
+    for (const std::string &peer : peers) {
+        xml += "<Peer Address=\"" + escape(peer) + "\"/>";
+    }
+    // The key hash in every message lets other implementations see instances go at once. Batching
+    // can only be asked for before a writer is made.
+    xml += "</Peers></Discovery><Internal><GenerateKeyhash>true</GenerateKeyhash>"
+           "<WriteBatch>true</WriteBatch><SocketReceiveBufferSize max=\"4MB\"/>"
+           "<SocketSendBufferSize min=\"default\" max=\"4MB\"/></Internal>"
+           "<SharedMemory><Enable>false</Enable></SharedMemory></Domain></CycloneDDS>";
+    if (settings.xml != nullptr && settings.xml[0] != '\0') {
+        xml += ",";
+        xml += settings.xml;
+    }
+    return xml;
+}
+
+struct Running {
+    std::string configuration;
+    engine::Entity domain;
+    size_t leases = 0;
+};
+
+// Lives until the process ends, so that a lease may be dropped at any time before.
+struct Registry {
+    std::mutex mutex;
+    std::map<int32_t, Running> running;
+};
+Registry &registry()
+{
+    static auto *table = new Registry;
+    return *table;
+}
+
+// Takes the registry's lock when it goes, so it must not go where that is held.
+struct Lease {
+    int32_t id;
+    bool counted = false;
+
+    explicit Lease(int32_t domain) : id(domain) {}
+    Lease(const Lease &) = delete;
+    Lease &operator=(const Lease &) = delete;
+    ~Lease()
+    {
+        if (!counted) {
+            return;
+        }
+        Registry &table = registry();
+        const std::lock_guard<std::mutex> guard(table.mutex);
+        const auto found = table.running.find(id);
+        if (found != table.running.end() && --found->second.leases == 0) {
+            table.running.erase(found);
+        }
+    }
+};
+
+// With the registry locked.
+bool start(int32_t id, Running &running, DDS_ErrorText *error)
+{
+    const EngineComplaints complaints;
+    running.domain = engine::Entity(
+        dds_create_domain(static_cast<dds_domainid_t>(id), running.configuration.c_str()));
+    const dds_entity_t made = running.domain.get();
+    if (made == engine::PRECONDITION_NOT_MET) {
+        setError(error, "domain %d is in use by other code of this process", id);
+    } else if (made < 0) {
+        setError(error, "the engine refuses domain %d: %s", id, complaints.text(made).c_str());
+    }
+    return made > 0;
+}
+
+} // namespace
+
+DomainLease leaseDomain(const DDS_ParticipantSettings &settings, DDS_ErrorText *error)
+{
+    if (!checkSettings(settings, error)) {
+        return nullptr;
+    }
+    adoptEngineLog();
+    const int32_t id = settings.domainId;
+    const auto lease = std::make_shared<Lease>(id);
+    Registry &table = registry();
+    const std::lock_guard<std::mutex> guard(table.mutex);
+    std::string wanted = configuration(settings);
+    auto found = table.running.find(id);
+    if (found != table.running.end() && found->second.configuration != wanted) {
+        setError(error,
+                 "domain %d already runs in this process with other settings of interfaces, "
+                 "multicast, peers or engine XML",
+                 id);
+        return nullptr;
+    }
+    if (found == table.running.end()) {
+        Running running;
+        running.configuration = std::move(wanted);
+        if (!start(id, running, error)) {
+            return nullptr;
+        }
+        found = table.running.emplace(id, std::move(running)).first;
+    }
+    ++found->second.leases;
+    lease->counted = true;
+    return {lease, &lease->id};
+}
+
+} // namespace qddsdomain

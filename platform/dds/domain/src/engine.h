@@ -1,0 +1,76 @@
+// The engine's public interface, with the few names taken away again that it and this platform both
+// define. Has to come before every header of the platform.
+#ifndef QDDSDOMAIN_SRC_ENGINE_H
+#define QDDSDOMAIN_SRC_ENGINE_H
+
+#if defined(QDDSC_COMMON_H) || defined(QDDSC_SAMPLE_INFO_H)
+#error "engine.h has to be the first header: it would take away names of the platform"
+#endif
+
+#include "dds/dds.h"
+
+namespace qddsdomain::engine {
+
+constexpr dds_return_t BAD_PARAMETER = DDS_RETCODE_BAD_PARAMETER;
+constexpr dds_return_t PRECONDITION_NOT_MET = DDS_RETCODE_PRECONDITION_NOT_MET;
+constexpr dds_return_t OUT_OF_RESOURCES = DDS_RETCODE_OUT_OF_RESOURCES;
+constexpr dds_return_t TIMEOUT = DDS_RETCODE_TIMEOUT;
+constexpr uint32_t ANY_STATE = DDS_ANY_STATE;
+
+// Owns an entity; deleting it deletes what it contains.
+class Entity {
+public:
+    Entity() = default;
+    explicit Entity(dds_entity_t made) : handle(made) {}
+    Entity(Entity &&other) noexcept : handle(other.handle)
+    {
+        other.handle = 0;
+    }
+    Entity &operator=(Entity &&other) noexcept
+    {
+        if (this != &other) {
+            reset();
+            handle = other.handle;
+            other.handle = 0;
+        }
+        return *this;
+    }
+    ~Entity()
+    {
+        reset();
+    }
+    void reset()
+    {
+        if (handle > 0) {
+            (void)dds_delete(handle);
+        }
+        handle = 0;
+    }
+    // Negative: the engine's code for why there is none.
+    dds_entity_t get() const
+    {
+        return handle;
+    }
+
+private:
+    dds_entity_t handle = 0;
+};
+
+} // namespace qddsdomain::engine
+
+#undef DDS_RETCODE_OK
+#undef DDS_RETCODE_ERROR
+#undef DDS_RETCODE_UNSUPPORTED
+#undef DDS_RETCODE_BAD_PARAMETER
+#undef DDS_RETCODE_PRECONDITION_NOT_MET
+#undef DDS_RETCODE_OUT_OF_RESOURCES
+#undef DDS_RETCODE_NO_DATA
+#undef DDS_READ_SAMPLE_STATE
+#undef DDS_NOT_READ_SAMPLE_STATE
+#undef DDS_NEW_VIEW_STATE
+#undef DDS_NOT_NEW_VIEW_STATE
+#undef DDS_ALIVE_INSTANCE_STATE
+#undef DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE
+#undef DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE
+
+#endif

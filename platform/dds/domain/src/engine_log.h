@@ -1,0 +1,12 @@
+// The engine's own log.
+#ifndef QDDSDOMAIN_SRC_ENGINE_LOG_H
+#define QDDSDOMAIN_SRC_ENGINE_LOG_H
+
+namespace qddsdomain {
+
+// Sends the engine's warnings and errors to this platform's log, once a process; any thread.
+void adoptEngineLog();
+
+} // namespace qddsdomain
+
+#endif

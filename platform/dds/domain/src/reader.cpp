@@ -1,0 +1,213 @@
+// Readers: making, counting, telling; see qddsdomain/reader.h. Taking is in reader_take.cpp.
+#include "reader.h"
+
+#include <cinttypes>
+
+#include "error_text.h"
+
+using namespace qddsdomain;
+using qddsc::setError;
+
+namespace {
+
+DDS_DataReader &of(void *argument)
+{
+    return *static_cast<DDS_DataReader *>(argument);
+}
+
+// Threads of the engine are in these: they count and wake.
+
+void onDataAvailable(dds_entity_t, void *argument)
+{
+    of(argument).wake();
+}
+
+void onRefused(void *argument)
+{
+    of(argument).wake();
+}
+
+void onMatched(dds_entity_t, const dds_subscription_matched_status_t status, void *argument)
+{
+    of(argument).matched.store(status.current_count, std::memory_order_relaxed);
+    of(argument).writers.changed();
+}
+
+void onIncompatible(dds_entity_t, const dds_requested_incompatible_qos_status_t status,
+                    void *argument)
+{
+    of(argument).incompatible.add(status.total_count_change, status.last_policy_id);
+    of(argument).wake();
+}
+
+void addLost(DDS_DataReader &self, Event &event, int32_t change)
+{
+    event.add(change);
+    self.lostEver.fetch_add(static_cast<uint32_t>(change), std::memory_order_relaxed);
+    self.wake();
+}
+
+void onLost(dds_entity_t, const dds_sample_lost_status_t status, void *argument)
+{
+    // With exclusive ownership the engine also calls lost what a weaker writer sends.
+    if (!of(argument).exclusive) {
+        addLost(of(argument), of(argument).lost, status.total_count_change);
+    }
+}
+
+void onRejected(dds_entity_t, const dds_sample_rejected_status_t status, void *argument)
+{
+    // Reliable samples that find no room are tried again until they do.
+    if (!of(argument).reliable) {
+        addLost(of(argument), of(argument).rejected, status.total_count_change);
+    }
+}
+
+void onDeadline(dds_entity_t, const dds_requested_deadline_missed_status_t status, void *argument)
+{
+    of(argument).deadlineMissed.add(status.total_count_change);
+    of(argument).wake();
+}
+
+Listener listenerOf(DDS_DataReader *reader)
+{
+    Listener listener(dds_create_listener(reader));
+    dds_lset_data_available(listener.get(), onDataAvailable);
+    dds_lset_subscription_matched(listener.get(), onMatched);
+    dds_lset_requested_incompatible_qos(listener.get(), onIncompatible);
+    dds_lset_sample_lost(listener.get(), onLost);
+    dds_lset_sample_rejected(listener.get(), onRejected);
+    dds_lset_requested_deadline_missed(listener.get(), onDeadline);
+    return listener;
+}
+
+bool makeEntities(const EndpointRequest &request, DDS_DataReader &made, DDS_ErrorText *error)
+{
+    const EngineComplaints complaints;
+    const Qos group = groupQos(*request.qos);
+    made.subscriber = engine::Entity(
+        dds_create_subscriber(request.participant->entity.get(), group.get(), nullptr));
+    dds_return_t code = made.subscriber.get();
+    if (code > 0) {
+        const Listener listener = listenerOf(&made);
+        const Qos qos = readerQos(*request.qos);
+        made.entity = engine::Entity(
+            dds_create_reader(code, made.topic.entity.get(), qos.get(), listener.get()));
+        code = made.entity.get();
+    }
+    if (code < 0) {
+        setError(error, "the engine makes no reader of topic \"%s\": %s", request.topic,
+                 complaints.text(code).c_str());
+    }
+    return code > 0;
+}
+
+DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, void *argument,
+                           DDS_ErrorText *error)
+{
+    if (!checkRequest(request, error)) {
+        return nullptr;
+    }
+    auto made = std::make_unique<DDS_DataReader>();
+    made->wire = WireType::of(DDS_TypeCode_resolve(request.type), error);
+    if (made->wire == nullptr) {
+        return nullptr;
+    }
+    made->onData = onData;
+    made->argument = argument;
+    made->reliable = request.qos->reliable != 0;
+    made->exclusive = request.qos->exclusiveOwnership != 0;
+    made->topic = makeEndpointTopic(request, *made->wire, Representation::xcdr1, error);
+    if (made->topic.entity.get() <= 0) {
+        return nullptr;
+    }
+    made->refusedBefore = made->topic.arrivals->refused();
+    made->refusedTold = made->refusedBefore;
+    made->topic.arrivals->watch(onRefused, made.get());
+    return makeEntities(request, *made, error) ? made.release() : nullptr;
+}
+
+// One thing at a time; what is left comes with the next call.
+bool noticeOf(DDS_DataReader &self, DDS_ErrorText *text)
+{
+    const uint64_t refused = self.topic.arrivals->refused();
+    if (refused != self.refusedTold) {
+        setError(text, "%" PRIu64 " messages were no samples of type %s; the last one: %s",
+                 refused - self.refusedTold, DDS_TypeCode_get_name(&self.wire->type()),
+                 self.topic.arrivals->reason().c_str());
+        self.refusedTold = refused;
+        return true;
+    }
+    uint32_t detail = 0;
+    uint32_t count = self.incompatible.take(detail);
+    if (count > 0) {
+        setError(text, "%" PRIu32 " writers do not match: %s", count, policyName(detail));
+        return true;
+    }
+    struct Told {
+        Event *event;
+        const char *text;
+    };
+    for (const Told &told : {Told{&self.lost, "samples were lost"},
+                             Told{&self.rejected, "samples found no room and were dropped"},
+                             Told{&self.deadlineMissed, "times the deadline was missed"}}) {
+        count = told.event->take(detail);
+        if (count > 0) {
+            setError(text, "%" PRIu32 " %s", count, told.text);
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace
+
+// Order matters: no thread of the engine comes in any more once the entity has gone.
+DDS_DataReader::~DDS_DataReader()
+{
+    entity.reset();
+    if (topic.arrivals != nullptr) {
+        topic.arrivals->unwatch(this);
+    }
+}
+
+DDS_DataReader *DDS_DataReader_new(DDS_DomainParticipant *participant, const char *topic,
+                                   const char *typeName, const DDS_TypeCode *type,
+                                   const DDS_EndpointQos *qos, DDS_OnDataFn onData, void *argument,
+                                   DDS_ErrorText *error) noexcept
+try {
+    return makeReader({participant, topic, typeName, type, qos}, onData, argument, error);
+} catch (...) {
+    setError(error, "no memory for a reader");
+    return nullptr;
+}
+
+void DDS_DataReader_delete(DDS_DataReader *self) noexcept
+{
+    delete self;
+}
+
+int32_t DDS_DataReader_take(DDS_DataReader *self, DDS_DynamicData *const *samples,
+                            DDS_SampleInfo *const *infos, int32_t maximum,
+                            DDS_ErrorText *error) noexcept
+try {
+    return takeSamples(*self, samples, infos, maximum, error);
+} catch (...) {
+    setError(error, "no memory for what was received");
+    return -1;
+}
+
+int32_t DDS_DataReader_take_notice(DDS_DataReader *self, DDS_ErrorText *text) noexcept
+try {
+    return noticeOf(*self, text) ? 1 : 0;
+} catch (...) {
+    return 0;
+}
+
+void DDS_DataReader_get_statistics(DDS_DataReader *self, DDS_ReaderStatistics *statistics) noexcept
+{
+    statistics->taken = self->taken.load(std::memory_order_relaxed);
+    statistics->malformed = self->topic.arrivals->refused() - self->refusedBefore;
+    statistics->lost = self->lostEver.load(std::memory_order_relaxed);
+    statistics->matched = self->matched.load(std::memory_order_relaxed);
+}

@@ -1,0 +1,259 @@
+// How samples get from the engine into the caller's records; see reader.h. The owner's thread.
+#include "reader.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "error_text.h"
+
+namespace qddsdomain {
+
+namespace {
+
+using qddsc::setError;
+
+constexpr int64_t NANOSECONDS = 1000000000;
+constexpr size_t WRITERS_KEPT = 64; // beside twice those that are matched
+
+void setHandle(DDS_InstanceHandle_t &handle, const uint8_t *bytes)
+{
+    handle.length = 16;
+    handle.isValid = bytes != nullptr ? 1 : 0;
+    if (bytes != nullptr) {
+        std::memcpy(handle.keyHash, bytes, 16);
+    } else {
+        std::memset(handle.keyHash, 0, 16);
+    }
+}
+
+DDS_Time_t timeOf(dds_time_t time)
+{
+    if (time < 0) {
+        return {-1, 0};
+    }
+    return {static_cast<int32_t>(time / NANOSECONDS), static_cast<uint32_t>(time % NANOSECONDS)};
+}
+
+int32_t instanceState(dds_instance_state_t state)
+{
+    switch (state) {
+    case DDS_IST_NOT_ALIVE_DISPOSED:
+        return DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE;
+    case DDS_IST_NOT_ALIVE_NO_WRITERS:
+        return DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE;
+    default:
+        return DDS_ALIVE_INSTANCE_STATE;
+    }
+}
+
+void setInfo(DDS_SampleInfo &info, const dds_sample_info_t &from, const KeyHash *instance,
+             const Guid *writer)
+{
+    info.sample_state = DDS_NOT_READ_SAMPLE_STATE; // a sample is taken once
+    info.view_state = from.view_state == DDS_VST_NEW ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
+    info.instance_state = instanceState(from.instance_state);
+    info.valid_data = from.valid_data ? 1 : 0;
+    info.source_timestamp = timeOf(from.source_timestamp);
+    info.reception_timestamp = {-1, 0};
+    setHandle(info.instance_handle, instance != nullptr ? instance->data() : nullptr);
+    setHandle(info.publication_handle, writer != nullptr ? writer->data() : nullptr);
+    info.disposed_generation_count = static_cast<int32_t>(from.disposed_generation_count);
+    info.no_writers_generation_count = static_cast<int32_t>(from.no_writers_generation_count);
+    info.sample_rank = static_cast<int32_t>(from.sample_rank);
+    info.generation_rank = static_cast<int32_t>(from.generation_rank);
+    info.absolute_generation_rank = static_cast<int32_t>(from.absolute_generation_rank);
+    info.publication_sequence_number = {0, 0};
+}
+
+uint32_t generation(const dds_sample_info_t &info)
+{
+    return info.disposed_generation_count + info.no_writers_generation_count;
+}
+
+// The engine gives a sample without data only when no sample of the instance was waiting as it
+// ended; else the end shows in the state of those samples, which say that they have data. A caller
+// who hands samples on would lose the end, so it is told behind the last one. Whether it is the
+// last one, the instance itself can say: what is still there of the same generation comes later.
+bool endsBehind(dds_entity_t reader, const dds_sample_info_t &info)
+{
+    ddsi_serdata *rest = nullptr;
+    dds_sample_info_t restInfo;
+    const dds_return_t count =
+        dds_readcdr_instance(reader, &rest, 1, &restInfo, info.instance_handle, engine::ANY_STATE);
+    if (count <= 0) {
+        return true;
+    }
+    release(rest);
+    return generation(restInfo) != generation(info);
+}
+
+// False with the error filled when the engine refuses.
+bool load(DDS_DataReader &self, uint32_t wanted, DDS_ErrorText *error)
+{
+    Block &block = self.block;
+    block.next = 0;
+    block.count = 0;
+    block.atEnd = false;
+    const dds_return_t count =
+        dds_takecdr(self.entity.get(), block.messages.data(), std::min(wanted, Block::SIZE),
+                    block.infos.data(), engine::ANY_STATE);
+    if (count < 0) {
+        setError(error, "the engine does not hand over samples: %s", dds_strretcode(count));
+        return false;
+    }
+    block.count = static_cast<uint32_t>(count);
+    const bool keyed = self.wire->keyType() != nullptr;
+    for (uint32_t i = 0; i < block.count; ++i) {
+        const dds_sample_info_t &info = block.infos[i];
+        const bool last =
+            i + 1 == block.count || block.infos[i + 1].instance_handle != info.instance_handle;
+        block.endsBehind[i] = keyed && last && info.valid_data &&
+                              info.instance_state != DDS_IST_ALIVE &&
+                              endsBehind(self.entity.get(), info);
+    }
+    return true;
+}
+
+// Fills one record from the block's current position; false when the sample has no room in it.
+bool hand(DDS_DataReader &self, DDS_DynamicData *sample, DDS_SampleInfo &info)
+{
+    const Block &block = self.block;
+    dds_sample_info_t from = block.infos[block.next];
+    from.valid_data = from.valid_data && !block.atEnd;
+    const Message message = look(block.messages[block.next]);
+    const uint8_t *plain = message.plain;
+    size_t length = message.length;
+    if (!from.valid_data) {
+        self.key.assign(message.key, message.key + message.keyLength);
+        (void)self.wire->sampleOf(self.key, self.plain); // keys were checked as they came
+        plain = self.plain.data();
+        length = self.plain.size();
+    }
+    uint8_t *room = DDS_DynamicData_loan_cdr(sample, length);
+    if (room == nullptr) {
+        return false;
+    }
+    if (length > 0) {
+        std::memcpy(room, plain, length);
+    }
+    setInfo(info, from, message.hash,
+            self.writers.find(self.entity.get(), from.publication_handle));
+    return true;
+}
+
+void advance(Block &block)
+{
+    if (!block.atEnd && block.endsBehind[block.next]) {
+        block.atEnd = true;
+        return;
+    }
+    block.atEnd = false;
+    release(block.messages[block.next]);
+    ++block.next;
+}
+
+// Of a type without key there is one instance, whose state tells nothing but that writers left.
+bool tellsNothing(const DDS_DataReader &self)
+{
+    return self.wire->keyType() == nullptr && !self.block.infos[self.block.next].valid_data;
+}
+
+} // namespace
+
+const Guid *Writers::learn(dds_entity_t reader, dds_instance_handle_t handle)
+{
+    dds_builtintopic_endpoint_t *endpoint = dds_get_matched_publication_data(reader, handle);
+    if (endpoint == nullptr) {
+        return nullptr;
+    }
+    Guid guid;
+    std::memcpy(guid.data(), endpoint->key.v, guid.size());
+    dds_builtintopic_free_endpoint(endpoint);
+    return &known.emplace(handle, guid).first->second;
+}
+
+const Guid *Writers::find(dds_entity_t reader, dds_instance_handle_t handle)
+{
+    if (last != nullptr && handle == lastHandle) {
+        return last;
+    }
+    const auto found = known.find(handle);
+    lastHandle = handle;
+    last = found != known.end() ? &found->second : learn(reader, handle);
+    return last;
+}
+
+void Writers::refresh(dds_entity_t reader)
+{
+    if (!stale.exchange(false, std::memory_order_acquire)) {
+        return;
+    }
+    std::vector<dds_instance_handle_t> matched(16);
+    for (;;) {
+        const dds_return_t count =
+            dds_get_matched_publications(reader, matched.data(), matched.size());
+        const size_t there = count > 0 ? static_cast<size_t>(count) : 0;
+        const bool all = there <= matched.size();
+        matched.resize(there);
+        if (all) {
+            break;
+        }
+    }
+    for (const dds_instance_handle_t handle : matched) {
+        if (known.find(handle) == known.end()) {
+            (void)learn(reader, handle);
+        }
+    }
+    if (known.size() <= 2 * matched.size() + WRITERS_KEPT) {
+        return;
+    }
+    last = nullptr;
+    for (auto it = known.begin(); it != known.end();) {
+        const bool here = std::find(matched.begin(), matched.end(), it->first) != matched.end();
+        it = here ? std::next(it) : known.erase(it);
+    }
+}
+
+int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
+                    DDS_SampleInfo *const *infos, int32_t maximum, DDS_ErrorText *error)
+{
+    for (int32_t i = 0; i < maximum; ++i) {
+        if (DDS_TypeCode_resolve(DDS_DynamicData_get_type(samples[i])) != &self.wire->type()) {
+            setError(error, "sample %d is not of the reader's type %s", i,
+                     DDS_TypeCode_get_name(&self.wire->type()));
+            return -1;
+        }
+    }
+    self.writers.refresh(self.entity.get());
+    Block &block = self.block;
+    bool drained = false;
+    int32_t count = 0;
+    while (count < maximum) {
+        if (block.next == block.count) {
+            const auto wanted = static_cast<uint32_t>(maximum - count);
+            if (drained || !load(self, wanted, count == 0 ? error : nullptr)) {
+                return drained || count > 0 ? count : -1;
+            }
+            drained = block.count < std::min(wanted, Block::SIZE);
+            continue;
+        }
+        if (!tellsNothing(self)) {
+            if (!hand(self, samples[count], *infos[count])) {
+                if (count > 0) {
+                    break; // told when it is the first one
+                }
+                setError(error, "a received sample does not fit into the record: memory is short, "
+                                "or its limit is below the sample's size");
+                self.lostEver.fetch_add(1, std::memory_order_relaxed);
+                advance(block);
+                return -1;
+            }
+            ++count;
+            self.taken.fetch_add(1, std::memory_order_relaxed);
+        }
+        advance(block);
+    }
+    return count;
+}
+
+} // namespace qddsdomain

@@ -1,0 +1,230 @@
+// Writers; see qddsdomain/writer.h. The owner's thread writes, threads of the engine count.
+#include "endpoint.h"
+
+#include <chrono>
+#include <cinttypes>
+#include <condition_variable>
+#include <mutex>
+
+#include "error_text.h"
+#include "qddsdomain/writer.h"
+
+using namespace qddsdomain;
+using qddsc::setError;
+
+// Members go in reverse: the writer first.
+struct DDS_DataWriter {
+    const WireType *wire = nullptr;
+    Event incompatible;
+    Event deadlineMissed;
+    std::mutex mutex;
+    std::condition_variable matchedChanged;
+    uint32_t matched = 0; // under the mutex
+    Topic topic;
+    engine::Entity publisher;
+    engine::Entity entity;
+};
+
+namespace {
+
+constexpr int64_t NANOSECONDS = 1000000000;
+
+DDS_DataWriter &of(void *argument)
+{
+    return *static_cast<DDS_DataWriter *>(argument);
+}
+
+void onMatched(dds_entity_t, const dds_publication_matched_status_t status, void *argument)
+{
+    DDS_DataWriter &self = of(argument);
+    const std::lock_guard<std::mutex> guard(self.mutex);
+    self.matched = status.current_count;
+    self.matchedChanged.notify_all();
+}
+
+void onIncompatible(dds_entity_t, const dds_offered_incompatible_qos_status_t status,
+                    void *argument)
+{
+    of(argument).incompatible.add(status.total_count_change, status.last_policy_id);
+}
+
+void onDeadline(dds_entity_t, const dds_offered_deadline_missed_status_t status, void *argument)
+{
+    of(argument).deadlineMissed.add(status.total_count_change);
+}
+
+DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
+{
+    if (!checkRequest(request, error)) {
+        return nullptr;
+    }
+    auto made = std::make_unique<DDS_DataWriter>();
+    made->wire = WireType::of(DDS_TypeCode_resolve(request.type), error);
+    if (made->wire == nullptr) {
+        return nullptr;
+    }
+    const Representation representation = request.qos->representation == DDS_XCDR2_REPRESENTATION
+                                              ? Representation::xcdr2
+                                              : Representation::xcdr1;
+    made->topic = makeEndpointTopic(request, *made->wire, representation, error);
+    if (made->topic.entity.get() <= 0) {
+        return nullptr;
+    }
+    const Listener listener(dds_create_listener(made.get()));
+    dds_lset_publication_matched(listener.get(), onMatched);
+    dds_lset_offered_incompatible_qos(listener.get(), onIncompatible);
+    dds_lset_offered_deadline_missed(listener.get(), onDeadline);
+    const EngineComplaints complaints;
+    const Qos group = groupQos(*request.qos);
+    made->publisher = engine::Entity(
+        dds_create_publisher(request.participant->entity.get(), group.get(), nullptr));
+    dds_return_t code = made->publisher.get();
+    if (code > 0) {
+        const Qos qos = writerQos(*request.qos);
+        made->entity = engine::Entity(
+            dds_create_writer(code, made->topic.entity.get(), qos.get(), listener.get()));
+        code = made->entity.get();
+    }
+    if (code < 0) {
+        setError(error, "the engine makes no writer of topic \"%s\": %s", request.topic,
+                 complaints.text(code).c_str());
+        return nullptr;
+    }
+    return made.release();
+}
+
+// Whether a sample only tells of its instance's end, and how.
+bool endsInstance(const DDS_SampleInfo *info)
+{
+    return info != nullptr && info->valid_data == 0;
+}
+
+Stamp stampOf(const DDS_SampleInfo *info)
+{
+    Stamp stamp{dds_time(), false, false};
+    if (info != nullptr && info->source_timestamp.sec >= 0) {
+        stamp.sourceTime = info->source_timestamp.sec * NANOSECONDS +
+                           static_cast<int64_t>(info->source_timestamp.nanosec);
+    }
+    if (endsInstance(info)) {
+        stamp.dispose = info->instance_state == DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE;
+        stamp.unregister = !stamp.dispose;
+    }
+    return stamp;
+}
+
+DDS_ReturnCode_t writeSample(DDS_DataWriter &self, const DDS_DynamicData *sample,
+                             const DDS_SampleInfo *info, DDS_ErrorText *error)
+{
+    const DDS_TypeCode *type =
+        sample == nullptr ? nullptr : DDS_TypeCode_resolve(DDS_DynamicData_get_type(sample));
+    if (type != &self.wire->type()) {
+        setError(error, "the sample is not of the writer's type %s",
+                 DDS_TypeCode_get_name(&self.wire->type()));
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    if (endsInstance(info) && self.wire->keyType() == nullptr) {
+        setError(error, "a sample without data of type %s, which has no key",
+                 DDS_TypeCode_get_name(type));
+        return DDS_RETCODE_BAD_PARAMETER;
+    }
+    size_t length = 0;
+    const uint8_t *plain = DDS_DynamicData_get_cdr(sample, &length);
+    const Stamp stamp = stampOf(info);
+    ddsi_serdata *message = endsInstance(info)
+                                ? makeKeySample(self.topic.type, plain, length, stamp)
+                                : makeSample(self.topic.type, plain, length, stamp);
+    if (message == nullptr) {
+        setError(error, "the sample is malformed, or memory is short");
+        return DDS_RETCODE_ERROR;
+    }
+    const dds_return_t code = dds_forwardcdr(self.entity.get(), message);
+    if (code == engine::TIMEOUT) {
+        setError(error, "slow readers held the write up beyond the write timeout");
+        return DDS_RETCODE_OUT_OF_RESOURCES;
+    }
+    if (code != 0) {
+        setError(error, "the engine does not write: %s", dds_strretcode(code));
+        return code == engine::OUT_OF_RESOURCES ? DDS_RETCODE_OUT_OF_RESOURCES : DDS_RETCODE_ERROR;
+    }
+    return DDS_RETCODE_OK;
+}
+
+bool noticeOf(DDS_DataWriter &self, DDS_ErrorText *text)
+{
+    uint32_t detail = 0;
+    uint32_t count = self.incompatible.take(detail);
+    if (count > 0) {
+        setError(text, "%" PRIu32 " readers do not match: %s", count, policyName(detail));
+        return true;
+    }
+    count = self.deadlineMissed.take(detail);
+    if (count > 0) {
+        setError(text, "deadline missed %" PRIu32 " times", count);
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+DDS_DataWriter *DDS_DataWriter_new(DDS_DomainParticipant *participant, const char *topic,
+                                   const char *typeName, const DDS_TypeCode *type,
+                                   const DDS_EndpointQos *qos, DDS_ErrorText *error) noexcept
+try {
+    return makeWriter({participant, topic, typeName, type, qos}, error);
+} catch (...) {
+    setError(error, "no memory for a writer");
+    return nullptr;
+}
+
+void DDS_DataWriter_delete(DDS_DataWriter *self) noexcept
+{
+    if (self != nullptr) {
+        DDS_DataWriter_flush(self);
+    }
+    delete self;
+}
+
+DDS_ReturnCode_t DDS_DataWriter_write(DDS_DataWriter *self, const DDS_DynamicData *sample,
+                                      const DDS_SampleInfo *info, DDS_ErrorText *error) noexcept
+try {
+    return writeSample(*self, sample, info, error);
+} catch (...) {
+    setError(error, "no memory for a message");
+    return DDS_RETCODE_OUT_OF_RESOURCES;
+}
+
+void DDS_DataWriter_flush(DDS_DataWriter *self) noexcept
+{
+    dds_write_flush(self->entity.get());
+}
+
+int32_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter *self, int64_t timeout) noexcept
+{
+    DDS_DataWriter_flush(self);
+    return dds_wait_for_acks(self->entity.get(), timeout) == 0 ? 1 : 0;
+}
+
+int32_t DDS_DataWriter_wait_for_readers(DDS_DataWriter *self, uint32_t count,
+                                        int64_t timeout) noexcept
+try {
+    std::unique_lock<std::mutex> lock(self->mutex);
+    const auto enough = [self, count] { return self->matched >= count; };
+    return self->matchedChanged.wait_for(lock, std::chrono::nanoseconds(timeout), enough) ? 1 : 0;
+} catch (...) {
+    return 0;
+}
+
+int32_t DDS_DataWriter_take_notice(DDS_DataWriter *self, DDS_ErrorText *text) noexcept
+{
+    return noticeOf(*self, text) ? 1 : 0;
+}
+
+uint32_t DDS_DataWriter_get_matched(DDS_DataWriter *self) noexcept
+try {
+    const std::lock_guard<std::mutex> guard(self->mutex);
+    return self->matched;
+} catch (...) {
+    return 0;
+}
