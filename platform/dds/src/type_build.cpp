@@ -76,6 +76,17 @@ void completeMembers(DDS_TypeCode &type)
     std::sort(type.enumeratorValues.begin(), type.enumeratorValues.end());
 }
 
+// Values can be compared as keys when they hold no sequence. Of a struct only its key members
+// count; without any, all do.
+bool canBeKey(const DDS_TypeCode &type)
+{
+    if (type.kind == DDS_TK_STRUCT) {
+        return type.keyed || std::all_of(type.members.begin(), type.members.end(),
+                                         [](const Member &member) { return member.type->keyable; });
+    }
+    return type.kind != DDS_TK_SEQUENCE && (type.content == nullptr || type.content->keyable);
+}
+
 const char *describe(const DDS_TypeCode &type)
 {
     if (!type.name.empty()) {
@@ -92,6 +103,7 @@ const DDS_TypeCode *intern(DDS_TypeCode &&made, DDS_ErrorText *error)
         type->depth = type->content->depth + 1;
     }
     completeMembers(*type);
+    type->keyable = canBeKey(*type);
     if (type->depth > MAX_DEPTH) {
         setError(error, "%s: nested deeper than %u levels", describe(*type), MAX_DEPTH);
         return nullptr;

@@ -44,24 +44,6 @@ bool checkDistinct(const DDS_TypeCode &type, const char *what, DDS_ErrorText *er
     return name == nullptr;
 }
 
-// Whether values of the type can be compared as keys: everything but sequences. Of a struct only
-// its key members count; without any, all do.
-bool canBeKey(const DDS_TypeCode &resolved)
-{
-    switch (resolved.kind) {
-    case DDS_TK_SEQUENCE:
-        return false;
-    case DDS_TK_ARRAY:
-        return canBeKey(*resolved.content->resolved);
-    case DDS_TK_STRUCT:
-        return resolved.keyed ||
-               std::all_of(resolved.members.begin(), resolved.members.end(),
-                           [](const Member &member) { return canBeKey(*member.type->resolved); });
-    default:
-        return true;
-    }
-}
-
 } // namespace
 
 bool checkTypeName(const char *name, DDS_ErrorText *error)
@@ -125,7 +107,7 @@ bool checkMember(const DDS_TypeCode &structure, const DDS_StructMember &member,
                  name, member.name);
         return false;
     }
-    if (member.isKey != 0 && !canBeKey(*member.type->resolved)) {
+    if (member.isKey != 0 && !member.type->keyable) {
         setError(error, "%s.%s: a sequence cannot be part of a key", name, member.name);
         return false;
     }

@@ -26,13 +26,15 @@ bool describeType(const DDS_TypeCode &type, TypeDescription &description, DDS_Er
 // A type object's identity: the hash of its serialized form.
 using EquivalenceHash = std::array<uint8_t, 14>;
 
-// Puts a type code together from a peer's complete type objects, which arrive one by one.
+// Puts a type code together from a peer's complete type objects, which arrive one by one. They may
+// be of any making: nothing in them is believed. Used by one thread at a time.
 class TypeAssembler {
 public:
     // `root` identifies the complete type object of a struct.
-    explicit TypeAssembler(const EquivalenceHash &root);
+    explicit TypeAssembler(const EquivalenceHash &root) : root_(root) {}
 
-    // A type object in little-endian XCDR2. It is kept under `hash`, which the caller vouches for.
+    // A type object in little-endian XCDR2. It is kept under `hash`, which the caller vouches for;
+    // a second one under the same hash is dropped.
     void add(const EquivalenceHash &hash, const uint8_t *bytes, size_t length);
 
     enum class State {
@@ -45,10 +47,32 @@ public:
     // Tries again with what is there.
     State assemble();
 
-    const std::vector<EquivalenceHash> &missing() const;
-    const DDS_TypeCode *type() const;
-    // Names the type, the member and what is not carried.
-    const std::string &problem() const;
+    // What the last call of assemble() lacked, each once: everything that can be known to lack by
+    // then.
+    const std::vector<EquivalenceHash> &missing() const
+    {
+        return missing_;
+    }
+    // Null until made.
+    const DDS_TypeCode *type() const
+    {
+        return type_;
+    }
+    // Names the type, the member and what is not carried; "" unless refused.
+    const std::string &problem() const
+    {
+        return problem_;
+    }
+
+private:
+    friend class Assembly;
+
+    EquivalenceHash root_;
+    std::map<EquivalenceHash, std::vector<uint8_t>> objects_;
+    std::map<EquivalenceHash, const DDS_TypeCode *> made_;
+    std::vector<EquivalenceHash> missing_;
+    const DDS_TypeCode *type_ = nullptr;
+    std::string problem_;
 };
 
 } // namespace qddsdomain

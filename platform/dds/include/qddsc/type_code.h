@@ -145,6 +145,21 @@ QDDSC_API int32_t DDS_TypeCode_is_keyed(const DDS_TypeCode *self) QDDSC_NOEXCEPT
  */
 QDDSC_API char *DDS_TypeCode_to_idl(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 
+/**
+ * Says in what two structs (or other types) differ: the first difference, with the path to it, for
+ * people: "weather::Observation.position.lat: double here, float there". Aliases are seen through.
+ * Differences that change samples come before those that do not (names of types, a base, the
+ * order of enumerators, char against int8).
+ *
+ * @param mine   "here" in the text.
+ * @param theirs "there" in the text.
+ * @param text   filled on 1 only; may be null.
+ * @return 0 when there is no difference, else 1; 1 with a text that says so when memory is short.
+ */
+QDDSC_API int32_t DDS_TypeCode_explain_difference(const DDS_TypeCode *mine,
+                                                  const DDS_TypeCode *theirs,
+                                                  struct DDS_ErrorText *text) QDDSC_NOEXCEPT;
+
 /** A set of named types read from IDL. Not to be used by two threads at once. */
 typedef struct DDS_TypeLibrary DDS_TypeLibrary;
 

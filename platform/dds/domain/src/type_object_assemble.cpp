@@ -1,0 +1,321 @@
+// From a peer's type objects to our type code, through the public makers, so that their rules hold
+// for peers too.
+#include <dds/ddsi/ddsi_xt_typeinfo.h>
+
+#include <new>
+#include <set>
+
+#include "type_code.h"
+#include "type_object_parse.h"
+#include "xcdr2_reader.h"
+
+namespace qddsdomain {
+
+namespace {
+
+// XTypes 1.3 has these; the engine's release does not.
+constexpr uint8_t TK_INT8 = 0x0C;
+constexpr uint8_t TK_UINT8 = 0x0D;
+
+const DDS_TypeCode *made(const DDS_TypeCode *type, const std::string &where,
+                         const DDS_ErrorText &error)
+{
+    if (type == nullptr) {
+        throw Refusal(where + error.text);
+    }
+    return type;
+}
+
+// Null for what is no primitive that we carry.
+const DDS_TypeCode *primitive(uint8_t kind)
+{
+    static constexpr struct {
+        uint8_t theirs;
+        DDS_TCKind ours;
+    } kinds[] = {{DDS_XTypes_TK_BOOLEAN, DDS_TK_BOOLEAN},
+                 {DDS_XTypes_TK_BYTE, DDS_TK_OCTET},
+                 {DDS_XTypes_TK_INT16, DDS_TK_SHORT},
+                 {DDS_XTypes_TK_INT32, DDS_TK_LONG},
+                 {DDS_XTypes_TK_INT64, DDS_TK_LONGLONG},
+                 {DDS_XTypes_TK_UINT16, DDS_TK_USHORT},
+                 {DDS_XTypes_TK_UINT32, DDS_TK_ULONG},
+                 {DDS_XTypes_TK_UINT64, DDS_TK_ULONGLONG},
+                 {DDS_XTypes_TK_FLOAT32, DDS_TK_FLOAT},
+                 {DDS_XTypes_TK_FLOAT64, DDS_TK_DOUBLE},
+                 {DDS_XTypes_TK_CHAR8, DDS_TK_CHAR},
+                 {TK_INT8, DDS_TK_INT8},
+                 {TK_UINT8, DDS_TK_OCTET}};
+    for (const auto &entry : kinds) {
+        if (entry.theirs == kind) {
+            return DDS_TypeCode_get_primitive(entry.ours);
+        }
+    }
+    return nullptr;
+}
+
+[[noreturn]] void refuseKind(uint8_t kind, const std::string &where)
+{
+    const char *what = nullptr;
+    switch (kind) {
+    case DDS_XTypes_TI_STRING16_SMALL:
+    case DDS_XTypes_TI_STRING16_LARGE:
+        what = "wide strings are";
+        break;
+    case DDS_XTypes_TK_CHAR16:
+        what = "wide characters are";
+        break;
+    case DDS_XTypes_TK_FLOAT128:
+        what = "long double is";
+        break;
+    case DDS_XTypes_TI_PLAIN_MAP_SMALL:
+    case DDS_XTypes_TI_PLAIN_MAP_LARGE:
+        what = "maps are";
+        break;
+    case DDS_XTypes_TI_STRONGLY_CONNECTED_COMPONENT:
+        what = "recursive types are";
+        break;
+    case DDS_XTypes_EK_MINIMAL:
+        what = "types without names (minimal ones) are";
+        break;
+    default:
+        throw Refusal(where + "types of kind " + std::to_string(kind) + " are not supported");
+    }
+    throw Refusal(where + what + " not supported");
+}
+
+} // namespace
+
+// One attempt. Functions return null where type objects are missing, and throw Refusal. `where`
+// stands in front of problems; `depth` bounds the recursion.
+class Assembly {
+public:
+    explicit Assembly(TypeAssembler &with) : with_(with) {}
+
+    const DDS_TypeCode *run()
+    {
+        with_.missing_.clear();
+        const DDS_TypeCode *type = byHash(with_.root_, "", 1);
+        if (type != nullptr && type->kind != DDS_TK_STRUCT) {
+            throw Refusal("a topic's type must be a struct, and this one is not");
+        }
+        return type;
+    }
+
+private:
+    const DDS_TypeCode *byHash(const EquivalenceHash &hash, const std::string &where,
+                               uint32_t depth)
+    {
+        const auto known = with_.made_.find(hash);
+        if (known != with_.made_.end()) {
+            return known->second;
+        }
+        if (open_.count(hash) != 0) {
+            throw Refusal(where + "recursive types are not supported");
+        }
+        if (!seen_.insert(hash).second) {
+            return nullptr;
+        }
+        const auto object = with_.objects_.find(hash);
+        if (object == with_.objects_.end()) {
+            with_.missing_.push_back(hash);
+            return nullptr;
+        }
+        open_.insert(hash);
+        const DDS_TypeCode *type =
+            build(parseTypeObject(object->second.data(), object->second.size()), depth);
+        open_.erase(hash);
+        if (type != nullptr) {
+            with_.made_.emplace(hash, type);
+        }
+        return type;
+    }
+
+    const DDS_TypeCode *build(const ParsedType &type, uint32_t depth)
+    {
+        switch (type.kind) {
+        case DDS_XTypes_TK_STRUCTURE:
+            return structure(type, depth);
+        case DDS_XTypes_TK_ENUM:
+            return enumeration(type);
+        case DDS_XTypes_TK_ALIAS:
+            return alias(type, depth);
+        default:
+            return byId(type.related, type.title() + ": ", depth);
+        }
+    }
+
+    const DDS_TypeCode *byId(const TypeId &id, const std::string &where, uint32_t depth)
+    {
+        if (depth > qddsc::MAX_DEPTH) {
+            throw Refusal(where + "nested deeper than " + std::to_string(qddsc::MAX_DEPTH) +
+                          " levels");
+        }
+        DDS_ErrorText error{};
+        switch (id.kind) {
+        case DDS_XTypes_EK_COMPLETE:
+            return byHash(id.hash, where, depth + 1);
+        case DDS_XTypes_TI_STRING8_SMALL:
+        case DDS_XTypes_TI_STRING8_LARGE:
+            return made(DDS_TypeCode_create_string(id.bound, &error), where, error);
+        case DDS_XTypes_TI_PLAIN_SEQUENCE_SMALL:
+        case DDS_XTypes_TI_PLAIN_SEQUENCE_LARGE:
+        case DDS_XTypes_TI_PLAIN_ARRAY_SMALL:
+        case DDS_XTypes_TI_PLAIN_ARRAY_LARGE:
+            return collection(id, where, depth);
+        default:
+            break;
+        }
+        const DDS_TypeCode *type = primitive(id.kind);
+        if (type == nullptr) {
+            refuseKind(id.kind, where);
+        }
+        return type;
+    }
+
+    const DDS_TypeCode *collection(const TypeId &id, const std::string &where, uint32_t depth)
+    {
+        DDS_ErrorText error{};
+        const DDS_TypeCode *element = byId(id.element.front(), where, depth + 1);
+        if (element == nullptr) {
+            return nullptr;
+        }
+        if (id.kind < DDS_XTypes_TI_PLAIN_ARRAY_SMALL) {
+            return made(DDS_TypeCode_create_sequence(element, id.bound, &error), where, error);
+        }
+        // An array of unnamed arrays is one array, here and on the wire.
+        std::vector<uint32_t> dimensions = id.dimensions;
+        if (element->kind == DDS_TK_ARRAY) {
+            dimensions.insert(dimensions.end(), element->dimensions.begin(),
+                              element->dimensions.end());
+            element = element->content;
+        }
+        return made(DDS_TypeCode_create_array(element, dimensions.data(),
+                                              static_cast<uint32_t>(dimensions.size()), &error),
+                    where, error);
+    }
+
+    const DDS_TypeCode *alias(const ParsedType &type, uint32_t depth)
+    {
+        DDS_ErrorText error{};
+        const DDS_TypeCode *target = byId(type.related, type.title() + ": ", depth + 1);
+        return target != nullptr
+                   ? made(DDS_TypeCode_create_alias(type.name.c_str(), target, &error), "", error)
+                   : nullptr;
+    }
+
+    static const DDS_TypeCode *enumeration(const ParsedType &type)
+    {
+        std::vector<DDS_EnumMember> members;
+        for (const ParsedMember &member : type.members) {
+            if ((member.flags & DDS_XTypes_IS_DEFAULT) != 0 && !members.empty()) {
+                throw Refusal(type.title() + ", enumerator " + member.name +
+                              ": a default that is not the first enumerator is not supported");
+            }
+            members.push_back({member.name.c_str(), member.value});
+        }
+        DDS_ErrorText error{};
+        return made(DDS_TypeCode_create_enum(type.name.c_str(), members.data(),
+                                             static_cast<uint32_t>(members.size()), &error),
+                    "", error);
+    }
+
+    static DDS_ExtensibilityKind extensibility(const ParsedType &type)
+    {
+        switch (type.flags & DDS_XTypes_TypeFlagMinimalMask) {
+        case DDS_XTypes_IS_FINAL:
+            return DDS_EXTENSIBILITY_FINAL;
+        case 0: // what XTypes takes for said when nothing is
+        case DDS_XTypes_IS_APPENDABLE:
+            return DDS_EXTENSIBILITY_APPENDABLE;
+        case DDS_XTypes_IS_MUTABLE:
+            throw Refusal(type.title() + ": mutable types are not supported");
+        default:
+            throw Refusal(type.title() + ": it says more than one extensibility");
+        }
+    }
+
+    const DDS_TypeCode *structure(const ParsedType &type, uint32_t depth)
+    {
+        const DDS_ExtensibilityKind kind = extensibility(type);
+        const DDS_TypeCode *base = nullptr;
+        if (type.related.kind != DDS_XTypes_TK_NONE) {
+            base = byId(type.related, type.title() + ", its base: ", depth + 1);
+            if (base == nullptr) {
+                lookAhead(type, depth);
+                return nullptr;
+            }
+        }
+        bool isWhole = true;
+        std::vector<DDS_StructMember> members;
+        auto nextId = static_cast<uint32_t>(base != nullptr ? base->resolved->members.size() : 0);
+        for (const ParsedMember &member : type.members) {
+            checkMember(type, member, nextId++);
+            const DDS_TypeCode *memberType = byId(member.type, place(type, member), depth + 1);
+            isWhole = isWhole && memberType != nullptr;
+            members.push_back(
+                {member.name.c_str(), memberType, (member.flags & DDS_XTypes_IS_KEY) != 0 ? 1 : 0});
+        }
+        if (!isWhole) {
+            return nullptr;
+        }
+        DDS_ErrorText error{};
+        return made(DDS_TypeCode_create_struct(type.name.c_str(), base, kind, members.data(),
+                                               static_cast<uint32_t>(members.size()), &error),
+                    "", error);
+    }
+
+    // Finds what else is missing, so that it can be asked for together with the base.
+    void lookAhead(const ParsedType &type, uint32_t depth)
+    {
+        for (const ParsedMember &member : type.members) {
+            byId(member.type, place(type, member), depth + 1);
+        }
+    }
+
+    static std::string place(const ParsedType &type, const ParsedMember &member)
+    {
+        return type.title() + ", member " + member.name + ": ";
+    }
+
+    // Samples of final and appendable types do not show their members' ids, but peers compare them.
+    static void checkMember(const ParsedType &type, const ParsedMember &member, uint32_t id)
+    {
+        if ((member.flags & DDS_XTypes_IS_OPTIONAL) != 0) {
+            throw Refusal(place(type, member) + "optional members are not supported");
+        }
+        if (member.id != id) {
+            throw Refusal(place(type, member) + "its id is " + std::to_string(member.id) +
+                          ", not " + std::to_string(id) +
+                          "; ids out of sequence are not supported");
+        }
+    }
+
+    TypeAssembler &with_;
+    std::set<EquivalenceHash> open_; // being built further up
+    std::set<EquivalenceHash> seen_; // tried in this attempt
+};
+
+void TypeAssembler::add(const EquivalenceHash &hash, const uint8_t *bytes, size_t length)
+{
+    objects_.try_emplace(hash, bytes, bytes + length);
+}
+
+TypeAssembler::State TypeAssembler::assemble()
+{
+    if (problem_.empty() && type_ == nullptr) {
+        try {
+            type_ = Assembly(*this).run();
+        } catch (const Refusal &refusal) {
+            problem_ = refusal.what();
+        } catch (const std::bad_alloc &) {
+            problem_ = "memory is short";
+        }
+    }
+    if (!problem_.empty()) {
+        missing_.clear();
+        return State::refused;
+    }
+    return type_ != nullptr ? State::made : State::incomplete;
+}
+
+} // namespace qddsdomain
