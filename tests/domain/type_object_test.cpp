@@ -1,9 +1,17 @@
 // Types as peers see them: byte for byte what the engine's own IDL compiler announces, and back.
 #include <gtest/gtest.h>
 
+#include <dds/ddsi/ddsi_xt_typeinfo.h>
+
+#include <algorithm>
+#include <functional>
+
 #include "described.h"
+#include "refused.h"
 #include "type_code.h"
 #include "type_object.h"
+#include "xcdr2_reader.h"
+#include "xcdr2_writer.h"
 
 using namespace qddsdomain;
 
@@ -40,6 +48,158 @@ TEST(TypeObject, IsWhatTheEnginesCompilerMakes)
         EXPECT_EQ(ours.typeInformation, bytesOf(compiled->type_information));
         EXPECT_EQ(ours.typeMapping, bytesOf(compiled->type_mapping));
     }
+}
+
+using Objects = std::vector<std::pair<EquivalenceHash, Bytes>>;
+
+// The complete type objects of a type mapping, the top type's first.
+Objects objectsOf(const Bytes &mapping)
+{
+    Objects objects;
+    Xcdr2Reader in(mapping.data(), mapping.size());
+    in.delimited([] {}); // minimal ones
+    in.delimited([&] {
+        in.elements([&] {
+            EquivalenceHash hash{};
+            in.u8();
+            std::copy_n(in.take(hash.size()), hash.size(), hash.begin());
+            const uint32_t length = in.u32();
+            const uint8_t *object = in.take(length) - 4;
+            objects.emplace_back(hash, Bytes(object, object + 4 + length));
+        });
+    });
+    return objects;
+}
+
+// As a peer's types arrive: only what is asked for.
+TypeAssembler assembled(const Objects &objects)
+{
+    TypeAssembler assembler(objects.front().first);
+    while (assembler.assemble() == TypeAssembler::State::incomplete) {
+        for (const EquivalenceHash &hash : assembler.missing()) {
+            const auto found =
+                std::find_if(objects.begin(), objects.end(),
+                             [&](const auto &object) { return object.first == hash; });
+            if (found == objects.end()) {
+                return assembler;
+            }
+            assembler.add(hash, found->second.data(), found->second.size());
+        }
+    }
+    return assembler;
+}
+
+TEST(TypeObject, BecomesTheSameTypeAgain)
+{
+    for (const char *name : {"described::Observation", "described::Scalars", "described::Base"}) {
+        TypeDescription ours;
+        ASSERT_TRUE(describeType(*fromIdl(name), ours, nullptr));
+        const TypeAssembler assembler = assembled(objectsOf(ours.typeMapping));
+        EXPECT_EQ(assembler.type(), fromIdl(name)) << assembler.problem();
+    }
+}
+
+TEST(TypeObject, MalformedIsRefusedOrAnotherType)
+{
+    const Objects objects = objectsOf(bytesOf(described_Observation_desc.type_mapping));
+    size_t refused = 0;
+    const auto tryOut = [&](size_t index, Bytes bytes) {
+        Objects changed = objects;
+        changed[index].second = std::move(bytes);
+        const TypeAssembler assembler = assembled(changed);
+        EXPECT_TRUE(assembler.type() == nullptr || assembler.problem().empty());
+        refused += assembler.problem().empty() ? 0 : 1;
+        return assembler.type();
+    };
+    for (size_t index = 0; index < objects.size(); ++index) {
+        const Bytes &whole = objects[index].second;
+        for (size_t i = 0; i < whole.size(); ++i) {
+            EXPECT_EQ(tryOut(index, Bytes(whole.data(), whole.data() + i)), nullptr) << i;
+            for (const uint8_t flip : Bytes{0x01, 0x80, 0xFF}) {
+                Bytes flipped = whole;
+                flipped[i] ^= flip;
+                tryOut(index, flipped);
+            }
+        }
+    }
+    EXPECT_GT(refused, 0U);
+}
+
+// A struct S whose only member m is of a type that `identifier` writes.
+TypeAssembler assembledStruct(const std::function<void(Xcdr2Writer &)> &identifier,
+                              const std::string &name = "S")
+{
+    Xcdr2Writer out;
+    out.delimited([&] {
+        out.u8(DDS_XTypes_EK_COMPLETE);
+        out.u8(DDS_XTypes_TK_STRUCTURE);
+        out.u16(DDS_XTypes_IS_FINAL);
+        out.delimited([&] {
+            out.raw(Bytes{DDS_XTypes_TK_NONE, 0, 0});
+            out.string(name);
+        });
+        out.sequence(Bytes(1), [&](uint8_t) {
+            out.delimited([&] {
+                out.u32(0);
+                out.u16(0);
+                identifier(out);
+                out.string("m");
+                out.raw(Bytes{0, 0});
+            });
+        });
+    });
+    return assembled({{EquivalenceHash{}, out.bytes()}});
+}
+
+TEST(TypeObject, NotCarriedIsRefusedByName)
+{
+    const std::pair<const dds_topic_descriptor_t *, std::string> compiled[] = {
+        {&refused_WithSmall_desc,
+         "enum refused::Small: a bit bound of 8 is not supported: enums have 32 bits"},
+        {&refused_WithUnion_desc, "union refused::Either: unions are not supported"},
+        {&refused_WithBits_desc, "type refused::Bits: bit masks are not supported"},
+        {&refused_WithMutable_desc, "struct refused::Inner: mutable types are not supported"},
+        {&refused_WithOptional_desc,
+         "struct refused::WithOptional, member m: optional members are not supported"},
+        {&refused_WithId_desc, "struct refused::WithId, member m: its id is 7, not 0; ids out of "
+                               "sequence are not supported"}};
+    for (const auto &[type, problem] : compiled) {
+        EXPECT_EQ(assembled(objectsOf(bytesOf(type->type_mapping))).problem(), problem);
+    }
+    const auto hashed = [](uint8_t kind) {
+        return [kind](Xcdr2Writer &out) {
+            out.u8(kind);
+            out.raw(EquivalenceHash{}); // S itself
+        };
+    };
+    const auto plain = [](uint8_t kind, int levels) {
+        return [kind, levels](Xcdr2Writer &out) {
+            for (int i = 0; i < levels; ++i) {
+                out.raw(Bytes{kind, DDS_XTypes_EK_BOTH});
+                out.u16(0);
+                out.u8(0);
+            }
+            out.u8(DDS_XTypes_TK_BYTE);
+            out.u16(0); // of a map: the key
+            out.u8(DDS_XTypes_TK_BYTE);
+        };
+    };
+    const auto bytes = [](Bytes all) { return [all](Xcdr2Writer &out) { out.raw(all); }; };
+    const std::pair<std::function<void(Xcdr2Writer &)>, std::string> made[] = {
+        {bytes({DDS_XTypes_TI_STRING16_SMALL, 0}), "wide strings are not supported"},
+        {bytes({DDS_XTypes_TK_CHAR16}), "wide characters are not supported"},
+        {bytes({DDS_XTypes_TK_FLOAT128}), "long double is not supported"},
+        {plain(DDS_XTypes_TI_PLAIN_MAP_SMALL, 1), "maps are not supported"},
+        {hashed(DDS_XTypes_EK_MINIMAL), "types without names (minimal ones) are not supported"},
+        {hashed(DDS_XTypes_EK_COMPLETE), "recursive types are not supported"}};
+    for (const auto &[identifier, problem] : made) {
+        EXPECT_EQ(assembledStruct(identifier).problem(), "struct S, member m: " + problem);
+    }
+    EXPECT_EQ(assembledStruct(plain(DDS_XTypes_TI_PLAIN_SEQUENCE_SMALL, 100)).problem(),
+              "struct S: nested deeper than 64 levels");
+    EXPECT_EQ(
+        assembledStruct([](Xcdr2Writer &out) { out.u8(DDS_XTypes_TK_BYTE); }, "a\nb").problem(),
+        "a struct: its description holds a name that is none");
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 // Making type codes by hand: one object a structure, and the rules.
 #include <array>
 #include <set>
+#include <tuple>
 
 #include "fixture.h"
 
@@ -159,6 +160,47 @@ TEST(TypeCode, NestsToItsLimit)
     EXPECT_EQ(bytes.back(), 9);
     EXPECT_EQ(DDS_DynamicData_set_cdr(sample.get(), bytes.data(), bytes.size(), nullptr),
               DDS_RETCODE_OK);
+}
+
+TEST(TypeCode, DifferencesAreExplained)
+{
+    const std::string inner = "@final struct P { double lat; };";
+    const std::tuple<std::string, std::string, std::string> cases[] = {
+        {inner + "struct S { P p; };", "@final struct P { float lat; }; struct S { P p; };",
+         "S.p.lat: double here, float there"},
+        {"struct S { long a; long b; };", "struct S { long a; };", "S.b: member here only"},
+        {"struct S { long b; };", "struct S { long a; long b; };", "S.a: member there only"},
+        {"struct S { long a; long b; };", "struct S { long b; long a; };",
+         "S, member 1: a here, b there"},
+        {"struct S { @key long a; };", "struct S { long a; };", "S.a: key here, not key there"},
+        {"struct S { string<8> a; };", "struct S { string a; };",
+         "S.a: string<8> here, string there"},
+        {"struct S { sequence<string, 2> a; };", "struct S { sequence<string<3>, 2> a; };",
+         "S.a[]: string here, string<3> there"},
+        {"struct S { long a[2][3]; };", "typedef long A[3]; struct S { A a[2]; };",
+         "S.a: long[2][3] here, (long[3])[2] there"},
+        {"enum E { X, Y }; struct S { E e; };", "enum E { X, @value(4) Y }; struct S { E e; };",
+         "S.e.Y: 1 here, 4 there"},
+        {"enum E { X }; struct S { E e; };", "enum E { X, Y }; struct S { E e; };",
+         "S.e.Y: enumerator there only"},
+        {"struct S { long a; };", "@appendable struct S { long a; };",
+         "S: final here, appendable there"},
+        {inner + "struct S { P p; int8 a; long b; };",
+         "@final struct Q { double lat; }; struct S { Q p; char a; short b; };",
+         "S.b: long here, short there"},
+        {inner + "struct S { P p; };", "struct Q { double lat; }; struct S { Q p; };",
+         "S.p: struct P here, struct Q there"},
+        {"struct B { long a; }; struct S : B { long b; };", "struct S { long a; long b; };",
+         "S: base B here, no base there"},
+        {"typedef long A; typedef sequence<A> As; struct S { As a; };",
+         "struct S { sequence<long> a; };", ""}};
+    for (const auto &[mine, theirs, text] : cases) {
+        DDS_ErrorText found{};
+        EXPECT_EQ(DDS_TypeCode_explain_difference(typeFromIdl(mine.c_str(), "S"),
+                                                  typeFromIdl(theirs.c_str(), "S"), &found),
+                  text.empty() ? 0 : 1);
+        EXPECT_EQ(std::string(found.text), text);
+    }
 }
 
 } // namespace

@@ -156,11 +156,11 @@ private:
             const Member *mine = i < here.members.size() ? &here.members[i] : nullptr;
             const Member *theirs = i < there.members.size() ? &there.members[i] : nullptr;
             if (mine != nullptr && named(there, mine->name) == nullptr) {
-                text_ = path + "." + mine->name + ": a " + what + " here only";
+                text_ = path + "." + mine->name + ": " + what + " here only";
                 return false;
             }
             if (theirs != nullptr && named(here, theirs->name) == nullptr) {
-                text_ = path + "." + theirs->name + ": a " + what + " there only";
+                text_ = path + "." + theirs->name + ": " + what + " there only";
                 return false;
             }
             if (mine == nullptr || theirs == nullptr) {
