@@ -22,7 +22,7 @@ public:
         case DDS_TK_SEQUENCE:
             return sequence(type);
         case DDS_TK_ARRAY:
-            return elements(*type.content->resolved, type.elementCount);
+            return elements(type, type.elementCount);
         case DDS_TK_STRUCT:
             return structure(type);
         default:
@@ -109,16 +109,20 @@ private:
         if (type.bound != 0 && length > type.bound) {
             return fail("a sequence is longer than its bound");
         }
-        return elements(*type.content->resolved, length);
+        return elements(type, length);
     }
 
-    bool elements(const DDS_TypeCode &type, uint32_t length)
+    bool elements(const DDS_TypeCode &container, uint32_t length)
     {
+        const DDS_TypeCode &type = *container.content->resolved;
         if (length > (view_.size - position_) / type.layout.minimum) {
             return fail("the elements pass the end of the sample");
         }
         if (isPrimitive(type.kind) || type.kind == DDS_TK_ENUM) {
             return length == 0 || scalars(type, length);
+        }
+        if (length > 0 && type.kind == DDS_TK_STRUCT && block(container.layout.elements, length)) {
+            return true;
         }
         for (uint32_t i = 0; i < length; ++i) {
             if (!value(type)) {
@@ -131,12 +135,25 @@ private:
 
     bool structure(const DDS_TypeCode &type)
     {
-        for (const Member &member : type.members) {
-            if (!value(*member.type->resolved)) {
-                path_.prependMember(member.name.c_str());
-                return false;
+        for (const Run &run : type.layout.runs) {
+            for (uint32_t i = block(run.packed, 1) ? run.end : run.begin; i < run.end; ++i) {
+                if (!value(*type.members[i].type->resolved)) {
+                    path_.prependMember(type.members[i].name.c_str());
+                    return false;
+                }
             }
         }
+        return true;
+    }
+
+    // Passes numbers as a whole; false when that does not go, and one by one may.
+    bool block(const Packed &packed, uint64_t count)
+    {
+        if (packed.bytes == 0 || !align(packed.alignment) || !isPackedAt(packed.plain, position_) ||
+            !view_.holds(position_, packed.bytes * count)) {
+            return false;
+        }
+        position_ += packed.bytes * count;
         return true;
     }
 

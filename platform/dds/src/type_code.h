@@ -19,6 +19,28 @@ namespace qddsc {
 constexpr uint32_t RESIDUES = 8;
 using SizeByResidue = std::array<uint32_t, RESIDUES>;
 
+// Numbers that lie without padding between them, in one block. Nothing about them needs a check.
+struct Packed {
+    uint32_t bytes = 0;     // 0: no such block
+    uint32_t alignment = 1; // of the first number
+    // Bit r is set where a block that starts at residue r holds no padding: in XCDR1, and in XCDR2,
+    // which aligns to 4 bytes at most and puts delimiters in between.
+    uint8_t plain = 0;
+    uint8_t xcdr2 = 0;
+};
+
+inline bool isPackedAt(uint8_t residues, uint64_t position)
+{
+    return ((residues >> (position % RESIDUES)) & 1U) != 0;
+}
+
+// Members of a struct that may be one block; a single member of any other kind.
+struct Run {
+    uint32_t begin;
+    uint32_t end;
+    Packed packed;
+};
+
 // How values of a type lie in CDR. A value "starts" where the one before it ended, in front of its
 // own padding.
 struct Layout {
@@ -35,6 +57,13 @@ struct Layout {
     // Structs: distance of each member's start from the struct's start. Known up to and including
     // the first member of variable size.
     std::vector<SizeByResidue> offsets;
+    // A value as one block.
+    Packed packed;
+    // One element of a sequence, or an innermost one of an array, of which any number are one
+    // block.
+    Packed elements;
+    // Structs: all members.
+    std::vector<Run> runs;
 };
 
 struct Member {
@@ -114,7 +143,12 @@ uint32_t findMember(const DDS_TypeCode &structure, std::string_view name);
 inline bool isEnumerator(const DDS_TypeCode &enumeration, int32_t value)
 {
     const std::vector<int32_t> &values = enumeration.enumeratorValues;
-    return std::binary_search(values.begin(), values.end(), value);
+    const int64_t index = int64_t{value} - values.front();
+    const auto count = static_cast<int64_t>(values.size());
+    // Most have no gaps.
+    return values.back() - int64_t{values.front()} < count
+               ? index >= 0 && index < count
+               : std::binary_search(values.begin(), values.end(), value);
 }
 
 } // namespace qddsc

@@ -10,10 +10,79 @@ namespace {
 
 constexpr uint64_t MAX_SAMPLE = static_cast<uint64_t>(std::numeric_limits<int32_t>::max());
 
+// Residues r for which r + distance is among `residues`.
+uint8_t shifted(uint8_t residues, uint32_t distance)
+{
+    const uint32_t twice = residues * 0x101U;
+    return static_cast<uint8_t>(twice >> (distance % RESIDUES));
+}
+
+void append(Packed &block, const Packed &next)
+{
+    block.alignment = block.bytes == 0 ? next.alignment : block.alignment;
+    block.plain &= shifted(next.plain, block.bytes);
+    block.xcdr2 &= shifted(next.xcdr2, block.bytes);
+    block.bytes += next.bytes;
+}
+
+// `count` blocks behind each other.
+Packed repeat(const Packed &element, uint64_t count)
+{
+    Packed block;
+    block.plain = element.bytes > 0 ? UINT8_MAX : 0;
+    block.xcdr2 = block.plain;
+    for (uint64_t i = 0; i < std::min<uint64_t>(count, RESIDUES); ++i) {
+        append(block, element);
+    }
+    block.bytes = static_cast<uint32_t>(element.bytes * count);
+    return block;
+}
+
+// Elements behind each other are packed wherever 8 of them are: then their residues repeat.
+void layElements(Layout &container, const Packed &element)
+{
+    container.elements = repeat(element, RESIDUES);
+    container.elements.bytes = element.bytes;
+}
+
+// A block goes on as long as the members of a struct at position 0 need no padding.
+void layRuns(DDS_TypeCode &type)
+{
+    std::vector<Run> &runs = type.layout.runs;
+    uint64_t position = 0; // in a default value
+    for (uint32_t i = 0; i < type.members.size(); ++i) {
+        const Layout &inner = type.members[i].type->layout;
+        const bool joins = !runs.empty() && runs.back().packed.bytes > 0 &&
+                           isPackedAt(inner.packed.plain, position);
+        if (joins) {
+            append(runs.back().packed, inner.packed);
+            runs.back().end = i + 1;
+        } else {
+            runs.push_back({i, i + 1, inner.packed});
+        }
+        position += inner.size[position % RESIDUES];
+    }
+    if (runs.size() == 1) {
+        type.layout.packed = runs.front().packed;
+        if (type.extensibility == DDS_EXTENSIBILITY_APPENDABLE) {
+            type.layout.packed.xcdr2 = 0;
+        }
+    }
+}
+
+void layNumber(DDS_TypeCode &type, uint32_t size)
+{
+    constexpr uint8_t MULTIPLES[] = {0, 0xFF, 0x55, 0, 0x11, 0, 0, 0, 0x01};
+    type.layout.packed = {size, size, MULTIPLES[size], MULTIPLES[std::min(size, 4U)]};
+}
+
 void layScalar(DDS_TypeCode &type)
 {
     Layout &layout = type.layout;
     const uint32_t size = scalarSize(type.kind);
+    if (isPrimitive(type.kind) && type.kind != DDS_TK_BOOLEAN) {
+        layNumber(type, size);
+    }
     layout.alignment = size;
     layout.minimum = size;
     for (uint32_t residue = 0; residue < RESIDUES; ++residue) {
@@ -31,6 +100,7 @@ void layScalar(DDS_TypeCode &type)
     } else if (type.kind == DDS_TK_SEQUENCE) {
         layout.fixed = false;
         layout.alignment = std::max(size, type.content->layout.alignment);
+        layElements(layout, type.content->layout.packed);
     }
 }
 
@@ -49,6 +119,15 @@ bool layArray(DDS_TypeCode &type)
         layout.size[residue] = static_cast<uint32_t>(bytes);
     }
     layout.minimum = element.layout.minimum * type.elementCount;
+    layout.packed = repeat(element.layout.packed, type.elementCount);
+    if (element.kind == DDS_TK_ARRAY) {
+        layout.elements = element.layout.elements;
+    } else {
+        layElements(layout, element.layout.packed);
+    }
+    if (!isPrimitive(element.kind)) {
+        layout.packed.xcdr2 &= element.kind == DDS_TK_ARRAY ? element.layout.packed.xcdr2 : 0;
+    }
     return true;
 }
 
@@ -74,6 +153,7 @@ bool layStruct(DDS_TypeCode &type)
         }
     }
     std::copy(bytes.begin(), bytes.end(), layout.size.begin());
+    layRuns(type);
     return true;
 }
 

@@ -55,6 +55,11 @@ void copyScalars(uint8_t *to, const uint8_t *from, uint32_t size, uint64_t count
     }
 }
 
+uint8_t residues(const qddsc::Packed &packed, const Form &form)
+{
+    return form.alignment == PLAIN_FORM.alignment ? packed.plain : packed.xcdr2;
+}
+
 } // namespace
 
 const DDS_TypeCode &innermostElement(const DDS_TypeCode &array, uint64_t &count)
@@ -232,7 +237,8 @@ bool Transcoder::sequence(const DDS_TypeCode &type)
     uint32_t count = 0;
     return enter(delimited && from_.delimitedCollections, delimited && to_.delimitedCollections,
                  scope) &&
-           readWord(count) && writeWord(count) && elements(element, count) && leave(scope, false);
+           readWord(count) && writeWord(count) && elements(element, count, type.layout.elements) &&
+           leave(scope, false);
 }
 
 bool Transcoder::array(const DDS_TypeCode &type)
@@ -243,10 +249,10 @@ bool Transcoder::array(const DDS_TypeCode &type)
     Scope scope;
     return enter(delimited && from_.delimitedCollections, delimited && to_.delimitedCollections,
                  scope) &&
-           elements(element, count) && leave(scope, false);
+           elements(element, count, type.layout.elements) && leave(scope, false);
 }
 
-bool Transcoder::elements(const DDS_TypeCode &type, uint64_t count)
+bool Transcoder::elements(const DDS_TypeCode &type, uint64_t count, const qddsc::Packed &packed)
 {
     // Every element takes a byte at least, also one whose members are missing.
     if (count > limit_ - position_) {
@@ -254,6 +260,9 @@ bool Transcoder::elements(const DDS_TypeCode &type, uint64_t count)
     }
     if (isPrimitive(type.kind) || type.kind == DDS_TK_ENUM) {
         return count == 0 || scalars(qddsc::scalarSize(type.kind), count);
+    }
+    if (count > 0 && block(packed, count)) {
+        return true;
     }
     for (uint64_t i = 0; i < count; ++i) {
         if (!value(type)) {
@@ -266,18 +275,31 @@ bool Transcoder::elements(const DDS_TypeCode &type, uint64_t count)
 
 bool Transcoder::structure(const DDS_TypeCode &type)
 {
-    const bool keysOnly = members_ != Members::all && type.keyed;
     const bool appendable = type.extensibility == DDS_EXTENSIBILITY_APPENDABLE;
     Scope scope;
     if (!enter(appendable && from_.delimitedStructs, appendable && to_.delimitedStructs, scope)) {
         return false;
     }
-    size_t count = type.members.size();
-    if (&type == root_ && members_ == Members::keysOfAll) {
-        for (; count > 0 && !type.members[count - 1].isKey; --count) {
+    if (members_ != Members::all && type.keyed) {
+        auto end = static_cast<uint32_t>(type.members.size());
+        if (&type == root_ && members_ == Members::keysOfAll) {
+            for (; !type.members[end - 1].isKey; --end) {
+            }
+        }
+        return members(type, 0, end, scope) && leave(scope, true);
+    }
+    for (const qddsc::Run &run : type.layout.runs) {
+        if (!block(run.packed, 1) && !members(type, run.begin, run.end, scope)) {
+            return false;
         }
     }
-    for (size_t i = 0; i < count; ++i) {
+    return leave(scope, true);
+}
+
+bool Transcoder::members(const DDS_TypeCode &type, uint32_t begin, uint32_t end, const Scope &scope)
+{
+    const bool keysOnly = members_ != Members::all && type.keyed;
+    for (uint32_t i = begin; i < end; ++i) {
         const qddsc::Member &next = type.members[i];
         const DDS_TypeCode &inner = *next.type->resolved;
         const bool good = isMissing(type, inner, scope) ? defaults(inner)
@@ -287,7 +309,30 @@ bool Transcoder::structure(const DDS_TypeCode &type)
             return false;
         }
     }
-    return leave(scope, true);
+    return true;
+}
+
+// Copies numbers as a whole; false when that does not go, and one by one may.
+bool Transcoder::block(const qddsc::Packed &packed, uint64_t count)
+{
+    if (packed.bytes == 0 || swap_ || members_ != Members::all) {
+        return false;
+    }
+    const uint32_t alignment = std::min(packed.alignment, to_.alignment);
+    const uint64_t size = packed.bytes * count;
+    const uint64_t begin = alignUp(position_, std::min(packed.alignment, from_.alignment));
+    if (begin > limit_ || size > limit_ - begin ||
+        !qddsc::isPackedAt(residues(packed, from_), begin) ||
+        !qddsc::isPackedAt(residues(packed, to_), alignUp(sink_.position(), alignment))) {
+        return false;
+    }
+    uint8_t *to = sink_.place(alignment, size);
+    if (to == nullptr) {
+        return false;
+    }
+    std::memcpy(to, bytes_ + begin, size);
+    position_ = begin + size;
+    return true;
 }
 
 // `present`: on both sides.

@@ -122,9 +122,11 @@ private:
     bool string();
     bool sequence(const DDS_TypeCode &type);
     bool array(const DDS_TypeCode &type);
-    bool elements(const DDS_TypeCode &type, uint64_t count);
+    bool elements(const DDS_TypeCode &type, uint64_t count, const qddsc::Packed &packed);
     bool structure(const DDS_TypeCode &type);
+    bool members(const DDS_TypeCode &type, uint32_t begin, uint32_t end, const Scope &scope);
     bool member(const DDS_TypeCode &type, bool present);
+    bool block(const qddsc::Packed &packed, uint64_t count);
     bool isMissing(const DDS_TypeCode &structure, const DDS_TypeCode &next, const Scope &scope);
     bool defaults(const DDS_TypeCode &type);
 
