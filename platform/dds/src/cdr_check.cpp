@@ -146,12 +146,22 @@ private:
         return true;
     }
 
-    // Passes numbers as a whole; false when that does not go, and one by one may.
+    // Passes scalars as a whole; false when that does not go, and one by one may.
     bool block(const Packed &packed, uint64_t count)
     {
         if (packed.bytes == 0 || !align(packed.alignment) || !isPackedAt(packed.plain, position_) ||
             !view_.holds(position_, packed.bytes * count)) {
             return false;
+        }
+        for (uint64_t i = 0; i < count && !packed.picky.empty(); ++i) {
+            for (const Picky &picky : packed.picky) {
+                const uint64_t at = position_ + i * packed.bytes + picky.offset;
+                if (picky.type->kind == DDS_TK_BOOLEAN
+                        ? view_.bytes[at] > 1
+                        : !isEnumerator(*picky.type, static_cast<int32_t>(view_.count(at)))) {
+                    return false;
+                }
+            }
         }
         position_ += packed.bytes * count;
         return true;

@@ -19,14 +19,21 @@ namespace qddsc {
 constexpr uint32_t RESIDUES = 8;
 using SizeByResidue = std::array<uint32_t, RESIDUES>;
 
-// Numbers that lie without padding between them, in one block. Nothing about them needs a check.
+// A boolean or an enum within a block: not every value is one of its type.
+struct Picky {
+    uint32_t offset;
+    const DDS_TypeCode *type;
+};
+
+// Scalars that lie without padding between them, in one block.
 struct Packed {
     uint32_t bytes = 0;     // 0: no such block
-    uint32_t alignment = 1; // of the first number
+    uint32_t alignment = 1; // of the first scalar
     // Bit r is set where a block that starts at residue r holds no padding: in XCDR1, and in XCDR2,
     // which aligns to 4 bytes at most and puts delimiters in between.
     uint8_t plain = 0;
     uint8_t xcdr2 = 0;
+    std::vector<Picky> picky;
 };
 
 inline bool isPackedAt(uint8_t residues, uint64_t position)

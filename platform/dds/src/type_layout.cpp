@@ -20,17 +20,23 @@ uint8_t shifted(uint8_t residues, uint32_t distance)
 void append(Packed &block, const Packed &next)
 {
     block.alignment = block.bytes == 0 ? next.alignment : block.alignment;
+    for (const Picky &picky : next.picky) {
+        block.picky.push_back({block.bytes + picky.offset, picky.type});
+    }
     block.plain &= shifted(next.plain, block.bytes);
     block.xcdr2 &= shifted(next.xcdr2, block.bytes);
     block.bytes += next.bytes;
 }
 
-// `count` blocks behind each other.
+// `count` blocks behind each other; none where they would have too many values to check.
 Packed repeat(const Packed &element, uint64_t count)
 {
     Packed block;
-    block.plain = element.bytes > 0 ? UINT8_MAX : 0;
-    block.xcdr2 = block.plain;
+    if (element.bytes == 0 || (count > RESIDUES && !element.picky.empty())) {
+        return block;
+    }
+    block.plain = UINT8_MAX;
+    block.xcdr2 = UINT8_MAX;
     for (uint64_t i = 0; i < std::min<uint64_t>(count, RESIDUES); ++i) {
         append(block, element);
     }
@@ -43,6 +49,7 @@ void layElements(Layout &container, const Packed &element)
 {
     container.elements = repeat(element, RESIDUES);
     container.elements.bytes = element.bytes;
+    container.elements.picky = element.picky;
 }
 
 // A block goes on as long as the members of a struct at position 0 need no padding.
@@ -70,18 +77,22 @@ void layRuns(DDS_TypeCode &type)
     }
 }
 
-void layNumber(DDS_TypeCode &type, uint32_t size)
+Packed packScalar(const DDS_TypeCode &type, uint32_t size)
 {
     constexpr uint8_t MULTIPLES[] = {0, 0xFF, 0x55, 0, 0x11, 0, 0, 0, 0x01};
-    type.layout.packed = {size, size, MULTIPLES[size], MULTIPLES[std::min(size, 4U)]};
+    Packed block = {size, size, MULTIPLES[size], MULTIPLES[std::min(size, 4U)], {}};
+    if (type.kind == DDS_TK_BOOLEAN || type.kind == DDS_TK_ENUM) {
+        block.picky.push_back({0, &type});
+    }
+    return block;
 }
 
 void layScalar(DDS_TypeCode &type)
 {
     Layout &layout = type.layout;
     const uint32_t size = scalarSize(type.kind);
-    if (isPrimitive(type.kind) && type.kind != DDS_TK_BOOLEAN) {
-        layNumber(type, size);
+    if (isPrimitive(type.kind) || type.kind == DDS_TK_ENUM) {
+        layout.packed = packScalar(type, size);
     }
     layout.alignment = size;
     layout.minimum = size;

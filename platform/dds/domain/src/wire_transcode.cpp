@@ -312,7 +312,7 @@ bool Transcoder::members(const DDS_TypeCode &type, uint32_t begin, uint32_t end,
     return true;
 }
 
-// Copies numbers as a whole; false when that does not go, and one by one may.
+// Copies scalars as a whole; false when that does not go, and one by one may.
 bool Transcoder::block(const qddsc::Packed &packed, uint64_t count)
 {
     if (packed.bytes == 0 || swap_ || members_ != Members::all) {
