@@ -1,0 +1,362 @@
+// Discovery: see qddsdomain/discovery.h. One thread waits for the engine's built-in topics and asks
+// for types; a guard condition ends it.
+#include "discovery.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "endpoint.h"
+#include "error_text.h"
+#include "qddscore/log.h"
+
+using namespace qddsdomain;
+using qddsc::setError;
+
+namespace {
+
+constexpr size_t AT_ONCE = 64;
+// How often a type is asked for that has not come yet: the engine sends one request and says when
+// asked whether there is an answer.
+constexpr dds_duration_t POLL = DDS_MSECS(10);
+constexpr dds_duration_t SLOW_POLL = DDS_MSECS(500);
+
+Guid guidOf(const dds_guid_t &key)
+{
+    Guid guid;
+    std::memcpy(guid.data(), key.v, guid.size());
+    return guid;
+}
+
+// From the entity kind at the end of the GUID (RTPS 2.5, 9.3.1.2).
+bool isKeyed(const Guid &guid)
+{
+    const uint8_t kind = guid[15] & 0x3FU;
+    return kind == 0x02 || kind == 0x07;
+}
+
+std::vector<std::string> partitionsOf(const dds_qos_t *qos)
+{
+    std::vector<std::string> partitions;
+    uint32_t count = 0;
+    char **names = nullptr;
+    if (dds_qget_partition(qos, &count, &names)) {
+        for (uint32_t i = 0; i < count; ++i) {
+            partitions.emplace_back(names[i]);
+            dds_free(names[i]);
+        }
+        dds_free(names);
+    }
+    if (partitions.size() == 1 && partitions[0].empty()) {
+        partitions.clear(); // the default partition's other spelling
+    }
+    return partitions;
+}
+
+Endpoint endpointOf(const dds_builtintopic_endpoint_t &sample, bool isWriter)
+{
+    Endpoint made;
+    made.guid = guidOf(sample.key);
+    made.isWriter = isWriter;
+    made.topic = sample.topic_name != nullptr ? sample.topic_name : "";
+    made.typeName = sample.type_name != nullptr ? sample.type_name : "";
+    made.partitions = partitionsOf(sample.qos);
+    made.keyed = isKeyed(made.guid);
+    dds_reliability_kind_t reliability = DDS_RELIABILITY_BEST_EFFORT;
+    dds_duration_t blocking = 0;
+    made.reliable = dds_qget_reliability(sample.qos, &reliability, &blocking) &&
+                    reliability == DDS_RELIABILITY_RELIABLE;
+    dds_durability_kind_t durability = DDS_DURABILITY_VOLATILE;
+    if (dds_qget_durability(sample.qos, &durability) && durability != DDS_DURABILITY_VOLATILE) {
+        made.durability = DDS_TRANSIENT_LOCAL_DURABILITY;
+    }
+    return made;
+}
+
+} // namespace
+
+DDS_Discovery::~DDS_Discovery()
+{
+    if (thread.joinable()) {
+        (void)dds_set_guardcondition(stop.get(), true);
+        thread.join();
+    }
+}
+
+// Whatever part of this process a participant belongs to. What was seen once stays known, as
+// endpoints may be told of when their participant has gone.
+bool DDS_Discovery::isOwn(const dds_guid_t &key)
+{
+    if (ownParticipants.count(guidOf(key)) != 0) {
+        return true;
+    }
+    std::array<dds_entity_t, AT_ONCE> here{};
+    const dds_return_t count = dds_lookup_participant(
+        static_cast<dds_domainid_t>(*participant->domain), here.data(), here.size());
+    for (dds_return_t i = 0; i < std::min(count, static_cast<dds_return_t>(here.size())); ++i) {
+        dds_guid_t guid;
+        if (dds_get_guid(here[static_cast<size_t>(i)], &guid) == 0) {
+            ownParticipants.insert(guidOf(guid));
+        }
+    }
+    return ownParticipants.count(guidOf(key)) != 0;
+}
+
+void DDS_Discovery::tell(DDS_DiscoveryEventKind kind, const Endpoint &endpoint)
+{
+    const std::lock_guard<std::mutex> guard(mutex);
+    events.push_back({kind, endpoint});
+    told = true;
+}
+
+void DDS_Discovery::see(dds_builtintopic_endpoint_t &sample, dds_instance_handle_t handle,
+                        bool isWriter)
+{
+    if (isOwn(sample.participant_key)) {
+        return;
+    }
+    Endpoint seen = endpointOf(sample, isWriter);
+    const auto known = endpoints.find(handle);
+    if (known != endpoints.end()) {
+        Endpoint &endpoint = known->second;
+        if (endpoint.partitions != seen.partitions) {
+            endpoint.partitions = std::move(seen.partitions);
+            if (endpoint.announced) {
+                tell(DDS_ENDPOINT_CHANGED, endpoint);
+            }
+        }
+        return;
+    }
+    EquivalenceHash hash;
+    if (typeOf(sample, hash)) {
+        std::weak_ptr<ArrivingType> &there = types[hash];
+        seen.arriving = there.lock();
+        if (seen.arriving == nullptr) {
+            seen.arriving = std::make_shared<ArrivingType>(hash);
+            there = seen.arriving;
+        }
+    }
+    seen.patience = Clock::now() + typeTimeout;
+    endpoints.emplace(handle, std::move(seen));
+}
+
+void DDS_Discovery::lose(dds_instance_handle_t handle)
+{
+    const auto known = endpoints.find(handle);
+    if (known == endpoints.end()) {
+        return;
+    }
+    if (known->second.announced) {
+        tell(DDS_ENDPOINT_GONE, known->second);
+    }
+    const std::shared_ptr<ArrivingType> type = known->second.arriving;
+    endpoints.erase(known);
+    if (type != nullptr && type.use_count() == 1) {
+        types.erase(type->hash);
+    }
+}
+
+// A sample of one that has gone carries nothing but the handle.
+void DDS_Discovery::takeFrom(dds_entity_t reader, bool ofWriters)
+{
+    std::array<void *, AT_ONCE> samples{};
+    std::array<dds_sample_info_t, AT_ONCE> infos;
+    for (;;) {
+        const dds_return_t count =
+            dds_take(reader, samples.data(), infos.data(), samples.size(), AT_ONCE);
+        if (count <= 0) {
+            return;
+        }
+        for (size_t i = 0; i < static_cast<size_t>(count); ++i) {
+            if (infos[i].instance_state != DDS_IST_ALIVE) {
+                lose(infos[i].instance_handle);
+            } else if (infos[i].valid_data) {
+                see(*static_cast<dds_builtintopic_endpoint_t *>(samples[i]),
+                    infos[i].instance_handle, ofWriters);
+            }
+        }
+        (void)dds_return_loan(reader, samples.data(), count);
+    }
+}
+
+// Adds what type objects have come; true when that finished the type.
+bool DDS_Discovery::advance(ArrivingType &type)
+{
+    Bytes serialized;
+    for (bool progress = true; progress;) {
+        progress = false;
+        type.state = type.assembler.assemble();
+        if (type.state != TypeAssembler::State::incomplete) {
+            return true;
+        }
+        const std::vector<EquivalenceHash> missing = type.assembler.missing();
+        for (const EquivalenceHash &hash : missing) {
+            if (fetchTypeObject(participant->entity.get(), hash, 1, serialized)) {
+                type.assembler.add(hash, serialized.data(), serialized.size());
+                progress = true;
+            }
+        }
+    }
+    return false;
+}
+
+// Announces what can be announced; true when somebody still waits for a type within its time.
+bool DDS_Discovery::resolveTypes()
+{
+    const Clock::time_point now = Clock::now();
+    for (auto &[hash, there] : types) {
+        const std::shared_ptr<ArrivingType> type = there.lock();
+        if (type != nullptr && type->state == TypeAssembler::State::incomplete) {
+            (void)advance(*type);
+        }
+    }
+    bool waiting = false;
+    for (auto &[handle, endpoint] : endpoints) {
+        const ArrivingType *type = endpoint.arriving.get();
+        if (type == nullptr || type->state == TypeAssembler::State::refused) {
+            endpoint.typeProblem =
+                type == nullptr ? "the peer tells no type" : type->assembler.problem();
+        } else if (type->state == TypeAssembler::State::made) {
+            if (endpoint.announced && endpoint.type == nullptr) {
+                endpoint.type = type->assembler.type();
+                endpoint.typeProblem.clear();
+                tell(DDS_ENDPOINT_CHANGED, endpoint);
+            }
+            endpoint.type = type->assembler.type();
+        } else if (now < endpoint.patience) {
+            waiting = true;
+            continue;
+        } else {
+            endpoint.typeProblem = "the peer has not told its type in time";
+        }
+        if (!endpoint.announced) {
+            endpoint.announced = true;
+            tell(DDS_ENDPOINT_APPEARED, endpoint);
+        }
+    }
+    return waiting;
+}
+
+void DDS_Discovery::run()
+{
+    for (bool stopped = false; !stopped;) {
+        dds_duration_t pause = SLOW_POLL;
+        try {
+            takeFrom(writers.get(), true);
+            takeFrom(readers.get(), false);
+            if (resolveTypes()) {
+                pause = POLL;
+            }
+            const bool late =
+                std::any_of(types.begin(), types.end(), [](const auto &entry) {
+                    const auto type = entry.second.lock();
+                    return type != nullptr && type->state == TypeAssembler::State::incomplete;
+                });
+            if (!late) {
+                pause = DDS_INFINITY;
+            }
+        } catch (...) {
+            QELLog_printContextAndMsg("DDS_Discovery", &QEL_LOG_ANY_FAILURE_s,
+                                      "no memory for what was discovered");
+        }
+        if (told) {
+            told = false;
+            if (onChange != nullptr) {
+                onChange(argument);
+            }
+        }
+        (void)dds_waitset_wait(waitset.get(), nullptr, 0, pause);
+        (void)dds_read_guardcondition(stop.get(), &stopped);
+    }
+}
+
+namespace {
+
+DDS_Discovery *makeDiscovery(DDS_DomainParticipant &participant, int64_t typeTimeout,
+                             DDS_OnDiscoveryFn onChange, void *argument, DDS_ErrorText *error)
+{
+    auto made = std::make_unique<DDS_Discovery>();
+    made->participant = &participant;
+    made->typeTimeout = std::chrono::nanoseconds(std::max<int64_t>(typeTimeout, 0));
+    made->onChange = onChange;
+    made->argument = argument;
+    const EngineComplaints complaints;
+    const dds_entity_t parent = participant.entity.get();
+    made->writers = engine::Entity(
+        dds_create_reader(parent, DDS_BUILTIN_TOPIC_DCPSPUBLICATION, nullptr, nullptr));
+    made->readers = engine::Entity(
+        dds_create_reader(parent, DDS_BUILTIN_TOPIC_DCPSSUBSCRIPTION, nullptr, nullptr));
+    made->stop = engine::Entity(dds_create_guardcondition(parent));
+    made->waitset = engine::Entity(dds_create_waitset(parent));
+    for (const engine::Entity *entity : {&made->writers, &made->readers, &made->stop}) {
+        dds_return_t code = std::min(entity->get(), made->waitset.get());
+        if (code > 0 && entity != &made->stop) {
+            code = dds_set_status_mask(entity->get(), DDS_DATA_AVAILABLE_STATUS);
+        }
+        if (code >= 0) {
+            code = dds_waitset_attach(made->waitset.get(), entity->get(), 0);
+        }
+        if (code < 0) {
+            setError(error, "the engine does not let discovery be watched: %s",
+                     complaints.text(code).c_str());
+            return nullptr;
+        }
+    }
+    made->thread = std::thread(&DDS_Discovery::run, made.get());
+    return made.release();
+}
+
+} // namespace
+
+DDS_Discovery *DDS_Discovery_new(DDS_DomainParticipant *participant, int64_t typeTimeout,
+                                 DDS_OnDiscoveryFn onChange, void *argument,
+                                 DDS_ErrorText *error) noexcept
+try {
+    if (participant == nullptr) {
+        setError(error, "no participant");
+        return nullptr;
+    }
+    return makeDiscovery(*participant, typeTimeout, onChange, argument, error);
+} catch (...) {
+    setError(error, "no memory or no thread for a discovery");
+    return nullptr;
+}
+
+void DDS_Discovery_delete(DDS_Discovery *self) noexcept
+{
+    delete self;
+}
+
+const DDS_DiscoveredEndpoint *DDS_Discovery_take(DDS_Discovery *self,
+                                                 DDS_DiscoveryEventKind *kind) noexcept
+try {
+    ShownEndpoint &shown = self->shown;
+    {
+        const std::lock_guard<std::mutex> guard(self->mutex);
+        if (self->events.empty()) {
+            return nullptr;
+        }
+        *kind = self->events.front().kind;
+        shown.endpoint = std::move(self->events.front().endpoint);
+        self->events.pop_front();
+    }
+    Endpoint &from = shown.endpoint;
+    shown.partitions.clear();
+    for (std::string &partition : from.partitions) {
+        shown.partitions.push_back(partition.data());
+    }
+    DDS_DiscoveredEndpoint &record = shown.record;
+    std::copy(from.guid.begin(), from.guid.end(), record.guid);
+    record.isWriter = from.isWriter ? 1 : 0;
+    record.topic = from.topic.c_str();
+    record.typeName = from.typeName.c_str();
+    record.type = from.type;
+    record.typeProblem = from.type == nullptr ? from.typeProblem.c_str() : nullptr;
+    const auto count = static_cast<int32_t>(shown.partitions.size());
+    record.partitions = {shown.partitions.data(), count, count};
+    record.isKeyed = from.keyed ? 1 : 0;
+    record.reliable = from.reliable ? 1 : 0;
+    record.durability = from.durability;
+    return &record;
+} catch (...) {
+    return nullptr;
+}
