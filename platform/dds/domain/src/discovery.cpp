@@ -246,11 +246,10 @@ void DDS_Discovery::run()
             if (resolveTypes()) {
                 pause = POLL;
             }
-            const bool late =
-                std::any_of(types.begin(), types.end(), [](const auto &entry) {
-                    const auto type = entry.second.lock();
-                    return type != nullptr && type->state == TypeAssembler::State::incomplete;
-                });
+            const bool late = std::any_of(types.begin(), types.end(), [](const auto &entry) {
+                const auto type = entry.second.lock();
+                return type != nullptr && type->state == TypeAssembler::State::incomplete;
+            });
             if (!late) {
                 pause = DDS_INFINITY;
             }
