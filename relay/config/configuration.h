@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -83,6 +84,29 @@ struct RouteSettings {
     OnError onError = OnError::carryOn;
 };
 
+/// Glob patterns by what they are held against.
+struct StreamPatterns {
+    std::vector<std::string> stream;
+    std::vector<std::string> type;
+    /// The default partition is "".
+    std::vector<std::string> partition;
+};
+
+/// Routes that are made at run time, for streams that a connection announces.
+struct DiscoverySettings {
+    std::string name;
+    /// Whose announcements count.
+    std::size_t connection = 0;
+    /// Announced input streams are read; else announced output streams are written.
+    bool inputs = true;
+    /// An empty list allows everything; one entry in a list is enough.
+    StreamPatterns allow;
+    StreamPatterns deny;
+    /// Each route, but for its name and type. The stream of the announced end is empty; other
+    /// streams and properties may hold `${stream}` and `${type}`.
+    RouteSettings route;
+};
+
 /// Adapters, connections and sessions are referred to by their index.
 struct Configuration {
     /// The file's name without directory and extension: what the service is called in messages.
@@ -95,6 +119,9 @@ struct Configuration {
     std::vector<ConnectionSettings> connections;
     std::vector<SessionSettings> sessions;
     std::vector<RouteSettings> routes;
+    std::vector<DiscoverySettings> discovery;
+    /// The named structs of `types`, for streams that are announced without one.
+    std::map<std::string, const DDS_TypeCode *> types;
 
     /// Whether any adapter is a Java class.
     bool needsJava() const

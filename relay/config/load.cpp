@@ -51,7 +51,8 @@ std::optional<YAML::Node> parse(const std::string &text, Diagnostics &diagnostic
 
 } // namespace
 
-std::optional<Configuration> loadConfiguration(const std::string &file, Diagnostics &diagnostics)
+std::optional<Configuration> loadConfiguration(const std::string &file, Diagnostics &diagnostics,
+                                               Needs needs)
 {
     const std::optional<std::string> text = readFile(file, diagnostics);
     if (!text) {
@@ -63,6 +64,13 @@ std::optional<Configuration> loadConfiguration(const std::string &file, Diagnost
     }
     Loader loader(diagnostics, *text, fs::absolute(file));
     Configuration configuration = loader.load(*root);
+    const bool anyRoute = !configuration.routes.empty() || !configuration.discovery.empty();
+    if (needs == Needs::routes && !anyRoute && diagnostics.empty()) {
+        diagnostics.add({}, "the configuration file must specify at least one route or discovery");
+    }
+    if (needs == Needs::connections && configuration.connections.empty() && diagnostics.empty()) {
+        diagnostics.add({}, "the configuration file must specify at least one connection");
+    }
     if (!diagnostics.empty()) {
         return std::nullopt;
     }

@@ -10,9 +10,13 @@
 
 namespace ferry {
 
+/// What a configuration must have.
+enum class Needs { routes, connections };
+
 /// Reads and checks the file whole, its types included. Nothing, with the reasons in `diagnostics`,
 /// when anything in it is wrong. Types are interned for the life of the process.
-std::optional<Configuration> loadConfiguration(const std::string &file, Diagnostics &diagnostics);
+std::optional<Configuration> loadConfiguration(const std::string &file, Diagnostics &diagnostics,
+                                               Needs needs = Needs::routes);
 
 } // namespace ferry
 

@@ -30,8 +30,9 @@ fs::path Loader::absolute(const std::string &path) const
 
 Configuration Loader::load(const YAML::Node &root)
 {
-    const Section top(diagnostics_, root, "",
-                      {"types", "java", "log", "adapters", "connections", "sessions", "routes"});
+    const Section top(
+        diagnostics_, root, "",
+        {"types", "java", "log", "adapters", "connections", "sessions", "routes", "discovery"});
     readTypes(top.find("types"));
     readLog(top.find("log"));
     readJava(top.find("java"));
@@ -43,30 +44,14 @@ Configuration Loader::load(const YAML::Node &root)
         readConnection(entry);
     }
     readSessions(top.find("sessions"));
-    const std::vector<NamedNode> routes = readEntries(diagnostics_, top.find("routes"), "routes");
-    for (const NamedNode &entry : routes) {
+    for (const NamedNode &entry : readEntries(diagnostics_, top.find("routes"), "routes")) {
         readRoute(entry);
     }
-    if (routes.empty() && diagnostics_.empty()) {
-        diagnostics_.add({}, "the configuration file must specify at least one route");
+    for (const NamedNode &entry : readEntries(diagnostics_, top.find("discovery"), "discovery")) {
+        readDiscovery(entry);
     }
+    collectTypes();
     return configuration_;
-}
-
-template<class T>
-std::size_t Loader::reference(const std::vector<T> &known, const std::string &name,
-                              const char *kind, const std::string &path, Place place)
-{
-    std::vector<std::string> names;
-    for (const T &item : known) {
-        if (item.name == name) {
-            return names.size();
-        }
-        names.push_back(item.name);
-    }
-    diagnostics_.add(place, path + ": there is no " + kind + " \"" + name + "\"" +
-                                suggestion(name, names));
-    return 0;
 }
 
 void Loader::readAdapter(const NamedNode &entry)
@@ -139,7 +124,7 @@ void Loader::readConnection(const NamedNode &entry)
 void Loader::readSessions(const YAML::Node &node)
 {
     for (const NamedNode &entry : readEntries(diagnostics_, node, "sessions")) {
-        readSession(entry);
+        readSessionSettings(entry);
     }
     if (configuration_.sessions.empty()) {
         configuration_.sessions.emplace_back();
@@ -147,7 +132,7 @@ void Loader::readSessions(const YAML::Node &node)
     }
 }
 
-void Loader::readSession(const NamedNode &entry)
+void Loader::readSessionSettings(const NamedNode &entry)
 {
     const std::string path = "sessions." + entry.name;
     const Section section(diagnostics_, entry.value, path, {"period", "batch", "properties"});
@@ -184,43 +169,54 @@ void Loader::readRoute(const NamedNode &entry)
                           {"session", "type", "input", "outputs", "on_error"});
     RouteSettings route;
     route.name = entry.name;
-    readRouteSession(section, route);
+    readSession(section, route);
     readRouteType(section, route);
     const YAML::Node input = section.require("input");
     if (input.IsDefined()) {
         readStream(input, section.pathOf("input"), route.input);
     }
+    readOutputs(section, route);
+    readOnError(section, route);
+    configuration_.routes.push_back(std::move(route));
+}
+
+void Loader::readOutputs(const Section &section, RouteSettings &route)
+{
     const YAML::Node outputs = section.require("outputs");
     if (outputs.IsDefined() && (!outputs.IsSequence() || outputs.size() == 0)) {
-        diagnostics_.add(placeOf(outputs), path + ".outputs must be a list of at least one output");
+        diagnostics_.add(placeOf(outputs),
+                         section.pathOf("outputs") + " must be a list of at least one output");
     } else if (outputs.IsDefined()) {
         for (std::size_t i = 0; i < outputs.size(); ++i) {
-            const std::string where = path + ".outputs[" + std::to_string(i) + "]";
+            const std::string where = section.pathOf("outputs[") + std::to_string(i) + "]";
             StreamSettings output;
             readStream(outputs[i], where, output);
             readBatch(outputs[i], route, where, output);
             route.outputs.push_back(std::move(output));
         }
     }
+}
+
+void Loader::readOnError(const Section &section, RouteSettings &route)
+{
     if (const auto word = section.text("on_error")) {
         route.onError = *word == "stop" ? OnError::stop : OnError::carryOn;
         if (*word != "stop" && *word != "continue") {
             diagnostics_.add(placeOf(section.find("on_error")),
-                             path + ".on_error must be continue or stop, not \"" + *word + "\"" +
-                                 suggestion(*word, {"continue", "stop"}));
+                             section.pathOf("on_error") + " must be continue or stop, not \"" +
+                                 *word + "\"" + suggestion(*word, {"continue", "stop"}));
         }
     }
-    configuration_.routes.push_back(std::move(route));
 }
 
-void Loader::readRouteSession(const Section &section, RouteSettings &route)
+void Loader::readSession(const Section &section, RouteSettings &route)
 {
     const YAML::Node node = section.find("session");
     if (const auto name = section.text("session")) {
         route.session = reference(configuration_.sessions, *name, "session",
                                   section.pathOf("session"), placeOf(node));
     } else if (!node.IsDefined() && configuration_.sessions.size() > 1) {
-        diagnostics_.add(section.place(), "missing key \"session\" in routes." + route.name +
+        diagnostics_.add(section.place(), "missing key \"session\" in " + section.path() +
                                               ": there is more than one session");
     }
 }

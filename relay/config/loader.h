@@ -36,10 +36,19 @@ private:
     void readPlugin(const Section &section, AdapterSettings &adapter);
     void readConnection(const NamedNode &entry);
     void readSessions(const YAML::Node &node);
-    void readSession(const NamedNode &entry);
+    void readSessionSettings(const NamedNode &entry);
     void readRoute(const NamedNode &entry);
-    void readRouteSession(const Section &section, RouteSettings &route);
+    void readSession(const Section &section, RouteSettings &route);
     void readRouteType(const Section &section, RouteSettings &route);
+    void readOutputs(const Section &section, RouteSettings &route);
+    void readOnError(const Section &section, RouteSettings &route);
+    void readDiscovery(const NamedNode &entry);
+    void readDirection(const Section &section, DiscoverySettings &rule);
+    void readOtherEnd(const NamedNode &entry, const Section &section, DiscoverySettings &rule);
+    StreamPatterns readPatterns(const Section &section, const std::string &key);
+    std::vector<std::string> readGlobs(const YAML::Node &node, const std::string &path,
+                                       bool mayBeEmpty);
+    void collectTypes();
     void readStream(const YAML::Node &node, const std::string &path, StreamSettings &stream);
     void readBatch(const YAML::Node &node, const RouteSettings &route, const std::string &path,
                    StreamSettings &output);
@@ -57,6 +66,22 @@ private:
     /// times.
     bool typesBroken_ = false;
 };
+
+template<class T>
+std::size_t Loader::reference(const std::vector<T> &known, const std::string &name,
+                              const char *kind, const std::string &path, Place place)
+{
+    std::vector<std::string> names;
+    for (const T &item : known) {
+        if (item.name == name) {
+            return names.size();
+        }
+        names.push_back(item.name);
+    }
+    diagnostics_.add(place, path + ": there is no " + kind + " \"" + name + "\"" +
+                                suggestion(name, names));
+    return 0;
+}
 
 } // namespace ferry
 

@@ -63,6 +63,10 @@ public:
     Properties properties(const std::filesystem::path &directory) const;
 
     std::string pathOf(const std::string &key) const;
+    const std::string &path() const
+    {
+        return path_;
+    }
     Place place() const
     {
         return place_;

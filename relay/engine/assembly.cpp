@@ -8,8 +8,14 @@
 namespace ferry {
 namespace {
 
-/// Discovery is read only when somebody asks for it, so its signals have no receiver.
-void ignoreSignal(QEL_FerrionStreamReader *, void *) {}
+/// Marks and wakes, nothing else; only the first signal since the last read has to wake.
+void onAnnouncement(QEL_FerrionStreamReader *, void *self)
+{
+    Announcer *announcer = static_cast<Announcer *>(self);
+    if (!announcer->signalled.exchange(true)) {
+        announcer->wake();
+    }
+}
 
 const char *nameAt(const std::vector<std::string> &names, std::size_t index)
 {
@@ -39,8 +45,10 @@ std::string version(const QEL_FerrionPluginVersion &version)
 } // namespace
 
 Assembly::Assembly(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-                   std::vector<std::unique_ptr<Session>> &sessions)
-    : configuration_(configuration), host_(host), reporter_(reporter), sessions_(sessions)
+                   Roster &roster, std::vector<std::unique_ptr<Session>> &sessions,
+                   const std::function<void()> &wake)
+    : configuration_(configuration), host_(host), reporter_(reporter), roster_(roster),
+      sessions_(sessions)
 {
     for (const AdapterSettings &settings : configuration.adapters) {
         adapters_.push_back(std::make_unique<Adapter>());
@@ -50,6 +58,16 @@ Assembly::Assembly(const Configuration &configuration, PluginHost &host, Reporte
         connections_.push_back(std::make_unique<Connection>());
         connections_.back()->settings = &settings;
         connections_.back()->adapter = adapters_[settings.adapter].get();
+        for (const bool inputs : {true, false}) {
+            announcers_.push_back(std::make_unique<Announcer>());
+            Announcer &announcer = *announcers_.back();
+            announcer.connection = connections_.size() - 1;
+            announcer.inputs = inputs;
+            announcer.label =
+                (inputs ? "input streams of connection " : "output streams of connection ") +
+                settings.name;
+            announcer.wake = wake;
+        }
     }
 }
 
@@ -85,19 +103,20 @@ void Assembly::build(const std::function<bool()> &stop)
             openConnection(*connection);
         }
     }
-    for (std::size_t i = 0; i < sessions_.size(); ++i) {
-        for (const auto &route : sessions_[i]->routes()) {
-            if (stop()) {
-                return;
-            }
-            const bool good = openRoute(*route, i);
-            route->setState(good ? Route::State::active : Route::State::failed);
-            if (!good) {
-                logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s,
-                         route->name().c_str());
-                reporter_.bad("route " + route->name(), "out of service");
-            }
+    roster_.visit([&](Route &route) {
+        if (!stop()) {
+            open(route);
         }
+    });
+}
+
+void Assembly::open(Route &route)
+{
+    const bool good = openRoute(route);
+    route.setState(good ? Route::State::active : Route::State::failed);
+    if (!good) {
+        logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s, route.name().c_str());
+        reporter_.bad("route " + route.name(), "out of service");
     }
 }
 
@@ -155,11 +174,14 @@ void Assembly::openConnection(Connection &connection)
         return;
     }
     const PropertyList properties(settings.properties);
-    const QEL_FerrionStreamReaderListener listener{nullptr, ignoreSignal};
+    const std::size_t first =
+        2 * static_cast<std::size_t>(&settings - configuration_.connections.data());
+    const QEL_FerrionStreamReaderListener inputs{announcers_[first].get(), onAnnouncement};
+    const QEL_FerrionStreamReaderListener outputs{announcers_[first + 1].get(), onAnnouncement};
     connection.handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
         return connection.operations().create_connection(
             connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
-            &listener, &listener, nullptr, nullptr, properties.get(), raw);
+            &outputs, &inputs, nullptr, nullptr, properties.get(), raw);
     });
     if (connection.handle == nullptr && !environment_.failed()) {
         environment_.fail("no connection");
@@ -209,13 +231,13 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
 }
 
 Assembly::PluginSession *Assembly::place(Endpoint &endpoint, const StreamSettings &settings,
-                                         std::size_t session, const Route &route)
+                                         const Route &route)
 {
     const Connection &connection = *connections_[settings.connection];
     endpoint.settings = &settings;
     endpoint.adapter = &connection.adapter->settings->name;
     endpoint.label = connection.settings->name + "/" + settings.stream;
-    PluginSession &found = sessionOf(session, settings.connection);
+    PluginSession &found = sessionOf(route.settings().session, settings.connection);
     if (found.handle == nullptr) {
         reporter_.bad("route " + route.name(),
                       "connection " + connection.settings->name + " is out of service");
@@ -227,16 +249,16 @@ Assembly::PluginSession *Assembly::place(Endpoint &endpoint, const StreamSetting
 
 /// The writers come first: a reader may have data from its creation on. A route that cannot be made
 /// whole gives up the writers that it has.
-bool Assembly::openRoute(Route &route, std::size_t session)
+bool Assembly::openRoute(Route &route)
 {
     const RouteSettings &settings = route.settings();
     bool good = true;
     for (std::size_t i = 0; i < settings.outputs.size() && good; ++i) {
-        good = openWriter(route, *route.outputs()[i], settings.outputs[i], session);
+        good = openWriter(route, *route.outputs()[i], settings.outputs[i]);
     }
-    good = good && openReader(route, session);
+    good = good && openReader(route);
     if (!good) {
-        closeWriters(route, session);
+        closeWriters(route);
     } else {
         reporter_.good("route " + route.name(), "type " + settings.typeName);
     }
@@ -246,9 +268,9 @@ bool Assembly::openRoute(Route &route, std::size_t session)
 /// Makes one end of a route; null after telling why there is none.
 template<class Handle, class Create>
 Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &settings,
-                          std::size_t session, const std::string &kind, Create &&create)
+                          const std::string &kind, Create &&create)
 {
-    PluginSession *const owner = place(end, settings, session, route);
+    PluginSession *const owner = place(end, settings, route);
     if (owner == nullptr) {
         return nullptr;
     }
@@ -270,11 +292,10 @@ Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &set
     return handle;
 }
 
-bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &settings,
-                          std::size_t session)
+bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &settings)
 {
     output.writer = openEnd<QEL_FerrionStreamWriter>(
-        route, output, settings, session, "writer",
+        route, output, settings, "writer",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,
             const QEL_FerrionProperties *properties,
             QEL_FerrionEnvironment *raw) -> QEL_FerrionStreamWriter * {
@@ -289,12 +310,12 @@ bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &se
     return output.writer != nullptr;
 }
 
-bool Assembly::openReader(Route &route, std::size_t session)
+bool Assembly::openReader(Route &route)
 {
     Input &input = route.input();
     const QEL_FerrionStreamReaderListener listener = route.listener();
     input.reader = openEnd<QEL_FerrionStreamReader>(
-        route, input, route.settings().input, session, "reader",
+        route, input, route.settings().input, "reader",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,
             const QEL_FerrionProperties *properties,
             QEL_FerrionEnvironment *raw) -> QEL_FerrionStreamReader * {

@@ -9,27 +9,78 @@
 #include <string>
 #include <vector>
 
+#include "engine/plugin.h"
 #include "engine/reporter.h"
+#include "engine/roster.h"
 #include "engine/session.h"
+
+struct QEL_FerrionStreamInfo;
 
 namespace ferry {
 
+/// One side of what a connection announces: its input streams, or its output streams. Control
+/// thread, but for the signal, which may come from any thread, also while the connection is being
+/// made.
+struct Announcer {
+    std::size_t connection = 0;
+    bool inputs = true;
+    /// "input streams of connection in", for messages.
+    std::string label;
+    /// Owned by the connection; null when it announces nothing.
+    QEL_FerrionStreamReader *reader = nullptr;
+    std::atomic<bool> signalled{false};
+    std::function<void()> wake;
+    RepeatFilter filter;
+    /// The last read brought news, so there may be more.
+    std::atomic<bool> more{false};
+    /// The last read failed: signals do not count until the next look, or a failing reader would
+    /// spin.
+    std::atomic<bool> failed{false};
+
+    /// Any thread: whether there may be something to read.
+    bool isPending() const
+    {
+        return !failed.load() && (more.load() || signalled.load());
+    }
+};
+
 class Assembly {
 public:
+    /// `wake` is called when a connection has something to announce, on any thread.
     Assembly(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-             std::vector<std::unique_ptr<Session>> &sessions);
+             Roster &roster, std::vector<std::unique_ptr<Session>> &sessions,
+             const std::function<void()> &wake);
 
     /// Makes everything that can be made. A failure puts the routes that depend on it out of
     /// service and is logged, reported and counted. `stop` is asked between any two calls.
     void build(const std::function<bool()> &stop);
-    /// Reads the discovery readers once and reports the streams that they announce.
-    void reportStreams();
+    /// Makes a route's writers and its reader; its state tells whether that went well.
+    void open(Route &route);
+    /// Deletes the reader and the writers of a route that no session has.
+    void close(Route &route);
+    /// Gets a discovery reader; false when there is none.
+    bool openAnnouncer(Announcer &announcer);
+    /// Reads a discovery reader once and shows each element to `body`, whatever the read reports;
+    /// false when it failed, which is logged once in a while.
+    bool read(Announcer &announcer, const std::function<void(const QEL_FerrionStreamInfo &)> &body);
+    /// Logs, reports and counts what is out of service by itself.
+    void refuse(const std::string &what, const std::string &reason);
+    /// Two of each connection.
+    const std::vector<std::unique_ptr<Announcer>> &announcers() const
+    {
+        return announcers_;
+    }
+    Reporter &reporter()
+    {
+        return reporter_;
+    }
     /// Deletes everything but what threads that were given up are inside of.
     void tearDown();
 
+    /// Any thread.
     std::size_t problems() const
     {
-        return problems_;
+        return problems_.load();
     }
     /// True when the tear-down had to leave something behind.
     bool leftSomething() const
@@ -88,23 +139,19 @@ private:
     std::string refusal(const QEL_FerrionAdapterPlugin *plugin) const;
     void openConnection(Connection &connection);
     PluginSession &sessionOf(std::size_t session, std::size_t connection);
-    bool openRoute(Route &route, std::size_t session);
+    bool openRoute(Route &route);
     template<class Handle, class Create>
     Handle *openEnd(Route &route, Endpoint &end, const StreamSettings &settings,
-                    std::size_t session, const std::string &kind, Create &&create);
-    bool openWriter(Route &route, Output &output, const StreamSettings &settings,
-                    std::size_t session);
-    bool openReader(Route &route, std::size_t session);
-    PluginSession *place(Endpoint &endpoint, const StreamSettings &settings, std::size_t session,
-                         const Route &route);
-    void readDiscovery(Connection &connection, bool inputs);
-    void describe(const Connection &connection, const QEL_FerrionStreamInfo &info, bool input);
-    void compareTypes(const Connection &connection, const QEL_FerrionStreamInfo &info, bool input);
+                    const std::string &kind, Create &&create);
+    bool openWriter(Route &route, Output &output, const StreamSettings &settings);
+    bool openReader(Route &route);
+    PluginSession *place(Endpoint &endpoint, const StreamSettings &settings, const Route &route);
+    bool announcerFailed(Announcer &announcer);
 
     void markBusy();
     bool isBusy(const void *object) const;
-    void closeReader(Route &route, std::size_t session);
-    void closeWriters(Route &route, std::size_t session);
+    void closeReader(Route &route);
+    void closeWriters(Route &route);
     void closeSessions();
     void closeConnections();
     void closeAdapters();
@@ -122,14 +169,16 @@ private:
     const Configuration &configuration_;
     PluginHost &host_;
     Reporter &reporter_;
+    Roster &roster_;
     std::vector<std::unique_ptr<Session>> &sessions_;
+    std::vector<std::unique_ptr<Announcer>> announcers_;
     std::vector<std::unique_ptr<Adapter>> adapters_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<std::unique_ptr<PluginSession>> pluginSessions_;
     CallEnvironment environment_;
     mutable std::mutex whereMutex_;
     std::string where_;
-    std::size_t problems_ = 0;
+    std::atomic<std::size_t> problems_{0};
     /// What threads that were given up are inside of.
     std::vector<const void *> busy_;
     bool leftSomething_ = false;

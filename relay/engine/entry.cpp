@@ -87,7 +87,7 @@ int runRelay(const RelayRequest &request)
     const LogLevel level = levelOf(request);
     Console console;
     LogSettings log = configuration.log;
-    if (request.checkOnly) {
+    if (request.task != Task::run) {
         log.file.clear();
     }
     if (!console.start(log, level)) {
@@ -101,9 +101,13 @@ int runRelay(const RelayRequest &request)
                                crashDirectory(configuration));
     java.logMask = maskOf(level);
     FerryPluginHost host(configuration, std::move(java));
-    ConsoleReporter reporter(console, request.checkOnly);
+    ConsoleReporter reporter(console, request.task == Task::check);
     SupervisorOptions options;
-    options.checkOnly = request.checkOnly;
+    options.task = request.task;
+    options.wait = request.wait;
+    if (request.idl) {
+        options.idl = request.idlType;
+    }
     if (request.untilIdle.count() >= 0) {
         options.untilIdle = request.untilIdle;
     }

@@ -4,6 +4,7 @@
 #define FERRY_ENGINE_ENTRY_H
 
 #include "config/configuration.h"
+#include "engine/task.h"
 
 namespace ferry {
 
@@ -11,10 +12,14 @@ enum class Verbosity { quiet, normal, verbose };
 
 struct RelayRequest {
     const Configuration *configuration = nullptr;
-    bool checkOnly = false;
+    Task task = Task::run;
     /// Below 0: run until stopped.
     std::chrono::milliseconds untilIdle{-1};
     std::chrono::milliseconds drain{5000};
+    /// Task::list: how long to wait, whether to print types as IDL, and which ("" for all).
+    std::chrono::milliseconds wait{2000};
+    bool idl = false;
+    std::string idlType;
     Verbosity verbosity = Verbosity::normal;
     /// The product's jars.
     std::vector<std::string> jars;

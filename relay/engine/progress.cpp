@@ -11,42 +11,22 @@ std::string count(std::uint64_t number, const char *what)
     return std::to_string(number) + " " + what;
 }
 
-std::uint64_t lostOf(const Route &route)
+std::string totals(const RouteTotals &route)
 {
-    std::uint64_t lost = 0;
-    for (const auto &output : route.outputs()) {
-        lost += output->lost.get();
+    std::string text = route.name + ": " + count(route.read, "read") + ", " +
+                       count(route.written, "written") + ", " + count(route.errors, "errors");
+    if (route.lost > 0) {
+        text += ", " + count(route.lost, "lost");
     }
-    return lost;
-}
-
-/// A sample counts as written when every output has it.
-std::uint64_t writtenOf(const Route &route)
-{
-    std::uint64_t written = route.samplesRead.get();
-    for (const auto &output : route.outputs()) {
-        written = std::min(written, output->written.get());
-    }
-    return written;
-}
-
-std::string totals(const Route &route)
-{
-    std::string text = route.name() + ": " + count(route.samplesRead.get(), "read") + ", " +
-                       count(writtenOf(route), "written") + ", " +
-                       count(route.errors.get(), "errors");
-    if (const std::uint64_t lost = lostOf(route)) {
-        text += ", " + count(lost, "lost");
-    }
-    if (const std::uint64_t unreadable = route.unreadable.get()) {
-        text += ", " + count(unreadable, "unreadable");
+    if (route.unreadable > 0) {
+        text += ", " + count(route.unreadable, "unreadable");
     }
     return text;
 }
 
-std::string ending(const Route &route)
+std::string ending(const RouteTotals &route)
 {
-    return route.state() == Route::State::failed ? " (out of service)" : "";
+    return route.failed ? " (out of service)" : route.gone ? " (gone)" : "";
 }
 
 } // namespace
@@ -58,53 +38,45 @@ std::string rateText(std::uint64_t samples, std::chrono::nanoseconds time)
     return std::to_string(std::llround(rate)) + " samples/s";
 }
 
-std::vector<std::string> summaryLines(const std::vector<std::unique_ptr<Session>> &sessions)
+std::vector<std::string> summaryLines(const std::vector<RouteTotals> &routes)
 {
     std::vector<std::string> lines;
-    forEachRoute(sessions, [&](const Route &route) {
-        const std::chrono::nanoseconds busy(route.lastActivity.load() - route.firstActivity.load());
-        lines.push_back(totals(route) + ", " + rateText(route.samplesRead.get(), busy) +
-                        ending(route));
-        if (route.outputs().size() > 1) {
-            for (const auto &output : route.outputs()) {
-                lines.push_back("  to " + output->label + ": " +
-                                count(output->written.get(), "written") + ", " +
-                                count(output->lost.get(), "lost"));
+    for (const RouteTotals &route : routes) {
+        const std::chrono::nanoseconds busy(route.lastActivity - route.firstActivity);
+        lines.push_back(totals(route) + ", " + rateText(route.read, busy) + ending(route));
+        for (const RouteTotals::Output &output : route.outputs) {
+            if (route.outputs.size() > 1) {
+                lines.push_back("  to " + output.label + ": " + count(output.written, "written") +
+                                ", " + count(output.lost, "lost"));
             }
         }
-    });
+    }
     return lines;
 }
 
-std::uint64_t lostSamples(const std::vector<std::unique_ptr<Session>> &sessions)
+bool isClean(const std::vector<RouteTotals> &routes)
 {
-    std::uint64_t lost = 0;
-    forEachRoute(sessions,
-                 [&](const Route &route) { lost += lostOf(route) + route.unreadable.get(); });
-    return lost;
+    return std::all_of(routes.begin(), routes.end(), [](const RouteTotals &route) {
+        return route.lost == 0 && route.unreadable == 0 && route.errors == 0 && !route.failed;
+    });
 }
 
-std::uint64_t failedCalls(const std::vector<std::unique_ptr<Session>> &sessions)
-{
-    std::uint64_t failures = 0;
-    forEachRoute(sessions, [&](const Route &route) { failures += route.errors.get(); });
-    return failures;
-}
-
-std::vector<std::string> Progress::lines(const std::vector<std::unique_ptr<Session>> &sessions,
+std::vector<std::string> Progress::lines(const std::vector<RouteTotals> &routes,
                                          Clock::time_point now)
 {
     std::vector<std::string> result;
-    forEachRoute(sessions, [&](const Route &route) {
-        Last &last = last_[&route];
-        const std::uint64_t samples = route.samplesRead.get();
+    std::map<std::string, std::uint64_t> samples;
+    for (const RouteTotals &route : routes) {
         std::string line = totals(route);
-        if (last.time != Clock::time_point()) {
-            line += ", " + rateText(samples - last.samples, now - last.time);
+        const auto last = last_.find(route.name);
+        if (last != last_.end() && !route.gone) {
+            line += ", " + rateText(route.read - last->second, now - lastTime_);
         }
-        last = {samples, now};
+        samples[route.name] = route.read;
         result.push_back(line + ending(route));
-    });
+    }
+    last_ = std::move(samples);
+    lastTime_ = now;
     return result;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/relay.h"
+#include "engine/route.h"
 
 namespace ferry {
 
@@ -15,25 +15,20 @@ std::string rateText(std::uint64_t samples, std::chrono::nanoseconds time);
 
 /// One line a route with its totals and its mean rate while it was busy, and one line an output
 /// when there are several.
-std::vector<std::string> summaryLines(const std::vector<std::unique_ptr<Session>> &sessions);
+std::vector<std::string> summaryLines(const std::vector<RouteTotals> &routes);
 
-/// Samples that were read and did not reach an output, and those that could not be read.
-std::uint64_t lostSamples(const std::vector<std::unique_ptr<Session>> &sessions);
-/// Failed calls of all routes.
-std::uint64_t failedCalls(const std::vector<std::unique_ptr<Session>> &sessions);
+/// Whether nothing was lost, no call failed and no route is out of service.
+bool isClean(const std::vector<RouteTotals> &routes);
 
 /// Totals with the rate since the last call.
 class Progress {
 public:
-    std::vector<std::string> lines(const std::vector<std::unique_ptr<Session>> &sessions,
-                                   Clock::time_point now);
+    std::vector<std::string> lines(const std::vector<RouteTotals> &routes, Clock::time_point now);
 
 private:
-    struct Last {
-        std::uint64_t samples = 0;
-        Clock::time_point time;
-    };
-    std::map<const Route *, Last> last_;
+    /// By name: a stream that comes back goes on where it was.
+    std::map<std::string, std::uint64_t> last_;
+    Clock::time_point lastTime_;
 };
 
 } // namespace ferry

@@ -13,20 +13,20 @@ std::vector<std::unique_ptr<Session>> makeSessions(const Configuration &configur
     for (const SessionSettings &settings : configuration.sessions) {
         sessions.push_back(std::make_unique<Session>(settings, host, changed));
     }
-    for (const RouteSettings &settings : configuration.routes) {
-        Session *session = sessions[settings.session].get();
-        session->routes().push_back(std::make_unique<Route>(settings, session->settings().period,
-                                                            [session] { session->wake(); }));
-    }
     return sessions;
 }
 
 } // namespace
 
 Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter)
-    : host_(host), sessions_(makeSessions(configuration, host, [this] { notify(); })),
-      assembly_(configuration, host, reporter, sessions_)
+    : configuration_(configuration), host_(host),
+      sessions_(makeSessions(configuration, host, [this] { notify(); })),
+      assembly_(configuration, host, reporter, roster_, sessions_, [this] { notify(); }),
+      discovery_(configuration, assembly_, roster_, sessions_)
 {
+    for (const RouteSettings &settings : configuration.routes) {
+        roster_.add(makeRoute(settings, *sessions_[settings.session]));
+    }
 }
 
 Relay::~Relay()
@@ -34,25 +34,35 @@ Relay::~Relay()
     control_.join();
 }
 
-bool Relay::start(bool checkOnly)
+bool Relay::start(Task task)
 {
-    return control_.start("ferry:control", [this, checkOnly] { run(checkOnly); });
+    return control_.start("ferry:control", [this, task] { run(task); });
 }
 
-void Relay::run(bool checkOnly)
+void Relay::run(Task task)
 {
     if (!host_.start()) {
         setPhase(Phase::failed);
         return;
     }
-    assembly_.build([this] { return stop_.load(); });
-    if (checkOnly && !stop_.load()) {
-        assembly_.reportStreams();
-    } else if (!stop_.load()) {
+    const auto stop = [this] { return stop_.load(); };
+    assembly_.build(stop);
+    if (!stop()) {
+        discovery_.open(task != Task::run);
+    }
+    if (task == Task::check) {
+        do {
+            discovery_.turn(stop);
+        } while (discovery_.pending() && !stop());
+    } else if (!stop()) {
         startSessions();
     }
     setPhase(Phase::running);
-    waitUntil(Clock::time_point::max(), [this] { return close_.load(); });
+    if (task == Task::check) {
+        waitUntil(Clock::time_point::max(), [this] { return close_.load(); });
+    } else {
+        serve();
+    }
     for (const auto &session : sessions_) {
         session->join();
     }
@@ -64,19 +74,37 @@ void Relay::run(bool checkOnly)
     setPhase(Phase::ended);
 }
 
+/// The sessions that have routes or may get some.
 void Relay::startSessions()
 {
-    for (const auto &session : sessions_) {
-        if (session->routes().empty()) {
-            continue;
+    std::vector<bool> used(sessions_.size());
+    for (const DiscoverySettings &rule : configuration_.discovery) {
+        used[rule.route.session] = true;
+    }
+    roster_.visit([&](Route &route) {
+        used[route.settings().session] = true;
+        if (route.state() == Route::State::active) {
+            sessions_[route.settings().session]->adopt(route);
         }
-        if (!session->start()) {
-            logError("FERRYRelay_start", FERRY_LOG_SESSION_START_FAILURE_s,
-                     session->settings().name.c_str());
-            for (const auto &route : session->routes()) {
-                route->setState(Route::State::failed);
-            }
+    });
+    for (std::size_t i = 0; i < sessions_.size(); ++i) {
+        if (used[i]) {
+            sessions_[i]->start();
         }
+    }
+}
+
+/// Watches what is announced until everything is to be closed. Once a stop has been asked for
+/// nothing is made or removed any more.
+void Relay::serve()
+{
+    const auto stop = [this] { return stop_.load(); };
+    while (!close_.load()) {
+        if (!stop()) {
+            discovery_.turn(stop);
+        }
+        waitUntil(stop() ? Clock::time_point::max() : discovery_.nextTurn(),
+                  [&] { return close_.load() || (!stop() && discovery_.pending()); });
     }
 }
 
@@ -131,16 +159,16 @@ void Relay::giveUpSessions()
         }
         logError("FERRYRelay_stop", FERRY_LOG_SESSION_STOPPING_TIMEOUT_s,
                  session->settings().name.c_str());
-        for (const auto &route : session->routes()) {
-            if (route.get() == session->guard().owner()) {
+        roster_.forEach([&](Route &route) {
+            if (&route == session->guard().owner()) {
                 const std::string text =
                     std::string("hangs in ") + session->guard().operation() + " and is left behind";
-                logError("FERRYRelay_stop", FERRY_LOG_ENTITY_ANY_ss, route->name().c_str(),
+                logError("FERRYRelay_stop", FERRY_LOG_ENTITY_ANY_ss, route.name().c_str(),
                          text.c_str());
-                route->setState(Route::State::failed);
-                route->loseLoan();
+                route.setState(Route::State::failed);
+                route.loseLoan();
             }
-        }
+        });
     }
 }
 
@@ -157,28 +185,18 @@ void Relay::join()
 
 bool Relay::anyActive() const
 {
-    bool active = false;
-    forEachRoute(sessions_, [&](const Route &route) {
-        active = active || route.state() == Route::State::active;
-    });
+    bool active = discovery_.watching();
+    roster_.forEach(
+        [&](const Route &route) { active = active || route.state() == Route::State::active; });
     return active;
-}
-
-bool Relay::anyFailed() const
-{
-    bool failed = false;
-    forEachRoute(sessions_, [&](const Route &route) {
-        failed = failed || route.state() == Route::State::failed;
-    });
-    return failed;
 }
 
 bool Relay::idleSince(Clock::time_point time) const
 {
     const std::int64_t limit =
         std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
-    bool idle = true;
-    forEachRoute(sessions_, [&](const Route &route) {
+    bool idle = !discovery_.watching() || discovery_.quietSince(time);
+    roster_.forEach([&](const Route &route) {
         if (route.state() == Route::State::active) {
             idle = idle && route.idle() && route.lastActivity.load() <= limit;
         }

@@ -1,5 +1,6 @@
-// The relay: its sessions, and the control thread that makes and deletes everything they use. The
-// supervisor steers it from another thread and never enters a plug-in itself.
+// The relay: its sessions, and the control thread that makes and deletes everything they use and
+// watches for new streams. The supervisor steers it from another thread and never enters a plug-in
+// itself.
 #ifndef FERRY_ENGINE_RELAY_H
 #define FERRY_ENGINE_RELAY_H
 
@@ -8,7 +9,8 @@
 #include <mutex>
 #include <vector>
 
-#include "engine/assembly.h"
+#include "engine/discovery.h"
+#include "engine/task.h"
 
 namespace ferry {
 
@@ -27,8 +29,8 @@ public:
     Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter);
     ~Relay();
 
-    /// Starts the control thread. With `checkOnly` everything is made, but no session runs.
-    bool start(bool checkOnly);
+    /// Starts the control thread.
+    bool start(Task task);
     /// Waits until `condition` holds or the time comes; returns whether it holds. The condition is
     /// asked again after every change of the relay's state.
     bool waitUntil(Clock::time_point time, const std::function<bool()> &condition);
@@ -49,16 +51,21 @@ public:
     /// Joins the control thread, whose phase is `ended`.
     void join();
 
-    const std::vector<std::unique_ptr<Session>> &sessions() const
+    /// Of all routes, also of those that are gone.
+    std::vector<RouteTotals> totals() const
     {
-        return sessions_;
+        return roster_.totals();
+    }
+    std::vector<AnnouncedStream> streams() const
+    {
+        return discovery_.streams();
     }
     Assembly &assembly()
     {
         return assembly_;
     }
+    /// Whether a route moves samples, or may still be made.
     bool anyActive() const;
-    bool anyFailed() const;
     std::size_t problems() const
     {
         return assembly_.problems();
@@ -67,17 +74,21 @@ public:
     {
         return assembly_.leftSomething();
     }
-    /// Every active route has been idle since then or longer.
+    /// Every active route has been idle since then or longer, and nothing was announced.
     bool idleSince(Clock::time_point time) const;
 
 private:
-    void run(bool checkOnly);
+    void run(Task task);
     void setPhase(Phase phase);
     void startSessions();
+    void serve();
 
+    const Configuration &configuration_;
     PluginHost &host_;
+    Roster roster_;
     std::vector<std::unique_ptr<Session>> sessions_;
     Assembly assembly_;
+    Discovery discovery_;
     Thread control_;
     std::atomic<Phase> phase_{Phase::starting};
     std::atomic<bool> stop_{false};
@@ -85,17 +96,6 @@ private:
     std::mutex mutex_;
     std::condition_variable condition_;
 };
-
-/// Every route of every session.
-template<class Body>
-void forEachRoute(const std::vector<std::unique_ptr<Session>> &sessions, Body &&body)
-{
-    for (const auto &session : sessions) {
-        for (const auto &route : session->routes()) {
-            body(*route);
-        }
-    }
-}
 
 } // namespace ferry
 

@@ -9,6 +9,8 @@ namespace {
 
 /// The longest pause after errors in a row (a longer period wins).
 constexpr std::chrono::milliseconds maxBackoff{5000};
+/// How long the reader of a stream that has gone is read on while it keeps bringing samples.
+constexpr std::chrono::milliseconds leaveLimit{5000};
 
 std::int64_t nanoseconds(Clock::time_point time)
 {
@@ -21,7 +23,7 @@ Route::Route(const RouteSettings &settings, std::chrono::milliseconds period,
              std::function<void()> wake)
     : settings_(settings), period_(period), wake_(std::move(wake))
 {
-    for (std::size_t i = 0; i < settings.outputs.size(); ++i) {
+    for (std::size_t i = 0; i < settings_.outputs.size(); ++i) {
         outputs_.push_back(std::make_unique<Output>());
     }
 }
@@ -45,6 +47,9 @@ bool Route::ready(Clock::time_point now) const
 {
     if (state() != State::active) {
         return false;
+    }
+    if (leaving_) {
+        return true;
     }
     // After a failure signals do not count: they would make a failing reader spin.
     return now >= nextDue_ || (failuresInRow_ == 0 && (more_ || signalled_.load()));
@@ -79,6 +84,9 @@ Route::Outcome Route::step(CallGuard &guard)
         logError("FERRYRoute_step", FERRY_LOG_TOPICROUTE_ROUTE_FAILURE_s, name().c_str());
     }
     plan(outcome, lent.count > 0 && written);
+    if (leaving_) {
+        drained(lent.count > 0);
+    }
     failing_.store(error);
     idle_.store(lent.count == 0);
     return outcome;
@@ -100,6 +108,59 @@ void Route::plan(Outcome outcome, bool progress)
     failuresInRow_ = doublings + 1;
     const std::chrono::milliseconds limit = std::max(period_, maxBackoff);
     nextDue_ = now + std::min(limit, period_ * (std::int64_t{1} << doublings));
+}
+
+RouteTotals Route::totals() const
+{
+    RouteTotals totals;
+    totals.name = name();
+    totals.read = samplesRead.get();
+    totals.written = totals.read;
+    totals.unreadable = unreadable.get();
+    totals.errors = errors.get();
+    for (const auto &output : outputs_) {
+        totals.outputs.push_back({output->label, output->written.get(), output->lost.get()});
+        totals.written = std::min(totals.written, totals.outputs.back().written);
+        totals.lost += totals.outputs.back().lost;
+    }
+    totals.firstActivity = firstActivity.load();
+    totals.lastActivity = lastActivity.load();
+    totals.failed = state() == State::failed;
+    return totals;
+}
+
+void Route::resume(const RouteTotals &totals)
+{
+    samplesRead.add(totals.read);
+    unreadable.add(totals.unreadable);
+    errors.add(totals.errors);
+    for (std::size_t i = 0; i < outputs_.size(); ++i) {
+        outputs_[i]->written.add(totals.outputs[i].written);
+        outputs_[i]->lost.add(totals.outputs[i].lost);
+    }
+    firstActivity.store(totals.firstActivity);
+    lastActivity.store(totals.lastActivity);
+}
+
+void Route::leave(bool drain)
+{
+    leaving_ = true;
+    drained_ = !drain;
+    leaveBy_ = Clock::now() + leaveLimit;
+}
+
+/// A reader may go on for ever; what it still has then is given up, and said so.
+void Route::drained(bool progress)
+{
+    drained_ = !progress;
+    if (progress && Clock::now() >= leaveBy_) {
+        drained_ = true;
+        const std::string text = "the stream of " + input_.label +
+                                 " has gone, but its reader still brings samples: what is left of "
+                                 "them is not read";
+        logMessage(FERRYLOG_BIT_WARNING, "FERRYRoute_leave", FERRY_LOG_ENTITY_ANY_ss,
+                   name().c_str(), text.c_str());
+    }
 }
 
 Route::Loan Route::read(CallGuard &guard, bool &readFailed)

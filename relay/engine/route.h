@@ -1,6 +1,6 @@
 // A route: one reader, and the writers that get all it reads. Opened and closed on the control
-// thread, run by its session's thread, watched by the supervisor, marked by any thread of a
-// plug-in.
+// thread, run by its session's thread in between, watched by the supervisor, marked by any thread
+// of a plug-in.
 #ifndef FERRY_ENGINE_ROUTE_H
 #define FERRY_ENGINE_ROUTE_H
 
@@ -59,6 +59,31 @@ struct Input : Endpoint {
     RepeatFilter filter;
 };
 
+/// What a route has done so far.
+struct RouteTotals {
+    struct Output {
+        std::string label;
+        std::uint64_t written = 0;
+        std::uint64_t lost = 0;
+    };
+
+    std::string name;
+    std::uint64_t read = 0;
+    /// Samples that every output has.
+    std::uint64_t written = 0;
+    std::uint64_t unreadable = 0;
+    std::uint64_t errors = 0;
+    /// By all outputs together.
+    std::uint64_t lost = 0;
+    std::vector<Output> outputs;
+    /// Nanoseconds of Clock; 0 before the first samples.
+    std::int64_t firstActivity = 0;
+    std::int64_t lastActivity = 0;
+    bool failed = false;
+    /// The route has been deleted.
+    bool gone = false;
+};
+
 class Route {
 public:
     enum class State { closed, active, failed };
@@ -98,6 +123,30 @@ public:
     void setState(State state)
     {
         state_.store(state);
+    }
+
+    /// Any thread.
+    RouteTotals totals() const;
+    /// Control thread, before a session has the route: goes on from what it did in an earlier life.
+    void resume(const RouteTotals &totals);
+
+    /// Session thread: the stream has gone, or is not wanted any more. With `drain` the reader is
+    /// read until it has nothing left, else not again.
+    void leave(bool drain);
+    /// Session thread: whether it is done with leaving, after which it does not touch the route.
+    bool hasLeft() const
+    {
+        return leaving_ && (drained_ || state() != State::active);
+    }
+    /// Session thread, as the last it does with the route.
+    void release()
+    {
+        released_.store(true);
+    }
+    /// Control thread: whether the session has let go of the route.
+    bool released() const
+    {
+        return released_.load();
     }
 
     /// Session thread: whether the reader is to be read now, and when at the latest otherwise.
@@ -145,8 +194,9 @@ private:
     void returnLoan(CallGuard &guard, const Loan &loan, bool &failed);
     void failed(const Endpoint &endpoint, RepeatFilter &filter, const char *operation);
     void plan(Outcome outcome, bool progress);
+    void drained(bool progress);
 
-    const RouteSettings &settings_;
+    const RouteSettings settings_;
     const std::chrono::milliseconds period_;
     const std::function<void()> wake_;
     Input input_;
@@ -155,6 +205,7 @@ private:
     std::atomic<bool> signalled_{false};
     std::atomic<bool> idle_{false};
     std::atomic<bool> failing_{false};
+    std::atomic<bool> released_{false};
 
     // Session thread only.
     CallEnvironment environment_;
@@ -163,6 +214,9 @@ private:
     bool more_ = true;
     int failuresInRow_ = 0;
     Clock::time_point nextDue_;
+    bool leaving_ = false;
+    bool drained_ = false;
+    Clock::time_point leaveBy_;
 };
 
 } // namespace ferry

@@ -24,6 +24,8 @@ bool Session::start()
 {
     finished_.store(false);
     if (!thread_.start("ferry:" + settings_.name, [this] { run(); })) {
+        logError("FERRYSession_start", FERRY_LOG_SESSION_START_FAILURE_s, settings_.name.c_str());
+        end(true);
         finished_.store(true);
         return false;
     }
@@ -45,47 +47,134 @@ void Session::join()
     }
 }
 
+void Session::adopt(Route &route)
+{
+    send(route, Wish::adopt);
+}
+
+void Session::dismiss(Route &route, bool drain)
+{
+    send(route, drain ? Wish::drain : Wish::drop);
+}
+
+void Session::send(Route &route, Wish wish)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (!ended_) {
+            mail_.push_back({&route, wish});
+            anyMail_.store(true);
+            woken_ = true;
+        } else if (wish != Wish::adopt) {
+            route.release();
+        } else if (failed_) {
+            route.errors.add(1);
+            route.setState(Route::State::failed);
+        }
+    }
+    condition_.notify_one();
+}
+
+void Session::takeMail()
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    anyMail_.store(false);
+    for (const Mail &mail : mail_) {
+        if (mail.wish == Wish::adopt) {
+            routes_.push_back(mail.route);
+        } else {
+            mail.route->leave(mail.wish == Wish::drain);
+            ++leaving_;
+        }
+    }
+    mail_.clear();
+}
+
+/// Releases the routes that have left.
+void Session::letGo()
+{
+    bool any = false;
+    for (std::size_t i = 0; i < routes_.size();) {
+        Route *const route = routes_[i];
+        if (!route->hasLeft()) {
+            ++i;
+            continue;
+        }
+        routes_.erase(routes_.begin() + static_cast<std::ptrdiff_t>(i));
+        --leaving_;
+        any = true;
+        route->release();
+    }
+    if (any) {
+        changed_();
+    }
+}
+
 void Session::run()
 {
-    if (host_.attachThread()) {
+    const bool attached = host_.attachThread();
+    if (attached) {
         loop();
         host_.detachThread();
     } else {
         logError("FERRYSession_run", FERRY_LOG_SESSION_START_FAILURE_s, settings_.name.c_str());
-        for (const auto &route : routes_) {
-            route->errors.add(1);
-            route->setState(Route::State::failed);
-        }
     }
+    end(!attached);
     finished_.store(true);
     changed_();
 }
 
-/// One read of every route that has something to do, round after round, so that a busy stream does
-/// not starve its neighbours.
+/// What has come too late for the thread is answered as if it had come later still.
+void Session::end(bool failed)
+{
+    std::vector<Mail> rest;
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        ended_ = true;
+        failed_ = failed;
+        rest.swap(mail_);
+    }
+    for (const Mail &mail : rest) {
+        send(*mail.route, mail.wish);
+    }
+}
+
 void Session::loop()
 {
     while (!stop_.load()) {
-        bool worked = false;
-        for (const auto &route : routes_) {
-            if (!stop_.load() && route->ready(Clock::now())) {
-                route->step(guard_);
-                worked = true;
-                if (route->state() == Route::State::failed) {
-                    changed_();
-                }
+        if (anyMail_.load()) {
+            takeMail();
+        }
+        if (leaving_ > 0) {
+            letGo();
+        }
+        round();
+    }
+}
+
+/// One read of every route that has something to do, so that a busy stream does not starve its
+/// neighbours; sleeps when there is none.
+void Session::round()
+{
+    bool worked = false;
+    for (Route *route : routes_) {
+        if (!stop_.load() && route->ready(Clock::now())) {
+            route->step(guard_);
+            worked = true;
+            if (route->state() == Route::State::failed) {
+                changed_();
             }
         }
-        if (!worked) {
-            wait();
-        }
+    }
+    if (!worked) {
+        wait();
     }
 }
 
 void Session::wait()
 {
     Clock::time_point due = Clock::time_point::max();
-    for (const auto &route : routes_) {
+    for (const Route *route : routes_) {
         if (route->state() == Route::State::active) {
             due = std::min(due, route->nextDue());
         }

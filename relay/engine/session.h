@@ -13,28 +13,29 @@
 
 namespace ferry {
 
+/// Routes come and go while the thread runs: they are handed over through a mailbox that it looks
+/// at between two rounds, and belong to it until it has released them.
 class Session {
 public:
-    /// `changed` is called on the session's thread when it ends or a route goes out of service.
+    /// `changed` is called on the session's thread when it ends, a route goes out of service or one
+    /// is released.
     Session(const SessionSettings &settings, PluginHost &host, std::function<void()> changed);
 
     const SessionSettings &settings() const
     {
         return settings_;
     }
-    std::vector<std::unique_ptr<Route>> &routes()
-    {
-        return routes_;
-    }
-    const std::vector<std::unique_ptr<Route>> &routes() const
-    {
-        return routes_;
-    }
     CallGuard &guard()
     {
         return guard_;
     }
 
+    /// Control thread, also before start: a route that is open. It fails when the thread cannot
+    /// run.
+    void adopt(Route &route);
+    /// Control thread: a route is to be let go, with what its reader still has (`drain`) or as it
+    /// is. It is released later, or at once when the thread has ended.
+    void dismiss(Route &route, bool drain);
     /// Any thread, also before start.
     void wake();
 
@@ -51,14 +52,24 @@ public:
     void join();
 
 private:
+    enum class Wish { adopt, drain, drop };
+    struct Mail {
+        Route *route = nullptr;
+        Wish wish = Wish::adopt;
+    };
+
     void run();
     void loop();
+    void round();
     void wait();
+    void send(Route &route, Wish wish);
+    void takeMail();
+    void letGo();
+    void end(bool failed);
 
     const SessionSettings &settings_;
     PluginHost &host_;
     const std::function<void()> changed_;
-    std::vector<std::unique_ptr<Route>> routes_;
     CallGuard guard_;
     Thread thread_;
     std::atomic<bool> finished_{true};
@@ -67,7 +78,24 @@ private:
     std::mutex mutex_;
     std::condition_variable condition_;
     bool woken_ = false;
+    std::vector<Mail> mail_;
+    /// Nobody looks at the mail any more; with `failed_` nobody ever did.
+    bool ended_ = false;
+    bool failed_ = false;
+    /// Whether there is mail: all that a round without any costs.
+    std::atomic<bool> anyMail_{false};
+
+    // The session's thread only.
+    std::vector<Route *> routes_;
+    std::size_t leaving_ = 0;
 };
+
+/// A route for the session, not yet open.
+inline std::unique_ptr<Route> makeRoute(const RouteSettings &settings, Session &session)
+{
+    return std::make_unique<Route>(settings, session.settings().period,
+                                   [&session] { session.wake(); });
+}
 
 } // namespace ferry
 

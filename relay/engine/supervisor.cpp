@@ -4,6 +4,7 @@
 
 #include "engine/exit_code.h"
 #include "engine/log.h"
+#include "engine/stream_table.h"
 
 namespace ferry {
 namespace {
@@ -30,7 +31,7 @@ void Supervisor::requestStop()
 
 int Supervisor::run()
 {
-    if (!relay_.start(options_.checkOnly)) {
+    if (!relay_.start(options_.task)) {
         logError("FERRYSupervisor_run", FERRY_LOG_SERVICE_START_FAILURE_s,
                  configuration_.name.c_str());
         return exitNoStart;
@@ -41,8 +42,10 @@ int Supervisor::run()
                  configuration_.name.c_str());
         return exitNoStart;
     }
-    if (!options_.checkOnly) {
+    if (options_.task == Task::run) {
         watch();
+    } else if (options_.task == Task::list) {
+        relay_.waitUntil(Clock::now() + options_.wait, [this] { return stopRequested_.load(); });
     }
     stop();
     summarize();
@@ -58,12 +61,12 @@ bool Supervisor::waitForStart()
     if (relay_.phase() == Relay::Phase::failed) {
         return false;
     }
-    started_ =
-        relay_.phase() == Relay::Phase::running && (options_.checkOnly || relay_.anyActive());
-    if (started_ && !options_.checkOnly) {
+    const bool isRun = options_.task == Task::run;
+    started_ = relay_.phase() == Relay::Phase::running && (!isRun || relay_.anyActive());
+    if (started_ && isRun) {
         logMessage(FERRYLOG_BIT_STATUS, "FERRYSupervisor_run", FERRY_LOG_SERVICE_START_STATUS_ss,
                    configuration_.name.c_str(), "ferry");
-    } else if (!stopRequested_.load() && !options_.checkOnly) {
+    } else if (!stopRequested_.load() && isRun) {
         logError("FERRYSupervisor_run", FERRY_LOG_SERVICE_START_FAILURE_s,
                  configuration_.name.c_str());
     }
@@ -98,7 +101,7 @@ void Supervisor::report(Clock::time_point now)
         return;
     }
     nextReport_ = now + (console_.live() ? liveInterval : lineInterval);
-    const std::vector<std::string> lines = progress_.lines(relay_.sessions(), now);
+    const std::vector<std::string> lines = progress_.lines(relay_.totals(), now);
     if (console_.live()) {
         console_.show(lines);
     } else {
@@ -155,25 +158,44 @@ void Supervisor::waitSessions(Clock::time_point deadline)
 void Supervisor::summarize()
 {
     console_.show({});
-    if (options_.checkOnly) {
+    if (options_.task == Task::list) {
+        printStreams();
+    } else if (options_.task == Task::run) {
+        for (const std::string &line : summaryLines(relay_.totals())) {
+            console_.print(line);
+        }
+    }
+}
+
+void Supervisor::printStreams()
+{
+    const std::vector<AnnouncedStream> streams = relay_.streams();
+    for (const std::string &line : streamTable(configuration_, streams)) {
+        console_.print(line);
+    }
+    if (!options_.idl) {
         return;
     }
-    for (const std::string &line : summaryLines(relay_.sessions())) {
-        console_.print(line);
+    const std::vector<std::string> texts = streamTypes(streams, *options_.idl);
+    for (const std::string &text : texts) {
+        console_.print("\n" + text);
+    }
+    found_ = !texts.empty() || options_.idl->empty();
+    if (!found_) {
+        logError("FERRYSupervisor_list", FERRY_LOG_ENTITY_ANY_ss, options_.idl->c_str(),
+                 "no stream of that type is announced with its type");
     }
 }
 
 int Supervisor::result() const
 {
-    if (stopRequested_.load()) {
-        return options_.checkOnly ? exitErrors : exitOk;
+    const bool clean = isClean(relay_.totals()) && relay_.problems() == 0 && found_;
+    if (stopRequested_.load() && options_.task != Task::list) {
+        return options_.task == Task::check ? exitErrors : exitOk;
     }
-    if (!started_) {
+    if (!started_ && options_.task == Task::run) {
         return exitNoStart;
     }
-    const auto &sessions = relay_.sessions();
-    const bool clean = lostSamples(sessions) == 0 && failedCalls(sessions) == 0 &&
-                       !relay_.anyFailed() && relay_.problems() == 0;
     return clean ? exitOk : exitErrors;
 }
 

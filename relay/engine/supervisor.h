@@ -7,17 +7,22 @@
 
 #include "engine/console.h"
 #include "engine/progress.h"
+#include "engine/relay.h"
 
 namespace ferry {
 
 struct SupervisorOptions {
-    bool checkOnly = false;
+    Task task = Task::run;
     /// End when everything has been quiet for that long.
     std::optional<std::chrono::milliseconds> untilIdle;
     /// How long a stop may take until it is forced.
     std::chrono::milliseconds drain{5000};
     /// No progress lines.
     bool quiet = false;
+    /// Task::list: how long to wait for announcements.
+    std::chrono::milliseconds wait{2000};
+    /// Task::list: whether to print types as IDL; with a name only that one.
+    std::optional<std::string> idl;
 };
 
 /// Time beyond the drain limit for closing what does not hang.
@@ -46,6 +51,7 @@ private:
     void stop();
     void waitSessions(Clock::time_point deadline);
     void summarize();
+    void printStreams();
     int result() const;
     [[noreturn]] void endProcess(int code);
 
@@ -56,6 +62,7 @@ private:
     Progress progress_;
     std::atomic<bool> stopRequested_{false};
     bool started_ = false;
+    bool found_ = true;
     Clock::time_point nextReport_;
 };
 

@@ -13,6 +13,8 @@ const char *const footer = R"(Examples:
   ferry run weather.yaml                   relays until Ctrl-C or SIGTERM
   ferry run weather.yaml --until-idle      copies what is there, then ends
   ferry run weather.yaml --until-idle=5 --quiet
+  ferry list streams --domain 7            what is on a DDS domain
+  ferry list streams weather.yaml --idl    what the connections of a file announce, with types
   ferry doctor                             what is installed, what is missing
 
 Exit codes:
@@ -55,6 +57,56 @@ void addCheck(CLI::App &app, CommandLine &line, bool &verbose)
     check->add_flag("-v,--verbose", verbose, "Log everything");
 }
 
+struct ListTexts {
+    std::string idl;
+    std::vector<std::string> settings;
+};
+
+void addList(CLI::App &app, CommandLine &line, ListTexts &texts)
+{
+    CLI::App *list = app.add_subcommand("list", "Tell what is there");
+    list->require_subcommand(1);
+    CLI::App *streams = list->add_subcommand(
+        "streams",
+        "Open the connections of a file, or one on a DDS domain, wait, and print a table of "
+        "the streams that they announce");
+    CLI::Option *file = streams->add_option("FILE", line.file, "Configuration file (YAML)");
+    streams->add_option("--domain", line.domain, "Without FILE: the DDS domain (default 0)")
+        ->check(CLI::Range(0, 230))
+        ->excludes(file);
+    streams
+        ->add_option("--set", texts.settings,
+                     "Without FILE: a property of the connection, NAME=VALUE; may be repeated")
+        ->allow_extra_args(false)
+        ->excludes(file);
+    streams->add_option("--wait", line.wait, "Seconds to wait for announcements (default 2)")
+        ->check(CLI::Range(0.0, 3600.0));
+    streams->add_flag("--idl{*}", texts.idl,
+                      "Print the types as IDL, too, or only one: --idl=TYPE");
+    streams->add_option("--java-home", line.javaHome, "Java installation to use");
+}
+
+Properties properties(const std::vector<std::string> &settings)
+{
+    Properties result;
+    for (const std::string &setting : settings) {
+        const std::size_t at = setting.find('=');
+        if (at == 0 || at == std::string::npos) {
+            throw CLI::ValidationError("--set", "takes NAME=VALUE, not " + setting);
+        }
+        result.emplace_back(setting.substr(0, at), setting.substr(at + 1));
+    }
+    return result;
+}
+
+Verb verbOf(const CLI::App &app)
+{
+    return app.got_subcommand("run")     ? Verb::run
+           : app.got_subcommand("check") ? Verb::check
+           : app.got_subcommand("list")  ? Verb::list
+                                         : Verb::doctor;
+}
+
 /// A flag's own text, because the library takes the values of flags for whole numbers.
 double seconds(const std::string &text)
 {
@@ -82,6 +134,8 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
     app.require_subcommand(1);
     addRun(app, line, idle, quiet, verbose);
     addCheck(app, line, verbose);
+    ListTexts list;
+    addList(app, line, list);
     CLI::App *doctor = app.add_subcommand(
         "doctor", "Tell which Java VM, libraries and jars were found and what is missing");
     doctor->add_option("--java-home", line.javaHome, "Java installation to use");
@@ -91,9 +145,10 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
         line.verbosity = quiet     ? Verbosity::quiet
                          : verbose ? Verbosity::verbose
                                    : Verbosity::normal;
-        line.verb = app.got_subcommand("run")     ? Verb::run
-                    : app.got_subcommand("check") ? Verb::check
-                                                  : Verb::doctor;
+        line.verb = verbOf(app);
+        line.properties = properties(list.settings);
+        line.idl = !list.idl.empty();
+        line.idlType = list.idl == "*" ? "" : list.idl;
         return line;
     } catch (const CLI::ParseError &error) {
         code = app.exit(error) == 0 ? exitOk : exitUsage;

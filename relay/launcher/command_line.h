@@ -10,7 +10,7 @@
 
 namespace ferry {
 
-enum class Verb { run, check, doctor };
+enum class Verb { run, check, list, doctor };
 
 struct CommandLine {
     Verb verb = Verb::run;
@@ -20,6 +20,12 @@ struct CommandLine {
     double untilIdle = -1;
     double drain = 5;
     Verbosity verbosity = Verbosity::normal;
+    /// `list streams`; without a file the domain and the properties of its connection.
+    int domain = 0;
+    Properties properties;
+    double wait = 2;
+    bool idl = false;
+    std::string idlType;
 };
 
 /// Reads the arguments. When there is nothing to do (help, version, a mistake), what there is to

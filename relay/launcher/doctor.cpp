@@ -92,7 +92,7 @@ void lookAtPlugins(const Installation &installation, Findings &findings)
         if (hasSymbol(installation.plugin(name), pluginEntry(name), reason)) {
             findings.good("plug-in: " + name + " (" + installation.plugin(name).string() + ")");
         } else {
-            findings.bad("plug-in " + name + " does not load: " + reason);
+            findings.bad(std::string("plug-in ").append(name).append(" does not load: ") + reason);
         }
     }
 }

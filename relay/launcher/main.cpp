@@ -20,16 +20,52 @@ std::chrono::milliseconds milliseconds(double seconds)
     return std::chrono::milliseconds(std::llround(seconds * 1000));
 }
 
-std::optional<Configuration> readConfiguration(const std::string &file)
+std::optional<Configuration> readConfiguration(const std::string &file, Needs needs)
 {
     Diagnostics diagnostics(file);
-    std::optional<Configuration> configuration = loadConfiguration(file, diagnostics);
+    std::optional<Configuration> configuration = loadConfiguration(file, diagnostics, needs);
     if (!configuration) {
         for (const std::string &line : diagnostics.lines()) {
             std::fprintf(stderr, "%s\n", line.c_str());
         }
         QELLog_printContextAndMsg("ferry", &FERRY_LOG_CFG_FILE_PARSER_PARSING_FAILURE_s,
                                   file.c_str());
+    }
+    return configuration;
+}
+
+/// One connection on a DDS domain, for `list streams` without a file.
+Configuration domainConfiguration(const CommandLine &line)
+{
+    Configuration configuration;
+    configuration.name = "ferry";
+    configuration.directory = std::filesystem::current_path();
+    AdapterSettings adapter;
+    adapter.name = "dds";
+    adapter.library = std::string(pluginPrefix) + adapter.name + pluginSuffix;
+    adapter.entry = pluginEntry(adapter.name);
+    configuration.adapters.push_back(adapter);
+    ConnectionSettings connection;
+    connection.name = "dds";
+    connection.properties = line.properties;
+    connection.properties.emplace_back("domain", std::to_string(line.domain));
+    configuration.connections.push_back(connection);
+    return configuration;
+}
+
+/// What the verb works on; a list has no use for routes.
+std::optional<Configuration> configurationOf(const CommandLine &line)
+{
+    if (line.verb != Verb::list) {
+        return readConfiguration(line.file, Needs::routes);
+    }
+    if (line.file.empty()) {
+        return domainConfiguration(line);
+    }
+    std::optional<Configuration> configuration = readConfiguration(line.file, Needs::connections);
+    if (configuration) {
+        configuration->routes.clear();
+        configuration->discovery.clear();
     }
     return configuration;
 }
@@ -68,7 +104,7 @@ int prepareJava(VmPlaces places, const Configuration &configuration)
 
 int runRelay(const CommandLine &line, const VmPlaces &places)
 {
-    std::optional<Configuration> configuration = readConfiguration(line.file);
+    std::optional<Configuration> configuration = configurationOf(line);
     if (!configuration) {
         return exitUsage;
     }
@@ -91,7 +127,12 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
         return exitNoStart;
     }
     request.configuration = &*configuration;
-    request.checkOnly = line.verb == Verb::check;
+    request.task = line.verb == Verb::check  ? Task::check
+                   : line.verb == Verb::list ? Task::list
+                                             : Task::run;
+    request.wait = milliseconds(line.wait);
+    request.idl = line.idl;
+    request.idlType = line.idlType;
     request.untilIdle = line.untilIdle > 0 ? milliseconds(line.untilIdle) : request.untilIdle;
     request.drain = milliseconds(line.drain);
     request.verbosity = line.verbosity;

@@ -158,7 +158,7 @@ TEST_F(ConfigTest, TellsWhatIsWrongWithAFileAsAWhole)
         {"a: [1,\n", "c.yaml:2:1: not valid YAML: end of sequence flow not found\n"},
         {"- a\n", "c.yaml:1:1: the file must be a mapping, not a list\n"},
         {"{}\n---\n{}\n", "c.yaml:3:1: a second document: one file, one document\n"},
-        {"", "c.yaml: the configuration file must specify at least one route\n"},
+        {"", "c.yaml: the configuration file must specify at least one route or discovery\n"},
         {"types:\n  - file: p.idl\n    idl: x\n  - {fil: p.idl}\n",
          "c.yaml:2:5: types[0] must have either \"file\" or \"idl\"\n"
          "c.yaml:4:5: types[1] must have either \"file\" or \"idl\"\n"

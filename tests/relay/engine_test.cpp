@@ -228,7 +228,7 @@ TEST_F(RelayTest, CheckMakesEverythingReadsNothingAndTellsWhatIsAnnounced)
     info.streamName = name;
     info.typeName = type;
     script.announced = {&info};
-    options.checkOnly = true;
+    options.task = Task::check;
     EXPECT_EQ(supervisor().run(), exitOk);
     EXPECT_EQ(script.streams["in"].readCalls, 0);
     for (const char *call : {"delete_reader in", "delete_writer x", "delete_connection a"}) {

@@ -99,7 +99,7 @@ protected:
     std::string summary()
     {
         std::string text;
-        for (const std::string &line : ferry::summaryLines(supervisor().relay().sessions())) {
+        for (const std::string &line : ferry::summaryLines(supervisor().relay().totals())) {
             text += std::regex_replace(line, std::regex(", \\d+ samples/s.*"), "") + "\n";
         }
         return text;

@@ -1,0 +1,81 @@
+// What connections announce: getting and reading their discovery readers.
+#include "engine/assembly.h"
+#include "engine/log.h"
+
+namespace ferry {
+
+/// Whether the last call failed, which is told once in a while.
+bool Assembly::announcerFailed(Announcer &announcer)
+{
+    if (!environment_.failed()) {
+        return false;
+    }
+    ++problems_;
+    if (announcer.filter.admit(environment_.text(), Clock::now())) {
+        std::string what = "discovery of " + announcer.label;
+        const std::uint64_t more = announcer.filter.takeSuppressed();
+        if (more > 0) {
+            what += " (" + std::to_string(more) + " more failures since the last line)";
+        }
+        logAdapterFailure("FERRYRelay_discover",
+                          connections_[announcer.connection]->adapter->settings->name, what,
+                          environment_);
+        reporter_.bad(announcer.label, environment_.text());
+    }
+    return true;
+}
+
+void Assembly::refuse(const std::string &what, const std::string &reason)
+{
+    ++problems_;
+    logError("FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss, what.c_str(), reason.c_str());
+    reporter_.bad(what, reason);
+}
+
+bool Assembly::openAnnouncer(Announcer &announcer)
+{
+    const Connection &connection = *connections_[announcer.connection];
+    if (connection.handle == nullptr || connection.broken) {
+        return false;
+    }
+    const QEL_FerrionAdapterOperations &operations = connection.operations();
+    const auto get = announcer.inputs ? operations.get_pub_discovery_reader
+                                      : operations.get_sub_discovery_reader;
+    if (get == nullptr || operations.read == nullptr || operations.return_loan == nullptr) {
+        return false;
+    }
+    QEL_FerrionStreamReader *const reader =
+        call("discovery of " + announcer.label,
+             [&](QEL_FerrionEnvironment *raw) { return get(connection.handle, raw); });
+    announcer.reader = announcerFailed(announcer) ? nullptr : reader;
+    return announcer.reader != nullptr;
+}
+
+bool Assembly::read(Announcer &announcer,
+                    const std::function<void(const QEL_FerrionStreamInfo &)> &body)
+{
+    const QEL_FerrionAdapterOperations &operations =
+        connections_[announcer.connection]->operations();
+    const std::string what = "discovery of " + announcer.label;
+    void **samples = nullptr;
+    DDS_SampleInfo **infos = nullptr;
+    std::int32_t count = 0;
+    announcer.signalled.store(false);
+    call(what, [&](QEL_FerrionEnvironment *raw) {
+        operations.read(announcer.reader, &samples, &infos, &count, raw);
+    });
+    bool failed = announcerFailed(announcer);
+    for (std::int32_t i = 0; samples != nullptr && i < count; ++i) {
+        const auto *const info = static_cast<const QEL_FerrionStreamInfo *>(samples[i]);
+        if (info != nullptr && info->streamName != nullptr) {
+            body(*info);
+        }
+    }
+    call(what, [&](QEL_FerrionEnvironment *raw) {
+        operations.return_loan(announcer.reader, samples, infos, count, raw);
+    });
+    failed = announcerFailed(announcer) || failed;
+    return !failed;
+}
+
+} // namespace ferry

@@ -1,0 +1,51 @@
+// What a discovery rule says about one stream. Pure: no plug-in is called.
+#ifndef FERRY_ENGINE_DISCOVERY_RULE_H
+#define FERRY_ENGINE_DISCOVERY_RULE_H
+
+#include <string>
+#include <vector>
+
+#include "config/configuration.h"
+#include "ferryjni/stream_info.h"
+
+namespace ferry {
+
+/// A stream as a connection announces it.
+struct AnnouncedStream {
+    /// Index in the configuration.
+    std::size_t connection = 0;
+    /// An input stream: one that can be read.
+    bool input = true;
+    std::string name;
+    /// Empty when the adapter does not say.
+    std::string typeName;
+    /// Null when the adapter does not know it.
+    const DDS_TypeCode *type = nullptr;
+    /// At least one; the default partition is "".
+    std::vector<std::string> partitions;
+
+    bool operator==(const AnnouncedStream &other) const;
+};
+
+/// Takes over what a discovery reader lent; a stream that has gone has only its name.
+AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info, std::size_t connection,
+                                bool input);
+
+/// Whether the rule wants the stream: of its connection and direction, allowed and not denied. A
+/// stream of several partitions is allowed, or denied, for any of them.
+bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream);
+
+/// The route that the rule makes of a stream: named "rule/stream", with `${stream}` and `${type}`
+/// replaced at its other end. `typeName` and `type` are what the route will have.
+RouteSettings routeFor(const DiscoverySettings &rule, const std::string &stream,
+                       const std::string &typeName, const DDS_TypeCode *type);
+
+/// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.
+std::string refusalOf(const RouteSettings &route);
+
+/// Which member of two types differs first, and how; "" when they can be relayed into each other.
+std::string differenceOf(const DDS_TypeCode *mine, const DDS_TypeCode *theirs);
+
+} // namespace ferry
+
+#endif

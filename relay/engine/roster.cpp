@@ -1,0 +1,73 @@
+#include "engine/roster.h"
+
+#include <algorithm>
+
+namespace ferry {
+namespace {
+
+/// Routes that are gone and still have a line of their own. Streams may have a new name each time
+/// they come, and a relay may run for years.
+constexpr std::size_t maxGone = 256;
+
+} // namespace
+
+Route &Roster::add(std::unique_ptr<Route> route)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    const auto earlier = std::find_if(gone_.begin(), gone_.end(), [&](const RouteTotals &totals) {
+        return totals.name == route->name() && totals.outputs.size() == route->outputs().size();
+    });
+    if (earlier != gone_.end()) {
+        route->resume(*earlier);
+        gone_.erase(earlier);
+    }
+    routes_.push_back(std::move(route));
+    return *routes_.back();
+}
+
+void Roster::remove(const Route &route)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    gone_.push_back(route.totals());
+    gone_.back().gone = true;
+    if (gone_.size() > maxGone) {
+        fold();
+    }
+    routes_.erase(std::find_if(routes_.begin(), routes_.end(),
+                               [&](const auto &known) { return known.get() == &route; }));
+}
+
+/// The one that has been gone longest joins the others.
+void Roster::fold()
+{
+    const RouteTotals &oldest = gone_.front();
+    others_.gone = true;
+    others_.name = std::to_string(++otherCount_) + " others";
+    others_.read += oldest.read;
+    others_.written += oldest.written;
+    others_.unreadable += oldest.unreadable;
+    others_.errors += oldest.errors;
+    others_.lost += oldest.lost;
+    const bool first = others_.firstActivity == 0 || oldest.firstActivity < others_.firstActivity;
+    others_.firstActivity =
+        first && oldest.firstActivity > 0 ? oldest.firstActivity : others_.firstActivity;
+    others_.lastActivity = std::max(others_.lastActivity, oldest.lastActivity);
+    others_.failed = others_.failed || oldest.failed;
+    gone_.erase(gone_.begin());
+}
+
+std::vector<RouteTotals> Roster::totals() const
+{
+    std::vector<RouteTotals> all;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto &route : routes_) {
+        all.push_back(route->totals());
+    }
+    all.insert(all.end(), gone_.begin(), gone_.end());
+    if (otherCount_ > 0) {
+        all.push_back(others_);
+    }
+    return all;
+}
+
+} // namespace ferry
