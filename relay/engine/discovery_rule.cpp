@@ -141,7 +141,8 @@ std::string differenceOf(const DDS_TypeCode *mine, const DDS_TypeCode *theirs)
     if (mine == theirs || mine == nullptr || theirs == nullptr) {
         return "";
     }
-    return "the types differ";
+    DDS_ErrorText text{};
+    return DDS_TypeCode_explain_difference(mine, theirs, &text) == 0 ? "" : text.text;
 }
 
 } // namespace ferry

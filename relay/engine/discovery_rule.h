@@ -43,7 +43,7 @@ RouteSettings routeFor(const DiscoverySettings &rule, const std::string &stream,
 /// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.
 std::string refusalOf(const RouteSettings &route);
 
-/// Which member of two types differs first, and how; "" when they can be relayed into each other.
+/// In what two types differ, with the path to it; "" when they do not, or one is not known.
 std::string differenceOf(const DDS_TypeCode *mine, const DDS_TypeCode *theirs);
 
 } // namespace ferry

@@ -42,7 +42,7 @@ void Roster::fold()
 {
     const RouteTotals &oldest = gone_.front();
     others_.gone = true;
-    others_.name = std::to_string(++otherCount_) + " others";
+    others_.name = "others";
     others_.read += oldest.read;
     others_.written += oldest.written;
     others_.unreadable += oldest.unreadable;
@@ -64,7 +64,7 @@ std::vector<RouteTotals> Roster::totals() const
         all.push_back(route->totals());
     }
     all.insert(all.end(), gone_.begin(), gone_.end());
-    if (otherCount_ > 0) {
+    if (others_.gone) {
         all.push_back(others_);
     }
     return all;

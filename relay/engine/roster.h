@@ -47,7 +47,6 @@ private:
     /// In the order of their going.
     std::vector<RouteTotals> gone_;
     RouteTotals others_;
-    std::size_t otherCount_ = 0;
 };
 
 } // namespace ferry

@@ -18,7 +18,7 @@ constexpr std::chrono::milliseconds idleInterval{20};
 
 Supervisor::Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
                        Console &console, SupervisorOptions options)
-    : configuration_(configuration), console_(console), options_(options),
+    : configuration_(configuration), console_(console), options_(std::move(options)),
       relay_(configuration, host, reporter)
 {
 }

@@ -222,12 +222,9 @@ TEST_F(RelayTest, RefusesLibrariesAndRecordsThatAreNoPlugin)
 TEST_F(RelayTest, CheckMakesEverythingReadsNothingAndTellsWhatIsAnnounced)
 {
     addRoute("r", "a/in", {"b/x"});
-    char name[] = "in";
-    char type[] = "Other";
-    QEL_FerrionStreamInfo info{};
-    info.streamName = name;
-    info.typeName = type;
-    script.announced = {&info};
+    for (const char *connection : {"a", "b"}) {
+        script.announce(connection, {"in", "Other"});
+    }
     options.task = Task::check;
     EXPECT_EQ(supervisor().run(), exitOk);
     EXPECT_EQ(script.streams["in"].readCalls, 0);

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <mutex>
 #include <regex>
+#include <thread>
 
 #include "engine/exit_code.h"
 #include "engine/supervisor.h"
@@ -95,12 +96,53 @@ protected:
         return supervisor().run();
     }
 
+    /// A rule that takes what the connection `a` announces to the connection `b`.
+    ferry::DiscoverySettings &addRule(const std::string &name, std::size_t session = 0)
+    {
+        end("b/");
+        ferry::DiscoverySettings rule;
+        rule.name = name;
+        rule.route.session = session;
+        rule.route.outputs = {end("b/${stream}.out")};
+        configuration.discovery.push_back(rule);
+        return configuration.discovery.back();
+    }
+
+    /// A struct of one member.
+    static const DDS_TypeCode *type(const std::string &name, const char *member = "x",
+                                    DDS_TCKind kind = DDS_TK_LONG)
+    {
+        const DDS_StructMember members[] = {{member, DDS_TypeCode_get_primitive(kind), 0}};
+        return DDS_TypeCode_create_struct(name.c_str(), nullptr, DDS_EXTENSIBILITY_FINAL, members,
+                                          1, nullptr);
+    }
+
+    /// The totals of a route, of those that are gone too; no name when there is none.
+    ferry::RouteTotals totals(const std::string &name)
+    {
+        for (const ferry::RouteTotals &route : supervisor().relay().totals()) {
+            if (route.name == name) {
+                return route;
+            }
+        }
+        return {};
+    }
+
+    static bool waitFor(const std::function<bool()> &condition)
+    {
+        const auto limit = ferry::Clock::now() + std::chrono::seconds(30);
+        while (!condition() && ferry::Clock::now() < limit) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return condition();
+    }
+
     /// Without the rates.
     std::string summary()
     {
         std::string text;
         for (const std::string &line : ferry::summaryLines(supervisor().relay().totals())) {
-            text += std::regex_replace(line, std::regex(", \\d+ samples/s.*"), "") + "\n";
+            text += std::regex_replace(line, std::regex(", \\d+ samples/s"), "") + "\n";
         }
         return text;
     }

@@ -36,8 +36,17 @@ struct Reader : Named<QEL_FerrionStreamReader> {
     std::vector<DDS_SampleInfo *> infos;
     bool lent = false;
 };
+/// Without a stream: a discovery reader, with what it has lent.
+struct DiscoveryReader : Reader {
+    std::deque<News> told;
+    std::deque<QEL_FerrionStreamInfo> streams;
+    std::deque<std::vector<char *>> partitions;
+};
 using Plugin = Named<QEL_FerrionAdapterPlugin>;
-using Connection = Named<QEL_FerrionConnection>;
+struct Connection : Named<QEL_FerrionConnection> {
+    DiscoveryReader inputs;
+    DiscoveryReader outputs;
+};
 using Session = Named<QEL_FerrionSession>;
 
 template<class Object>
@@ -75,7 +84,13 @@ QEL_FerrionConnection *createConnection(QEL_FerrionAdapterPlugin *, const char *
     if (second != nullptr || a == nullptr || b == nullptr || properties == nullptr) {
         ADD_FAILURE() << "create_connection with a second name, or lacking something";
     }
-    return create<Connection>("connection", first, environment);
+    auto *connection = create<Connection>("connection", first, environment);
+    const std::lock_guard<std::mutex> lock(g_script->discoveryMutex);
+    connection->outputs.name = connection->name + " out";
+    connection->inputs.name = connection->name + " in";
+    g_script->discoveries[connection->outputs.name].listener = *a;
+    g_script->discoveries[connection->inputs.name].listener = *b;
+    return connection;
 }
 
 QEL_FerrionSession *createSession(QEL_FerrionConnection *connection, const QEL_FerrionProperties *,
@@ -122,6 +137,28 @@ void lend(Reader &reader, const Read &read)
     }
 }
 
+void tell(DiscoveryReader &reader)
+{
+    {
+        const std::lock_guard<std::mutex> lock(g_script->discoveryMutex);
+        reader.told.swap(g_script->discoveries[reader.name].news);
+    }
+    reader.samples.clear();
+    for (News &news : reader.told) {
+        std::vector<char *> &partitions = reader.partitions.emplace_back();
+        for (std::string &partition : news.partitions) {
+            partitions.push_back(partition.data());
+        }
+        QEL_FerrionStreamInfo &info = reader.streams.emplace_back();
+        info.disposed = news.disposed ? 1 : 0;
+        info.streamName = news.stream.data();
+        info.typeName = news.typeName.empty() ? nullptr : news.typeName.data();
+        info.typeRepresentation = const_cast<DDS_TypeCode *>(news.type);
+        info.partition = {partitions.data(), static_cast<std::int32_t>(partitions.size()), 0};
+        reader.samples.push_back(&info);
+    }
+}
+
 void read(QEL_FerrionStreamReader *reader, void ***samples, DDS_SampleInfo ***infos,
           std::int32_t *count, QEL_FerrionEnvironment *environment)
 {
@@ -132,7 +169,7 @@ void read(QEL_FerrionStreamReader *reader, void ***samples, DDS_SampleInfo ***in
     }
     self->lent = true;
     if (self->stream == nullptr) {
-        self->samples = g_script->announced;
+        tell(*static_cast<DiscoveryReader *>(self));
         *samples = self->samples.data();
         *count = static_cast<std::int32_t>(self->samples.size());
         return;
@@ -161,6 +198,11 @@ void returnLoan(QEL_FerrionStreamReader *reader, void **samples, DDS_SampleInfo 
         ADD_FAILURE() << "return_loan " << self->name << " of something else";
     }
     self->lent = false;
+    if (self->stream == nullptr) {
+        static_cast<DiscoveryReader *>(self)->told.clear();
+        static_cast<DiscoveryReader *>(self)->streams.clear();
+        static_cast<DiscoveryReader *>(self)->partitions.clear();
+    }
 }
 
 std::vector<int> valuesOf(void *const *samples, DDS_SampleInfo *const *infos, std::int32_t count)
@@ -188,12 +230,13 @@ std::int32_t write(QEL_FerrionStreamWriter *writer, void *const *samples,
     return result;
 }
 
-QEL_FerrionStreamReader *discoveryReader(QEL_FerrionConnection *,
+template<DiscoveryReader Connection::*reader>
+QEL_FerrionStreamReader *discoveryReader(QEL_FerrionConnection *connection,
                                          QEL_FerrionEnvironment *environment)
 {
-    static Reader reader;
-    g_script->enter("get_discovery_reader", environment, false);
-    return g_script->announced.empty() ? nullptr : &reader;
+    auto *self = static_cast<Connection *>(connection);
+    g_script->enter("get_discovery_reader " + self->name, environment, false);
+    return g_script->silent.count(self->name) > 0 ? nullptr : &(self->*reader);
 }
 
 void fill(QEL_FerrionAdapterOperations &operations)
@@ -207,7 +250,8 @@ void fill(QEL_FerrionAdapterOperations &operations)
     operations.delete_stream_reader = destroy<Reader>;
     operations.create_stream_writer = createWriter;
     operations.delete_stream_writer = destroy<Writer>;
-    operations.get_pub_discovery_reader = discoveryReader;
+    operations.get_pub_discovery_reader = discoveryReader<&Connection::inputs>;
+    operations.get_sub_discovery_reader = discoveryReader<&Connection::outputs>;
     operations.read = read;
     operations.return_loan = returnLoan;
     operations.write = write;
@@ -234,6 +278,20 @@ Script::Script(const ferry::Configuration &configuration) : FerryPluginHost(conf
 void Script::signal(const Stream &stream)
 {
     stream.listener.onDataAvailable(nullptr, stream.listener.listenerData);
+}
+
+void Script::announce(const std::string &connection, const News &news, bool input)
+{
+    QEL_FerrionStreamReaderListener listener{};
+    {
+        const std::lock_guard<std::mutex> lock(discoveryMutex);
+        Discovery &discovery = discoveries[connection + (input ? " in" : " out")];
+        discovery.news.push_back(news);
+        listener = discovery.listener;
+    }
+    if (listener.onDataAvailable != nullptr) {
+        listener.onDataAvailable(nullptr, listener.listenerData);
+    }
 }
 
 void Script::hang()

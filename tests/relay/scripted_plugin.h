@@ -8,11 +8,14 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "engine/plugin_host.h"
 #include "qddsc/sample_info.h"
+#include "qddsc/type_code.h"
 
 namespace scripted {
 
@@ -34,6 +37,15 @@ struct Stream {
     int readCalls = 0;
 };
 
+/// What a discovery reader tells: a stream, or that it has gone.
+struct News {
+    std::string stream;
+    std::string typeName = {};
+    const DDS_TypeCode *type = nullptr;
+    std::vector<std::string> partitions = {};
+    bool disposed = false;
+};
+
 /// The host that hands the plug-in out, and the script of all its adapters, which are told apart by
 /// their property `name`.
 class Script : public ferry::FerryPluginHost {
@@ -47,8 +59,11 @@ public:
     std::map<std::string, std::string> errors;
     /// Run at the start of a call, by the same name.
     std::map<std::string, std::function<void()>> hooks;
-    /// The stream informations that the discovery readers announce.
-    std::vector<void *> announced;
+    /// Lets the discovery reader of a connection's input (or output) streams tell something, and
+    /// signals. Any thread, also before the connection is made.
+    void announce(const std::string &connection, const News &news, bool input = true);
+    /// Connections without discovery readers.
+    std::set<std::string> silent;
     /// Handed out in place of a good record.
     std::function<QEL_FerrionAdapterPlugin *(QEL_FerrionAdapterPlugin *)> changeRecord;
 
@@ -63,6 +78,13 @@ public:
     void stop() override;
 
     // For the plug-in's functions.
+    struct Discovery {
+        std::deque<News> news;
+        QEL_FerrionStreamReaderListener listener{};
+    };
+    /// By "connection in" or "connection out".
+    std::map<std::string, Discovery> discoveries;
+    std::mutex discoveryMutex;
     void enter(const std::string &call, QEL_FerrionEnvironment *environment, bool remember = true);
 
 private:

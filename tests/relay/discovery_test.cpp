@@ -1,0 +1,279 @@
+// Routes that come and go with what connections announce.
+#include <algorithm>
+#include <atomic>
+#include <unistd.h>
+
+#include "engine/discovery_rule.h"
+#include "relay_fixture.h"
+
+namespace {
+
+using namespace ferry;
+using namespace scripted;
+using Texts = std::vector<std::string>;
+
+News gone(const std::string &stream)
+{
+    return {stream, {}, nullptr, {}, true};
+}
+
+struct Filter {
+    StreamPatterns allow;
+    StreamPatterns deny;
+    bool wanted;
+};
+
+TEST(DiscoveryRule, DenyWinsAndAnyPartitionCounts)
+{
+    AnnouncedStream stream;
+    stream.name = "weather/.raw";
+    stream.typeName = "m::P";
+    const Filter filters[] = {
+        {{}, {}, true},
+        {{{"weather/*"}, {"m::*"}, {}}, {}, true}, // `*` takes slashes and dots
+        {{{"other", "w*"}, {}, {}}, {}, true},
+        {{{"w*"}, {"n::*"}, {}}, {}, false}, // every list has to allow
+        {{{"weather"}, {}, {}}, {}, false},
+        {{{"*"}, {}, {}}, {{"*raw"}, {}, {}}, false},
+        {{}, {{"x"}, {"m::P"}, {}}, false}, // any list denies
+        {{{}, {}, {"blue"}}, {}, true},
+        {{{}, {}, {""}}, {}, false},
+        {{{}, {}, {"*"}}, {{}, {}, {"red"}}, false},
+    };
+    DiscoverySettings rule;
+    stream.partitions = {"red", "blue"};
+    for (const Filter &filter : filters) {
+        rule.allow = filter.allow;
+        rule.deny = filter.deny;
+        EXPECT_EQ(wants(rule, stream), filter.wanted) << &filter - filters;
+    }
+    stream.input = false;
+    rule = {};
+    EXPECT_FALSE(wants(rule, stream));
+}
+
+TEST(DiscoveryRule, PutsNamesInOncePerPlace)
+{
+    DiscoverySettings rule;
+    rule.name = "r";
+    rule.route.outputs.resize(1);
+    rule.route.outputs[0].stream = "${stream}-${type}-${other}";
+    rule.route.outputs[0].properties = {{"p${type}", "${type}${"}};
+    const RouteSettings route = routeFor(rule, "${type}", "T", nullptr);
+    EXPECT_EQ(route.name, "r/${type}");
+    EXPECT_EQ(route.input.stream, "${type}");
+    EXPECT_EQ(route.outputs[0].stream, "${type}-T-${other}");
+    EXPECT_EQ(route.outputs[0].properties, (Properties{{"p${type}", "T${"}}));
+    EXPECT_EQ(refusalOf(route), "");
+    EXPECT_NE(refusalOf(routeFor(rule, "\xF0\x9F\x98\x80", "T", nullptr)), "");
+}
+
+class DiscoveryTest : public RelayTest {
+protected:
+    /// Runs the relay on a thread of its own.
+    void start()
+    {
+        supervisor();
+        runner = std::thread([this] { code = supervisor().run(); });
+    }
+    int stop()
+    {
+        supervisor().requestStop();
+        runner.join();
+        return code;
+    }
+
+    std::thread runner;
+    int code = -1;
+};
+
+/// What the reader has when its stream goes is written; what comes back goes on where it was.
+TEST_F(DiscoveryTest, RoutesComeAndGoWithTheirStreams)
+{
+    configuration.sessions[0].period = std::chrono::hours(1);
+    addRule("r");
+    DiscoverySettings &back = addRule("back");
+    back.connection = 1;
+    back.inputs = false;
+    back.route.outputs = {end("b/")};
+    back.route.input = end("a/${stream}.in");
+    std::atomic<int> there{3};
+    script.streams["s"].source = [&, n = 0]() mutable {
+        return n < there ? Read{{++n}, ""} : Read{};
+    };
+    script.streams["o.in"].source = [] { return Read{{1, 2}, ""}; }; // has no end
+    start();
+    const News news{"s", "T", type("T")};
+    script.announce("a", news);
+    EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 3; }));
+    there = 100;
+    script.announce("a", gone("s"));
+    EXPECT_TRUE(waitFor([&] { return totals("r/s").gone; }));
+    EXPECT_EQ(totals("r/s").written, 100U);
+    there = 107;
+    script.announce("a", gone("s"));
+    script.announce("a", news);
+    EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 107; }));
+    EXPECT_FALSE(totals("r/s").gone);
+    script.announce("b", {"o", "T", type("T")}, false);
+    EXPECT_TRUE(waitFor([&] { return totals("back/o").written > 100; }));
+    script.announce("b", gone("o"), false);
+    EXPECT_TRUE(waitFor([&] { return totals("back/o").gone; }));
+    EXPECT_EQ(totals("back/o").read, totals("back/o").written);
+    EXPECT_EQ(stop(), exitOk);
+    Texts calls;
+    std::copy_if(script.calls.begin(), script.calls.end(), std::back_inserter(calls),
+                 [](const std::string &call) {
+                     return std::regex_search(call, std::regex("_(read|writ)er "));
+                 });
+    EXPECT_EQ(calls, (Texts{"create_writer s.out", "create_reader s", "delete_reader s",
+                            "delete_writer s.out", "create_writer s.out", "create_reader s",
+                            "create_writer o", "create_reader o.in", "delete_reader o.in",
+                            "delete_writer o", "delete_reader s", "delete_writer s.out"}));
+}
+
+TEST_F(DiscoveryTest, TakesTypesFromTheAnnouncementElseFromTheFile)
+{
+    addRoute("fixed", "a/in", {"b/in.out"}).type = type("T");
+    configuration.types["Known"] = type("Known");
+    addRule("r").deny.partition = {"secret"};
+    script.announce("a", {"denied", "T", type("T"), {"open", "secret"}});
+    script.announce("a", {"in", "T", type("T", "y")});    // a configured route has it
+    script.announce("a", {"in.out.out", "T", type("T")}); // nobody's
+    script.announce("a", {"by name", "Known"});
+    script.announce("a", {"untyped", "What"});
+    script.announce("a", {"untyped", "What"});
+    script.announce("a", {"number", "L", DDS_TypeCode_get_primitive(DDS_TK_LONG)});
+    script.announce("a", {"moves", "T", type("T")});
+    script.announce("a", {"moves", "T", type("T", "x", DDS_TK_DOUBLE)});
+    EXPECT_EQ(runUntilIdle(), exitOk);
+    EXPECT_EQ(summary(), "fixed: 0 read, 0 written, 0 errors\n"
+                         "r/in.out.out: 0 read, 0 written, 0 errors\n"
+                         "r/by name: 0 read, 0 written, 0 errors\n"
+                         "r/moves: 0 read, 0 written, 0 errors\n");
+    for (const char *text :
+         {"[fixed] stream a/in is announced with another type than the route's: ",
+          "[r/moves] stream a/moves is announced with another type than the route's: ",
+          "\"types\" has no struct \"What\"", "is of type L, which is not a struct"}) {
+        EXPECT_TRUE(logged(text)) << text << " in " << log;
+        EXPECT_EQ(log.find(text), log.rfind(text)) << log;
+    }
+    EXPECT_TRUE(std::regex_search(log, std::regex("a/moves is .*\\bx\\b"))) << log;
+}
+
+TEST_F(DiscoveryTest, NeverTakesWhatTheRuleWritesItself)
+{
+    DiscoverySettings &chain = addRule("chain");
+    chain.route.outputs[0].connection = 0;
+    addRule("same").route.outputs = {end("a/${stream}")};
+    script.announce("a", {"s", "T", type("T")});
+    script.announce("a", {"s.out", "T", type("T")});
+    EXPECT_EQ(runUntilIdle(), exitOk);
+    EXPECT_EQ(summary(), "chain/s: 0 read, 0 written, 0 errors\n");
+}
+
+TEST_F(DiscoveryTest, OutlivesFailuresOfReadersAndCreations)
+{
+    addRule("r");
+    addRule("deaf").connection = 1;
+    script.silent = {"b"};
+    script.errors["read a in"] = "cannot look";
+    script.errors["create_reader bad"] = "no such thing";
+    script.streams["good"].reads = {{{1}, ""}};
+    script.announce("a", {"bad", "T", type("T")});
+    script.announce("a", {"good", "T", type("T")});
+    EXPECT_EQ(runUntilIdle(1200), exitErrors); // two looks, one line
+    EXPECT_EQ(summary(), "r/bad: 0 read, 0 written, 0 errors (out of service)\n"
+                         "r/good: 1 read, 1 written, 0 errors\n");
+    EXPECT_TRUE(logged("discovery of input streams of connection a: cannot look")) << log;
+    EXPECT_EQ(log.find("cannot look"), log.rfind("cannot look")) << log;
+    EXPECT_TRUE(logged("connection b announces no input streams: out of service")) << log;
+}
+
+/// A thousand streams come and go while two sessions run; nothing is lost, neither of the samples
+/// nor of their count.
+TEST_F(DiscoveryTest, KeepsCountUnderStress)
+{
+    configuration.sessions.push_back({"second", std::chrono::milliseconds(10), 0, {}});
+    addRule("r").deny.stream = {"x*"};
+    addRule("q", 1).allow.stream = {"x*"};
+    addRoute("steady", "a/in", {"b/y"});
+    std::atomic<bool> ended{false};
+    script.streams["in"].source = [&] { return ended ? Read{} : Read{{1, 2, 3}, ""}; };
+    Texts names;
+    for (int i = 0; i < 400; ++i) {
+        names.push_back((i % 2 == 0 ? "x" : "y") + std::to_string(i));
+        script.streams[names.back()].source = [n = 0]() mutable {
+            return ++n % 4 == 0 ? Read{} : Read{{n, n}, ""};
+        };
+    }
+    start();
+    for (int i = 0; i < 1000; ++i) {
+        script.announce("a", {names[i * 7U % names.size()], "T", type("T")});
+        if (i >= 20) {
+            script.announce("a", gone(names[(i - 20) * 7U % names.size()]));
+        }
+        if (i % 50 == 0) {
+            const std::string &name = names[i * 7U % names.size()];
+            const std::string rule = name[0] == 'x' ? "q/" : "r/";
+            EXPECT_TRUE(waitFor([&] { return totals(rule + name).read > 0; })) << name;
+        }
+    }
+    const auto present = [&](bool gone) {
+        const auto all = supervisor().relay().totals();
+        return std::count_if(all.begin(), all.end(),
+                             [&](const RouteTotals &route) { return route.gone == gone; });
+    };
+    EXPECT_TRUE(waitFor([&] { return present(false) == 21; })) << summary();
+    EXPECT_EQ(present(true), 257);
+    ended = true;
+    EXPECT_EQ(stop(), exitOk);
+    std::uint64_t read = 0;
+    for (const RouteTotals &route : supervisor().relay().totals()) {
+        EXPECT_EQ(route.read, route.written) << route.name;
+        read += route.read;
+    }
+    std::uint64_t written = 0;
+    for (const auto &[name, stream] : script.streams) {
+        for (const std::vector<int> &samples : stream.writes) {
+            written += samples.size();
+        }
+    }
+    EXPECT_EQ(read, written);
+    EXPECT_EQ(std::count(script.calls.begin(), script.calls.end(), "create_reader x0"),
+              std::count(script.calls.begin(), script.calls.end(), "delete_reader x0"));
+}
+
+/// A reader that hangs when its stream goes holds up neither other streams nor the end.
+TEST_F(DiscoveryTest, ReaderThatHangsAtItsRemoval)
+{
+    configuration.sessions.push_back({"second", std::chrono::milliseconds(10), 0, {}});
+    addRule("r").deny.stream = {"x"};
+    addRule("q", 1).allow.stream = {"x"};
+    std::atomic<bool> hangs{false};
+    script.hooks["read s"] = [&] {
+        if (hangs) {
+            Script::hang();
+        }
+    };
+    script.hooks["delete_reader x"] = [] { dprintf(STDERR_FILENO, "delete_reader x\n"); };
+    script.streams["x"].reads = {{{1}, ""}};
+    const auto run = [&] {
+        QELLog_setSink(nullptr, nullptr);
+        dup2(STDERR_FILENO, STDOUT_FILENO);
+        options.drain = std::chrono::milliseconds(300);
+        script.announce("a", {"s", "T", type("T")});
+        start();
+        waitFor([&] { return !totals("r/s").name.empty(); });
+        hangs = true;
+        script.announce("a", gone("s"));
+        script.announce("a", {"x", "T", type("T")});
+        waitFor([&] { return totals("q/x").written == 1; });
+        _exit(stop());
+    };
+    EXPECT_EXIT(run(), testing::ExitedWithCode(exitHung),
+                "r/s. hangs in read and is left behind(.|\n)*delete_reader x(.|\n)*"
+                "q/x: 1 read, 1 written");
+}
+
+} // namespace
