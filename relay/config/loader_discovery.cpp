@@ -35,7 +35,7 @@ void Loader::readDirection(const Section &section, DiscoverySettings &rule)
     }
     const char *const wrong = rule.inputs ? "input" : "outputs";
     if (section.find(wrong).IsDefined()) {
-        diagnostics_.add(placeOf(section.find(wrong)),
+        diagnostics_.add(section.keyPlace(wrong),
                          section.pathOf(wrong) + " goes with \"direction: " +
                              (rule.inputs ? "output" : "input") + "\" only");
     }

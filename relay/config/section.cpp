@@ -215,6 +215,13 @@ YAML::Node Section::find(const std::string &key) const
     return YAML::Node(YAML::NodeType::Undefined);
 }
 
+Place Section::keyPlace(const std::string &key) const
+{
+    const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                    [&](const NamedNode &entry) { return entry.name == key; });
+    return found == entries_.end() ? place_ : found->place;
+}
+
 YAML::Node Section::require(const std::string &key) const
 {
     YAML::Node node = find(key);

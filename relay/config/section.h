@@ -67,6 +67,8 @@ public:
     {
         return path_;
     }
+    /// Of a key that is there (its value may stand elsewhere, as an alias does).
+    Place keyPlace(const std::string &key) const;
     Place place() const
     {
         return place_;

@@ -134,6 +134,23 @@ const Lines mistakes[] = {
      {"53: routes.h.outputs[0]: property qel.ferrion.jni.max_samples_per_write must be a whole "
       "number from 1 to 1000000, not \"many\""}},
     {"      properties: {qel.ferrion.jni.max_samples_per_write: many}}]}", {}},
+    {"discovery:\n"
+     "  a: {session: s, connection: in, direction: inputs, outputs: *out, input: *in}",
+     {"46: discovery.a.direction must be input or output, not \"inputs\"; did you mean "
+      "\"input\"?",
+      "69: discovery.a.input goes with \"direction: output\" only"}},
+    {"  b: {session: s, connection: in, direction: output, outputs: *out}",
+     {"6: missing key \"input\" in discovery.b",
+      "54: discovery.b.outputs goes with \"direction: input\" only"}},
+    {"  c: {session: s, connection: in, outputs: *out, allow: {stream: [], type: x, topic: [y]}}",
+     {"66: discovery.c.allow.stream must be a list of at least one pattern",
+      "76: discovery.c.allow.type must be a list of at least one pattern",
+      "79: unknown key \"topic\" in discovery.c.allow"}},
+    {"  d: {connection: inn, outputs: [], deny: {stream: [''], partition: ['']}}",
+     {"6: missing key \"session\" in discovery.d: there is more than one session",
+      "19: discovery.d.connection: there is no connection \"inn\"; did you mean \"in\"?",
+      "33: discovery.d.outputs must be a list of at least one output",
+      "53: discovery.d.deny.stream[0] must be a text, but is empty"}},
 };
 
 TEST_F(ConfigTest, TellsEveryMistakeWithItsPlace)
@@ -193,6 +210,33 @@ TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
     EXPECT_TRUE(r.outputs[0].properties.empty());
     EXPECT_EQ(r.onError, OnError::carryOn);
     EXPECT_STREQ(DDS_TypeCode_get_name(r.type), "m::P");
+}
+
+TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
+{
+    const auto configuration =
+        load("types: [{file: p.idl}]\n"
+             "adapters: {a: {class: C}}\n"
+             "connections: {in: {adapter: a}, out: {adapter: a}}\n"
+             "sessions: {s: {batch: 7}}\n"
+             "discovery:\n"
+             "  i: {connection: in, outputs: [{connection: out, stream: '${stream}.x'}],\n"
+             "      allow: {partition: ['', a]}, properties: {p: '${type}'}, on_error: stop}\n"
+             "  o: {connection: out, direction: output, input: {connection: in, stream: q}}\n");
+    ASSERT_TRUE(configuration) << messages;
+    const DiscoverySettings &i = configuration->discovery[0];
+    EXPECT_TRUE(i.inputs);
+    EXPECT_EQ(i.allow.partition, (std::vector<std::string>{"", "a"}));
+    EXPECT_EQ(i.route.input.properties, (Properties{{"p", "${type}"}}));
+    EXPECT_EQ(i.route.outputs[0].stream, "${stream}.x");
+    EXPECT_EQ(i.route.onError, OnError::stop);
+    const DiscoverySettings &o = configuration->discovery[1];
+    EXPECT_FALSE(o.inputs);
+    EXPECT_EQ(o.connection, 1U);
+    EXPECT_EQ(o.route.outputs[0].connection, 1U);
+    EXPECT_EQ(o.route.outputs[0].maxSamplesPerWrite, 7);
+    EXPECT_EQ(configuration->types.count("m::P"), 1U);
+    EXPECT_EQ(configuration->types.count("m::Color"), 0U);
 }
 
 TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)

@@ -56,7 +56,7 @@ TEST_F(RelayTest, CountsAsLostWhatAWriterDidNotTake)
     EXPECT_EQ(summary(), "fails: 6 read, 4 written, 1 errors, 2 lost\n"
                          "  to b/x: 4 written, 2 lost\n"
                          "  to c/y: 6 written, 0 lost\n"
-                         "stops: 5 read, 0 written, 1 errors, 5 lost\n"
+                         "stops: 5 read, 0 written, 1 errors, 5 lost (out of service)\n"
                          "  to b/x2: 0 written, 5 lost\n"
                          "  to c/y2: 5 written, 0 lost\n" // the same loan still goes to the others
                          "takes less: 6 read, 3 written, 0 errors, 3 lost\n");

@@ -61,6 +61,18 @@ routes:
   r: {type: Tick, input: {connection: c, stream: s}, outputs: [{connection: c, stream: t}]}
 """
 
+DISCOVERY = """
+adapters: {files: {class: com.qel.ferrion.adapters.file.FileAdapter}}
+connections:
+  in: {adapter: files, properties: {directory: ., poll_ms: 20}}
+  out: {adapter: files, properties: {directory: out}}
+discovery:
+  ticks:
+    connection: in
+    allow: {stream: ["*.csv"]}
+    outputs: [{connection: out, stream: "${stream}.jsonl"}]
+"""
+
 
 class FerryTest(unittest.TestCase):
     def setUp(self):
@@ -76,6 +88,11 @@ class FerryTest(unittest.TestCase):
     def relay(self, at="nowhere", kind="throw", count=1000):
         path = self.directory / "relay.yaml"
         path.write_text(RELAY.format(classes=CLASSES, at=at, kind=kind, count=count))
+        return path
+
+    def native(self):
+        path = self.directory / "native.yaml"
+        path.write_text(NATIVE)
         return path
 
     def numbers(self, name):
@@ -101,9 +118,7 @@ class FerryTest(unittest.TestCase):
         self.assertIn("JAVA_HOME names /nowhere", text)
         self.assertIn("openjdk-17-jre-headless", text)
         # Without Java adapters nobody looks for Java; a missing plug-in is told with its place.
-        native = self.directory / "native.yaml"
-        native.write_text(NATIVE)
-        text = self.ferry("run", native, code=3, environment=nowhere).stderr
+        text = self.ferry("run", self.native(), code=3, environment=nowhere).stderr
         self.assertRegex(text, r"lib/libferryadapter_nothing.so: cannot open")
         self.assertNotIn("JAVA_HOME", text)
 
@@ -123,6 +138,49 @@ class FerryTest(unittest.TestCase):
             self.assertEqual(result.stderr, "")
             subprocess.run([sys.executable, self.directory / "verify.py", *verify], check=True,
                            stdout=subprocess.DEVNULL)
+
+    def test_files_come_and_go_as_streams(self):
+        for name in ["early", "late"]:
+            (self.directory / f"{name}.idl").write_text("struct Tick { @key long long n; };\n")
+        (self.directory / "early.csv").write_text("n\n1\n2\n")
+        (self.directory / "untyped.csv").write_text("n\n3\n")
+        path = self.directory / "discovery.yaml"
+        path.write_text(DISCOVERY)
+        self.assertRegex(self.ferry("check", path, code=0).stdout, "ok    route ticks/early.csv: ")
+        process = self.start(path)
+        (self.directory / "late.csv").write_text("n\n4\n5\n6\n")
+        output = self.directory / "out" / "late.csv.jsonl"
+        self.until(lambda: output.exists() and output.read_text().count("\n") == 3)
+        (self.directory / "late.csv").unlink()
+        self.assertIn("[ticks/late.csv] route removed", self.read_to(process, "route removed"))
+        process.terminate()
+        text, _ = process.communicate(timeout=20)
+        self.assertEqual(process.returncode, 0)
+        self.assertRegex(text, r"ticks/early.csv: 2 read, 2 written, 0 errors, \d+ samples/s\n")
+        self.assertRegex(text, r"ticks/late.csv: 3 read, 3 written, .* \(gone\)\n")
+        self.assertEqual(self.numbers("late.csv.jsonl"), [4, 5, 6])
+        text = self.ferry("list", "streams", path, "--wait=0.3", "--idl=Tick", code=0).stdout
+        self.assertRegex(text, r"DIRECTION +CONNECTION +STREAM +PARTITIONS +TYPE +KEYED\n"
+                               r"input +in +early.csv +- +Tick +yes\n"
+                               r"input +in +untyped.csv +- +- +no type announced\n")
+        self.assertIn("@key", text)
+        self.ferry("list", "streams", path, "--wait=0.1", "--idl=Tock", code=1)
+        self.assertIn("libferryadapter_nothing.so: cannot open",
+                      self.ferry("list", "streams", self.native(), "--wait=0", code=1).stderr)
+        for wrong in [[], ["streams", path, "--domain=1"], ["streams", "--set", "x"]]:
+            self.ferry("list", *wrong, code=2)
+
+    def until(self, condition):
+        end = time.monotonic() + 20
+        while not condition() and time.monotonic() < end:
+            time.sleep(0.05)
+        self.assertTrue(condition())
+
+    def read_to(self, process, word):
+        line = process.stderr.readline()
+        while line and word not in line:
+            line = process.stderr.readline()
+        return line
 
     def test_check_leaves_no_trace(self):
         shutil.copytree(EXAMPLES, self.directory, dirs_exist_ok=True,
@@ -160,9 +218,7 @@ class FerryTest(unittest.TestCase):
                                    stderr=subprocess.PIPE, text=True)
         self.addCleanup(process.stdout.close)
         self.addCleanup(process.stderr.close)
-        line = process.stderr.readline()
-        while line and "Service started OK" not in line:
-            line = process.stderr.readline()
+        self.read_to(process, "Service started OK")
         return process
 
     def test_a_signal_stops_in_order(self):
