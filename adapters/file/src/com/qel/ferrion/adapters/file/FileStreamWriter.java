@@ -72,15 +72,23 @@ final class FileStreamWriter implements StreamWriter {
         options = updated;
     }
 
-    /** @return rows written: live samples that are there and can be encoded */
+    /**
+     * Writes a row for every sample that has data. One without, which tells that its instance has
+     * gone, has no place in a table: it counts as taken.
+     *
+     * @return rows written, and samples without data; not those that are missing or cannot be
+     *     encoded
+     */
     @Override
     public int write(List<Object> samples, List<Object> infos) throws AdapterException {
         records.reset();
         int count = 0;
+        int without = 0;
         for (int i = 0; i < samples.size(); i++) {
             Object info = infos != null && i < infos.size() ? infos.get(i) : null;
-            boolean live = !(info instanceof SampleInfo) || ((SampleInfo) info).valid_data;
-            if (live && samples.get(i) instanceof DynamicData && encode(samples.get(i))) {
+            if (info instanceof SampleInfo && !((SampleInfo) info).valid_data) {
+                without++;
+            } else if (samples.get(i) instanceof DynamicData && encode(samples.get(i))) {
                 if (count == ends.length) {
                     ends = Arrays.copyOf(ends, 2 * count);
                 }
@@ -90,7 +98,7 @@ final class FileStreamWriter implements StreamWriter {
         if (count > 0) {
             output.write(records, ends, count);
         }
-        return count;
+        return count + without;
     }
 
     private boolean encode(Object sample) {

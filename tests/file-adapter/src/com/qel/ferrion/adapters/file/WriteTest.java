@@ -66,12 +66,12 @@ public class WriteTest {
     }
 
     @Test
-    public void whatIsNoLiveSampleIsNotWrittenAndNotCounted() throws Exception {
+    public void aDisposalCountsAsTakenAndAMissingSampleDoesNot() throws Exception {
         SampleInfo gone = new SampleInfo();
         gone.valid_data = false;
         StreamWriter writer = host.writer("n.jsonl", Host.POINT);
         List<Object> samples = Arrays.asList(null, Host.point(1, "a", 1), Host.point(2, "b", 2));
-        assertEquals(1, writer.write(samples, Arrays.asList(new SampleInfo(), null, gone)));
+        assertEquals(2, writer.write(samples, Arrays.asList(new SampleInfo(), null, gone)));
         assertEquals(2, writer.write(samples, List.of()));
         assertEquals(0, writer.write(List.of(), List.of()));
         assertTrue(host.text("n.jsonl").startsWith(ROW + ROW));
