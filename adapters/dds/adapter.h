@@ -1,0 +1,17 @@
+// The plug-in's entry point.
+#ifndef FERRYADAPTER_DDS_ADAPTER_H
+#define FERRYADAPTER_DDS_ADAPTER_H
+
+#include "ferryjni/export.h"
+#include "ferryjni/plugin.h"
+
+FERRYJNI_BEGIN
+
+/** Makes the DDS adapter; it has no properties of its own. Null with an error on failure. */
+FERRYJNI_API QEL_FerrionAdapterPlugin *
+FerryAdapter_dds_create(const QEL_FerrionProperties *properties,
+                        QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
+
+FERRYJNI_END
+
+#endif

@@ -1,0 +1,63 @@
+#include "connection.h"
+
+#include "error.h"
+
+namespace ferrydds {
+namespace {
+
+std::string describe(const Settings &settings)
+{
+    const std::string multicast = settings.text(Setting::multicast);
+    return "domain " + settings.text(Setting::domain) + " on " +
+           settings.text(Setting::interfaces) +
+           (multicast == "all" ? "" : ", multicast " + multicast);
+}
+
+Participant join(const Settings &settings)
+{
+    const std::string interfaces = settings.text(Setting::interfaces);
+    const std::string peers = settings.text(Setting::peers);
+    const std::string xml = settings.text(Setting::engineXml);
+    const std::string name = settings.text(Setting::name);
+    DDS_ParticipantSettings participant{};
+    participant.domainId = static_cast<std::int32_t>(settings.number(Setting::domain));
+    participant.interfaces = interfaces == "loopback" ? nullptr : interfaces.c_str();
+    participant.multicast = settings.is(Setting::multicast, "all")         ? 2
+                            : settings.is(Setting::multicast, "discovery") ? 1
+                                                                           : 0;
+    participant.peers = peers.c_str();
+    participant.xml = xml.empty() ? nullptr : xml.c_str();
+    participant.name = name.empty() ? nullptr : name.c_str();
+    DDS_ErrorText error{};
+    DDS_DomainParticipant *made = DDS_DomainParticipant_new(&participant, &error);
+    if (made == nullptr) {
+        throw Failure(settings.owner() + ": " + describe(settings) + ": " + error.text);
+    }
+    return {made, DDS_DomainParticipant_delete};
+}
+
+} // namespace
+
+Connection::Connection(const QEL_FerrionStreamReaderListener *subscriptionListener,
+                       const QEL_FerrionStreamReaderListener *publicationListener,
+                       const QEL_FerrionProperties *properties)
+    : settings_(onConnection, "connection", properties), text_(describe(settings_)),
+      participant_(join(settings_)), outputs_(Direction::output, subscriptionListener),
+      inputs_(Direction::input, publicationListener),
+      watch_(participant_, std::chrono::nanoseconds(settings_.nanoseconds(Setting::typeTimeout)),
+             [this] {
+                 outputs_.signal();
+                 inputs_.signal();
+             })
+{
+}
+
+Reader *Connection::discoveryReader(Direction direction)
+{
+    DiscoveryReader &reader = direction == Direction::input ? inputs_ : outputs_;
+    reader.bind(watch_);
+    watch_.start();
+    return &reader;
+}
+
+} // namespace ferrydds

@@ -1,0 +1,43 @@
+// A discovery reader: the streams of one direction, as `QEL_FerrionStreamInfo`.
+#ifndef FERRYADAPTER_DDS_DISCOVERY_READER_H
+#define FERRYADAPTER_DDS_DISCOVERY_READER_H
+
+#include <atomic>
+#include <memory>
+#include <vector>
+
+#include "discovery_watch.h"
+#include "reader.h"
+
+namespace ferrydds {
+
+class DiscoveryReader final : public Reader {
+public:
+    /// `listener` may be null.
+    DiscoveryReader(Direction direction, const QEL_FerrionStreamReaderListener *listener);
+    ~DiscoveryReader() override;
+
+    /// The host has asked for the reader: from now on it is signalled.
+    void bind(DiscoveryWatch &watch);
+    /// Any thread; tells the host that there may be something, once the reader is bound.
+    void signal();
+
+    Loan read(QEL_FerrionEnvironment *environment) override;
+    void returnLoan() override;
+    void update(const QEL_FerrionProperties *properties) override;
+
+private:
+    /// One lent element; its strings are those of the platform.
+    class Lent;
+
+    const Direction direction_;
+    const QEL_FerrionStreamReaderListener listener_;
+    std::atomic<DiscoveryWatch *> watch_{nullptr};
+    std::vector<std::unique_ptr<Lent>> loan_;
+    std::vector<void *> streams_;
+    std::vector<DDS_SampleInfo *> infos_;
+};
+
+} // namespace ferrydds
+
+#endif

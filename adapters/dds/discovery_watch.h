@@ -1,0 +1,71 @@
+// A connection's watch over its domain, started when somebody first wants to know. The engine's
+// thread only says that there is something; events are taken on the host's threads, which may be
+// several.
+#ifndef FERRYADAPTER_DDS_DISCOVERY_WATCH_H
+#define FERRYADAPTER_DDS_DISCOVERY_WATCH_H
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "dds_objects.h"
+#include "stream_table.h"
+
+namespace ferrydds {
+
+enum class Direction {
+    /// Topics with remote writers.
+    input,
+    /// Topics with remote readers.
+    output
+};
+
+class DiscoveryWatch {
+public:
+    /// `onChange` runs on the engine's thread from start() until the destructor has returned. It
+    /// must not block.
+    DiscoveryWatch(Participant participant, std::chrono::nanoseconds typeTimeout,
+                   std::function<void()> onChange);
+    ~DiscoveryWatch();
+    DiscoveryWatch(const DiscoveryWatch &) = delete;
+    DiscoveryWatch &operator=(const DiscoveryWatch &) = delete;
+
+    /// Begins to watch; does nothing when it has begun. Throws Failure.
+    void start();
+
+    /// What has changed since the last call for that direction.
+    std::vector<StreamNews> takeNews(Direction direction);
+
+    /// What the topic's remote writers offer. Starts the watch; one that has not run for the type
+    /// timeout yet gets the rest of it to find a first writer, and a moment more for others.
+    Offer writersOffer(const std::string &topic);
+
+private:
+    static void onEvent(void *self);
+    void pump();
+    Offer offerNow(const std::string &topic, std::chrono::steady_clock::time_point &settled);
+    std::uint64_t eventCount();
+
+    const Participant participant_;
+    const std::chrono::nanoseconds typeTimeout_;
+    const std::function<void()> onChange_;
+
+    std::mutex mutex_;
+    /// Guarded by mutex_, like the tables and the time.
+    Owned<DDS_Discovery> discovery_;
+    StreamTable inputs_;
+    StreamTable outputs_;
+    std::chrono::steady_clock::time_point settled_;
+
+    /// The engine's thread takes this one alone, and nobody calls the engine while holding it.
+    std::mutex eventMutex_;
+    std::condition_variable event_;
+    std::uint64_t events_ = 0;
+};
+
+} // namespace ferrydds
+
+#endif

@@ -1,0 +1,67 @@
+// What readers and writers have in common before they are made: a topic, a type, settings, QoS.
+#ifndef FERRYADAPTER_DDS_ENDPOINT_H
+#define FERRYADAPTER_DDS_ENDPOINT_H
+
+#include <string>
+
+#include "connection.h"
+#include "dds_objects.h"
+#include "session.h"
+#include "settings.h"
+
+namespace ferrydds {
+
+class Endpoint {
+public:
+    /**
+     * Settles everything but the engine's object.
+     *
+     * @param place      onReader or onWriter.
+     * @param stream     read during the call only, except for the type code, which lives on.
+     * @param properties may be null.
+     * @throws Failure when the stream has no type that is carried, or a property is wrong
+     */
+    Endpoint(Place place, Connection &connection, const Session &session,
+             const QEL_FerrionStreamInfo &stream, const QEL_FerrionProperties *properties);
+
+    const DDS_TypeCode *type() const
+    {
+        return type_;
+    }
+    const std::string &topic() const
+    {
+        return topic_;
+    }
+    /// Null when the type's own name counts.
+    const char *typeName() const
+    {
+        return typeName_.empty() ? nullptr : typeName_.c_str();
+    }
+    const std::string &owner() const
+    {
+        return settings.owner();
+    }
+    /// Its partitions are `partitions`, which must outlive the use of the result.
+    DDS_EndpointQos qos(const Strings &partitions) const;
+    const std::vector<std::string> &partitions() const
+    {
+        return partitions_;
+    }
+
+    Settings settings;
+
+private:
+    void settle(Connection &connection);
+    void checkRules() const;
+
+    const DDS_TypeCode *type_;
+    std::string topic_;
+    std::string typeName_;
+    std::vector<std::string> partitions_;
+    bool reliable_ = true;
+    bool transientLocal_ = false;
+};
+
+} // namespace ferrydds
+
+#endif

@@ -1,0 +1,51 @@
+// What the engine has to say of a reader or writer beside the samples, on its way to the host.
+#ifndef FERRYADAPTER_DDS_NOTICES_H
+#define FERRYADAPTER_DDS_NOTICES_H
+
+#include <chrono>
+#include <string>
+
+#include "error.h"
+#include "qddsc/common.h"
+
+namespace ferrydds {
+
+/// Makes notices the error of a call, at most once in ten seconds. In between they stay with the
+/// engine, which counts on. Used by one thread at a time.
+class Notices {
+public:
+    /// `take` is the engine's take_notice of `entity`.
+    template<class Entity>
+    void report(const std::string &owner, Entity *entity,
+                std::int32_t (*take)(Entity *, DDS_ErrorText *),
+                QEL_FerrionEnvironment *environment)
+    {
+        const auto now = std::chrono::steady_clock::now();
+        // Held errors come first, and a notice that found no room would be lost.
+        if (now < next_ || environment->errorFlag != 0) {
+            return;
+        }
+        DDS_ErrorText text{};
+        std::string all;
+        while (all.size() < sizeof text.text && take(entity, &text) != 0) {
+            all += (all.empty() ? owner + ": " : "; ") + text.text;
+        }
+        if (!all.empty()) {
+            ferrydds::report(environment, all);
+            next_ = now + std::chrono::seconds(10);
+        }
+    }
+
+    /// Lets the next report through at once: for the last one of an object.
+    void hurry()
+    {
+        next_ = {};
+    }
+
+private:
+    std::chrono::steady_clock::time_point next_{};
+};
+
+} // namespace ferrydds
+
+#endif

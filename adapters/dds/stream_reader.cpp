@@ -1,0 +1,131 @@
+#include "stream_reader.h"
+
+#include <algorithm>
+
+namespace ferrydds {
+namespace {
+
+constexpr std::int32_t firstPool = 16;
+
+} // namespace
+
+StreamReader::StreamReader(Connection &connection, const Session &session,
+                           const QEL_FerrionStreamInfo &stream,
+                           const QEL_FerrionProperties *properties,
+                           const QEL_FerrionStreamReaderListener *listener)
+    : participant_(connection.participant()),
+      endpoint_(onReader, connection, session, stream, properties),
+      listener_(listener == nullptr ? QEL_FerrionStreamReaderListener{} : *listener)
+{
+    const Strings partitions(endpoint_.partitions());
+    const DDS_EndpointQos qos = endpoint_.qos(partitions);
+    DDS_ErrorText error{};
+    reader_.reset(DDS_DataReader_new(participant_.get(), endpoint_.topic().c_str(),
+                                     endpoint_.typeName(), endpoint_.type(), &qos, onData, this,
+                                     &error));
+    if (reader_ == nullptr) {
+        throw Failure(endpoint_.owner() + ": " + error.text);
+    }
+}
+
+StreamReader::~StreamReader()
+{
+    reader_.reset();
+    for (DDS_DynamicData *sample : samples_) {
+        DDS_DynamicData_delete(sample);
+    }
+    for (const DDS_SampleInfo *info : infos_) {
+        delete info;
+    }
+}
+
+void StreamReader::onData(void *self)
+{
+    auto *reader = static_cast<StreamReader *>(self);
+    if (reader->listener_.onDataAvailable != nullptr) {
+        reader->listener_.onDataAvailable(reader, reader->listener_.listenerData);
+    }
+}
+
+Loan StreamReader::read(QEL_FerrionEnvironment *environment)
+{
+    if (lent_) {
+        throw Failure(endpoint_.owner() + ": the last loan has not been returned");
+    }
+    const auto batch = static_cast<std::int32_t>(endpoint_.settings.number(Setting::batch));
+    const std::int32_t count = take(batch, environment);
+    notices_.report(endpoint_.owner(), reader_.get(), DDS_DataReader_take_notice, environment);
+    if (count == 0) {
+        return {};
+    }
+    lent_ = true;
+    return {lentSamples_.data(), infos_.data(), count};
+}
+
+/// Takes up to `limit` samples; what came before a failure counts.
+std::int32_t StreamReader::take(std::int32_t limit, QEL_FerrionEnvironment *environment)
+{
+    std::int32_t count = 0;
+    while (count < limit) {
+        if (count == static_cast<std::int32_t>(samples_.size())) {
+            try {
+                grow(limit);
+            } catch (const std::bad_alloc &) {
+                report(environment, endpoint_.owner() + ": memory is short");
+                break;
+            }
+        }
+        const std::int32_t wanted =
+            std::min(limit, static_cast<std::int32_t>(samples_.size())) - count;
+        DDS_ErrorText error{};
+        const std::int32_t taken = DDS_DataReader_take(reader_.get(), samples_.data() + count,
+                                                       infos_.data() + count, wanted, &error);
+        if (taken < 0) {
+            report(environment, endpoint_.owner() + ": " + error.text);
+            break;
+        }
+        count += taken;
+        if (taken < wanted) {
+            break;
+        }
+    }
+    return count;
+}
+
+/// Doubles the pools, up to `limit`. What was made before memory ran out stays in use.
+void StreamReader::grow(std::int32_t limit)
+{
+    const auto size = static_cast<std::size_t>(
+        std::min(limit, std::max(firstPool, 2 * static_cast<std::int32_t>(samples_.size()))));
+    samples_.reserve(size);
+    infos_.reserve(size);
+    lentSamples_.reserve(size);
+    while (samples_.size() < size) {
+        auto info = std::make_unique<DDS_SampleInfo>();
+        DDS_DynamicData *sample = DDS_DynamicData_new(endpoint_.type(), nullptr);
+        if (sample == nullptr) {
+            throw std::bad_alloc();
+        }
+        samples_.push_back(sample);
+        infos_.push_back(info.release());
+        lentSamples_.push_back(sample);
+    }
+}
+
+void StreamReader::returnLoan()
+{
+    lent_ = false;
+}
+
+void StreamReader::update(const QEL_FerrionProperties *properties)
+{
+    endpoint_.settings.update(properties);
+}
+
+void StreamReader::reportLast(QEL_FerrionEnvironment *environment)
+{
+    notices_.hurry();
+    notices_.report(endpoint_.owner(), reader_.get(), DDS_DataReader_take_notice, environment);
+}
+
+} // namespace ferrydds

@@ -1,0 +1,52 @@
+// A stream reader: samples of one topic, lent to the host.
+#ifndef FERRYADAPTER_DDS_STREAM_READER_H
+#define FERRYADAPTER_DDS_STREAM_READER_H
+
+#include <vector>
+
+#include "dds_objects.h"
+#include "endpoint.h"
+#include "notices.h"
+#include "reader.h"
+
+namespace ferrydds {
+
+class StreamReader final : public Reader {
+public:
+    /// Joins the topic. The listener (may be null) can be called before the constructor has
+    /// returned, with the object's address; then nothing of the object is touched. Throws Failure.
+    StreamReader(Connection &connection, const Session &session,
+                 const QEL_FerrionStreamInfo &stream, const QEL_FerrionProperties *properties,
+                 const QEL_FerrionStreamReaderListener *listener);
+    ~StreamReader() override;
+
+    Loan read(QEL_FerrionEnvironment *environment) override;
+    void returnLoan() override;
+    void update(const QEL_FerrionProperties *properties) override;
+    /// What was not told yet of things that went wrong.
+    void reportLast(QEL_FerrionEnvironment *environment);
+
+private:
+    static void onData(void *self);
+    std::int32_t take(std::int32_t limit, QEL_FerrionEnvironment *environment);
+    void grow(std::int32_t limit);
+
+    const Participant participant_;
+    Endpoint endpoint_;
+    const QEL_FerrionStreamReaderListener listener_;
+    Notices notices_;
+    bool lent_ = false;
+
+    /// Owned; as long as each other, and used again by every read.
+    std::vector<DDS_DynamicData *> samples_;
+    std::vector<DDS_SampleInfo *> infos_;
+    /// `samples_` again, as the host wants them.
+    std::vector<void *> lentSamples_;
+
+    /// Last: its thread calls into this object until it has gone.
+    Owned<DDS_DataReader> reader_;
+};
+
+} // namespace ferrydds
+
+#endif
