@@ -1,0 +1,327 @@
+// Drives the adapter's table as a host would; peers are other connections of this process, or this
+// program again as another process, or ferry.
+#include "host.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <map>
+#include <set>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Until `done`, at most ten seconds.
+template<class Done> bool eventually(Done &&done)
+{
+    const auto end = Clock::now() + std::chrono::seconds(10);
+    while (!done()) {
+        if (Clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+// A sample with its information, as text: "a=1 @100", or "a disposed @102".
+std::string textOf(const DDS_DynamicData &sample, const DDS_SampleInfo &info)
+{
+    const char *id = "?";
+    int32_t n = -1;
+    DDS_DynamicData_get_string(&sample, "id", &id, nullptr);
+    DDS_DynamicData_get_long(&sample, "n", &n);
+    EXPECT_EQ(info.source_timestamp.nanosec, 500000000U);
+    EXPECT_TRUE(info.publication_handle.isValid == 1 && info.instance_handle.isValid == 1);
+    EXPECT_TRUE(info.valid_data != 0 || n == 0);
+    const char *end =
+        info.instance_state == DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE ? " disposed" : " left";
+    return id + (info.valid_data != 0 ? "=" + std::to_string(n) : end) + " @" +
+           std::to_string(info.source_timestamp.sec);
+}
+
+struct Sent {
+    const char *id;
+    int32_t n;
+    int32_t state;
+    int32_t seconds;
+};
+
+int write(Host &host, QEL_FerrionStreamWriter *writer, const std::vector<Sent> &all)
+{
+    std::vector<Sample> owners;
+    std::vector<void *> samples;
+    std::vector<DDS_SampleInfo> values(all.size());
+    std::vector<DDS_SampleInfo *> infos;
+    for (size_t i = 0; i < all.size(); ++i) {
+        owners.push_back(makeSample(readingType()));
+        setString(owners.back(), "id", all[i].id);
+        DDS_DynamicData_set_long(owners.back().get(), "n", all[i].n);
+        samples.push_back(owners.back().get());
+        values[i].instance_state = all[i].state;
+        values[i].valid_data = all[i].state == DDS_ALIVE_INSTANCE_STATE ? 1 : 0;
+        values[i].source_timestamp = {all[i].seconds, 500000000};
+        infos.push_back(&values[i]);
+    }
+    return host.table().write(writer, samples.data(), infos.data(),
+                              static_cast<int32_t>(all.size()), host.fresh());
+}
+
+// The ends are written when the samples have been read: an end that overtakes them is told with
+// them, at their time.
+const std::vector<Sent> births = {{"a", 1, DDS_ALIVE_INSTANCE_STATE, 100},
+                                  {"b", 2, DDS_ALIVE_INSTANCE_STATE, 101},
+                                  {"c", 3, DDS_ALIVE_INSTANCE_STATE, 102}};
+const std::vector<Sent> ends = {{"a", 9, DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE, 103},
+                                {"b", 9, DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE, 104}};
+
+// Reads `count` samples, at most two at a time.
+std::set<std::string> readSet(Host &host, QEL_FerrionStreamReader *reader, size_t count)
+{
+    std::set<std::string> seen;
+    eventually([&] {
+        const int read = host.read<DDS_DynamicData>(
+            reader, [&](auto &sample, auto &info) { seen.insert(textOf(sample, info)); });
+        EXPECT_LE(read, 2);
+        EXPECT_EQ(host.error(), "");
+        return seen.size() >= count;
+    });
+    return seen;
+}
+
+// What is written on one side comes out on the other.
+void expectLife(Host &from, QEL_FerrionStreamWriter *writer, Host &to,
+                QEL_FerrionStreamReader *reader)
+{
+    EXPECT_EQ(readSet(to, reader, 3), (std::set<std::string>{"a=1 @100", "b=2 @101", "c=3 @102"}));
+    EXPECT_EQ(write(from, writer, ends), 2) << from.error();
+    EXPECT_EQ(readSet(to, reader, 2), (std::set<std::string>{"a disposed @103", "b left @104"}));
+}
+
+// This program as another process, which does what it is told until it is let go.
+class Peer {
+public:
+    explicit Peer(const char *domain)
+        : pipe_(popen(("timeout 60 /proc/$PPID/exe --peer " + std::string(domain)).c_str(), "w"))
+    {
+    }
+    ~Peer()
+    {
+        EXPECT_EQ(pclose(pipe_), 0);
+    }
+    void tell(const std::string &command) const
+    {
+        std::fprintf(pipe_, "%s\n", command.c_str());
+        std::fflush(pipe_);
+    }
+
+private:
+    FILE *pipe_;
+};
+
+// "+P" makes a writer in partition P, "!P" writes to it once a reader is there, "-P" deletes it;
+// "rT" makes a reader of topic T that is never read.
+int serve(const char *domain)
+{
+    Host host(domain);
+    std::map<std::string, QEL_FerrionStreamWriter *> writers;
+    QEL_FerrionStreamReader *reader = nullptr;
+    char line[80];
+    while (std::fscanf(stdin, "%79s", line) == 1) {
+        QEL_FerrionStreamWriter *&writer = writers[line + 1];
+        if (line[0] == '+') {
+            writer = host.writer("peer", {{"partitions", line + 1},
+                                          {"reliability", "best_effort"},
+                                          {"wait_for_readers", "1"}});
+        } else if (line[0] == '!') {
+            write(host, writer, births);
+        } else if (line[0] == '-') {
+            host.remove(writer);
+        } else {
+            reader = host.reader(line + 1, {{"max_samples", "10"}});
+        }
+    }
+    if (reader != nullptr) {
+        host.remove(reader);
+    }
+    return 0;
+}
+
+} // namespace
+
+TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
+{
+    struct Case {
+        char place;
+        List list;
+        const char *expected;
+    };
+    const Case cases[] = {
+        {'c', {{"domian", "1"}}, "connection: unknown property 'domian'; did you mean 'domain'? "},
+        {'c', {{"domain", "231"}}, "'domain' is '231', expected a whole number from 0 to 230"},
+        {'c', {{"batch", "1"}}, "'batch' is one of readers (known: domain, interfaces, "},
+        {'c', {{"type_timeout", "1 d"}}, "'1 d', expected a duration such as 100ms"},
+        {'r', {{"linger", "1s"}}, "reader of stream 's': property 'linger' is one of writers"},
+        {'r', {{"batch", ""}}, "'batch' is '', expected a whole number from 1"},
+        {'r', {{"deadline", "-1s"}}, "'-1s', expected a duration"},
+        {'w', {{"durability", "auto"}}, "expected one of volatile, transient_local"},
+        {'w', {{"reliabilty", "x"}}, "did you mean 'reliability'?"},
+        {'w', {{"depth", "3"}}, "'depth' needs 'history' to be keep_last"},
+        {'w', {{"qel.ferrion.jni.anything", "x"}, {"depth", "3"}, {"history", "keep_last"}}, ""},
+    };
+    Host host("21");
+    for (const Case &c : cases) {
+        const Properties properties(c.list);
+        if (c.place == 'c') {
+            EXPECT_EQ(host.table().create_connection(host.plugin, nullptr, nullptr, nullptr,
+                                                     nullptr, nullptr, nullptr, &properties.raw,
+                                                     host.fresh()),
+                      nullptr);
+        } else if (c.place == 'r') {
+            EXPECT_EQ(host.reader("s", c.list), nullptr);
+        } else if (QEL_FerrionStreamWriter *made = host.writer("s", c.list); made != nullptr) {
+            host.remove(made);
+        }
+        EXPECT_NE(host.error().find(c.expected), std::string::npos) << host.error();
+        EXPECT_EQ(host.error().empty(), *c.expected == '\0') << host.error();
+    }
+    QEL_FerrionStreamReader *reader = host.reader("s", {{"batch", "5"}});
+    const Properties allowed(List{{"batch", "7"}, {"reliability", "reliable"}});
+    EXPECT_NE(host.table().stream_reader_update(reader, &allowed.raw, host.fresh()), 0);
+    const Properties refused(List{{"reliability", "best_effort"}});
+    EXPECT_EQ(host.table().stream_reader_update(reader, &refused.raw, host.fresh()), 0);
+    EXPECT_NE(host.error().find("'reliability' cannot be changed"), std::string::npos);
+    host.remove(reader);
+    host.stream.typeRepresentation = nullptr;
+    EXPECT_EQ(host.reader("s"), nullptr);
+    EXPECT_NE(host.error().find("it has no type"), std::string::npos);
+}
+
+TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
+{
+    Host left("21");
+    Host right("21");
+    EXPECT_STREQ(left.table().connection_to_string(left.connection), "domain 21 on loopback");
+    QEL_FerrionStreamWriter *writer = left.writer(
+        "life", {{"ignore_local", "none"}, {"wait_for_readers", "1"}, {"wait_timeout", "50ms"}});
+    EXPECT_EQ(write(left, writer, births), 0);
+    EXPECT_NE(left.error().find("after 50ms there are 0 of 1 readers"), std::string::npos);
+    QEL_FerrionStreamReader *reader =
+        right.reader("life", {{"ignore_local", "none"}, {"batch", "2"}});
+    ASSERT_TRUE(eventually([&] { return write(left, writer, births) == 3; })) << left.error();
+    expectLife(left, writer, right, reader);
+    EXPECT_EQ(right.signalled, reader);
+
+    // One bad sample costs no other.
+    const Sample good = makeSample(readingType());
+    const Sample wrong = makeSample(typeFromIdl("struct Wrong { long n; };", "Wrong"));
+    void *samples[] = {nullptr, good.get(), wrong.get(), good.get()};
+    EXPECT_EQ(left.table().write(writer, samples, nullptr, 4, left.fresh()), 2);
+    EXPECT_NE(left.error().find("2 of 4 samples were written; sample 0: "), std::string::npos);
+    left.remove(writer);
+    EXPECT_EQ(left.error(), "");
+    right.remove(reader);
+}
+
+TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
+{
+    Host host("22");
+    const Peer peer("22");
+    peer.tell("rslow");
+    QEL_FerrionStreamWriter *writer = host.writer(
+        "slow", {{"wait_for_readers", "1"}, {"write_timeout", "100ms"}, {"linger", "50ms"}});
+    const int written = write(host, writer, {1000, {"a", 1, DDS_ALIVE_INSTANCE_STATE, 100}});
+    EXPECT_TRUE(written > 0 && written < 1000) << written;
+    EXPECT_NE(host.error().find(std::to_string(written) + " of 1000 samples were written; sample " +
+                                std::to_string(written) + ": slow readers"),
+              std::string::npos)
+        << host.error();
+    host.remove(writer);
+    EXPECT_NE(host.error().find("not all of 1 readers have acknowledged all samples after 50ms"),
+              std::string::npos)
+        << host.error();
+}
+
+TEST(DdsAdapter, ANoticeIsToldOnce)
+{
+    Host left("23");
+    Host right("23");
+    QEL_FerrionStreamReader *reader =
+        right.reader("q", {{"ignore_local", "none"}, {"durability", "transient_local"}});
+    QEL_FerrionStreamWriter *writer = left.writer("q", {{"ignore_local", "none"}});
+    const auto none = [](auto &, auto &) {};
+    ASSERT_TRUE(eventually([&] {
+        EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
+        return !right.error().empty();
+    }));
+    EXPECT_NE(right.error().find("reader of stream 'q': "), std::string::npos) << right.error();
+    EXPECT_NE(right.error().find("urability"), std::string::npos) << right.error();
+    EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
+    EXPECT_EQ(right.error(), "");
+    left.remove(writer);
+    right.remove(reader);
+}
+
+TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
+{
+    Host host("24");
+    QEL_FerrionStreamReader *inputs =
+        host.table().get_pub_discovery_reader(host.connection, host.fresh());
+    ASSERT_NE(inputs, nullptr) << host.error();
+    const Peer peer("24");
+    const auto expectNext = [&](const std::string &command, const std::string &expected) {
+        peer.tell(command);
+        std::string told;
+        ASSERT_TRUE(eventually([&] {
+            host.read<QEL_FerrionStreamInfo>(inputs, [&](auto &stream, auto &info) {
+                told = std::string(stream.disposed != 0 ? "-" : "") + stream.streamName;
+                EXPECT_EQ(info.instance_state, stream.disposed != 0 ? 2 : 1);
+                EXPECT_EQ(stream.typeRepresentation, readingType());
+                for (int32_t i = 0; i < stream.partition.length; ++i) {
+                    told += std::string(" ") + stream.partition.buffer[i];
+                }
+            });
+            return !told.empty();
+        })) << command;
+        EXPECT_EQ(told, expected) << command;
+    };
+    expectNext("+one", "peer one");
+    EXPECT_EQ(host.signalled, inputs);
+    expectNext("+two", "peer one two");
+    expectNext("-one", "peer two");
+    // The peer's writers are best effort: a reliable reader would not match them.
+    QEL_FerrionStreamReader *reader =
+        host.reader("peer", {{"reliability", "auto"}, {"partitions", "t*"}});
+    peer.tell("!two");
+    EXPECT_TRUE(
+        eventually([&] { return host.read<DDS_DynamicData>(reader, [](auto &, auto &) {}) > 0; }));
+    host.remove(reader);
+    expectNext("-two", "-peer two");
+}
+
+// A DDS topic, ferry, a Java adapter, ferry, a DDS topic of another domain.
+TEST(DdsAdapter, FerryCarriesSamplesAndTheEndsOfInstances)
+{
+    Host left("25");
+    Host right("26");
+    QEL_FerrionStreamReader *reader = right.reader("out", {{"batch", "2"}});
+    QEL_FerrionStreamWriter *writer = left.writer("in", {{"wait_for_readers", "1"}});
+    FILE *ferry = popen("timeout 60 " FERRY " run " CONFIGURATION " --until-idle=3", "w");
+    EXPECT_EQ(write(left, writer, births), 3) << left.error();
+    expectLife(left, writer, right, reader);
+    EXPECT_EQ(pclose(ferry), 0);
+    left.remove(writer);
+    right.remove(reader);
+}
+
+int main(int argc, char **argv)
+{
+    if (argc == 3 && std::string(argv[1]) == "--peer") {
+        return serve(argv[2]);
+    }
+    testing::InitGoogleTest(&argc, argv);
+    return RUN_ALL_TESTS();
+}
