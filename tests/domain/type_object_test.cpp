@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <map>
 
 #include "described.h"
 #include "refused.h"
@@ -38,9 +39,9 @@ Bytes bytesOf(const dds_type_meta_ser &blob)
 TEST(TypeObject, IsWhatTheEnginesCompilerMakes)
 {
     for (const dds_topic_descriptor_t *compiled :
-         {&described_Position_desc, &described_Ident_desc, &described_Detail_desc,
+         {&described_SamePosition_desc, &described_Ident_desc, &described_Detail_desc,
           &described_Base_desc, &described_Observation_desc, &described_Scalars_desc,
-          &described_Eight_desc}) {
+          &described_Eight_desc, &described_inner_Outer_desc}) {
         SCOPED_TRACE(compiled->m_typename);
         TypeDescription ours;
         DDS_ErrorText error{};
@@ -50,9 +51,12 @@ TEST(TypeObject, IsWhatTheEnginesCompilerMakes)
     }
 }
 
-using Objects = std::vector<std::pair<EquivalenceHash, Bytes>>;
+struct Objects {
+    EquivalenceHash root{};
+    std::map<EquivalenceHash, Bytes> all;
+};
 
-// The complete type objects of a type mapping, the top type's first.
+// The complete type objects of a type mapping, in which the top type's comes first.
 Objects objectsOf(const Bytes &mapping)
 {
     Objects objects;
@@ -65,22 +69,21 @@ Objects objectsOf(const Bytes &mapping)
             std::copy_n(in.take(hash.size()), hash.size(), hash.begin());
             const uint32_t length = in.u32();
             const uint8_t *object = in.take(length) - 4;
-            objects.emplace_back(hash, Bytes(object, object + 4 + length));
+            objects.root = objects.all.empty() ? hash : objects.root;
+            objects.all[hash] = Bytes(object, object + 4 + length);
         });
     });
     return objects;
 }
 
-// As a peer's types arrive: only what is asked for.
+// As a peer's types arrive: only what is asked for, while there is any.
 TypeAssembler assembled(const Objects &objects)
 {
-    TypeAssembler assembler(objects.front().first);
+    TypeAssembler assembler(objects.root);
     while (assembler.assemble() == TypeAssembler::State::incomplete) {
         for (const EquivalenceHash &hash : assembler.missing()) {
-            const auto found =
-                std::find_if(objects.begin(), objects.end(),
-                             [&](const auto &object) { return object.first == hash; });
-            if (found == objects.end()) {
+            const auto found = objects.all.find(hash);
+            if (found == objects.all.end()) {
                 return assembler;
             }
             assembler.add(hash, found->second.data(), found->second.size());
@@ -101,28 +104,21 @@ TEST(TypeObject, BecomesTheSameTypeAgain)
 
 TEST(TypeObject, MalformedIsRefusedOrAnotherType)
 {
-    const Objects objects = objectsOf(bytesOf(described_Observation_desc.type_mapping));
-    size_t refused = 0;
-    const auto tryOut = [&](size_t index, Bytes bytes) {
-        Objects changed = objects;
-        changed[index].second = std::move(bytes);
-        const TypeAssembler assembler = assembled(changed);
-        EXPECT_TRUE(assembler.type() == nullptr || assembler.problem().empty());
-        refused += assembler.problem().empty() ? 0 : 1;
-        return assembler.type();
-    };
-    for (size_t index = 0; index < objects.size(); ++index) {
-        const Bytes &whole = objects[index].second;
+    Objects objects = objectsOf(bytesOf(described_Observation_desc.type_mapping));
+    for (auto &[hash, object] : objects.all) {
+        const Bytes whole = object;
         for (size_t i = 0; i < whole.size(); ++i) {
-            EXPECT_EQ(tryOut(index, Bytes(whole.data(), whole.data() + i)), nullptr) << i;
+            object.assign(whole.data(), whole.data() + i);
+            EXPECT_NE(assembled(objects).problem(), "") << i;
             for (const uint8_t flip : Bytes{0x01, 0x80, 0xFF}) {
-                Bytes flipped = whole;
-                flipped[i] ^= flip;
-                tryOut(index, flipped);
+                object = whole;
+                object[i] ^= flip;
+                const TypeAssembler assembler = assembled(objects);
+                EXPECT_TRUE(assembler.type() == nullptr || assembler.problem().empty());
             }
         }
+        object = whole;
     }
-    EXPECT_GT(refused, 0U);
 }
 
 // A struct S whose only member m is of a type that `identifier` writes.
@@ -148,7 +144,7 @@ TypeAssembler assembledStruct(const std::function<void(Xcdr2Writer &)> &identifi
             });
         });
     });
-    return assembled({{EquivalenceHash{}, out.bytes()}});
+    return assembled({{}, {{EquivalenceHash{}, out.bytes()}}});
 }
 
 TEST(TypeObject, NotCarriedIsRefusedByName)
@@ -184,11 +180,11 @@ TEST(TypeObject, NotCarriedIsRefusedByName)
             out.u8(DDS_XTypes_TK_BYTE);
         };
     };
-    const auto bytes = [](Bytes all) { return [all](Xcdr2Writer &out) { out.raw(all); }; };
     const std::pair<std::function<void(Xcdr2Writer &)>, std::string> made[] = {
-        {bytes({DDS_XTypes_TI_STRING16_SMALL, 0}), "wide strings are not supported"},
-        {bytes({DDS_XTypes_TK_CHAR16}), "wide characters are not supported"},
-        {bytes({DDS_XTypes_TK_FLOAT128}), "long double is not supported"},
+        {[](Xcdr2Writer &out) {
+             out.raw(Bytes{DDS_XTypes_TI_STRING16_SMALL, 0});
+         },
+         "wide strings are not supported"},
         {plain(DDS_XTypes_TI_PLAIN_MAP_SMALL, 1), "maps are not supported"},
         {hashed(DDS_XTypes_EK_MINIMAL), "types without names (minimal ones) are not supported"},
         {hashed(DDS_XTypes_EK_COMPLETE), "recursive types are not supported"}};

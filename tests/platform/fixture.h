@@ -18,7 +18,7 @@ module weather {
   @appendable struct Base { @key long id; string<8> name; };
   module detail {
     struct Reading { octet flag; double value; };
-    struct Tag { string name; sequence<Reading> readings; };
+    @nested struct Tag { string name; sequence<Reading> readings; };
   };
   @appendable struct Observation : Base {
     Sky sky;

@@ -192,6 +192,8 @@ TEST(TypeCode, DifferencesAreExplained)
          "S.p: struct P here, struct Q there"},
         {"struct B { long a; }; struct S : B { long b; };", "struct S { long a; long b; };",
          "S: base B here, no base there"},
+        {"struct P { long x; }; struct S { P p; };",
+         "@nested struct P { long x; }; struct S { P p; };", "S.p: not nested here, nested there"},
         {"typedef long A; typedef sequence<A> As; struct S { As a; };",
          "struct S { sequence<long> a; };", ""}};
     for (const auto &[mine, theirs, text] : cases) {

@@ -159,6 +159,9 @@ private:
         const DDS_TypeCode *type = DDS_TypeCode_create_struct(
             name.c_str(), base, static_cast<DDS_ExtensibilityKind>(extensibility), members.data(),
             static_cast<uint32_t>(members.size()), &why);
+        if (type != nullptr && qidl_is_nested(node) != 0) {
+            type = DDS_TypeCode_create_nested(type, &why);
+        }
         return add(node, type, why);
     }
 

@@ -300,6 +300,11 @@ int qidl_extensibility(QIdlNode structure)
     return (int)((const idl_struct_t *)structure)->extensibility.value;
 }
 
+int qidl_is_nested(QIdlNode structure)
+{
+    return ((const idl_struct_t *)structure)->nested.value ? 1 : 0;
+}
+
 int qidl_is_key(QIdlNode member)
 {
     return ((const idl_member_t *)member)->key.value ? 1 : 0;

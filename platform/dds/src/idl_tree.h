@@ -64,6 +64,8 @@ int qidl_dimension(QIdlNode declarator, uint32_t index, uint32_t *dimension);
 QIdlNode qidl_base(QIdlNode structure);
 /* 0 final, 1 appendable, 2 mutable. */
 int qidl_extensibility(QIdlNode structure);
+/* By @nested, or @default_nested without @topic. */
+int qidl_is_nested(QIdlNode structure);
 int qidl_is_key(QIdlNode member);
 int64_t qidl_value(QIdlNode enumerator);
 

@@ -44,6 +44,7 @@ std::string keyOf(const DDS_TypeCode &type)
     std::string key = std::to_string(type.kind) + ":" + type.name;
     addNumber(key, type.bound);
     addNumber(key, static_cast<uint64_t>(type.extensibility));
+    addNumber(key, type.nested ? 1 : 0);
     addType(key, type.content);
     addType(key, type.base);
     for (const uint32_t dimension : type.dimensions) {
@@ -219,6 +220,24 @@ const DDS_TypeCode *makeStruct(const char *name, const DDS_TypeCode *base,
     return checkStruct(type, error) ? intern(std::move(type), error) : nullptr;
 }
 
+const DDS_TypeCode *makeNested(const DDS_TypeCode *structure, DDS_ErrorText *error)
+{
+    if (structure == nullptr || structure->resolved->kind != DDS_TK_STRUCT) {
+        setError(error, "only a struct can be nested");
+        return nullptr;
+    }
+    const DDS_TypeCode &plain = *structure->resolved;
+    DDS_TypeCode type;
+    type.kind = DDS_TK_STRUCT;
+    type.name = plain.name;
+    type.base = plain.base;
+    type.extensibility = plain.extensibility;
+    type.members = plain.members;
+    type.depth = plain.depth;
+    type.nested = true;
+    return intern(std::move(type), error);
+}
+
 } // namespace
 
 } // namespace qddsc
@@ -301,4 +320,10 @@ const DDS_TypeCode *DDS_TypeCode_create_struct(const char *name, const DDS_TypeC
 {
     return guarded(error,
                    [=] { return makeStruct(name, base, extensibility, members, count, error); });
+}
+
+const DDS_TypeCode *DDS_TypeCode_create_nested(const DDS_TypeCode *structure,
+                                               DDS_ErrorText *error) noexcept
+{
+    return guarded(error, [=] { return makeNested(structure, error); });
 }

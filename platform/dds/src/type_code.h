@@ -89,6 +89,7 @@ struct DDS_TypeCode {
     DDS_TCKind kind = DDS_TK_OCTET;
     DDS_ExtensibilityKind extensibility = DDS_EXTENSIBILITY_FINAL;
     bool keyed = false;
+    bool nested = false;
     bool keyable = true; // may be a key member: holds no sequence that would count
     uint32_t bound = 0;
     uint32_t depth = 1;                     // 1 + that of the deepest type inside

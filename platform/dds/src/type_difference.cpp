@@ -139,6 +139,10 @@ private:
         if (!onlyShape_ && baseText(here) != baseText(there)) {
             return differ(path, baseText(here), baseText(there));
         }
+        if (!onlyShape_ && here.nested != there.nested) {
+            return differ(path, here.nested ? "nested" : "not nested",
+                          there.nested ? "nested" : "not nested");
+        }
         return equalMembers(here, there, path, "member");
     }
 

@@ -181,6 +181,7 @@ private:
     void writeStruct(const DDS_TypeCode &type, const std::string &name)
     {
         text_ += type.extensibility == DDS_EXTENSIBILITY_FINAL ? "@final " : "@appendable ";
+        text_ += type.nested ? "@nested " : "";
         text_ += "struct " + identifier(name);
         text_ += type.base != nullptr ? " : " + reference(*type.base) : "";
         text_ += " {\n";

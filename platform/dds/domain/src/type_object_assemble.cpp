@@ -259,9 +259,13 @@ private:
             return nullptr;
         }
         DDS_ErrorText error{};
-        return made(DDS_TypeCode_create_struct(type.name.c_str(), base, kind, members.data(),
-                                               static_cast<uint32_t>(members.size()), &error),
-                    "", error);
+        const DDS_TypeCode *plain =
+            made(DDS_TypeCode_create_struct(type.name.c_str(), base, kind, members.data(),
+                                            static_cast<uint32_t>(members.size()), &error),
+                 "", error);
+        return (type.flags & DDS_XTypes_IS_NESTED) != 0
+                   ? made(DDS_TypeCode_create_nested(plain, &error), "", error)
+                   : plain;
     }
 
     // Finds what else is missing, so that it can be asked for together with the base.

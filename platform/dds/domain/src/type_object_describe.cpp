@@ -253,11 +253,18 @@ private:
         }
     }
 
+    static uint16_t structFlags(const DDS_TypeCode &type)
+    {
+        const int extensibility = type.extensibility == DDS_EXTENSIBILITY_FINAL
+                                      ? DDS_XTypes_IS_FINAL
+                                      : DDS_XTypes_IS_APPENDABLE;
+        return static_cast<uint16_t>(extensibility | (type.nested ? DDS_XTypes_IS_NESTED : 0));
+    }
+
     void writeStruct(Xcdr2Writer &out, const DDS_TypeCode &type, Form form)
     {
         out.u8(DDS_XTypes_TK_STRUCTURE);
-        out.u16(type.extensibility == DDS_EXTENSIBILITY_FINAL ? DDS_XTypes_IS_FINAL
-                                                              : DDS_XTypes_IS_APPENDABLE);
+        out.u16(structFlags(type));
         out.delimited([&] {
             if (type.base != nullptr) {
                 writeIdentifier(out, *type.base, form);

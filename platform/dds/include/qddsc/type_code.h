@@ -103,6 +103,12 @@ DDS_TypeCode_create_struct(const char *name, const DDS_TypeCode *base,
                            const struct DDS_StructMember *members, uint32_t count,
                            struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
+/** The same struct as IDL declares it with @nested: not meant for a topic of its own. Samples do
+ * not show it, but peers compare it, so the two are different types. An alias is taken off. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_nested(const DDS_TypeCode *structure,
+                           struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
 /* Looking at types. `self` must not be null; what a function does not apply to gives null or 0. */
 
 QDDSC_API DDS_TCKind DDS_TypeCode_get_kind(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
@@ -132,6 +138,8 @@ QDDSC_API int32_t DDS_TypeCode_is_member_key(const DDS_TypeCode *self,
 /** Value of an enumerator. */
 QDDSC_API int32_t DDS_TypeCode_get_member_value(const DDS_TypeCode *self,
                                                 uint32_t index) QDDSC_NOEXCEPT;
+/** 1 when the struct is declared @nested. */
+QDDSC_API int32_t DDS_TypeCode_is_nested(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 /** 1 when the struct or its base has a key member. */
 QDDSC_API int32_t DDS_TypeCode_is_keyed(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 
@@ -148,8 +156,8 @@ QDDSC_API char *DDS_TypeCode_to_idl(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 /**
  * Says in what two structs (or other types) differ: the first difference, with the path to it, for
  * people: "weather::Observation.position.lat: double here, float there". Aliases are seen through.
- * Differences that change samples come before those that do not (names of types, a base, the
- * order of enumerators, char against int8).
+ * Differences that change samples come before those that do not (names of types, a base, @nested,
+ * the order of enumerators, char against int8).
  *
  * @param mine   "here" in the text.
  * @param theirs "there" in the text.
@@ -176,9 +184,10 @@ QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
  * of the text is added.
  *
  * There is no preprocessor: a line that starts with '#' is an error that says so. A struct without
- * an annotation of its extensibility is final. @key, @final, @appendable and @value are carried;
- * @topic, @nested, @default_nested and @unit change nothing; other annotations are accepted where
- * they ask for what is so anyway (@id with the number the member has, @optional(FALSE),
+ * an annotation of its extensibility is final. @key, @final, @appendable, @nested,
+ * @default_nested and @value are carried; @topic and @unit change nothing; other annotations are
+ * accepted where they ask for what is so anyway (@id with the number the member has,
+ * @optional(FALSE),
  * @bit_bound(32), @default_literal on the first enumerator) and refused where they do not, as is
  * any annotation that nobody knows.
  *
