@@ -141,6 +141,12 @@ void checkKeys(const WireType &wire, const Value &value)
         ASSERT_TRUE(wire.encodeKey(key, representation, payload));
         ASSERT_TRUE(wire.decodeKey(payload.data(), payload.size(), other, &error)) << error.text;
         ASSERT_EQ(other, wanted);
+        if (representation == Representation::xcdr1 && payload.size() < 20) {
+            payload.resize(20, 0); // as a short key is sent
+            ASSERT_TRUE(wire.decodeKey(payload.data(), payload.size(), other, &error))
+                << error.text;
+            ASSERT_EQ(other, wanted);
+        }
         if (wire.hashIsKey(representation)) {
             const KeyHash hash = wire.keyHash(key, representation);
             ASSERT_TRUE(wire.keyFromHash(hash, other, representation));

@@ -13,6 +13,9 @@ namespace qddsdomain {
 namespace {
 
 constexpr std::array<uint8_t, ENCAPSULATION_SIZE> PLAIN_HEADER = {0, 1, 0, 0};
+// Fast DDS 2.9 takes a key's payload for the hash of its instance, unless it is longer than a hash;
+// then it takes the hash.
+constexpr size_t SHORTEST_KEY = ENCAPSULATION_SIZE + sizeof(KeyHash);
 constexpr size_t LARGEST = std::numeric_limits<int32_t>::max();
 
 // Buffers that keep their size, so that a steady flow of messages allocates the message alone.
@@ -61,7 +64,7 @@ void fill(Serdata &message, const Parts &parts, size_t used)
     }
     const size_t padding = message.payloadSize - used;
     std::memset(to + used, 0, padding);
-    to[3] = static_cast<uint8_t>(to[3] | padding);
+    to[3] = static_cast<uint8_t>(to[3] | (padding & 3));
     if (parts.keyLength > 0) {
         std::memcpy(to + message.payloadSize, parts.key, parts.keyLength);
     }
@@ -71,7 +74,10 @@ Serdata *create(const ddsi_sertype *type, ddsi_serdata_kind kind, const Parts &p
 {
     const size_t used =
         parts.payload != nullptr ? parts.payload->size() : ENCAPSULATION_SIZE + parts.plainLength;
-    const size_t padded = (used + 3) & ~size_t{3};
+    size_t padded = (used + 3) & ~size_t{3};
+    if (kind == SDK_KEY && parts.payload == nullptr && parts.keyType != nullptr) {
+        padded = std::max(padded, SHORTEST_KEY);
+    }
     if (padded > LARGEST || parts.keyLength > LARGEST) {
         return nullptr;
     }

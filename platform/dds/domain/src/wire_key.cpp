@@ -42,6 +42,19 @@ bool convert(const DDS_TypeCode &type, const uint8_t *bytes, size_t size, Member
     return true;
 }
 
+// Short keys are sent with zeros behind them.
+bool dropZeros(Body &body)
+{
+    constexpr std::array<uint8_t, 4> ZEROS{};
+    if (body.representation != Representation::xcdr1 || body.size > sizeof(KeyHash) ||
+        body.size <= ZEROS.size() ||
+        !std::equal(ZEROS.begin(), ZEROS.end(), body.bytes + body.size - ZEROS.size())) {
+        return false;
+    }
+    body.size -= ZEROS.size();
+    return true;
+}
+
 } // namespace
 
 bool WireType::decodeKey(const uint8_t *payload, size_t length, Bytes &plainKey,
@@ -52,15 +65,22 @@ bool WireType::decodeKey(const uint8_t *payload, size_t length, Bytes &plainKey,
     if (!openPayload(type, payload, length, body, error)) {
         return false;
     }
-    if (!body.swapped && (body.representation == Representation::xcdr1 || key_.sameInXcdr2) &&
-        takePlain(type, {body.bytes, body.size}, plainKey, nullptr)) {
-        return true;
+    const auto take = [&](DDS_ErrorText *problem) {
+        if (!body.swapped && (body.representation == Representation::xcdr1 || key_.sameInXcdr2) &&
+            takePlain(type, {body.bytes, body.size}, plainKey, nullptr)) {
+            return true;
+        }
+        // Other makes put delimiters in front of structs here, too. The two cannot be mixed up: 4
+        // bytes too many are refused.
+        return takeRewritten(type, body, XCDR2_KEY_FORM, false, plainKey, problem) ||
+               (body.representation == Representation::xcdr2 &&
+                takeRewritten(type, body, XCDR2_FORM, false, plainKey, nullptr));
+    };
+    bool taken = take(error);
+    while (!taken && dropZeros(body)) {
+        taken = take(nullptr);
     }
-    // Other makes put delimiters in front of structs here, too. The two cannot be mixed up: 4 bytes
-    // too many are refused.
-    return takeRewritten(type, body, XCDR2_KEY_FORM, false, plainKey, error) ||
-           (body.representation == Representation::xcdr2 &&
-            takeRewritten(type, body, XCDR2_FORM, false, plainKey, nullptr));
+    return taken;
 }
 
 bool WireType::encodeKey(const Bytes &plainKey, Representation representation, Bytes &payload) const
