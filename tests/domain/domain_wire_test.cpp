@@ -34,85 +34,16 @@ Bytes fromHex(const std::string &hex)
     return bytes;
 }
 
-// Writes values as the standard says, one by one.
-class NaiveEncoder {
-public:
-    NaiveEncoder(Representation representation, bool big)
-        : two_(representation == Representation::xcdr2), big_(big)
-    {
-    }
-
-    Bytes payload(const Value &value)
-    {
-        const bool delimited = two_ && isAppendable(value.type);
-        put(value);
-        const auto id = static_cast<uint8_t>((two_ ? (delimited ? 8 : 6) : 0) + (big_ ? 0 : 1));
-        const auto padding = static_cast<uint8_t>(-out_.size() % 4);
-        out_.insert(out_.end(), padding, 0);
-        out_.insert(out_.begin(), {0, id, 0, padding});
-        return out_;
-    }
-
-private:
-    static bool isAppendable(const DDS_TypeCode *type)
-    {
-        return DDS_TypeCode_get_kind(type) == DDS_TK_STRUCT &&
-               DDS_TypeCode_get_extensibility(type) == DDS_EXTENSIBILITY_APPENDABLE;
-    }
-
-    static bool isDelimited(const DDS_TypeCode *type)
-    {
-        const DDS_TCKind kind = DDS_TypeCode_get_kind(type);
-        if (kind != DDS_TK_SEQUENCE && kind != DDS_TK_ARRAY) {
-            return isAppendable(type);
-        }
-        const DDS_TypeCode *inner = DDS_TypeCode_resolve(DDS_TypeCode_get_content(type));
-        while (kind == DDS_TK_ARRAY && DDS_TypeCode_get_kind(inner) == DDS_TK_ARRAY) {
-            inner = DDS_TypeCode_resolve(DDS_TypeCode_get_content(inner));
-        }
-        return DDS_TypeCode_get_kind(inner) > DDS_TK_DOUBLE;
-    }
-
-    void number(uint64_t bits, size_t size)
-    {
-        out_.resize(out_.size() + -out_.size() % (two_ ? std::min<size_t>(size, 4) : size));
-        for (size_t i = 0; i < size; ++i) {
-            out_.push_back(static_cast<uint8_t>(bits >> (8 * (big_ ? size - 1 - i : i))));
-        }
-    }
-
-    void put(const Value &value, bool inArray = false)
-    {
-        const DDS_TCKind kind = DDS_TypeCode_get_kind(value.type);
-        const bool delimited =
-            two_ && isDelimited(value.type) && !(inArray && kind == DDS_TK_ARRAY);
-        if (delimited) {
-            number(0, 4);
-        }
-        const size_t start = out_.size();
-        if (kind == DDS_TK_STRING) {
-            number(value.text.size() + 1, 4);
-            out_.insert(out_.end(), value.text.c_str(), value.text.c_str() + value.text.size() + 1);
-        } else if (kind < DDS_TK_STRUCT) {
-            number(value.bits, model::sizeOf(kind));
-        } else if (kind == DDS_TK_SEQUENCE) {
-            number(value.children.size(), 4);
-        }
-        for (const Value &child : value.children) {
-            put(child, kind == DDS_TK_ARRAY);
-        }
-        if (delimited) {
-            Bytes behind(out_.begin() + static_cast<std::ptrdiff_t>(start), out_.end());
-            out_.resize(start - 4);
-            number(behind.size(), 4);
-            out_.insert(out_.end(), behind.begin(), behind.end());
-        }
-    }
-
-    const bool two_;
-    const bool big_;
-    Bytes out_;
-};
+Bytes naivePayload(const Value &value, Representation representation, bool bigEndian)
+{
+    const bool xcdr2 = representation == Representation::xcdr2;
+    Bytes bytes = model::encode(value, {xcdr2, bigEndian});
+    const auto padding = static_cast<uint8_t>(-bytes.size() % 4);
+    const int id = !xcdr2 ? 0 : model::isAppendable(value.type) ? 8 : 6;
+    bytes.insert(bytes.end(), padding, 0);
+    bytes.insert(bytes.begin(), {0, static_cast<uint8_t>(id + (bigEndian ? 0 : 1)), 0, padding});
+    return bytes;
+}
 
 // What is left of a value as a key; or, with a default value of the same type in `others`, that
 // with the key members of `value`.
@@ -185,10 +116,10 @@ TEST(DomainWire, RandomSamplesAgreeWithTheNaiveEncoder)
             Bytes decoded;
             DDS_ErrorText error{};
             ASSERT_TRUE(wire.encode(plain.data(), plain.size(), representation, made));
-            ASSERT_EQ(made, NaiveEncoder(representation, false).payload(value));
+            ASSERT_EQ(made, naivePayload(value, representation, false));
             ASSERT_TRUE(wire.decode(made.data(), made.size(), decoded, &error)) << error.text;
             ASSERT_EQ(decoded, plain);
-            const Bytes big = NaiveEncoder(representation, true).payload(value);
+            const Bytes big = naivePayload(value, representation, true);
             ASSERT_TRUE(wire.decode(big.data(), big.size(), decoded, &error)) << error.text;
             ASSERT_EQ(decoded, plain);
         }
@@ -205,7 +136,6 @@ TEST(DomainWire, WhatTheEngineSendsIsReadAndMadeAgain)
 {
     const std::string inner = R"(
         enum E { A, B, C };
-        struct In { octet u; @key long k; }; struct In2 { octet u; long k; };
         @appendable struct InA { octet u; @key long k; };
         @appendable struct InA2 { octet u; long k; };
         struct Fin { octet o; double d; };
@@ -238,22 +168,12 @@ TEST(DomainWire, WhatTheEngineSendsIsReadAndMadeAgain)
          "00010000 01020000 00000000 03000000 00000000 04000000",
          "00010000 02000000 00000000 03000000 00000000 04000000",
          "684f33fce6520d2afeab97d397cb45ba"},
-        {"@appendable struct S { octet a; @key octet k; @key long long l; @key long i; };",
-         "00090000 10000000 01020000 03000000 00000000 04000000",
-         "00090000 02000000 03000000 00000000 04000000", "02000000000000000000000300000004"},
-        {"struct S { @key string<8> s; @key octet o; octet x[4]; };",
-         "00070003 08000000 61626364 65666700 01000000 00000000",
-         "00070003 08000000 61626364 65666700 01000000", "00000008616263646566670001000000"},
         {"struct S { @key E e; @key octet o[5]; @key boolean b; long x; };",
          "00010000 02000000 01000000 05010000 00000000", "00010002 02000000 01000000 05010000",
          "00000002010000000501000000000000"},
         {"@appendable struct S { @key InA a; @key InA2 b; long x; };",
          "00090000 1c000000 08000000 01000000 02000000 08000000 03000000 04000000 00000000",
          "00090000 02000000 03000000 04000000", "00000002030000000000000400000000"},
-        {"struct S { @key octet a[17]; long x; };",
-         "00070000 01000000 00000000 00000000 00000002 00000000 00000000",
-         "00070003 01000000 00000000 00000000 00000002 00000000",
-         "5f98851e21748d90799c7fdc42aa6537"},
         {"struct S { @key E s[2]; @key double d; long x; };",
          "00070000 08000000 01000000 02000000 00000000 0000f03f 00000000",
          "00070000 08000000 01000000 02000000 00000000 0000f03f",
@@ -301,6 +221,10 @@ TEST(DomainWire, AppendableTypesMayGrowAndOthersMayNot)
                         "@appendable struct S { octet x; sequence<I> i; octet y; };";
     const char *newer = "@appendable struct I { octet a; string b; }; @appendable struct S { "
                         "octet x; sequence<I> i; octet y; long z; double more; };";
+    const char *few = "@appendable struct I { octet a; };"
+                      "@appendable struct S { sequence<I> i; };";
+    const char *vast = "@appendable struct I { octet a; double d[1000]; };"
+                       "@appendable struct S { sequence<I> i; };";
     const char *octet = "@appendable struct S { octet x; };";
     const char *number = "@appendable struct S { octet x; long long y; };";
     const struct {
@@ -315,6 +239,8 @@ TEST(DomainWire, AppendableTypesMayGrowAndOthersMayNot)
                  {newer, older, BOTH[1],
                   "01000000 01000000 02000000 02000000 61000400 05000000 00000000 00000000",
                   "01000000 01000000 0204"},
+                 // A few bytes must not claim any amount of memory.
+                 {few, vast, BOTH[1], "02000000 0102", nullptr},
                  // XCDR1 has no delimiters: only the end of the outermost struct tells.
                  {octet, number, BOTH[0], "01", "01000000 00000000 00000000 00000000"},
                  {number, octet, BOTH[0], "01000000 00000000 02000000 00000000", "01"},
@@ -369,7 +295,7 @@ TEST(DomainWire, LiesAreRefusedOrHarmless)
     ASSERT_TRUE(model::read(sample.get(), value));
     for (const Representation representation : BOTH) {
         for (const bool big : {false, true}) {
-            const Bytes good = NaiveEncoder(representation, big).payload(value);
+            const Bytes good = naivePayload(value, representation, big);
             int refused = 0;
             for (size_t size = 0; size + 4 < good.size(); ++size) {
                 const Bytes prefix(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size));

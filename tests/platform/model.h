@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <random>
 #include <string>
 #include <vector>
@@ -60,36 +61,69 @@ inline size_t sizeOf(DDS_TCKind kind)
     return sizes[kind];
 }
 
-inline void put(std::vector<uint8_t> &out, uint64_t bits, size_t size)
+// How CDR is written: inside, and to start with, as little-endian XCDR1.
+struct Form {
+    bool xcdr2 = false;
+    bool bigEndian = false;
+};
+
+inline void put(std::vector<uint8_t> &out, uint64_t bits, size_t size, Form form)
 {
-    while (out.size() % size != 0) {
-        out.push_back(0);
-    }
+    out.resize(out.size() + -out.size() % (form.xcdr2 ? std::min<size_t>(size, 4) : size));
     for (size_t i = 0; i < size; ++i) {
-        out.push_back(static_cast<uint8_t>(bits >> (8 * i)));
+        out.push_back(static_cast<uint8_t>(bits >> (8 * (form.bigEndian ? size - 1 - i : i))));
     }
 }
 
-inline void encode(const Value &value, std::vector<uint8_t> &out)
+inline bool isAppendable(const DDS_TypeCode *type)
+{
+    return DDS_TypeCode_get_kind(type) == DDS_TK_STRUCT &&
+           DDS_TypeCode_get_extensibility(type) == DDS_EXTENSIBILITY_APPENDABLE;
+}
+
+// Whether XCDR2 puts the size in front. An array of arrays is one array to it.
+inline bool isDelimited(const DDS_TypeCode *type, bool inArray)
+{
+    const DDS_TCKind kind = DDS_TypeCode_get_kind(type);
+    if (kind == DDS_TK_ARRAY || kind == DDS_TK_SEQUENCE) {
+        const DDS_TypeCode *inner = DDS_TypeCode_resolve(DDS_TypeCode_get_content(type));
+        const bool nested = kind == DDS_TK_ARRAY && DDS_TypeCode_get_kind(inner) == DDS_TK_ARRAY;
+        return !(inArray && kind == DDS_TK_ARRAY) &&
+               (nested ? isDelimited(inner, false) : DDS_TypeCode_get_kind(inner) > DDS_TK_DOUBLE);
+    }
+    return isAppendable(type);
+}
+
+inline void encode(const Value &value, std::vector<uint8_t> &out, Form form, bool inArray = false)
 {
     const DDS_TCKind kind = DDS_TypeCode_get_kind(value.type);
+    const bool delimited = form.xcdr2 && isDelimited(value.type, inArray);
+    if (delimited) {
+        put(out, 0, 4, form);
+    }
+    const size_t start = out.size();
     if (kind == DDS_TK_STRING) {
-        put(out, value.text.size() + 1, 4);
+        put(out, value.text.size() + 1, 4, form);
         out.insert(out.end(), value.text.c_str(), value.text.c_str() + value.text.size() + 1);
     } else if (kind < DDS_TK_STRUCT) {
-        put(out, value.bits, sizeOf(kind));
+        put(out, value.bits, sizeOf(kind), form);
     } else if (kind == DDS_TK_SEQUENCE) {
-        put(out, value.children.size(), 4);
+        put(out, value.children.size(), 4, form);
     }
     for (const Value &child : value.children) {
-        encode(child, out);
+        encode(child, out, form, kind == DDS_TK_ARRAY);
+    }
+    if (delimited) {
+        std::vector<uint8_t> size;
+        put(size, out.size() - start, 4, form);
+        std::copy(size.begin(), size.end(), out.begin() + static_cast<std::ptrdiff_t>(start) - 4);
     }
 }
 
-inline std::vector<uint8_t> encode(const Value &value)
+inline std::vector<uint8_t> encode(const Value &value, Form form = {})
 {
     std::vector<uint8_t> out;
-    encode(value, out);
+    encode(value, out, form);
     return out;
 }
 
