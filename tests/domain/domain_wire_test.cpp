@@ -219,7 +219,7 @@ TEST(DomainWire, AppendableTypesMayGrowAndOthersMayNot)
 {
     const char *older = "@appendable struct I { octet a; };"
                         "@appendable struct S { octet x; sequence<I> i; octet y; };";
-    const char *newer = "@appendable struct I { octet a; string b; }; @appendable struct S { "
+    const char *newer = "@appendable struct I { octet a, e; string b; }; @appendable struct S { "
                         "octet x; sequence<I> i; octet y; long z; double more; };";
     const char *few = "@appendable struct I { octet a; };"
                       "@appendable struct S { sequence<I> i; };";
@@ -318,25 +318,36 @@ TEST(DomainWire, LiesAreRefusedOrHarmless)
 
 TEST(DomainWire, RefusalsSayWhatAndWhere)
 {
-    const WireType &final = wireOf(typeFromIdl("struct S { sequence<string> s; };", "S"));
-    const std::pair<const char *, const char *> cases[] = {
-        {"0001", "S: a payload of 2 bytes has no encapsulation header"},
-        {"00030000 00000000", "S: encapsulation 0x0003 (PL_CDR) is not supported"},
-        {"000b0000 00000000", "S: encapsulation 0x000b (PL_CDR2) is not supported"},
-        {"00090000 00000000", "S: encapsulation 0x0009 is for appendable types, this one is not"},
-        {"00070000 09000000 01000000",
-         "S: s: a delimiter passes the end of what encloses it (byte 4 of 8)"},
-        {"00070000 05000000 01000000 02000000", "S: s[0]: the payload ends early (byte 8 of 12)"},
-        {"00070000 04000000 ffffff7f",
-         "S: s: the elements pass the end of the payload (byte 8 of 8)"},
-        {"00000000 00000001 00000002 6100 0000 00000000 00000000",
-         "S: the payload ends at byte 10 of 20"}};
-    for (const auto &[sent, text] : cases) {
+    const char *texts = "struct S { sequence<string> s; };";
+    const char *nested = "@appendable struct I { octet o; };"
+                         "@appendable struct S { sequence<I> s; long l; };";
+    const struct {
+        const char *idl;
+        const char *sent;
+        const char *text;
+    } cases[] = {{texts, "0001", "S: a payload of 2 bytes has no encapsulation header"},
+                 {texts, "00030000 00000000", "S: encapsulation 0x0003 (PL_CDR) is not supported"},
+                 {texts, "00090000 00000000",
+                  "S: encapsulation 0x0009 is for appendable types, this one is not"},
+                 {texts, "00070003 04000000 00000000",
+                  "S: s: a delimiter passes the end of what encloses it (byte 4 of 5)"},
+                 {nested, "00090000 0c000000 0c000000 01000000 01000000 01000000",
+                  "S: s: a delimiter passes the end of what encloses it (byte 8 of 20)"},
+                 {texts, "00070000 08000000 00000000 00000000",
+                  "S: s: a delimiter is not the size of its elements (byte 8 of 12)"},
+                 {texts, "00070000 05000000 01000000 02000000",
+                  "S: s[0]: the payload ends early (byte 8 of 12)"},
+                 {texts, "00070000 04000000 ffffff7f",
+                  "S: s: the elements pass the end of the payload (byte 8 of 8)"},
+                 {texts, "00000000 00000001 00000002 6100 0000 00000000 00000000",
+                  "S: the payload ends at byte 10 of 20"}};
+    for (const auto &test : cases) {
         Bytes plain;
         DDS_ErrorText error{};
-        const Bytes payload = fromHex(sent);
-        EXPECT_FALSE(final.decode(payload.data(), payload.size(), plain, &error));
-        EXPECT_STREQ(error.text, text);
+        const Bytes sent = fromHex(test.sent);
+        const WireType &wire = wireOf(typeFromIdl(test.idl, "S"));
+        EXPECT_FALSE(wire.decode(sent.data(), sent.size(), plain, &error));
+        EXPECT_STREQ(error.text, test.text);
     }
 }
 
