@@ -183,8 +183,6 @@ const char *policyName(uint32_t policy)
         return "ownership";
     case DDS_LIVELINESS_QOS_POLICY_ID:
         return "liveliness";
-    case DDS_PARTITION_QOS_POLICY_ID:
-        return "partition";
     case DDS_RELIABILITY_QOS_POLICY_ID:
         return "reliability";
     case DDS_DESTINATIONORDER_QOS_POLICY_ID:
