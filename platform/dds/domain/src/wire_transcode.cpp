@@ -1,16 +1,12 @@
 // See wire_transcode.h.
 #include "wire_transcode.h"
 
-#include <limits>
-
 namespace qddsdomain {
 
 using qddsc::alignUp;
 using qddsc::isPrimitive;
 
 namespace {
-
-constexpr uint64_t MAX_SAMPLE = static_cast<uint64_t>(std::numeric_limits<int32_t>::max());
 
 // Members that a message lacks may make its sample so many times as large as the message, beyond
 // one default sample: else a few bytes could claim any amount of memory.
@@ -69,36 +65,6 @@ const DDS_TypeCode &innermostElement(const DDS_TypeCode &array, uint64_t &count)
         count *= type->elementCount;
     }
     return *type;
-}
-
-uint8_t *Sink::place(uint32_t alignment, uint64_t size)
-{
-    const uint64_t begin = alignUp(position_, alignment);
-    if (start_ + begin + size > end_ && !grow(begin + size)) {
-        return nullptr;
-    }
-    uint8_t *padding = at(position_);
-    for (uint8_t *const value = at(begin); padding < value; ++padding) {
-        *padding = 0;
-    }
-    position_ = begin + size;
-    return at(begin);
-}
-
-bool Sink::grow(uint64_t needed)
-{
-    if (growing_ == nullptr || needed > MAX_SAMPLE) {
-        return false;
-    }
-    growing_->resize(std::max<size_t>(start_ + needed, 2 * end_));
-    bytes_ = growing_->data();
-    end_ = growing_->size();
-    return true;
-}
-
-void Sink::finish()
-{
-    growing_->resize(start_ + position_);
 }
 
 Transcoder::Transcoder(const Form &from, const uint8_t *bytes, uint64_t size, const Form &to,
