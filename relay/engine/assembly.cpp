@@ -236,7 +236,6 @@ Assembly::PluginSession *Assembly::place(Endpoint &endpoint, const StreamSetting
     const Connection &connection = *connections_[settings.connection];
     endpoint.settings = &settings;
     endpoint.adapter = &connection.adapter->settings->name;
-    endpoint.label = connection.settings->name + "/" + settings.stream;
     PluginSession &found = sessionOf(route.settings().session, settings.connection);
     if (found.handle == nullptr) {
         reporter_.bad("route " + route.name(),

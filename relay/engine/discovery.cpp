@@ -267,7 +267,7 @@ void Discovery::make(std::size_t rule, const AnnouncedStream &stream)
     }
     Session &session = *sessions_[settings.session];
     // Open before anybody else may look at it.
-    std::unique_ptr<Route> opened = makeRoute(settings, session);
+    std::unique_ptr<Route> opened = makeRoute(configuration_, settings, session);
     assembly_.open(*opened);
     Route &route = roster_.add(std::move(opened));
     Made &made = made_[{rule, stream.name}];

@@ -25,7 +25,7 @@ Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &rep
       discovery_(configuration, assembly_, roster_, sessions_)
 {
     for (const RouteSettings &settings : configuration.routes) {
-        roster_.add(makeRoute(settings, *sessions_[settings.session]));
+        roster_.add(makeRoute(configuration, settings, *sessions_[settings.session]));
     }
 }
 

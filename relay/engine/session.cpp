@@ -189,4 +189,19 @@ void Session::wait()
     woken_ = false;
 }
 
+std::unique_ptr<Route> makeRoute(const Configuration &configuration, const RouteSettings &settings,
+                                 Session &session)
+{
+    auto route = std::make_unique<Route>(settings, session.settings().period,
+                                         [&session] { session.wake(); });
+    const auto name = [&](Endpoint &end, const StreamSettings &stream) {
+        end.label = configuration.connections[stream.connection].name + "/" + stream.stream;
+    };
+    name(route->input(), settings.input);
+    for (std::size_t i = 0; i < settings.outputs.size(); ++i) {
+        name(*route->outputs()[i], settings.outputs[i]);
+    }
+    return route;
+}
+
 } // namespace ferry

@@ -90,12 +90,9 @@ private:
     std::size_t leaving_ = 0;
 };
 
-/// A route for the session, not yet open.
-inline std::unique_ptr<Route> makeRoute(const RouteSettings &settings, Session &session)
-{
-    return std::make_unique<Route>(settings, session.settings().period,
-                                   [&session] { session.wake(); });
-}
+/// A route for its session, not yet open.
+std::unique_ptr<Route> makeRoute(const Configuration &configuration, const RouteSettings &settings,
+                                 Session &session);
 
 } // namespace ferry
 

@@ -131,10 +131,13 @@ protected:
     static bool waitFor(const std::function<bool()> &condition)
     {
         const auto limit = ferry::Clock::now() + std::chrono::seconds(30);
-        while (!condition() && ferry::Clock::now() < limit) {
+        while (ferry::Clock::now() < limit) {
+            if (condition()) {
+                return true;
+            }
             std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
-        return condition();
+        return false;
     }
 
     /// Without the rates.
