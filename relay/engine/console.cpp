@@ -1,5 +1,6 @@
 #include "engine/console.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -59,10 +60,14 @@ void writeAll(int descriptor, const std::string &text)
     }
 }
 
-std::size_t terminalWidth()
+winsize terminalSize()
 {
     winsize size{};
-    return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : 80;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) {
+        size.ws_col = 80;
+        size.ws_row = 24;
+    }
+    return size;
 }
 
 } // namespace
@@ -149,19 +154,24 @@ void Console::eraseLive()
     }
 }
 
-/// Lines are cut to the terminal's width: a wrapped one would take two rows.
+/// Lines are cut to the terminal's width, as a wrapped one would take two rows, and to its height,
+/// as what has left the screen cannot be erased.
 void Console::drawLive()
 {
     if (!live_ || lines_.empty()) {
         return;
     }
-    const std::size_t width = terminalWidth();
+    const winsize size = terminalSize();
+    const std::size_t room = std::max<std::size_t>(size.ws_row, 3) - 2;
     std::string text;
-    for (const std::string &line : lines_) {
-        text += line.substr(0, width - 1) + "\n";
+    for (drawn_ = 0; drawn_ < std::min(room, lines_.size()); ++drawn_) {
+        text += lines_[drawn_].substr(0, size.ws_col - 1U) + "\n";
+    }
+    if (drawn_ < lines_.size()) {
+        text += "... and " + std::to_string(lines_.size() - drawn_) + " more\n";
+        ++drawn_;
     }
     writeAll(STDOUT_FILENO, text);
-    drawn_ = lines_.size();
 }
 
 } // namespace ferry

@@ -54,14 +54,15 @@ void Discovery::open(bool all)
         }
     }
     for (const DiscoverySettings &rule : configuration_.discovery) {
+        const std::string label = (rule.inputs ? "input" : "output") +
+                                  std::string(" streams of connection ") +
+                                  configuration_.connections[rule.connection].name;
         if (isServed(rule)) {
             watching_.store(true);
+            assembly_.reporter().good("discovery " + rule.name, label);
         } else {
             assembly_.refuse("discovery " + rule.name,
-                             std::string("connection ") +
-                                 configuration_.connections[rule.connection].name +
-                                 " announces no " + (rule.inputs ? "input" : "output") +
-                                 " streams: out of service");
+                             label + " are not announced: out of service");
         }
     }
     stir();

@@ -187,7 +187,7 @@ TEST_F(DiscoveryTest, OutlivesFailuresOfReadersAndCreations)
                          "r/good: 1 read, 1 written, 0 errors\n");
     EXPECT_TRUE(logged("discovery of input streams of connection a: cannot look")) << log;
     EXPECT_EQ(log.find("cannot look"), log.rfind("cannot look")) << log;
-    EXPECT_TRUE(logged("connection b announces no input streams: out of service")) << log;
+    EXPECT_TRUE(logged("input streams of connection b are not announced: out of service")) << log;
 }
 
 /// A thousand streams come and go while two sessions run; nothing is lost, neither of the samples
