@@ -1,0 +1,148 @@
+// What every program of the domain benchmark measures, and how it tells: one line of JSON.
+#ifndef BENCH_DOMAIN_MEASURE_H
+#define BENCH_DOMAIN_MEASURE_H
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <sys/resource.h>
+#include <thread>
+#include <vector>
+
+namespace bench {
+
+struct Options {
+    std::uint32_t domain = 61;
+    std::uint32_t outDomain = 62; ///< of a forwarder
+    int size = 64;
+    std::int64_t count = 1'000'000;
+    std::int64_t warmup = 0; ///< samples at the start that do not count
+    int rate = 0;            ///< samples a second; 0 is as fast as it goes
+    bool cdr = false;        ///< a forwarder's samples stay encoded
+};
+
+/// Samples handed over before they are flushed: what ferry reads at once, too.
+constexpr int batchSize = 1024;
+/// A receiver's room for samples that were not taken; ferry's default.
+constexpr int readerRoom = 8192;
+/// How long a receiver waits for the next sample before it gives the rest up.
+constexpr std::int64_t silence = 10'000'000'000;
+
+/// CLOCK_MONOTONIC, nanoseconds: the clock of Java's System.nanoTime.
+inline std::int64_t now()
+{
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
+}
+
+/// Seconds of CPU that this process has used.
+inline double cpuSeconds()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto seconds = [](const timeval &time) {
+        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
+    };
+    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+}
+
+/// Tells the script, which answers with a line when the measurement shall begin.
+inline void announceAndWait()
+{
+    std::puts("matched");
+    std::fflush(stdout);
+    while (const int byte = std::getchar()) {
+        if (byte == '\n' || byte == EOF) {
+            break;
+        }
+    }
+}
+
+/// Keeps a sender at its rate: sample `index` is due at begin + index / rate.
+inline void pace(const Options &options, std::int64_t begin, std::int64_t index)
+{
+    const std::int64_t due = begin + index * 1'000'000'000 / options.rate;
+    const std::int64_t left = due - now();
+    if (left > 0) {
+        std::this_thread::sleep_for(std::chrono::nanoseconds(left));
+    }
+}
+
+/// Counts what arrives, in order and without gaps, and its delays where there is a rate.
+class Arrivals {
+public:
+    explicit Arrivals(const Options &options) : options_(options)
+    {
+        if (options.rate > 0) {
+            delays_.reserve(static_cast<std::size_t>(options.count));
+        }
+    }
+
+    void add(std::int64_t sequence, std::int64_t sent)
+    {
+        if (sequence != next_) {
+            gaps_++;
+        }
+        next_ = sequence + 1;
+        if (seen_ == 0) {
+            cpuBegin_ = cpuSeconds();
+        }
+        if (seen_ == options_.warmup) {
+            begin_ = now();
+        }
+        if (options_.rate > 0 && seen_ >= options_.warmup) {
+            delays_.push_back(now() - sent);
+        }
+        if (++seen_ == options_.count) {
+            end_ = now();
+            cpuEnd_ = cpuSeconds();
+        }
+    }
+
+    bool complete() const
+    {
+        return seen_ >= options_.count;
+    }
+    std::int64_t seen() const
+    {
+        return seen_;
+    }
+
+    /// Prints the result; true when nothing was lost and nothing came twice or out of order.
+    bool report()
+    {
+        const double seconds = static_cast<double>(end_ - begin_) / 1e9;
+        std::printf("{\"samples\": %lld, \"gaps\": %lld, \"rate\": %.1f, \"cpu\": %.6f",
+                    static_cast<long long>(seen_), static_cast<long long>(gaps_),
+                    complete() ? static_cast<double>(seen_ - options_.warmup) / seconds : 0,
+                    cpuEnd_ - cpuBegin_);
+        if (!delays_.empty()) {
+            std::sort(delays_.begin(), delays_.end());
+            const auto at = [this](std::size_t percent) {
+                return static_cast<double>(delays_[(delays_.size() - 1) * percent / 100]) / 1e3;
+            };
+            std::printf(", \"p50\": %.1f, \"p99\": %.1f, \"max\": %.1f", at(50), at(99), at(100));
+        }
+        std::puts("}");
+        return complete() && gaps_ == 0;
+    }
+
+private:
+    const Options &options_;
+    std::int64_t next_ = 0;
+    std::int64_t seen_ = 0;
+    std::int64_t gaps_ = 0;
+    std::int64_t begin_ = 0;
+    std::int64_t end_ = 0;
+    double cpuBegin_ = 0;
+    double cpuEnd_ = 0;
+    std::vector<std::int64_t> delays_;
+};
+
+} // namespace bench
+
+#endif
