@@ -3,8 +3,6 @@
 #include "dds/dds.h"
 #include "dds/ddsi/ddsi_serdata.h"
 
-#include <CLI/CLI.hpp>
-
 #include "bench.h"
 #include "measure.h"
 
@@ -114,7 +112,8 @@ bool hasWriter(dds_entity_t reader)
     return dds_get_subscription_matched_status(reader, &status) == 0 && status.current_count > 0;
 }
 
-/// Writes stay in a packet until it is full or flushed. Has to come before the writer.
+/// Writes stay in a packet until it is full or flushed. Reaches domains that are there, and writers
+/// made from then on.
 void batchWrites()
 {
     dds_write_set_batch(true);
@@ -122,13 +121,12 @@ void batchWrites()
 
 template<typename Sample> int publish(const Options &options, const dds_topic_descriptor_t &type)
 {
-    batchWrites();
     const Domain domain(options.domain);
+    batchWrites();
     const dds_entity_t writer = makeWriter(domain, type);
     waitUntil([writer] { return hasReader(writer); });
     bench::announceAndWait();
 
-    const double cpu = bench::cpuSeconds();
     const std::int64_t begin = bench::now();
     Sample sample{};
     for (std::int64_t i = 0; i < options.count; i++) {
@@ -144,8 +142,6 @@ template<typename Sample> int publish(const Options &options, const dds_topic_de
     }
     dds_write_flush(writer);
     checked("acknowledgements", dds_wait_for_acks(writer, DDS_SECS(60)));
-    std::printf("{\"samples\": %lld, \"cpu\": %.6f}\n", static_cast<long long>(options.count),
-                bench::cpuSeconds() - cpu);
     return 0;
 }
 
@@ -204,9 +200,9 @@ dds_return_t forwardBatch(const Options &options, dds_entity_t reader, dds_entit
 /// One reader, one writer in another domain, until the script's SIGTERM.
 int forward(const Options &options, const dds_topic_descriptor_t &type)
 {
-    batchWrites();
     const Domain in(options.domain);
     const Domain out(options.outDomain);
+    batchWrites();
     const dds_entity_t writer = makeWriter(out, type);
     const Reader reader(in, type);
     for (;;) {
@@ -222,27 +218,18 @@ int main(int argc, char **argv)
 {
     CLI::App app("Publisher, subscriber and forwarder of the domain benchmark");
     Options options;
-    app.require_subcommand(1);
-    app.add_option("--domain", options.domain);
-    app.add_option("--out-domain", options.outDomain);
-    app.add_option("--size", options.size)->check(CLI::IsMember({64, 1024}));
-    app.add_option("--count", options.count);
-    app.add_option("--warmup", options.warmup);
-    app.add_option("--rate", options.rate);
+    auto *publisher = bench::addOptions(app, options);
+    auto *forwarder = app.add_subcommand("forward")->fallthrough();
     app.add_flag("--cdr", options.cdr);
-    auto *publisher = app.add_subcommand("pub")->fallthrough();
-    auto *subscriber = app.add_subcommand("sub")->fallthrough();
-    app.add_subcommand("forward")->fallthrough();
     CLI11_PARSE(app, argc, argv);
 
     const bool small = options.size == 64;
     const dds_topic_descriptor_t &type = small ? bench_Small_desc : bench_Large_desc;
+    if (forwarder->parsed()) {
+        return forward(options, type);
+    }
     if (publisher->parsed()) {
         return small ? publish<bench_Small>(options, type) : publish<bench_Large>(options, type);
     }
-    if (subscriber->parsed()) {
-        return small ? subscribe<bench_Small>(options, type)
-                     : subscribe<bench_Large>(options, type);
-    }
-    return forward(options, type);
+    return small ? subscribe<bench_Small>(options, type) : subscribe<bench_Large>(options, type);
 }

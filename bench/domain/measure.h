@@ -8,9 +8,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
-#include <sys/resource.h>
 #include <thread>
 #include <vector>
+
+#include <CLI/CLI.hpp>
 
 namespace bench {
 
@@ -23,6 +24,20 @@ struct Options {
     int rate = 0;            ///< samples a second; 0 is as fast as it goes
     bool cdr = false;        ///< a forwarder's samples stay encoded
 };
+
+/// The command line that all programs share: a role and what it shall do. Returns the publisher's.
+inline CLI::App *addOptions(CLI::App &app, Options &options)
+{
+    app.require_subcommand(1);
+    app.add_option("--domain", options.domain);
+    app.add_option("--out-domain", options.outDomain);
+    app.add_option("--size", options.size)->check(CLI::IsMember({64, 1024}));
+    app.add_option("--count", options.count);
+    app.add_option("--warmup", options.warmup);
+    app.add_option("--rate", options.rate);
+    app.add_subcommand("sub")->fallthrough();
+    return app.add_subcommand("pub")->fallthrough();
+}
 
 /// Samples handed over before they are flushed: what ferry reads at once, too.
 constexpr int batchSize = 1024;
@@ -37,17 +52,6 @@ inline std::int64_t now()
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
-}
-
-/// Seconds of CPU that this process has used.
-inline double cpuSeconds()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval &time) {
-        return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) / 1e6;
-    };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
 /// Tells the script, which answers with a line when the measurement shall begin.
@@ -88,9 +92,6 @@ public:
             gaps_++;
         }
         next_ = sequence + 1;
-        if (seen_ == 0) {
-            cpuBegin_ = cpuSeconds();
-        }
         if (seen_ == options_.warmup) {
             begin_ = now();
         }
@@ -99,7 +100,6 @@ public:
         }
         if (++seen_ == options_.count) {
             end_ = now();
-            cpuEnd_ = cpuSeconds();
         }
     }
 
@@ -116,10 +116,9 @@ public:
     bool report()
     {
         const double seconds = static_cast<double>(end_ - begin_) / 1e9;
-        std::printf("{\"samples\": %lld, \"gaps\": %lld, \"rate\": %.1f, \"cpu\": %.6f",
+        std::printf("{\"samples\": %lld, \"gaps\": %lld, \"rate\": %.1f",
                     static_cast<long long>(seen_), static_cast<long long>(gaps_),
-                    complete() ? static_cast<double>(seen_ - options_.warmup) / seconds : 0,
-                    cpuEnd_ - cpuBegin_);
+                    complete() ? static_cast<double>(seen_ - options_.warmup) / seconds : 0);
         if (!delays_.empty()) {
             std::sort(delays_.begin(), delays_.end());
             const auto at = [this](std::size_t percent) {
@@ -138,8 +137,6 @@ private:
     std::int64_t gaps_ = 0;
     std::int64_t begin_ = 0;
     std::int64_t end_ = 0;
-    double cpuBegin_ = 0;
-    double cpuEnd_ = 0;
     std::vector<std::int64_t> delays_;
 };
 

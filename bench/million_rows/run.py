@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Relays a CSV file of a million rows to JSON lines with ferry, beside a plain Java program.
 
-usage: run.py FERRY [--rows N] [--rounds N] [--json FILE]
+usage: run.py FERRY [--rows N] [--quick] [--rounds N] [--json FILE [--extend]]
 
 The two run in turn, `rounds` times each, on the same file; what counts is the ratio within a round.
 Both are whole processes, VM start included. After the first round the outputs are compared line by
@@ -80,12 +80,15 @@ def same(left, right):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("ferry")
-    parser.add_argument("--rows", type=int, default=1_000_000)
-    parser.add_argument("--rounds", type=int, default=5)
+    parser.add_argument("--rows", type=int)
+    parser.add_argument("--quick", action="store_true", help="a tenth of the rows, two rounds")
+    parser.add_argument("--rounds", type=int)
     parser.add_argument("--json")
+    parser.add_argument("--extend", action="store_true", help="the file has a list to add to")
     arguments = parser.parse_args()
     ferry = os.path.abspath(arguments.ferry)
-    rows = arguments.rows
+    rows = arguments.rows or (100_000 if arguments.quick else 1_000_000)
+    rounds = arguments.rounds or (2 if arguments.quick else 5)
 
     with tempfile.TemporaryDirectory() as name:
         work = pathlib.Path(name)
@@ -99,7 +102,7 @@ def main():
         relay = [ferry, "run", "relay.yaml", "--until-idle=0.1", "--quiet"]
 
         ratios, rates, first = [], [], None
-        for number in range(arguments.rounds):
+        for number in range(rounds):
             reference = timed(plain, work)[0]
             memory = []
             seconds = timed(relay, work, memory)[0]
@@ -118,8 +121,11 @@ def main():
               " ".join(f"{kib / 1024:.0f}" for _, kib in first))
         if arguments.json:
             quartiles = statistics.quantiles(ratios, n=4) if len(ratios) > 1 else None
+            earlier = []
+            if arguments.extend:
+                earlier = json.loads(pathlib.Path(arguments.json).read_text(encoding="utf-8"))
             with open(arguments.json, "w", encoding="utf-8") as out:
-                json.dump([{"name": "million_rows", "batch": 1024, "payload": "row",
+                json.dump([*earlier, {"name": "million_rows", "batch": 1024, "payload": "row",
                             "ratio": statistics.median(ratios), "quartiles": quartiles,
                             "void": False}], out, indent=2)
 

@@ -1,0 +1,364 @@
+#!/usr/bin/env python3
+"""Measures ferry at a DDS domain, beside the engine's own publisher and subscriber.
+
+usage: run.py BUILD_TREE [--quick] [--rounds N] [--domain ID] [--json FILE]
+
+Every variant runs once a round, all processes fresh, on the loopback interface; what counts is the
+ratio within a round. The engine's pair runs first and last in a round: where the two disagree the
+figures are void. A sample that is lost, doubled or out of order ends the run with an error.
+"""
+import argparse
+import json
+import os
+import pathlib
+import queue
+import re
+import signal
+import statistics
+import subprocess
+import sys
+import tempfile
+import threading
+import time
+from dataclasses import dataclass
+
+HERE = pathlib.Path(__file__).resolve().parent
+TICKS = os.sysconf("SC_CLK_TCK")
+PATIENCE = 120
+SAMPLES = {64: 2_000_000, 1024: 600_000}
+LATENCY_RATE = 1000
+
+
+@dataclass(frozen=True)
+class Variant:
+    name: str
+    source: str             # a publisher of the engine or the platform, or java
+    middle: str             # nothing, ferry, or a forwarder and its option
+    sink: str               # a subscriber of the engine or the platform, or java
+
+
+PAIR = Variant("engine > engine", "engine", "", "engine")
+JAVA = Variant("Java > ferry > Java", "java", "ferry", "java")
+TYPED = Variant("engine > typed forwarder > engine", "engine", "forward", "engine")
+ENCODED = Variant("engine > encoded forwarder > engine", "engine", "forward --cdr", "engine")
+TO_JAVA = Variant("engine > ferry > Java", "engine", "ferry", "java")
+FROM_JAVA = Variant("Java > ferry > engine", "java", "ferry", "engine")
+THROUGH = Variant("engine > ferry > engine", "engine", "ferry", "engine")
+OUR_READER = Variant("engine > platform", "engine", "", "platform")
+OUR_WRITER = Variant("platform > engine", "platform", "", "engine")
+ENDS = {OUR_READER: (PAIR,), OUR_WRITER: (PAIR,), TO_JAVA: (PAIR, JAVA), FROM_JAVA: (PAIR, JAVA),
+        THROUGH: (PAIR,)}
+
+CONFIGURATION = """
+types: [{{file: {idl}}}]
+java: {{class_path: [{jar}], options: [-Xmx256m]}}
+adapters:
+{adapters}
+connections:
+  in: {{adapter: {source}{in_properties}}}
+  out: {{adapter: {sink}{out_properties}}}
+sessions:
+  main: {{batch: 1024}}
+routes:
+  bench:
+    type: bench::{type}
+    input: {{connection: in, stream: bench, properties: {{{reader}}}}}
+    outputs:
+      - {{connection: out, stream: bench, properties: {{{writer}}}}}
+    on_error: stop
+"""
+
+
+class Process:
+    """A child whose lines are read as they come."""
+
+    def __init__(self, name, command, log):
+        self.name = name
+        self.log = log
+        self.child = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+                                      stderr=log, text=True)
+        self.lines = queue.Queue()
+        self.before = 0.0
+        threading.Thread(target=self._read, daemon=True).start()
+
+    def _read(self):
+        for line in self.child.stdout:
+            self.lines.put(line)
+        self.lines.put("")
+
+    def line(self):
+        try:
+            line = self.lines.get(timeout=PATIENCE)
+        except queue.Empty:
+            line = ""
+        if not line:
+            self.log.flush()
+            fail(f"{self.name} said nothing; its log:\n"
+                 + pathlib.Path(self.log.name).read_text(encoding="utf-8"))
+        return line
+
+    def go(self):
+        self.child.stdin.write("go\n")
+        self.child.stdin.flush()
+
+    def cpu(self):
+        """Seconds of CPU so far, of all threads; also of a child that has ended."""
+        text = pathlib.Path(f"/proc/{self.child.pid}/stat").read_text(encoding="ascii")
+        fields = text.rpartition(")")[2].split()
+        return (int(fields[11]) + int(fields[12])) / TICKS
+
+    def resident_mib(self):
+        text = pathlib.Path(f"/proc/{self.child.pid}/status").read_text(encoding="utf-8")
+        return int(re.search(r"VmRSS:\s+(\d+)", text)[1]) / 1024
+
+    def stop(self):
+        """Ends a process that does not end by itself; the rest of what it printed."""
+        self.child.send_signal(signal.SIGTERM)
+        return self.rest()
+
+    def rest(self):
+        try:
+            self.child.wait(PATIENCE)
+        except subprocess.TimeoutExpired:
+            fail(f"{self.name} does not end")
+        text = ""
+        while line := self.lines.get():
+            text += line
+        return text
+
+
+class Failure(Exception):
+    pass
+
+
+def fail(text):
+    raise Failure(text)
+
+
+class Bench:
+    def __init__(self, tree, work, domain):
+        self.tree = tree
+        self.work = work
+        self.domain = domain
+        self.report = work / "report.json"
+
+    def program(self, kind, role, domain, size, count, warmup, rate):
+        idl = ["--idl", str(HERE / "bench.idl")] if kind == "platform" else []
+        return [str(self.tree / f"bench/bench_{kind}"), *role.split(), *idl, "--domain", str(domain),
+                "--out-domain", str(self.domain + 1), "--size", str(size), "--count", str(count),
+                "--warmup", str(warmup), "--rate", str(rate)]
+
+    def ferry(self, variant, size, count, warmup):
+        kinds = {"engine": "  dds: {plugin: dds}",
+                 "java": "  java: {class: com.qel.ferrion.bench.BenchAdapter}"}
+        out_domain = self.domain + (1 if variant.source == "engine" else 0)
+        reader = writer = ""
+        if variant.source == "java":
+            reader = f"count: {count}"
+        if variant.sink == "java":
+            writer = f'count: {count}, warmup: {warmup}, report: "{self.report}"'
+        else:
+            writer = "wait_for_readers: 1"
+        text = CONFIGURATION.format(
+            idl=HERE / "bench.idl", jar=self.tree / "bench/bench-adapter.jar",
+            type="Small" if size == 64 else "Large",
+            adapters="\n".join(kinds[end] for end in sorted({variant.source, variant.sink})),
+            source="dds" if variant.source == "engine" else "java",
+            sink="dds" if variant.sink == "engine" else "java",
+            in_properties=f", properties: {{domain: {self.domain}}}"
+            if variant.source == "engine" else "",
+            out_properties=f", properties: {{domain: {out_domain}}}"
+            if variant.sink == "engine" else "",
+            reader=reader, writer=writer)
+        path = self.work / "bench.yaml"
+        path.write_text(text, encoding="utf-8")
+        return [str(self.tree / "bin/ferry"), "run", str(path), "--quiet"]
+
+    def run(self, variant, size, count, warmup, rate=0):
+        self.report.unlink(missing_ok=True)
+        processes = {}
+        with open(self.work / "log", "w", encoding="utf-8") as log:
+            def start(name, command):
+                processes[name] = Process(name, command, log)
+            try:
+                return self._run(variant, size, count, warmup, rate, processes, start)
+            finally:
+                for process in processes.values():
+                    process.child.kill()
+                    process.child.wait()
+
+    def _run(self, variant, size, count, warmup, rate, processes, start):
+        def program(kind, role, domain):
+            start(role.split()[0], self.program(kind, role, domain, size, count, warmup, rate))
+
+        if variant.middle == "ferry":
+            start("ferry", self.ferry(variant, size, count, warmup))
+        elif variant.middle:
+            program("engine", variant.middle, self.domain)
+        apart = variant.middle and variant.source == "engine"
+        if variant.sink != "java":
+            program(variant.sink, "sub", self.domain + 1 if apart else self.domain)
+        if variant.source != "java":
+            program(variant.source, "pub", self.domain)
+        for name in ("sub", "pub"):
+            if name in processes and processes[name].line() != "matched\n":
+                fail(f"{name} does not start")
+        for process in processes.values():
+            process.before = process.cpu()
+        ferry = processes.get("ferry")
+        # A route without a program at either end has begun already.
+        memory = [ferry.resident_mib()] if ferry and len(processes) > 1 else None
+        if "pub" in processes:
+            processes["pub"].go()
+        result = self.result(processes)
+        cpu = {name: (process.cpu() - process.before) / count * 1e6
+               for name, process in processes.items()}
+        if memory:
+            memory.append(ferry.resident_mib())
+        if result["gaps"] or result["samples"] != count:
+            fail(f"{variant.name}: {result['samples']} of {count} samples came, "
+                 f"{result['gaps']} gaps")
+        for name in ("pub", "sub"):
+            if name in processes:
+                processes[name].rest()
+        self.end(variant, count, processes)
+        return {**result, "cpu": cpu, "memory": memory}
+
+    def result(self, processes):
+        if "sub" in processes:
+            return json.loads(processes["sub"].line())
+        end = time.monotonic() + PATIENCE
+        while not self.report.exists():
+            if time.monotonic() > end or processes["ferry"].child.poll() is not None:
+                processes["ferry"].log.flush()
+                fail("the Java end did not report:\n"
+                     + (self.work / "log").read_text(encoding="utf-8"))
+            time.sleep(0.01)
+        return json.loads(self.report.read_text(encoding="utf-8"))
+
+    def end(self, variant, count, processes):
+        if "forward" in processes:
+            processes["forward"].stop()
+        if "ferry" not in processes:
+            return
+        summary = processes["ferry"].stop()
+        code = processes["ferry"].child.returncode
+        counts = re.search(r"(\d+) read, (\d+) written, (\d+) errors", summary)
+        if code or not counts or int(counts[1]) < count or counts[1] != counts[2] \
+                or counts[3] != "0":
+            fail(f"{variant.name}: ferry ended {code}: {summary}"
+                 + (self.work / "log").read_text(encoding="utf-8"))
+
+
+def spread(values, scale=1.0, digits=2):
+    """Median and quartiles as text."""
+    low, middle, high = quartiles(values)
+    return (f"{middle / scale:,.{digits}f} ({low / scale:,.{digits}f} to "
+            f"{high / scale:,.{digits}f})")
+
+
+def quartiles(values):
+    if len(values) < 2:
+        return [values[0]] * 3
+    return statistics.quantiles(values, n=4, method="inclusive")
+
+
+def throughput(bench, size, rounds, quick):
+    count = SAMPLES[size] // (10 if quick else 1)
+    rows = {variant: [] for variant in
+            (PAIR, OUR_READER, OUR_WRITER, JAVA, TO_JAVA, FROM_JAVA, TYPED, ENCODED, THROUGH)}
+    again = []
+    for number in range(rounds):
+        for variant, results in rows.items():
+            results.append(bench.run(variant, size, count, count // 4))
+        again.append(bench.run(PAIR, size, count, count // 4))
+        print(f"{size} bytes, round {number + 1}: " + ", ".join(
+            f"{variant.name} {results[-1]['rate'] / 1e3:,.0f} k" for variant, results in rows.items())
+            + f", {PAIR.name} again {again[-1]['rate'] / 1e3:,.0f} k", file=sys.stderr)
+    agreement = statistics.median(b["rate"] / a["rate"] for a, b in zip(rows[PAIR], again))
+    for first, second in zip(rows[PAIR], again):
+        first["rate"] = (first["rate"] + second["rate"]) / 2
+    return rows, agreement
+
+
+def ratios(rows, variant, references):
+    """In each round: the rate, by that of the slowest reference."""
+    return [result["rate"] / min(rows[reference][number]["rate"] for reference in references)
+            for number, result in enumerate(rows[variant])]
+
+
+def print_throughput(size, rows, agreement):
+    print(f"\n{size} bytes; the engine's pair against itself in the same round: {agreement:.2f}\n")
+    print("| variant | 1,000 samples/s | of its slower end | of the typed forwarder "
+          "| CPU s per million | ferry MiB, start and end |")
+    print("|---|---|---|---|---|---|")
+    for variant, results in rows.items():
+        ends = ratios(rows, variant, ENDS[variant]) if variant in ENDS else None
+        forwarder = ratios(rows, variant, (TYPED,)) if variant is THROUGH else None
+        cpu = ", ".join(f"{name} {statistics.median(r['cpu'][name] for r in results):.2f}"
+                        for name in results[0]["cpu"])
+        memory = " and ".join(f"{statistics.median(r['memory'][i] for r in results):.0f}"
+                              for i in (0, 1)) if results[0]["memory"] else ""
+        print(f"| {variant.name} | {spread([r['rate'] for r in results], 1e3, 0)} | "
+              f"{spread(ends) if ends else ''} | {spread(forwarder) if forwarder else ''} | "
+              f"{cpu} | {memory} |")
+
+
+def as_json(size, rows, agreement):
+    void = not 0.9 <= agreement <= 1.1
+    for variant, results in rows.items():
+        relative = ratios(rows, variant, ENDS.get(variant, (PAIR,)))
+        low, middle, high = quartiles(relative)
+        yield {"name": f"domain: {variant.name}", "batch": 1024, "payload": size, "ratio": middle,
+               "quartiles": [low, middle, high], "void": void,
+               "samples_per_second": statistics.median(r["rate"] for r in results), "lost": 0,
+               "cpu_seconds_per_million": {name: statistics.median(r["cpu"][name] for r in results)
+                                           for name in results[0]["cpu"]}}
+
+
+def latency(bench, rounds, quick):
+    warmup, count = (500, 1500) if quick else (2000, 10000)
+    rows = {variant: [] for variant in (PAIR, TYPED, THROUGH, TO_JAVA)}
+    for _ in range(rounds):
+        for variant, results in rows.items():
+            results.append(bench.run(variant, 64, count, warmup, LATENCY_RATE))
+    print(f"\nLatency in microseconds, 64 bytes, {LATENCY_RATE} samples/s\n")
+    print("| variant | p50 | p99 |\n|---|---|---|")
+    objects = []
+    for variant, results in rows.items():
+        p50, p99 = ([r[key] for r in results] for key in ("p50", "p99"))
+        print(f"| {variant.name} | {spread(p50, digits=0)} | {spread(p99, digits=0)} |")
+        objects.append({"name": f"domain latency: {variant.name}", "batch": 1, "payload": 64,
+                        "p50_us": statistics.median(p50), "p99_us": statistics.median(p99),
+                        "ratio": statistics.median(r["p50"] / reference["p50"] for r, reference
+                                                   in zip(results, rows[PAIR])),
+                        "quartiles": None, "void": False})
+    return objects
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("tree", type=pathlib.Path)
+    parser.add_argument("--quick", action="store_true", help="a tenth of the samples, two rounds")
+    parser.add_argument("--rounds", type=int)
+    parser.add_argument("--domain", type=int, default=61, help="it and the next one are used")
+    parser.add_argument("--json")
+    arguments = parser.parse_args()
+    rounds = arguments.rounds or (2 if arguments.quick else 5)
+    objects = []
+    with tempfile.TemporaryDirectory() as work:
+        bench = Bench(arguments.tree.resolve(), pathlib.Path(work), arguments.domain)
+        try:
+            for size in SAMPLES:
+                rows, agreement = throughput(bench, size, rounds, arguments.quick)
+                print_throughput(size, rows, agreement)
+                objects += as_json(size, rows, agreement)
+            objects += latency(bench, rounds, arguments.quick)
+        except Failure as failure:
+            sys.exit(f"run.py: {failure}")
+    if arguments.json:
+        pathlib.Path(arguments.json).write_text(json.dumps(objects, indent=2), encoding="utf-8")
+
+
+if __name__ == "__main__":
+    main()
