@@ -10,10 +10,14 @@ namespace {
 
 using bench::Options;
 
-/// As the settings that ferry gives the engine for the loopback interface.
+/// As ferry configures the engine for the loopback interface; writes stay in a packet until it is
+/// full or flushed.
 const char *const settings =
-    "<General><Interfaces><NetworkInterface name='lo' multicast='true'/></Interfaces></General>"
-    "<Internal><SocketReceiveBufferSize min='default' max='4MB'/></Internal>";
+    "<General><Interfaces><NetworkInterface address='127.0.0.1'/></Interfaces></General>"
+    "<Discovery><ParticipantIndex>auto</ParticipantIndex>"
+    "<Peers><Peer Address='localhost'/></Peers></Discovery>"
+    "<Internal><WriteBatch>true</WriteBatch><SocketReceiveBufferSize max='4MB'/>"
+    "<SocketSendBufferSize min='default' max='4MB'/></Internal>";
 
 dds_entity_t checked(const char *what, dds_return_t entity)
 {
@@ -112,17 +116,9 @@ bool hasWriter(dds_entity_t reader)
     return dds_get_subscription_matched_status(reader, &status) == 0 && status.current_count > 0;
 }
 
-/// Writes stay in a packet until it is full or flushed. Reaches domains that are there, and writers
-/// made from then on.
-void batchWrites()
-{
-    dds_write_set_batch(true);
-}
-
 template<typename Sample> int publish(const Options &options, const dds_topic_descriptor_t &type)
 {
     const Domain domain(options.domain);
-    batchWrites();
     const dds_entity_t writer = makeWriter(domain, type);
     waitUntil([writer] { return hasReader(writer); });
     bench::announceAndWait();
@@ -202,7 +198,6 @@ int forward(const Options &options, const dds_topic_descriptor_t &type)
 {
     const Domain in(options.domain);
     const Domain out(options.outDomain);
-    batchWrites();
     const dds_entity_t writer = makeWriter(out, type);
     const Reader reader(in, type);
     for (;;) {

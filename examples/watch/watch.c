@@ -13,7 +13,9 @@ enum { BATCH = 64 };
 
 /* The loopback interface, as ferry uses it when told nothing; CYCLONEDDS_URI says otherwise. */
 static const char *const loopback =
-    "<General><Interfaces><NetworkInterface name='lo' multicast='true'/></Interfaces></General>";
+    "<General><Interfaces><NetworkInterface address='127.0.0.1'/></Interfaces></General>"
+    "<Discovery><ParticipantIndex>auto</ParticipantIndex>"
+    "<Peers><Peer Address='localhost'/></Peers></Discovery>";
 
 static dds_entity_t checked(const char *what, dds_entity_t entity)
 {
