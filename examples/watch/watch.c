@@ -13,7 +13,8 @@ enum { BATCH = 64 };
 
 /* The loopback interface, as ferry uses it when told nothing; CYCLONEDDS_URI says otherwise. */
 static const char *const loopback =
-    "<General><Interfaces><NetworkInterface address='127.0.0.1'/></Interfaces></General>"
+    "<General><Interfaces><NetworkInterface address='127.0.0.1'/></Interfaces>"
+    "<AllowMulticast>false</AllowMulticast></General>"
     "<Discovery><ParticipantIndex>auto</ParticipantIndex>"
     "<Peers><Peer Address='localhost'/></Peers></Discovery>";
 
