@@ -127,12 +127,8 @@ class Process:
         return text
 
 
-class Failure(Exception):
-    pass
-
-
 def fail(text):
-    raise Failure(text)
+    sys.exit(f"run.py: {text}")
 
 
 class Bench:
@@ -348,14 +344,11 @@ def main():
     objects = []
     with tempfile.TemporaryDirectory() as work:
         bench = Bench(arguments.tree.resolve(), pathlib.Path(work), arguments.domain)
-        try:
-            for size in SAMPLES:
-                rows, agreement = throughput(bench, size, rounds, arguments.quick)
-                print_throughput(size, rows, agreement)
-                objects += as_json(size, rows, agreement)
-            objects += latency(bench, rounds, arguments.quick)
-        except Failure as failure:
-            sys.exit(f"run.py: {failure}")
+        for size in SAMPLES:
+            rows, agreement = throughput(bench, size, rounds, arguments.quick)
+            print_throughput(size, rows, agreement)
+            objects += as_json(size, rows, agreement)
+        objects += latency(bench, rounds, arguments.quick)
     if arguments.json:
         pathlib.Path(arguments.json).write_text(json.dumps(objects, indent=2), encoding="utf-8")
 
