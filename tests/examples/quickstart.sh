@@ -32,4 +32,9 @@ cc -o watch watch.c weather.c -lddsc
 timeout 60 ./watch 62 >seen &
 watcher=$!
 "$ferry" run ../quickstart/publish.yaml --until-idle --quiet
-[ "$(grep -c degrees seen)" -eq 5040 ]
+for _ in $(seq 50); do
+    [ "$(grep -c degrees seen)" -ne 5040 ] || exit 0
+    sleep 0.2
+done
+echo "watch has seen $(grep -c degrees seen) of 5040 observations" >&2
+exit 1
