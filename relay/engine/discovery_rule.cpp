@@ -106,6 +106,22 @@ bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream)
            !matchesAny(deny.partition, stream.partitions);
 }
 
+bool isAt(const StreamSettings &end, const AnnouncedStream &stream)
+{
+    return end.connection == stream.connection && end.stream == stream.name;
+}
+
+bool writesTo(const RouteSettings &route, const AnnouncedStream &stream)
+{
+    return std::any_of(route.outputs.begin(), route.outputs.end(),
+                       [&](const StreamSettings &output) { return isAt(output, stream); });
+}
+
+bool uses(const RouteSettings &route, const AnnouncedStream &stream)
+{
+    return stream.input ? isAt(route.input, stream) : writesTo(route, stream);
+}
+
 RouteSettings routeFor(const DiscoverySettings &rule, const std::string &stream,
                        const std::string &typeName, const DDS_TypeCode *type)
 {

@@ -40,6 +40,13 @@ bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream);
 RouteSettings routeFor(const DiscoverySettings &rule, const std::string &stream,
                        const std::string &typeName, const DDS_TypeCode *type);
 
+/// Whether this end of a route is the stream.
+bool isAt(const StreamSettings &end, const AnnouncedStream &stream);
+/// Whether an output of the route is the stream.
+bool writesTo(const RouteSettings &route, const AnnouncedStream &stream);
+/// Whether the route reads the input stream, or writes to the output stream.
+bool uses(const RouteSettings &route, const AnnouncedStream &stream);
+
 /// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.
 std::string refusalOf(const RouteSettings &route);
 

