@@ -1,13 +1,10 @@
 #include "discovery_reader.h"
 
 #include "error.h"
-#include "qddscore/log.h"
 #include "settings.h"
 
 namespace ferrydds {
 namespace {
-
-constexpr std::uint32_t warning = 0x02;
 
 char *copyOf(const std::string &text)
 {
@@ -22,12 +19,8 @@ char *copyOf(const std::string &text)
 /// no error.
 void warnOfMissingType(const StreamNews &news)
 {
-    if (QELLog_setLogLevel != nullptr) {
-        QELLog_setLogLevel(warning);
-    }
-    const std::string text =
-        "topic '" + news.topic + "' is announced without a type: " + news.typeProblem;
-    QELLog_printContextAndMsg("FerryAdapter_dds_discovery", &QEL_LOG_ANY_s, text.c_str());
+    warn("FerryAdapter_dds_discovery",
+         "topic '" + news.topic + "' is announced without a type: " + news.typeProblem);
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "qddscore/log.h"
+
 namespace ferrydds {
 
 void report(QEL_FerrionEnvironment *environment, const std::string &text) noexcept
@@ -19,6 +21,15 @@ void report(QEL_FerrionEnvironment *environment, const std::string &text) noexce
     environment->errorCode = 0;
     std::memcpy(environment->message, text.data(), length);
     environment->message[length] = '\0';
+}
+
+void warn(const char *where, const std::string &text) noexcept
+{
+    constexpr std::uint32_t warning = 0x02;
+    if (QELLog_setLogLevel != nullptr) {
+        QELLog_setLogLevel(warning);
+    }
+    QELLog_printContextAndMsg(where, &QEL_LOG_ANY_s, text.c_str());
 }
 
 } // namespace ferrydds

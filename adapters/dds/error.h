@@ -21,6 +21,9 @@ public:
 /// that is too long is cut at the end of a character.
 void report(QEL_FerrionEnvironment *environment, const std::string &text) noexcept;
 
+/// Logs a warning: for what concerns users, and is no failure of a call.
+void warn(const char *where, const std::string &text) noexcept;
+
 /// Runs the body of a slot. Whatever it throws becomes the call's error, and `failed` its result.
 template<class Result, class Body>
 Result guarded(QEL_FerrionEnvironment *environment, Result failed, Body &&body) noexcept

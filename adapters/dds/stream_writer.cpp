@@ -39,6 +39,32 @@ void StreamWriter::awaitReaders()
     readersThere_ = true;
 }
 
+/// Readers come and go, and hosts that cannot be reached go too: what a volatile writer writes
+/// meanwhile is lost, and nobody else could tell.
+void StreamWriter::countUnheard(std::int32_t written)
+{
+    if (endpoint_.settings.is(Setting::durability, "transient_local")) {
+        return;
+    }
+    if (DDS_DataWriter_get_matched(writer_.get()) > 0) {
+        tellUnheard();
+    } else if (written > 0) {
+        if (unheard_ == 0) {
+            warn("FerryAdapter_dds_write", endpoint_.owner() + ": there is no reader");
+        }
+        unheard_ += static_cast<std::uint64_t>(written);
+    }
+}
+
+void StreamWriter::tellUnheard()
+{
+    if (unheard_ > 0) {
+        warn("FerryAdapter_dds_write", endpoint_.owner() + ": " + std::to_string(unheard_) +
+                                           " samples were written while there was no reader");
+        unheard_ = 0;
+    }
+}
+
 DDS_ReturnCode_t StreamWriter::writeOne(const DDS_DynamicData *sample, const DDS_SampleInfo *info,
                                         DDS_ErrorText &error)
 {
@@ -81,6 +107,7 @@ std::int32_t StreamWriter::write(void *const *samples, DDS_SampleInfo *const *in
     }
     DDS_DataWriter_flush(writer_.get());
     anyWritten_ = anyWritten_ || written > 0;
+    countUnheard(written);
     if (written < count) {
         report(environment, endpoint_.owner() + ": " + std::to_string(written) + " of " +
                                 std::to_string(count) + " samples were written; " + firstReason);
@@ -96,6 +123,7 @@ void StreamWriter::update(const QEL_FerrionProperties *properties)
 
 void StreamWriter::finish(QEL_FerrionEnvironment *environment)
 {
+    tellUnheard();
     const std::int64_t linger = endpoint_.settings.nanoseconds(Setting::linger);
     if (anyWritten_ && DDS_DataWriter_wait_for_acknowledgments(writer_.get(), linger) == 0) {
         report(environment, endpoint_.owner() + ": not all of " +

@@ -25,6 +25,8 @@ public:
 
 private:
     void awaitReaders();
+    void countUnheard(std::int32_t written);
+    void tellUnheard();
     DDS_ReturnCode_t writeOne(const DDS_DynamicData *sample, const DDS_SampleInfo *info,
                               DDS_ErrorText &error);
 
@@ -35,6 +37,8 @@ private:
     /// Whether `wait_for_readers` has been met.
     bool readersThere_ = false;
     bool anyWritten_ = false;
+    /// Samples written since there was a reader, where the writer keeps none for later ones.
+    std::uint64_t unheard_ = 0;
     Notices notices_;
     Owned<DDS_DataWriter> writer_;
 };
