@@ -67,6 +67,8 @@ struct SessionSettings {
 struct StreamSettings {
     std::size_t connection = 0;
     std::string stream;
+    /// Of a stream that was announced; empty when nothing is known.
+    std::vector<std::string> partitions;
     Properties properties;
     /// Outputs only: the most samples of one write call.
     std::int32_t maxSamplesPerWrite = 0;

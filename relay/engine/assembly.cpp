@@ -22,19 +22,40 @@ const char *nameAt(const std::vector<std::string> &names, std::size_t index)
     return index < names.size() ? names[index].c_str() : nullptr;
 }
 
-/// The stream as a plug-in is told of it; plug-ins copy what they keep of the names.
-QEL_FerrionStreamInfo streamInfo(const RouteSettings &route, const StreamSettings &stream,
-                                 std::string &streamName, std::string &typeName)
-{
-    streamName = stream.stream;
-    typeName = route.typeName;
-    QEL_FerrionStreamInfo info{};
-    info.streamName = streamName.data();
-    info.typeName = typeName.data();
-    info.typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
-    info.typeRepresentation = const_cast<DDS_TypeCode *>(route.type);
-    return info;
-}
+/// The stream as a plug-in is told of it, for as long as the telling takes; plug-ins copy what they
+/// keep of the names.
+class StreamDescription {
+public:
+    StreamDescription(const RouteSettings &route, const StreamSettings &stream)
+        : streamName_(stream.stream), typeName_(route.typeName), partitions_(stream.partitions)
+    {
+        for (std::string &partition : partitions_) {
+            partitionTexts_.push_back(partition.data());
+        }
+        info_.streamName = streamName_.data();
+        info_.typeName = typeName_.data();
+        info_.typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
+        info_.typeRepresentation = const_cast<DDS_TypeCode *>(route.type);
+        if (!partitionTexts_.empty()) {
+            const auto count = static_cast<std::int32_t>(partitionTexts_.size());
+            info_.partition = {partitionTexts_.data(), count, count};
+        }
+    }
+    StreamDescription(const StreamDescription &) = delete;
+    StreamDescription &operator=(const StreamDescription &) = delete;
+
+    const QEL_FerrionStreamInfo *get() const
+    {
+        return &info_;
+    }
+
+private:
+    std::string streamName_;
+    std::string typeName_;
+    std::vector<std::string> partitions_;
+    std::vector<char *> partitionTexts_;
+    QEL_FerrionStreamInfo info_{};
+};
 
 std::string version(const QEL_FerrionPluginVersion &version)
 {
@@ -274,12 +295,10 @@ Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &set
         return nullptr;
     }
     const std::string what = kind + " of " + end.label;
-    std::string streamName;
-    std::string typeName;
-    const QEL_FerrionStreamInfo info = streamInfo(route.settings(), settings, streamName, typeName);
+    const StreamDescription stream(route.settings(), settings);
     const PropertyList properties(settings.properties);
     Handle *handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
-        return create(*owner, &info, properties.get(), raw);
+        return create(*owner, stream.get(), properties.get(), raw);
     });
     if (handle == nullptr && !environment_.failed()) {
         environment_.fail("no stream " + kind);

@@ -42,7 +42,8 @@ void Discovery::warnOfType(const RouteSettings &route, const AnnouncedStream &st
 }
 
 /// A route stays while its stream is wanted, whatever becomes of its type: what runs is not stopped
-/// by what somebody says. What could not be made is tried again with each announcement.
+/// by what somebody says. Only one that misses a partition of its stream is made anew. What could
+/// not be made is tried again with each announcement.
 void Discovery::apply(std::size_t rule, const AnnouncedStream &stream)
 {
     const MadeKey key{rule, stream.name};
@@ -53,10 +54,12 @@ void Discovery::apply(std::size_t rule, const AnnouncedStream &stream)
     }
     if (wanted && found != made_.end() && found->second.adopted) {
         warnOfType(found->second.route->settings(), stream);
-        return;
+        if (coversPartitions(found->second.route->settings(), stream)) {
+            return;
+        }
     }
     dismiss(key);
-    if (wanted) {
+    if (wanted && made_.count(key) == 0) {
         make(rule, stream);
     }
 }
@@ -85,8 +88,7 @@ void Discovery::make(std::size_t rule, const AnnouncedStream &stream)
         const char *const name = DDS_TypeCode_get_name(type);
         typeName = name == nullptr ? "" : name;
     }
-    const RouteSettings settings =
-        routeFor(configuration_.discovery[rule], stream.name, typeName, type);
+    const RouteSettings settings = routeFor(configuration_.discovery[rule], stream, typeName, type);
     const std::string reason = obstacle(settings, stream);
     if (!reason.empty()) {
         warn(settings.name, "no route is made: the stream " + reason);

@@ -122,23 +122,34 @@ bool uses(const RouteSettings &route, const AnnouncedStream &stream)
     return stream.input ? isAt(route.input, stream) : writesTo(route, stream);
 }
 
-RouteSettings routeFor(const DiscoverySettings &rule, const std::string &stream,
+RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &stream,
                        const std::string &typeName, const DDS_TypeCode *type)
 {
     RouteSettings route = rule.route;
-    route.name = rule.name + "/" + stream;
+    route.name = rule.name + "/" + stream.name;
     route.typeName = typeName;
     route.type = type;
+    StreamSettings &announced = rule.inputs ? route.input : route.outputs[0];
+    announced.stream = stream.name;
+    announced.partitions = stream.partitions;
     if (rule.inputs) {
-        route.input.stream = stream;
         for (StreamSettings &output : route.outputs) {
-            complete(output, stream, typeName);
+            complete(output, stream.name, typeName);
         }
     } else {
-        route.outputs[0].stream = stream;
-        complete(route.input, stream, typeName);
+        complete(route.input, stream.name, typeName);
     }
     return route;
+}
+
+bool coversPartitions(const RouteSettings &route, const AnnouncedStream &stream)
+{
+    const std::vector<std::string> &made =
+        (stream.input ? route.input : route.outputs[0]).partitions;
+    return std::all_of(stream.partitions.begin(), stream.partitions.end(),
+                       [&](const std::string &partition) {
+                           return std::find(made.begin(), made.end(), partition) != made.end();
+                       });
 }
 
 std::string refusalOf(const RouteSettings &route)

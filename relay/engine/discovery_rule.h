@@ -37,7 +37,7 @@ bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream);
 
 /// The route that the rule makes of a stream: named "rule/stream", with `${stream}` and `${type}`
 /// replaced at its other end. `typeName` and `type` are what the route will have.
-RouteSettings routeFor(const DiscoverySettings &rule, const std::string &stream,
+RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &stream,
                        const std::string &typeName, const DDS_TypeCode *type);
 
 /// Whether this end of a route is the stream.
@@ -46,6 +46,10 @@ bool isAt(const StreamSettings &end, const AnnouncedStream &stream);
 bool writesTo(const RouteSettings &route, const AnnouncedStream &stream);
 /// Whether the route reads the input stream, or writes to the output stream.
 bool uses(const RouteSettings &route, const AnnouncedStream &stream);
+
+/// Whether the announced end of such a route was made with every partition that the stream is in
+/// now.
+bool coversPartitions(const RouteSettings &route, const AnnouncedStream &stream);
 
 /// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.
 std::string refusalOf(const RouteSettings &route);

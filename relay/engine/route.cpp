@@ -246,21 +246,20 @@ bool Route::writeSlice(CallGuard &guard, Output &output, const Loan &loan, std::
         output.writer, loan.samples + from, loan.infos == nullptr ? nullptr : loan.infos + from,
         count, environment_.fresh());
     guard.leave();
-    if (environment_.failed()) {
-        failed(output, output.filter, "write");
-        output.lost.add(static_cast<std::uint64_t>(count));
-        return false;
-    }
+    // A call may fail over some of its samples, or only have something to tell: what it says that
+    // it took is not lost.
     const std::int32_t taken = std::clamp(said, 0, count);
     output.written.add(static_cast<std::uint64_t>(taken));
-    if (taken < count) {
-        output.lost.add(static_cast<std::uint64_t>(count - taken));
-        if (output.filter.admit("not taken", Clock::now())) {
-            const std::string text = "write of " + output.label + " took " + std::to_string(taken) +
-                                     " of " + std::to_string(count) + " samples and no error";
-            logMessage(FERRYLOG_BIT_WARNING, "FERRYRoute_write", FERRY_LOG_ENTITY_ANY_ss,
-                       name().c_str(), text.c_str());
-        }
+    output.lost.add(static_cast<std::uint64_t>(count - taken));
+    if (environment_.failed()) {
+        failed(output, output.filter, "write");
+        return taken == count;
+    }
+    if (taken < count && output.filter.admit("not taken", Clock::now())) {
+        const std::string text = "write of " + output.label + " took " + std::to_string(taken) +
+                                 " of " + std::to_string(count) + " samples and no error";
+        logMessage(FERRYLOG_BIT_WARNING, "FERRYRoute_write", FERRY_LOG_ENTITY_ANY_ss,
+                   name().c_str(), text.c_str());
     }
     return true;
 }

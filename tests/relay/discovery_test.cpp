@@ -59,13 +59,20 @@ TEST(DiscoveryRule, PutsNamesInOncePerPlace)
     rule.route.outputs.resize(1);
     rule.route.outputs[0].stream = "${stream}-${type}-${other}";
     rule.route.outputs[0].properties = {{"p${type}", "${type}${"}};
-    const RouteSettings route = routeFor(rule, "${type}", "T", nullptr);
+    AnnouncedStream stream;
+    stream.name = "${type}";
+    stream.partitions = {"a"};
+    const RouteSettings route = routeFor(rule, stream, "T", nullptr);
     EXPECT_EQ(route.name, "r/${type}");
     EXPECT_EQ(route.input.stream, "${type}");
     EXPECT_EQ(route.outputs[0].stream, "${type}-T-${other}");
     EXPECT_EQ(route.outputs[0].properties, (Properties{{"p${type}", "T${"}}));
     EXPECT_EQ(refusalOf(route), "");
-    EXPECT_NE(refusalOf(routeFor(rule, "\xF0\x9F\x98\x80", "T", nullptr)), "");
+    EXPECT_TRUE(coversPartitions(route, stream));
+    stream.partitions.push_back("b");
+    EXPECT_FALSE(coversPartitions(route, stream));
+    stream.name = "\xF0\x9F\x98\x80";
+    EXPECT_NE(refusalOf(routeFor(rule, stream, "T", nullptr)), "");
 }
 
 class DiscoveryTest : public RelayTest {

@@ -42,7 +42,7 @@ TEST_F(RelayTest, CountsAsLostWhatAWriterDidNotTake)
     }
     script.streams["x"].onWrite = [](const std::vector<int> &slice, std::string &error) {
         error = slice[0] == 3 ? "disk is full" : "";
-        return 2;
+        return error.empty() ? 2 : 1;
     };
     script.streams["x2"].onWrite = [](const std::vector<int> &, std::string &error) {
         error = "no";
@@ -53,8 +53,8 @@ TEST_F(RelayTest, CountsAsLostWhatAWriterDidNotTake)
     EXPECT_EQ(script.streams["x"].writes.size(), 4U);
     EXPECT_EQ(script.streams["x2"].writes.size(), 1U);
     EXPECT_EQ(script.streams["in2"].readCalls, 1);
-    EXPECT_EQ(summary(), "fails: 6 read, 4 written, 1 errors, 2 lost\n"
-                         "  to b/x: 4 written, 2 lost\n"
+    EXPECT_EQ(summary(), "fails: 6 read, 5 written, 1 errors, 1 lost\n"
+                         "  to b/x: 5 written, 1 lost\n"
                          "  to c/y: 6 written, 0 lost\n"
                          "stops: 5 read, 0 written, 1 errors, 5 lost (out of service)\n"
                          "  to b/x2: 0 written, 5 lost\n"
