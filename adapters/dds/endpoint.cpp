@@ -105,8 +105,11 @@ DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
     qos.ownershipStrength = number(Setting::ownershipStrength);
     qos.autodispose = flag(Setting::autodispose, "true");
     qos.partitions = partitions.get();
-    qos.representation = settings.is(Setting::representation, "xcdr2") ? DDS_XCDR2_REPRESENTATION
-                                                                       : DDS_XCDR1_REPRESENTATION;
+    // The engine's own code generator lets types that may evolve go in XCDR2 only.
+    const bool second = settings.is(Setting::representation, "auto")
+                            ? DDS_TypeCode_holds_appendable(type_) != 0
+                            : settings.is(Setting::representation, "xcdr2");
+    qos.representation = second ? DDS_XCDR2_REPRESENTATION : DDS_XCDR1_REPRESENTATION;
     qos.matchByNameOnly = flag(Setting::match, "name");
     qos.ignoreLocal = settings.is(Setting::ignoreLocal, "none") ? DDS_IGNORE_LOCAL_NONE
                       : settings.is(Setting::ignoreLocal, "participant")

@@ -55,7 +55,7 @@ constexpr Row table[] = {
     {"max_samples", onReader, Kind::whole, "8192", 0, most, "", false},
     {"batch", onReader, Kind::whole, "1024", 1, 1'000'000, "", true},
     {"time_based_filter", onReader, Kind::duration, "0s", 0, longest, "", false},
-    {"representation", onWriter, Kind::choice, "xcdr1", 0, 0, "xcdr1 xcdr2", false},
+    {"representation", onWriter, Kind::choice, "auto", 0, 0, "auto xcdr1 xcdr2", false},
     {"ownership_strength", onWriter, Kind::whole, "0", 0, most, "", false},
     {"lifespan", onWriter, Kind::duration, "0s", 0, longest, "", false},
     {"autodispose", onWriter, Kind::choice, "false", 0, 0, "true false", false},

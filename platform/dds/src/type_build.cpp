@@ -88,6 +88,17 @@ bool canBeKey(const DDS_TypeCode &type)
     return type.kind != DDS_TK_SEQUENCE && (type.content == nullptr || type.content->keyable);
 }
 
+bool holdsAppendable(const DDS_TypeCode &type)
+{
+    const auto inside = [](const DDS_TypeCode *part) {
+        return part != nullptr && part->holdsAppendable;
+    };
+    return (type.kind == DDS_TK_STRUCT && type.extensibility == DDS_EXTENSIBILITY_APPENDABLE) ||
+           inside(type.content) ||
+           std::any_of(type.members.begin(), type.members.end(),
+                       [&](const Member &member) { return inside(member.type); });
+}
+
 const char *describe(const DDS_TypeCode &type)
 {
     if (!type.name.empty()) {
@@ -105,6 +116,7 @@ const DDS_TypeCode *intern(DDS_TypeCode &&made, DDS_ErrorText *error)
     }
     completeMembers(*type);
     type->keyable = canBeKey(*type);
+    type->holdsAppendable = holdsAppendable(*type);
     if (type->depth > MAX_DEPTH) {
         setError(error, "%s: nested deeper than %u levels", describe(*type), MAX_DEPTH);
         return nullptr;

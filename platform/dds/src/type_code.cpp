@@ -100,6 +100,11 @@ int32_t DDS_TypeCode_get_member_value(const DDS_TypeCode *self, uint32_t index) 
     return member != nullptr ? member->value : 0;
 }
 
+int32_t DDS_TypeCode_holds_appendable(const DDS_TypeCode *self) noexcept
+{
+    return self->holdsAppendable ? 1 : 0;
+}
+
 int32_t DDS_TypeCode_is_nested(const DDS_TypeCode *self) noexcept
 {
     return self->nested ? 1 : 0;

@@ -90,7 +90,8 @@ struct DDS_TypeCode {
     DDS_ExtensibilityKind extensibility = DDS_EXTENSIBILITY_FINAL;
     bool keyed = false;
     bool nested = false;
-    bool keyable = true; // may be a key member: holds no sequence that would count
+    bool holdsAppendable = false; // is an appendable struct, or one is inside
+    bool keyable = true;          // may be a key member: holds no sequence that would count
     uint32_t bound = 0;
     uint32_t depth = 1;                     // 1 + that of the deepest type inside
     const DDS_TypeCode *resolved = nullptr; // self, or what an alias ends at

@@ -138,6 +138,8 @@ QDDSC_API int32_t DDS_TypeCode_is_member_key(const DDS_TypeCode *self,
 /** Value of an enumerator. */
 QDDSC_API int32_t DDS_TypeCode_get_member_value(const DDS_TypeCode *self,
                                                 uint32_t index) QDDSC_NOEXCEPT;
+/** 1 when the type is an appendable struct, or there is one anywhere in it. */
+QDDSC_API int32_t DDS_TypeCode_holds_appendable(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 /** 1 when the struct is declared @nested. */
 QDDSC_API int32_t DDS_TypeCode_is_nested(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 /** 1 when the struct or its base has a key member. */
