@@ -1,5 +1,5 @@
-// What has arrived for the readers of one topic and type beside good samples: messages refused, and
-// the keys behind the hashes that disposals may name. The engine's receiving threads fill it.
+// What has arrived for one reader beside good samples: messages refused, and the keys behind the
+// hashes that disposals may name. The engine's receiving threads fill it.
 #ifndef QDDSDOMAIN_SRC_ARRIVALS_H
 #define QDDSDOMAIN_SRC_ARRIVALS_H
 
@@ -9,7 +9,6 @@
 #include <mutex>
 #include <string>
 #include <unordered_map>
-#include <vector>
 
 #include "wire.h"
 
@@ -17,17 +16,36 @@ namespace qddsdomain {
 
 class Arrivals {
 public:
-    // Keys remembered for each topic. A disposal that names a key by its hash alone can be
+    // Keys remembered for each reader. A disposal that names a key by its hash alone can be
     // understood as long as the key is among those that arrived last.
     static constexpr size_t MOST_KEYS = 65536;
+
+    // `wake` runs after each refusal, on the thread that received the message.
+    void watch(void (*function)(void *), void *user)
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        wake = function;
+        argument = user;
+    }
+    // Nothing more is let in; once it returns `wake` does not run any more.
+    void close()
+    {
+        const std::lock_guard<std::mutex> guard(mutex);
+        closed.store(true, std::memory_order_release);
+        wake = nullptr;
+    }
+    bool isClosed() const
+    {
+        return closed.load(std::memory_order_acquire);
+    }
 
     void refuse(const char *reason)
     {
         const std::lock_guard<std::mutex> guard(mutex);
         count.fetch_add(1, std::memory_order_relaxed);
         lastReason = reason;
-        for (const Watcher &watcher : watchers) {
-            watcher.wake(watcher.argument);
+        if (wake != nullptr) {
+            wake(argument);
         }
     }
     uint64_t refused() const
@@ -38,24 +56,6 @@ public:
     {
         const std::lock_guard<std::mutex> guard(mutex);
         return lastReason;
-    }
-
-    // `wake` runs after each refusal, on the thread that received the message, until unwatch
-    // returns.
-    void watch(void (*wake)(void *), void *argument)
-    {
-        const std::lock_guard<std::mutex> guard(mutex);
-        watchers.push_back({wake, argument});
-    }
-    void unwatch(const void *argument)
-    {
-        const std::lock_guard<std::mutex> guard(mutex);
-        for (size_t i = 0; i < watchers.size(); ++i) {
-            if (watchers[i].argument == argument) {
-                watchers.erase(watchers.begin() + static_cast<std::ptrdiff_t>(i));
-                return;
-            }
-        }
     }
 
     void remember(const KeyHash &hash, const Bytes &key)
@@ -92,10 +92,6 @@ public:
     }
 
 private:
-    struct Watcher {
-        void (*wake)(void *);
-        void *argument;
-    };
     struct Known {
         KeyHash hash;
         Bytes key;
@@ -112,7 +108,9 @@ private:
     mutable std::mutex mutex;
     std::atomic<uint64_t> count{0};
     std::string lastReason;
-    std::vector<Watcher> watchers;
+    std::atomic<bool> closed{false};
+    void (*wake)(void *) = nullptr;
+    void *argument = nullptr;
     std::list<Known> keys; // most recent first
     std::unordered_map<KeyHash, std::list<Known>::iterator, Spread> byHash;
     bool forgotten = false;

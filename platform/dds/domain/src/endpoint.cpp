@@ -146,10 +146,10 @@ Qos readerQos(const DDS_EndpointQos &qos)
     return made;
 }
 
-Qos writerQos(const DDS_EndpointQos &qos)
+Qos writerQos(const DDS_EndpointQos &qos, int64_t blocking)
 {
     Qos made = commonQos(qos);
-    dds_qset_reliability(made.get(), reliability(qos), qos.writeTimeout);
+    dds_qset_reliability(made.get(), reliability(qos), blocking);
     dds_qset_lifespan(made.get(), qos.lifespan == 0 ? DDS_INFINITY : qos.lifespan);
     dds_qset_ownership_strength(made.get(), qos.ownershipStrength);
     dds_qset_writer_data_lifecycle(made.get(), qos.autodispose != 0);

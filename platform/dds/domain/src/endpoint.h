@@ -49,7 +49,8 @@ Topic makeEndpointTopic(const EndpointRequest &request, const WireType &wire,
 // Publishers and subscribers: partitions.
 Qos groupQos(const DDS_EndpointQos &qos);
 Qos readerQos(const DDS_EndpointQos &qos);
-Qos writerQos(const DDS_EndpointQos &qos);
+// `blocking`: nanoseconds that the engine lets one write wait.
+Qos writerQos(const DDS_EndpointQos &qos, int64_t blocking);
 
 // Events that the engine's threads count and that the endpoint's user is told of, once, in words.
 struct Event {

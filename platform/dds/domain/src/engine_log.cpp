@@ -18,6 +18,7 @@ constexpr uint32_t LEVEL_WARNING = 0x2;
 constexpr std::chrono::seconds QUIET{10};
 
 thread_local EngineComplaints *innermost = nullptr;
+thread_local bool dropNext = false;
 
 // The engine repeats some lines with every message that it cannot use. A place in its code speaks
 // once in ten seconds.
@@ -56,6 +57,10 @@ private:
 void receive(void *, const dds_log_data_t *data)
 try {
     if ((data->priority & (DDS_LC_FATAL | DDS_LC_ERROR | DDS_LC_WARNING)) == 0) {
+        return;
+    }
+    if (dropNext) {
+        dropNext = false;
         return;
     }
     std::string line(data->message, data->size);
@@ -104,6 +109,11 @@ std::string EngineComplaints::text(dds_return_t code) const
 {
     std::string text = dds_strretcode(code);
     return lines.empty() ? text : text + ": " + lines;
+}
+
+void dropNextEngineLine()
+{
+    dropNext = true;
 }
 
 void adoptEngineLog()

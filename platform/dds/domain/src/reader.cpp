@@ -62,7 +62,9 @@ void onLost(dds_entity_t, const dds_sample_lost_status_t status, void *argument)
 void onRejected(dds_entity_t, const dds_sample_rejected_status_t status, void *argument)
 {
     // Reliable samples that find no room are tried again until they do.
-    if (!of(argument).reliable) {
+    if (of(argument).reliable) {
+        of(argument).full.store(true, std::memory_order_relaxed);
+    } else {
         addLost(of(argument), of(argument).rejected, status.total_count_change);
     }
 }
@@ -125,10 +127,18 @@ DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, 
     if (made->topic.entity.get() <= 0) {
         return nullptr;
     }
-    made->refusedBefore = made->topic.arrivals->refused();
-    made->refusedTold = made->refusedBefore;
+    made->maxSamples = request.qos->maxSamples;
+    made->sieve.separation = request.qos->timeBasedFilter;
+    made->domain = *request.participant->domain;
+    made->block = std::make_unique<Block>();
     made->topic.arrivals->watch(onRefused, made.get());
-    return makeEntities(request, *made, error) ? made.release() : nullptr;
+    if (!makeEntities(request, *made, error)) {
+        return nullptr;
+    }
+    if (made->reliable && made->maxSamples != 0) {
+        enlist(*made);
+    }
+    return made.release();
 }
 
 // One thing at a time; what is left comes with the next call.
@@ -166,13 +176,17 @@ bool noticeOf(DDS_DataReader &self, DDS_ErrorText *text)
 
 } // namespace
 
-// Order matters: no thread of the engine comes in any more once the entity has gone.
+// Once the entity has gone no thread of the engine comes in any more.
 DDS_DataReader::~DDS_DataReader()
 {
-    entity.reset();
     if (topic.arrivals != nullptr) {
-        topic.arrivals->unwatch(this);
+        topic.arrivals->close();
     }
+    delist(*this);
+    if (entity.get() > 0) {
+        drain(*this);
+    }
+    entity.reset();
 }
 
 DDS_DataReader *DDS_DataReader_new(DDS_DomainParticipant *participant, const char *topic,
@@ -211,7 +225,7 @@ try {
 void DDS_DataReader_get_statistics(DDS_DataReader *self, DDS_ReaderStatistics *statistics) noexcept
 {
     statistics->taken = self->taken.load(std::memory_order_relaxed);
-    statistics->malformed = self->topic.arrivals->refused() - self->refusedBefore;
+    statistics->malformed = self->topic.arrivals->refused();
     statistics->lost = self->lostEver.load(std::memory_order_relaxed);
     statistics->matched = self->matched.load(std::memory_order_relaxed);
 }

@@ -6,6 +6,8 @@
 #include "endpoint.h"
 
 #include <array>
+#include <deque>
+#include <mutex>
 #include <unordered_map>
 
 #include "qddsdomain/reader.h"
@@ -35,6 +37,35 @@ private:
     std::unordered_map<dds_instance_handle_t, Guid> known;
     dds_instance_handle_t lastHandle = 0;
     const Guid *last = nullptr; // elements of the map stay where they are
+};
+
+// The time-based filter, which the engine announces to peers but leaves to them.
+class Sieve {
+public:
+    int64_t separation = 0; // nanoseconds; 0 lets everything through
+
+    bool lets(const dds_sample_info_t &info)
+    {
+        if (separation == 0 || !info.valid_data) {
+            return true;
+        }
+        const auto [there, isNew] = last.emplace(info.instance_handle, info.source_timestamp);
+        const int64_t passed = info.source_timestamp - there->second;
+        const bool late = isNew || passed < 0 || passed >= separation;
+        if (info.instance_state != DDS_IST_ALIVE) {
+            last.erase(there); // told as ended behind this sample or those after it
+        } else if (late) {
+            there->second = info.source_timestamp;
+        }
+        return late;
+    }
+    void forget(dds_instance_handle_t instance)
+    {
+        last.erase(instance);
+    }
+
+private:
+    std::unordered_map<dds_instance_handle_t, dds_time_t> last; // of each living instance
 };
 
 // Messages taken from the engine.
@@ -74,12 +105,22 @@ struct DDS_DataReader {
     std::atomic<uint64_t> lostEver{0};
     std::atomic<uint64_t> taken{0};
     std::atomic<uint32_t> matched{0};
-    uint64_t refusedBefore = 0; // by other readers of the topic, earlier
     uint64_t refusedTold = 0;
+    int32_t maxSamples = 0;
+    qddsdomain::Sieve sieve;
 
     qddsdomain::Writers writers;
-    qddsdomain::Block block;
+    std::unique_ptr<qddsdomain::Block> block; // being handed on; of the owner's thread
     qddsdomain::Bytes key, plain;
+
+    // Taking from the engine, and what was taken to make room there (see relieve).
+    std::mutex mutex;
+    std::deque<std::unique_ptr<qddsdomain::Block>> ahead;
+    uint64_t aheadBytes = 0;
+    uint64_t aheadHanded = 0;      // samples from there handed on since the last relief
+    std::atomic<bool> full{false}; // the engine waits for room
+    int32_t domain = 0;
+
     qddsdomain::Topic topic;
     qddsdomain::engine::Entity subscriber;
     qddsdomain::engine::Entity entity;
@@ -98,6 +139,27 @@ struct DDS_DataReader {
 };
 
 namespace qddsdomain {
+
+// While a reliable reader is full the engine's receiving thread waits for room in it, and does
+// nothing else: no other reader of the domain gets samples, and no writer its acknowledgements. Two
+// ways out of what could be a standstill:
+
+// Takes what full readers of a domain hold, to be handed on first when they are next read. For who
+// waits for the receiving thread: a writer that is held up, another reader that finds nothing. A
+// reader gives up so much only, see MOST_AHEAD. Any thread, holding no reader's mutex.
+void relieve(int32_t domain, const DDS_DataReader *except);
+constexpr uint64_t MOST_AHEAD = 64 << 20; // bytes
+uint64_t bytesOf(const Block &block);
+// Readers with a limit may be relieved from one to the other.
+void enlist(DDS_DataReader &reader);
+void delist(DDS_DataReader &reader);
+
+// Empties a reader that is about to be deleted and lets nothing more in: as long as the receiving
+// thread waits, the engine cannot delete the reader.
+void drain(DDS_DataReader &self);
+
+// Takes up to `wanted` messages from the engine, with the reader's mutex held. The engine's code.
+dds_return_t fetch(DDS_DataReader &self, Block &block, uint32_t wanted);
 
 // See DDS_DataReader_take.
 int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,

@@ -90,40 +90,32 @@ bool endsBehind(dds_entity_t reader, const dds_sample_info_t &info)
 // False with the error filled when the engine refuses.
 bool load(DDS_DataReader &self, uint32_t wanted, DDS_ErrorText *error)
 {
-    Block &block = self.block;
-    block.next = 0;
-    block.count = 0;
-    block.atEnd = false;
-    const dds_return_t count =
-        dds_takecdr(self.entity.get(), block.messages.data(), std::min(wanted, Block::SIZE),
-                    block.infos.data(), engine::ANY_STATE);
+    const std::lock_guard<std::mutex> guard(self.mutex);
+    if (!self.ahead.empty()) {
+        self.block = std::move(self.ahead.front());
+        self.ahead.pop_front();
+        self.aheadBytes -= bytesOf(*self.block);
+        self.aheadHanded += self.block->count;
+        return true;
+    }
+    const dds_return_t count = fetch(self, *self.block, std::min(wanted, Block::SIZE));
     if (count < 0) {
         setError(error, "the engine does not hand over samples: %s", dds_strretcode(count));
-        return false;
     }
-    block.count = static_cast<uint32_t>(count);
-    const bool keyed = self.wire->keyType() != nullptr;
-    for (uint32_t i = 0; i < block.count; ++i) {
-        const dds_sample_info_t &info = block.infos[i];
-        const bool last =
-            i + 1 == block.count || block.infos[i + 1].instance_handle != info.instance_handle;
-        block.endsBehind[i] = keyed && last && info.valid_data &&
-                              info.instance_state != DDS_IST_ALIVE &&
-                              endsBehind(self.entity.get(), info);
-    }
-    return true;
+    return count >= 0;
 }
 
 // Fills one record from the block's current position; false when the sample has no room in it.
 bool hand(DDS_DataReader &self, DDS_DynamicData *sample, DDS_SampleInfo &info)
 {
-    const Block &block = self.block;
+    const Block &block = *self.block;
     dds_sample_info_t from = block.infos[block.next];
     from.valid_data = from.valid_data && !block.atEnd;
     const Message message = look(block.messages[block.next]);
     const uint8_t *plain = message.plain;
     size_t length = message.length;
     if (!from.valid_data) {
+        self.sieve.forget(from.instance_handle);
         self.key.assign(message.key, message.key + message.keyLength);
         (void)self.wire->sampleOf(self.key, self.plain); // keys were checked as they came
         plain = self.plain.data();
@@ -153,9 +145,12 @@ void advance(Block &block)
 }
 
 // Of a type without key there is one instance, whose state tells nothing but that writers left.
-bool tellsNothing(const DDS_DataReader &self)
+bool isWanted(DDS_DataReader &self)
 {
-    return self.wire->keyType() == nullptr && !self.block.infos[self.block.next].valid_data;
+    const Block &block = *self.block;
+    const dds_sample_info_t &info = block.infos[block.next];
+    return (info.valid_data || self.wire->keyType() != nullptr) &&
+           (block.atEnd || self.sieve.lets(info));
 }
 
 } // namespace
@@ -214,6 +209,27 @@ void Writers::refresh(dds_entity_t reader)
     }
 }
 
+dds_return_t fetch(DDS_DataReader &self, Block &block, uint32_t wanted)
+{
+    block.next = 0;
+    block.count = 0;
+    block.atEnd = false;
+    self.full.store(false, std::memory_order_relaxed);
+    const dds_return_t count = dds_takecdr(self.entity.get(), block.messages.data(), wanted,
+                                           block.infos.data(), engine::ANY_STATE);
+    block.count = count > 0 ? static_cast<uint32_t>(count) : 0;
+    const bool keyed = self.wire->keyType() != nullptr;
+    for (uint32_t i = 0; i < block.count; ++i) {
+        const dds_sample_info_t &info = block.infos[i];
+        const bool last =
+            i + 1 == block.count || block.infos[i + 1].instance_handle != info.instance_handle;
+        block.endsBehind[i] = keyed && last && info.valid_data &&
+                              info.instance_state != DDS_IST_ALIVE &&
+                              endsBehind(self.entity.get(), info);
+    }
+    return count;
+}
+
 int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
                     DDS_SampleInfo *const *infos, int32_t maximum, DDS_ErrorText *error)
 {
@@ -225,19 +241,20 @@ int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
         }
     }
     self.writers.refresh(self.entity.get());
-    Block &block = self.block;
     bool drained = false;
     int32_t count = 0;
     while (count < maximum) {
-        if (block.next == block.count) {
-            const auto wanted = static_cast<uint32_t>(maximum - count);
-            if (drained || !load(self, wanted, count == 0 ? error : nullptr)) {
-                return drained || count > 0 ? count : -1;
+        if (self.block->next == self.block->count) {
+            if (drained) {
+                break;
             }
-            drained = block.count < std::min(wanted, Block::SIZE);
+            if (!load(self, static_cast<uint32_t>(maximum - count), error)) {
+                return count > 0 ? count : -1;
+            }
+            drained = self.block->count == 0;
             continue;
         }
-        if (!tellsNothing(self)) {
+        if (isWanted(self)) {
             if (!hand(self, samples[count], *infos[count])) {
                 if (count > 0) {
                     break; // told when it is the first one
@@ -245,13 +262,16 @@ int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
                 setError(error, "a received sample does not fit into the record: memory is short, "
                                 "or its limit is below the sample's size");
                 self.lostEver.fetch_add(1, std::memory_order_relaxed);
-                advance(block);
+                advance(*self.block);
                 return -1;
             }
             ++count;
             self.taken.fetch_add(1, std::memory_order_relaxed);
         }
-        advance(block);
+        advance(*self.block);
+    }
+    if (count == 0) {
+        relieve(self.domain, &self);
     }
     return count;
 }

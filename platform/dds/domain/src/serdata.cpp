@@ -8,6 +8,8 @@
 #include <cstring>
 #include <limits>
 
+#include "engine_log.h"
+
 namespace qddsdomain {
 
 namespace {
@@ -142,9 +144,13 @@ Serdata *fromPlain(const Sertype &type, const uint8_t *plain, size_t length)
 }
 
 // Everything that comes in from outside passes here. Null, counted and with its reason kept, when
-// it is not a sample of the type.
+// it is not a sample of the type; the engine says so once more, without the reason.
 Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *payload, size_t size)
 {
+    if (type.arrivals->isClosed()) {
+        dropNextEngineLine();
+        return nullptr;
+    }
     Scratch &buffers = scratch();
     DDS_ErrorText error{};
     Serdata *message = nullptr;
@@ -159,6 +165,7 @@ Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *pay
         message = fromKey(type, buffers.key);
     }
     if (message == nullptr) {
+        dropNextEngineLine();
         type.arrivals->refuse(error.text[0] != '\0' ? error.text : "no memory for a message");
     } else if (message->keyType != nullptr && !type.wire->hashIsKey(type.representation)) {
         type.arrivals->remember(message->identity, buffers.key);
@@ -373,6 +380,11 @@ Message look(const ddsi_serdata *message)
             from.keySize,
             from.keyType != nullptr ? &from.identity : nullptr,
             from.kind != SDK_DATA};
+}
+
+void retain(const ddsi_serdata *message)
+{
+    (void)ddsi_serdata_ref(message);
 }
 
 void release(ddsi_serdata *message)

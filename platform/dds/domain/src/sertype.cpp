@@ -29,23 +29,16 @@ void reallocSamples(void **samples, const ddsi_sertype *, void *, size_t, size_t
 
 void freeSamples(const ddsi_sertype *, void **, size_t, dds_free_op_t) {}
 
-// The engine keeps one object of equal ones. The topic counts, too: what is refused on one topic is
-// no trouble of another's readers.
+// The engine keeps one object of equal ones. Each reader has one of its own, as what is refused and
+// whether anything is let in at all is the reader's own affair.
 bool equal(const ddsi_sertype *left, const ddsi_sertype *right)
 {
-    const Sertype &a = own(left);
-    const Sertype &b = own(right);
-    return a.wire == b.wire && a.representation == b.representation && a.topic == b.topic &&
-           a.description.typeInformation == b.description.typeInformation &&
-           a.description.typeMapping == b.description.typeMapping;
+    return left == right;
 }
 
 uint32_t hash(const ddsi_sertype *type)
 {
-    const size_t mixed = std::hash<std::string>()(own(type).topic) ^
-                         std::hash<const void *>()(own(type).wire) ^
-                         static_cast<size_t>(own(type).representation);
-    return static_cast<uint32_t>(mixed ^ (mixed >> 32U));
+    return static_cast<uint32_t>(std::hash<const void *>()(type));
 }
 
 ddsi_sertype_cdr_data blob(const Bytes &bytes)
@@ -110,14 +103,12 @@ Topic makeTopic(dds_entity_t participant, TopicRequest request)
     ddsi_sertype_init_flags(type, request.typeName, &SERTYPE_OPERATIONS, &SERDATA_OPERATIONS,
                             flags);
     type->allowed_data_representation = DDS_DATA_REPRESENTATION_RESTRICT_DEFAULT;
-    type->topic = request.name;
     type->wire = request.wire;
     type->representation = request.representation;
     type->description = std::move(request.description);
     type->arrivals = std::make_shared<Arrivals>();
 
-    // On success the engine has taken the reference over and says which object of equal ones
-    // counts.
+    // On success the engine has taken the reference over.
     ddsi_sertype *registered = type;
     Topic topic;
     topic.entity = engine::Entity(dds_create_topic_sertype(participant, request.name, &registered,
@@ -126,8 +117,8 @@ Topic makeTopic(dds_entity_t participant, TopicRequest request)
         ddsi_sertype_unref(type);
         return topic;
     }
-    topic.type = registered;
-    topic.arrivals = own(registered).arrivals;
+    topic.type = type;
+    topic.arrivals = type->arrivals;
     return topic;
 }
 

@@ -59,6 +59,8 @@ struct Message {
     bool isKeyOnly;
 };
 Message look(const ddsi_serdata *message);
+// Messages are counted: one more and one less who holds it.
+void retain(const ddsi_serdata *message);
 void release(ddsi_serdata *message);
 
 // The identity of the type that an endpoint announces; false when it announces none.

@@ -33,9 +33,8 @@ static_assert(offsetof(ddsi_sertype_ops, serialize_into) + sizeof(void *) ==
 
 namespace qddsdomain {
 
-// One type on one topic. Counted by the engine, which frees it by its operations.
+// The type of one reader or writer. Counted by the engine, which frees it by its operations.
 struct Sertype : ddsi_sertype {
-    std::string topic;
     const WireType *wire;
     Representation representation;
     TypeDescription description;

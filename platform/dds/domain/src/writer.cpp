@@ -1,6 +1,7 @@
 // Writers; see qddsdomain/writer.h. The owner's thread writes, threads of the engine count.
 #include "endpoint.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cinttypes>
 #include <condition_variable>
@@ -8,6 +9,7 @@
 
 #include "error_text.h"
 #include "qddsdomain/writer.h"
+#include "reader.h"
 
 using namespace qddsdomain;
 using qddsc::setError;
@@ -15,6 +17,9 @@ using qddsc::setError;
 // Members go in reverse: the writer first.
 struct DDS_DataWriter {
     const WireType *wire = nullptr;
+    int32_t domain = 0;
+    int64_t timeout = 0; // nanoseconds that a write may wait, of which the engine waits `slice` at
+    int64_t slice = 0;   // a time
     Event incompatible;
     Event deadlineMissed;
     std::mutex mutex;
@@ -28,6 +33,9 @@ struct DDS_DataWriter {
 namespace {
 
 constexpr int64_t NANOSECONDS = 1000000000;
+// How long the engine waits before full readers of the domain are relieved: one of them may keep
+// back the acknowledgements that the wait is for.
+constexpr int64_t SLICE = DDS_MSECS(10);
 
 DDS_DataWriter &of(void *argument)
 {
@@ -67,6 +75,13 @@ DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
     if (made->wire == nullptr) {
         return nullptr;
     }
+    made->domain = *request.participant->domain;
+    made->timeout = request.qos->writeTimeout;
+    // Where there may be readers in this process the engine also waits for these, behind the
+    // network, and to try again would send twice.
+    made->slice = request.qos->ignoreLocal == DDS_IGNORE_LOCAL_PROCESS
+                      ? std::min(made->timeout, SLICE)
+                      : made->timeout;
     const Representation representation = request.qos->representation == DDS_XCDR2_REPRESENTATION
                                               ? Representation::xcdr2
                                               : Representation::xcdr1;
@@ -84,7 +99,7 @@ DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
         dds_create_publisher(request.participant->entity.get(), group.get(), nullptr));
     dds_return_t code = made->publisher.get();
     if (code > 0) {
-        const Qos qos = writerQos(*request.qos);
+        const Qos qos = writerQos(*request.qos, made->slice);
         made->entity = engine::Entity(
             dds_create_writer(code, made->topic.entity.get(), qos.get(), listener.get()));
         code = made->entity.get();
@@ -117,6 +132,24 @@ Stamp stampOf(const DDS_SampleInfo *info)
     return stamp;
 }
 
+// The engine's code.
+dds_return_t forward(DDS_DataWriter &self, ddsi_serdata *message)
+{
+    retain(message);
+    dds_return_t code = dds_forwardcdr(self.entity.get(), message);
+    const dds_time_t start = code == engine::TIMEOUT ? dds_time() - self.slice : 0;
+    while (code == engine::TIMEOUT) {
+        relieve(self.domain, nullptr);
+        if (self.slice == self.timeout || dds_time() - start >= self.timeout) {
+            break;
+        }
+        retain(message);
+        code = dds_forwardcdr(self.entity.get(), message);
+    }
+    release(message);
+    return code;
+}
+
 DDS_ReturnCode_t writeSample(DDS_DataWriter &self, const DDS_DynamicData *sample,
                              const DDS_SampleInfo *info, DDS_ErrorText *error)
 {
@@ -142,7 +175,7 @@ DDS_ReturnCode_t writeSample(DDS_DataWriter &self, const DDS_DynamicData *sample
         setError(error, "the sample is malformed, or memory is short");
         return DDS_RETCODE_ERROR;
     }
-    const dds_return_t code = dds_forwardcdr(self.entity.get(), message);
+    const dds_return_t code = forward(self, message);
     if (code == engine::TIMEOUT) {
         setError(error, "slow readers held the write up beyond the write timeout");
         return DDS_RETCODE_OUT_OF_RESOURCES;
@@ -205,9 +238,21 @@ void DDS_DataWriter_flush(DDS_DataWriter *self) noexcept
 }
 
 int32_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter *self, int64_t timeout) noexcept
-{
+try {
     DDS_DataWriter_flush(self);
-    return dds_wait_for_acks(self->entity.get(), timeout) == 0 ? 1 : 0;
+    const dds_time_t end = dds_time() + timeout;
+    for (int64_t rest = timeout;;) {
+        if (dds_wait_for_acks(self->entity.get(), std::min(rest, SLICE)) == 0) {
+            return 1;
+        }
+        rest = end - dds_time();
+        if (rest <= 0) {
+            return 0;
+        }
+        relieve(self->domain, nullptr);
+    }
+} catch (...) {
+    return 0;
 }
 
 int32_t DDS_DataWriter_wait_for_readers(DDS_DataWriter *self, uint32_t count,
