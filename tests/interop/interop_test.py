@@ -38,8 +38,9 @@ class Pairs:
         for kind, form in self.cases:
             self.write(f"{kind}.jsonl", kind, range(COUNT))
             name = f"{kind}_{form}"
+            auto = form == ("xcdr2" if kind == "Open" else "xcdr1")  # what ferry should choose
             routes.append((kind, ("files", kind + ".jsonl"), [
-                ("dds", name, {"representation": form, "wait_for_readers": 1})]))
+                ("dds", name, {"representation": "auto" if auto else form, "wait_for_readers": 1})]))
             partners.append((kind, name, self.partner(
                 self.make, type=kind, representation=form, topic=name, count=COUNT)))
         ferry = self.ferry(self.config(routes), "--until-idle")
