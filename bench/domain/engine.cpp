@@ -15,7 +15,7 @@ using bench::Options;
 const char *const settings =
     "<General><Interfaces><NetworkInterface address='127.0.0.1'/></Interfaces></General>"
     "<Discovery><ParticipantIndex>auto</ParticipantIndex>"
-    "<Peers><Peer Address='localhost'/></Peers></Discovery>"
+    "<Peers><Peer Address='127.0.0.1'/></Peers></Discovery>"
     "<Internal><WriteBatch>true</WriteBatch><SocketReceiveBufferSize max='4MB'/>"
     "<SocketSendBufferSize min='default' max='4MB'/></Internal>";
 

@@ -19,9 +19,8 @@ trap 'exit 143' TERM
 # Its result must not be mistaken for an earlier run's.
 rm -f out/observations.jsonl
 
-# The subscriber ends when nothing has come for a while; a slow machine needs that long to start the
-# second VM. The publisher waits for the subscriber.
-"$ferry" run subscribe.yaml --until-idle=5 --quiet &
+# The subscriber ends when nothing more comes; the publisher waits for the subscriber.
+"$ferry" run subscribe.yaml --until-idle=2 --after-first --quiet &
 "$ferry" run publish.yaml --until-idle --quiet &
 wait -n
 wait -n

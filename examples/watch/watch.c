@@ -16,7 +16,7 @@ static const char *const loopback =
     "<General><Interfaces><NetworkInterface address='127.0.0.1'/></Interfaces>"
     "<AllowMulticast>false</AllowMulticast></General>"
     "<Discovery><ParticipantIndex>auto</ParticipantIndex>"
-    "<Peers><Peer Address='localhost'/></Peers></Discovery>";
+    "<Peers><Peer Address='127.0.0.1'/></Peers></Discovery>";
 
 static dds_entity_t checked(const char *what, dds_entity_t entity)
 {

@@ -110,6 +110,7 @@ int runRelay(const RelayRequest &request)
     }
     if (request.untilIdle.count() >= 0) {
         options.untilIdle = request.untilIdle;
+        options.afterFirst = request.afterFirst;
     }
     options.drain = request.drain;
     options.quiet = request.verbosity == Verbosity::quiet;

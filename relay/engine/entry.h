@@ -15,6 +15,8 @@ struct RelayRequest {
     Task task = Task::run;
     /// Below 0: run until stopped.
     std::chrono::milliseconds untilIdle{-1};
+    /// Idleness counts only once a sample has been read.
+    bool afterFirst = false;
     std::chrono::milliseconds drain{5000};
     /// Task::list: how long to wait, whether to print types as IDL, and which ("" for all).
     std::chrono::milliseconds wait{2000};

@@ -1,5 +1,7 @@
 #include "engine/relay.h"
 
+#include <algorithm>
+
 #include "engine/log.h"
 
 namespace ferry {
@@ -189,6 +191,13 @@ bool Relay::anyActive() const
     roster_.forEach(
         [&](const Route &route) { active = active || route.state() == Route::State::active; });
     return active;
+}
+
+bool Relay::anyRead() const
+{
+    const std::vector<RouteTotals> totals = roster_.totals();
+    return std::any_of(totals.begin(), totals.end(),
+                       [](const RouteTotals &route) { return route.read > 0; });
 }
 
 bool Relay::idleSince(Clock::time_point time) const

@@ -76,6 +76,8 @@ public:
     }
     /// Every active route has been idle since then or longer, and nothing was announced.
     bool idleSince(Clock::time_point time) const;
+    /// Whether any route has read a sample, be it gone by now.
+    bool anyRead() const;
 
 private:
     void run(Task task);

@@ -83,7 +83,8 @@ void Supervisor::watch()
         Clock::time_point next = options_.quiet ? now + lineInterval : nextReport_;
         if (options_.untilIdle) {
             const std::chrono::milliseconds quiet = *options_.untilIdle;
-            if (now - begin >= quiet && relay_.idleSince(now - quiet)) {
+            if (now - begin >= quiet && relay_.idleSince(now - quiet) &&
+                (!options_.afterFirst || relay_.anyRead())) {
                 return;
             }
             next = std::min(next, now + idleInterval);

@@ -15,6 +15,8 @@ struct SupervisorOptions {
     Task task = Task::run;
     /// End when everything has been quiet for that long.
     std::optional<std::chrono::milliseconds> untilIdle;
+    /// Not before a sample has been read.
+    bool afterFirst = false;
     /// How long a stop may take until it is forced.
     std::chrono::milliseconds drain{5000};
     /// No progress lines.

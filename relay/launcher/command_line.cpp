@@ -32,9 +32,13 @@ void addRun(CLI::App &app, CommandLine &line, std::string &idle, bool &quiet, bo
 {
     CLI::App *run = app.add_subcommand("run", "Run the routes of a configuration file");
     run->add_option("FILE", line.file, "Configuration file (YAML)")->required();
-    run->add_flag("--until-idle{1}", idle,
-                  "End when every input has been empty for SECONDS (1 when not said): "
-                  "--until-idle=SECONDS");
+    CLI::Option *untilIdle =
+        run->add_flag("--until-idle{1}", idle,
+                      "End when every input has been empty for SECONDS (1 when not said): "
+                      "--until-idle=SECONDS");
+    run->add_flag("--after-first", line.afterFirst,
+                  "With --until-idle: not before a first sample has come")
+        ->needs(untilIdle);
     run->add_option("--drain-seconds", line.drain,
                     "How long a stop may take before it is forced (default 5)")
         ->check(CLI::Range(0.1, 3600.0));

@@ -18,6 +18,7 @@ struct CommandLine {
     std::filesystem::path javaHome;
     /// Seconds; below 0 when not given.
     double untilIdle = -1;
+    bool afterFirst = false;
     double drain = 5;
     Verbosity verbosity = Verbosity::normal;
     /// `list streams`; without a file the domain and the properties of its connection.

@@ -134,6 +134,7 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
     request.idl = line.idl;
     request.idlType = line.idlType;
     request.untilIdle = line.untilIdle > 0 ? milliseconds(line.untilIdle) : request.untilIdle;
+    request.afterFirst = line.afterFirst;
     request.drain = milliseconds(line.drain);
     request.verbosity = line.verbosity;
     request.jars = installation.jars;

@@ -21,7 +21,7 @@ SKIP = 77
 # ferry stays on the loopback interface unless it is told otherwise; a partner has to come there.
 CYCLONE_XML = """<General><Interfaces><NetworkInterface address="127.0.0.1"/></Interfaces>
 <AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>
-<MaxAutoParticipantIndex>40</MaxAutoParticipantIndex><Peers><Peer address="localhost"/></Peers>
+<MaxAutoParticipantIndex>40</MaxAutoParticipantIndex><Peers><Peer address="127.0.0.1"/></Peers>
 </Discovery>"""
 FASTDDS_XML = pathlib.Path(__file__).with_name("fastdds_loopback.xml")
 

@@ -134,7 +134,7 @@ std::string configuration(const DDS_ParticipantSettings &settings)
     if (interfaces.empty()) {
         interfaces.emplace_back("127.0.0.1");
         // The loopback interface has no multicast, so participants there are asked one by one.
-        peers.emplace_back("localhost");
+        peers.emplace_back("127.0.0.1");
     }
     constexpr std::array<const char *, 3> MULTICAST = {"false", "spdp", "true"};
     std::string xml = "<CycloneDDS><Domain Id=\"" + std::to_string(settings.domainId) + "\">";

@@ -25,7 +25,7 @@ struct DDS_ParticipantSettings {
      * `peers`. 1: only discovery goes by multicast. 2: data, too. */
     int32_t multicast;
     /** Host names or addresses, separated by commas, that are asked for participants one by one;
-     * null or "" for none. On the loopback interface "localhost" is always among them. */
+     * null or "" for none. On the loopback interface 127.0.0.1 is always among them. */
     const char *peers;
     /** Raw configuration of the engine that is merged behind what the other fields say: one or more
      * `<Domain>` elements, or the elements that go into one. Null for none. */
