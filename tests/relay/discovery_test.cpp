@@ -252,8 +252,10 @@ TEST_F(DiscoveryTest, ReaderThatHangsAtItsRemoval)
     addRule("r").deny.stream = {"x"};
     addRule("q", 1).allow.stream = {"x"};
     std::atomic<bool> hangs{false};
+    std::atomic<bool> hanging{false};
     script.hooks["read s"] = [&] {
         if (hangs) {
+            hanging = true;
             Script::hang();
         }
     };
@@ -269,7 +271,7 @@ TEST_F(DiscoveryTest, ReaderThatHangsAtItsRemoval)
         hangs = true;
         script.announce("a", gone("s"));
         script.announce("a", {"x", "T", type("T")});
-        waitFor([&] { return totals("q/x").written == 1; });
+        waitFor([&] { return hanging && totals("q/x").written == 1; });
         _exit(stop());
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(exitHung),
