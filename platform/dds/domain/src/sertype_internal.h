@@ -1,5 +1,5 @@
 // The engine's inner headers, what is taken for granted about them, and the two records of the type
-// plug-in. For sertype.cpp and serdata.cpp alone.
+// plug-in. For sertype.cpp, serdata.cpp and message.cpp alone.
 #ifndef QDDSDOMAIN_SRC_SERTYPE_INTERNAL_H
 #define QDDSDOMAIN_SRC_SERTYPE_INTERNAL_H
 
@@ -69,6 +69,20 @@ struct Serdata : ddsi_serdata {
 };
 
 extern const ddsi_serdata_ops SERDATA_OPERATIONS;
+
+// Buffers that keep their size, so that a steady flow of messages allocates the message alone.
+struct Scratch {
+    Bytes whole, plain, key, payload;
+};
+Scratch &scratch(); // of this thread
+
+// A message from a checked key; null when memory is short.
+Serdata *fromKey(const Sertype &type, const Bytes &key);
+// A message's key as a message of its own.
+Serdata *keyAlone(const Serdata &from);
+// Everything that comes in from outside passes here. Null, counted and with its reason kept, when
+// it is not a sample of the type; the engine says so once more, without the reason.
+Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *payload, size_t size);
 
 inline const Sertype &own(const ddsi_sertype *type)
 {
