@@ -1,11 +1,11 @@
 // From a peer's type objects to our type code, through the public makers, so that their rules hold
 // for peers too.
-#include <dds/ddsi/ddsi_xt_typeinfo.h>
 
 #include <new>
 #include <set>
 
 #include "type_code.h"
+#include "type_object_codes.h"
 #include "type_object_parse.h"
 #include "xcdr2_reader.h"
 
@@ -32,17 +32,17 @@ const DDS_TypeCode *primitive(uint8_t kind)
     static constexpr struct {
         uint8_t theirs;
         DDS_TCKind ours;
-    } kinds[] = {{DDS_XTypes_TK_BOOLEAN, DDS_TK_BOOLEAN},
-                 {DDS_XTypes_TK_BYTE, DDS_TK_OCTET},
-                 {DDS_XTypes_TK_INT16, DDS_TK_SHORT},
-                 {DDS_XTypes_TK_INT32, DDS_TK_LONG},
-                 {DDS_XTypes_TK_INT64, DDS_TK_LONGLONG},
-                 {DDS_XTypes_TK_UINT16, DDS_TK_USHORT},
-                 {DDS_XTypes_TK_UINT32, DDS_TK_ULONG},
-                 {DDS_XTypes_TK_UINT64, DDS_TK_ULONGLONG},
-                 {DDS_XTypes_TK_FLOAT32, DDS_TK_FLOAT},
-                 {DDS_XTypes_TK_FLOAT64, DDS_TK_DOUBLE},
-                 {DDS_XTypes_TK_CHAR8, DDS_TK_CHAR},
+    } kinds[] = {{xtypes::TK_BOOLEAN, DDS_TK_BOOLEAN},
+                 {xtypes::TK_BYTE, DDS_TK_OCTET},
+                 {xtypes::TK_INT16, DDS_TK_SHORT},
+                 {xtypes::TK_INT32, DDS_TK_LONG},
+                 {xtypes::TK_INT64, DDS_TK_LONGLONG},
+                 {xtypes::TK_UINT16, DDS_TK_USHORT},
+                 {xtypes::TK_UINT32, DDS_TK_ULONG},
+                 {xtypes::TK_UINT64, DDS_TK_ULONGLONG},
+                 {xtypes::TK_FLOAT32, DDS_TK_FLOAT},
+                 {xtypes::TK_FLOAT64, DDS_TK_DOUBLE},
+                 {xtypes::TK_CHAR8, DDS_TK_CHAR},
                  {TK_INT8, DDS_TK_INT8},
                  {TK_UINT8, DDS_TK_OCTET}};
     for (const auto &entry : kinds) {
@@ -57,24 +57,24 @@ const DDS_TypeCode *primitive(uint8_t kind)
 {
     const char *what = nullptr;
     switch (kind) {
-    case DDS_XTypes_TI_STRING16_SMALL:
-    case DDS_XTypes_TI_STRING16_LARGE:
+    case xtypes::TI_STRING16_SMALL:
+    case xtypes::TI_STRING16_LARGE:
         what = "wide strings are";
         break;
-    case DDS_XTypes_TK_CHAR16:
+    case xtypes::TK_CHAR16:
         what = "wide characters are";
         break;
-    case DDS_XTypes_TK_FLOAT128:
+    case xtypes::TK_FLOAT128:
         what = "long double is";
         break;
-    case DDS_XTypes_TI_PLAIN_MAP_SMALL:
-    case DDS_XTypes_TI_PLAIN_MAP_LARGE:
+    case xtypes::TI_PLAIN_MAP_SMALL:
+    case xtypes::TI_PLAIN_MAP_LARGE:
         what = "maps are";
         break;
-    case DDS_XTypes_TI_STRONGLY_CONNECTED_COMPONENT:
+    case xtypes::TI_STRONGLY_CONNECTED_COMPONENT:
         what = "recursive types are";
         break;
-    case DDS_XTypes_EK_MINIMAL:
+    case xtypes::EK_MINIMAL:
         what = "types without names (minimal ones) are";
         break;
     default:
@@ -133,11 +133,11 @@ private:
     const DDS_TypeCode *build(const ParsedType &type, uint32_t depth)
     {
         switch (type.kind) {
-        case DDS_XTypes_TK_STRUCTURE:
+        case xtypes::TK_STRUCTURE:
             return structure(type, depth);
-        case DDS_XTypes_TK_ENUM:
+        case xtypes::TK_ENUM:
             return enumeration(type);
-        case DDS_XTypes_TK_ALIAS:
+        case xtypes::TK_ALIAS:
             return alias(type, depth);
         default:
             return byId(type.related, type.title() + ": ", depth);
@@ -152,15 +152,15 @@ private:
         }
         DDS_ErrorText error{};
         switch (id.kind) {
-        case DDS_XTypes_EK_COMPLETE:
+        case xtypes::EK_COMPLETE:
             return byHash(id.hash, where, depth + 1);
-        case DDS_XTypes_TI_STRING8_SMALL:
-        case DDS_XTypes_TI_STRING8_LARGE:
+        case xtypes::TI_STRING8_SMALL:
+        case xtypes::TI_STRING8_LARGE:
             return made(DDS_TypeCode_create_string(id.bound, &error), where, error);
-        case DDS_XTypes_TI_PLAIN_SEQUENCE_SMALL:
-        case DDS_XTypes_TI_PLAIN_SEQUENCE_LARGE:
-        case DDS_XTypes_TI_PLAIN_ARRAY_SMALL:
-        case DDS_XTypes_TI_PLAIN_ARRAY_LARGE:
+        case xtypes::TI_PLAIN_SEQUENCE_SMALL:
+        case xtypes::TI_PLAIN_SEQUENCE_LARGE:
+        case xtypes::TI_PLAIN_ARRAY_SMALL:
+        case xtypes::TI_PLAIN_ARRAY_LARGE:
             return collection(id, where, depth);
         default:
             break;
@@ -179,7 +179,7 @@ private:
         if (element == nullptr) {
             return nullptr;
         }
-        if (id.kind < DDS_XTypes_TI_PLAIN_ARRAY_SMALL) {
+        if (id.kind < xtypes::TI_PLAIN_ARRAY_SMALL) {
             return made(DDS_TypeCode_create_sequence(element, id.bound, &error), where, error);
         }
         // An array of unnamed arrays is one array, here and on the wire.
@@ -207,7 +207,7 @@ private:
     {
         std::vector<DDS_EnumMember> members;
         for (const ParsedMember &member : type.members) {
-            if ((member.flags & DDS_XTypes_IS_DEFAULT) != 0 && !members.empty()) {
+            if ((member.flags & xtypes::IS_DEFAULT) != 0 && !members.empty()) {
                 throw Refusal(type.title() + ", enumerator " + member.name +
                               ": a default that is not the first enumerator is not supported");
             }
@@ -221,13 +221,13 @@ private:
 
     static DDS_ExtensibilityKind extensibility(const ParsedType &type)
     {
-        switch (type.flags & DDS_XTypes_TypeFlagMinimalMask) {
-        case DDS_XTypes_IS_FINAL:
+        switch (type.flags & xtypes::MINIMAL_TYPE_FLAGS) {
+        case xtypes::IS_FINAL:
             return DDS_EXTENSIBILITY_FINAL;
         case 0: // what XTypes takes for said when nothing is
-        case DDS_XTypes_IS_APPENDABLE:
+        case xtypes::IS_APPENDABLE:
             return DDS_EXTENSIBILITY_APPENDABLE;
-        case DDS_XTypes_IS_MUTABLE:
+        case xtypes::IS_MUTABLE:
             throw Refusal(type.title() + ": mutable types are not supported");
         default:
             throw Refusal(type.title() + ": it says more than one extensibility");
@@ -238,7 +238,7 @@ private:
     {
         const DDS_ExtensibilityKind kind = extensibility(type);
         const DDS_TypeCode *base = nullptr;
-        if (type.related.kind != DDS_XTypes_TK_NONE) {
+        if (type.related.kind != xtypes::TK_NONE) {
             base = byId(type.related, type.title() + ", its base: ", depth + 1);
             if (base == nullptr) {
                 lookAhead(type, depth);
@@ -253,7 +253,7 @@ private:
             const DDS_TypeCode *memberType = byId(member.type, place(type, member), depth + 1);
             isWhole = isWhole && memberType != nullptr;
             members.push_back(
-                {member.name.c_str(), memberType, (member.flags & DDS_XTypes_IS_KEY) != 0 ? 1 : 0});
+                {member.name.c_str(), memberType, (member.flags & xtypes::IS_KEY) != 0 ? 1 : 0});
         }
         if (!isWhole) {
             return nullptr;
@@ -263,7 +263,7 @@ private:
             made(DDS_TypeCode_create_struct(type.name.c_str(), base, kind, members.data(),
                                             static_cast<uint32_t>(members.size()), &error),
                  "", error);
-        return (type.flags & DDS_XTypes_IS_NESTED) != 0
+        return (type.flags & xtypes::IS_NESTED) != 0
                    ? made(DDS_TypeCode_create_nested(plain, &error), "", error)
                    : plain;
     }
@@ -284,7 +284,7 @@ private:
     // Samples of final and appendable types do not show their members' ids, but peers compare them.
     static void checkMember(const ParsedType &type, const ParsedMember &member, uint32_t id)
     {
-        if ((member.flags & DDS_XTypes_IS_OPTIONAL) != 0) {
+        if ((member.flags & xtypes::IS_OPTIONAL) != 0) {
             throw Refusal(place(type, member) + "optional members are not supported");
         }
         if (member.id != id) {

@@ -1,6 +1,5 @@
 // From a type code to its type objects. Ids match those of the engine's own IDL compiler byte for
 // byte, so that peers built from the same IDL know the type by its hash alone.
-#include <dds/ddsi/ddsi_xt_typeinfo.h>
 #include <dds/ddsrt/md5.h>
 
 #include <set>
@@ -10,6 +9,7 @@
 #include "error_text.h"
 #include "type_code.h"
 #include "type_object.h"
+#include "type_object_codes.h"
 #include "xcdr2_writer.h"
 
 namespace qddsdomain {
@@ -18,12 +18,12 @@ namespace {
 
 // The two forms of a type object: minimal has hashes for names, complete has the names.
 enum Form { minimal, complete };
-constexpr std::array<uint8_t, 2> FORM_KIND = {DDS_XTypes_EK_MINIMAL, DDS_XTypes_EK_COMPLETE};
+constexpr std::array<uint8_t, 2> FORM_KIND = {xtypes::EK_MINIMAL, xtypes::EK_COMPLETE};
 
-constexpr uint16_t ELEMENT_FLAGS = DDS_XTypes_TRY_CONSTRUCT1;
-constexpr uint16_t KEY_FLAGS = DDS_XTypes_IS_KEY | DDS_XTypes_IS_MUST_UNDERSTAND;
+constexpr uint16_t ELEMENT_FLAGS = xtypes::TRY_CONSTRUCT1;
+constexpr uint16_t KEY_FLAGS = xtypes::IS_KEY | xtypes::IS_MUST_UNDERSTAND;
 // The engine's compiler puts this on enums although it means nothing there.
-constexpr uint16_t ENUM_FLAGS = DDS_XTypes_IS_FINAL;
+constexpr uint16_t ENUM_FLAGS = xtypes::IS_FINAL;
 constexpr uint16_t ENUM_BITS = 32;
 // A bound that fits a byte has a shorter form.
 constexpr uint32_t MAX_SMALL_BOUND = 255;
@@ -55,11 +55,11 @@ bool isSelfContained(const DDS_TypeCode &type)
 uint8_t primitiveKind(DDS_TCKind kind)
 {
     // The engine's release knows no 8-bit integers: its compiler makes a char of int8.
-    static constexpr uint8_t kinds[] = {
-        DDS_XTypes_TK_NONE,   DDS_XTypes_TK_BOOLEAN, DDS_XTypes_TK_CHAR8,  DDS_XTypes_TK_BYTE,
-        DDS_XTypes_TK_CHAR8,  DDS_XTypes_TK_INT16,   DDS_XTypes_TK_UINT16, DDS_XTypes_TK_INT32,
-        DDS_XTypes_TK_UINT32, DDS_XTypes_TK_INT64,   DDS_XTypes_TK_UINT64, DDS_XTypes_TK_FLOAT32,
-        DDS_XTypes_TK_FLOAT64};
+    static constexpr uint8_t kinds[] = {xtypes::TK_NONE,   xtypes::TK_BOOLEAN, xtypes::TK_CHAR8,
+                                        xtypes::TK_BYTE,   xtypes::TK_CHAR8,   xtypes::TK_INT16,
+                                        xtypes::TK_UINT16, xtypes::TK_INT32,   xtypes::TK_UINT32,
+                                        xtypes::TK_INT64,  xtypes::TK_UINT64,  xtypes::TK_FLOAT32,
+                                        xtypes::TK_FLOAT64};
     return kinds[kind];
 }
 
@@ -155,7 +155,7 @@ private:
     {
         switch (type.kind) {
         case DDS_TK_STRING:
-            writeBound(out, type.bound, DDS_XTypes_TI_STRING8_SMALL, DDS_XTypes_TI_STRING8_LARGE);
+            writeBound(out, type.bound, xtypes::TI_STRING8_SMALL, xtypes::TI_STRING8_LARGE);
             break;
         case DDS_TK_SEQUENCE:
         case DDS_TK_ARRAY:
@@ -186,13 +186,12 @@ private:
         const bool large =
             isArray ? std::any_of(type.dimensions.begin(), type.dimensions.end(), isLarge)
                     : isLarge(type.bound);
-        constexpr uint8_t TO_ARRAY =
-            DDS_XTypes_TI_PLAIN_ARRAY_SMALL - DDS_XTypes_TI_PLAIN_SEQUENCE_SMALL;
+        constexpr uint8_t TO_ARRAY = xtypes::TI_PLAIN_ARRAY_SMALL - xtypes::TI_PLAIN_SEQUENCE_SMALL;
         const int kind =
-            (large ? DDS_XTypes_TI_PLAIN_SEQUENCE_LARGE : DDS_XTypes_TI_PLAIN_SEQUENCE_SMALL) +
+            (large ? xtypes::TI_PLAIN_SEQUENCE_LARGE : xtypes::TI_PLAIN_SEQUENCE_SMALL) +
             (isArray ? TO_ARRAY : 0);
         out.u8(static_cast<uint8_t>(kind));
-        out.u8(isSelfContained(type) ? uint8_t{DDS_XTypes_EK_BOTH} : FORM_KIND[form]);
+        out.u8(isSelfContained(type) ? uint8_t{xtypes::EK_BOTH} : FORM_KIND[form]);
         out.u16(ELEMENT_FLAGS);
         const auto writeOne = [&out, large](uint32_t bound) {
             large ? out.u32(bound) : out.u8(static_cast<uint8_t>(bound));
@@ -208,7 +207,7 @@ private:
 
     void writeObject(Xcdr2Writer &out, const DDS_TypeCode &type, Form form)
     {
-        if (type.name.size() > DDS_XTypes_TYPE_NAME_MAX_LENGTH) {
+        if (type.name.size() > xtypes::TYPE_NAME_MAX_LENGTH) {
             throw std::length_error(type.name);
         }
         out.u8(FORM_KIND[form]);
@@ -241,7 +240,7 @@ private:
 
     static void writeMemberName(Xcdr2Writer &out, const qddsc::Member &member, Form form)
     {
-        if (member.name.size() > DDS_XTypes_MEMBER_NAME_MAX_LENGTH) {
+        if (member.name.size() > xtypes::MEMBER_NAME_MAX_LENGTH) {
             throw std::length_error(member.name);
         }
         if (form == complete) {
@@ -256,20 +255,20 @@ private:
     static uint16_t structFlags(const DDS_TypeCode &type)
     {
         const int extensibility = type.extensibility == DDS_EXTENSIBILITY_FINAL
-                                      ? DDS_XTypes_IS_FINAL
-                                      : DDS_XTypes_IS_APPENDABLE;
-        return static_cast<uint16_t>(extensibility | (type.nested ? DDS_XTypes_IS_NESTED : 0));
+                                      ? xtypes::IS_FINAL
+                                      : xtypes::IS_APPENDABLE;
+        return static_cast<uint16_t>(extensibility | (type.nested ? xtypes::IS_NESTED : 0));
     }
 
     void writeStruct(Xcdr2Writer &out, const DDS_TypeCode &type, Form form)
     {
-        out.u8(DDS_XTypes_TK_STRUCTURE);
+        out.u8(xtypes::TK_STRUCTURE);
         out.u16(structFlags(type));
         out.delimited([&] {
             if (type.base != nullptr) {
                 writeIdentifier(out, *type.base, form);
             } else {
-                out.u8(DDS_XTypes_TK_NONE);
+                out.u8(xtypes::TK_NONE);
             }
             writeTypeName(out, type, form);
         });
@@ -288,7 +287,7 @@ private:
 
     static void writeEnum(Xcdr2Writer &out, const DDS_TypeCode &type, Form form)
     {
-        out.u8(DDS_XTypes_TK_ENUM);
+        out.u8(xtypes::TK_ENUM);
         out.u16(ENUM_FLAGS);
         out.delimited([&] {
             out.u16(ENUM_BITS);
@@ -307,7 +306,7 @@ private:
 
     void writeAlias(Xcdr2Writer &out, const DDS_TypeCode &type, Form form)
     {
-        out.u8(DDS_XTypes_TK_ALIAS);
+        out.u8(xtypes::TK_ALIAS);
         out.u16(0);
         out.delimited([&] { writeTypeName(out, type, form); });
         out.delimited([&] {
@@ -337,7 +336,7 @@ bool describeType(const DDS_TypeCode &type, TypeDescription &description, DDS_Er
         return true;
     } catch (const std::length_error &tooLong) {
         qddsc::setError(error, "%s: name is longer than %d bytes", tooLong.what(),
-                        DDS_XTypes_TYPE_NAME_MAX_LENGTH);
+                        xtypes::TYPE_NAME_MAX_LENGTH);
     } catch (const std::bad_alloc &) {
         qddsc::setError(error, "memory is short");
     }

@@ -1,11 +1,10 @@
 // See type_object_parse.h. The order of fields is that of the IDL in XTypes 1.3, annex B.
 #include "type_object_parse.h"
 
-#include <dds/ddsi/ddsi_xt_typeinfo.h>
-
 #include <algorithm>
 
 #include "type_code.h"
+#include "type_object_codes.h"
 #include "xcdr2_reader.h"
 
 namespace qddsdomain {
@@ -18,7 +17,7 @@ std::string checkedName(std::string name)
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
                c == '_' || c == ':';
     };
-    if (name.empty() || name.size() > DDS_XTypes_TYPE_NAME_MAX_LENGTH ||
+    if (name.empty() || name.size() > xtypes::TYPE_NAME_MAX_LENGTH ||
         !std::all_of(name.begin(), name.end(), isFit)) {
         throw Refusal("its description holds a name that is none");
     }
@@ -34,7 +33,7 @@ public:
     void run()
     {
         in_.delimited([this] {
-            if (in_.u8() != DDS_XTypes_EK_COMPLETE) {
+            if (in_.u8() != xtypes::EK_COMPLETE) {
                 throw Refusal("its description is not a complete one");
             }
             type_.kind = in_.u8();
@@ -46,32 +45,32 @@ private:
     void body()
     {
         switch (type_.kind) {
-        case DDS_XTypes_TK_STRUCTURE:
+        case xtypes::TK_STRUCTURE:
             structure();
             break;
-        case DDS_XTypes_TK_ENUM:
+        case xtypes::TK_ENUM:
             enumeration();
             break;
-        case DDS_XTypes_TK_ALIAS:
+        case xtypes::TK_ALIAS:
             alias();
             break;
-        case DDS_XTypes_TK_SEQUENCE:
+        case xtypes::TK_SEQUENCE:
             sequence();
             break;
-        case DDS_XTypes_TK_ARRAY:
+        case xtypes::TK_ARRAY:
             in_.delimited([this] { array(); });
             break;
-        case DDS_XTypes_TK_UNION:
+        case xtypes::TK_UNION:
             type_.flags = in_.u16();
             in_.delimited([this] { typeDetail(); });
             throw Refusal("unions are not supported");
-        case DDS_XTypes_TK_BITMASK:
+        case xtypes::TK_BITMASK:
             in_.delimited([this] { bits(true); });
             throw Refusal("bit masks are not supported");
-        case DDS_XTypes_TK_BITSET:
+        case xtypes::TK_BITSET:
             in_.delimited([this] { bits(false); });
             throw Refusal("bit sets are not supported");
-        case DDS_XTypes_TK_MAP:
+        case xtypes::TK_MAP:
             throw Refusal("maps are not supported");
         default:
             throw Refusal("types of kind " + std::to_string(type_.kind) + " are not supported");
@@ -158,7 +157,7 @@ private:
     void sequence()
     {
         type_.flags = in_.u16();
-        type_.related.kind = DDS_XTypes_TI_PLAIN_SEQUENCE_LARGE;
+        type_.related.kind = xtypes::TI_PLAIN_SEQUENCE_LARGE;
         in_.delimited([this] { type_.related.bound = in_.u32(); });
         element();
     }
@@ -166,7 +165,7 @@ private:
     void array()
     {
         type_.flags = in_.u16();
-        type_.related.kind = DDS_XTypes_TI_PLAIN_ARRAY_LARGE;
+        type_.related.kind = xtypes::TI_PLAIN_ARRAY_LARGE;
         in_.delimited(
             [this] { in_.elements([this] { type_.related.dimensions.push_back(in_.u32()); }); });
         element();
@@ -199,19 +198,19 @@ private:
         TypeId id;
         id.kind = in_.u8();
         switch (id.kind) {
-        case DDS_XTypes_TI_STRING8_SMALL:
-        case DDS_XTypes_TI_STRING16_SMALL:
+        case xtypes::TI_STRING8_SMALL:
+        case xtypes::TI_STRING16_SMALL:
             id.bound = in_.u8();
             break;
-        case DDS_XTypes_TI_STRING8_LARGE:
-        case DDS_XTypes_TI_STRING16_LARGE:
+        case xtypes::TI_STRING8_LARGE:
+        case xtypes::TI_STRING16_LARGE:
             id.bound = in_.u32();
             break;
-        case DDS_XTypes_TI_STRONGLY_CONNECTED_COMPONENT:
+        case xtypes::TI_STRONGLY_CONNECTED_COMPONENT:
             in_.delimited([] {});
             break;
-        case DDS_XTypes_EK_COMPLETE:
-        case DDS_XTypes_EK_MINIMAL:
+        case xtypes::EK_COMPLETE:
+        case xtypes::EK_MINIMAL:
             std::copy_n(in_.take(id.hash.size()), id.hash.size(), id.hash.begin());
             break;
         default:
@@ -224,24 +223,23 @@ private:
     // A primitive has nothing more to read.
     void plainCollection(TypeId &id, uint32_t depth)
     {
-        if (id.kind < DDS_XTypes_TI_PLAIN_SEQUENCE_SMALL) {
+        if (id.kind < xtypes::TI_PLAIN_SEQUENCE_SMALL) {
             return;
         }
-        if (id.kind > DDS_XTypes_TI_PLAIN_MAP_LARGE || (id.kind & 0x0E) != 0) {
+        if (id.kind > xtypes::TI_PLAIN_MAP_LARGE || (id.kind & 0x0E) != 0) {
             throw Refusal("it uses a type of unknown kind " + std::to_string(id.kind));
         }
         in_.u8();
         in_.u16();
         const bool isLarge = (id.kind & 1) != 0;
         const auto bound = [this, isLarge] { return isLarge ? in_.u32() : in_.u8(); };
-        if (id.kind == DDS_XTypes_TI_PLAIN_ARRAY_SMALL ||
-            id.kind == DDS_XTypes_TI_PLAIN_ARRAY_LARGE) {
+        if (id.kind == xtypes::TI_PLAIN_ARRAY_SMALL || id.kind == xtypes::TI_PLAIN_ARRAY_LARGE) {
             in_.elements([&] { id.dimensions.push_back(bound()); });
         } else {
             id.bound = bound();
         }
         id.element.push_back(typeId(depth + 1));
-        if (id.kind == DDS_XTypes_TI_PLAIN_MAP_SMALL || id.kind == DDS_XTypes_TI_PLAIN_MAP_LARGE) {
+        if (id.kind == xtypes::TI_PLAIN_MAP_SMALL || id.kind == xtypes::TI_PLAIN_MAP_LARGE) {
             in_.u16();
             typeId(depth + 1);
         }
@@ -257,16 +255,16 @@ std::string ParsedType::title() const
 {
     const char *what = "type";
     switch (kind) {
-    case DDS_XTypes_TK_STRUCTURE:
+    case xtypes::TK_STRUCTURE:
         what = "struct";
         break;
-    case DDS_XTypes_TK_ENUM:
+    case xtypes::TK_ENUM:
         what = "enum";
         break;
-    case DDS_XTypes_TK_ALIAS:
+    case xtypes::TK_ALIAS:
         what = "typedef";
         break;
-    case DDS_XTypes_TK_UNION:
+    case xtypes::TK_UNION:
         what = "union";
         break;
     default:

@@ -7,7 +7,7 @@
 
 namespace qddsdomain {
 
-// Kinds are the engine's DDS_XTypes_TK_..., _TI_... and _EK_...
+// Kinds are the TK_, TI_ and EK_ of type_object_codes.h.
 struct TypeId {
     uint8_t kind = 0;
     uint32_t bound = 0;
@@ -25,7 +25,7 @@ struct ParsedMember {
 };
 
 struct ParsedType {
-    uint8_t kind = 0; // DDS_XTypes_TK_...
+    uint8_t kind = 0; // TK_...
     uint16_t flags = 0;
     std::string name; // empty for a collection
     TypeId related;   // base, target of an alias, or the collection itself
