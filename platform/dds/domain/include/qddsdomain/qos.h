@@ -38,13 +38,15 @@ struct DDS_EndpointQos {
     /** Samples kept of each instance; 0 keeps all. */
     int32_t historyDepth;
     /** Readers: the most samples kept until they are taken, above which a reliable writer is held
-     * up (and a best-effort sample dropped); 0 is no limit. */
+     * up (and a best-effort sample dropped); 0 is no limit. While a reliable reader is full the
+     * process receives nothing else in that domain, but for what a waiting writer needs. */
     int32_t maxSamples;
     /** Longest time between two samples of an instance. */
     int64_t deadline;
     /** Writers: how long a sample is worth delivering. */
     int64_t lifespan;
-    /** Readers: shortest time between two samples of an instance. */
+    /** Readers: shortest time between two samples of an instance, by their source time; others are
+     * dropped. */
     int64_t timeBasedFilter;
     /** 1: of several writers of an instance only the strongest one counts. */
     int32_t exclusiveOwnership;
@@ -60,7 +62,8 @@ struct DDS_EndpointQos {
      * agree. */
     int32_t matchByNameOnly;
     DDS_IgnoreLocalKind ignoreLocal;
-    /** Writers: how long a write may wait for slow readers; 0 does not wait. */
+    /** Writers: how long a write may wait for slow readers; 0 does not wait. A full reader of this
+     * process may keep it waiting when local endpoints are not ignored. */
     int64_t writeTimeout;
 };
 

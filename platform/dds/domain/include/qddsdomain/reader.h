@@ -47,10 +47,13 @@ QDDSDOMAIN_API void DDS_DataReader_delete(DDS_DataReader *self) QDDSDOMAIN_NOEXC
 /**
  * Takes what is there, at most `maximum` samples, without waiting, in the order of the instances
  * and of their writers. A sample without data (`valid_data` 0: its instance was disposed or has no
- * writers) has its key members set and all others at their default.
+ * writers) has its key members set and all others at their default; the end of an instance is told
+ * behind its last sample, also when it arrived before that was taken. For a type without key no end
+ * is told.
  *
- * `publication_handle` is the writer's GUID; `instance_handle` the instance's key hash, nil for a
- * type without key. `publication_sequence_number` is 0: the engine does not tell.
+ * `publication_handle` is the writer's GUID, nil when that came and went between two takes;
+ * `instance_handle` the instance's key hash, nil for a type without key. There is no reception time
+ * and `publication_sequence_number` is 0: the engine does not tell.
  *
  * @param samples `maximum` samples of the reader's type that are overwritten.
  * @param infos   as many records that are overwritten.
