@@ -216,6 +216,22 @@ TEST_F(Engine, EndsOfInstancesAreToldWithTheirKeys)
     }
 }
 
+TEST_F(Engine, LateJoinerGetsHistory)
+{
+    DDS_EndpointQos qos = reliable();
+    qos.durability = DDS_TRANSIENT_LOCAL_DURABILITY;
+    qos.historyDepth = 3;
+    ASSERT_NO_FATAL_FAILURE(connect("Numbers", qos, "Numbers", qos));
+    const Sample sample = makeSample(typeNamed("Numbers"));
+    for (int32_t i = 0; i < 5; ++i) {
+        writeNumber(sample, i);
+    }
+    DDS_ErrorText error{};
+    reader.reset(DDS_DataReader_new(near.get(), topic.c_str(), "Type", typeNamed("Numbers"), &qos,
+                                    nullptr, nullptr, &error));
+    EXPECT_EQ(2, number(take("Numbers", 3).at(0)));
+}
+
 TEST_F(Engine, WhatDoesNotMatchIsNamedOnBothSides)
 {
     struct Case {
