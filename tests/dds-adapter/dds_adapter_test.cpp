@@ -261,7 +261,7 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
         EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
         return !right.error().empty();
     }));
-    EXPECT_EQ(right.error(), "reader of stream 'q': 1 writers do not match: durability");
+    EXPECT_EQ(right.error(), "reader of stream 'q': 1 times a writer did not match: durability");
     EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
     EXPECT_EQ(right.error(), "");
     left.remove(apart);

@@ -147,7 +147,7 @@ class Cyclone(Pairs, Rig):
         ferry = self.ferry(self.config([
             ("Flat", ("dds", topic), [("files", topic + ".jsonl")]) for topic in ["type", "qos"]],
             types={"idl": other}))
-        for told in ["do not match: reliability", "interop::Flat.l: double here, long there"]:
+        for told in ["did not match: reliability", "interop::Flat.l: double here, long there"]:
             self.until(lambda: told in self.text(ferry, ".err"), told)
         self.end(ferry)
 

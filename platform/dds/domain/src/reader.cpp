@@ -155,7 +155,7 @@ bool noticeOf(DDS_DataReader &self, DDS_ErrorText *text)
     uint32_t detail = 0;
     uint32_t count = self.incompatible.take(detail);
     if (count > 0) {
-        setError(text, "%" PRIu32 " writers do not match: %s", count, policyName(detail));
+        setError(text, "%" PRIu32 " times a writer did not match: %s", count, policyName(detail));
         return true;
     }
     struct Told {

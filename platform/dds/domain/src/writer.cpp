@@ -192,7 +192,7 @@ bool noticeOf(DDS_DataWriter &self, DDS_ErrorText *text)
     uint32_t detail = 0;
     uint32_t count = self.incompatible.take(detail);
     if (count > 0) {
-        setError(text, "%" PRIu32 " readers do not match: %s", count, policyName(detail));
+        setError(text, "%" PRIu32 " times a reader did not match: %s", count, policyName(detail));
         return true;
     }
     count = self.deadlineMissed.take(detail);
