@@ -3,6 +3,24 @@
 
 namespace qddsc {
 
+const char *primitiveName(DDS_TCKind kind)
+{
+    static const char *const names[] = {"",
+                                        "boolean",
+                                        "char",
+                                        "octet",
+                                        "int8",
+                                        "short",
+                                        "unsigned short",
+                                        "long",
+                                        "unsigned long",
+                                        "long long",
+                                        "unsigned long long",
+                                        "float",
+                                        "double"};
+    return names[kind];
+}
+
 uint32_t findMember(const DDS_TypeCode &structure, std::string_view name)
 {
     const std::vector<uint32_t> &order = structure.membersByName;

@@ -113,6 +113,9 @@ inline bool isPrimitive(DDS_TCKind kind)
     return kind <= DDS_TK_DOUBLE;
 }
 
+// A primitive as IDL writes it.
+const char *primitiveName(DDS_TCKind kind);
+
 // Bytes and alignment of a primitive or enum; of the leading count of a string or sequence.
 constexpr uint32_t scalarSize(DDS_TCKind kind)
 {

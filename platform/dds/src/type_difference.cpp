@@ -10,24 +10,6 @@ namespace qddsc {
 
 namespace {
 
-const char *primitiveText(DDS_TCKind kind)
-{
-    static const char *const texts[] = {"",
-                                        "boolean",
-                                        "char",
-                                        "octet",
-                                        "int8",
-                                        "short",
-                                        "unsigned short",
-                                        "long",
-                                        "unsigned long",
-                                        "long long",
-                                        "unsigned long long",
-                                        "float",
-                                        "double"};
-    return texts[kind];
-}
-
 // A type as a reader of IDL would write it, aliases taken off.
 std::string typeText(const DDS_TypeCode &type)
 {
@@ -54,7 +36,7 @@ std::string typeText(const DDS_TypeCode &type)
     case DDS_TK_STRUCT:
         return "struct " + type.name;
     default:
-        return primitiveText(type.kind);
+        return primitiveName(type.kind);
     }
 }
 

@@ -84,19 +84,6 @@ public:
 private:
     static std::string reference(const DDS_TypeCode &type)
     {
-        static const char *const primitives[] = {"",
-                                                 "boolean",
-                                                 "char",
-                                                 "octet",
-                                                 "int8",
-                                                 "short",
-                                                 "unsigned short",
-                                                 "long",
-                                                 "unsigned long",
-                                                 "long long",
-                                                 "unsigned long long",
-                                                 "float",
-                                                 "double"};
         const std::string bound = type.bound != 0 ? std::to_string(type.bound) : "";
         switch (type.kind) {
         case DDS_TK_STRING:
@@ -112,7 +99,7 @@ private:
         case DDS_TK_ALIAS:
             break;
         default:
-            return primitives[type.kind];
+            return primitiveName(type.kind);
         }
         std::string name;
         for (const std::string &part : splitName(type.name)) {
