@@ -3,6 +3,7 @@
 #include "JNIConnection.h"
 
 #include <cstddef>
+#include <initializer_list>
 #include <type_traits>
 
 #include "Guards.h"
@@ -150,6 +151,12 @@ void releaseConnection(FERRYJNIConnection *connection, JNIEnv *env,
             *listener = nullptr;
         }
     };
+    for (const auto *listener :
+         {connection->pubDiscoveryListener, connection->subDiscoveryListener}) {
+        if (listener != nullptr && !FERRYJNIStreamReaderListener_retire(listener)) {
+            return;
+        }
+    }
     deleteReader(&connection->pubDiscoveryReader);
     deleteReader(&connection->subDiscoveryReader);
     DDS_String_free(connection->toStringText);

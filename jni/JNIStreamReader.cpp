@@ -184,6 +184,9 @@ namespace ferryjni {
 void releaseReader(FERRYJNIStreamReader *reader, JNIEnv *env,
                    QEL_FerrionEnvironment *environment) noexcept
 {
+    if (reader->listener != nullptr && !FERRYJNIStreamReaderListener_retire(reader->listener)) {
+        return;
+    }
     FERRYJNICommon_deleteGlobalRef(env, &reader->javaReader);
     if (reader->listener != nullptr) {
         FERRYJNIStreamReaderListener_delete(reader->listener, environment);

@@ -10,7 +10,7 @@
 struct FERRYJNIStreamReader;
 
 /// One per native reader. The Java object keeps this record's address, so the record may go only
-/// after the Java reader has been deleted.
+/// after the Java reader has been deleted; signals that come all the same are dropped.
 struct FERRYJNIStreamReaderListener {
     /// Global reference to the StreamReaderListenerImpl; null when it could not be made.
     jobject javaListener;
@@ -30,8 +30,12 @@ FERRYJNIStreamReaderListener *FERRYJNIStreamReaderListener_new(
     FERRYJNIGlobal *global, const QEL_FerrionStreamReaderListener *hostListener,
     FERRYJNIStreamReader *streamReader, QEL_FerrionEnvironment *environment) noexcept;
 
-/// Releases the Java object and frees the record; on a thread without a JNI environment nothing is
-/// released.
+/// Lets no further signal through and waits for those under way. False, after logging it, when one
+/// does not come back: then neither the record nor its reader may be freed. May be called twice.
+bool FERRYJNIStreamReaderListener_retire(const FERRYJNIStreamReaderListener *listener) noexcept;
+
+/// Retires the listener, releases the Java object and frees the record; on a thread without a JNI
+/// environment nothing is released.
 void FERRYJNIStreamReaderListener_delete(FERRYJNIStreamReaderListener *listener,
                                          QEL_FerrionEnvironment *environment) noexcept;
 

@@ -55,8 +55,8 @@ public interface Connection extends Entity {
      * Ends a reader. Called when no read is under way and no loan is out.
      *
      * <p><b>After this method has returned the reader's listener must not be signalled, not even
-     * by a call that began earlier:</b> the native record behind it is freed at once, and a late
-     * signal would run through a stale address and may crash the process. Stop your own threads
+     * by a call that began earlier.</b> The bridge drops and logs signals that come all the same,
+     * and waits a second for one that is under way; do not rely on it. Stop your own threads
      * here, or build on {@link com.qel.ferrion.adapter.infrastructure.StreamReaderBase}, whose
      * {@code close()} sees to it.
      *
