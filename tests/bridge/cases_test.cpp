@@ -78,7 +78,7 @@ TEST_P(Cases, ComeOutAsWritten)
 
 INSTANTIATE_TEST_SUITE_P(Bridge, Cases,
                          testing::Values("life", "adapter", "connection", "session", "reader",
-                                         "writer", "discovery"),
+                                         "writer", "discovery", "hostile"),
                          [](const auto &file) { return file.param; });
 
 } // namespace

@@ -29,6 +29,7 @@ public final class Stage {
     /** Every listener given to an adapter and every reader made, in their order. */
     private static final List<StreamReaderListener> LISTENERS = new ArrayList<>();
     static final List<StreamReader> READERS = new ArrayList<>();
+    private static final List<Thread> STORM = new ArrayList<>();
 
     private Stage() {}
 
@@ -37,20 +38,34 @@ public final class Stage {
 
     /**
      * Does what a line says. "signal" and the numbers of a listener and a reader: signals the one
-     * in the name of the other, on a Java thread. "reset": forgets everything, names count from 1
+     * in the name of the other, on a Java thread; "storm" does so again and again. "reset": forgets everything, names count from 1
      * again. Else a method and what it does from now on; nothing stands for the ordinary.
      */
     public static void act(String line) throws InterruptedException {
         String[] words = line.split(" ");
         if (words[0].equals("reset")) {
+            STORM.forEach(Thread::interrupt);
+            for (Thread thread : STORM) {
+                thread.join();
+            }
+            STORM.clear();
             List.of(ACTIONS, NAMES, COUNTS).forEach(Map::clear);
             List.of(LISTENERS, READERS).forEach(List::clear);
-        } else if (words[0].equals("signal")) {
+        } else if (words[0].equals("signal") || words[0].equals("storm")) {
             StreamReaderListener listener = LISTENERS.get(Integer.parseInt(words[1]));
             StreamReader reader = READERS.get(Integer.parseInt(words[2]));
-            Thread thread = new Thread(() -> listener.onDataAvailable(reader), "signaller");
+            boolean storm = words[0].equals("storm");
+            Thread thread = new Thread(() -> {
+                do {
+                    listener.onDataAvailable(reader);
+                } while (storm && !Thread.interrupted());
+            }, "signaller");
             thread.start();
-            thread.join();
+            if (storm) {
+                STORM.add(thread);
+            } else {
+                thread.join();
+            }
         } else {
             ACTIONS.put(words[0], line.substring(words[0].length()).strip());
         }
@@ -64,6 +79,9 @@ public final class Stage {
         String action = ACTIONS.getOrDefault(method.substring(method.indexOf('.') + 1), "");
         if (action.startsWith("throw")) {
             throw new IllegalStateException(action.length() > 6 ? action.substring(6) : null);
+        } else if (action.startsWith("hostile")) {
+            Hostile.act(action.substring(8));
+            return "";
         }
         return action;
     }
