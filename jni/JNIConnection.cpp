@@ -153,8 +153,8 @@ void releaseConnection(FERRYJNIConnection *connection, JNIEnv *env,
     };
     for (const auto *listener :
          {connection->pubDiscoveryListener, connection->subDiscoveryListener}) {
-        if (listener != nullptr && !FERRYJNIStreamReaderListener_retire(listener)) {
-            return;
+        if (listener != nullptr) {
+            FERRYJNIStreamReaderListener_retire(listener, env);
         }
     }
     deleteReader(&connection->pubDiscoveryReader);

@@ -90,18 +90,6 @@ bool nativeTypeCode(const Operation &operation, const FERRYJNIGlobal *global, JN
     return !operation.threw(env, conversionFailed);
 }
 
-/// Whether an element of an adapter's list is what it is taken for; reported when not. The lists
-/// take any object, and one of another class would take the process down in the call made on it.
-bool isA(const Operation &operation, JNIEnv *env, jobject element, jclass type,
-         const char *text) noexcept
-{
-    const bool fits = env->IsInstanceOf(element, type) != JNI_FALSE;
-    if (!fits) {
-        operation.report(text);
-    }
-    return fits;
-}
-
 /// One call of a binding helper: Java object first, native address second, whichever way it copies.
 bool copySample(const Operation &operation, JNIEnv *env, jclass helper, jmethodID copy,
                 jobject javaObject, const void *nativeObject, const char *text) noexcept
@@ -152,7 +140,9 @@ bool FERRYJNIStreamInfo_streamInfoJavaToNative(const FERRYJNIGlobal *global, JNI
                                                QEL_FerrionEnvironment *environment) noexcept
 {
     const Operation operation("FERRYJNIStreamInfo_streamInfoJavaToNative", environment);
-    if (!isA(operation, env, javaStreamInfo, global->streamInfoClass, "not a StreamInfo")) {
+    // The list takes any object, and one of another class would take the process down below.
+    if (env->IsInstanceOf(javaStreamInfo, global->streamInfoClass) == JNI_FALSE) {
+        operation.report(conversionFailed);
         return false;
     }
     // An element that failed half-way is a null entry in the loan, so its names never come back
@@ -202,8 +192,7 @@ bool FERRYJNIStreamInfo_sampleInfoJavaToNative(const FERRYJNIGlobal *global, JNI
                                                QEL_FerrionEnvironment *environment) noexcept
 {
     const Operation operation("FERRYJNIStreamInfo_sampleInfoJavaToNative", environment);
-    return isA(operation, env, javaInfo, global->sampleInfoClass, "not a SampleInfo") &&
-           copySample(operation, env, global->sampleInfoHelperClass,
+    return copySample(operation, env, global->sampleInfoHelperClass,
                       global->sampleInfoHelperPushToNativeI, javaInfo, info,
                       "sample info java to native");
 }
@@ -223,8 +212,7 @@ bool FERRYJNIStreamInfo_dynamicDataJavaToNative(const FERRYJNIGlobal *global, JN
                                                 QEL_FerrionEnvironment *environment) noexcept
 {
     const Operation operation("FERRYJNIStreamInfo_dynamicDataJavaToNative", environment);
-    return isA(operation, env, javaSample, global->dynamicDataClass, "not a DynamicData") &&
-           copySample(operation, env, global->dynamicDataHelperClass,
+    return copySample(operation, env, global->dynamicDataHelperClass,
                       global->dynamicDataHelperPushToNativeI, javaSample, sample,
                       "create java type code");
 }

@@ -184,8 +184,8 @@ namespace ferryjni {
 void releaseReader(FERRYJNIStreamReader *reader, JNIEnv *env,
                    QEL_FerrionEnvironment *environment) noexcept
 {
-    if (reader->listener != nullptr && !FERRYJNIStreamReaderListener_retire(reader->listener)) {
-        return;
+    if (reader->listener != nullptr) {
+        FERRYJNIStreamReaderListener_retire(reader->listener, env);
     }
     FERRYJNICommon_deleteGlobalRef(env, &reader->javaReader);
     if (reader->listener != nullptr) {

@@ -9,8 +9,8 @@
 
 struct FERRYJNIStreamReader;
 
-/// One per native reader. The Java object keeps this record's address, so the record may go only
-/// after the Java reader has been deleted; signals that come all the same are dropped.
+/// One per native reader. The Java object keeps this record's address until the listener is
+/// retired, so the record may go only after that.
 struct FERRYJNIStreamReaderListener {
     /// Global reference to the StreamReaderListenerImpl; null when it could not be made.
     jobject javaListener;
@@ -30,12 +30,13 @@ FERRYJNIStreamReaderListener *FERRYJNIStreamReaderListener_new(
     FERRYJNIGlobal *global, const QEL_FerrionStreamReaderListener *hostListener,
     FERRYJNIStreamReader *streamReader, QEL_FerrionEnvironment *environment) noexcept;
 
-/// Lets no further signal through and waits for those under way. False, after logging it, when one
-/// does not come back: then neither the record nor its reader may be freed. May be called twice.
-bool FERRYJNIStreamReaderListener_retire(const FERRYJNIStreamReaderListener *listener) noexcept;
+/// Takes the record's address from the Java object, which an adapter may keep and signal for ever.
+/// Comes back when no signal is under way any more. To be called before what signals look at goes.
+void FERRYJNIStreamReaderListener_retire(const FERRYJNIStreamReaderListener *listener,
+                                         JNIEnv *env) noexcept;
 
-/// Retires the listener, releases the Java object and frees the record; on a thread without a JNI
-/// environment nothing is released.
+/// Releases the Java object and frees the record; on a thread without a JNI environment nothing is
+/// released.
 void FERRYJNIStreamReaderListener_delete(FERRYJNIStreamReaderListener *listener,
                                          QEL_FerrionEnvironment *environment) noexcept;
 

@@ -155,7 +155,6 @@ TEST_F(Hostile, NoSignalGetsThroughOnceTheReaderIsDeleted)
         const std::string said = transcript();
         const std::string after = said.substr(said.rfind("\n<"));
         EXPECT_FALSE(has(after, "signal to")) << after;
-        EXPECT_TRUE(has(said, "signal of a reader that has been deleted"));
         host.deleteAll();
     }
 }

@@ -54,11 +54,10 @@ public interface Connection extends Entity {
     /**
      * Ends a reader. Called when no read is under way and no loan is out.
      *
-     * <p><b>After this method has returned the reader's listener must not be signalled, not even
-     * by a call that began earlier.</b> The bridge drops and logs signals that come all the same,
-     * and waits a second for one that is under way; do not rely on it. Stop your own threads
-     * here, or build on {@link com.qel.ferrion.adapter.infrastructure.StreamReaderBase}, whose
-     * {@code close()} sees to it.
+     * <p>Once this method has returned, signals by the reader's listener come to nothing, and the
+     * bridge waits for those that are under way. Stop your own threads here all the same, or build
+     * on {@link com.qel.ferrion.adapter.infrastructure.StreamReaderBase}, whose {@code close()} sees
+     * to it.
      *
      * <p>What it throws is reported as "exception", and the reader is gone all the same.
      *

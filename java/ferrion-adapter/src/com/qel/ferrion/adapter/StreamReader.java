@@ -24,10 +24,11 @@ public interface StreamReader extends Entity {
      * @param samples empty when called; add {@code com.qel.dds.dynamicdata.DynamicData} objects of
      *     the stream's type (a discovery reader adds {@code StreamInfo}). A null element, one of
      *     another class's type or one that cannot be copied shows as a missing sample at its
-     *     position; the others are not affected
+     *     position; the others are not affected. <b>An object that is no {@code DynamicData} at all
+     *     ends the process:</b> the list takes it, but the VM does not check it where it is used
      * @param infos empty when called; either leave it empty or add one {@code
      *     com.qel.dds.subscription.SampleInfo} for every sample, null where there is none. The same
-     *     object may be added more than once
+     *     object may be added more than once. Here, too, an object of another class ends the process
      * @throws AdapterException reported as "exception". What had been added before is delivered all
      *     the same, and its loan returned
      */

@@ -89,9 +89,9 @@ final class Scripted implements InvocationHandler {
 
     /**
      * Fills the lists by the words of the script: a number of ordinary samples, "null", "odd" (it
-     * cannot be converted), "alien" (of another class), i and a number of infos, "inull", "ialien";
-     * for streams "bare", "untyped" and "gone"; "boom" throws. Returns what a method without a
-     * result does.
+     * cannot be converted), i and a number of infos, "inull"; for streams "alien" (of another
+     * class), "bare", "untyped" and "gone"; "boom" throws. Returns what a method without a result
+     * does.
      */
     // The interfaces say List<Object>; reflection has lost it.
     @SuppressWarnings("unchecked")
@@ -108,7 +108,7 @@ final class Scripted implements InvocationHandler {
             String what = isNumber ? "" : text;
             for (int left = isNumber ? Integer.parseInt(text) : 1; left > 0; left--) {
                 if (what.equals("alien")) {
-                    (isInfo ? infos : samples).add(what);
+                    samples.add(what);
                 } else if (isInfo) {
                     infos.add(what.equals("null") ? null : info(infos.size() + 1));
                 } else {

@@ -8,19 +8,23 @@ import java.util.Objects;
  * The listener that readers are given: it carries the address of a native record and passes signals
  * on to it. The bridge makes one for every reader; nobody else can.
  *
- * <p>The record is freed right after the reader's deletion, and this object cannot know: a signal
- * made later runs through a stale address.
+ * <p>Before it frees the record the bridge runs the constructor on this object once more, with 0:
+ * from then on signals come to nothing. The monitor keeps the record alive while a signal is under
+ * way.
  */
 public final class StreamReaderListenerImpl implements StreamReaderListener {
-    private final long address;
+    // Guarded by this, also in the constructor, which runs a second time.
+    private long address;
 
     /**
      * Called by the bridge.
      *
-     * @param address of the native record, owned by the bridge
+     * @param address of the native record, owned by the bridge; 0 when it goes
      */
     public StreamReaderListenerImpl(long address) {
-        this.address = address;
+        synchronized (this) {
+            this.address = address;
+        }
     }
 
     /**
@@ -30,8 +34,11 @@ public final class StreamReaderListenerImpl implements StreamReaderListener {
      *     was tried
      */
     @Override
-    public void onDataAvailable(StreamReader reader) {
+    public synchronized void onDataAvailable(StreamReader reader) {
         Objects.requireNonNull(reader, "a signal needs the reader that has data; it is null");
+        if (address == 0) {
+            return;
+        }
         String problem = BridgeLibrary.problem();
         if (problem == null) {
             QEL_FerrionStreamReaderListener_on_data_available(reader, address);
