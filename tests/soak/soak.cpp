@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <shared_mutex>
@@ -22,20 +21,18 @@
 
 namespace {
 
-using Line = std::vector<double>;
-
-/// What a line tells. `bound` is by how much that may rise in the time that is judged; what has
-/// none must never be more than at first.
-struct Column {
+/// What a line tells, and by how much that may rise while it is judged; what has no bound must
+/// never be more than at first. MiB are told from bytes.
+constexpr double MiB = 1048576, any = 1e300;
+constexpr struct {
     const char *name;
     double unit;
     double bound;
-};
-constexpr double MiB = 1048576, inf = 1e300;
-constexpr Column columns[] = {{"seconds", 1, inf},   {"operations", 1, inf}, {"samples", 1, inf},
-                              {"references", 1, 0},  {"weak", 1, 0},         {"threads", 1, 0},
-                              {"descriptors", 1, 0}, {"heap", MiB, 1},       {"non-heap", MiB, 2},
-                              {"resident", MiB, 2},  {"blocks", 1, 0}};
+} columns[] = {{"seconds", 1, any},  {"operations", 1, any}, {"samples", 1, any},
+               {"blocks", 1, 0},     {"references", 1, 0},   {"weak", 1, 0},
+               {"threads", 1, 0},    {"descriptors", 1, 0},  {"heap", MiB, 1},
+               {"non-heap", MiB, 2}, {"resident", MiB, 2}};
+using Line = std::vector<double>;
 
 FERRYJNIGlobal *vm = nullptr;
 QEL_FerrionStreamInfo stream = {};
@@ -57,38 +54,34 @@ void require(bool holds, const std::string &what)
     }
 }
 
-/// The environment of one operation, which must tell this text.
-struct Says : QEL_FerrionEnvironment {
-    explicit Says(const char *text = "") : QEL_FerrionEnvironment{}, expected(text)
-    {
-        jniGlobal = vm;
-        className = "com/qel/ferrion/soak/Soak";
-        ++operations;
-    }
-    ~Says()
-    {
-        require(std::strcmp(message, expected) == 0,
-                std::string("\"") + message + "\" instead of \"" + expected + "\"");
-    }
-    operator QEL_FerrionEnvironment *()
-    {
-        return this;
-    }
-    const char *expected;
-};
+/// The thread's environment for its next operation, which must tell this text: the call after that
+/// looks.
+QEL_FerrionEnvironment *says(const char *text = "")
+{
+    thread_local QEL_FerrionEnvironment environment = {};
+    thread_local const char *expected = "";
+    require(std::strcmp(environment.message, expected) == 0,
+            std::string("\"") + environment.message + "\" instead of \"" + expected + "\"");
+    environment = {0, 0, {}, nullptr, vm, "com/qel/ferrion/soak/Soak"};
+    expected = text;
+    ++operations;
+    return &environment;
+}
 
-struct Settings : QEL_FerrionProperties {
-    explicit Settings(const char *act, int32_t number = 1)
-        : QEL_FerrionProperties{pairs, 3}, texts{act, std::to_string(number)}
-    {
-        static char names[][40] = {"act", "count", FERRYJNI_PROPERTY_INITIAL_SAMPLES};
-        for (size_t i = 0; i < 3; ++i) {
-            pairs[i] = {names[i], texts[i == 0 ? 0 : 1].data()};
-        }
+/// The thread's properties for its next operation.
+const QEL_FerrionProperties *settings(const char *act = "", int32_t count = 1)
+{
+    static char names[][40] = {"act", "count", FERRYJNI_PROPERTY_INITIAL_SAMPLES};
+    thread_local std::string texts[2];
+    thread_local QEL_FerrionNameValue pairs[3];
+    thread_local const QEL_FerrionProperties properties = {pairs, 3};
+    texts[0] = act;
+    texts[1] = std::to_string(count);
+    for (size_t i = 0; i < 3; ++i) {
+        pairs[i] = {names[i], texts[i == 0 ? 0 : 1].data()};
     }
-    std::string texts[2];
-    QEL_FerrionNameValue pairs[3];
-};
+    return &properties;
+}
 
 /// A thread that comes, works with Java and goes.
 template<class Work> std::thread attached(Work work)
@@ -96,6 +89,7 @@ template<class Work> std::thread attached(Work work)
     return std::thread([work] {
         require(FERRYJNIGlobal_attachCurrentThread(vm) != nullptr, "a thread cannot attach");
         work();
+        says();
         FERRYJNIGlobal_detachCurrentThread(vm);
     });
 }
@@ -104,7 +98,7 @@ template<class Work> std::thread attached(Work work)
 struct Route {
     explicit Route(const Route *other = nullptr)
         : isOwner(other == nullptr),
-          adapter(isOwner ? FERRYJNIAdapter_create(&settings, Says()) : other->adapter),
+          adapter(isOwner ? FERRYJNIAdapter_create(settings(), says()) : other->adapter),
           table(adapter->operations)
     {
         QEL_FerrionStreamReaderListener ears[3];
@@ -114,38 +108,36 @@ struct Route {
                        }};
         }
         connection = isOwner ? table.create_connection(adapter, "soak", nullptr, &ears[1], &ears[0],
-                                                       nullptr, nullptr, &settings, Says())
+                                                       nullptr, nullptr, settings(), says())
                              : other->connection;
-        session = table.create_session(connection, &settings, Says());
+        session = table.create_session(connection, settings(), says());
         reader =
-            table.create_stream_reader(connection, session, &stream, &settings, &ears[2], Says());
-        writer = table.create_stream_writer(connection, session, &stream, &settings, Says());
+            table.create_stream_reader(connection, session, &stream, settings(), &ears[2], says());
+        writer = table.create_stream_writer(connection, session, &stream, settings(), says());
     }
     ~Route()
     {
-        table.delete_stream_writer(connection, writer, Says());
-        table.delete_stream_reader(connection, reader, Says());
-        table.delete_session(connection, session, Says());
+        table.delete_stream_writer(connection, writer, says());
+        table.delete_stream_reader(connection, reader, says());
+        table.delete_session(connection, session, says());
         if (isOwner) {
-            table.delete_connection(adapter, connection, Says());
-            table.delete_adapter(adapter, Says());
+            table.delete_connection(adapter, connection, says());
+            table.delete_adapter(adapter, says());
             keptReferences += 2;
         }
     }
     void update(const char *act, int32_t count, const char *text)
     {
-        const Settings changed(act, count);
         if (isOwner) {
-            table.connection_update(connection, &changed, Says(text));
+            table.connection_update(connection, settings(act, count), says(text));
         }
-        table.session_update(session, &changed, Says(text));
-        const bool done[] = {table.stream_reader_update(reader, &changed, Says(text)) != 0,
-                             table.stream_writer_update(writer, &changed, Says(text)) != 0};
-        require(done[0] == done[1] && done[0] == (*text == '\0'), "an update failed, or did not");
+        table.session_update(session, settings(act, count), says(text));
+        table.stream_reader_update(reader, settings(act, count), says(text));
+        table.stream_writer_update(writer, settings(act, count), says(text));
     }
-    /// Waits for a signal, reads, writes, and returns how many there were.
-    int32_t pass(QEL_FerrionStreamReader *from, std::atomic<int> &signal, const char *readText = "",
-                 const char *writeText = "")
+    /// Waits for a signal and reads: samples go to the writer, announcements come by and by.
+    void pass(QEL_FerrionStreamReader *from, std::atomic<int> &signal, int32_t expected,
+              const char *readText = "", const char *writeText = "")
     {
         for (int left = 60000; signal.exchange(0) == 0; --left) {
             require(left > 0, "no signal");
@@ -153,33 +145,32 @@ struct Route {
         }
         void **samples = nullptr;
         DDS_SampleInfo **infos = nullptr;
-        int32_t count = 0;
-        table.read(from, &samples, &infos, &count, Says(readText));
+        int32_t count = -1;
+        table.read(from, &samples, &infos, &count, says(readText));
+        require(count == expected, "a read of another size");
         if (from == reader) {
-            const int32_t written = table.write(writer, samples, infos, count, Says(writeText));
+            const int32_t written = table.write(writer, samples, infos, count, says(writeText));
             require(written == (*writeText == '\0' ? count : 0), "a write of another size");
+            samplesPassed += count;
         }
-        table.return_loan(from, samples, infos, count, Says());
-        samplesPassed += count;
-        return count;
+        for (int32_t i = 0; i < count && from != reader; ++i) {
+            const auto *announced = static_cast<QEL_FerrionStreamInfo *>(samples[i]);
+            require(announced->disposed == i % 2, "not what was announced");
+        }
+        table.return_loan(from, samples, infos, count, says());
     }
     void carry(int32_t count, const char *act = "", const char *readText = "",
                const char *writeText = "")
     {
         update(act, count, "");
-        const int32_t passed = pass(reader, signals[2], readText, writeText);
-        require(passed == count, "a read of another size");
-        for (size_t side = 0; side < 2 && isOwner; ++side) {
-            auto *discovery = side == 0 ? table.get_pub_discovery_reader(connection, Says())
-                                        : table.get_sub_discovery_reader(connection, Says());
-            int32_t seen = 0;
-            while (seen < 40) {
-                seen += pass(discovery, signals[side]);
-            }
-            require(seen == 40, "too many announcements");
+        pass(reader, signals[2], count, readText, writeText);
+        for (size_t i = 0; i < 2 && isOwner; ++i) {
+            auto *discovery = i == 0 ? table.get_pub_discovery_reader(connection, says())
+                                     : table.get_sub_discovery_reader(connection, says());
+            pass(discovery, signals[i], 32);
+            pass(discovery, signals[i], 8);
         }
     }
-    const Settings settings{""};
     const bool isOwner;
     QEL_FerrionAdapterPlugin *const adapter;
     const QEL_FerrionAdapterOperations &table;
@@ -195,25 +186,24 @@ void failToCreate(const Route &on)
 {
     const QEL_FerrionAdapterOperations &table = on.table;
     for (const char *act : {"throw", "null"}) {
-        const Settings how(act);
         const bool throws = *act == 't';
         const char *text = throws ? "exception" : "null connection object";
         auto *connection = table.create_connection(
-            on.adapter, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr, &how,
-            Says(throws ? "exception creating connection" : text));
-        table.delete_connection(on.adapter, connection, Says());
-        table.create_session(on.connection, &how, Says(text));
-        table.create_stream_reader(on.connection, on.session, &stream, &how, nullptr, Says(text));
-        auto *writer =
-            table.create_stream_writer(on.connection, on.session, &stream, &how, Says(text));
-        table.delete_stream_writer(on.connection, writer, Says());
+            on.adapter, "", "", nullptr, nullptr, nullptr, nullptr, settings(act),
+            says(throws ? "exception creating connection" : text));
+        table.delete_connection(on.adapter, connection, says());
+        table.create_session(on.connection, settings(act), says(text));
+        table.create_stream_reader(on.connection, on.session, &stream, settings(act), nullptr,
+                                   says(text));
+        auto *writer = table.create_stream_writer(on.connection, on.session, &stream, settings(act),
+                                                  says(text));
+        table.delete_stream_writer(on.connection, writer, says());
         // The session's record; the reader's record, listener, four arrays and one sample (three
         // blocks) with its information. References: its listener and two lists.
         keptBlocks += 1 + 10;
         keptReferences += 3;
     }
-    const Settings how("throw");
-    FERRYJNIAdapter_create(&how, Says("exception"));
+    FERRYJNIAdapter_create(settings("throw"), says("exception"));
     ++keptReferences;
 }
 
@@ -261,63 +251,55 @@ void work(std::chrono::milliseconds rest)
     }
 }
 
-Line measure(double seconds, const Line &before)
+Line measure(double seconds)
 {
     JNIEnv *env = FERRYJNIGlobal_getEnv(vm);
     env->PushLocalFrame(8);
     jclass soak = env->FindClass("com/qel/ferrion/soak/Soak");
-    auto *java = static_cast<jdoubleArray>(env->CallStaticObjectMethod(
-        soak, env->GetStaticMethodID(soak, "measure", "(DDD)[D"),
-        before[3] + static_cast<double>(keptReferences), before[4], before[5]));
+    jmethodID method = env->GetStaticMethodID(soak, "measure", "(D)[D");
+    auto *java = static_cast<jdoubleArray>(
+        env->CallStaticObjectMethod(soak, method, static_cast<double>(keptReferences)));
     require(env->ExceptionCheck() == JNI_FALSE, "Java cannot measure");
     QELOsapiHeapUsage heap = {};
     QELOsapiHeap_getUsage(&heap);
-    Line line(std::size(columns));
-    env->GetDoubleArrayRegion(java, 0, 7, &line[3]);
+    Line line = {seconds, static_cast<double>(operations), static_cast<double>(samplesPassed),
+                 static_cast<double>(heap.blocks - keptBlocks)};
+    line.resize(std::size(columns));
+    env->GetDoubleArrayRegion(java, 0, 7, &line[4]);
     env->PopLocalFrame(nullptr);
-    line[0] = seconds;
-    line[1] = static_cast<double>(operations);
-    line[2] = static_cast<double>(samplesPassed);
-    line[9] *= static_cast<double>(sysconf(_SC_PAGESIZE));
-    line[3] -= static_cast<double>(keptReferences);
-    line[10] = static_cast<double>(heap.blocks - keptBlocks);
     for (size_t i = 0; i < line.size(); ++i) {
         line[i] /= columns[i].unit;
-        std::printf("%*.*f", static_cast<int>(std::strlen(columns[i].name)) + 2,
-                    i == 0 || columns[i].unit > 1 ? 2 : 0, line[i]);
+        const int width = static_cast<int>(std::strlen(columns[i].name)) + 3;
+        std::printf("%*.*f", width, columns[i].unit > 1 ? 2 : 0, line[i]);
     }
     std::printf("\n");
     std::fflush(stdout);
     return line;
 }
 
-/// Prints a verdict on each column and returns how many are not flat. What a column rises by is
-/// told by the straight line that fits it best.
-int judge(const std::vector<Line> &lines, double slack)
+/// Whether all columns are flat, after a verdict on each. What one rises by is taken for a straight
+/// line's: twice what lies between the means of the first half and of the last.
+bool judge(const std::vector<Line> &lines, double slack)
 {
-    int leaks = 0;
+    bool all = true;
+    const size_t half = lines.size() / 2;
     for (size_t i = 3; i < std::size(columns); ++i) {
-        const Column &column = columns[i];
-        double least = inf, most = -inf, n = 0, x = 0, y = 0, xx = 0, xy = 0;
-        for (const Line &line : lines) {
-            least = std::min(least, line[i]);
-            most = std::max(most, line[i]);
-            n += 1;
-            x += line[0];
-            y += line[i];
-            xx += line[0] * line[0];
-            xy += line[0] * line[i];
+        double least = any, most = 0, sums[2] = {};
+        for (size_t at = 0; at < lines.size(); ++at) {
+            least = std::min(least, lines[at][i]);
+            most = std::max(most, lines[at][i]);
+            sums[0] += at < half ? lines[at][i] : 0;
+            sums[1] += at >= lines.size() - half ? lines[at][i] : 0;
         }
-        const double slope = (n * xy - x * y) / (n * xx - x * x);
-        const double rise = slope * (lines.back()[0] - lines.front()[0]);
-        const double bound = column.bound > 0 ? column.bound + slack : 0;
+        const double rise = 2 * (sums[1] - sums[0]) / static_cast<double>(half);
+        const double bound = columns[i].bound + (columns[i].bound > 0 ? slack : 0);
         const bool flat = bound > 0 ? rise <= bound : most <= lines.front()[i];
         std::printf("%s: %s, first %.2f, last %.2f, from %.2f to %.2f, rises by %.3f of %.0f\n",
-                    flat ? "flat" : "NOT FLAT", column.name, lines.front()[i], lines.back()[i],
+                    flat ? "flat" : "NOT FLAT", columns[i].name, lines.front()[i], lines.back()[i],
                     least, most, rise, bound);
-        leaks += flat ? 0 : 1;
+        all = all && flat;
     }
-    return leaks;
+    return all;
 }
 
 } // namespace
@@ -332,15 +314,13 @@ int main(int argc, char **argv)
     app.add_option("--warm-up", warmUp, "seconds not judged, if a tenth of the time is not more");
     app.add_option("--pause", rest, "milliseconds that a worker sleeps after a cycle");
     app.add_option("--slack", slack, "MiB more to rise by: short runs see the VM compile");
-    app.add_option("--leak", leak)
-        ->check(CLI::IsMember({"references", "blocks", "resident", "threads"}));
+    app.add_option("--leak", leak, "references, blocks, resident or threads");
     CLI11_PARSE(app, argc, argv);
     DDS_StringSeq classPath = {}, options = {};
     for (const char *jar : {SOAK_JARS}) {
         DDS_StringSeq_append(&classPath, jar);
     }
-    // A heap of one size that is there from the beginning, and no compiler threads that come and
-    // go.
+    // A heap of one size that is there from the beginning, and no compilers that come and go.
     for (const char *option :
          {"-Xms64m", "-Xmx64m", "-XX:+AlwaysPreTouch", "-XX:+UseSerialGC", "-Xrs",
           "-XX:-UseDynamicNumberOfCompilerThreads", "-Dqdds.library.path=" SOAK_LIBRARY_DIR}) {
@@ -359,11 +339,11 @@ int main(int argc, char **argv)
                                      const_cast<DDS_TypeCode *>(DDS_TypeLibrary_find(types, "S")));
     // The first attachment must be over before there are others.
     attached([] {}).join();
-    std::printf("\n");
-    for (const Column &column : columns) {
-        std::printf("  %s", column.name);
+    std::printf("\nMiB; references and blocks without what lives on by contract\n");
+    for (const auto &column : columns) {
+        std::printf("   %s", column.name);
     }
-    std::printf(" (MiB; references and blocks without what lives on by contract)\n");
+    std::printf("\n");
     std::vector<Line> judged;
     {
         const Route own;
@@ -372,13 +352,13 @@ int main(int argc, char **argv)
             workers.push_back(attached([rest] { work(std::chrono::milliseconds(rest)); }));
         }
         const auto begin = std::chrono::steady_clock::now();
-        for (Line line(std::size(columns), inf); !over;) {
+        while (!over) {
             std::this_thread::sleep_for(std::chrono::duration<double>(interval));
             measuring = true;
             const std::unique_lock<std::shared_mutex> lock(working);
             failToCreate(own);
             const std::chrono::duration<double> time = std::chrono::steady_clock::now() - begin;
-            line = measure(time.count(), line);
+            const Line line = measure(time.count());
             if (line[0] > std::max(warmUp, minutes * 6)) {
                 judged.push_back(line);
             }
@@ -389,8 +369,8 @@ int main(int argc, char **argv)
             worker.join();
         }
     }
-    const int leaks = judge(judged, slack);
+    const bool flat = judge(judged, slack);
     // Waits for every thread that Java knows: none may have been forgotten.
     FERRYJNIGlobal_destroy(vm);
-    return leaks == 0 ? 0 : 1;
+    return flat ? 0 : 1;
 }

@@ -17,6 +17,8 @@ public final class Soak extends StreamReaderBase
         implements Adapter, DiscoveryConnection, Session, StreamWriter {
     private static final TypeCode OTHER = TypeCode.fromIdl("struct Other { double x; };", null);
 
+    private static double[] counts = {1e9, 1e9, 1e9};
+
     private final List<DynamicData> samples = new ArrayList<>();
     private final List<SampleInfo> infos = new ArrayList<>();
     private final TypeCode type;
@@ -152,36 +154,31 @@ public final class Soak extends StreamReaderBase
 
     @Override public String toString() { return "soak"; }
 
-    /** Global and weak references by the VM's own count, and threads. */
-    private static double[] count() throws Exception {
-        Object report = ManagementFactory.getPlatformMBeanServer().invoke(
-                new ObjectName("com.sun.management:type=DiagnosticCommand"), "threadPrint",
-                new Object[] {new String[0]}, new String[] {String[].class.getName()});
-        // It ends with "JNI global refs: 25, weak refs: 0".
-        String[] numbers = report.toString().split("JNI global refs:")[1].split("[^0-9]+");
-        return new double[] {Double.parseDouble(numbers[1]), Double.parseDouble(numbers[2]),
-            new File("/proc/self/task").list().length};
-    }
-
     /**
-     * These three, which were as many before, open files, bytes of heap after a collection, of
-     * non-heap, pages resident. Waits for what is about to go: threads, references of compilers.
+     * Global references but for those kept by contract and weak ones, as the VM counts them,
+     * threads, open files, bytes of heap after a collection, of non-heap, of resident memory. Waits
+     * a while for what is on its way out: threads, and references of the VM's compilers.
      */
-    public static double[] measure(double references, double weak, double threads)
-            throws Exception {
-        double[] counts = count();
-        for (int i = 0; i < 100; i++) {
-            if (counts[0] <= references && counts[1] <= weak && counts[2] <= threads) {
-                break;
-            }
+    public static double[] measure(double kept) throws Exception {
+        int left = 100;
+        boolean more = true;
+        for (double[] before = counts; more && left > 0; left--) {
             Thread.sleep(10);
-            counts = count();
+            Object report = ManagementFactory.getPlatformMBeanServer().invoke(
+                    new ObjectName("com.sun.management:type=DiagnosticCommand"), "threadPrint",
+                    new Object[] {new String[0]}, new String[] {String[].class.getName()});
+            // It ends with "JNI global refs: 25, weak refs: 0".
+            String[] numbers = report.toString().split("JNI global refs:")[1].split("[^0-9]+");
+            counts = new double[] {Double.parseDouble(numbers[1]) - kept,
+                Double.parseDouble(numbers[2]), new File("/proc/self/task").list().length};
+            more = counts[0] > before[0] || counts[1] > before[1] || counts[2] > before[2];
         }
         System.gc();
+        String status = Files.readString(Path.of("/proc/self/status"));
         return new double[] {counts[0], counts[1], counts[2],
             new File("/proc/self/fd").list().length,
             ManagementFactory.getMemoryMXBean().getHeapMemoryUsage().getUsed(),
             ManagementFactory.getMemoryMXBean().getNonHeapMemoryUsage().getUsed(),
-            Double.parseDouble(Files.readString(Path.of("/proc/self/statm")).split(" ")[1])};
+            Double.parseDouble(status.split("VmRSS:")[1].split("kB")[0]) * 1024};
     }
 }
