@@ -28,7 +28,7 @@ public interface StreamReader extends Entity {
      *     ends the process:</b> the list takes it, but the VM does not check it where it is used
      * @param infos empty when called; either leave it empty or add one {@code
      *     com.qel.dds.subscription.SampleInfo} for every sample, null where there is none. The same
-     *     object may be added more than once. Here, too, an object of another class ends the process
+     *     object may be added more than once. Here, too, one of another class ends the process
      * @throws AdapterException reported as "exception". What had been added before is delivered all
      *     the same, and its loan returned
      */
