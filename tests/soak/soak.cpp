@@ -54,8 +54,7 @@ void require(bool holds, const std::string &what)
     }
 }
 
-/// The thread's environment for its next operation, which must tell this text: the call after that
-/// looks.
+/// The thread's environment for its next operation, which must tell this text: the next call looks.
 QEL_FerrionEnvironment *says(const char *text = "")
 {
     thread_local QEL_FerrionEnvironment environment = {};
@@ -148,9 +147,9 @@ struct Route {
         int32_t count = -1;
         table.read(from, &samples, &infos, &count, says(readText));
         require(count == expected, "a read of another size");
+        int32_t written = 0;
         if (from == reader) {
-            const int32_t written = table.write(writer, samples, infos, count, says(writeText));
-            require(written == (*writeText == '\0' ? count : 0), "a write of another size");
+            written = table.write(writer, samples, infos, count, says(writeText));
             samplesPassed += count;
         }
         for (int32_t i = 0; i < count && from != reader; ++i) {
@@ -158,6 +157,8 @@ struct Route {
             require(announced->disposed == i % 2, "not what was announced");
         }
         table.return_loan(from, samples, infos, count, says());
+        const bool isWritten = from == reader && *writeText == '\0';
+        require(written == (isWritten ? count : 0), "a write of another size");
     }
     void carry(int32_t count, const char *act = "", const char *readText = "",
                const char *writeText = "")
@@ -370,7 +371,9 @@ int main(int argc, char **argv)
         }
     }
     const bool flat = judge(judged, slack);
-    // Waits for every thread that Java knows: none may have been forgotten.
+    // Waits for every thread that Java knows; has one been forgotten the alarm ends the process.
+    std::fflush(stdout);
+    alarm(60);
     FERRYJNIGlobal_destroy(vm);
     return flat ? 0 : 1;
 }
