@@ -103,7 +103,10 @@ Step createJavaConnection(const Operation &operation, FERRYJNIConnection *connec
     const FERRYJNIAdapter *adapter = connection->adapter;
     const FERRYJNIGlobal *global = adapter->jniGlobal;
     jstring first = firstName != nullptr ? env->NewStringUTF(firstName) : nullptr;
-    jstring second = secondName != nullptr ? env->NewStringUTF(secondName) : nullptr;
+    // Nothing may be called while the exception of the first is pending.
+    jstring second = secondName != nullptr && env->ExceptionCheck() == JNI_FALSE
+                         ? env->NewStringUTF(secondName)
+                         : nullptr;
     // A name that could not be made counts as the creation's own failure.
     if (operation.threw(env, "exception creating connection")) {
         return Step::returnRecord;
