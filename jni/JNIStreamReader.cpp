@@ -254,18 +254,26 @@ int32_t FERRYJNIStreamReader_resizeArrays(FERRYJNIStreamReader *reader,
         return 0;
     }
     reader->sampleInfoPool = infoPool;
+    // Elements beyond `capacity` belong to nobody.
+    const auto giveBack = [reader, infoPool, newCapacity] {
+        for (int32_t i = reader->capacity; i < newCapacity; ++i) {
+            ferryjni::freeStructure(infoPool[i]);
+            infoPool[i] = nullptr;
+        }
+        return 0;
+    };
     if (reader->isDiscovery == 0) {
         DDS_DynamicData **dataPool = FERRYJNICommon_resizeDynamicDataArray(
             reader->dynamicDataPool, reader->capacity, newCapacity, reader->typeCode);
         if (dataPool == nullptr) {
-            return 0;
+            return giveBack();
         }
         reader->dynamicDataPool = dataPool;
     } else {
         QEL_FerrionStreamInfo **streamPool = FERRYJNICommon_resizeStreamInfoArray(
             reader->streamInfoPool, reader->capacity, newCapacity);
         if (streamPool == nullptr) {
-            return 0;
+            return giveBack();
         }
         reader->streamInfoPool = streamPool;
     }
