@@ -1,8 +1,15 @@
 // What the library does not export: property lookup, per-sample arrays, the class path option,
-// global references; and property lists coming back from Java.
+// global references; property lists with defaults; and the support functions without memory.
 #include <gtest/gtest.h>
 
+#include <iterator>
+#include <memory>
+#include <sstream>
+
+#include "Heap.h"
 #include "JNICommon.h"
+#include "ferryjni/route.h"
+#include "ferryjni/types.h"
 #include "harness.h"
 
 using namespace bridge;
@@ -47,50 +54,37 @@ TEST(Common, TheClassPathOptionIsMadeOfEntriesAndEnvironment)
     EXPECT_EQ(transcript(), "");
     EXPECT_EQ(FERRYJNICommon_generateClassPathProperty(&none), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNICommon_generateClassPathProperty:No class path defined");
-    heap.fail("char", 1);
+    fault = {"heap", "char", 1};
     EXPECT_EQ(FERRYJNICommon_generateClassPathProperty(&three), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNICommon_generateClassPathProperty:!create class path string");
 }
 
-/// Grows and fails to grow one kind of array.
-template<class Element, class Resize>
-void checkArray(Resize resize, const std::string &context, const std::string &elementType,
-                const char *text)
+/// Grows one kind of array.
+template<class Element, class Resize, class Remove> void checkArray(Resize resize, Remove remove)
 {
-    SCOPED_TRACE(context);
-    listen();
     const int64_t blocks = heapBlocks();
     Element **four = resize(nullptr, 0, 4);
     const std::vector<Element *> kept(four, four + 4);
-    const int64_t blocksEach = (heapBlocks() - blocks - 1) / 4;
     Element **eight = resize(four, 4, 8);
     EXPECT_EQ(std::vector<Element *>(eight, eight + 4), kept);
     const std::set<Element *> different(eight, eight + 8);
     EXPECT_TRUE(different.size() == 8 && different.count(nullptr) == 0);
-    EXPECT_EQ(heapBlocks(), blocks + 1 + 8 * blocksEach);
-    heap.fail(elementType + " *", 1);
-    EXPECT_EQ(resize(eight, 8, 9), nullptr);
-    EXPECT_EQ(transcript(), "\n" + context + ":!allocate array of 9 elements of 8 bytes");
-    heap.fail(elementType, 2);
-    EXPECT_EQ(resize(eight, 8, 10), nullptr);
-    EXPECT_EQ(transcript(), "\n" + context + ":!create " + text);
-    // Abandoned: the new array and the one element made.
-    EXPECT_EQ(heapBlocks(), blocks + 2 + 9 * blocksEach);
+    for (int i = 0; i < 8; ++i) {
+        remove(eight[i]);
+    }
+    ferryjni::freeArray(eight);
+    EXPECT_EQ(heapBlocks(), blocks);
 }
 
-TEST(Common, ArraysKeepTheirElementsAndStandWhenTheyCannotGrow)
+TEST(Common, ArraysKeepTheirElements)
 {
-    checkArray<QEL_FerrionStreamInfo>(FERRYJNICommon_resizeStreamInfoArray,
-                                      "FERRYJNICommon_resizeStreamInfoArray",
-                                      "struct QEL_FerrionStreamInfo", "sample info");
-    checkArray<DDS_SampleInfo>(FERRYJNICommon_resizeSampleInfoArray,
-                               "FERRYJNICommon_resizeSampleInfoArray", "struct DDS_SampleInfo",
-                               "sample info");
+    const auto removeStructure = [](void *element) { ferryjni::freeStructure(element); };
+    checkArray<QEL_FerrionStreamInfo>(FERRYJNICommon_resizeStreamInfoArray, removeStructure);
+    checkArray<DDS_SampleInfo>(FERRYJNICommon_resizeSampleInfoArray, removeStructure);
     const auto resizeData = [](DDS_DynamicData **old, int32_t from, int32_t to) {
         return FERRYJNICommon_resizeDynamicDataArray(old, from, to, sampleType());
     };
-    checkArray<DDS_DynamicData>(resizeData, "FERRYJNICommon_resizeDynamicDataArray",
-                                "struct DDS_DynamicData", "dynamic data sample");
+    checkArray<DDS_DynamicData>(resizeData, DDS_DynamicData_delete);
 }
 
 TEST(Common, GlobalReferencesReplaceLocalOnesAndAreDeletedOnce)
@@ -110,92 +104,140 @@ TEST(Common, GlobalReferencesReplaceLocalOnesAndAreDeletedOnce)
     EXPECT_EQ(jni.globals.size(), references);
 }
 
-/// Converts a java.util.Properties to a native list and tells what came of it.
-std::string nativeProperties(FERRYJNIGlobal *global, jobject java)
-{
-    JNIEnv *env = FERRYJNIGlobal_getEnv(global);
-    QEL_FerrionEnvironment environment = {};
-    const int64_t blocks = heapBlocks();
-    QEL_FerrionProperties *made =
-        FERRYJNIStreamInfo_createNativeProperties(global, env, java, &environment);
-    std::string text = made == nullptr ? "null" : std::to_string(made->count);
-    for (int32_t i = 0; made != nullptr && i < made->count; ++i) {
-        const auto orNull = [](const char *string) { return string != nullptr ? string : "null"; };
-        text += std::string(" ") + orNull(made->properties[i].name) + "=" +
-                orNull(made->properties[i].value);
-    }
-    text += made != nullptr && made->count == 0 && made->properties != nullptr ? " AN ARRAY" : "";
-    text += environment.errorFlag != 0 ? std::string(" !") + environment.message : "";
-    FERRYJNIStreamInfo_freeNativeProperties(made);
-    text += env->ExceptionCheck() != JNI_FALSE || jni.frames != 0 || jni.charsHeld != 0 ? " PENDING"
-                                                                                        : "";
-    return text + (heapBlocks() != blocks ? " BLOCKS LEFT" : "");
-}
-
-jobject javaProperties(FERRYJNIGlobal *global, const char *list)
-{
-    QEL_FerrionEnvironment environment = {};
-    const Properties pairs(list);
-    return FERRYJNIStreamInfo_createJavaProperties(global, FERRYJNIGlobal_getEnv(global), &pairs,
-                                                   &environment);
-}
-
 TEST(Common, NamesThatComeFromDefaultsOnlyDoNotRunPastTheArray)
 {
     FERRYJNIGlobal *global = startVm();
     ASSERT_NE(global, nullptr);
     JNIEnv *env = FERRYJNIGlobal_getEnv(global);
+    QEL_FerrionEnvironment environment = {};
+    const Properties pairs("{a=1, a2=2, a3=3}");
+    jobject defaults = FERRYJNIStreamInfo_createJavaProperties(global, env, &pairs, &environment);
     jmethodID constructor =
         env->GetMethodID(global->propertiesClass, "<init>", "(Ljava/util/Properties;)V");
-    jobject defaults = javaProperties(global, "{a=1, a2=2, a3=3}");
     jobject java = env->NewObject(global->propertiesClass, constructor, defaults);
-    EXPECT_EQ(nativeProperties(global, java), "0");
+    const int64_t blocks = heapBlocks();
+    QEL_FerrionProperties *none =
+        FERRYJNIStreamInfo_createNativeProperties(global, env, java, &environment);
+    EXPECT_TRUE(none->count == 0 && none->properties == nullptr);
     env->CallObjectMethod(java, global->propertiesSetProperty, env->NewStringUTF("a"),
                           env->NewStringUTF("4"));
-    EXPECT_EQ(nativeProperties(global, java).substr(0, 3), "1 a");
-    EXPECT_EQ(nativeProperties(global, java).find("LEFT"), std::string::npos);
-    QEL_FerrionEnvironment environment = {};
+    QEL_FerrionProperties *one =
+        FERRYJNIStreamInfo_createNativeProperties(global, env, java, &environment);
+    EXPECT_TRUE(one->count == 1 && one->properties[0].name[0] == 'a');
+    FERRYJNIStreamInfo_freeNativeProperties(none);
+    FERRYJNIStreamInfo_freeNativeProperties(one);
+    FERRYJNIStreamInfo_freeNativeProperties(nullptr);
+    EXPECT_EQ(heapBlocks(), blocks);
     const QEL_FerrionProperties negative = {nullptr, -3};
     java = FERRYJNIStreamInfo_createJavaProperties(global, env, &negative, &environment);
     EXPECT_EQ(env->CallIntMethod(java, global->propertiesSize), 0);
 }
 
-TEST(Common, PropertiesFromJavaAreCopiedAsFarAsTheyCanBeHad)
-{
-    FERRYJNIGlobal *global = startVm();
-    ASSERT_NE(global, nullptr);
-    const struct {
-        const char *list;
-        const char *fault;
-        const char *outcome;
-    } cases[] = {
-        {"{}", "heap 0 none", "0"},
-        {"{a=1, b=2}", "heap 0 none", "2 b=2 a=1"},
-        {"{a=~}", "heap 0 none", "1 a="},
-        {"{a=1, b=2}", "heap 1 struct QEL_FerrionProperties",
-         "null !error creating JNI connection"},
-        {"{a=1, b=2}", "heap 1 struct QEL_FerrionNameValue", "0 !get type code object"},
-        {"{a=1, b=2}", "jni CallIntMethodV 1 throws", "0 !get type code object"},
-        {"{a=1, b=2}", "jni CallObjectMethodV 1 throws",
-         "2 null=null null=null !get type code object"},
-        {"{a=1, b=2}", "jni CallObjectMethodV 1 returns", "2 null=null null=null"},
-        {"{a=1, b=2}", "jni CallBooleanMethodV 2 throws", "2 b=2 null=null !get type code object"},
-        {"{a=1, b=2}", "jni CallObjectMethodV 2 throws", "2 b=2 a=1 !get type code object"},
-        {"{a=1, b=2}", "jni CallObjectMethodV 3 throws", "2 b=null a=1 !get type code object"},
-        {"{a=1, b=2}", "jni CallObjectMethodV 3 returns", "2 b=null a=1"},
-        {"{a=1, b=2}", "jni GetStringUTFChars 1 returns",
-         "2 null=2 a=1 !create sample info native to java"},
-        {"{a=1, b=2}", "jni GetStringUTFChars 2 returns",
-         "2 b=null a=1 !create sample info native to java"},
-        {"{a=1, b=2}", "heap 1 char", "2 null=2 a=1"},
-    };
-    Host host(global);
-    for (const auto &[list, fault, outcome] : cases) {
-        jobject java = javaProperties(global, list);
-        host.execute(std::string("! ") + fault);
-        EXPECT_EQ(nativeProperties(global, java), outcome) << fault;
+/// A host that makes records of the support functions and goes on with what it gets.
+class RecordHost {
+public:
+    void execute(const std::string &command)
+    {
+        note(command);
+        std::string result;
+        if (command == "> new_discovered") {
+            result = recordOrNull(info_ = QEL_FerrionStreamInfo_new_discoveredI("A", "T", 0, this));
+        } else if (command == "> new_disposed") {
+            result = recordOrNull(gone_ = QEL_FerrionStreamInfo_new_disposedI("A"));
+        } else if (command == "> new_event") {
+            result = recordOrNull(event_ = QEL_FerrionRouteEvent_newI(&route_));
+        } else if (command == "> delete") {
+            QEL_FerrionStreamInfo_deleteI(info_);
+            QEL_FerrionStreamInfo_deleteI(gone_);
+            QEL_FerrionRouteEvent_deleteI(event_);
+        } else if (info_ != nullptr) {
+            result = copyPartition(command);
+        } else {
+            transcript();
+            return;
+        }
+        note("<" + result);
     }
-    FERRYJNIStreamInfo_freeNativeProperties(nullptr);
+
+private:
+    static std::string recordOrNull(const void *record)
+    {
+        return record != nullptr ? " record" : " null";
+    }
+    std::string copyPartition(const std::string &command)
+    {
+        std::istringstream stream(command.substr(sizeof("> partition")));
+        std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+        std::vector<char *> pointers;
+        for (std::string &word : words) {
+            pointers.push_back(word.data());
+        }
+        const auto count = static_cast<int32_t>(words.size());
+        const QEL_FerrionStringSeq source = {pointers.data(), count, count};
+        QEL_FerrionStringSeq &partition = info_->partition;
+        std::string text = recordOrNull(QEL_FerrionStringSeq_copy(&partition, &source));
+        text += " " + std::to_string(partition.length) + " of " + std::to_string(partition.maximum);
+        for (int32_t i = 0; i < partition.maximum; ++i) {
+            text += std::string(" ") + (partition.buffer[i] != nullptr ? partition.buffer[i] : "-");
+        }
+        return text;
+    }
+
+    QEL_FerrionRoute route_ = {};
+    QEL_FerrionStreamInfo *info_ = nullptr;
+    QEL_FerrionStreamInfo *gone_ = nullptr;
+    QEL_FerrionRouteEvent *event_ = nullptr;
+};
+
+TEST(Sweeps, OfTheCHeapComesOutAsReviewed)
+{
+    sweep("libc",
+          {"> new_discovered", "> new_disposed", "> partition a bb", "> partition c longer third",
+           "> new_event", "> delete"},
+          []() -> std::function<void(const std::string &)> {
+              return [host = std::make_shared<RecordHost>()](const std::string &command) {
+                  host->execute(command);
+              };
+          });
 }
 
 } // namespace
+
+// Stand between the support functions and the C library.
+extern "C" {
+void *__real_malloc(size_t size);
+void *__real_calloc(size_t count, size_t size);
+void *__real_realloc(void *block, size_t size);
+void __real_free(void *block);
+void *__wrap_malloc(size_t size);
+void *__wrap_calloc(size_t count, size_t size);
+void *__wrap_realloc(void *block, size_t size);
+void __wrap_free(void *block);
+
+void *__wrap_malloc(size_t size)
+{
+    void *block = fault.arrives("libc", "malloc") ? nullptr : __real_malloc(size);
+    libcBlocks += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void *__wrap_calloc(size_t count, size_t size)
+{
+    void *block = fault.arrives("libc", "calloc") ? nullptr : __real_calloc(count, size);
+    libcBlocks += block != nullptr ? 1 : 0;
+    return block;
+}
+
+void *__wrap_realloc(void *block, size_t size)
+{
+    void *grown = fault.arrives("libc", "realloc") ? nullptr : __real_realloc(block, size);
+    libcBlocks += grown != nullptr && block == nullptr ? 1 : 0;
+    return grown;
+}
+
+void __wrap_free(void *block)
+{
+    libcBlocks -= block != nullptr ? 1 : 0;
+    __real_free(block);
+}
+}

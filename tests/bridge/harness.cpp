@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 #include <mutex>
 #include <sstream>
 #include <utility>
@@ -14,22 +15,31 @@
 
 namespace bridge {
 
+Fault fault;
 JniDouble jni;
-HeapDouble heap;
+std::set<std::string> allocations;
 
 namespace {
 
 std::mutex transcriptMutex;
 std::string transcriptText;
 
+JavaVM *vm = nullptr;
 JNINativeInterface_ original;
 JNINativeInterface_ doubled;
+const JNIInvokeInterface_ *originalVm = nullptr;
+JNIInvokeInterface_ doubledVm;
 
-struct {
-    std::string function;
-    int left = 0;
-    JniDouble::Failure failure = JniDouble::returns;
-} fault;
+/// What Java throws when a fault is to come, by kind of VM: made early, as memory is short then.
+jthrowable thrown[2];
+
+/// Local references made outside of all frames and in each open one; whether a frame was refused,
+/// whose references then stay where they are.
+std::vector<int> locals = {0};
+bool frameRefused = false;
+int charsHeld = 0;
+/// The Java method or constructor behind each identifier.
+std::map<const void *, std::string> members;
 
 /// What a frame is meant for, with room for those of a failure.
 constexpr int localsAllowed = 64;
@@ -43,7 +53,7 @@ bool isOurs(const void *caller)
         return dladdr(address, &info) != 0 ? info.dli_fbase : nullptr;
     };
     static const void *const bridge = baseOf(reinterpret_cast<void *>(&FERRYJNIGlobal_new));
-    static const void *const test = baseOf(&fault);
+    static const void *const test = baseOf(&doubled);
     const void *from = baseOf(caller);
     return from == bridge || from == test;
 }
@@ -52,15 +62,31 @@ const std::set<std::string> lookups = {"FindClass",        "GetMethodID",
                                        "GetFieldID",       "GetStaticMethodID",
                                        "GetStaticFieldID", "GetStaticObjectField"};
 
-/// Counts a call of the bridge; true when it is the one to fail.
-bool fails(const std::string &function)
+/// Whether a call is one of those allowed while an exception is pending; and the message of an
+/// exception is asked for before it is cleared, by contract.
+bool mayBePending(const std::string &function, const std::string &call)
 {
-    const bool counts =
-        fault.function == function || (fault.function == "lookup" && lookups.count(function) != 0);
-    if (!counts || --fault.left != 0) {
-        return false;
+    static const std::set<std::string> harmless = {"DeleteGlobalRef",       "DeleteLocalRef",
+                                                   "ReleaseStringUTFChars", "PushLocalFrame",
+                                                   "PopLocalFrame",         "ExceptionOccurred"};
+    static std::string before;
+    const std::string message = "CallObjectMethod Throwable.getMessage";
+    const bool isMessage = call == message || (call == "GetStringUTFChars" && before == message);
+    before = call;
+    return isMessage || harmless.count(function) != 0;
+}
+
+/// Leaves behind what a call that fails does.
+void leaveFailure(JNIEnv *env, const std::string &function)
+{
+    const bool otherVm = fault.failure == Fault::otherVm;
+    const bool silent =
+        function == "NewGlobalRef" || function == "GetStaticObjectField" ||
+        (!otherVm && (function == "GetStringUTFChars" || function == "PushLocalFrame"));
+    frameRefused = frameRefused || function == "PushLocalFrame";
+    if (!silent && fault.failure != Fault::returns) {
+        original.Throw(env, thrown[otherVm ? 1 : 0]);
     }
-    return jni.hasFailed = true;
 }
 
 /// Keeps a lookup, with the class that it is about.
@@ -75,15 +101,37 @@ void look(const std::string &function, const std::string &text)
     }
 }
 
+/// "com/x/Adapter getVersion ()I" as "Adapter.getVersion".
+std::string memberOf(const std::string &lookup)
+{
+    std::istringstream words(lookup.substr(lookup.rfind('/', lookup.find(' ')) + 1));
+    std::string type;
+    std::string name;
+    words >> type >> name;
+    return type + "." + name;
+}
+
+/// What a call is named where it is told of: by the method, the class or what is looked up.
+std::string labelOf(const std::string &function, const std::string &text)
+{
+    if (function == "NewObject") {
+        return "new" + text.substr(0, text.find('.'));
+    } else if (function.rfind("Call", 0) == 0) {
+        return text.substr(1);
+    }
+    return function + (lookups.count(function) != 0 ? text : "");
+}
+
 /// Keeps the books of a call that the bridge made, with its first pointer and its result.
 void count(const std::string &function, const void *object, const void *result)
 {
     if (lookups.count(function) != 0) {
         jni.found.push_back(result);
+        members[result] = memberOf(jni.lookups.back());
     } else if (function == "NewGlobalRef") {
         jni.globals.push_back(result);
         jni.found.back() = result;
-        --jni.localsMade;
+        --locals.back();
     } else if (function == "DeleteGlobalRef") {
         const auto found = std::find(jni.globals.begin(), jni.globals.end(), object);
         if (found == jni.globals.end()) {
@@ -93,19 +141,18 @@ void count(const std::string &function, const void *object, const void *result)
         jni.globals.erase(found);
         jni.deleted.push_back(object);
     } else if (function == "DeleteLocalRef") {
-        --jni.localsMade;
+        --locals.back();
     } else if (function == "GetStringUTFChars") {
-        ++jni.charsHeld;
+        ++charsHeld;
     } else if (function == "ReleaseStringUTFChars") {
-        --jni.charsHeld;
+        --charsHeld;
     } else if (function == "PushLocalFrame") {
-        ++jni.frames;
-        jni.localsMade = 0;
+        locals.push_back(0);
     } else if (function == "PopLocalFrame") {
-        --jni.frames;
-        if (std::exchange(jni.localsMade, 0) > localsAllowed) {
+        if (locals.back() > localsAllowed) {
             note("TOO MANY LOCAL REFERENCES IN ONE FRAME");
         }
+        locals.pop_back();
     }
 }
 
@@ -121,6 +168,8 @@ template<class T> std::string textIn(const T &argument)
 {
     if constexpr (std::is_same_v<T, const char *>) {
         return std::string(" ") + argument;
+    } else if constexpr (std::is_same_v<T, jmethodID>) {
+        return " " + members[argument];
     }
     return "";
 }
@@ -128,11 +177,15 @@ template<class T> std::string textIn(const T &argument)
 template<auto function> struct Double;
 template<class R, class... A, R (JNICALL *JNINativeInterface_::*function)(JNIEnv *, A...)>
 struct Double<function> {
-    static inline const char *name = nullptr;
+    static inline std::string name;
+    static inline bool canFail = true;
 
-    static void install(const char *functionName)
+    static void install(const std::string &function_, bool canFail_)
     {
-        name = functionName;
+        // The kinds of argument list are one to whoever reads of them.
+        const bool isCall = function_.rfind("Call", 0) == 0 || function_ == "NewObjectV";
+        name = function_.substr(0, function_.size() - (isCall ? 1 : 0));
+        canFail = canFail_;
         doubled.*function = call;
     }
     static R JNICALL call(JNIEnv *env, A... arguments)
@@ -140,14 +193,15 @@ struct Double<function> {
         if (!isOurs(__builtin_return_address(0))) {
             return (original.*function)(env, arguments...);
         }
-        look(name, (std::string() + ... + textIn(arguments)));
-        if (fails(name)) {
-            if (fault.failure == JniDouble::throws) {
-                jclass error = original.FindClass(env, "java/lang/OutOfMemoryError");
-                original.ThrowNew(env, error, "fault");
-            }
+        const std::string text = (std::string() + ... + textIn(arguments));
+        look(name, text);
+        if (!mayBePending(name, name + text) && original.ExceptionCheck(env) != JNI_FALSE) {
+            note("CALLED WITH AN EXCEPTION PENDING: " + name + text);
+        }
+        if (canFail && fault.arrives("jni", name, labelOf(name, text))) {
+            leaveFailure(env, name);
             if constexpr (std::is_same_v<R, jint>) {
-                return std::string(name) == "PushLocalFrame" ? JNI_ENOMEM : 0;
+                return name == "PushLocalFrame" ? JNI_ENOMEM : 0;
             }
             return R();
         }
@@ -158,7 +212,7 @@ struct Double<function> {
             (original.*function)(env, arguments...);
         } else {
             const R result = (original.*function)(env, arguments...);
-            jni.localsMade += std::is_convertible_v<R, jobject> ? 1 : 0;
+            locals.back() += std::is_convertible_v<R, jobject> && pointerIn(result) != nullptr;
             count(name, object, pointerIn(result));
             return result;
         }
@@ -167,10 +221,26 @@ struct Double<function> {
 
 void JNICALL exceptionDescribe(JNIEnv *env)
 {
-    if (original.ExceptionCheck(env) != JNI_FALSE && isOurs(__builtin_return_address(0))) {
-        note("(described)");
+    if (!isOurs(__builtin_return_address(0)) || original.ExceptionCheck(env) == JNI_FALSE) {
+        original.ExceptionDescribe(env);
+        return;
     }
-    original.ExceptionDescribe(env);
+    note("(described)");
+    jthrowable pending = original.ExceptionOccurred(env);
+    const bool isFault = original.IsSameObject(env, pending, thrown[0]) != JNI_FALSE ||
+                         original.IsSameObject(env, pending, thrown[1]) != JNI_FALSE;
+    original.DeleteLocalRef(env, pending);
+    // Thousands of traces would say nothing.
+    isFault ? original.ExceptionClear(env) : original.ExceptionDescribe(env);
+}
+
+jint JNICALL getEnv(JavaVM *self, void **env, jint version)
+{
+    if (isOurs(__builtin_return_address(0)) && fault.arrives("env", "GetEnv")) {
+        *env = nullptr;
+        return JNI_EDETACHED;
+    }
+    return originalVm->GetEnv(self, env, version);
 }
 
 JNIEnv *theEnv = nullptr;
@@ -263,43 +333,70 @@ void JniDouble::hook(JNIEnv *env)
     }
     original = *env->functions;
     doubled = original;
-#define DOUBLE(function) Double<&JNINativeInterface_::function>::install(#function)
+    original.GetJavaVM(env, &vm);
+    originalVm = vm->functions;
+    const char *classes[] = {"java/lang/OutOfMemoryError", "java/io/IOException"};
+    for (int i = 0; i < 2; ++i) {
+        jclass type = env->FindClass(classes[i]);
+        jmethodID constructor = env->GetMethodID(type, "<init>", "(Ljava/lang/String;)V");
+        thrown[i] = static_cast<jthrowable>(
+            env->NewGlobalRef(env->NewObject(type, constructor, env->NewStringUTF("fault"))));
+    }
+#define DOUBLE(function) Double<&JNINativeInterface_::function>::install(#function, true)
     DOUBLE(FindClass), DOUBLE(GetMethodID), DOUBLE(GetStaticMethodID), DOUBLE(GetFieldID),
         DOUBLE(GetStaticFieldID), DOUBLE(GetStaticObjectField), DOUBLE(NewStringUTF),
-        DOUBLE(GetStringUTFChars), DOUBLE(ReleaseStringUTFChars), DOUBLE(NewObjectV),
-        DOUBLE(CallObjectMethodV), DOUBLE(CallBooleanMethodV), DOUBLE(CallIntMethodV),
-        DOUBLE(CallLongMethodV), DOUBLE(CallStaticObjectMethodV), DOUBLE(CallObjectMethodA),
+        DOUBLE(GetStringUTFChars), DOUBLE(NewObjectV), DOUBLE(CallObjectMethodV),
+        DOUBLE(CallBooleanMethodV), DOUBLE(CallIntMethodV), DOUBLE(CallLongMethodV),
+        DOUBLE(CallVoidMethodV), DOUBLE(CallStaticObjectMethodV), DOUBLE(CallObjectMethodA),
         DOUBLE(CallBooleanMethodA), DOUBLE(CallIntMethodA), DOUBLE(CallVoidMethodA),
-        DOUBLE(CallStaticVoidMethodA), DOUBLE(NewGlobalRef), DOUBLE(DeleteGlobalRef),
-        DOUBLE(DeleteLocalRef), DOUBLE(PushLocalFrame), DOUBLE(PopLocalFrame);
+        DOUBLE(CallStaticVoidMethodA), DOUBLE(CallNonvirtualVoidMethodA), DOUBLE(NewGlobalRef),
+        DOUBLE(PushLocalFrame);
 #undef DOUBLE
+#define WATCH(function) Double<&JNINativeInterface_::function>::install(#function, false)
+    WATCH(ReleaseStringUTFChars), WATCH(DeleteGlobalRef), WATCH(DeleteLocalRef),
+        WATCH(PopLocalFrame), WATCH(ExceptionOccurred), WATCH(IsSameObject), WATCH(IsInstanceOf);
+#undef WATCH
     doubled.ExceptionDescribe = exceptionDescribe;
     env->functions = &doubled;
+    doubledVm = *originalVm;
+    doubledVm.GetEnv = getEnv;
+    vm->functions = &doubledVm;
 }
 
-void JniDouble::fail(const std::string &function, int nth, Failure failure)
+void JniDouble::inspect()
 {
-    fault = {function, nth, failure};
-    hasFailed = false;
+    void *env = nullptr;
+    if (vm != nullptr && originalVm->GetEnv(vm, &env, JNI_VERSION_1_2) == JNI_OK &&
+        original.ExceptionCheck(static_cast<JNIEnv *>(env)) != JNI_FALSE) {
+        original.ExceptionClear(static_cast<JNIEnv *>(env));
+        note("EXCEPTION PENDING");
+    }
+    if (locals.size() != 1) {
+        note("FRAMES OPEN");
+    } else if (locals[0] != 0 && !frameRefused) {
+        note("LOCAL REFERENCES LEFT");
+    }
+    if (charsHeld != 0) {
+        note("CHARACTERS HELD");
+    }
+    locals = {0};
+    frameRefused = false;
+    charsHeld = 0;
 }
 
-void HeapDouble::fail(const std::string &type, int nth)
+bool Fault::arrives(const char *callKind, const std::string &callName, const std::string &label)
 {
-    failingType = type;
-    left = nth;
-    hasFailed = false;
-}
-
-bool HeapDouble::arrives(const char *role, uint32_t tag, const char *type)
-{
-    const char code[] = {static_cast<char>(tag >> 24), static_cast<char>(tag >> 16),
-                         static_cast<char>(tag >> 8), static_cast<char>(tag), '\0'};
     const std::lock_guard<std::mutex> guard(transcriptMutex);
-    allocations.insert(std::string(role) + " " + code);
-    if (left == 0 || failingType != type || --left != 0) {
+    if (paused || kind != callKind || (!name.empty() && name != callName && name != label)) {
         return false;
     }
-    return hasFailed = true;
+    calls.push_back(label.empty() ? callName : label);
+    return nth != 0 && (forGood ? calls.size() >= nth : calls.size() == nth);
+}
+
+bool Fault::isPending() const
+{
+    return calls.size() < nth;
 }
 
 int64_t heapBlocks()
@@ -335,7 +432,13 @@ void *QELOsapiHeap_reallocateMemoryInternal(void *block, size_t size, size_t ali
 {
     static const auto next = reinterpret_cast<decltype(&QELOsapiHeap_reallocateMemoryInternal)>(
         dlsym(RTLD_NEXT, "QELOsapiHeap_reallocateMemoryInternal"));
-    return bridge::heap.arrives(role, tag, typeName)
+    const char code[] = {static_cast<char>(tag >> 24), static_cast<char>(tag >> 16),
+                         static_cast<char>(tag >> 8), static_cast<char>(tag), '\0'};
+    {
+        const std::lock_guard<std::mutex> guard(bridge::transcriptMutex);
+        bridge::allocations.insert(std::string(role) + " " + code);
+    }
+    return bridge::fault.arrives("heap", typeName)
                ? nullptr
                : next(block, size, alignment, role, tag, typeName);
 }

@@ -6,6 +6,7 @@
 
 #include <jni.h>
 
+#include <functional>
 #include <initializer_list>
 #include <set>
 #include <string>
@@ -39,16 +40,35 @@ void addVmOptions(StringList *options);
 /// returned was made under their eyes; it logs at all levels that the bridge has.
 FERRYJNIGlobal *startVm();
 
-/// In front of the JNI functions of the main thread; sees the calls of the bridge only.
+/// The call that fails. While there is none every call that could be the one is kept by its name.
+struct Fault {
+    /// How Java calls fail: with an error, null without one, or in the way of other VMs: with a
+    /// checked exception, and with one also where HotSpot leaves none.
+    enum Failure { throws, returns, otherVm };
+    /// What is counted: "jni", "heap" or "libc".
+    std::string kind;
+    /// The only function or type that counts; empty for all.
+    std::string name;
+    size_t nth = 0;
+    /// Not once, but from then on.
+    bool forGood = false;
+    Failure failure = throws;
+    /// Counted so far: the Java method where there is one, else the function or type.
+    std::vector<std::string> calls = {};
+    /// While the host does what is not to fail.
+    bool paused = false;
+
+    /// Counts a call that can fail; true when it has to.
+    bool arrives(const char *callKind, const std::string &callName, const std::string &label = "");
+    /// Whether it was asked for and has not come.
+    bool isPending() const;
+};
+extern Fault fault;
+
+/// In front of the JNI functions of the main thread, and of GetEnv; sees the calls of the bridge
+/// only. What no JNI call may do comes up in the transcript, in capitals.
 struct JniDouble {
-    /// What comes of a call that fails: its null value, with or without an exception.
-    enum Failure { returns, throws };
     void hook(JNIEnv *env);
-    /// Makes the `nth` call of a function from now on fail, once. "lookup" is FindClass,
-    /// Get...ID and GetStaticObjectField together.
-    void fail(const std::string &function, int nth, Failure failure);
-    /// Whether that call has come, if there is one.
-    bool hasFailed = true;
     /// Global references that the bridge holds, in the order in which it made them, and those that
     /// it has deleted, in that order.
     std::vector<const void *> globals;
@@ -57,26 +77,13 @@ struct JniDouble {
     /// bridge has made one of it.
     std::vector<std::string> lookups;
     std::vector<const void *> found;
-    /// Local frames that are open, strings whose characters are held.
-    int frames = 0;
-    int charsHeld = 0;
-    /// Local references made in the frame opened last and not deleted.
-    int localsMade = 0;
+    /// Complains of frames left open, references left outside of them, strings held, exceptions.
+    void inspect();
 };
 extern JniDouble jni;
 
-/// The middleware heap's double. Each kind of allocation is kept as "role tag".
-struct HeapDouble {
-    /// Makes the `nth` allocation for `type` from now on fail, once.
-    void fail(const std::string &type, int nth);
-    /// Takes note of an allocation; true when it is the one to fail.
-    bool arrives(const char *role, uint32_t tag, const char *type);
-    bool hasFailed = true;
-    std::set<std::string> allocations;
-    std::string failingType;
-    int left = 0;
-};
-extern HeapDouble heap;
+/// Each kind of allocation from the middleware heap as "role tag".
+extern std::set<std::string> allocations;
 int64_t heapBlocks();
 
 /// Has the scripted side act on a line (its Stage says which there are), unseen by the doubles.
@@ -92,6 +99,26 @@ struct Properties : QEL_FerrionProperties {
 /// struct S { long id; string text; }
 const DDS_TypeCode *sampleType();
 
+/// A case of a file of cases: a title, what has been made before, and the lines.
+struct Case {
+    std::string title;
+    std::string given;
+    std::vector<std::string> lines;
+};
+std::vector<Case> readCases(const std::string &file);
+
+/// Whether a line is one to execute.
+bool isCommand(const std::string &line);
+
+/// Plays the commands of a scenario once without a fault, and then with each call that can fail
+/// failing, once and for good. `begin` gives who executes the lines of one run. What came of each
+/// fault is held against cases/<kind>.sweep, whose head says how to read it; where the variable
+/// FERRY_SWEEP_WRITE is set the file is written anew instead, its comments kept.
+void sweep(const std::string &kind, const std::vector<std::string> &scenario,
+           const std::function<std::function<void(const std::string &)>()> &begin);
+/// Blocks from the C heap that the code under test holds, where a test counts them.
+extern int64_t libcBlocks;
+
 /// A host of one adapter with at most one object of a kind at a time, which works through the
 /// operation table as the lines of a script say. What comes of it stands in the transcript.
 class Host {
@@ -99,11 +126,12 @@ public:
     /// Also clears the script of the Java side and the transcript.
     explicit Host(FERRYJNIGlobal *global);
 
-    /// Executes a line: "> operation arguments {properties}" calls the plug-in with a clear
-    /// environment ("@ " in place of "> " on a thread that is not attached); "! method action"
-    /// tells a scripted method what to do; "! jni function n returns|throws" and "! heap n type"
-    /// make the n-th call from now on fail; "! signal listener reader" has Java signal, "! stream
-    /// kind disposed name type" says which stream readers and writers are made for.
+    /// Executes a line, unless the object that it is about is not there: "> operation arguments
+    /// {properties}" calls the plug-in with a clear environment ("@ " in place of "> " on a thread
+    /// that is not attached); "! method action" tells a scripted method what to do; "! jni function
+    /// n returns|throws" and "! heap n type" make the n-th call from now on fail; "! signal
+    /// listener reader" has Java signal, "! stream kind disposed name type" says which stream
+    /// readers and writers are made for.
     void execute(const std::string &line);
     /// Makes everything up to `last`, of adapter, connection, session, reader and writer.
     void given(const std::string &last);
@@ -118,8 +146,11 @@ private:
         Host *host;
         const char *name;
     };
+    /// What an operation needs, or null.
+    const void *objectOf(const Words &words) const;
     void operate(const Words &words, const QEL_FerrionProperties *properties);
     std::string perform(const Words &words, const QEL_FerrionProperties *properties);
+    std::string nativeProperties(const QEL_FerrionProperties *properties);
     std::string read(const std::string &which);
     std::string write(const Words &words, bool withInfos);
     void prepare(const std::string &line, const Words &words);

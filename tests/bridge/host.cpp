@@ -1,8 +1,10 @@
 // A host that works through the operation table; see harness.h.
+#include <fstream>
 #include <sstream>
 #include <thread>
 #include <utility>
 
+#include "JNIStreamInfo.h"
 #include "harness.h"
 
 namespace bridge {
@@ -105,15 +107,37 @@ std::string Host::nameOf(const QEL_FerrionStreamReader *someReader) const
                                  : (someReader == readerOf(name) ? name : "one being made");
 }
 
+const void *Host::objectOf(const Words &words) const
+{
+    const size_t underscore = words[1].find('_');
+    const std::string verb = words[1].substr(0, underscore);
+    const std::string kind = words[1].substr(underscore + 1);
+    const void *parents[] = {this, adapter, connection_, session_, session_};
+    const void *objects[] = {adapter, connection_, session_, reader_, writer_};
+    for (int i = 0; i < 5; ++i) {
+        if (kind == kinds[i]) {
+            return verb == "create" ? parents[i] : objects[i];
+        }
+    }
+    if (verb == "read" || verb == "return") {
+        return readerOf(words.size() > 2 ? words[2] : "");
+    }
+    return verb == "write" ? static_cast<const void *>(writer_)
+                           : (verb == "native" ? static_cast<const void *>(this) : connection_);
+}
+
 void Host::execute(const std::string &line)
 {
-    note(line);
     const size_t brace = line.find('{');
     std::istringstream stream(line.substr(0, brace));
     Words words;
     for (std::string word; stream >> word;) {
         words.push_back(word);
     }
+    if (words[0] != "!" && objectOf(words) == nullptr) {
+        return;
+    }
+    note(line);
     if (words[0] == "!") {
         prepare(line, words);
         return;
@@ -125,15 +149,20 @@ void Host::execute(const std::string &line)
     } else {
         operate(words, given);
     }
+    jni.inspect();
 }
 
 void Host::prepare(const std::string &line, const Words &words)
 {
+    if ((words[1] == "jni" || words[1] == "heap") && fault.isPending()) {
+        note("THE FAULT BEFORE DID NOT OCCUR");
+    }
     if (words[1] == "jni") {
-        jni.fail(words[2], std::stoi(words[3]),
-                 words[4] == "throws" ? JniDouble::throws : JniDouble::returns);
+        fault = {"jni", words[2], std::stoul(words[3])};
+        fault.failure = words[4] == "throws" ? Fault::throws : Fault::returns;
     } else if (words[1] == "heap") {
-        heap.fail(line.substr(line.find(words[2]) + words[2].size() + 1), std::stoi(words[2]));
+        const std::string type = line.substr(line.find(words[2]) + words[2].size() + 1);
+        fault = {"heap", type, std::stoul(words[2])};
     } else if (words[1] == "stream") {
         streamInfo_.typeRepresentationKind = std::stoi(words[2]);
         streamInfo_.disposed = std::stoi(words[3]);
@@ -153,13 +182,7 @@ void Host::operate(const Words &words, const QEL_FerrionProperties *properties)
     if (environment_.errorFlag != 0 || environment_.message[0] != '\0') {
         line += std::string(" !") + environment_.message;
     }
-    JNIEnv *env = FERRYJNIGlobal_getEnv(global_);
-    if (env != nullptr && env->ExceptionCheck() != JNI_FALSE) {
-        env->ExceptionClear();
-        line += " EXCEPTION PENDING";
-    }
-    note(line + (jni.frames != 0 ? " FRAMES OPEN" : "") +
-         (jni.charsHeld != 0 ? " CHARS HELD" : ""));
+    note(line);
 }
 
 std::string Host::perform(const Words &words, const QEL_FerrionProperties *properties)
@@ -223,15 +246,40 @@ std::string Host::perform(const Words &words, const QEL_FerrionProperties *prope
     } else if (what == "delete_session") {
         ops.delete_session(connection_, std::exchange(session_, nullptr), env);
     } else if (what == "delete_connection") {
+        pub_ = sub_ = nullptr;
         ops.delete_connection(adapter, std::exchange(connection_, nullptr), env);
     } else if (what == "delete_adapter") {
         return number(ops.delete_adapter(std::exchange(adapter, nullptr), env));
+    } else if (what == "native_properties") {
+        return nativeProperties(properties);
     }
     return "";
 }
 
+std::string Host::nativeProperties(const QEL_FerrionProperties *properties)
+{
+    fault.paused = true;
+    JNIEnv *env = FERRYJNIGlobal_getEnv(global_);
+    jobject java = FERRYJNIStreamInfo_createJavaProperties(global_, env, properties, &environment_);
+    fault.paused = false;
+    QEL_FerrionProperties *made =
+        FERRYJNIStreamInfo_createNativeProperties(global_, env, java, &environment_);
+    env->DeleteLocalRef(java);
+    std::string text = made != nullptr ? number(made->count) : " null";
+    for (int32_t i = 0; made != nullptr && i < made->count; ++i) {
+        const auto orNull = [](const char *string) { return string != nullptr ? string : "null"; };
+        text += std::string(" ") + orNull(made->properties[i].name) + "=" +
+                orNull(made->properties[i].value);
+    }
+    text += made != nullptr && made->count == 0 && made->properties != nullptr ? " AN ARRAY" : "";
+    FERRYJNIStreamInfo_freeNativeProperties(made);
+    return text;
+}
+
 std::string Host::read(const std::string &which)
 {
+    samples_ = nullptr;
+    infos_ = nullptr;
     count_ = -1;
     operations_.read(readerOf(which), &samples_, &infos_, &count_, &environment_);
     if (count_ == -1) {
@@ -247,6 +295,7 @@ std::string Host::write(const Words &words, bool withInfos)
 {
     std::vector<void *> samples;
     std::vector<DDS_SampleInfo *> infos;
+    fault.paused = true;
     for (size_t i = 2; i < words.size(); ++i) {
         // "7" is a sample, "*7" are seven, "~" is none.
         const bool many = words[i][0] == '*';
@@ -260,6 +309,7 @@ std::string Host::write(const Words &words, bool withInfos)
             }
         }
     }
+    fault.paused = false;
     const int32_t total =
         operations_.write(writer_, samples.data(), withInfos ? infos.data() : nullptr,
                           static_cast<int32_t>(samples.size()), &environment_);
@@ -283,12 +333,30 @@ void Host::given(const std::string &last)
 
 void Host::deleteAll()
 {
-    const void *objects[] = {adapter, connection_, session_, reader_, writer_};
     for (int i = 4; i >= 0; --i) {
-        if (objects[i] != nullptr) {
-            execute(std::string("> delete_") + kinds[i]);
+        execute(std::string("> delete_") + kinds[i]);
+    }
+}
+
+std::vector<Case> readCases(const std::string &file)
+{
+    std::ifstream stream(BRIDGE_CASES_DIR "/" + file + ".cases");
+    std::vector<Case> cases;
+    for (std::string line; std::getline(stream, line);) {
+        if (line.rfind("== ", 0) == 0) {
+            cases.push_back({line.substr(3), "", {}});
+        } else if (line.rfind("given ", 0) == 0) {
+            cases.back().given = line.substr(6);
+        } else if (!line.empty() && line[0] != '#') {
+            cases.back().lines.push_back(line);
         }
     }
+    return cases;
+}
+
+bool isCommand(const std::string &line)
+{
+    return line[0] == '>' || line[0] == '@' || line[0] == '!';
 }
 
 } // namespace bridge

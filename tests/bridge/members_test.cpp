@@ -28,6 +28,15 @@ const std::vector<Member> members = {
 };
 
 const std::string context = "\nFERRYJNIGlobal_new:!";
+const std::string noReference =
+    "\nFERRYJNICommon_newGlobalRef:!create global reference"
+    "\nJNICommon_newGlobalRefReplacingLocalRef:!create global reference";
+const char *const unnoticed = "error finding DiscoveryConnection class";
+
+std::string lookupOf(const Member &member)
+{
+    return member.type + (member.name.empty() ? "" : " " + member.name + " " + member.signature);
+}
 
 class Members : public testing::Test {
 protected:
@@ -43,6 +52,17 @@ protected:
     {
         const StringList none = {};
         return FERRYJNIGlobal_new(&none, &none, 0x1, FERRYJNI_DESTROY_NEVER);
+    }
+    static void checkWithoutDiscovery(FERRYJNIGlobal *global)
+    {
+        EXPECT_NE(global->discoveryConnectionGetOutputStreamDiscoveryReader, nullptr);
+        Host host(global);
+        host.given("connection");
+        host.execute("> get_pub");
+        EXPECT_EQ(transcript(), "\n> get_pub\n< null");
+        host.deleteAll();
+        transcript();
+        FERRYJNIGlobal_destroy(global);
     }
     JNIEnv *env = nullptr;
 };
@@ -70,64 +90,51 @@ TEST_F(Members, EachStandsAtItsPositionUntilReleasedInTheDocumentedOrder)
     EXPECT_EQ(jni.deleted, expected);
 }
 
-TEST_F(Members, AFailureAtAnyStepSaysWhichAndLeavesNothingBehind)
+TEST_F(Members, AFailureAtAnyCallSaysWhichAndLeavesNothingBehind)
 {
     const size_t references = jni.globals.size();
     const int64_t blocks = heapBlocks();
+    size_t call = 0;
     for (size_t step = 1; step <= members.size(); ++step) {
         const Member &member = members[step - 1];
-        SCOPED_TRACE(step);
-        jni.lookups.clear();
-        // A null field is no exception.
-        jni.fail("lookup", static_cast<int>(step),
-                 member.kind == Object ? JniDouble::returns : JniDouble::throws);
-        EXPECT_EQ(resolve(), nullptr);
-        EXPECT_EQ(transcript(),
-                  (member.described ? "\n(described)" : "") + context + member.missing);
-        EXPECT_EQ(jni.lookups.back(),
-                  member.type +
-                      (member.name.empty() ? "" : " " + member.name + " " + member.signature));
-        EXPECT_EQ(jni.lookups.size(), step);
-        EXPECT_EQ(env->ExceptionCheck(), JNI_FALSE);
-        EXPECT_EQ(jni.globals.size(), references);
-        EXPECT_EQ(heapBlocks(), blocks);
-    }
-}
-
-TEST_F(Members, AGlobalReferenceThatCannotBeMadeSaysWhichOne)
-{
-    const size_t references = jni.globals.size();
-    int nth = 0;
-    for (const Member &member : members) {
-        if (member.noGlobalRef == nullptr) {
-            continue;
+        for (const bool isReference : {false, true}) {
+            if (isReference && member.noGlobalRef == nullptr) {
+                continue;
+            }
+            ++call;
+            for (const bool forGood : {false, true}) {
+                SCOPED_TRACE(member.type + std::string(forGood ? " and all after" : ""));
+                jni.lookups.clear();
+                fault = {"jni", "", call, forGood};
+                FERRYJNIGlobal *resolved = resolve();
+                EXPECT_FALSE(fault.isPending());
+                fault = {};
+                // This reference alone goes unnoticed; its connections then have no discovery.
+                const bool goesOn = isReference && strcmp(member.missing, unnoticed) == 0;
+                EXPECT_EQ(resolved != nullptr, goesOn && !forGood);
+                EXPECT_EQ(
+                    transcript(),
+                    (isReference ? noReference : std::string()) +
+                        (!isReference && member.described ? "\n(described)" : "") +
+                        (goesOn ? (forGood ? context + members[step].missing : "")
+                                : context + (isReference ? member.noGlobalRef : member.missing)));
+                EXPECT_EQ(env->ExceptionCheck(), JNI_FALSE);
+                EXPECT_EQ(jni.lookups.size(),
+                          resolved != nullptr ? members.size() : step + (goesOn ? 1 : 0));
+                if (resolved == nullptr) {
+                    EXPECT_EQ(jni.lookups.back(), lookupOf(members[jni.lookups.size() - 1]));
+                } else {
+                    checkWithoutDiscovery(resolved);
+                    // The adapter's class and its connection stay.
+                    EXPECT_EQ(jni.globals.size(), references + 2);
+                    jni.globals.resize(references);
+                }
+                EXPECT_EQ(jni.globals.size(), references);
+                EXPECT_EQ(heapBlocks(), blocks);
+            }
         }
-        SCOPED_TRACE(member.type);
-        jni.fail("NewGlobalRef", ++nth, JniDouble::returns);
-        FERRYJNIGlobal *resolved = resolve();
-        const std::string twice =
-            "\nFERRYJNICommon_newGlobalRef:!create global reference"
-            "\nJNICommon_newGlobalRefReplacingLocalRef:!create global reference";
-        // This one alone goes unnoticed; its connections then have no discovery.
-        const bool goesOn = strcmp(member.type, "com/qel/ferrion/adapter/DiscoveryConnection") == 0;
-        EXPECT_EQ(transcript(), goesOn ? twice : twice + context + member.noGlobalRef);
-        EXPECT_EQ(resolved != nullptr, goesOn);
-        if (resolved != nullptr) {
-            EXPECT_NE(resolved->discoveryConnectionGetOutputStreamDiscoveryReader, nullptr);
-            Host host(resolved);
-            host.given("connection");
-            host.execute("> get_pub");
-            EXPECT_EQ(transcript(), "\n> get_pub\n< null");
-            host.deleteAll();
-            transcript();
-            FERRYJNIGlobal_destroy(resolved);
-            // The adapter's class and its connection stay.
-            EXPECT_EQ(jni.globals.size(), references + 2);
-            jni.globals.resize(references);
-        }
-        EXPECT_EQ(jni.globals.size(), references);
     }
-    EXPECT_EQ(nth, 23);
+    EXPECT_EQ(call, 78U + 23U);
 }
 
 } // namespace

@@ -98,10 +98,10 @@ TEST_F(Vm, AnOptionItDoesNotKnowIsRefusedAndALaterStartSucceeds)
 
 TEST_F(Vm, WithoutMemoryNothingIsStarted)
 {
-    heap.fail("struct FERRYJNIGlobal", 1);
+    fault = {"heap", "struct FERRYJNIGlobal", 1};
     EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &options, 0x1, 0), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:!error creating global");
-    heap.fail("JavaVMOption", 1);
+    fault = {"heap", "JavaVMOption", 1};
     EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &options, 0x41, 0), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:!error creating jvm option array");
     EXPECT_EQ(vmCount(), 0);
@@ -162,7 +162,7 @@ TEST_F(Vm, ThePluginRecordIsAsHostsReadIt)
 TEST_F(Vm, EveryBlockNamesItsRoleAndKind)
 {
     FERRYJNIGlobal *global = startVm();
-    heap.allocations.clear();
+    allocations.clear();
     Host(global).given("writer");
     // The first two are the binding's own.
     const std::set<std::string> expected = {"DDS_DynamicData_new QDDA",
@@ -171,7 +171,7 @@ TEST_F(Vm, EveryBlockNamesItsRoleAndKind)
                                             "QELOsapiHeap_allocateArray QDDC",
                                             "QELOsapiHeap_allocateStructure QDDA",
                                             "QELOsapiHeap_reallocateArray QDDC"};
-    EXPECT_EQ(heap.allocations, expected);
+    EXPECT_EQ(allocations, expected);
 }
 
 } // namespace

@@ -88,8 +88,8 @@ final class Scripted implements InvocationHandler {
     }
 
     /**
-     * Fills the lists by the words of the script: a number of ordinary samples, "null", "odd" (it
-     * cannot be converted), i and a number of infos, "inull"; for streams "alien" (of another
+     * Fills the lists by the words of the script: a number of ordinary samples, "big", "null", "odd"
+     * (it cannot be converted), i and a number of infos, "inull"; for streams "alien" (of another
      * class), "bare", "untyped" and "gone"; "boom" throws. Returns what a method without a result
      * does.
      */
@@ -128,8 +128,9 @@ final class Scripted implements InvocationHandler {
 
     private Object sample(String what, int id) {
         DynamicData sample = new DynamicData(what.equals("odd") ? ODD_TYPE : type, null);
-        if (what.isEmpty()) {
+        if (what.isEmpty() || what.equals("big")) {
             sample.setInt("id", id);
+            sample.setString("text", what.repeat(1000));
         }
         return what.equals("null") ? null : sample;
     }

@@ -38,8 +38,9 @@ public final class Stage {
 
     /**
      * Does what a line says. "signal" and the numbers of a listener and a reader: signals the one
-     * in the name of the other, on a Java thread; "storm" does so again and again. "reset": forgets everything, names count from 1
-     * again. Else a method and what it does from now on; nothing stands for the ordinary.
+     * in the name of the other, on a Java thread, if both are there; "storm" does so again and
+     * again. "reset": forgets everything, names count from 1 again. Else a method and what it does
+     * from now on; nothing stands for the ordinary.
      */
     public static void act(String line) throws InterruptedException {
         String[] words = line.split(" ");
@@ -52,8 +53,13 @@ public final class Stage {
             List.of(ACTIONS, NAMES, COUNTS).forEach(Map::clear);
             List.of(LISTENERS, READERS).forEach(List::clear);
         } else if (words[0].equals("signal") || words[0].equals("storm")) {
-            StreamReaderListener listener = LISTENERS.get(Integer.parseInt(words[1]));
-            StreamReader reader = READERS.get(Integer.parseInt(words[2]));
+            int from = Integer.parseInt(words[1]);
+            int by = Integer.parseInt(words[2]);
+            if (from >= LISTENERS.size() || by >= READERS.size()) {
+                return;
+            }
+            StreamReaderListener listener = LISTENERS.get(from);
+            StreamReader reader = READERS.get(by);
             boolean storm = words[0].equals("storm");
             Thread thread = new Thread(() -> {
                 do {
