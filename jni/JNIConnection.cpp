@@ -154,8 +154,7 @@ void releaseConnection(FERRYJNIConnection *connection, JNIEnv *env,
             *listener = nullptr;
         }
     };
-    for (const auto *listener :
-         {connection->pubDiscoveryListener, connection->subDiscoveryListener}) {
+    for (auto *listener : {connection->pubDiscoveryListener, connection->subDiscoveryListener}) {
         if (listener != nullptr) {
             FERRYJNIStreamReaderListener_retire(listener, env);
         }

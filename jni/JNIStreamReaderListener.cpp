@@ -63,7 +63,7 @@ FERRYJNIStreamReaderListener *FERRYJNIStreamReaderListener_new(
     return listener;
 }
 
-void FERRYJNIStreamReaderListener_retire(const FERRYJNIStreamReaderListener *listener,
+void FERRYJNIStreamReaderListener_retire(FERRYJNIStreamReaderListener *listener,
                                          JNIEnv *env) noexcept
 {
     if (listener->javaListener == nullptr) {
@@ -76,7 +76,11 @@ void FERRYJNIStreamReaderListener_retire(const FERRYJNIStreamReaderListener *lis
     env->CallNonvirtualVoidMethodA(listener->javaListener,
                                    listener->global->streamReaderListenerImplClass,
                                    listener->global->streamReaderListenerImplInit, &noAddress);
-    ferryjni::clearPending(env);
+    if (env->ExceptionCheck() != JNI_FALSE) {
+        env->ExceptionClear();
+        // Java may signal for ever: the record stays behind for it, and leads nowhere.
+        __atomic_store_n(&listener->streamReader, nullptr, __ATOMIC_RELEASE);
+    }
 }
 
 void FERRYJNIStreamReaderListener_delete(FERRYJNIStreamReaderListener *listener,
@@ -88,7 +92,9 @@ void FERRYJNIStreamReaderListener_delete(FERRYJNIStreamReaderListener *listener,
         return;
     }
     FERRYJNICommon_deleteGlobalRef(env, &listener->javaListener);
-    ferryjni::freeStructure(listener);
+    if (listener->streamReader != nullptr) {
+        ferryjni::freeStructure(listener);
+    }
 }
 
 void JNICALL
@@ -97,17 +103,19 @@ Java_com_qel_ferrion_adapter_internal_StreamReaderListenerImpl_QEL_1FerrionStrea
 {
     const auto *listener = reinterpret_cast<const FERRYJNIStreamReaderListener *>(
         static_cast<intptr_t>(listenerAddress));
-    if (listener == nullptr) {
+    FERRYJNIStreamReader *reader =
+        listener != nullptr ? __atomic_load_n(&listener->streamReader, __ATOMIC_ACQUIRE) : nullptr;
+    if (reader == nullptr) {
         return;
     }
     // Null while the Java reader is still being made: it may signal before the host has it.
-    jobject bound = ferryjni::boundReader(listener->streamReader);
+    jobject bound = ferryjni::boundReader(reader);
     if (bound != nullptr && env->IsSameObject(bound, javaReader) == JNI_FALSE) {
         ferryjni::logFailure("FERRYJNIStreamReaderListener_on_data_available",
                              "error in stream reader");
         return;
     }
     if (listener->onDataAvailable != nullptr) {
-        listener->onDataAvailable(listener->streamReader, listener->listenerData);
+        listener->onDataAvailable(reader, listener->listenerData);
     }
 }

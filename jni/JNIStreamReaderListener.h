@@ -17,7 +17,8 @@ struct FERRYJNIStreamReaderListener {
     /// The host's listener, copied.
     void *listenerData;
     QEL_FerrionOnDataAvailableFn onDataAvailable;
-    /// Not owned; may still be incomplete when the first signal comes.
+    /// Not owned; may still be incomplete when the first signal comes. Null when it could not be
+    /// retired.
     FERRYJNIStreamReader *streamReader;
     /// Not owned.
     FERRYJNIGlobal *global;
@@ -32,7 +33,8 @@ FERRYJNIStreamReaderListener *FERRYJNIStreamReaderListener_new(
 
 /// Takes the record's address from the Java object, which an adapter may keep and signal for ever.
 /// Comes back when no signal is under way any more. To be called before what signals look at goes.
-void FERRYJNIStreamReaderListener_retire(const FERRYJNIStreamReaderListener *listener,
+/// Where Java refuses, the record is cut off from its reader and never freed.
+void FERRYJNIStreamReaderListener_retire(FERRYJNIStreamReaderListener *listener,
                                          JNIEnv *env) noexcept;
 
 /// Releases the Java object and frees the record; on a thread without a JNI environment nothing is

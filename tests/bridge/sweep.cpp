@@ -161,8 +161,7 @@ class Sweep {
 public:
     Sweep(const std::string &kind, const Lines &scenario,
           const std::function<std::function<void(const std::string &)>()> &begin)
-        : kind_(kind), scenario_(scenario), begin_(begin), usual_(play(0, false)),
-          failing_(usual_.texts)
+        : kind_(kind), scenario_(scenario), begin_(begin), usual_(play(0, false)), failing_(usual_)
     {
         const Lines calls = fault.calls;
         // Backwards, because a fault for good is told by what it changes in the commands after its
@@ -175,6 +174,7 @@ public:
             for (size_t n = end; n-- > usual_.begins[i];) {
                 tryCall(i, n, calls[n]);
             }
+            failing_ = end > usual_.begins[i] && kind_ != "env" ? next_ : failing_;
             for (const std::vector<Row> *rows : {&forGood_, &once_}) {
                 for (const Row &row : *rows) {
                     backwards.push_back(row.line());
@@ -218,8 +218,9 @@ private:
     {
         std::string text = difference(run.texts[command], usual_.texts[command], inShort);
         for (size_t i = command + 1; i < scenario_.size(); ++i) {
-            // Signals are there to meet whatever listeners there are.
-            if (!run.texts[i].empty() && scenario_[i][0] != '!') {
+            // Signals meet whatever listeners there are; late ones are to meet none.
+            const bool isTold = scenario_[i][0] != '!' || usual_.texts[i] == "\n" + scenario_[i];
+            if (!run.texts[i].empty() && isTold) {
                 const std::string more = difference(run.texts[i], usualLater[i], inShort);
                 text += more.empty() ? "" : "; " + scenario_[i].substr(2) + ":" + more;
             }
@@ -227,9 +228,9 @@ private:
         return text;
     }
 
-    /// Keeps an outcome with the others of the command.
-    void add(std::vector<Row> *rows, const std::string &outcome, int64_t number,
-             const std::string &name, const Run &run) const
+    /// Keeps an outcome with the others of the command; `usual` is the run without the fault.
+    static void add(std::vector<Row> *rows, const std::string &outcome, int64_t number,
+                    const std::string &name, const Run &run, const Run &usual)
     {
         auto row = std::find_if(rows->begin(), rows->end(),
                                 [&](const Row &each) { return each.outcome == outcome; });
@@ -237,13 +238,15 @@ private:
             row = rows->insert(row, {outcome, {}, {}, {}});
         }
         row->faults.insert(row->faults.begin(), {number, name});
-        row->references.insert(row->references.begin(), run.references - usual_.references);
-        row->blocks.insert(row->blocks.begin(), run.blocks - usual_.blocks);
+        row->references.insert(row->references.begin(), run.references - usual.references);
+        row->blocks.insert(row->blocks.begin(), run.blocks - usual.blocks);
     }
 
-    static bool leaveTheSame(const Run &a, const Run &b)
+    /// Whether `a` left as much more behind than `usualA` did as `b` more than `usualB`.
+    static bool leaveTheSame(const Run &a, const Run &usualA, const Run &b, const Run &usualB)
     {
-        return a.references == b.references && a.blocks == b.blocks;
+        return a.references - usualA.references == b.references - usualB.references &&
+               a.blocks - usualA.blocks == b.blocks - usualB.blocks;
     }
 
     /// Lets call `n` fail, which is one of a command.
@@ -253,11 +256,11 @@ private:
         const Run once = play(n + 1, false);
         EXPECT_EQ(fault.calls[n], call);
         const std::string outcome = told(once, command, usual_.texts, false);
-        const bool goesOn = outcome.empty() && leaveTheSame(once, usual_);
+        const bool goesOn = outcome.empty() && leaveTheSame(once, usual_, usual_, usual_);
         if (goesOn) {
             ++unnoticed_[call];
         } else {
-            add(&once_, outcome, number, call, once);
+            add(&once_, outcome, number, call, once, usual_);
         }
         if (kind_ == "env") {
             // A thread that has been detached for good says and leaves the same everywhere.
@@ -265,17 +268,15 @@ private:
         }
         const Run otherVm = play(n + 1, false, Fault::otherVm);
         EXPECT_EQ(told(otherVm, command, usual_.texts, false), outcome) << call;
-        EXPECT_TRUE(leaveTheSame(otherVm, once)) << call;
+        EXPECT_TRUE(leaveTheSame(otherVm, usual_, once, usual_)) << call;
         Run forGood = play(n + 1, true);
-        const std::string brief = told(forGood, command, failing_, true);
-        const bool asOnce =
-            brief == told(once, command, usual_.texts, true) && leaveTheSame(forGood, once);
-        const bool asNext = goesOn && brief == nextBrief_ && leaveTheSame(forGood, next_);
+        const std::string brief = told(forGood, command, failing_.texts, true);
+        const bool asOnce = brief == told(once, command, usual_.texts, true) &&
+                            leaveTheSame(forGood, failing_, once, usual_);
+        const bool asNext =
+            goesOn && brief == nextBrief_ && leaveTheSame(forGood, usual_, next_, usual_);
         if (!asOnce && !asNext) {
-            add(&forGood_, brief, number, "and all after", forGood);
-        }
-        if (n == usual_.begins[command]) {
-            failing_ = forGood.texts;
+            add(&forGood_, brief, number, "and all after", forGood, failing_);
         }
         nextBrief_ = brief;
         next_ = std::move(forGood);
@@ -285,8 +286,8 @@ private:
     const Lines &scenario_;
     const std::function<std::function<void(const std::string &)>()> &begin_;
     const Run usual_;
-    /// What comes of each command when all its calls fail, as far as known.
-    Lines failing_;
+    /// The life in which all calls of the later commands fail.
+    Run failing_;
     /// Of the present command.
     std::vector<Row> once_;
     std::vector<Row> forGood_;
