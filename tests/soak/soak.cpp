@@ -217,7 +217,7 @@ void plantLeak()
     } else if (leak == "blocks") {
         QELOsapiHeap_reallocateMemoryInternal(nullptr, 1, 0, "soak", 0, "char");
     } else if (leak == "resident") {
-        last = std::memset(std::malloc(100000), 1, 100000);
+        last = std::memset(std::malloc(1000000), 1, 1000000);
     } else if (leak == "threads") {
         std::thread([] { pause(); }).detach();
     }
