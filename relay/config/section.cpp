@@ -1,6 +1,7 @@
 #include "config/section.h"
 
 #include <algorithm>
+#include <set>
 
 #include "config/text.h"
 
@@ -9,6 +10,8 @@ namespace {
 
 /// Deeper nesting is a mistake (an alias that holds itself).
 constexpr int maxPropertyDepth = 16;
+/// More in one list are one, too: a few lines of aliases of aliases stand for billions.
+constexpr std::size_t maxProperties = 10000;
 
 const char *kindOf(const YAML::Node &node)
 {
@@ -40,10 +43,17 @@ public:
     void read(const YAML::Node &node, const std::string &path, const std::string &prefix, int depth)
     {
         if (depth > maxPropertyDepth) {
-            diagnostics_.add(placeOf(node), path + " is nested too deeply");
+            giveUp(node, path + " is nested too deeply");
             return;
         }
         for (const NamedNode &entry : readEntries(diagnostics_, node, path)) {
+            if (++seen_ > maxProperties) {
+                giveUp(node, path + ": there are more than " + std::to_string(maxProperties) +
+                                 " properties");
+            }
+            if (gaveUp_) {
+                return;
+            }
             const std::string name = prefix + entry.name;
             const std::string where = join(path, entry.name);
             if (entry.value.IsMap()) {
@@ -59,6 +69,15 @@ public:
     }
 
 private:
+    /// Told once: what else an alias leads to is more of the same.
+    void giveUp(const YAML::Node &node, const std::string &message)
+    {
+        if (!gaveUp_) {
+            diagnostics_.add(placeOf(node), message);
+        }
+        gaveUp_ = true;
+    }
+
     void add(const NamedNode &entry, const std::string &where, const std::string &name)
     {
         std::string value = entry.value.IsNull() ? "" : entry.value.Scalar();
@@ -72,9 +91,7 @@ private:
             diagnostics_.add(placeOf(entry.value), "the value of " + where + " " + refusal);
             return;
         }
-        const bool twice = std::any_of(result_.begin(), result_.end(),
-                                       [&](const auto &known) { return known.first == name; });
-        if (twice) {
+        if (!names_.insert(name).second) {
             diagnostics_.add(entry.place, "property \"" + name + "\" is given twice");
             return;
         }
@@ -84,6 +101,10 @@ private:
     Diagnostics &diagnostics_;
     const std::filesystem::path &directory_;
     Properties result_;
+    std::set<std::string> names_;
+    /// Good and bad ones.
+    std::size_t seen_ = 0;
+    bool gaveUp_ = false;
 };
 
 } // namespace
