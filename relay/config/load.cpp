@@ -2,6 +2,9 @@
 
 #include <fstream>
 #include <iterator>
+#include <sstream>
+
+#include <yaml-cpp/eventhandler.h>
 
 #include "config/loader.h"
 #include "config/text.h"
@@ -32,15 +35,84 @@ std::optional<std::string> readFile(const std::string &file, Diagnostics &diagno
     return text;
 }
 
+/// Where the root of each document begins.
+class Roots : public YAML::EventHandler {
+public:
+    const std::vector<YAML::Mark> &marks() const
+    {
+        return marks_;
+    }
+
+    void OnDocumentStart(const YAML::Mark & /*mark*/) override
+    {
+        atRoot_ = true;
+    }
+    void OnDocumentEnd() override {}
+    void OnNull(const YAML::Mark &mark, YAML::anchor_t /*anchor*/) override
+    {
+        note(mark);
+    }
+    void OnAlias(const YAML::Mark &mark, YAML::anchor_t /*anchor*/) override
+    {
+        note(mark);
+    }
+    void OnScalar(const YAML::Mark &mark, const std::string & /*tag*/, YAML::anchor_t /*anchor*/,
+                  const std::string & /*value*/) override
+    {
+        note(mark);
+    }
+    void OnSequenceStart(const YAML::Mark &mark, const std::string & /*tag*/,
+                         YAML::anchor_t /*anchor*/, YAML::EmitterStyle::value /*style*/) override
+    {
+        note(mark);
+    }
+    void OnSequenceEnd() override {}
+    void OnMapStart(const YAML::Mark &mark, const std::string & /*tag*/, YAML::anchor_t /*anchor*/,
+                    YAML::EmitterStyle::value /*style*/) override
+    {
+        note(mark);
+    }
+    void OnMapEnd() override {}
+
+private:
+    void note(const YAML::Mark &mark)
+    {
+        if (atRoot_) {
+            marks_.push_back(mark);
+        }
+        atRoot_ = false;
+    }
+
+    std::vector<YAML::Mark> marks_;
+    bool atRoot_ = false;
+};
+
+/// Whether the text is one document. Of a sign that begins nothing, such as a ',' by itself, the
+/// parser makes one empty document after the other, without end: LoadAll must not be used.
+bool checkDocuments(const std::string &text, Diagnostics &diagnostics)
+{
+    std::istringstream stream(text);
+    YAML::Parser parser(stream);
+    Roots roots;
+    const std::vector<YAML::Mark> &marks = roots.marks();
+    while (marks.size() < 3 && parser.HandleNextDocument(roots)) {
+    }
+    if (marks.size() < 2) {
+        return true;
+    }
+    const bool stuck = marks.back().pos == marks[marks.size() - 2].pos;
+    const YAML::Mark &mark = stuck ? marks.back() : marks[1];
+    diagnostics.add({mark.line + 1, mark.column + 1},
+                    stuck ? "not valid YAML: nothing can begin here"
+                          : "a second document: one file, one document");
+    return false;
+}
+
 std::optional<YAML::Node> parse(const std::string &text, Diagnostics &diagnostics)
 {
     try {
-        const std::vector<YAML::Node> documents = YAML::LoadAll(text);
-        if (documents.size() > 1) {
-            diagnostics.add(placeOf(documents[1]), "a second document: one file, one document");
-            return std::nullopt;
-        }
-        return documents.empty() ? YAML::Node() : documents[0];
+        return checkDocuments(text, diagnostics) ? std::make_optional(YAML::Load(text))
+                                                 : std::nullopt;
     } catch (const YAML::Exception &error) {
         const Place place =
             error.mark.is_null() ? Place{} : Place{error.mark.line + 1, error.mark.column + 1};

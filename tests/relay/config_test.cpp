@@ -174,6 +174,7 @@ TEST_F(ConfigTest, TellsWhatIsWrongWithAFileAsAWhole)
         {"routes: {r: \xC3}\n", "c.yaml:1:13: the file is not valid UTF-8 here\n"},
         {"a: [1,\n", "c.yaml:2:1: not valid YAML: end of sequence flow not found\n"},
         {"- a\n", "c.yaml:1:1: the file must be a mapping, not a list\n"},
+        {", x: 1\n", "c.yaml:1:1: not valid YAML: nothing can begin here\n"},
         {"{}\n---\n{}\n", "c.yaml:3:1: a second document: one file, one document\n"},
         {"", "c.yaml: the configuration file must specify at least one route or discovery\n"},
         {"types:\n  - file: p.idl\n    idl: x\n  - {fil: p.idl}\n",
