@@ -25,6 +25,13 @@ final class JsonReader {
     /** Sets a whole sample from one line. */
     static void readLine(JsonFactory factory, Value root, DynamicData data, byte[] bytes, int start,
             int length) throws BadRow {
+        // The library takes a text with NUL bytes in front for UTF-16 or UTF-32, and then reads on
+        // behind the line.
+        for (int i = 0; i < Math.min(length, 4); i++) {
+            if (bytes[start + i] == 0) {
+                throw new BadRow("not JSON: a NUL character (column " + (i + 1) + ")");
+            }
+        }
         try (JsonParser parser = factory.createParser(bytes, start, length)) {
             parser.nextToken();
             readAll(parser, root, data);
