@@ -111,7 +111,7 @@ final class RecordScanner {
             cells = 0;
             newlines = 0;
             int next = delimiter == NO_DELIMITER ? scanLine(last) : scanCells(last);
-            boolean tooLong = (next < 0 ? limit : end) - from > longest;
+            boolean tooLong = (next < 0 ? seenEnd(last) : end) - from > longest;
             if (next < 0 && !tooLong && !last) {
                 return false;
             }
@@ -125,6 +125,11 @@ final class RecordScanner {
             }
         }
         return false;
+    }
+
+    /** Where what is there of a record ends; a carriage return may yet belong to its line end. */
+    private int seenEnd(boolean last) {
+        return !last && buffer[limit - 1] == '\r' ? limit - 1 : limit;
     }
 
     private void skipByteOrderMark(boolean last) {
