@@ -77,6 +77,9 @@ TEST(Idl, RefusesByNameLineAndColumn)
         const char *what;
     } cases[] = {
         {"struct A {\n  long x\n};", "x.idl:3:1: syntax error at \"}\""},
+        {"struct A {\r  long x\r\r\n};", "x.idl:4:1: syntax error at \"}\""},
+        {"//\r#", "x.idl:2:1: there is no preprocessor: #include, #define, #pragma and other lines "
+                  "that start with '#' are not supported"},
         {"struct A { long x;", "x.idl:2:1: syntax error at the end of the line or text"},
         {"struct A {\n  Foo f; };", "x.idl:2:3: Scoped name 'Foo' cannot be resolved"},
         {"struct A { sequence<sequence<long>> s; Foo f; };",

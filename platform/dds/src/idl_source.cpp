@@ -51,6 +51,14 @@ bool isRefusedType(std::string_view word)
 
 } // namespace
 
+// A carriage return by itself ends lines and comments for the parser, so it has to do so here.
+IdlSource::IdlSource(const char *text, const char *name) : text_(text), name_(name)
+{
+    for (size_t i = 0; i < text_.size(); ++i) {
+        text_[i] = text_[i] == '\r' && text_[i + 1] != '\n' ? '\n' : text_[i];
+    }
+}
+
 void IdlSource::copy(char character)
 {
     prepared_ += character;
@@ -113,7 +121,7 @@ bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
 
 bool IdlSource::prepare(DDS_ErrorText *error)
 {
-    const char *at = text_;
+    const char *at = text_.c_str();
     while (*at != '\0') {
         const size_t quoted = quotedLength(at);
         std::for_each(at, at + quoted, [this](char character) { copy(character); });

@@ -12,8 +12,8 @@ namespace qddsc {
 
 class IdlSource {
 public:
-    // Both texts outlive the object.
-    IdlSource(const char *text, const char *name) : text_(text), name_(name) {}
+    // The name outlives the object.
+    IdlSource(const char *text, const char *name);
 
     // Makes the parser's text; false when there are preprocessor lines, which nobody would act on.
     bool prepare(DDS_ErrorText *error);
@@ -44,7 +44,7 @@ private:
     bool copyCode(const char *&at, DDS_ErrorText *error);
     std::string wordAt(uint32_t line, uint32_t column) const;
 
-    const char *text_;
+    std::string text_;
     const char *name_;
     std::string prepared_;
     std::vector<Blank> blanks_;
