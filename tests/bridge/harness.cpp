@@ -54,8 +54,13 @@ bool isOurs(const void *caller)
     };
     static const void *const bridge = baseOf(reinterpret_cast<void *>(&FERRYJNIGlobal_new));
     static const void *const test = baseOf(&doubled);
-    const void *from = baseOf(caller);
-    return from == bridge || from == test;
+    thread_local std::map<const void *, bool> known; // asking takes long
+    const auto [place, isNew] = known.try_emplace(caller);
+    if (isNew) {
+        const void *from = baseOf(caller);
+        place->second = from == bridge || from == test;
+    }
+    return place->second;
 }
 
 const std::set<std::string> lookups = {"FindClass",        "GetMethodID",

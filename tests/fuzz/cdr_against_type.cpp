@@ -1,20 +1,8 @@
 // Payloads from strangers: what is accepted can be read, and makes the trip again. The first byte
 // of the input picks a type, the rest is the payload.
-#include <cstdlib>
-
-#include "../platform/fixture.h"
-#include "../platform/model.h"
-#include "wire.h"
-
-extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv);
-extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
+#include "samples.h"
 
 namespace {
-
-using qddsdomain::Bytes;
-using qddsdomain::KeyHash;
-using qddsdomain::Representation;
-using qddsdomain::WireType;
 
 constexpr const char *KEYS_IDL = R"(
 enum Sky { CLEAR, CLOUDS, RAIN };
@@ -35,50 +23,6 @@ const WireType &typeAt(uint8_t choice)
     return *WireType::of(types[choice % std::size(types)], nullptr);
 }
 
-void require(bool holds)
-{
-    if (!holds) {
-        std::abort();
-    }
-}
-
-void checkKey(const WireType &wire, const Bytes &key)
-{
-    Bytes payload;
-    Bytes again;
-    for (const Representation representation : {Representation::xcdr1, Representation::xcdr2}) {
-        require(wire.encodeKey(key, representation, payload));
-        require(wire.decodeKey(payload.data(), payload.size(), again, nullptr) && again == key);
-        const KeyHash hash = wire.keyHash(key, representation);
-        require(!wire.hashIsKey(representation) ||
-                (wire.keyFromHash(hash, again, representation) && again == key));
-    }
-    Bytes sample;
-    require(wire.sampleOf(key, sample));
-    require(wire.keyOf(sample.data(), sample.size(), again) && again == key);
-}
-
-void checkSample(const WireType &wire, const Bytes &plain)
-{
-    Bytes payload;
-    Bytes again;
-    for (const Representation representation : {Representation::xcdr1, Representation::xcdr2}) {
-        require(wire.encode(plain.data(), plain.size(), representation, payload));
-        require(wire.decode(payload.data(), payload.size(), again, nullptr) && again == plain);
-    }
-    const Sample sample = makeSample(&wire.type());
-    require(DDS_DynamicData_set_cdr(sample.get(), plain.data(), plain.size(), nullptr) ==
-            DDS_RETCODE_OK);
-    require(bytesOf(sample) == plain);
-    model::Value value;
-    value.type = &wire.type();
-    require(model::read(sample.get(), value));
-    if (wire.keyType() != nullptr) {
-        require(wire.keyOf(plain.data(), plain.size(), again));
-        checkKey(wire, again);
-    }
-}
-
 } // namespace
 
 int LLVMFuzzerInitialize(int *, char ***)
@@ -96,8 +40,8 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     DDS_ErrorText error{};
     Bytes plain;
     const bool good = wire.decode(data + 1, size - 1, plain, &error);
-    require(good == (error.text[0] == '\0'));
-    require(plain.capacity() <= 160 * size + 4096);
+    REQUIRE(good == (error.text[0] == '\0'));
+    REQUIRE(plain.capacity() <= 160 * size + 4096);
     if (good) {
         checkSample(wire, plain);
     }

@@ -1,0 +1,44 @@
+// IDL texts: refused with a place, or made into types that can be written as IDL again and used.
+#include "samples.h"
+
+namespace {
+
+void checkType(const DDS_TypeCode *type)
+{
+    char *idl = DDS_TypeCode_to_idl(type);
+    REQUIRE(typeFromIdl(idl, DDS_TypeCode_get_name(type)) == type);
+    DDS_String_free(idl);
+    if (DDS_TypeCode_get_kind(DDS_TypeCode_resolve(type)) == DDS_TK_STRUCT) {
+        // One of more than 16 KiB says nothing that a smaller one does not.
+        const Sample sample = makeSample(type, 1 << 14);
+        const WireType *wire = WireType::of(DDS_TypeCode_resolve(type), nullptr);
+        REQUIRE(wire != nullptr);
+        if (sample != nullptr) {
+            REQUIRE(bytesOf(sample) == model::encode(model::makeDefault(type)));
+            checkSample(*wire, bytesOf(sample));
+        }
+    }
+}
+
+} // namespace
+
+int LLVMFuzzerInitialize(int *, char ***)
+{
+    testing::GTEST_FLAG(break_on_failure) = true;
+    return 0;
+}
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const std::string text = std::string(data, data + size).c_str(); // up to a NUL
+    const Library library(DDS_TypeLibrary_new());
+    DDS_ErrorText error{};
+    const bool good = DDS_TypeLibrary_add_idl_text(library.get(), text.c_str(), "x", &error) == 1;
+    const uint32_t count = DDS_TypeLibrary_get_count(library.get());
+    REQUIRE(good == (error.text[0] == '\0') && (good || count == 0));
+    REQUIRE(good || (std::string(error.text, 2) == "x:" && isPlaceIn(text, error.text + 2)));
+    for (uint32_t i = 0; i < count; ++i) {
+        checkType(DDS_TypeLibrary_get_at(library.get(), i));
+    }
+    return 0;
+}

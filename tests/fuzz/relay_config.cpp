@@ -1,0 +1,61 @@
+// Configuration files of the relay: told what is wrong, each with a place, or made into settings
+// that the relay can rely on.
+#include <fstream>
+
+#include "config/load.h"
+#include "config/text.h"
+#include "target.h"
+
+namespace {
+
+std::filesystem::path folder;
+
+// What a route refers to is there, and Java can take its properties.
+void checkRoute(const ferry::Configuration &all, const ferry::RouteSettings &route)
+{
+    std::vector<ferry::StreamSettings> streams = route.outputs;
+    streams.push_back(route.input);
+    for (const ferry::StreamSettings &stream : streams) {
+        const ferry::ConnectionSettings &connection = all.connections.at(stream.connection);
+        REQUIRE(connection.adapter < all.adapters.size() && route.session < all.sessions.size());
+        for (const auto &[name, value] : stream.properties) {
+            REQUIRE(ferry::refusalForJava(name + " " + value).empty());
+        }
+    }
+}
+
+} // namespace
+
+int LLVMFuzzerInitialize(int *, char ***)
+{
+    std::string pattern = (std::filesystem::temp_directory_path() / "ferry_fuzz_XXXXXX").string();
+    folder = mkdtemp(pattern.data());
+    std::ofstream(folder / "p.idl") << "module m { struct P { long x; }; };\n";
+    std::atexit([] { std::filesystem::remove_all(folder); });
+    return 0;
+}
+
+int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    const std::string text(data, data + size);
+    const std::string file = folder / "c.yaml";
+    std::ofstream(file, std::ios::binary) << text;
+    ferry::Diagnostics diagnostics(file);
+    const auto settings = ferry::loadConfiguration(file, diagnostics);
+    REQUIRE(settings.has_value() == diagnostics.empty());
+    for (const std::string &line : diagnostics.lines()) {
+        // Of the file as a whole, of a place in it, or of an IDL file.
+        const bool ofIt = line.rfind(file + ":", 0) == 0;
+        const char *rest = line.c_str() + (ofIt ? file.size() + 1 : 0);
+        REQUIRE(ofIt ? *rest == ' ' || isPlaceIn(text, rest) : line.find(": ") < line.size() - 2);
+    }
+    for (size_t i = 0; settings && i < settings->routes.size(); ++i) {
+        const DDS_TypeCode *type = DDS_TypeCode_resolve(settings->routes[i].type);
+        REQUIRE(DDS_TypeCode_get_kind(type) == DDS_TK_STRUCT);
+        checkRoute(*settings, settings->routes[i]);
+    }
+    for (size_t i = 0; settings && i < settings->discovery.size(); ++i) {
+        checkRoute(*settings, settings->discovery[i].route);
+    }
+    return 0;
+}
