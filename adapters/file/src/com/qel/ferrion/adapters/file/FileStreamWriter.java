@@ -6,12 +6,10 @@ import com.qel.dds.subscription.SampleInfo;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.io.IOException;
+import java.io.RandomAccessFile;
 import java.io.UncheckedIOException;
 import java.lang.System.Logger.Level;
-import java.nio.ByteBuffer;
-import java.nio.channels.FileChannel;
 import java.nio.file.Path;
-import java.nio.file.StandardOpenOption;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Locale;
@@ -129,10 +127,9 @@ final class FileStreamWriter implements StreamWriter {
     }
 
     private static boolean endsLine(Path file) throws IOException {
-        try (FileChannel channel = FileChannel.open(file, StandardOpenOption.READ)) {
-            ByteBuffer last = ByteBuffer.allocate(1);
-            channel.read(last, channel.size() - 1);
-            return last.get(0) == '\n';
+        try (RandomAccessFile opened = new RandomAccessFile(file.toFile(), "r")) {
+            opened.seek(opened.length() - 1);
+            return opened.read() == '\n';
         }
     }
 
@@ -144,7 +141,7 @@ final class FileStreamWriter implements StreamWriter {
         boolean ends = endsLine(file);
         boolean first = true;
         boolean last = false;
-        try (FileChannel channel = FileChannel.open(file, StandardOpenOption.READ)) {
+        try (RandomAccessFile opened = new RandomAccessFile(file.toFile(), "r")) {
             while (first || !ends) {
                 if (scanner.next(last)) {
                     if (first && !Arrays.equals(scanner.raw(), expected)) {
@@ -158,7 +155,7 @@ final class FileStreamWriter implements StreamWriter {
                 } else if (last) {
                     break;
                 } else {
-                    last = scanner.fill(channel) <= 0;
+                    last = scanner.fill(opened) <= 0;
                 }
             }
         }

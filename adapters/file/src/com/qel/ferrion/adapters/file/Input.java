@@ -1,13 +1,13 @@
 package com.qel.ferrion.adapters.file;
 
 import java.io.Closeable;
+import java.io.FileNotFoundException;
 import java.io.IOException;
+import java.io.RandomAccessFile;
 import java.lang.System.Logger.Level;
-import java.nio.channels.FileChannel;
 import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
-import java.nio.file.StandardOpenOption;
 import java.nio.file.attribute.BasicFileAttributes;
 
 /**
@@ -29,7 +29,8 @@ final class Input implements Closeable {
     private boolean ending;
     private boolean fresh = true;
     private long replacedAt;
-    private volatile FileChannel channel;
+    /** No channel: those close when somebody interrupts the host's thread. */
+    private volatile RandomAccessFile file;
     private volatile Object key;
     private volatile long consumed;
     private volatile boolean waiting;
@@ -54,15 +55,20 @@ final class Input implements Closeable {
             if (Files.isDirectory(path)) {
                 throw new IOException("is a directory");
             }
-            FileChannel opened = FileChannel.open(path, StandardOpenOption.READ);
+            RandomAccessFile opened = new RandomAccessFile(path.toFile(), "r");
             // Replaced in between: which file was opened is not known, so look again.
             if (!keyOf(path).equals(before)) {
                 opened.close();
                 return open();
             }
             key = before;
-            channel = opened;
+            file = opened;
         } catch (NoSuchFileException missing) {
+            return false;
+        } catch (FileNotFoundException unopened) {
+            if (Files.exists(path)) {
+                throw unopened;
+            }
             return false;
         }
         scanner.reset();
@@ -97,7 +103,7 @@ final class Input implements Closeable {
             if (scanner.next(ending)) {
                 return true;
             }
-            FileChannel from = channel;
+            RandomAccessFile from = file;
             if (from == null) {
                 if (!follow || !open()) {
                     waiting = follow;
@@ -118,7 +124,7 @@ final class Input implements Closeable {
     }
 
     /** At the end of what is there. @return whether looking on is worth while */
-    private boolean turnAtEnd(FileChannel from) throws IOException {
+    private boolean turnAtEnd(RandomAccessFile from) throws IOException {
         if (!follow || ending) {
             if (!ending) {
                 ending = true;
@@ -127,9 +133,9 @@ final class Input implements Closeable {
             close();
             return follow;
         }
-        if (from.size() < consumed) {
+        if (from.length() < consumed) {
             LOG.log(Level.WARNING, "{0}: was cut back to {1} bytes after {2} had been read; "
-                    + "reading it again from its start", path, Long.toString(from.size()),
+                    + "reading it again from its start", path, Long.toString(from.length()),
                     Long.toString(consumed));
             close();
             return true;
@@ -164,11 +170,11 @@ final class Input implements Closeable {
             return false;
         }
         try {
-            FileChannel open = channel;
+            RandomAccessFile open = file;
             if (open == null) {
                 return Files.exists(path);
             }
-            return open.size() != consumed || !keyOf(path).equals(key);
+            return open.length() != consumed || !keyOf(path).equals(key);
         } catch (IOException closedOrMissing) {
             return false;
         }
@@ -176,8 +182,8 @@ final class Input implements Closeable {
 
     @Override
     public void close() throws IOException {
-        FileChannel open = channel;
-        channel = null;
+        RandomAccessFile open = file;
+        file = null;
         if (open != null) {
             open.close();
         }

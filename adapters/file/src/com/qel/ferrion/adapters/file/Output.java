@@ -3,18 +3,14 @@ package com.qel.ferrion.adapters.file;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.io.Closeable;
 import java.io.IOException;
+import java.io.RandomAccessFile;
 import java.nio.ByteBuffer;
-import java.nio.channels.FileChannel;
 import java.nio.file.FileAlreadyExistsException;
 import java.nio.file.Files;
-import java.nio.file.OpenOption;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
-import java.nio.file.StandardOpenOption;
 import java.util.ArrayDeque;
 import java.util.Deque;
-import java.util.HashSet;
-import java.util.Set;
 
 /**
  * A file that batches of records are appended to, each as a whole or not at all.
@@ -36,7 +32,8 @@ final class Output implements Closeable {
     private final AppendCheck check;
     private volatile long rotateBytes;
 
-    private FileChannel channel;
+    /** No channel: those close for good when somebody interrupts the host's thread. */
+    private RandomAccessFile file;
     private long size;
     /** What the first batch must put before its records. */
     private byte[] lead = NOTHING;
@@ -78,7 +75,7 @@ final class Output implements Closeable {
             if (cutTo >= 0) {
                 takeBack(cutTo);
             }
-            if (channel == null) {
+            if (file == null) {
                 open();
             }
             begin = size;
@@ -94,7 +91,7 @@ final class Output implements Closeable {
             }
             put(records.slice(from, ends[count - 1]));
             if (sync) {
-                channel.force(false);
+                file.getFD().sync();
             }
             rotated.clear();
             lead = NOTHING;
@@ -135,18 +132,19 @@ final class Output implements Closeable {
         if (mode == Mode.APPEND && Files.exists(path) && Files.size(path) > 0) {
             lead = check.check(path);
         }
-        Set<OpenOption> how = new HashSet<>(Set.of(StandardOpenOption.WRITE));
-        how.add(mode == Mode.CREATE ? StandardOpenOption.CREATE_NEW : StandardOpenOption.CREATE);
-        if (mode == Mode.OVERWRITE) {
-            how.add(StandardOpenOption.TRUNCATE_EXISTING);
-        }
         try {
-            channel = FileChannel.open(path, how);
+            if (mode == Mode.CREATE) {
+                Files.createFile(path);
+            }
         } catch (FileAlreadyExistsException exists) {
             throw new AdapterException(path + ": exists, and mode is 'create'; nothing is "
                     + "overwritten", exists);
         }
-        size = channel.size();
+        file = new RandomAccessFile(path.toFile(), "rw");
+        if (mode == Mode.OVERWRITE) {
+            file.setLength(0);
+        }
+        size = file.length();
     }
 
     private void put(ByteBuffer bytes) throws IOException {
@@ -157,21 +155,22 @@ final class Output implements Closeable {
     }
 
     private void putAll(ByteBuffer bytes) throws IOException {
-        while (bytes.hasRemaining()) {
-            size += channel.write(bytes, size);
-        }
+        file.seek(size);
+        file.write(bytes.array(), bytes.position(), bytes.remaining());
+        size += bytes.remaining();
     }
 
     /** Moves the full file to the first free number behind the highest, and begins another. */
     private void rotate() throws IOException {
         if (sync) {
-            channel.force(false);
+            file.getFD().sync();
         }
         Path target = path.resolveSibling(path.getFileName() + "." + (highestNumber() + 1));
         Files.move(path, target);
         rotated.push(target);
-        channel.close();
-        channel = FileChannel.open(path, StandardOpenOption.CREATE_NEW, StandardOpenOption.WRITE);
+        file.close();
+        Files.createFile(path);
+        file = new RandomAccessFile(path.toFile(), "rw");
         size = 0;
     }
 
@@ -193,30 +192,32 @@ final class Output implements Closeable {
     private void takeBack(long begin) throws IOException {
         cutTo = begin;
         while (!rotated.isEmpty()) {
-            if (channel != null) {
-                channel.close();
+            if (file != null) {
+                file.close();
             }
             // What stands under the name was begun by this batch and holds nothing else.
             Files.move(rotated.peek(), path, StandardCopyOption.REPLACE_EXISTING);
             rotated.pop();
-            channel = FileChannel.open(path, StandardOpenOption.WRITE);
+            file = new RandomAccessFile(path.toFile(), "rw");
         }
         size = begin;
-        channel.truncate(begin);
+        if (file.length() > begin) {
+            file.setLength(begin);
+        }
         cutTo = -1;
     }
 
     /** Closes the file. Every batch that was written is complete in it. */
     @Override
     public void close() throws IOException {
-        if (channel != null) {
+        if (file != null) {
             try {
                 if (cutTo >= 0) {
                     takeBack(cutTo);
                 }
             } finally {
-                channel.close();
-                channel = null;
+                file.close();
+                file = null;
             }
         }
     }

@@ -1,9 +1,9 @@
 package com.qel.ferrion.adapters.file;
 
 import java.io.IOException;
+import java.io.RandomAccessFile;
 import java.nio.ByteBuffer;
 import java.nio.CharBuffer;
-import java.nio.channels.ReadableByteChannel;
 import java.nio.charset.CharsetDecoder;
 import java.nio.charset.CodingErrorAction;
 import java.nio.charset.StandardCharsets;
@@ -74,7 +74,7 @@ final class RecordScanner {
      *
      * @return bytes read; 0 or less at the end of what the file holds now
      */
-    int fill(ReadableByteChannel channel) throws IOException {
+    int fill(RandomAccessFile file) throws IOException {
         if (from > 0) {
             System.arraycopy(buffer, from, buffer, 0, limit - from);
             limit -= from;
@@ -83,7 +83,7 @@ final class RecordScanner {
         if (limit == buffer.length) {
             buffer = Arrays.copyOf(buffer, 2 * buffer.length);
         }
-        int count = channel.read(ByteBuffer.wrap(buffer, limit, buffer.length - limit));
+        int count = file.read(buffer, limit, buffer.length - limit);
         limit += Math.max(count, 0);
         return count;
     }
