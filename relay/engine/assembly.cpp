@@ -104,12 +104,27 @@ void Assembly::setWhere(const std::string &what)
     where_ = what;
 }
 
+bool Assembly::giveUp()
+{
+    if (!call_->guard.giveUp()) {
+        return false;
+    }
+    for (const auto &adapter : adapters_) {
+        adapter->occupied = adapter->occupied || adapter.get() == call_->guard.owner();
+    }
+    leftSomething_ = true;
+    // What the thread still uses is never freed.
+    static_cast<void>(call_.release());
+    call_ = std::make_unique<Call>();
+    return true;
+}
+
 void Assembly::problem(const std::string &what, const std::string &adapter,
                        const std::string &operation)
 {
     ++problems_;
-    logAdapterFailure("FERRYRelay_build", adapter, operation, environment_);
-    reporter_.bad(what, operation + ": " + environment_.text());
+    logAdapterFailure("FERRYRelay_build", adapter, operation, environment());
+    reporter_.bad(what, operation + ": " + environment().text());
 }
 
 void Assembly::build(const std::function<bool()> &stop)
@@ -146,16 +161,16 @@ void Assembly::openAdapter(Adapter &adapter)
     const AdapterSettings &settings = *adapter.settings;
     const PropertyList properties(settings.properties);
     QEL_FerrionAdapterPlugin *plugin =
-        call("create of adapter " + settings.name, [&](QEL_FerrionEnvironment *) {
-            return host_.open(settings, properties.get(), environment_);
+        call("create of adapter " + settings.name, adapter, [&](QEL_FerrionEnvironment *) {
+            return host_.open(settings, properties.get(), environment());
         });
-    if (!environment_.failed()) {
+    if (!environment().failed()) {
         const std::string reason = refusal(plugin);
         if (!reason.empty()) {
-            environment_.fail(reason);
+            environment().fail(reason);
         }
     }
-    if (environment_.failed()) {
+    if (environment().failed()) {
         problem("adapter " + settings.name, settings.name, "create");
         return;
     }
@@ -199,15 +214,16 @@ void Assembly::openConnection(Connection &connection)
         2 * static_cast<std::size_t>(&settings - configuration_.connections.data());
     const QEL_FerrionStreamReaderListener inputs{announcers_[first].get(), onAnnouncement};
     const QEL_FerrionStreamReaderListener outputs{announcers_[first + 1].get(), onAnnouncement};
-    connection.handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
-        return connection.operations().create_connection(
-            connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
-            &outputs, &inputs, nullptr, nullptr, properties.get(), raw);
-    });
-    if (connection.handle == nullptr && !environment_.failed()) {
-        environment_.fail("no connection");
+    connection.handle =
+        call("create of " + what, *connection.adapter, [&](QEL_FerrionEnvironment *raw) {
+            return connection.operations().create_connection(
+                connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
+                &outputs, &inputs, nullptr, nullptr, properties.get(), raw);
+        });
+    if (connection.handle == nullptr && !environment().failed()) {
+        environment().fail("no connection");
     }
-    if (environment_.failed()) {
+    if (environment().failed()) {
         connection.broken = true;
         problem(what, connection.adapter->settings->name, "create " + what);
         return;
@@ -235,13 +251,14 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
     const SessionSettings &settings = configuration_.sessions[session];
     const std::string what = "session " + settings.name + " of connection " + owner->settings->name;
     const PropertyList properties(settings.properties);
-    QEL_FerrionSession *handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
-        return owner->operations().create_session(owner->handle, properties.get(), raw);
-    });
-    if (handle == nullptr && !environment_.failed()) {
-        environment_.fail("no session");
+    QEL_FerrionSession *handle =
+        call("create of " + what, *owner->adapter, [&](QEL_FerrionEnvironment *raw) {
+            return owner->operations().create_session(owner->handle, properties.get(), raw);
+        });
+    if (handle == nullptr && !environment().failed()) {
+        environment().fail("no session");
     }
-    if (environment_.failed()) {
+    if (environment().failed()) {
         problem(what, owner->adapter->settings->name, "create " + what);
         logError("FERRYRelay_build", FERRY_LOG_SESSION_START_FAILURE_s, settings.name.c_str());
     } else {
@@ -297,13 +314,14 @@ Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &set
     const std::string what = kind + " of " + end.label;
     const StreamDescription stream(route.settings(), settings);
     const PropertyList properties(settings.properties);
-    Handle *handle = call("create of " + what, [&](QEL_FerrionEnvironment *raw) {
-        return create(*owner, stream.get(), properties.get(), raw);
-    });
-    if (handle == nullptr && !environment_.failed()) {
-        environment_.fail("no stream " + kind);
+    Handle *handle =
+        call("create of " + what, *owner->connection->adapter, [&](QEL_FerrionEnvironment *raw) {
+            return create(*owner, stream.get(), properties.get(), raw);
+        });
+    if (handle == nullptr && !environment().failed()) {
+        environment().fail("no stream " + kind);
     }
-    if (environment_.failed()) {
+    if (environment().failed()) {
         problem("route " + route.name(), *end.adapter, "create " + what);
         return nullptr;
     }
@@ -319,7 +337,7 @@ bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &se
             QEL_FerrionEnvironment *raw) -> QEL_FerrionStreamWriter * {
             const QEL_FerrionAdapterOperations &table = *output.operations;
             if (table.create_stream_writer == nullptr || table.write == nullptr) {
-                environment_.fail("the adapter has no stream writers");
+                environment().fail("the adapter has no stream writers");
                 return nullptr;
             }
             return table.create_stream_writer(owner.connection->handle, owner.handle, info,
@@ -340,7 +358,7 @@ bool Assembly::openReader(Route &route)
             const QEL_FerrionAdapterOperations &table = *input.operations;
             if (table.create_stream_reader == nullptr || table.read == nullptr ||
                 table.return_loan == nullptr) {
-                environment_.fail("the adapter has no stream readers");
+                environment().fail("the adapter has no stream readers");
                 return nullptr;
             }
             return table.create_stream_reader(owner.connection->handle, owner.handle, info,

@@ -89,12 +89,22 @@ public:
     }
     /// What the control thread is doing now, or "". Any thread.
     std::string where() const;
+    /// Where the control thread is. The supervisor's thread, or one that only looks.
+    const CallGuard &guard() const
+    {
+        return call_->guard;
+    }
+    /// Gives up a control thread that is inside a call: it never comes out again, and another one
+    /// may close everything that is not of the same adapter. False when it is not inside.
+    bool giveUp();
 
 private:
     struct Adapter {
         const AdapterSettings *settings = nullptr;
         QEL_FerrionAdapterPlugin *plugin = nullptr;
         bool busy = false;
+        /// A control thread that was given up is inside: nothing of it may be touched.
+        bool occupied = false;
     };
     struct Connection {
         const ConnectionSettings *settings = nullptr;
@@ -116,15 +126,24 @@ private:
         bool busy = false;
     };
 
+    /// What belongs to one control thread.
+    struct Call {
+        CallEnvironment environment;
+        CallGuard guard;
+    };
+
     /// For as long as a call takes: its description.
     class Stay {
     public:
-        Stay(Assembly &assembly, const std::string &what) : assembly_(assembly)
+        Stay(Assembly &assembly, const std::string &what, const Adapter &adapter)
+            : assembly_(assembly), call_(*assembly.call_)
         {
             assembly_.setWhere(what);
+            call_.guard.enter("call", nullptr, &adapter);
         }
         ~Stay()
         {
+            call_.guard.leave();
             assembly_.setWhere("");
         }
         Stay(const Stay &) = delete;
@@ -132,6 +151,7 @@ private:
 
     private:
         Assembly &assembly_;
+        Call &call_;
     };
 
     void setWhere(const std::string &what);
@@ -160,10 +180,18 @@ private:
     void problem(const std::string &what, const std::string &adapter, const std::string &operation);
 
     /// Runs one slot call with a fresh environment, while `where` tells what is going on.
-    template<class Body> auto call(const std::string &what, Body &&body)
+    template<class Body> auto call(const std::string &what, const Adapter &adapter, Body &&body)
     {
-        const Stay stay(*this, what);
-        return body(environment_.fresh());
+        const Stay stay(*this, what, adapter);
+        return body(environment().fresh());
+    }
+    CallEnvironment &environment()
+    {
+        return call_->environment;
+    }
+    Adapter &adapterOf(const StreamSettings &end)
+    {
+        return *connections_[end.connection]->adapter;
     }
 
     const Configuration &configuration_;
@@ -175,7 +203,7 @@ private:
     std::vector<std::unique_ptr<Adapter>> adapters_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<std::unique_ptr<PluginSession>> pluginSessions_;
-    CallEnvironment environment_;
+    std::unique_ptr<Call> call_ = std::make_unique<Call>();
     mutable std::mutex whereMutex_;
     std::string where_;
     std::atomic<std::size_t> problems_{0};

@@ -8,9 +8,9 @@ namespace ferry {
 
 void Assembly::closed(const std::string &adapter, const std::string &what)
 {
-    if (environment_.failed()) {
+    if (environment().failed()) {
         ++problems_;
-        logAdapterFailure("FERRYRelay_tearDown", adapter, "delete " + what, environment_);
+        logAdapterFailure("FERRYRelay_tearDown", adapter, "delete " + what, environment());
     }
 }
 
@@ -79,12 +79,12 @@ void Assembly::close(Route &route)
 void Assembly::closeReader(Route &route)
 {
     Input &input = route.input();
-    if (input.reader == nullptr || isBusy(input.reader)) {
+    if (input.reader == nullptr || isBusy(input.reader) || adapterOf(*input.settings).occupied) {
         return;
     }
     if (const auto slot = input.operations->delete_stream_reader) {
         const std::string what = "reader of " + input.label;
-        call("delete of " + what, [&](QEL_FerrionEnvironment *raw) {
+        call("delete of " + what, adapterOf(*input.settings), [&](QEL_FerrionEnvironment *raw) {
             slot(connections_[input.settings->connection]->handle, input.reader, raw);
         });
         closed(*input.adapter, what);
@@ -95,14 +95,16 @@ void Assembly::closeReader(Route &route)
 void Assembly::closeWriters(Route &route)
 {
     for (const auto &output : route.outputs()) {
-        if (output->writer == nullptr || isBusy(output->writer)) {
+        if (output->writer == nullptr || isBusy(output->writer) ||
+            adapterOf(*output->settings).occupied) {
             continue;
         }
         if (const auto slot = output->operations->delete_stream_writer) {
             const std::string what = "writer of " + output->label;
-            call("delete of " + what, [&](QEL_FerrionEnvironment *raw) {
-                slot(connections_[output->settings->connection]->handle, output->writer, raw);
-            });
+            call("delete of " + what, adapterOf(*output->settings),
+                 [&](QEL_FerrionEnvironment *raw) {
+                     slot(connections_[output->settings->connection]->handle, output->writer, raw);
+                 });
             closed(*output->adapter, what);
         }
         output->writer = nullptr;
@@ -113,13 +115,13 @@ void Assembly::closeSessions()
 {
     for (auto each = pluginSessions_.rbegin(); each != pluginSessions_.rend(); ++each) {
         PluginSession *const session = each->get();
-        if (session->handle == nullptr || session->busy) {
+        const Connection &owner = *session->connection;
+        if (session->handle == nullptr || session->busy || owner.adapter->occupied) {
             continue;
         }
-        const Connection &owner = *session->connection;
         const std::string what = "session " + configuration_.sessions[session->session].name +
                                  " of connection " + owner.settings->name;
-        call("delete of " + what, [&](QEL_FerrionEnvironment *raw) {
+        call("delete of " + what, *owner.adapter, [&](QEL_FerrionEnvironment *raw) {
             owner.operations().delete_session(owner.handle, session->handle, raw);
         });
         closed(owner.adapter->settings->name, what);
@@ -131,11 +133,11 @@ void Assembly::closeConnections()
 {
     for (auto each = connections_.rbegin(); each != connections_.rend(); ++each) {
         Connection *const connection = each->get();
-        if (connection->handle == nullptr || connection->busy) {
+        if (connection->handle == nullptr || connection->busy || connection->adapter->occupied) {
             continue;
         }
         const std::string what = "connection " + connection->settings->name;
-        call("delete of " + what, [&](QEL_FerrionEnvironment *raw) {
+        call("delete of " + what, *connection->adapter, [&](QEL_FerrionEnvironment *raw) {
             connection->operations().delete_connection(connection->adapter->plugin,
                                                        connection->handle, raw);
         });
@@ -148,11 +150,11 @@ void Assembly::closeAdapters()
 {
     for (auto each = adapters_.rbegin(); each != adapters_.rend(); ++each) {
         Adapter *const adapter = each->get();
-        if (adapter->plugin == nullptr || adapter->busy) {
+        if (adapter->plugin == nullptr || adapter->busy || adapter->occupied) {
             continue;
         }
         const std::string what = "adapter " + adapter->settings->name;
-        call("delete of " + what, [&](QEL_FerrionEnvironment *raw) {
+        call("delete of " + what, *adapter, [&](QEL_FerrionEnvironment *raw) {
             adapter->plugin->operations.delete_adapter(adapter->plugin, raw);
         });
         closed(adapter->settings->name, what);

@@ -7,11 +7,11 @@ namespace ferry {
 /// Whether the last call failed, which is told once in a while.
 bool Assembly::announcerFailed(Announcer &announcer)
 {
-    if (!environment_.failed()) {
+    if (!environment().failed()) {
         return false;
     }
     ++problems_;
-    if (announcer.filter.admit(environment_.text(), Clock::now())) {
+    if (announcer.filter.admit(environment().text(), Clock::now())) {
         std::string what = "discovery of " + announcer.label;
         const std::uint64_t more = announcer.filter.takeSuppressed();
         if (more > 0) {
@@ -19,8 +19,8 @@ bool Assembly::announcerFailed(Announcer &announcer)
         }
         logAdapterFailure("FERRYRelay_discover",
                           connections_[announcer.connection]->adapter->settings->name, what,
-                          environment_);
-        reporter_.bad(announcer.label, environment_.text());
+                          environment());
+        reporter_.bad(announcer.label, environment().text());
     }
     return true;
 }
@@ -45,7 +45,7 @@ bool Assembly::openAnnouncer(Announcer &announcer)
         return false;
     }
     QEL_FerrionStreamReader *const reader =
-        call("discovery of " + announcer.label,
+        call("discovery of " + announcer.label, *connection.adapter,
              [&](QEL_FerrionEnvironment *raw) { return get(connection.handle, raw); });
     announcer.reader = announcerFailed(announcer) ? nullptr : reader;
     return announcer.reader != nullptr;
@@ -54,14 +54,14 @@ bool Assembly::openAnnouncer(Announcer &announcer)
 bool Assembly::read(Announcer &announcer,
                     const std::function<void(const QEL_FerrionStreamInfo &)> &body)
 {
-    const QEL_FerrionAdapterOperations &operations =
-        connections_[announcer.connection]->operations();
+    const Connection &connection = *connections_[announcer.connection];
+    const QEL_FerrionAdapterOperations &operations = connection.operations();
     const std::string what = "discovery of " + announcer.label;
     void **samples = nullptr;
     DDS_SampleInfo **infos = nullptr;
     std::int32_t count = 0;
     announcer.signalled.store(false);
-    call(what, [&](QEL_FerrionEnvironment *raw) {
+    call(what, *connection.adapter, [&](QEL_FerrionEnvironment *raw) {
         operations.read(announcer.reader, &samples, &infos, &count, raw);
     });
     bool failed = announcerFailed(announcer);
@@ -71,7 +71,7 @@ bool Assembly::read(Announcer &announcer,
             body(*info);
         }
     }
-    call(what, [&](QEL_FerrionEnvironment *raw) {
+    call(what, *connection.adapter, [&](QEL_FerrionEnvironment *raw) {
         operations.return_loan(announcer.reader, samples, infos, count, raw);
     });
     failed = announcerFailed(announcer) || failed;

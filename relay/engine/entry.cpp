@@ -43,19 +43,26 @@ private:
 };
 
 /// Set while nobody but the relay itself may end the process.
-std::atomic<bool> g_running{false};
+std::atomic<Supervisor *> g_running{nullptr};
 
 /// A VM that rejects its memory options, or an adapter that calls System.exit, ends the process
-/// from within: that must neither look like success nor pass in silence.
+/// from within: that must neither look like success nor pass in silence. The VM ends the process on
+/// a thread of its own, so all that can be said of the culprit is which calls were under way.
 void onExit()
 {
-    if (g_running.load()) {
-        static const char text[] = "ferry: the process was ended from within the Java VM (options "
-                                   "that it refuses, or an adapter that calls System.exit)\n";
-        const ssize_t ignored = write(STDERR_FILENO, text, sizeof text - 1);
-        static_cast<void>(ignored);
-        _exit(exitErrors);
+    Supervisor *const supervisor = g_running.exchange(nullptr);
+    if (supervisor == nullptr) {
+        return;
     }
+    std::string text = "the process was ended from within the Java VM: an adapter called "
+                       "System.exit or Runtime.halt, or the VM refused its options; ";
+    const std::vector<std::string> calls = supervisor->relay().callsUnderWay();
+    text += calls.empty() ? "no call of an adapter was under way" : "under way were";
+    for (const std::string &call : calls) {
+        text += (&call == &calls.front() ? " " : ", ") + ("[" + call + "]");
+    }
+    logError("FERRYRelay_main", FERRY_LOG_ENTITY_ANY_ss, "relay", text.c_str());
+    supervisor->endProcess(exitErrors);
 }
 
 LogLevel levelOf(const RelayRequest &request)
@@ -115,13 +122,15 @@ int runRelay(const RelayRequest &request)
     options.drain = request.drain;
     options.quiet = request.verbosity == Verbosity::quiet;
     Supervisor supervisor(configuration, host, reporter, console, options);
-    SignalWatcher signals([&] { supervisor.requestStop(); }, request.drain + 2 * closeGrace,
-                          exitHung);
+    SignalWatcher signals([&] { supervisor.requestStop(); }, request.drain + stopGrace, exitHung);
     if (!signals.start()) {
         logError("FERRYRelay_main", FERRY_LOG_SERVICE_START_FAILURE_s, configuration.name.c_str());
         return exitNoStart;
     }
-    return supervisor.run();
+    g_running.store(&supervisor);
+    const int code = supervisor.run();
+    g_running.store(nullptr);
+    return code;
 }
 
 } // namespace
@@ -130,8 +139,5 @@ int runRelay(const RelayRequest &request)
 int ferry_relay_main(const ferry::RelayRequest *request)
 {
     std::atexit(ferry::onExit);
-    ferry::g_running.store(true);
-    const int code = ferry::runRelay(*request);
-    ferry::g_running.store(false);
-    return code;
+    return ferry::runRelay(*request);
 }

@@ -30,6 +30,7 @@ void CallGuard::enter(const char *operation, const void *object, const void *own
     operation_.store(operation, std::memory_order_relaxed);
     object_.store(object, std::memory_order_relaxed);
     owner_.store(owner, std::memory_order_relaxed);
+    calls_.fetch_add(1, std::memory_order_relaxed);
     state_.store(State::inside, std::memory_order_release);
 }
 
@@ -47,6 +48,22 @@ bool CallGuard::giveUp()
 {
     State expected = State::inside;
     return state_.compare_exchange_strong(expected, State::abandoned);
+}
+
+StallWatch::Clock::duration StallWatch::look(const CallGuard &guard, Clock::time_point now,
+                                             Clock::duration limit)
+{
+    if (!guard.inside() || guard.calls() != call_) {
+        call_ = guard.calls();
+        since_ = now;
+        next_ = limit;
+        return Clock::duration::zero();
+    }
+    if (now - since_ < next_) {
+        return Clock::duration::zero();
+    }
+    next_ = 2 * (now - since_);
+    return now - since_;
 }
 
 void logAdapterFailure(const char *context, const std::string &adapter,

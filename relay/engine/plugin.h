@@ -4,6 +4,8 @@
 #define FERRY_ENGINE_PLUGIN_H
 
 #include <atomic>
+#include <chrono>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -76,6 +78,15 @@ public:
     {
         return state_.load() == State::abandoned;
     }
+    bool inside() const
+    {
+        return state_.load() == State::inside;
+    }
+    /// How many calls there have been, with the present one.
+    std::uint64_t calls() const
+    {
+        return calls_.load();
+    }
 
     /// The call that the thread is or was last in; null before the first.
     const char *operation() const
@@ -98,6 +109,22 @@ private:
     std::atomic<const char *> operation_{nullptr};
     std::atomic<const void *> object_{nullptr};
     std::atomic<const void *> owner_{nullptr};
+    std::atomic<std::uint64_t> calls_{0};
+};
+
+/// Finds calls that do not come back. Looks now and then, so it is late by the time between looks.
+class StallWatch {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    /// How long the guard's thread has been seen in one call when that is worth telling: after
+    /// `limit`, and each time it has doubled; else 0.
+    Clock::duration look(const CallGuard &guard, Clock::time_point now, Clock::duration limit);
+
+private:
+    std::uint64_t call_ = 0;
+    Clock::time_point since_;
+    Clock::duration next_{0};
 };
 
 /// Where plug-ins come from, and what their threads need. The relay calls start, open and stop on

@@ -24,7 +24,7 @@ Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &rep
     : configuration_(configuration), host_(host),
       sessions_(makeSessions(configuration, host, [this] { notify(); })),
       assembly_(configuration, host, reporter, roster_, sessions_, [this] { notify(); }),
-      discovery_(configuration, assembly_, roster_, sessions_)
+      discovery_(configuration, assembly_, roster_, sessions_), sessionWatches_(sessions_.size())
 {
     for (const RouteSettings &settings : configuration.routes) {
         roster_.add(makeRoute(configuration, settings, *sessions_[settings.session]));
@@ -33,7 +33,7 @@ Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &rep
 
 Relay::~Relay()
 {
-    control_.join();
+    join();
 }
 
 bool Relay::start(Task task)
@@ -65,6 +65,11 @@ void Relay::run(Task task)
     } else {
         serve();
     }
+    finish();
+}
+
+void Relay::finish()
+{
     for (const auto &session : sessions_) {
         session->join();
     }
@@ -164,7 +169,7 @@ void Relay::giveUpSessions()
         roster_.forEach([&](Route &route) {
             if (&route == session->guard().owner()) {
                 const std::string text =
-                    std::string("hangs in ") + session->guard().operation() + " and is left behind";
+                    "hangs in " + route.describe(session->guard()) + " and is left behind";
                 logError("FERRYRelay_stop", FERRY_LOG_ENTITY_ANY_ss, route.name().c_str(),
                          text.c_str());
                 route.setState(Route::State::failed);
@@ -180,9 +185,75 @@ void Relay::close()
     notify();
 }
 
+bool Relay::giveUpControl()
+{
+    const std::string what = assembly_.where();
+    if (!assembly_.giveUp()) {
+        return false;
+    }
+    logError("FERRYRelay_stop", FERRY_LOG_ENTITY_ANY_ss, configuration_.name.c_str(),
+             (what + " does not come back and is left behind").c_str());
+    (rescuers_.empty() ? control_ : *rescuers_.back()).forget();
+    rescuers_.push_back(std::make_unique<Thread>());
+    return rescuers_.back()->start("ferry:rescue", [this] {
+        if (host_.attachThread()) {
+            finish();
+        }
+    });
+}
+
+std::string Relay::callOf(Session &session)
+{
+    std::string text = "session " + session.settings().name;
+    roster_.forEach([&](const Route &route) {
+        if (&route == session.guard().owner()) {
+            text = "route " + route.name() + ": " + route.describe(session.guard());
+        }
+    });
+    return text;
+}
+
+std::vector<std::string> Relay::callsUnderWay()
+{
+    std::vector<std::string> calls;
+    for (const auto &session : sessions_) {
+        if (session->guard().inside()) {
+            calls.push_back(callOf(*session));
+        }
+    }
+    if (assembly_.guard().inside()) {
+        calls.push_back(assembly_.where());
+    }
+    return calls;
+}
+
+std::vector<std::string> Relay::stalls(Clock::duration limit)
+{
+    std::vector<std::string> lines;
+    const Clock::time_point now = Clock::now();
+    const auto add = [&](const std::string &what, Clock::duration time) {
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
+        lines.push_back(what + " has not come back for " + std::to_string(seconds) + " s");
+    };
+    for (std::size_t i = 0; i < sessions_.size(); ++i) {
+        const auto time = sessionWatches_[i].look(sessions_[i]->guard(), now, limit);
+        if (time > Clock::duration::zero()) {
+            add(callOf(*sessions_[i]), time);
+        }
+    }
+    const auto time = controlWatch_.look(assembly_.guard(), now, limit);
+    if (time > Clock::duration::zero()) {
+        add(assembly_.where(), time);
+    }
+    return lines;
+}
+
 void Relay::join()
 {
     control_.join();
+    for (const auto &rescuer : rescuers_) {
+        rescuer->join();
+    }
 }
 
 bool Relay::anyActive() const

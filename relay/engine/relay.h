@@ -48,6 +48,13 @@ public:
     void giveUpSessions();
     /// Lets the control thread take everything apart: sessions have finished or were given up.
     void close();
+    /// Gives up a control thread that is inside a plug-in, logs where, and has another one close
+    /// what does not belong to that adapter. False when it is not inside.
+    bool giveUpControl();
+    /// The calls of plug-ins under way, as "route r: read of connection/stream". Any thread.
+    std::vector<std::string> callsUnderWay();
+    /// The same of those that have not come back for long, with the time. One thread.
+    std::vector<std::string> stalls(Clock::duration limit);
     /// Joins the control thread, whose phase is `ended`.
     void join();
 
@@ -84,6 +91,8 @@ private:
     void setPhase(Phase phase);
     void startSessions();
     void serve();
+    void finish();
+    std::string callOf(Session &session);
 
     const Configuration &configuration_;
     PluginHost &host_;
@@ -92,6 +101,10 @@ private:
     Assembly assembly_;
     Discovery discovery_;
     Thread control_;
+    /// Of control threads that were given up, each the next one.
+    std::vector<std::unique_ptr<Thread>> rescuers_;
+    StallWatch controlWatch_;
+    std::vector<StallWatch> sessionWatches_;
     std::atomic<Phase> phase_{Phase::starting};
     std::atomic<bool> stop_{false};
     std::atomic<bool> close_{false};

@@ -290,6 +290,15 @@ void Route::failed(const Endpoint &endpoint, RepeatFilter &filter, const char *o
     logAdapterFailure("FERRYRoute_step", *endpoint.adapter, what, environment_);
 }
 
+std::string Route::describe(const CallGuard &guard) const
+{
+    const Endpoint *end = &input_;
+    for (const auto &output : outputs_) {
+        end = output->writer == guard.object() ? output.get() : end;
+    }
+    return std::string(guard.operation()) + " of " + end->label;
+}
+
 void Route::loseLoan()
 {
     for (const auto &output : outputs_) {

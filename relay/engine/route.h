@@ -165,6 +165,8 @@ public:
     {
         return idle_.load() && (!signalled_.load() || failing_.load());
     }
+    /// What a guard says of a call for this route: "read of connection/stream".
+    std::string describe(const CallGuard &guard) const;
     /// Counts what is pending as lost: its thread has been given up.
     void loseLoan();
 

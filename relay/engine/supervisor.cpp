@@ -55,9 +55,11 @@ int Supervisor::run()
 /// False when the plug-in host failed. A stop that comes first is a start that went well.
 bool Supervisor::waitForStart()
 {
-    relay_.waitUntil(Clock::time_point::max(), [this] {
+    while (!relay_.waitUntil(Clock::now() + options_.stall, [this] {
         return relay_.phase() != Relay::Phase::starting || stopRequested_.load();
-    });
+    })) {
+        tellStalls();
+    }
     if (relay_.phase() == Relay::Phase::failed) {
         return false;
     }
@@ -80,7 +82,9 @@ void Supervisor::watch()
     const auto ended = [this] { return stopRequested_.load() || !relay_.anyActive(); };
     for (;;) {
         const Clock::time_point now = Clock::now();
-        Clock::time_point next = options_.quiet ? now + lineInterval : nextReport_;
+        tellStalls();
+        Clock::time_point next = now + options_.stall;
+        next = options_.quiet ? next : std::min(next, nextReport_);
         if (options_.untilIdle) {
             const std::chrono::milliseconds quiet = *options_.untilIdle;
             if (now - begin >= quiet && relay_.idleSince(now - quiet) &&
@@ -93,6 +97,15 @@ void Supervisor::watch()
             return;
         }
         report(Clock::now());
+    }
+}
+
+/// A call that does not come back must not pass in silence; there is nothing else to be done.
+void Supervisor::tellStalls()
+{
+    for (const std::string &line : relay_.stalls(options_.stall)) {
+        logMessage(FERRYLOG_BIT_WARNING, "FERRYSupervisor_watch", FERRY_LOG_ENTITY_ANY_ss,
+                   configuration_.name.c_str(), line.c_str());
     }
 }
 
@@ -121,13 +134,12 @@ void Supervisor::stop()
     waitSessions(deadline);
     relay_.close();
     const Clock::time_point closeDeadline = std::max(deadline, Clock::now() + closeGrace);
-    const auto closed = [this] { return relay_.phase() >= Relay::Phase::closed; };
-    if (!relay_.waitUntil(closeDeadline, closed)) {
-        const std::string text = relay_.assembly().where() + " does not come back";
-        logError("FERRYSupervisor_stop", FERRY_LOG_ENTITY_ANY_ss, configuration_.name.c_str(),
-                 text.c_str());
+    if (!waitClosed(closeDeadline)) {
         logError("FERRYSupervisor_stop", FERRY_LOG_SERVICE_STOPPING_TIMEOUT_s,
                  configuration_.name.c_str());
+        endProcess(exitHung);
+    }
+    if (relay_.leftSomething()) {
         endProcess(exitHung);
     }
     const auto gone = [this] { return relay_.phase() == Relay::Phase::ended; };
@@ -139,9 +151,24 @@ void Supervisor::stop()
         endProcess(result());
     }
     relay_.join();
-    if (relay_.leftSomething()) {
-        endProcess(exitHung);
+}
+
+/// False when even the threads that take over from those that hang do not come to the end.
+bool Supervisor::waitClosed(Clock::time_point deadline)
+{
+    const auto closed = [this] { return relay_.phase() >= Relay::Phase::closed; };
+    const Clock::time_point end = deadline + maxRescues * closeGrace;
+    while (!relay_.waitUntil(deadline, closed)) {
+        const bool leftBehind = relay_.giveUpControl();
+        if (deadline >= end) {
+            return false;
+        }
+        // A thread between two calls cannot be given up; it will be inside one, or done, in no
+        // time.
+        deadline =
+            std::min(end, Clock::now() + (leftBehind ? closeGrace : std::chrono::milliseconds(5)));
     }
+    return true;
 }
 
 void Supervisor::waitSessions(Clock::time_point deadline)
@@ -200,7 +227,6 @@ int Supervisor::result() const
     return clean ? exitOk : exitErrors;
 }
 
-/// The quick way out: a thread that hangs in a plug-in would hold up every other one.
 void Supervisor::endProcess(int code)
 {
     summarize();

@@ -19,6 +19,9 @@ struct SupervisorOptions {
     bool afterFirst = false;
     /// How long a stop may take until it is forced.
     std::chrono::milliseconds drain{5000};
+    /// How long a call of an adapter may take until that is told, first; then each time that it has
+    /// doubled.
+    std::chrono::milliseconds stall{10000};
     /// No progress lines.
     bool quiet = false;
     /// Task::list: how long to wait for announcements.
@@ -29,6 +32,10 @@ struct SupervisorOptions {
 
 /// Time beyond the drain limit for closing what does not hang.
 constexpr std::chrono::milliseconds closeGrace{2000};
+/// How many closings that hang may be left behind, each with another such time for what remains.
+constexpr int maxRescues = 2;
+/// When a stop that was asked for has to be over at the latest, beyond the drain limit.
+constexpr std::chrono::milliseconds stopGrace = (maxRescues + 2) * closeGrace;
 
 class Supervisor {
 public:
@@ -40,6 +47,9 @@ public:
     int run();
     /// Any thread.
     void requestStop();
+    /// Any thread: the quick way out, with the summary. A thread that hangs in a plug-in would hold
+    /// up every other one.
+    [[noreturn]] void endProcess(int code);
 
     Relay &relay()
     {
@@ -52,10 +62,11 @@ private:
     void report(Clock::time_point now);
     void stop();
     void waitSessions(Clock::time_point deadline);
+    bool waitClosed(Clock::time_point deadline);
+    void tellStalls();
     void summarize();
     void printStreams();
     int result() const;
-    [[noreturn]] void endProcess(int code);
 
     const Configuration &configuration_;
     Console &console_;
