@@ -275,7 +275,7 @@ TEST_F(DiscoveryTest, ReaderThatHangsAtItsRemoval)
         _exit(stop());
     };
     EXPECT_EXIT(run(), testing::ExitedWithCode(exitHung),
-                "r/s. hangs in read and is left behind(.|\n)*delete_reader x(.|\n)*"
+                "r/s. hangs in read of a/s and is left behind(.|\n)*delete_reader x(.|\n)*"
                 "q/x: 1 read, 1 written");
 }
 

@@ -46,6 +46,7 @@ protected:
     {
         dup2(STDERR_FILENO, STDOUT_FILENO);
         options.drain = milliseconds(300);
+        options.stall = milliseconds(20);
         QELLog_setSink(nullptr, nullptr);
         for (const char *call : {"delete_writer x", "delete_reader in", "delete_connection b",
                                  "delete_writer y", "delete_adapter c"}) {
@@ -53,7 +54,7 @@ protected:
         }
         supervisor();
         std::thread stopper([this] {
-            sleepFor(50);
+            sleepFor(100);
             supervisor().requestStop();
         });
         const int code = supervisor().run();
@@ -80,15 +81,21 @@ INSTANTIATE_TEST_SUITE_P(
     All, StopDeathTest,
     testing::Values(
         Hang{"read in", 1, exitHung,
-             "main session stop timeout(.|\n)*r. hangs in read and is left behind(.|\n)*"
+             "read of a/in has not come back for 0 s(.|\n)*main session stop timeout(.|\n)*r. "
+             "hangs in read of a/in and is left behind(.|\n)*"
              "delete_writer x\ndelete_writer y\ndelete_connection b\ndelete_adapter c"},
         Hang{"write x", 2, exitHung,
-             "hangs in write(.|\n)*delete_reader in\n(.|\n)*"
+             "hangs in write of b/x and(.|\n)*delete_reader in\n(.|\n)*"
              "r: 5 read, 2 written, 0 errors, 3 lost"},
         Hang{"create_connection b", 1, exitHung,
-             "create of connection b does not come back(.|\n)*test stop timeout"},
+             "create of connection b has not come back for 0 s(.|\n)*connection b does not come "
+             "back("
+             ".|\n)*delete_adapter c"},
         Hang{"delete_session b", 1, exitHung,
-             "delete of session main of connection b does not come back"},
+             "delete of session main of connection b does not come back(.|\n)*delete_adapter c"},
+        Hang{"delete_reader in", 1, exitHung,
+             "delete of reader of a/in does not come back(.|\n)*delete_writer x\ndelete_writer y\n"
+             "(.|\n)*r: 5 read, 5 written"},
         Hang{"stop", 1, exitOk, "the Java VM does not end"}));
 
 /// A process that watches for signals as ferry does; the stop takes its time.

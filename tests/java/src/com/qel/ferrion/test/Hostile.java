@@ -22,6 +22,7 @@ public final class Hostile {
             case "hang" -> hang();
             case "exit" -> System.exit(0);
             case "halt" -> Runtime.getRuntime().halt(0);
+            case "quit" -> new Thread(() -> System.exit(0)).start();
             case "thread" -> new Thread(Hostile::hang).start();
             case "spoil" -> {
                 Thread.currentThread().setContextClassLoader(ClassLoader.getPlatformClassLoader());

@@ -11,6 +11,7 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.adapter.infrastructure.Version;
+import com.qel.ferrion.test.Hostile;
 import java.lang.reflect.Method;
 import java.lang.reflect.Proxy;
 import java.util.List;
@@ -19,38 +20,32 @@ import java.util.concurrent.locks.LockSupport;
 
 /**
  * An adapter that makes trouble where its property {@code at} says, of the kind that {@code kind}
- * says. Without trouble its readers count from 0 up to property {@code count}, a sample a signal,
- * and its writers take everything.
+ * says. Without trouble its readers count from 0 up to property {@code count}, {@code batch}
+ * samples a signal, and its writers take everything.
  */
 public final class TroubleAdapter implements Adapter {
     private final String place;
     private final String kind;
 
-    /** @param properties {@code at}, a method's name, and {@code kind}: throw, hang or exit */
+    /**
+     * @param properties {@code at}: a method's name, with {@code kind} throw or one of {@link
+     *     Hostile}'s, or "content", with one of {@link Everything#read}'s
+     */
     public TroubleAdapter(Properties properties) {
         place = properties.getProperty("at", "");
         kind = properties.getProperty("kind", "throw");
-        if (kind.equals("thread")) {
-            new Thread(TroubleAdapter::hang).start();
-        }
         at("constructor");
-    }
-
-    private static void hang() {
-        while (true) {
-            LockSupport.park();
-        }
     }
 
     private void at(String method) {
         if (!method.equals(place)) {
             return;
         }
-        switch (kind) {
-            case "hang" -> hang();
-            case "exit" -> System.exit(0);
-            default -> throw new IllegalStateException("trouble in " + method);
+        System.err.println("trouble: " + kind + " in " + method);
+        if (kind.equals("throw")) {
+            throw new IllegalStateException("trouble in " + method);
         }
+        Hostile.act(kind);
     }
 
     @Override
@@ -60,6 +55,7 @@ public final class TroubleAdapter implements Adapter {
         Class<?>[] types = {Connection.class, Session.class, StreamReader.class, StreamWriter.class};
         Everything everything = new Everything();
         everything.count = Long.parseLong(properties.getProperty("count", "1"));
+        everything.batch = Long.parseLong(properties.getProperty("batch", "1"));
         return (Connection) Proxy.newProxyInstance(getClass().getClassLoader(), types,
                 everything::call);
     }
@@ -85,6 +81,8 @@ public final class TroubleAdapter implements Adapter {
     /** What a connection does and all that is made of it: one reader at most. */
     private final class Everything {
         private long count;
+        private long batch;
+        private TypeCode type;
         private DynamicData sample;
         private StreamReaderListener signal;
         private long next;
@@ -96,28 +94,68 @@ public final class TroubleAdapter implements Adapter {
             return switch (method.getName()) {
                 case "createSession", "createStreamWriter" -> self;
                 case "createStreamReader" -> {
-                    TypeInfo type = ((StreamInfo) arguments[1]).getTypeInfo();
-                    sample = new DynamicData((TypeCode) type.getTypeRepresentation(),
-                            DynamicData.PROPERTY_DEFAULT);
+                    TypeInfo info = ((StreamInfo) arguments[1]).getTypeInfo();
+                    type = (TypeCode) info.getTypeRepresentation();
+                    sample = new DynamicData(type, DynamicData.PROPERTY_DEFAULT);
                     signal = (StreamReaderListener) arguments[3];
                     yield self;
                 }
                 case "read" -> {
-                    if (next < count) {
-                        sample.setLong("n", next++);
-                        ((List<Object>) arguments[0]).add(sample);
-                    }
+                    read(self, (List<Object>) arguments[0]);
                     yield null;
                 }
                 case "returnLoan" -> {
                     if (next < count) {
                         signal.onDataAvailable((StreamReader) self);
                     }
+                    if (kind.equals("clear")) {
+                        ((List<Object>) arguments[0]).clear();
+                        ((List<Object>) arguments[1]).add("outside of read");
+                    }
                     yield null;
                 }
                 case "write" -> ((List<?>) arguments[0]).size();
                 default -> "trouble";
             };
+        }
+
+        /** Lends samples, and with "content" what else the kind says. */
+        private void read(Object self, List<Object> samples) {
+            boolean more = next < count;
+            for (long i = 0; i < batch && next < count; i++) {
+                DynamicData each =
+                        batch == 1 ? sample : new DynamicData(type, DynamicData.PROPERTY_DEFAULT);
+                each.setLong("n", next++);
+                samples.add(each);
+            }
+            if (more && (kind.equals("alien") || kind.equals("nulls"))) {
+                samples.add(kind.equals("alien") ? kind : null);
+            } else if (next == 1 && (kind.equals("keep") || kind.equals("storm"))) {
+                for (int i = 0; i < 4; i++) {
+                    Thread thread = new Thread(kind.equals("keep") ? () -> change(samples)
+                            : () -> signal(self));
+                    thread.setDaemon(true);
+                    thread.start();
+                }
+            }
+        }
+
+        private void signal(Object self) {
+            while (true) {
+                signal.onDataAvailable((StreamReader) self);
+                LockSupport.parkNanos(10_000);
+            }
+        }
+
+        private static void change(List<Object> samples) {
+            while (true) {
+                try {
+                    samples.add("kept");
+                    samples.remove(0);
+                } catch (RuntimeException e) {
+                    samples.clear();
+                }
+            }
         }
     }
 }
