@@ -42,9 +42,6 @@ MANY = 100000
 OTHERS = [
     ("content", "flood", {"bad": MANY, "bad_batch": MANY}, 0,
      "", f"bad: {MANY} read, {MANY} written, 0 errors"),
-    ("content", "alien", {}, 1,
-     "'bad' error: route bad: read of bad/ticks: not a DynamicData",
-     "bad: 4 read, 4 written, 4 errors, 4 unreadable"),
     ("content", "nulls", {}, 1, "", "bad: 4 read, 4 written, 0 errors, 4 unreadable"),
     ("content", "clear", {}, 0, "", "bad: 4 read, 4 written, 0 errors"),
     ("constructor", "thread", {}, 0, "an adapter has left a thread running", "bad: 4 read"),
@@ -116,12 +113,12 @@ class HostileTest(ferry_test.Ferry):
                     self.assertEqual(self.numbers("bad.jsonl"), list(range(more.get("bad", 4))))
 
     def test_threads_that_go_on_whatever_is_deleted(self):
-        for kind, text in [("storm", "signal of a reader that has been deleted"),
-                           ("keep", "'bad' error: route bad: read of bad/ticks: not a Dyn")]:
+        for kind, summary in [("storm", "bad: 4 read, 4 written, 0 errors"),
+                              ("keep", r"bad: .*\d+ unreadable")]:
             with self.subTest(kind=kind):
-                output, log = self.run_and_stop(0, self.is_good_complete, at="content", kind=kind)
+                output, _ = self.run_and_stop(0, self.is_good_complete, at="content", kind=kind)
                 self.check_good(output)
-                self.assertIn(text, log)
+                self.assertRegex(output, summary)
 
     def test_an_adapter_that_hangs_is_named_and_left_behind(self):
         for method, (call, what, at_start) in PLACES.items():

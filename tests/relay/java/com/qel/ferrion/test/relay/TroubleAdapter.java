@@ -110,7 +110,7 @@ public final class TroubleAdapter implements Adapter {
                     }
                     if (kind.equals("clear")) {
                         ((List<Object>) arguments[0]).clear();
-                        ((List<Object>) arguments[1]).add("outside of read");
+                        ((List<Object>) arguments[1]).add(null);
                     }
                     yield null;
                 }
@@ -128,8 +128,8 @@ public final class TroubleAdapter implements Adapter {
                 each.setLong("n", next++);
                 samples.add(each);
             }
-            if (more && (kind.equals("alien") || kind.equals("nulls"))) {
-                samples.add(kind.equals("alien") ? kind : null);
+            if (more && kind.equals("nulls")) {
+                samples.add(null);
             } else if (next == 1 && (kind.equals("keep") || kind.equals("storm"))) {
                 for (int i = 0; i < 4; i++) {
                     Thread thread = new Thread(kind.equals("keep") ? () -> change(samples)
@@ -150,7 +150,7 @@ public final class TroubleAdapter implements Adapter {
         private static void change(List<Object> samples) {
             while (true) {
                 try {
-                    samples.add("kept");
+                    samples.add(null);
                     samples.remove(0);
                 } catch (RuntimeException e) {
                     samples.clear();
