@@ -155,7 +155,7 @@ final class FileStreamWriter implements StreamWriter {
                 } else if (last) {
                     break;
                 } else {
-                    last = scanner.fill(opened) <= 0;
+                    last = scanner.fill(opened::read) <= 0;
                 }
             }
         }

@@ -111,7 +111,7 @@ final class Input implements Closeable {
                 }
                 continue;
             }
-            int count = scanner.fill(from);
+            int count = scanner.fill(from::read);
             if (count > 0) {
                 consumed += count;
                 replacedAt = replacedAt == 0 ? 0 : System.nanoTime();

@@ -1,7 +1,6 @@
 package com.qel.ferrion.adapters.file;
 
 import java.io.IOException;
-import java.io.RandomAccessFile;
 import java.nio.ByteBuffer;
 import java.nio.CharBuffer;
 import java.nio.charset.CharsetDecoder;
@@ -69,12 +68,18 @@ final class RecordScanner {
         skipping = false;
     }
 
+    /** Where bytes come from: a file's read, or a stream's. */
+    interface Source {
+        /** Reads up to {@code length} bytes; returns how many, 0 or less when there are none. */
+        int read(byte[] into, int offset, int length) throws IOException;
+    }
+
     /**
      * Reads as much as fits, making room first.
      *
      * @return bytes read; 0 or less at the end of what the file holds now
      */
-    int fill(RandomAccessFile file) throws IOException {
+    int fill(Source source) throws IOException {
         if (from > 0) {
             System.arraycopy(buffer, from, buffer, 0, limit - from);
             limit -= from;
@@ -83,7 +88,7 @@ final class RecordScanner {
         if (limit == buffer.length) {
             buffer = Arrays.copyOf(buffer, 2 * buffer.length);
         }
-        int count = file.read(buffer, limit, buffer.length - limit);
+        int count = source.read(buffer, limit, buffer.length - limit);
         limit += Math.max(count, 0);
         return count;
     }

@@ -6,7 +6,6 @@ import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.io.ByteArrayInputStream;
-import java.nio.channels.Channels;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Map;
@@ -106,7 +105,7 @@ public final class RowsTarget {
                 }
                 int count = Math.min(piece, file.length - at);
                 last = count == 0;
-                scanner.fill(Channels.newChannel(new ByteArrayInputStream(file, at, count)));
+                scanner.fill(new ByteArrayInputStream(file, at, count)::read);
                 at += count;
                 continue;
             }
