@@ -10,20 +10,6 @@ namespace {
 
 std::filesystem::path folder;
 
-// What a route refers to is there, and Java can take its properties.
-void checkRoute(const ferry::Configuration &all, const ferry::RouteSettings &route)
-{
-    std::vector<ferry::StreamSettings> streams = route.outputs;
-    streams.push_back(route.input);
-    for (const ferry::StreamSettings &stream : streams) {
-        const ferry::ConnectionSettings &connection = all.connections.at(stream.connection);
-        REQUIRE(connection.adapter < all.adapters.size() && route.session < all.sessions.size());
-        for (const auto &[name, value] : stream.properties) {
-            REQUIRE(ferry::refusalForJava(name + " " + value).empty());
-        }
-    }
-}
-
 } // namespace
 
 int LLVMFuzzerInitialize(int *, char ***)
@@ -50,12 +36,14 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         REQUIRE(ofIt ? *rest == ' ' || isPlaceIn(text, rest) : line.find(": ") < line.size() - 2);
     }
     for (size_t i = 0; settings && i < settings->routes.size(); ++i) {
-        const DDS_TypeCode *type = DDS_TypeCode_resolve(settings->routes[i].type);
-        REQUIRE(DDS_TypeCode_get_kind(type) == DDS_TK_STRUCT);
-        checkRoute(*settings, settings->routes[i]);
-    }
-    for (size_t i = 0; settings && i < settings->discovery.size(); ++i) {
-        checkRoute(*settings, settings->discovery[i].route);
+        const ferry::RouteSettings &route = settings->routes[i];
+        REQUIRE(DDS_TypeCode_get_kind(DDS_TypeCode_resolve(route.type)) == DDS_TK_STRUCT);
+        REQUIRE(settings->connections.at(route.input.connection).adapter <
+                settings->adapters.size());
+        REQUIRE(route.session < settings->sessions.size() && !route.outputs.empty());
+        for (const auto &[name, value] : route.input.properties) {
+            REQUIRE(ferry::refusalForJava(name + " " + value).empty());
+        }
     }
     return 0;
 }

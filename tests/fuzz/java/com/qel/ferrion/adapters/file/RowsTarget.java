@@ -36,7 +36,6 @@ public final class RowsTarget {
     private final TypeCode type;
     private final Value root;
     private final char delimiter;
-
     private final RowEncoder encoder;
 
     private RowsTarget(int switches) throws AdapterException {
