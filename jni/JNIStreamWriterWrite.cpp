@@ -67,6 +67,12 @@ void clearList(const WriteCall &call, jobject list, const char *text) noexcept
     call.operation.threw(call.env, text);
 }
 
+void clearLists(const WriteCall &call) noexcept
+{
+    clearList(call, call.writer->javaSampleList, "sample list clear");
+    clearList(call, call.writer->javaInfoList, "sample info list clear");
+}
+
 /// Hands the batch to the Java writer and empties the lists; returns what Java says that it wrote.
 int32_t sendBatch(const WriteCall &call) noexcept
 {
@@ -78,8 +84,7 @@ int32_t sendBatch(const WriteCall &call) noexcept
     if (call.operation.threw(call.env, "write")) {
         written = 0;
     }
-    clearList(call, call.writer->javaSampleList, "sample list clear");
-    clearList(call, call.writer->javaInfoList, "sample info list clear");
+    clearLists(call);
     return written;
 }
 
@@ -116,6 +121,8 @@ int32_t FERRYJNIStreamWriter_write(QEL_FerrionStreamWriter *writer, void *const 
             if (FERRYJNIStreamWriter_prepareJavaSample(
                     self, &self->javaSamples[j], &self->javaInfos[j], env, environment) == 0) {
                 operation.report("Allocate java sample");
+                // What the batch holds so far has failed with it: the next write begins anew.
+                clearLists(call);
                 return 0;
             }
             addSample(call, j, static_cast<const DDS_DynamicData *>(samples[index]));
