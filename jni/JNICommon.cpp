@@ -99,9 +99,7 @@ Element **resized(Element **old, int32_t oldCount, int32_t newCount, const char 
             return nullptr;
         }
     }
-    if (old != nullptr) {
-        ferryjni::freeArray(old);
-    }
+    ferryjni::freeArray(old);
     return grown;
 }
 

@@ -142,29 +142,24 @@ Step createJavaConnection(const Operation &operation, FERRYJNIConnection *connec
 void releaseConnection(FERRYJNIConnection *connection, JNIEnv *env,
                        QEL_FerrionEnvironment *environment) noexcept
 {
-    const auto deleteReader = [environment](FERRYJNIStreamReader **reader) {
-        if (*reader != nullptr) {
-            FERRYJNIStreamReaderDiscovery_delete(*reader, environment);
-            *reader = nullptr;
-        }
-    };
-    const auto deleteListener = [environment](FERRYJNIStreamReaderListener **listener) {
-        if (*listener != nullptr) {
-            FERRYJNIStreamReaderListener_delete(*listener, environment);
-            *listener = nullptr;
-        }
-    };
-    for (auto *listener : {connection->pubDiscoveryListener, connection->subDiscoveryListener}) {
+    FERRYJNIStreamReaderListener *const listeners[] = {connection->pubDiscoveryListener,
+                                                       connection->subDiscoveryListener};
+    for (auto *listener : listeners) {
         if (listener != nullptr) {
             FERRYJNIStreamReaderListener_retire(listener, env);
         }
     }
-    deleteReader(&connection->pubDiscoveryReader);
-    deleteReader(&connection->subDiscoveryReader);
+    for (auto *reader : {connection->pubDiscoveryReader, connection->subDiscoveryReader}) {
+        if (reader != nullptr) {
+            FERRYJNIStreamReaderDiscovery_delete(reader, environment);
+        }
+    }
     DDS_String_free(connection->toStringText);
-    connection->toStringText = nullptr;
-    deleteListener(&connection->pubDiscoveryListener);
-    deleteListener(&connection->subDiscoveryListener);
+    for (auto *listener : listeners) {
+        if (listener != nullptr) {
+            FERRYJNIStreamReaderListener_delete(listener, environment);
+        }
+    }
     FERRYJNICommon_deleteGlobalRef(env, &connection->javaConnection);
     ferryjni::freeStructure(connection);
 }

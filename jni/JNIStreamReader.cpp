@@ -190,20 +190,17 @@ void releaseReader(FERRYJNIStreamReader *reader, JNIEnv *env,
     FERRYJNICommon_deleteGlobalRef(env, &reader->javaReader);
     if (reader->listener != nullptr) {
         FERRYJNIStreamReaderListener_delete(reader->listener, environment);
-        reader->listener = nullptr;
     }
     FERRYJNICommon_deleteGlobalRef(env, &reader->javaSampleList);
     FERRYJNICommon_deleteGlobalRef(env, &reader->javaInfoList);
     freeArray(reader->sampleArray);
     freeArray(reader->infoArray);
+    // Up to `capacity` the pools of the reader's kind are complete.
     for (int32_t i = 0; i < reader->capacity; ++i) {
-        if (reader->dynamicDataPool != nullptr && reader->dynamicDataPool[i] != nullptr) {
+        freeStructure(reader->sampleInfoPool[i]);
+        if (reader->isDiscovery == 0) {
             DDS_DynamicData_delete(reader->dynamicDataPool[i]);
-        }
-        if (reader->sampleInfoPool != nullptr) {
-            freeStructure(reader->sampleInfoPool[i]);
-        }
-        if (reader->streamInfoPool != nullptr && reader->streamInfoPool[i] != nullptr) {
+        } else {
             FERRYJNIStreamInfo_nativeStreamInfoReturn(nullptr, reader->streamInfoPool[i],
                                                       environment);
             freeStructure(reader->streamInfoPool[i]);
@@ -258,7 +255,6 @@ int32_t FERRYJNIStreamReader_resizeArrays(FERRYJNIStreamReader *reader,
     const auto giveBack = [reader, infoPool, newCapacity] {
         for (int32_t i = reader->capacity; i < newCapacity; ++i) {
             ferryjni::freeStructure(infoPool[i]);
-            infoPool[i] = nullptr;
         }
         return 0;
     };

@@ -87,7 +87,7 @@ void FERRYJNIStreamReader_read(QEL_FerrionStreamReader *reader, void ***samples,
         return;
     }
     int32_t i = 0;
-    for (; i < self->capacity && i < sampleCount; ++i) {
+    for (; i < sampleCount; ++i) {
         frame.element(i);
         lendSample(operation, self, global, env, i);
         if (infoCount > 0) {

@@ -201,7 +201,8 @@ int32_t FERRYJNIStreamWriter_prepareJavaSample(FERRYJNIStreamWriter *writer, job
                                                jobject *infoSlot, JNIEnv *env,
                                                QEL_FerrionEnvironment *environment) noexcept
 {
-    if (*sampleSlot != nullptr && *infoSlot != nullptr) {
+    // Made last.
+    if (*infoSlot != nullptr) {
         return 1;
     }
     const Operation operation("FERRYJNIStreamWriter_prepareJavaSample", environment);
@@ -217,9 +218,6 @@ int32_t FERRYJNIStreamWriter_prepareJavaSample(FERRYJNIStreamWriter *writer, job
         if (*sampleSlot == nullptr) {
             return 0;
         }
-    }
-    if (*infoSlot != nullptr) {
-        return 1;
     }
     jobject info = env->NewObject(global->sampleInfoClass, global->sampleInfoInit);
     // The type-code step's text.

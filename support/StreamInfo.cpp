@@ -153,8 +153,7 @@ QEL_FerrionStringSeq *QEL_FerrionStringSeq_copy(QEL_FerrionStringSeq *destinatio
             return nullptr;
         }
         destination->buffer[i] = slot;
-        strncpy(slot, source->buffer[i], size);
-        slot[size - 1] = '\0';
+        memcpy(slot, source->buffer[i], size);
     }
     return destination;
 }
