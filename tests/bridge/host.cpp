@@ -168,6 +168,8 @@ void Host::prepare(const std::string &line, const Words &words)
         streamInfo_.disposed = std::stoi(words[3]);
         streamInfo_.streamName = words[4] == "~" ? nullptr : streamName_.data();
         streamInfo_.typeName = words[5] == "~" ? nullptr : typeName_.data();
+    } else if (words[1] == "log") {
+        FERRYLog_setBitmaps(0xFFFFF, static_cast<uint32_t>(std::stoul(words[2], nullptr, 16)));
     } else {
         act(line.substr(2));
     }
@@ -214,8 +216,9 @@ std::string Host::perform(const Words &words, const QEL_FerrionProperties *prope
     } else if (what == "create_reader") {
         // Copied by the bridge, so it may go.
         const QEL_FerrionStreamReaderListener listener = listeners_[0];
-        return recordOrNull(reader_ = ops.create_stream_reader(connection_, session_, &streamInfo_,
-                                                               properties, &listener, env));
+        return recordOrNull(
+            reader_ = ops.create_stream_reader(connection_, session_, &streamInfo_, properties,
+                                               argument == "deaf" ? nullptr : &listener, env));
     } else if (what == "create_writer") {
         return recordOrNull(writer_ = ops.create_stream_writer(connection_, session_, &streamInfo_,
                                                                properties, env));
@@ -278,11 +281,14 @@ std::string Host::nativeProperties(const QEL_FerrionProperties *properties)
 
 std::string Host::read(const std::string &which)
 {
-    samples_ = nullptr;
-    infos_ = nullptr;
+    void **const untouched = reinterpret_cast<void **>(this);
+    samples_ = untouched;
+    infos_ = reinterpret_cast<DDS_SampleInfo **>(untouched);
     count_ = -1;
     operations_.read(readerOf(which), &samples_, &infos_, &count_, &environment_);
-    if (count_ == -1) {
+    if (samples_ == untouched) {
+        samples_ = nullptr;
+        infos_ = nullptr;
         return " untouched";
     }
     const int32_t capacity = static_cast<FERRYJNIStreamReader *>(readerOf(which))->capacity;

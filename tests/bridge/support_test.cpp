@@ -158,6 +158,7 @@ TEST(StringSeq, CopiesGrowButNeverShrinkAndFinalizeFreesUpToMaximum)
         EXPECT_EQ(textOf(*copy), "0 of 3: longer bb bb");
         EXPECT_EQ(QEL_FerrionStringSeq_copy(copy, &oneString), copy);
         EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&info), 1);
+        EXPECT_EQ(QEL_FerrionStreamInfo_finalize(&info), 1);
         EXPECT_EQ(textOf(*copy), "1 of 3:");
         const size_t usedNow = mallinfo2().uordblks;
         EXPECT_LE(usedNow, used);

@@ -48,11 +48,18 @@ TEST_F(Threads, AnAttachmentIsRememberedOnceAndUndoneByOneDetach)
                   ASSERT_NE(env, nullptr);
                   EXPECT_EQ(FERRYJNIGlobal_getEnv(global), env);
                   EXPECT_EQ(FERRYJNIGlobal_attachCurrentThreadP(global), env);
+                  std::thread([this] {
+                      FERRYJNIGlobal_attachCurrentThread(global);
+                      FERRYJNIGlobal_detachCurrentThread(global);
+                  }).join();
+                  // Whatever other threads did meanwhile.
                   FERRYJNIGlobal_detachCurrentThread(global);
                   EXPECT_EQ(FERRYJNIGlobal_getEnv(global), nullptr);
                   FERRYJNIGlobal_detachCurrentThread(global);
               }),
               "\nFERRYJNIGlobal_attachCurrentThread:Thread attached to Java VM"
+              "\nFERRYJNIGlobal_attachCurrentThread:Thread attached to Java VM"
+              "\nFERRYJNIGlobal_detachCurrentThread:Thread dettached from Java VM"
               "\nFERRYJNIGlobal_detachCurrentThread:Thread dettached from Java VM"
               "\nFERRYJNIGlobal_detachCurrentThread:native thread not attached to Java VM");
 }
@@ -100,8 +107,9 @@ TEST_F(Threads, AFailedDetachIsForgottenAllTheSame)
                   FERRYJNIGlobal_detachCurrentThread(global);
                   FERRYJNIGlobal_detachCurrentThread(global);
                   storesFail = true;
-                  FERRYJNIGlobal_forgetAttachment();
+                  EXPECT_EQ(FERRYJNIGlobal_forgetAttachment(), 0);
                   storesFail = false;
+                  EXPECT_EQ(FERRYJNIGlobal_forgetAttachment(), 1);
                   real->DetachCurrentThread(global->javaVM);
               }),
               "\nFERRYJNIGlobal_attachCurrentThread:Thread attached to Java VM" + detach +

@@ -86,6 +86,8 @@ INSTANTIATE_TEST_SUITE_P(Policy, Vm, testing::Values(0, 1, 2, 7));
 TEST_F(Vm, AnOptionItDoesNotKnowIsRefusedAndALaterStartSucceeds)
 {
     StringList wrong = {"-Xnothing-like-this"};
+    EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &wrong, 0, 0), nullptr);
+    EXPECT_EQ(transcript(), "");
     const int64_t blocks = heapBlocks();
     EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &wrong, 0x1, 0), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new: Error creating JavaVM (-1)");
@@ -110,15 +112,20 @@ TEST_F(Vm, WithoutMemoryNothingIsStarted)
 TEST_F(Vm, WithoutTheAdapterClassesItIsEndedAgain)
 {
     const StringList none = {};
+    const StringList one = {"-Xrs"};
     const int64_t blocks = heapBlocks();
-    EXPECT_EQ(FERRYJNIGlobal_new(&none, &none, 0x43, 0), nullptr);
+    EXPECT_EQ(FERRYJNIGlobal_new(&none, &one, 0x43, 0), nullptr);
     EXPECT_EQ(transcript(),
               std::string("\nFERRYJNICommon_generateClassPathProperty:No class path defined"
-                          "\nFERRYJNIGlobal_new:Creating JavaVM"
+                          "\nFERRYJNIGlobal_new:Creating JavaVM\nJavaVM options:\n   -Xrs"
                           "\nFERRYJNIGlobal_new:!error finding Adapter class") +
                   destroyed);
     EXPECT_EQ(vmCount(), 0);
     EXPECT_EQ(heapBlocks(), blocks);
+    // A process has one in its life.
+    EXPECT_EQ(FERRYJNIGlobal_new(&none, &none, 0x41, 0), nullptr);
+    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:Creating JavaVM"
+                            "\nFERRYJNIGlobal_new: Error creating JavaVM (-1)");
 }
 
 TEST_F(Vm, AnInterfaceThatReturnsSomethingElseIsRefused)
