@@ -1,0 +1,152 @@
+package com.qel.ferrion.kit;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertFalse;
+import static org.junit.Assert.assertThrows;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.ferrion.kit.AdapterSettings.Role;
+import java.nio.file.Path;
+import java.time.Duration;
+import java.util.Map;
+import java.util.Properties;
+import org.junit.Test;
+
+public class SettingsTest {
+    private enum OnError { SKIP, STOP_HERE }
+
+    private static final Setting<String> URL = Setting.text("url", "what to open").required();
+    private static final Setting<Integer> BATCH =
+            Setting.integer("batch", 1, 500, "rows of a read").defaultTo(64).changeable();
+    private static final Setting<Long> BYTES =
+            Setting.longInteger("bytes", 0, Long.MAX_VALUE, "size of a file");
+    private static final Setting<Duration> POLL = Setting.duration("poll", Duration.ofMillis(5),
+            Duration.ofHours(2), "how often to look").defaultTo(Duration.ofSeconds(90));
+    private static final Setting<OnError> ON_ERROR =
+            Setting.choice("on_error", OnError.class, "what then").defaultTo(OnError.SKIP);
+    private static final Setting<Boolean> SYNC = Setting.flag("sync", "whether to wait");
+    private static final Setting<Path> FOLDER = Setting.path("folder", "where");
+    private static final Setting<Secret> PASSWORD = Setting.secret("password", "the server's")
+            .where(secret -> secret.reveal().length() > 3, "four characters or more");
+    private static final Setting<Map<String, String>> COLUMNS =
+            Setting.group("columns.", "names of columns");
+    private static final AdapterSettings ALL = AdapterSettings.none()
+            .with(Role.CONNECTION, URL, BATCH, BYTES, POLL, ON_ERROR)
+            .with(Role.DISCOVERY, SYNC, FOLDER, PASSWORD, COLUMNS);
+
+    /** @param pairs names and values; the required one is added */
+    private static Properties properties(String... pairs) {
+        Properties properties = new Properties();
+        properties.setProperty("url", "db:x");
+        for (int i = 0; i < pairs.length; i += 2) {
+            properties.setProperty(pairs[i], pairs[i + 1]);
+        }
+        return properties;
+    }
+
+    private static Settings parse(String... pairs) throws SettingsException {
+        return ALL.of(Role.CONNECTION).parse("connection 'c'", properties(pairs));
+    }
+
+    @Test
+    public void valuesAreRead() throws SettingsException {
+        Object[][] cases = {{URL, "a b", "a b"}, {BATCH, " 500 ", 500}, {BATCH, "1", 1},
+            {BYTES, "9223372036854775807", Long.MAX_VALUE}, {POLL, "5ms", Duration.ofMillis(5)},
+            {POLL, "2h", Duration.ofHours(2)}, {POLL, "3m", Duration.ofMinutes(3)},
+            {POLL, "250s", Duration.ofSeconds(250)}, {ON_ERROR, "stop_here", OnError.STOP_HERE},
+            {SYNC, "true", true}, {SYNC, "false", false}, {FOLDER, "a/b", Path.of("a/b")},
+            {PASSWORD, "open", new Secret("open")}};
+        for (Object[] one : cases) {
+            Setting<?> setting = (Setting<?>) one[0];
+            Settings settings = parse(setting.name(), (String) one[1]);
+            assertEquals(setting + "=" + one[1], one[2], settings.get(setting));
+            assertTrue(settings.has(setting));
+        }
+        assertEquals(Map.of("a", "1", "b.c", "2"),
+                parse("columns.b.c", "2", "columns.a", "1").get(COLUMNS));
+    }
+
+    @Test
+    public void whatIsAbsentHasItsDefault() throws SettingsException {
+        Settings settings = parse();
+        assertEquals(64, (int) settings.get(BATCH));
+        assertEquals(OnError.SKIP, settings.get(ON_ERROR));
+        assertEquals(null, settings.get(PASSWORD));
+        assertEquals(Map.of(), settings.get(COLUMNS));
+        assertFalse(settings.has(BATCH));
+        assertEquals("90s", POLL.defaultText());
+        Settings none = AdapterSettings.none().of(Role.READER).parse("reader", null);
+        assertThrows(IllegalArgumentException.class, () -> none.get(BATCH));
+    }
+
+    @Test
+    public void whatIsWrongIsToldInWords() {
+        String[][] cases = {{"batch", "0", "property 'batch' is '0', expected a whole number from "
+            + "1 to 500"}, {"batch", "501", "'501'"}, {"batch", "1.5", "'1.5'"},
+            {"bytes", "9223372036854775808", "from 0 to 9223372036854775807"},
+            {"poll", "4ms", "a duration like 250ms, 5s, 2m or 1h from 5ms to 2h"},
+            {"poll", "7201s", "'7201s'"}, {"poll", "5", "'5'"}, {"poll", "-5s", "'-5s'"},
+            {"poll", "999999999999999999h", "999h"}, {"on_error", "SKIP", "skip, stop_here"},
+            {"sync", "yes", "one of true, false"}, {"folder", "a\0b", "a path"},
+            {"url", " ", "property 'url' is missing: what to open (a text)"},
+            {"pol", "5s", "unknown property 'pol'; did you mean 'poll'? (known: url, batch, "},
+            {"columns.", "a", "unknown property 'columns.'"},
+            {"password", "abc", "expected four characters or more"}};
+        for (String[] one : cases) {
+            String text = assertThrows(one[0], SettingsException.class,
+                    () -> parse(one[0], one[1])).getMessage();
+            assertTrue(text, text.startsWith("connection 'c': ") && text.contains(one[2]));
+        }
+    }
+
+    @Test
+    public void everyFaultIsToldAtOnceAndTheHostsAreLeftAlone() {
+        SettingsException refused = assertThrows(SettingsException.class,
+                () -> ALL.of(Role.CONNECTION).parse("c", new Properties() {
+                    private static final long serialVersionUID = 1L;
+                    {
+                        setProperty("qel.ferrion.jni.initial_samples", "16");
+                        setProperty("passwort", "hush");
+                        setProperty("password", "hsh");
+                        setProperty("poll", "soon");
+                    }
+                }));
+        assertEquals("[passwort, url, poll, password]", refused.problems().stream()
+                .map(SettingsException.Problem::name).toList().toString());
+        assertFalse(refused.getMessage(), refused.getMessage().contains("hush")
+                || refused.getMessage().contains("hsh"));
+    }
+
+    @Test
+    public void secretsAreNotShown() throws SettingsException {
+        String text = parse("password", "hush!").toString();
+        assertTrue(text, text.contains("password=***") && !text.contains("hush"));
+    }
+
+    @Test
+    public void onlyChangeableSettingsChangeInFlight() throws SettingsException {
+        Settings before = parse("poll", "60s", "batch", "7");
+        Settings after = before.updated(properties("batch", "9", "poll", "1m"));
+        assertEquals(9, (int) after.get(BATCH));
+        assertEquals(7, (int) before.get(BATCH));
+        assertEquals(Duration.ofMinutes(1), before.updated(null).get(POLL));
+        String[][] refused = {{"poll", "61s", "'poll' cannot be changed while in use (those that "
+            + "can: batch)"}, {"url", "db:y", "'url' cannot"}, {"columns.a", "b", "'columns.'"},
+            {"batch", "many", "a whole number"}, {"bach", "1", "did you mean 'batch'"}};
+        for (String[] one : refused) {
+            String text = assertThrows(SettingsException.class,
+                    () -> before.updated(properties(one[0], one[1]))).getMessage();
+            assertTrue(text, text.contains(one[2]));
+        }
+    }
+
+    @Test
+    public void declarationsThatContradictThemselvesAreRefused() {
+        Runnable[] cases = {() -> BATCH.defaultTo(501), () -> Setting.text("qel.ferrion.x", ""),
+            () -> SettingSet.of(URL, URL), () -> ALL.with(Role.CONNECTION, SYNC),
+            () -> Setting.text("columns.", ""), () -> Setting.group("columns", "")};
+        for (Runnable one : cases) {
+            assertThrows(IllegalArgumentException.class, one::run);
+        }
+    }
+}
