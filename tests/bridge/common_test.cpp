@@ -36,6 +36,10 @@ TEST(Common, TheClassPathOptionIsLeftOutWithoutEntries)
     char *made = FERRYJNICommon_generateClassPathProperty(&one);
     EXPECT_STREQ(made, "-Djava.class.path=");
     DDS_String_free(made);
+    setenv("CLASSPATH", "b.jar", 1);
+    made = FERRYJNICommon_generateClassPathProperty(&one);
+    EXPECT_STREQ(made, "-Djava.class.path=b.jar:");
+    DDS_String_free(made);
     EXPECT_EQ(transcript(), "");
     EXPECT_EQ(FERRYJNICommon_generateClassPathProperty(&none), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNICommon_generateClassPathProperty:No class path defined");

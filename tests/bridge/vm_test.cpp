@@ -1,7 +1,10 @@
 // Starting, adopting and ending the Java VM. One process a test, as a process has one VM in its
 // life.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <thread>
 
 #include "harness.h"
@@ -9,6 +12,10 @@
 using namespace bridge;
 
 namespace {
+
+/// What creating a VM comes to; 1 has the VM's library decide.
+jint createResult = 1;
+jint listResult = JNI_OK;
 
 const StringList classPath = {BRIDGE_ADAPTER_JAR, BRIDGE_BINDING_JAR, BRIDGE_TEST_JAR};
 
@@ -98,6 +105,79 @@ TEST_F(Vm, AnOptionItDoesNotKnowIsRefusedAndALaterStartSucceeds)
     EXPECT_NE(FERRYJNIGlobal_new(&classPath, &options, 0x1, 0), nullptr);
 }
 
+TEST_F(Vm, RefusedForWhateverReasonLeavesTheWayFree)
+{
+    const int64_t blocks = heapBlocks();
+    const jint refusals[] = {JNI_ERR,    JNI_EDETACHED, JNI_EVERSION, JNI_ENOMEM,
+                             JNI_EEXIST, JNI_EINVAL,    JNI_OK}; // the last without an environment
+    for (const jint refusal : refusals) {
+        createResult = refusal;
+        EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &options, 0x1, 2), nullptr);
+        EXPECT_EQ(transcript(),
+                  "\nFERRYJNIGlobal_new: Error creating JavaVM (" + std::to_string(refusal) + ")");
+    }
+    EXPECT_EQ(heapBlocks(), blocks + std::size(refusals));
+    createResult = 1;
+    // Whoever cannot tell which VMs there are has none to adopt.
+    listResult = JNI_ERR;
+    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, 0x41, 0);
+    ASSERT_NE(global, nullptr);
+    listResult = JNI_OK;
+    transcript();
+    FERRYJNIGlobal_destroy(global);
+    FERRYJNIGlobal_destroy(nullptr);
+    EXPECT_EQ(transcript(), destroyed);
+}
+
+TEST_F(Vm, EndsNotBeforeAThreadThatIsAttached)
+{
+    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, 0x43, 0);
+    ASSERT_NE(global, nullptr);
+    transcript();
+    std::atomic<int> stage = 0;
+    std::thread user([&] {
+        EXPECT_NE(FERRYJNIGlobal_attachCurrentThread(global), nullptr);
+        stage = 1;
+        while (vmCount() == 1 && stage < 50) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            ++stage;
+        }
+        FERRYJNIGlobal_detachCurrentThread(global);
+    });
+    while (stage == 0) {
+        std::this_thread::yield();
+    }
+    FERRYJNIGlobal_destroy(global);
+    EXPECT_EQ(stage, 50) << "it was ended under the other thread";
+    user.join();
+    EXPECT_EQ(vmCount(), 0);
+}
+
+// Nothing detaches a host's thread but the host.
+TEST_F(Vm, NeverEndsWhenAThreadEndedAttached)
+{
+    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, 0x43, 0);
+    ASSERT_NE(global, nullptr);
+    std::thread([global] { FERRYJNIGlobal_attachCurrentThread(global); }).join();
+    JNIEnv *env = FERRYJNIGlobal_getEnv(global);
+    // A collection, which stops and scans every thread, goes on.
+    jclass system = env->FindClass("java/lang/System");
+    env->CallStaticVoidMethod(system, env->GetStaticMethodID(system, "gc", "()V"));
+    transcript();
+    std::atomic<bool> ended = false;
+    std::thread([&ended] {
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+        EXPECT_FALSE(ended);
+        EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_destroy:Destroying Java VM");
+        // The way out that is left.
+        fflush(nullptr);
+        _exit(testing::Test::HasFailure() ? 1 : 0);
+    }).detach();
+    FERRYJNIGlobal_destroy(global);
+    ended = true;
+    std::this_thread::sleep_for(std::chrono::seconds(5));
+}
+
 TEST_F(Vm, WithoutMemoryNothingIsStarted)
 {
     fault = {"heap", "struct FERRYJNIGlobal", 1};
@@ -182,3 +262,18 @@ TEST_F(Vm, EveryBlockNamesItsRoleAndKind)
 }
 
 } // namespace
+
+// Stand in front of the VM's own.
+jint JNI_CreateJavaVM(JavaVM **vm, void **env, void *arguments)
+{
+    static const auto real =
+        reinterpret_cast<decltype(&JNI_CreateJavaVM)>(dlsym(RTLD_NEXT, "JNI_CreateJavaVM"));
+    return createResult > 0 ? real(vm, env, arguments) : createResult;
+}
+
+jint JNI_GetCreatedJavaVMs(JavaVM **vm, jsize size, jsize *count)
+{
+    static const auto real = reinterpret_cast<decltype(&JNI_GetCreatedJavaVMs)>(
+        dlsym(RTLD_NEXT, "JNI_GetCreatedJavaVMs"));
+    return listResult == JNI_OK ? real(vm, size, count) : listResult;
+}
