@@ -1,12 +1,44 @@
 package com.qel.ferrion.adapters.file;
 
-import java.io.ByteArrayOutputStream;
+import java.io.OutputStream;
 import java.nio.ByteBuffer;
+import java.util.Arrays;
 
-/** Encoded records of one batch, kept in one array from batch to batch. */
-final class Bytes extends ByteArrayOutputStream {
-    Bytes() {
-        super(1 << 16);
+/**
+ * Encoded records of one batch, kept in one array from batch to batch. Used on one thread at a
+ * time, and so without the lock that the JDK's own would take for every record.
+ */
+final class Bytes extends OutputStream {
+    private byte[] buffer = new byte[1 << 16];
+    private int count;
+
+    @Override
+    public void write(int b) {
+        reserve(1);
+        buffer[count++] = (byte) b;
+    }
+
+    @Override
+    public void write(byte[] from, int offset, int length) {
+        reserve(length);
+        System.arraycopy(from, offset, buffer, count, length);
+        count += length;
+    }
+
+    private void reserve(int more) {
+        if (more > buffer.length - count) {
+            int wanted = Math.addExact(count, more);
+            buffer = Arrays.copyOf(buffer, Math.max(wanted, (int) Math.min(2L * buffer.length,
+                    Integer.MAX_VALUE - 8)));
+        }
+    }
+
+    int size() {
+        return count;
+    }
+
+    void reset() {
+        count = 0;
     }
 
     /** Cuts back to an earlier size: what followed was no whole record. */
@@ -16,6 +48,6 @@ final class Bytes extends ByteArrayOutputStream {
 
     /** A part of what has been written, without copying it. */
     ByteBuffer slice(int from, int to) {
-        return ByteBuffer.wrap(buf, from, to - from);
+        return ByteBuffer.wrap(buffer, from, to - from);
     }
 }

@@ -135,17 +135,25 @@ final class CsvDecoder implements RowDecoder {
         if (texts.length != columns.length) {
             texts = new String[columns.length];
         }
-        split(record, texts);
+        boolean quoted = record.quoted();
+        if (quoted) {
+            parse(record, texts);
+        }
         if (clearFirst) {
             data.clear();
         }
         for (int i = 0; i < columns.length; i++) {
             Value column = columns[i];
             try {
+                if (!quoted && Decimals.set(column, data, record.bytes(), record.cellStart(i),
+                        record.cellEnd(i))) {
+                    continue;
+                }
+                String cell = quoted ? texts[i] : record.cell(i);
                 if (column.isCollection()) {
-                    JsonReader.readCell(json, column, data, texts[i]);
+                    JsonReader.readCell(json, column, data, cell);
                 } else {
-                    Scalars.set(column, data, texts[i]);
+                    Scalars.set(column, data, cell);
                 }
             } catch (BadRow bad) {
                 throw new BadRow(column.path + ": " + bad.getMessage());
@@ -157,12 +165,15 @@ final class CsvDecoder implements RowDecoder {
 
     private void split(RecordScanner record, String[] into) throws BadRow {
         if (!record.quoted()) {
-            record.checkText();
             for (int i = 0; i < into.length; i++) {
                 into[i] = record.cell(i);
             }
             return;
         }
+        parse(record, into);
+    }
+
+    private void parse(RecordScanner record, String[] into) throws BadRow {
         feed.record = record.text();
         feed.lineEnd = true;
         try {

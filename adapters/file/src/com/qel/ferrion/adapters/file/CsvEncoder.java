@@ -16,6 +16,7 @@ final class CsvEncoder implements RowEncoder {
     private final CSVFormat format;
     private final char delimiter;
     private final JsonFactory json = new JsonFactory();
+    private final Decimals decimals = new Decimals();
     private final StringBuilder row = new StringBuilder(256);
 
     /**
@@ -68,7 +69,7 @@ final class CsvEncoder implements RowEncoder {
             return;
         case SEQUENCE:
         case ARRAY:
-            format.print(JsonEncoder.cell(json, column, data), row, first);
+            format.print(JsonEncoder.cell(json, column, data, decimals), row, first);
             return;
         case ENUM:
             int value = data.getInt(column.place);
@@ -81,6 +82,6 @@ final class CsvEncoder implements RowEncoder {
         if (!first) {
             row.append(delimiter);
         }
-        Scalars.append(column, data, row);
+        Scalars.append(column, data, decimals, row);
     }
 }

@@ -15,6 +15,7 @@ import java.io.StringWriter;
 final class JsonEncoder implements RowEncoder {
     private final Value root;
     private final JsonFactory factory = new JsonFactory();
+    private final Decimals decimals = new Decimals();
     private JsonGenerator generator;
 
     JsonEncoder(Value root) {
@@ -34,7 +35,7 @@ final class JsonEncoder implements RowEncoder {
         }
         JsonGenerator used = generator;
         generator = null;
-        write(used, root, data);
+        write(used, root, data, decimals);
         used.writeRaw('\n');
         used.flush();
         // After a failure the generator stands inside a record: only then is it not used again.
@@ -42,22 +43,23 @@ final class JsonEncoder implements RowEncoder {
     }
 
     /** The JSON text of a sequence or array, as a table cell holds it. */
-    static String cell(JsonFactory factory, Value value, DynamicData data) throws IOException {
+    static String cell(JsonFactory factory, Value value, DynamicData data, Decimals decimals)
+            throws IOException {
         StringWriter text = new StringWriter();
         try (JsonGenerator generator = factory.createGenerator(text)) {
-            write(generator, value, data);
+            write(generator, value, data, decimals);
         }
         return text.toString();
     }
 
-    private static void write(JsonGenerator out, Value value, DynamicData data)
+    private static void write(JsonGenerator out, Value value, DynamicData data, Decimals decimals)
             throws IOException {
         switch (value.kind) {
         case STRUCT:
             out.writeStartObject();
             for (Value member : value.members.values()) {
                 out.writeFieldName(member.jsonName);
-                write(out, member, data);
+                write(out, member, data, decimals);
             }
             out.writeEndObject();
             break;
@@ -66,18 +68,18 @@ final class JsonEncoder implements RowEncoder {
             int length = value.kind == Kind.ARRAY ? value.size : data.getLength(value.place);
             out.writeStartArray();
             for (int i = 0; i < length; i++) {
-                write(out, value.element(i), data);
+                write(out, value.element(i), data, decimals);
             }
             out.writeEndArray();
             break;
         default:
-            writeScalar(out, value, data);
+            writeScalar(out, value, data, decimals);
             break;
         }
     }
 
-    private static void writeScalar(JsonGenerator out, Value value, DynamicData data)
-            throws IOException {
+    private static void writeScalar(JsonGenerator out, Value value, DynamicData data,
+            Decimals decimals) throws IOException {
         switch (value.kind) {
         case STRING:
             out.writeString(data.getString(value.place));
@@ -90,7 +92,9 @@ final class JsonEncoder implements RowEncoder {
             break;
         case FLOAT:
             float single = data.getFloat(value.place);
-            if (Float.isFinite(single)) {
+            if (decimals.format(single)) {
+                out.writeNumber(decimals.text(), decimals.start(), decimals.length());
+            } else if (Float.isFinite(single)) {
                 out.writeNumber(single);
             } else {
                 writeWord(out, single);
@@ -98,7 +102,9 @@ final class JsonEncoder implements RowEncoder {
             break;
         case DOUBLE:
             double number = data.getDouble(value.place);
-            if (Double.isFinite(number)) {
+            if (decimals.format(number)) {
+                out.writeNumber(decimals.text(), decimals.start(), decimals.length());
+            } else if (Double.isFinite(number)) {
                 out.writeNumber(number);
             } else {
                 writeWord(out, number);

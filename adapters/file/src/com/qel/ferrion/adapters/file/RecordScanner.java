@@ -278,11 +278,24 @@ final class RecordScanner {
         return cells;
     }
 
-    /** Text of a cell of a record without quotes, once {@link #checkText} has passed. */
-    String cell(int index) {
-        int begin = index == 0 ? start : cellEnds[index - 1] + 1;
-        return new String(buffer, begin, cellEnds[index] - begin,
+    /** Text of a cell of a record without quotes. */
+    String cell(int index) throws BadRow {
+        int begin = cellStart(index);
+        String cell = new String(buffer, begin, cellEnds[index] - begin,
                 seen >= 0 ? StandardCharsets.ISO_8859_1 : StandardCharsets.UTF_8);
+        if (seen < 0 && cell.indexOf('\uFFFD') >= 0) {
+            // Either the cell has this character, or it is what stands for bytes that are wrong.
+            text();
+        }
+        return cell;
+    }
+
+    int cellStart(int index) {
+        return index == 0 ? start : cellEnds[index - 1] + 1;
+    }
+
+    int cellEnd(int index) {
+        return cellEnds[index];
     }
 
     byte[] bytes() {

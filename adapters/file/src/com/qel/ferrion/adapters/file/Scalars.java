@@ -70,10 +70,14 @@ final class Scalars {
 
     /** Checks a number against the kind's range; an unsigned 64-bit kind takes from 0 up. */
     static long checkRange(Kind kind, long number) throws BadRow {
-        if (number < least(kind) || number > most(kind)) {
+        if (!isInRange(kind, number)) {
             throw new BadRow(number + " is out of range for " + range(kind));
         }
         return number;
+    }
+
+    static boolean isInRange(Kind kind, long number) {
+        return number >= least(kind) && number <= most(kind);
     }
 
     private static long least(Kind kind) {
@@ -192,7 +196,7 @@ final class Scalars {
     }
 
     /** Text of a number or boolean; reads back as the same value. NaN is an empty text. */
-    static void append(Value value, DynamicData data, StringBuilder out) {
+    static void append(Value value, DynamicData data, Decimals decimals, StringBuilder out) {
         switch (value.kind) {
         case BOOLEAN:
             out.append(data.getBoolean(value.place));
@@ -202,13 +206,17 @@ final class Scalars {
             break;
         case FLOAT:
             float single = data.getFloat(value.place);
-            if (!Float.isNaN(single)) {
+            if (decimals.format(single)) {
+                out.append(decimals.text(), decimals.start(), decimals.length());
+            } else if (!Float.isNaN(single)) {
                 out.append(single);
             }
             break;
         case DOUBLE:
             double number = data.getDouble(value.place);
-            if (!Double.isNaN(number)) {
+            if (decimals.format(number)) {
+                out.append(decimals.text(), decimals.start(), decimals.length());
+            } else if (!Double.isNaN(number)) {
                 out.append(number);
             }
             break;

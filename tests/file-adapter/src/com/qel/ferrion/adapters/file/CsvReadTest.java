@@ -169,7 +169,8 @@ public class CsvReadTest {
         Files.write(host.path("p.csv"), bytes);
         List<DynamicData> rows = host.readAll(host.reader("p.csv", Host.POINT));
         assertEquals(List.of(3), Host.ids(rows));
-        assertTrue(host.errors.get(0), host.errors.get(0).contains("p.csv:2: not valid UTF-8"));
+        assertTrue(host.errors.get(0),
+                host.errors.get(0).contains("p.csv:2: text: not valid UTF-8"));
     }
 
     @Test
