@@ -53,6 +53,9 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
         const std::string option = std::string("-D") + name + "=";
         unlessSet(option + "UTF-8", {option});
     }
+    // What adapters log in Java stands beside our own lines: the time first, all in one line.
+    const std::string logFormat = "-Djava.util.logging.SimpleFormatter.format=";
+    unlessSet(logFormat + "%1$tFT%1$tT.%1$tL%1$tz %4$s %3$s: %5$s%6$s%n", {logFormat});
     unlessSet("-XX:ErrorFile=" + (errorDirectory / "ferry_java_crash_%p.log").string(),
               {"-XX:ErrorFile="});
     if (vmVersion >= nativeAccessVersion) {

@@ -92,17 +92,19 @@ TEST(JavaOptions, AreFerrysUnlessTheUserHasSetThem)
     JavaSettings settings;
     settings.classPath = {"/u.jar"};
     const Texts path = classPathEntries({"/p.jar"}, settings);
-    EXPECT_EQ(
-        javaOptions(path, settings, 17, "/crash"),
-        (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Xmx512m", "-Dfile.encoding=UTF-8",
-               "-Dstdout.encoding=UTF-8", "-Dstderr.encoding=UTF-8", "-Dsun.stdout.encoding=UTF-8",
-               "-Dsun.stderr.encoding=UTF-8", "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
+    const std::string logFormat = "-Djava.util.logging.SimpleFormatter.format=%1$tFT%1$tT.%1$tL"
+                                  "%1$tz %4$s %3$s: %5$s%6$s%n";
+    EXPECT_EQ(javaOptions(path, settings, 17, "/crash"),
+              (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Xmx512m", "-Dfile.encoding=UTF-8",
+                     "-Dstdout.encoding=UTF-8", "-Dstderr.encoding=UTF-8",
+                     "-Dsun.stdout.encoding=UTF-8", "-Dsun.stderr.encoding=UTF-8", logFormat,
+                     "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
     settings.options = {"-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1",
                         "-XX:ErrorFile=/x"};
     EXPECT_EQ(javaOptions(path, settings, 24, "/crash"),
               (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Dstdout.encoding=UTF-8",
                      "-Dstderr.encoding=UTF-8", "-Dsun.stdout.encoding=UTF-8",
-                     "-Dsun.stderr.encoding=UTF-8", "--enable-native-access=ALL-UNNAMED",
+                     "-Dsun.stderr.encoding=UTF-8", logFormat, "--enable-native-access=ALL-UNNAMED",
                      "-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1", "-XX:ErrorFile=/x"}));
 }
 

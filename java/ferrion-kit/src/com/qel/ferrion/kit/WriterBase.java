@@ -1,0 +1,58 @@
+package com.qel.ferrion.kit;
+
+import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import java.util.List;
+import java.util.Properties;
+
+/** A writer to build on; {@link AdapterBase} says what that brings. */
+public abstract class WriterBase implements StreamWriter {
+    private final Guard guard;
+
+    /**
+     * @param stream what {@link ConnectionBase#openWriter} was given
+     */
+    protected WriterBase(ConnectionBase.Stream stream) {
+        guard = stream.guard;
+    }
+
+    /**
+     * Takes a batch as {@link StreamWriter#write} says. {@link Sample#copies} keeps what has to
+     * outlive the call.
+     *
+     * @return how many were written
+     */
+    protected abstract int store(List<Object> samples, List<Object> infos) throws Exception;
+
+    /** Takes over new settings; a throw leaves the old ones. */
+    protected void changed(Settings settings) throws Exception {}
+
+    /** Ends the writer: flush and close here. */
+    protected void release() throws Exception {}
+
+    /** @return the settings */
+    protected final Settings settings() {
+        return guard.settings();
+    }
+
+    @Override
+    public final int write(List<Object> samples, List<Object> infos) throws AdapterException {
+        ClassLoader before = guard.enter();
+        try {
+            return store(samples, infos);
+        } catch (Throwable thrown) {
+            throw guard.told("write", thrown);
+        } finally {
+            guard.leave(before);
+        }
+    }
+
+    @Override
+    public final void update(Properties properties) throws AdapterException {
+        guard.update(properties, this::changed);
+    }
+
+    final void end() {
+        guard.end("deleteStreamWriter", this::release);
+    }
+}

@@ -1,0 +1,130 @@
+package com.qel.ferrion.kit;
+
+import com.qel.ferrion.adapter.StreamReaderListener;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.adapter.infrastructure.TypeInfo;
+import com.qel.ferrion.adapter.infrastructure.Version;
+import com.qel.ferrion.kit.AdapterSettings.Role;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Properties;
+import java.util.concurrent.Semaphore;
+
+/** Lends what was written to the connection before. {@code fault} names the call that fails. */
+public final class Echo extends AdapterBase {
+    static final Setting<String> FAULT =
+            Setting.text("fault", "which call fails").defaultTo("none").changeable();
+    public static final AdapterSettings SETTINGS = AdapterSettings.none()
+            .with(Role.CONNECTION, FAULT, Setting.text("fixed", "what stays"))
+            .with(Role.READER, Setting.integer("batch", 1, 10, "most samples of a read"));
+
+    /** The samples written, or the host's own where the fault is to keep them. */
+    private static final List<Object> KEPT = new ArrayList<>();
+    /** Keeps the thread that the fault "thread" leaves behind. */
+    static final Semaphore LEFT = new Semaphore(0);
+    /** Of the last reader. */
+    static StreamReaderListener heard;
+
+    public Echo(Properties properties) throws AdapterException {
+        super(SETTINGS, new Version(1, 0, 0, 0), properties);
+        KEPT.clear();
+    }
+
+    @Override
+    protected ConnectionBase connect(String name, Settings settings) throws Exception {
+        return new Link();
+    }
+
+    /** Every call passes here. */
+    private static final class Link extends DiscoveryConnectionBase {
+        void pass(String call) throws Exception {
+            if (Thread.currentThread().getContextClassLoader() != Echo.class.getClassLoader()) {
+                throw new AssertionError(call + " without context class loader");
+            }
+            if (settings().get(FAULT).equals(call)) {
+                throw new java.io.IOException("as told");
+            }
+        }
+
+        @Override
+        protected void opened() throws Exception {
+            pass("opened");
+            for (int i = 0; i < 40; i++) {
+                getInputStreamDiscoveryReader().announce(
+                        new StreamInfo("s" + i, new TypeInfo(null, null), false));
+            }
+            getInputStreamDiscoveryReader().dispose("s7");
+        }
+
+        @Override
+        protected SessionBase openSession(Settings settings) throws Exception {
+            pass("openSession");
+            return super.openSession(settings);
+        }
+
+        @Override
+        protected void changed(Settings settings) throws Exception {
+            pass("changed");
+        }
+
+        @Override
+        protected void release() throws Exception {
+            pass("release");
+        }
+
+        @Override
+        protected ReaderBase openReader(Stream stream) throws Exception {
+            pass("openReader");
+            heard = stream.listener;
+            return new ReaderBase(stream) {
+                @Override
+                protected void fill(List<Object> samples, List<Object> infos) throws Exception {
+                    signal();
+                    samples.addAll(KEPT);
+                    KEPT.clear();
+                    if (Link.this.settings().get(FAULT).equals("lend")) {
+                        samples.add("no sample");
+                    }
+                    pass("fill");
+                }
+
+                @Override
+                protected void returned(List<Object> samples, List<Object> infos)
+                        throws Exception {
+                    pass("returned");
+                }
+
+                @Override
+                protected void release() throws Exception {
+                    if (Link.this.settings().get(FAULT).equals("thread")) {
+                        new Thread(LEFT::acquireUninterruptibly, "left").start();
+                    }
+                    pass("releaseReader");
+                }
+            };
+        }
+
+        @Override
+        protected WriterBase openWriter(Stream stream) throws Exception {
+            pass("openWriter");
+            return new WriterBase(stream) {
+                @Override
+                protected int store(List<Object> samples, List<Object> infos) throws Exception {
+                    if (Link.this.settings().get(FAULT).equals("keep")) {
+                        KEPT.addAll(samples);
+                    } else {
+                        Sample.copies(samples, infos).forEach(sample -> KEPT.add(sample.data()));
+                    }
+                    pass("store");
+                    return samples.size();
+                }
+
+                @Override
+                protected void release() throws Exception {
+                    pass("releaseWriter");
+                }
+            };
+        }
+    }
+}

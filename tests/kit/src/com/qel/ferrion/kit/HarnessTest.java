@@ -1,0 +1,155 @@
+package com.qel.ferrion.kit;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertFalse;
+import static org.junit.Assert.assertThrows;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.kit.harness.TestHost;
+import com.qel.ferrion.kit.harness.TestHost.Fault;
+import java.time.Duration;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.concurrent.CopyOnWriteArrayList;
+import java.util.logging.Handler;
+import java.util.logging.LogRecord;
+import java.util.logging.Logger;
+import org.junit.Test;
+
+public class HarnessTest {
+    private static final TypeCode TYPE = TypeCode.fromIdl("struct P { long id; };", null);
+
+    private final List<LogRecord> logged = new CopyOnWriteArrayList<>();
+    private final Logger logger = Logger.getLogger(Echo.class.getPackageName());
+
+    {
+        logger.setUseParentHandlers(false);
+        logger.addHandler(new Handler() {
+            @Override
+            public void publish(LogRecord entry) {
+                logged.add(entry);
+            }
+
+            @Override
+            public void flush() {}
+
+            @Override
+            public void close() {}
+        });
+    }
+
+    private static DynamicData[] points(int count) {
+        DynamicData[] points = new DynamicData[count];
+        for (int i = 0; i < count; i++) {
+            points[i] = new DynamicData(TYPE, null);
+            points[i].setInt("id", i + 1);
+        }
+        return points;
+    }
+
+    /** Writes five samples in batches of two and reads them; "-" is a missing one. */
+    private static String echo(TestHost.Link link) throws Exception {
+        TestHost.Reader reader = link.reader("s", TYPE, "batch", "5");
+        int written = link.writer("s", TYPE, "qel.ferrion.jni.max_samples_per_write", "2")
+                .write(points(5));
+        StringBuilder text = new StringBuilder(written + ":");
+        for (Sample sample : reader.await(5, Duration.ofSeconds(5))) {
+            text.append(sample.data() == null ? "-" : sample.data().getInt("id"));
+        }
+        return text.toString();
+    }
+
+    @Test
+    public void whatTheHostDoesReachesTheAdapter() throws Exception {
+        Object[][] cases = {{"5:12345"}, {"5:-2-4-", Fault.MISSING_SAMPLES},
+            {"5:12345", Fault.NO_INFOS}, {"5:12345", Fault.INTERRUPTED},
+            {"5:12345", Fault.NO_LISTENER}};
+        for (Object[] one : cases) {
+            try (TestHost host = new TestHost(Echo.class)) {
+                if (one.length > 1) {
+                    host.inject((Fault) one[1]);
+                }
+                assertEquals(one[0], echo(host.connect("c")));
+            }
+        }
+        try (TestHost host = new TestHost(Echo.class)) {
+            TestHost.Link link = host.connect(null, "fault", "keep");
+            assertEquals("kept samples are overwritten", "5:00000", echo(link));
+            assertEquals(39, link.announced().size());
+            host.inject(Fault.LISTENER_THROWS);
+            link.reader("s", TYPE).read();
+            assertTrue(host.takeFailures().get(0) instanceof UnsatisfiedLinkError);
+        }
+    }
+
+    @Test
+    public void everyFailureIsLoggedWithItsPlaceAndThrownOn() throws Exception {
+        String connection = "Echo, connection 'c'";
+        String[][] cases = {{"opened", ": createConnection"},
+            {"openSession", ", session: createSession"},
+            {"openReader", ", reader of stream 's': createStreamReader"},
+            {"openWriter", ", writer of stream 's': createStreamWriter"},
+            {"fill", ", reader of stream 's': read"},
+            {"returned", ", reader of stream 's': returnLoan"},
+            {"releaseReader", ", reader of stream 's': deleteStreamReader"},
+            {"store", ", writer of stream 's': write"},
+            {"releaseWriter", ", writer of stream 's': deleteStreamWriter"},
+            {"release", ": deleteConnection"}};
+        for (String[] one : cases) {
+            logged.clear();
+            List<Throwable> thrown = new ArrayList<>();
+            TestHost host = new TestHost(Echo.class);
+            try {
+                echo(host.connect("c", "fault", one[0]));
+            } catch (Exception created) {
+                thrown.add(created);
+            }
+            try {
+                host.close();
+            } catch (AssertionError failures) {
+                thrown.addAll(List.of(failures.getSuppressed()));
+            }
+            assertFalse(one[0], thrown.isEmpty());
+            assertTrue(one[0], thrown.stream().allMatch(t -> t.toString().contains("as told")));
+            assertEquals(connection + one[1] + " failed", logged.get(0).getMessage());
+            assertEquals("as told", logged.get(0).getThrown().getMessage());
+        }
+        SettingsException refused = assertThrows(SettingsException.class,
+                () -> new TestHost(Echo.class, "any", "x"));
+        assertTrue(refused.getMessage(), refused.getMessage().startsWith("Echo: unknown property"));
+    }
+
+    @Test
+    public void whatWouldEndTheProcessIsTakenOut() throws Exception {
+        try (TestHost host = new TestHost(Echo.class)) {
+            TestHost.Reader reader = host.connect("c", "fault", "lend").reader("s", TYPE);
+            assertEquals(1, reader.read().size());
+            assertTrue(host.takeFailures().get(0).getMessage().contains("java.lang.String"));
+        }
+    }
+
+    @Test
+    public void updatesKeepToTheDeclaration() throws Exception {
+        try (TestHost host = new TestHost(Echo.class)) {
+            TestHost.Link link = host.connect("c", "fixed", "1");
+            assertThrows(SettingsException.class, () -> link.update("fixed", "2"));
+            link.update("fault", "changed");
+            assertThrows(Exception.class, () -> link.update("fault", "none"));
+            assertThrows("the refused update has left no trace", Exception.class,
+                    () -> link.update("fault", "none"));
+        }
+    }
+
+    @Test
+    public void whatIsLeftBehindIsFound() throws Exception {
+        TestHost host = new TestHost(Echo.class);
+        host.connect("c", "fault", "thread").reader("s", TYPE).delete();
+        Echo.heard.onDataAvailable(null);
+        String text = assertThrows(AssertionError.class, host::close).getMessage();
+        Echo.LEFT.release();
+        assertTrue(text, text.contains("a signal after the deletion")
+                && text.contains("left") && text.contains("no daemon"));
+    }
+}
