@@ -1,0 +1,276 @@
+package com.qel.ferrion.adapters.sql;
+
+import com.qel.dds.TypeException;
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.typecode.Kind;
+import java.math.BigDecimal;
+import java.math.BigInteger;
+import java.sql.PreparedStatement;
+import java.sql.ResultSet;
+import java.sql.SQLException;
+import java.sql.Types;
+import java.time.DateTimeException;
+import java.time.Instant;
+import java.time.LocalDateTime;
+import java.time.OffsetDateTime;
+import java.time.ZoneOffset;
+
+/**
+ * Where a member and a column meet: values go over in both directions unchanged, or the row is bad.
+ * Used on one thread at a time.
+ */
+final class Cell {
+    final Field field;
+    final Column column;
+    private final Dialect dialect;
+    private final TimeUnit unit;
+
+    /** What an integer counts that stands for a point in time. */
+    enum TimeUnit {
+        S(1), MS(1_000), US(1_000_000), NS(1_000_000_000);
+
+        private final long perSecond;
+
+        TimeUnit(long perSecond) {
+            this.perSecond = perSecond;
+        }
+
+        long of(OffsetDateTime time) {
+            return Math.addExact(Math.multiplyExact(time.toEpochSecond(), perSecond),
+                    time.getNano() / (1_000_000_000 / perSecond));
+        }
+
+        OffsetDateTime time(long count) {
+            return Instant.ofEpochSecond(Math.floorDiv(count, perSecond),
+                    Math.floorMod(count, perSecond) * (1_000_000_000 / perSecond))
+                    .atOffset(ZoneOffset.UTC);
+        }
+    }
+
+    Cell(Field field, Column column, Dialect dialect, TimeUnit unit) {
+        this.field = field;
+        this.column = column;
+        this.dialect = dialect;
+        this.unit = unit;
+    }
+
+    /**
+     * Sets the member from a row.
+     *
+     * @param nulls whether NULL stands for the member's default
+     * @throws BadRow when the value is none of the member's
+     */
+    void read(ResultSet row, int index, DynamicData data, boolean nulls)
+            throws SQLException, BadRow {
+        try {
+            if (!(field.octets ? readBytes(row, index, data) : readScalar(row, index, data))
+                    && !nulls) {
+                throw new BadRow("NULL, for which a " + (field.octets ? "sequence" : field.kind
+                        .name().toLowerCase(java.util.Locale.ROOT)) + " has no value");
+            }
+        } catch (IllegalArgumentException | ArithmeticException | DateTimeException
+                | TypeException e) {
+            throw new BadRow("column '" + column.name() + "': " + e.getMessage());
+        } catch (BadRow e) {
+            throw new BadRow("column '" + column.name() + "': " + e.getMessage());
+        }
+    }
+
+    private boolean readBytes(ResultSet row, int index, DynamicData data)
+            throws SQLException, BadRow {
+        byte[] bytes = row.getBytes(index);
+        if (bytes != null) {
+            field.setBytes(data, bytes);
+        }
+        return bytes != null;
+    }
+
+    /** @return false for NULL; NaN has no other form in a table */
+    private boolean readScalar(ResultSet row, int index, DynamicData data)
+            throws SQLException, BadRow {
+        boolean text = field.kind == Kind.STRING || field.kind == Kind.CHAR;
+        OffsetDateTime time = column.isTime() && !text ? dialect.time(row, index, column) : null;
+        Object value = time != null ? (Object) unit.of(time) : row.getObject(index);
+        if (value == null) {
+            if (field.isReal()) {
+                data.setDouble(field.place, Double.NaN);
+            }
+            return field.isReal();
+        }
+        if (value instanceof byte[]) {
+            throw new BadRow("a blob");
+        }
+        switch (field.kind) {
+        case STRING:
+            data.setString(field.place, row.getString(index));
+            break;
+        case CHAR:
+            String one = row.getString(index);
+            if (one.length() > 1) {
+                throw new BadRow("'" + one + "' is more than one character");
+            }
+            data.setChar(field.place, one.isEmpty() ? '\0' : one.charAt(0));
+            break;
+        case ENUM:
+            if (value instanceof Number) {
+                data.setLong(field.place, whole(value));
+            } else {
+                data.setString(field.place, row.getString(index));
+            }
+            break;
+        case BOOLEAN:
+            data.setBoolean(field.place, truth(value));
+            break;
+        case FLOAT:
+        case DOUBLE:
+            readReal(value, data);
+            break;
+        case ULONGLONG:
+            data.setLong(field.place, unsigned(value));
+            break;
+        default:
+            data.setLong(field.place, whole(value));
+            break;
+        }
+        return true;
+    }
+
+    private void readReal(Object value, DynamicData data) throws BadRow {
+        double number = value instanceof Number ? ((Number) value).doubleValue()
+                : Double.parseDouble(value.toString());
+        if (field.kind == Kind.FLOAT) {
+            if (Float.isInfinite((float) number) && !Double.isInfinite(number)) {
+                throw new BadRow(number + " is beyond the largest float");
+            }
+            data.setFloat(field.place, (float) number);
+        } else {
+            data.setDouble(field.place, number);
+        }
+    }
+
+    private static boolean truth(Object value) throws BadRow {
+        switch (value.toString()) {
+        case "1":
+        case "true":
+        case "t":
+            return true;
+        case "0":
+        case "false":
+        case "f":
+            return false;
+        default:
+            throw new BadRow("'" + value + "' is neither true nor false");
+        }
+    }
+
+    private static long whole(Object value) {
+        if (value instanceof Long || value instanceof Integer) {
+            return ((Number) value).longValue();
+        }
+        if (value instanceof Boolean) {
+            return (Boolean) value ? 1 : 0;
+        }
+        return new BigDecimal(value.toString()).longValueExact();
+    }
+
+    private static long unsigned(Object value) throws BadRow {
+        BigInteger number = new BigDecimal(value.toString()).toBigIntegerExact();
+        if (number.signum() < 0 || number.bitLength() > Long.SIZE) {
+            throw new BadRow(number + " is out of range for 0 to 18446744073709551615");
+        }
+        return number.longValue();
+    }
+
+    /** A point in time as SQLite's own functions write it; without a zone it is UTC. */
+    static OffsetDateTime parseTime(String text) {
+        String iso = text.strip().replace(' ', 'T');
+        iso = iso.length() == 10 ? iso + "T00:00" : iso;
+        return iso.matches(".*T.*(Z|[+-].*)") ? OffsetDateTime.parse(iso)
+                : LocalDateTime.parse(iso).atOffset(ZoneOffset.UTC);
+    }
+
+    /**
+     * Binds the member's value to a parameter.
+     *
+     * @throws BadRow when the column cannot hold it
+     */
+    void bind(PreparedStatement statement, int index, DynamicData data)
+            throws SQLException, BadRow {
+        try {
+            if (field.octets) {
+                statement.setBytes(index, field.bytes(data));
+            } else {
+                bindScalar(statement, index, data);
+            }
+        } catch (IllegalArgumentException | ArithmeticException | DateTimeException
+                | TypeException e) {
+            throw new BadRow("member '" + field.path + "': " + e.getMessage());
+        }
+    }
+
+    private void bindScalar(PreparedStatement statement, int index, DynamicData data)
+            throws SQLException, BadRow {
+        switch (field.kind) {
+        case STRING:
+            statement.setString(index, data.getString(field.place));
+            break;
+        case CHAR:
+            char one = data.getChar(field.place);
+            statement.setString(index, one == '\0' ? "" : String.valueOf(one));
+            break;
+        case ENUM:
+            if (column.isInteger()) {
+                statement.setInt(index, data.getInt(field.place));
+            } else {
+                statement.setString(index, data.getString(field.place));
+            }
+            break;
+        case BOOLEAN:
+            if (column.isInteger()) {
+                statement.setInt(index, data.getBoolean(field.place) ? 1 : 0);
+            } else {
+                statement.setBoolean(index, data.getBoolean(field.place));
+            }
+            break;
+        case FLOAT:
+        case DOUBLE:
+            bindReal(statement, index, data);
+            break;
+        default:
+            bindWhole(statement, index, data.getLong(field.place));
+            break;
+        }
+    }
+
+    private void bindReal(PreparedStatement statement, int index, DynamicData data)
+            throws SQLException {
+        double number = data.getDouble(field.place);
+        if (Double.isNaN(number)) {
+            statement.setNull(index, Types.DOUBLE);
+        } else if (column.isNumeric()) {
+            // With the digits that the number is known by, not those of its binary fraction.
+            statement.setBigDecimal(index, new BigDecimal(field.text(data)));
+        } else if (field.kind == Kind.FLOAT) {
+            statement.setFloat(index, (float) number);
+        } else {
+            statement.setDouble(index, number);
+        }
+    }
+
+    private void bindWhole(PreparedStatement statement, int index, long number)
+            throws SQLException, BadRow {
+        if (column.isTime()) {
+            dialect.bindTime(statement, index, column, unit.time(number));
+        } else if (field.kind == Kind.ULONGLONG && number < 0) {
+            dialect.bindLarge(statement, index, number);
+        } else if (column.jdbcType() == Types.BIT || column.jdbcType() == Types.BOOLEAN) {
+            if (number != 0 && number != 1) {
+                throw new BadRow("member '" + field.path + "': " + number
+                        + " is neither true nor false");
+            }
+            statement.setBoolean(index, number == 1);
+        } else {
+            statement.setLong(index, number);
+        }
+    }
+}

@@ -1,0 +1,334 @@
+package com.qel.ferrion.adapters.sql;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.subscription.SampleInfo;
+import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.adapters.sql.Statements.Mode;
+import com.qel.ferrion.adapters.sql.Statements.OnDispose;
+import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.Setting;
+import com.qel.ferrion.kit.Settings;
+import java.nio.file.Path;
+import java.sql.Connection;
+import java.sql.PreparedStatement;
+import java.sql.SQLException;
+import java.sql.Savepoint;
+import java.sql.Statement;
+import java.time.Duration;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+import java.util.Map;
+import java.util.Properties;
+
+/**
+ * Samples as rows of a table. A batch is one transaction: when write returns it is committed, but
+ * for the samples that the database refused for what is in them.
+ *
+ * <p>The host does not write a batch twice, so this does: whatever fails, but for the data, is
+ * tried again until the batch is in or the time for that is up.
+ */
+final class SqlStreamWriter implements StreamWriter {
+    private static final Setting<Mode> MODE = Setting.choice("mode", Mode.class, "what to do with "
+            + "rows: insert all, insert those whose key is new, or have them replace the row of "
+            + "their key").defaultTo(Mode.INSERT);
+    private static final Setting<Boolean> CREATE = Setting.flag("create",
+            "make the table when it is missing").defaultTo(false);
+    private static final Setting<OnDispose> ON_DISPOSE = Setting.choice("on_dispose",
+            OnDispose.class, "what the disposal of an instance does to the rows of its key")
+            .defaultTo(OnDispose.IGNORE);
+    private static final Setting<String> MARK = Setting.text("mark_column",
+            "the boolean column that on_dispose: mark sets").defaultTo("disposed");
+    private static final Setting<Path> REJECT_FILE = Setting.path("reject_file",
+            "where samples are kept that the database does not take, as JSON lines");
+    private static final Setting<String> OMIT = Setting.text("omit",
+            "members, separated by commas, that are not written").defaultTo("");
+    private static final Setting<Duration> RETRY = Setting.duration("retry_for", Duration.ZERO,
+            Duration.ofHours(24), "how long a batch is tried again that cannot be written; 0s is "
+            + "for ever").defaultTo(Duration.ofSeconds(60)).changeable();
+    static final Setting<?>[] SETTINGS = {SqlStreamReader.TABLE, MODE, CREATE, ON_DISPOSE, MARK,
+            REJECT_FILE, OMIT, SqlStreamReader.UNIT, SqlStreamReader.COLUMNS, RETRY};
+
+    private final String owner;
+    private final Database database;
+    private final TypeCode type;
+    private final String name;
+    private final Link link;
+    private final List<Field> fields = new ArrayList<>();
+    private final Rejects rejects;
+    private Settings settings;
+    private Statements statements;
+    /** The present batch: what is not null counts. */
+    private DynamicData[] samples = new DynamicData[1024];
+    private boolean[] disposed = new boolean[1024];
+    private int count;
+    private int refused;
+    /** A transaction whose commit has given no answer. */
+    private String unknown;
+
+    /**
+     * Makes a writer and writes nothing yet, not even a table; a database that cannot be reached
+     * now is bound to the type later.
+     *
+     * @throws AdapterException when a property is wrong, or the table does not go with the type
+     */
+    SqlStreamWriter(Database database, StreamInfo stream, TypeCode type, Properties properties)
+            throws AdapterException {
+        this.database = database;
+        this.type = type;
+        owner = "writer of stream '" + stream.getStreamName() + "'";
+        settings = SqlAdapter.SETTINGS.of(Role.WRITER).parse(owner, properties);
+        name = settings.has(SqlStreamReader.TABLE) ? settings.get(SqlStreamReader.TABLE)
+                                                   : stream.getStreamName();
+        link = new Link(database, settings.get(MODE) == Mode.INSERT ? Database.Use.INSERT_ONLY
+                                                                    : Database.Use.WRITE, owner);
+        try {
+            selectFields();
+            rejects = new Rejects(owner, stream.getStreamName(), fields,
+                    settings.get(REJECT_FILE));
+            Path missing = database.missingFile();
+            if (missing == null) {
+                link.tryOnce(connection -> bind(connection, false));
+            } else if (!settings.get(CREATE)) {
+                throw new AdapterException(missing + ": no such file; 'create: true' makes it");
+            }
+        } catch (AdapterException e) {
+            link.close();
+            throw new AdapterException(owner + ": " + e.getMessage(), e);
+        }
+    }
+
+    private void selectFields() throws AdapterException {
+        List<Field> all = Field.of(type);
+        List<String> omitted = Arrays.stream(settings.get(OMIT).split(",")).map(String::strip)
+                .filter(path -> !path.isEmpty()).toList();
+        Table.checkMembers(all, omitted);
+        Table.checkMembers(all, settings.get(SqlStreamReader.COLUMNS).keySet());
+        boolean keyed = false;
+        boolean complete = true;
+        for (Field field : all) {
+            keyed |= field.key;
+            if (omitted.contains(field.path)) {
+                complete &= !field.key;
+            } else {
+                field.requireCarried();
+                fields.add(field);
+            }
+        }
+        boolean byKey = settings.get(MODE) == Mode.UPSERT
+                || settings.get(ON_DISPOSE) != OnDispose.IGNORE;
+        if (byKey && !(keyed && complete)) {
+            throw new AdapterException("mode: upsert and on_dispose need key members"
+                    + (keyed ? "; none may be omitted" : ", and the type has none"));
+        }
+    }
+
+    /**
+     * Finds out, once, how the type and the table go together.
+     *
+     * @param create whether a missing table may be made now
+     * @return null when that has to wait for the first batch
+     */
+    private Statements bind(Connection connection, boolean create)
+            throws SQLException, AdapterException {
+        if (statements != null) {
+            return statements;
+        }
+        Map<String, String> columns = settings.get(SqlStreamReader.COLUMNS);
+        Table table = Table.find(connection, database.schema(), name);
+        if (table == null) {
+            if (!settings.get(CREATE)) {
+                throw Table.missing(connection, database.schema(), name);
+            }
+            if (!create) {
+                return null;
+            }
+            try (Statement statement = connection.createStatement()) {
+                statement.execute(Table.creation(database.dialect(),
+                        Table.qualified(database.schema(), name), fields, columns,
+                        settings.get(MODE) != Mode.INSERT,
+                        settings.get(ON_DISPOSE) == OnDispose.MARK ? settings.get(MARK) : null));
+            }
+            connection.commit();
+            table = Table.find(connection, database.schema(), name);
+        }
+        Map<Field, Column> bound = table.bind(fields, columns);
+        List<Cell> cells = new ArrayList<>();
+        for (Field field : fields) {
+            if (!bound.containsKey(field)) {
+                throw new AdapterException(table.source + " has no column '" + field.columnName()
+                        + "' for member '" + field.path + "'; name one with 'columns."
+                        + field.path + "', or name the member under 'omit'");
+            }
+            cells.add(new Cell(field, bound.get(field), database.dialect(),
+                    settings.get(SqlStreamReader.UNIT)));
+        }
+        Statements made = new Statements(table.source, cells, settings.get(MODE),
+                settings.get(ON_DISPOSE), settings.get(MARK));
+        try (Statement statement = connection.createStatement()) {
+            statement.execute(made.trial);
+        }
+        connection.rollback(); // Nothing was written, and no lock is kept for that.
+        statements = made;
+        return made;
+    }
+
+    /** Changes {@code retry_for}. */
+    @Override
+    public void update(Properties properties) throws AdapterException {
+        settings = settings.updated(properties);
+    }
+
+    /**
+     * Writes a row for every sample that has data, and does what was asked for those that tell of a
+     * disposal. Other news about an instance have no place in a table: they count as taken.
+     *
+     * @return what is in the database now, and what needs not be; not what it refused
+     * @throws AdapterException when the batch cannot be written, after all attempts: it is set
+     *     aside as a whole where there is a reject file
+     */
+    @Override
+    public int write(List<Object> batch, List<Object> infos) throws AdapterException {
+        int without = collect(batch, infos);
+        refused = 0;
+        unknown = null;
+        if (count > 0) {
+            try {
+                link.run(this::attempt, settings.get(RETRY));
+            } catch (AdapterException e) {
+                rejects.clear();
+                for (int i = 0; i < count; i++) {
+                    rejects.add(samples[i], disposed[i], e.getMessage());
+                }
+                rejects.keep();
+                throw e;
+            }
+        }
+        return count - refused + without;
+    }
+
+    private int collect(List<Object> batch, List<Object> infos) {
+        boolean removes = settings.get(ON_DISPOSE) != OnDispose.IGNORE;
+        int without = 0;
+        count = 0;
+        for (int i = 0; i < batch.size(); i++) {
+            Object info = infos != null && i < infos.size() ? infos.get(i) : null;
+            boolean valid = !(info instanceof SampleInfo) || ((SampleInfo) info).valid_data;
+            if (!valid && !(removes && ((SampleInfo) info).instance_state
+                    == SampleInfo.NOT_ALIVE_DISPOSED_INSTANCE_STATE)) {
+                without++;
+            } else if (batch.get(i) instanceof DynamicData) {
+                if (count == samples.length) {
+                    samples = Arrays.copyOf(samples, 2 * count);
+                    disposed = Arrays.copyOf(disposed, 2 * count);
+                }
+                samples[count] = (DynamicData) batch.get(i);
+                disposed[count++] = !valid;
+            }
+        }
+        return without;
+    }
+
+    private Void attempt(Connection connection) throws SQLException, AdapterException {
+        if (unknown != null) {
+            boolean done = database.dialect().wasCommitted(connection, unknown);
+            unknown = null;
+            if (done) {
+                return null;
+            }
+        }
+        bind(connection, true);
+        refused = 0;
+        rejects.clear();
+        try {
+            apply(0, count);
+            commit(connection);
+        } catch (SQLException | BadRow e) {
+            String reason = refusal(e);
+            connection.rollback();
+            halve(connection, 0, count, reason);
+            // Before the commit: no sample may be in neither place. So it may be there twice.
+            rejects.keep();
+            commit(connection);
+        }
+        return null;
+    }
+
+    /** Why some sample cannot be written; throws on what has another cause. */
+    private String refusal(Exception e) throws SQLException {
+        if (e instanceof SQLException && !database.dialect().isAboutData((SQLException) e)) {
+            throw (SQLException) e;
+        }
+        return e instanceof SQLException ? Link.text((SQLException) e) : e.getMessage();
+    }
+
+    /** Writes what it can of a part that cannot be written as a whole. */
+    private void halve(Connection connection, int from, int to, String reason)
+            throws SQLException {
+        if (to - from == 1) {
+            refused++;
+            rejects.add(samples[from], disposed[from], reason);
+            return;
+        }
+        int middle = (from + to) >>> 1;
+        tryPart(connection, from, middle);
+        tryPart(connection, middle, to);
+    }
+
+    private void tryPart(Connection connection, int from, int to) throws SQLException {
+        Savepoint before = connection.setSavepoint();
+        try {
+            apply(from, to);
+            database.dialect().checkNow(connection);
+            connection.releaseSavepoint(before);
+        } catch (SQLException | BadRow e) {
+            String reason = refusal(e);
+            connection.rollback(before);
+            halve(connection, from, to, reason);
+        }
+    }
+
+    /** Writes a part of the batch in its order, with as few statements as that allows. */
+    private void apply(int from, int to) throws SQLException, BadRow {
+        PreparedStatement current = null;
+        for (int i = from; i < to; i++) {
+            PreparedStatement next = link.prepare(disposed[i] ? statements.remove
+                                                              : statements.put);
+            if (next != current) {
+                if (current != null) {
+                    current.executeBatch();
+                }
+                next.clearBatch(); // Of an attempt that ended before it was executed.
+                current = next;
+            }
+            int index = 1;
+            for (Cell cell : disposed[i] ? statements.keys : statements.cells) {
+                cell.bind(next, index++, samples[i]);
+            }
+            next.addBatch();
+        }
+        if (current != null) {
+            current.executeBatch();
+        }
+    }
+
+    /** Commits; when no answer comes, the next attempt asks what has become of it. */
+    private void commit(Connection connection) throws SQLException {
+        String transaction = settings.get(MODE) == Mode.INSERT
+                ? database.dialect().transaction(connection) : null;
+        try {
+            connection.commit();
+        } catch (SQLException e) {
+            unknown = transaction;
+            throw e;
+        }
+    }
+
+    /** Ends the connection; every batch that write returned from is committed. */
+    void close() {
+        link.close();
+    }
+}

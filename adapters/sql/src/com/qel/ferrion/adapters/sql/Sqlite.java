@@ -1,0 +1,162 @@
+package com.qel.ferrion.adapters.sql;
+
+import java.nio.file.InvalidPathException;
+import java.nio.file.Path;
+import java.sql.Connection;
+import java.sql.PreparedStatement;
+import java.sql.ResultSet;
+import java.sql.SQLException;
+import java.sql.Types;
+import java.time.Duration;
+import java.time.OffsetDateTime;
+import java.time.ZoneOffset;
+import java.time.format.DateTimeFormatter;
+import java.util.Properties;
+import java.util.Set;
+
+/** SQLite: a file, opened by the host's own process. Columns hold whatever is put into them. */
+final class Sqlite extends Dialect {
+    /** SQLITE_TOOBIG, SQLITE_CONSTRAINT and SQLITE_MISMATCH. */
+    private static final Set<Integer> ABOUT_DATA = Set.of(18, 19, 20);
+    /** SQLITE_ERROR, SQLITE_READONLY, SQLITE_CANTOPEN and SQLITE_NOTADB. */
+    private static final Set<Integer> PERMANENT = Set.of(1, 8, 14, 26);
+    private static final String OPEN_READ_ONLY = "1";
+
+    @Override
+    String prefix() {
+        return "jdbc:sqlite:";
+    }
+
+    @Override
+    String driver() {
+        return "org.sqlite.JDBC";
+    }
+
+    @Override
+    String packageName() {
+        return "libxerial-sqlite-jdbc-java";
+    }
+
+    @Override
+    Path file(String url) {
+        String name = url.substring(prefix().length()).replaceFirst("\\?.*", "");
+        try {
+            return name.isEmpty() || name.startsWith(":") || name.startsWith("file:") ? null
+                    : Path.of(name).toAbsolutePath();
+        } catch (InvalidPathException e) {
+            return null;
+        }
+    }
+
+    @Override
+    void configure(Properties driver, Database.Use use, Duration connect, Duration network) {
+        driver.setProperty("busy_timeout", Long.toString(network.toMillis()));
+        if (use == Database.Use.READ) {
+            // A name that was mistyped must not become an empty database.
+            driver.setProperty("open_mode", OPEN_READ_ONLY);
+        }
+    }
+
+    @Override
+    boolean isAboutData(SQLException failure) {
+        return ABOUT_DATA.contains(failure.getErrorCode() & 0xFF);
+    }
+
+    @Override
+    boolean isPermanent(SQLException failure) {
+        return failure.getSQLState() != null || PERMANENT.contains(failure.getErrorCode() & 0xFF);
+    }
+
+    @Override
+    String rowId() {
+        return "rowid";
+    }
+
+    @Override
+    String exact(String column) {
+        return column;
+    }
+
+    @Override
+    Object position(ResultSet row, int index) throws SQLException {
+        Object value = row.getObject(index);
+        return value instanceof Integer ? Long.valueOf((Integer) value) : value;
+    }
+
+    @Override
+    void bindPosition(PreparedStatement statement, int index, Object value) throws SQLException {
+        statement.setObject(index, value);
+    }
+
+    @Override
+    String columnType(Field field) {
+        if (field.octets) {
+            return "BLOB";
+        }
+        switch (field.kind) {
+        case BOOLEAN:
+            return "BOOLEAN";
+        case FLOAT:
+        case DOUBLE:
+            return "REAL";
+        case STRING:
+        case CHAR:
+        case ENUM:
+            return "TEXT";
+        default:
+            return "INTEGER";
+        }
+    }
+
+    @Override
+    String idlType(Column column) {
+        switch (column.jdbcType()) {
+        case Types.BOOLEAN:
+            return "boolean";
+        case Types.REAL:
+        case Types.FLOAT:
+        case Types.DOUBLE:
+            return "double";
+        case Types.BLOB:
+        case Types.BINARY:
+        case Types.VARBINARY:
+            return "sequence<octet>";
+        default:
+            return column.isInteger() ? "long long" : "string";
+        }
+    }
+
+    @Override
+    void bindLarge(PreparedStatement statement, int index, long bits) throws BadRow {
+        throw new BadRow(Long.toUnsignedString(bits) + " is beyond SQLite's largest integer");
+    }
+
+    @Override
+    void bindTime(PreparedStatement statement, int index, Column column, OffsetDateTime time)
+            throws SQLException {
+        statement.setString(index, DateTimeFormatter.ISO_LOCAL_DATE_TIME.format(
+                time.withOffsetSameInstant(ZoneOffset.UTC)).replace('T', ' '));
+    }
+
+    @Override
+    OffsetDateTime time(ResultSet row, int index, Column column) throws SQLException {
+        // Only texts are points in time: of a number nobody can tell the unit.
+        Object value = row.getObject(index);
+        return value instanceof String ? Cell.parseTime((String) value) : null;
+    }
+
+    @Override
+    void checkNow(Connection connection) {
+        // Deferred foreign keys are checked by the commit; they are off unless asked for.
+    }
+
+    @Override
+    String transaction(Connection connection) {
+        return null; // A commit always gives an answer here.
+    }
+
+    @Override
+    boolean wasCommitted(Connection connection, String transaction) {
+        return false;
+    }
+}

@@ -1,0 +1,192 @@
+package com.qel.ferrion.adapters.sql;
+
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.Names;
+import java.sql.Connection;
+import java.sql.DatabaseMetaData;
+import java.sql.PreparedStatement;
+import java.sql.ResultSet;
+import java.sql.ResultSetMetaData;
+import java.sql.SQLException;
+import java.util.ArrayList;
+import java.util.LinkedHashMap;
+import java.util.List;
+import java.util.Map;
+import java.util.StringJoiner;
+import java.util.TreeMap;
+
+/** A table, view or query as the database describes it. Immutable. */
+final class Table {
+    /** What stands behind FROM. */
+    final String source;
+    final List<Column> columns;
+    /** Names of the primary key's columns in their order; empty where there is none. */
+    final List<String> key;
+    final boolean isTable;
+
+    private Table(String source, List<Column> columns, List<String> key, boolean isTable) {
+        this.source = source;
+        this.columns = columns;
+        this.key = key;
+        this.isTable = isTable;
+    }
+
+    /** What a table is called in statements. */
+    static String qualified(String schema, String name) {
+        return (schema == null ? "" : Dialect.quote(schema) + ".") + Dialect.quote(name);
+    }
+
+    /** Names of all tables and views, each with whether it is a table that can be written. */
+    static Map<String, Boolean> list(Connection connection, String schema) throws SQLException {
+        Map<String, Boolean> found = new TreeMap<>();
+        DatabaseMetaData catalog = connection.getMetaData();
+        String where = schema == null ? connection.getSchema() : schema;
+        try (ResultSet rows = catalog.getTables(null, where, "%",
+                new String[] {"TABLE", "PARTITIONED TABLE", "VIEW", "MATERIALIZED VIEW"})) {
+            while (rows.next()) {
+                found.put(rows.getString("TABLE_NAME"),
+                        rows.getString("TABLE_TYPE").endsWith("TABLE"));
+            }
+        }
+        return found;
+    }
+
+    /**
+     * Looks at a table.
+     *
+     * @return null when it is not there
+     */
+    static Table find(Connection connection, String schema, String name) throws SQLException {
+        Boolean isTable = list(connection, schema).get(name);
+        if (isTable == null) {
+            return null;
+        }
+        Map<Short, String> key = new TreeMap<>();
+        String where = schema == null ? connection.getSchema() : schema;
+        try (ResultSet rows = connection.getMetaData().getPrimaryKeys(null, where, name)) {
+            while (rows.next()) {
+                key.put(rows.getShort("KEY_SEQ"), rows.getString("COLUMN_NAME"));
+            }
+        }
+        String source = qualified(schema, name);
+        return new Table(source, columns(connection, source), List.copyOf(key.values()), isTable);
+    }
+
+    /** The error for a table that is not there. */
+    static AdapterException missing(Connection connection, String schema, String name)
+            throws SQLException {
+        return new AdapterException("there is no table '" + name + "'"
+                + Names.suggestion(name, list(connection, schema).keySet()));
+    }
+
+    static Table ofQuery(Connection connection, String query) throws SQLException {
+        String source = "(" + query.strip().replaceFirst(";$", "") + ") AS q";
+        return new Table(source, columns(connection, source), List.of(), false);
+    }
+
+    private static List<Column> columns(Connection connection, String source)
+            throws SQLException {
+        List<Column> columns = new ArrayList<>();
+        try (PreparedStatement statement = connection.prepareStatement(
+                "SELECT * FROM " + source + " WHERE 1 = 0");
+                ResultSet none = statement.executeQuery()) {
+            ResultSetMetaData all = none.getMetaData();
+            for (int i = 1; i <= all.getColumnCount(); i++) {
+                columns.add(new Column(all.getColumnLabel(i), all.getColumnTypeName(i),
+                        all.getColumnType(i), all.getPrecision(i), all.getScale(i),
+                        all.isNullable(i) != ResultSetMetaData.columnNoNulls));
+            }
+        }
+        return columns;
+    }
+
+    /** A column by its name, or else by what is left of it without SQL's rules; null if none. */
+    Column column(String name) throws AdapterException {
+        Column found = null;
+        for (Column column : columns) {
+            if (column.name().equals(name)) {
+                return column;
+            }
+        }
+        for (Column column : columns) {
+            if (Column.plain(column.name()).equals(Column.plain(name))) {
+                if (found != null) {
+                    throw new AdapterException("'" + name + "' may be column '" + found.name()
+                            + "' or '" + column.name() + "' of " + source);
+                }
+                found = column;
+            }
+        }
+        return found;
+    }
+
+    /** A column that somebody named. */
+    Column named(String name) throws AdapterException {
+        Column found = column(name);
+        if (found == null) {
+            throw new AdapterException(source + " has no column '" + name + "'"
+                    + Names.suggestion(name, columns.stream().map(Column::name).toList()));
+        }
+        return found;
+    }
+
+    /**
+     * Finds the columns of members.
+     *
+     * @param given names of columns by member, where they are not the member's
+     * @return the members that have a column, in their order
+     * @throws AdapterException when a name that was given is wrong, or two members share a column
+     */
+    Map<Field, Column> bind(List<Field> fields, Map<String, String> given)
+            throws AdapterException {
+        Map<Field, Column> bound = new LinkedHashMap<>();
+        for (Field field : fields) {
+            String name = given.get(field.path);
+            Column column = name == null ? column(field.columnName()) : named(name);
+            if (column != null && bound.containsValue(column)) {
+                throw new AdapterException("member '" + field.path + "' and another one have the "
+                        + "same column '" + column.name() + "' of " + source);
+            }
+            if (column != null) {
+                field.requireCarried();
+                bound.put(field, column);
+            }
+        }
+        return bound;
+    }
+
+    /** Refuses names of members that the type does not have. */
+    static void checkMembers(List<Field> fields, Iterable<String> names) throws AdapterException {
+        List<String> paths = fields.stream().map(field -> field.path).toList();
+        for (String name : names) {
+            if (!paths.contains(name)) {
+                throw new AdapterException("the stream's type has no member '" + name + "'"
+                        + Names.suggestion(name, paths));
+            }
+        }
+    }
+
+    /** The statement that makes a table for members. */
+    static String creation(Dialect dialect, String source, List<Field> fields,
+            Map<String, String> given, boolean keyed, String mark) {
+        StringJoiner parts = new StringJoiner(", ", "CREATE TABLE IF NOT EXISTS " + source + " (",
+                ")");
+        StringJoiner key = new StringJoiner(", ", "PRIMARY KEY (", ")").setEmptyValue("");
+        for (Field field : fields) {
+            String column = Dialect.quote(given.getOrDefault(field.path, field.columnName()));
+            // NaN, which says that there is no value, is NULL in a table.
+            parts.add(column + " " + dialect.columnType(field)
+                    + (field.isReal() && !field.key ? "" : " NOT NULL"));
+            if (field.key) {
+                key.add(column);
+            }
+        }
+        if (mark != null) {
+            parts.add(Dialect.quote(mark) + " BOOLEAN NOT NULL DEFAULT FALSE");
+        }
+        if (keyed && key.length() > 0) {
+            parts.add(key.toString());
+        }
+        return parts.toString();
+    }
+}

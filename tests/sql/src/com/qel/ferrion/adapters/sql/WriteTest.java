@@ -1,0 +1,172 @@
+package com.qel.ferrion.adapters.sql;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.adapter.StreamReader;
+import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
+import java.util.List;
+import java.util.Random;
+import java.util.TreeSet;
+import java.util.concurrent.Executors;
+import java.util.concurrent.TimeUnit;
+import java.util.stream.Collectors;
+import org.junit.Rule;
+import org.junit.Test;
+
+/** What stands in tables after writes, also after writes of samples that the database refuses. */
+public class WriteTest {
+    private static final TypeCode ROW =
+            TypeCode.fromIdl("struct Row { @key long id; long v; };", null);
+
+    @Rule public final Rig rig = new Rig();
+
+    private static DynamicData row(int id, int v) {
+        DynamicData data = new DynamicData(ROW, null);
+        data.setInt("id", id);
+        data.setInt("v", v);
+        return data;
+    }
+
+    /** Bad samples anywhere in a batch: they are set aside, and all others are written. */
+    @Test
+    public void badSamplesCostNoOther() throws Exception {
+        Path file = rig.folder.getRoot().toPath().resolve("rejected.jsonl");
+        Random random = new Random(7);
+        for (int round = 0; round < 24; round++) {
+            rig.sql("DROP TABLE IF EXISTS checked",
+                    "CREATE TABLE checked (id INT PRIMARY KEY, v INT CHECK (v <> 13))");
+            Files.deleteIfExists(file);
+            int size = round < 3 ? round + 1 : 1 + random.nextInt(40);
+            List<DynamicData> batch = new ArrayList<>();
+            TreeSet<Integer> good = new TreeSet<>();
+            int bad = 0;
+            for (int id = 0; id < size; id++) {
+                boolean spoilt = round == 0 || random.nextInt(1 + round % 8) == 1;
+                batch.add(row(id, spoilt ? 13 : id + 100));
+                bad += spoilt ? 1 : 0;
+                if (!spoilt) {
+                    good.add(id);
+                }
+            }
+            StreamWriter writer = rig.writer("checked", ROW, "reject_file", file.toString());
+            assertEquals(good.size(), Rig.write(writer, batch, List.of()));
+            rig.connection.deleteStreamWriter(writer);
+            assertEquals(good.stream().map(String::valueOf).collect(Collectors.joining("; ")),
+                    rig.rows("SELECT id FROM checked ORDER BY id"));
+            assertEquals(bad, Files.exists(file) ? Files.lines(file)
+                    .filter(line -> line.contains("\"v\":\"13\"")).count() : 0);
+        }
+    }
+
+    @Test
+    public void modesAndDisposalsDecideWhatARowBecomes() throws Exception {
+        DynamicData again = row(1, 3);
+        DynamicData end = row(2, 0);
+        List<DynamicData> batch = List.of(row(1, 1), row(2, 2), again, end, row(4, 4));
+        String[][] cases = {
+            {"insert", "ignore", "1 1; 1 3; 2 2; 4 4"}, {"insert", "delete", "1 1; 1 3; 4 4"},
+            {"insert_new", "ignore", "1 1; 2 2; 4 4"}, {"upsert", "ignore", "1 3; 2 2; 4 4"},
+            {"upsert", "delete", "1 3; 4 4"}, {"upsert", "mark", "1 3; 2 2; 4 4"},
+        };
+        for (String[] each : cases) {
+            rig.sql("DROP TABLE IF EXISTS modes");
+            StreamWriter writer = rig.writer("modes", ROW, "create", "true", "mode", each[0],
+                    "on_dispose", each[1]);
+            assertEquals("no table before a batch", "0", rig.rows(rig.server
+                    ? "SELECT count(*) FROM pg_tables WHERE tablename = 'modes'"
+                    : "SELECT count(*) FROM sqlite_master WHERE name = 'modes'"));
+            assertEquals(5, Rig.write(writer, batch, List.of(end)));
+            assertEquals(String.join(" ", each), each[2],
+                    rig.rows("SELECT id, v FROM modes ORDER BY id, v"));
+            if (each[1].equals("mark")) {
+                assertEquals("2", rig.rows("SELECT id FROM modes WHERE disposed"));
+                Rig.write(writer, List.of(row(2, 9)), List.of());
+                assertEquals("", rig.rows("SELECT id FROM modes WHERE disposed"));
+            }
+            rig.connection.deleteStreamWriter(writer);
+        }
+    }
+
+    /** Every kind of member, at its limits, there and back through a table that was made for it. */
+    @Test
+    public void allValuesComeBackAsTheyWere() throws Exception {
+        TypeCode type = TypeCode.fromIdl("enum E { A, B }; struct In { float f; char c; };"
+                + "struct All { @key long id; int8 a; octet b; short c; unsigned short d;"
+                + "unsigned long e; long long f; unsigned long long g; double h; boolean i; E j;"
+                + "string k; In l; sequence<octet> m; octet n[3]; };", null);
+        rig.sql("DROP TABLE IF EXISTS everything");
+        List<DynamicData> batch = new ArrayList<>();
+        Object[][] values = {
+            {(byte) -128, (byte) -1, Short.MIN_VALUE, 65535, 0xFFFFFFFFL, Long.MIN_VALUE,
+                Long.MAX_VALUE, Double.MIN_VALUE, true, 1, "\"'\\;ü\uD83D\uDE00", 3.4e38f, 'ÿ'},
+            {(byte) 127, (byte) 0, Short.MAX_VALUE, 0, 0L, Long.MAX_VALUE, 0L, Double.NaN, false,
+                0, "", Float.NaN, '\0'},
+            {(byte) 1, (byte) 1, (short) 1, 1, 1L, 1L, -1L, 0.1, true, 1, "x", 0.1f, 'x'},
+        };
+        for (int id = 0; id < values.length; id++) {
+            Object[] v = values[id];
+            DynamicData data = new DynamicData(type, null);
+            data.setInt("id", id);
+            String[] integers = {"a", "b", "c", "d", "e", "f", "g"};
+            for (int i = 0; i < integers.length; i++) {
+                long number = ((Number) v[i]).longValue();
+                data.setLong(integers[i], i == 1 ? number & 0xFF : number);
+            }
+            data.setDouble("h", (Double) v[7]);
+            data.setBoolean("i", (Boolean) v[8]);
+            data.setInt("j", (Integer) v[9]);
+            data.setString("k", (String) v[10]);
+            data.setFloat("l.f", (Float) v[11]);
+            data.setChar("l.c", (Character) v[12]);
+            data.setLength("m", id);
+            data.setByte("n[1]", (byte) id);
+            batch.add(data);
+        }
+        StreamWriter writer = rig.writer("everything", type, "create", "true", "mode", "upsert");
+        // SQLite has no integer as large as the last row's.
+        int taken = rig.server ? 3 : 2;
+        assertEquals(taken, Rig.write(writer, batch, List.of()));
+        assertEquals(batch.subList(0, taken), rig.read(rig.reader("everything", type), false));
+        assertEquals(List.of(), rig.errors);
+        StreamReader tables = rig.connect("discover", "true").getInputStreamDiscoveryReader();
+        List<Object> found = new ArrayList<>();
+        for (int i = 0; i < 500 && found.stream().noneMatch(each ->
+                ((StreamInfo) each).getStreamName().equals("everything")); i++) {
+            Thread.sleep(10);
+            tables.read(found, new ArrayList<>());
+        }
+        TypeCode announced = (TypeCode) found.stream().map(each -> (StreamInfo) each)
+                .filter(each -> each.getStreamName().equals("everything")).findFirst().get()
+                .getTypeInfo().getTypeRepresentation();
+        assertTrue(announced.toIdl(), announced.member("id").key());
+        assertEquals(taken, rig.read(rig.reader("everything", announced), false).size());
+        assertEquals(List.of(), rig.errors);
+    }
+
+    @Test
+    public void aLockedTableIsWaitedFor() throws Exception {
+        rig.sql("DROP TABLE IF EXISTS locked", "CREATE TABLE locked (id INT, v INT)");
+        String lock = rig.server ? "BEGIN; LOCK TABLE locked" : "BEGIN IMMEDIATE";
+        StreamWriter writer = rig.connect(rig.server ? "driver.options" : "driver.busy_timeout",
+                rig.server ? "-c lock_timeout=20" : "20").createStreamWriter(null, new StreamInfo(
+                "locked", new com.qel.ferrion.adapter.infrastructure.TypeInfo("Row", ROW), false),
+                Rig.properties("retry_for", "20s"));
+        rig.sql(lock);
+        var later = Executors.newSingleThreadScheduledExecutor();
+        var release = later.schedule(() -> {
+            rig.sql("COMMIT");
+            return null;
+        }, 500, TimeUnit.MILLISECONDS);
+        assertEquals(2, Rig.write(writer, List.of(row(1, 1), row(2, 2)), List.of()));
+        assertTrue(release.isDone());
+        later.shutdown();
+        assertEquals("1 1; 2 2", rig.rows("SELECT id, v FROM locked ORDER BY id"));
+    }
+}
