@@ -7,7 +7,7 @@ that no test notices has to stand in survivors.txt, with the reason why none can
 import argparse, collections, glob, json, os, re, shlex, shutil, subprocess, sys, threading, time
 from concurrent.futures import ThreadPoolExecutor
 
-from reasons import unexplained
+from reasons import reasons_of, unexplained
 
 LEAST = 0.95
 ROOT = os.path.abspath(f"{__file__}/../../..")
@@ -217,6 +217,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--file", action="append", help="faults of this file only; repeatable")
     parser.add_argument("--sample", type=int, help="so many faults only, evenly spread")
+    parser.add_argument("--listed", action="store_true", help="those of survivors.txt only")
     parser.add_argument("--jobs", type=int, default=2)
     options = parser.parse_args()
     for old in glob.glob(f"{BUILD}/worker-*"):
@@ -224,6 +225,8 @@ def main():
     start, run = time.monotonic(), Run()
     mutants = [mutant for file in sorted(options.file or run.plan.users.keys() - {*TABLES})
                for mutant in mutants_of(file)]
+    if options.listed:
+        mutants = [mutant for mutant in mutants if mutant.key in reasons_of("survivors.txt")]
     if options.sample:
         mutants = mutants[::-(-len(mutants) // options.sample)]
     with ThreadPoolExecutor(options.jobs, initializer=run.begin) as pool:
@@ -231,7 +234,7 @@ def main():
 
     found = {each.key: f"{each.file}:{each.line}"
              for each, outcome in zip(mutants, outcomes) if outcome == "survived"}
-    some = options.file or options.sample
+    some = options.file or options.sample or options.listed
     without = unexplained("survivors.txt", found, {each.key for each in mutants} if some else None)
     count = collections.Counter(outcomes)
     killed = count["failed"] + count["timed out"]
@@ -242,7 +245,7 @@ def main():
           f"{count['equivalent']} make no other code, {count['twice']} the same as another\n"
           f"{100 * killed / max(1, counted):.1f} % of {counted} killed; {seconds:.0f} s, "
           f"{seconds * options.jobs / max(1, len(mutants)):.1f} s each")
-    sys.exit(killed < LEAST * counted or bool(without))
+    sys.exit(killed < LEAST * counted and not options.listed or bool(without))
 
 
 if __name__ == "__main__":

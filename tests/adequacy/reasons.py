@@ -4,9 +4,8 @@ import os
 import sys
 
 
-def unexplained(list_name, found, tried=None):
-    """Shows what was found, a key to a place, with its reason; returns what has none. What stands
-    in the list and was not found is told, where not all was tried that which was."""
+def reasons_of(list_name):
+    """Entries to reasons."""
     reason, reasons, fresh = "", {}, False
     for line in open(os.path.join(sys.path[0], list_name)).read().splitlines():
         if line.startswith("# "):
@@ -14,6 +13,13 @@ def unexplained(list_name, found, tried=None):
         elif line:
             reasons[line] = reason
         fresh = line.startswith("# ")
+    return reasons
+
+
+def unexplained(list_name, found, tried=None):
+    """Shows what was found, a key to a place, with its reason; returns what has none. What stands
+    in the list and was not found is told, where not all was tried that which was."""
+    reasons = reasons_of(list_name)
     for key, place in found.items():
         print(f"{place}: {key}\n    {reasons.get(key, 'NO REASON GIVEN')}")
     for key in sorted(reasons.keys() - found.keys()):
