@@ -55,7 +55,7 @@ TEST_P(Cases, ComeOutAsWritten)
 
 INSTANTIATE_TEST_SUITE_P(Bridge, Cases,
                          testing::Values("life", "adapter", "connection", "reader", "writer",
-                                         "discovery", "hostile"),
+                                         "discovery", "hostile", "alien"),
                          [](const auto &file) { return file.param; });
 
 } // namespace

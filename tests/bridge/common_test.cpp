@@ -197,7 +197,9 @@ TEST(Sweeps, OfTheCHeapComesOutAsReviewed)
 
 } // namespace
 
-// Stand between the support functions and the C library.
+// Stand between the support functions and the C library. Visible, since libraries that refer to the
+// originals count as referring to these.
+#pragma GCC visibility push(default)
 extern "C" {
 void *__real_malloc(size_t size);
 void *__real_calloc(size_t count, size_t size);
@@ -235,3 +237,4 @@ void __wrap_free(void *block)
     __real_free(block);
 }
 }
+#pragma GCC visibility pop

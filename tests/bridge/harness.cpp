@@ -424,7 +424,7 @@ void act(const std::string &line)
 const DDS_TypeCode *sampleType()
 {
     const DDS_StructMember fields[] = {{"id", DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
-                                        {"text", DDS_TypeCode_create_string(0, nullptr), 0}};
+                                       {"text", DDS_TypeCode_create_string(0, nullptr), 0}};
     return DDS_TypeCode_create_struct("S", nullptr, DDS_EXTENSIBILITY_FINAL, fields, 2, nullptr);
 }
 

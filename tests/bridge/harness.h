@@ -125,6 +125,8 @@ class Host {
 public:
     /// Also clears the script of the Java side and the transcript.
     explicit Host(FERRYJNIGlobal *global);
+    Host(const Host &) = delete;
+    ~Host();
 
     /// Executes a line, unless the object that it is about is not there: "> operation arguments
     /// {properties}" calls the plug-in with a clear environment ("@ " in place of "> " on a thread

@@ -95,6 +95,11 @@ Host::Host(FERRYJNIGlobal *global)
     transcript();
 }
 
+Host::~Host()
+{
+    deleteAll();
+}
+
 QEL_FerrionStreamReader *Host::readerOf(const std::string &which) const
 {
     return which == "pub" ? pub_ : (which == "sub" ? sub_ : reader_);

@@ -116,7 +116,7 @@ TEST_F(Vm, RefusedForWhateverReasonLeavesTheWayFree)
         EXPECT_EQ(transcript(),
                   "\nFERRYJNIGlobal_new: Error creating JavaVM (" + std::to_string(refusal) + ")");
     }
-    EXPECT_EQ(heapBlocks(), blocks + std::size(refusals));
+    EXPECT_EQ(heapBlocks(), blocks + static_cast<int64_t>(std::size(refusals)));
     createResult = 1;
     // Whoever cannot tell which VMs there are has none to adopt.
     listResult = JNI_ERR;

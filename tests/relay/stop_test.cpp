@@ -53,13 +53,11 @@ protected:
             script.hooks.emplace(call, [call] { dprintf(STDERR_FILENO, "%s\n", call); });
         }
         supervisor();
-        std::thread stopper([this] {
+        std::thread([this] {
             sleepFor(100);
             supervisor().requestStop();
-        });
-        const int code = supervisor().run();
-        stopper.join();
-        _exit(code);
+        }).detach();
+        _exit(supervisor().run());
     }
 };
 
