@@ -3,14 +3,13 @@ find_file(FERRY_JUNIT_JAR junit4.jar PATHS /usr/share/java REQUIRED DOC "JUnit 4
 find_file(FERRY_HAMCREST_JAR hamcrest.jar PATHS /usr/share/java REQUIRED
           DOC "Hamcrest (libhamcrest-java)")
 
-# A sanitizer's runtime has to be in the process before the VM loads our libraries. The VM handles
-# segmentation faults by itself, and never frees much.
+# A sanitizer's runtime has to be in the process before the VM loads our libraries.
 set(FERRY_SANITIZER_ENVIRONMENT)
-if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=[a-z,]*address")
-    execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=libasan.so
+if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=(address|thread)")
+    string(SUBSTRING "${CMAKE_MATCH_1}" 0 1 initial)
+    execute_process(COMMAND "${CMAKE_CXX_COMPILER}" -print-file-name=lib${initial}san.so
         OUTPUT_VARIABLE runtime OUTPUT_STRIP_TRAILING_WHITESPACE)
-    set(FERRY_SANITIZER_ENVIRONMENT
-        "LD_PRELOAD=${runtime};ASAN_OPTIONS=handle_segv=0:detect_leaks=0")
+    set(FERRY_SANITIZER_ENVIRONMENT "LD_PRELOAD=${runtime}")
 endif()
 
 # ferry_junit_tests(NAME JARS <jar>... LIBRARY_PATH <dir> [OPTIONS_<class> <VM option>...])

@@ -17,6 +17,8 @@ FERRY, IDL, CYCLONE, FASTDDS, DOMAIN = sys.argv[1:6]
 DOMAIN = int(DOMAIN)
 PARTNERS = {"cyclone": CYCLONE, "fastdds": FASTDDS}
 SKIP = 77
+# How many times longer things may take, below a tool that slows them down.
+PATIENCE = int(os.environ.get("FERRY_TEST_PATIENCE", "1"))
 
 # ferry stays on the loopback interface unless it is told otherwise; a partner has to come there.
 CYCLONE_XML = """<General><Interfaces><NetworkInterface address="127.0.0.1"/></Interfaces>
@@ -82,7 +84,7 @@ class Rig(unittest.TestCase):
 
     def received(self, partner, timeout=30):
         """What a subscriber printed until it ended: samples, and (state, sample) for the rest."""
-        self.assertEqual(partner.wait(timeout), 0, self.text(partner, ".err"))
+        self.assertEqual(partner.wait(timeout * PATIENCE), 0, self.text(partner, ".err"))
         lines = [json.loads(line) for line in self.text(partner).splitlines()]
         return ([value for state, value in lines if state == "alive"],
                 [(state, value) for state, value in lines if state != "alive"])
@@ -97,11 +99,12 @@ class Rig(unittest.TestCase):
         """Ends ferry in order, or waits for an end it comes to by itself."""
         if ferry.poll() is None:
             ferry.send_signal(signal.SIGTERM)
-        self.assertEqual(ferry.wait(20), code, self.text(ferry) + self.text(ferry, ".err"))
+        self.assertEqual(ferry.wait(20 * PATIENCE), code,
+                         self.text(ferry) + self.text(ferry, ".err"))
         return self.text(ferry)
 
     def until(self, condition, what, seconds=20):
-        end = time.monotonic() + seconds
+        end = time.monotonic() + seconds * PATIENCE
         while not condition():
             self.assertLess(time.monotonic(), end, f"in {seconds} s no {what}; " + "".join(
                 f"\n{path.name}: {path.read_text()}" for path in self.directory.glob("*.err")))
