@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.file;
 
 import java.io.OutputStream;
 import java.nio.ByteBuffer;
+import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
 
 /**
@@ -14,23 +15,40 @@ final class Bytes extends OutputStream {
 
     @Override
     public void write(int b) {
-        reserve(1);
+        room(1);
         buffer[count++] = (byte) b;
     }
 
     @Override
     public void write(byte[] from, int offset, int length) {
-        reserve(length);
+        room(length);
         System.arraycopy(from, offset, buffer, count, length);
         count += length;
     }
 
-    private void reserve(int more) {
+    /** Appends a text of ASCII characters. */
+    void plain(String text) {
+        byte[] to = room(text.length());
+        for (int i = 0; i < text.length(); i++) {
+            to[count++] = (byte) text.charAt(i);
+        }
+    }
+
+    /** Appends the number formatted last. */
+    void plain(Decimals number) {
+        int length = number.length();
+        System.arraycopy(number.text(), number.start(), room(length), count, length);
+        count += length;
+    }
+
+    /** Makes room behind what has been written. @return where that is to be put, from size on */
+    byte[] room(int more) {
         if (more > buffer.length - count) {
             int wanted = Math.addExact(count, more);
             buffer = Arrays.copyOf(buffer, Math.max(wanted, (int) Math.min(2L * buffer.length,
                     Integer.MAX_VALUE - 8)));
         }
+        return buffer;
     }
 
     int size() {
@@ -41,9 +59,14 @@ final class Bytes extends OutputStream {
         count = 0;
     }
 
-    /** Cuts back to an earlier size: what followed was no whole record. */
-    void cut(int size) {
+    /** Sets the size: behind what was put into the room, or back to before an incomplete record. */
+    void setSize(int size) {
         count = size;
+    }
+
+    /** The whole as text. */
+    String utf8() {
+        return new String(buffer, 0, count, StandardCharsets.UTF_8);
     }
 
     /** A part of what has been written, without copying it. */

@@ -1,6 +1,5 @@
 package com.qel.ferrion.adapters.file;
 
-import com.fasterxml.jackson.core.JsonFactory;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.io.IOException;
@@ -15,8 +14,9 @@ final class CsvEncoder implements RowEncoder {
     private final byte[] header;
     private final CSVFormat format;
     private final char delimiter;
-    private final JsonFactory json = new JsonFactory();
     private final Decimals decimals = new Decimals();
+    private final JsonEncoder json;
+    private final Bytes element = new Bytes();
     private final StringBuilder row = new StringBuilder(256);
 
     /**
@@ -26,6 +26,7 @@ final class CsvEncoder implements RowEncoder {
     CsvEncoder(Value root, char delimiter, Map<String, String> renamed) throws AdapterException {
         this.format = CsvDecoder.format(delimiter);
         this.delimiter = delimiter;
+        this.json = new JsonEncoder(root);
         Map<Value, String> names = CsvDecoder.columnNames(root, renamed);
         this.columns = new ArrayList<>(names.keySet()).toArray(new Value[0]);
         try {
@@ -69,7 +70,9 @@ final class CsvEncoder implements RowEncoder {
             return;
         case SEQUENCE:
         case ARRAY:
-            format.print(JsonEncoder.cell(json, column, data, decimals), row, first);
+            element.reset();
+            json.write(column, data, element);
+            format.print(element.utf8(), row, first);
             return;
         case ENUM:
             int value = data.getInt(column.place);

@@ -19,7 +19,7 @@ final class Decimals {
     /** Digits behind the point that are tried; a number that needs more is likely to need many. */
     private static final int MOST_PLACES = 6;
 
-    private final char[] text = new char[24];
+    private final byte[] text = new byte[24];
     private int start;
 
     /**
@@ -130,6 +130,27 @@ final class Decimals {
         return false;
     }
 
+    /** Makes the text of a whole number. */
+    void format(long number) {
+        int at = text.length;
+        long left = number;
+        do {
+            text[--at] = (byte) ('0' + Math.abs(left % 10));
+            left /= 10;
+        } while (left != 0);
+        if (number < 0) {
+            text[--at] = '-';
+        }
+        start = at;
+    }
+
+    /** Appends the number formatted last. */
+    void appendTo(StringBuilder out) {
+        for (int i = start; i < text.length; i++) {
+            out.append((char) text[i]);
+        }
+    }
+
     /** Java gives the others an exponent. */
     private static boolean isPlain(double size) {
         return size >= 1e-3 && size < 1e7;
@@ -143,11 +164,11 @@ final class Decimals {
             text[--at] = '0';
         }
         for (int i = 0; i < places; i++, left /= 10) {
-            text[--at] = (char) ('0' + left % 10);
+            text[--at] = (byte) ('0' + left % 10);
         }
         text[--at] = '.';
         do {
-            text[--at] = (char) ('0' + left % 10);
+            text[--at] = (byte) ('0' + left % 10);
             left /= 10;
         } while (left > 0);
         if (negative) {
@@ -156,8 +177,8 @@ final class Decimals {
         start = at;
     }
 
-    /** Where the characters of the number formatted last are: from {@link #start} to the end. */
-    char[] text() {
+    /** The characters of the number formatted last, from {@link #start} to the end. */
+    byte[] text() {
         return text;
     }
 

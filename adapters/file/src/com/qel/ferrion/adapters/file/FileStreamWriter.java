@@ -107,7 +107,7 @@ final class FileStreamWriter implements StreamWriter {
         } catch (IOException | TypeException | IllegalArgumentException
                 | IndexOutOfBoundsException e) {
             // The others of the batch are good: this one is left out, and the count says so.
-            records.cut(before);
+            records.setSize(before);
             LOG.log(Level.ERROR, path + ": a sample cannot be written and is left out", e);
             return false;
         }

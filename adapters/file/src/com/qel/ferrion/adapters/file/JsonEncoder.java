@@ -1,22 +1,27 @@
 package com.qel.ferrion.adapters.file;
 
-import com.fasterxml.jackson.core.JsonFactory;
-import com.fasterxml.jackson.core.JsonGenerator;
-import com.fasterxml.jackson.core.io.SerializedString;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.Kind;
-import java.io.IOException;
-import java.io.StringWriter;
+import java.nio.charset.StandardCharsets;
 
 /**
  * Samples to JSON lines. Numbers are written so that they read back exactly; NaN becomes null, and
  * the infinities, which JSON has no number for, "Infinity" and "-Infinity".
+ *
+ * <p>Written without a library: what a record needs of JSON is little, its names are encoded once,
+ * and a library's generator would keep a state that a sample which fails half-way leaves behind.
  */
 final class JsonEncoder implements RowEncoder {
+    /** Characters of a string that room is made for at a time. */
+    private static final int PIECE = 4096;
+    /** Bytes that a character takes at most: as an escape. */
+    private static final int LONGEST = 6;
+    private static final String NAMED = "\"\\\b\f\n\r\t";
+    private static final String NAMES = "\"\\bfnrt";
+    private static final byte[] HEX = "0123456789ABCDEF".getBytes(StandardCharsets.ISO_8859_1);
+
     private final Value root;
-    private final JsonFactory factory = new JsonFactory();
     private final Decimals decimals = new Decimals();
-    private JsonGenerator generator;
 
     JsonEncoder(Value root) {
         this.root = root;
@@ -28,116 +33,142 @@ final class JsonEncoder implements RowEncoder {
     }
 
     @Override
-    public void encode(DynamicData data, Bytes out) throws IOException {
-        if (generator == null) {
-            generator = factory.createGenerator(out);
-            generator.setRootValueSeparator(new SerializedString(""));
-        }
-        JsonGenerator used = generator;
-        generator = null;
-        write(used, root, data, decimals);
-        used.writeRaw('\n');
-        used.flush();
-        // After a failure the generator stands inside a record: only then is it not used again.
-        generator = used;
+    public void encode(DynamicData data, Bytes out) {
+        write(root, data, out);
+        out.write('\n');
     }
 
-    /** The JSON text of a sequence or array, as a table cell holds it. */
-    static String cell(JsonFactory factory, Value value, DynamicData data, Decimals decimals)
-            throws IOException {
-        StringWriter text = new StringWriter();
-        try (JsonGenerator generator = factory.createGenerator(text)) {
-            write(generator, value, data, decimals);
-        }
-        return text.toString();
-    }
-
-    private static void write(JsonGenerator out, Value value, DynamicData data, Decimals decimals)
-            throws IOException {
+    /** Appends the JSON text of a place. What a throw leaves of it is the caller's to cut off. */
+    void write(Value value, DynamicData data, Bytes out) {
         switch (value.kind) {
         case STRUCT:
-            out.writeStartObject();
-            for (Value member : value.members.values()) {
-                out.writeFieldName(member.jsonName);
-                write(out, member, data, decimals);
+            for (int i = 0; i < value.ordered.length; i++) {
+                byte[] lead = value.ordered[i].jsonLead;
+                out.write(lead, 0, lead.length);
+                write(value.ordered[i], data, out);
             }
-            out.writeEndObject();
+            out.write('}');
             break;
         case SEQUENCE:
         case ARRAY:
             int length = value.kind == Kind.ARRAY ? value.size : data.getLength(value.place);
-            out.writeStartArray();
+            out.write('[');
             for (int i = 0; i < length; i++) {
-                write(out, value.element(i), data, decimals);
+                if (i > 0) {
+                    out.write(',');
+                }
+                write(value.element(i), data, out);
             }
-            out.writeEndArray();
+            out.write(']');
             break;
-        default:
-            writeScalar(out, value, data, decimals);
-            break;
-        }
-    }
-
-    private static void writeScalar(JsonGenerator out, Value value, DynamicData data,
-            Decimals decimals) throws IOException {
-        switch (value.kind) {
         case STRING:
-            out.writeString(data.getString(value.place));
+            quote(data.getString(value.place), out);
             break;
         case CHAR:
-            out.writeString(String.valueOf(data.getChar(value.place)));
-            break;
-        case BOOLEAN:
-            out.writeBoolean(data.getBoolean(value.place));
-            break;
-        case FLOAT:
-            float single = data.getFloat(value.place);
-            if (decimals.format(single)) {
-                out.writeNumber(decimals.text(), decimals.start(), decimals.length());
-            } else if (Float.isFinite(single)) {
-                out.writeNumber(single);
-            } else {
-                writeWord(out, single);
-            }
-            break;
-        case DOUBLE:
-            double number = data.getDouble(value.place);
-            if (decimals.format(number)) {
-                out.writeNumber(decimals.text(), decimals.start(), decimals.length());
-            } else if (Double.isFinite(number)) {
-                out.writeNumber(number);
-            } else {
-                writeWord(out, number);
-            }
-            break;
-        case ULONGLONG:
-            long bits = data.getLong(value.place);
-            if (bits >= 0) {
-                out.writeNumber(bits);
-            } else {
-                out.writeNumber(Long.toUnsignedString(bits));
-            }
+            quote(String.valueOf(data.getChar(value.place)), out);
             break;
         case ENUM:
             int ordinal = data.getInt(value.place);
             String name = value.enumName(ordinal);
             if (name == null) {
-                out.writeNumber(ordinal);
+                out.plain(Integer.toString(ordinal));
             } else {
-                out.writeString(name);
+                quote(name, out);
             }
             break;
+        case BOOLEAN:
+            out.plain(data.getBoolean(value.place) ? "true" : "false");
+            break;
         default:
-            out.writeNumber(data.getLong(value.place));
+            writeNumber(value, data, out);
             break;
         }
     }
 
-    private static void writeWord(JsonGenerator out, double number) throws IOException {
-        if (Double.isNaN(number)) {
-            out.writeNull();
-        } else {
-            out.writeString(Double.toString(number));
+    private void writeNumber(Value value, DynamicData data, Bytes out) {
+        switch (value.kind) {
+        case FLOAT:
+            float single = data.getFloat(value.place);
+            if (decimals.format(single)) {
+                out.plain(decimals);
+            } else {
+                out.plain(Float.isFinite(single) ? Float.toString(single) : word(single));
+            }
+            break;
+        case DOUBLE:
+            double number = data.getDouble(value.place);
+            if (decimals.format(number)) {
+                out.plain(decimals);
+            } else {
+                out.plain(Double.isFinite(number) ? Double.toString(number) : word(number));
+            }
+            break;
+        default:
+            long whole = data.getLong(value.place);
+            if (value.kind == Kind.ULONGLONG && whole < 0) {
+                out.plain(Long.toUnsignedString(whole));
+            } else {
+                decimals.format(whole);
+                out.plain(decimals);
+            }
+            break;
         }
+    }
+
+    private static String word(double number) {
+        return Double.isNaN(number) ? "null" : '"' + Double.toString(number) + '"';
+    }
+
+    /** Appends a string of whole characters as JSON and UTF-8. */
+    static void quote(String text, Bytes out) {
+        out.write('"');
+        for (int i = 0; i < text.length();) {
+            int end = Math.min(text.length(), i + PIECE);
+            byte[] to = out.room((end - i) * LONGEST);
+            int at = out.size();
+            while (i < end) {
+                char c = text.charAt(i++);
+                if (c >= ' ' && c < 0x80 && c != '"' && c != '\\') {
+                    to[at++] = (byte) c;
+                } else if (c < 0x80) {
+                    at = escape(c, to, at);
+                } else if (c < 0x800) {
+                    to[at++] = (byte) (0xC0 | c >> 6);
+                    to[at++] = continuation(c);
+                } else if (!Character.isSurrogate(c)) {
+                    to[at++] = (byte) (0xE0 | c >> 12);
+                    to[at++] = continuation(c >> 6);
+                    to[at++] = continuation(c);
+                } else {
+                    int point = Character.toCodePoint(c, text.charAt(i++));
+                    to[at++] = (byte) (0xF0 | point >> 18);
+                    to[at++] = continuation(point >> 12);
+                    to[at++] = continuation(point >> 6);
+                    to[at++] = continuation(point);
+                }
+            }
+            out.setSize(at);
+        }
+        out.write('"');
+    }
+
+    private static byte continuation(int bits) {
+        return (byte) (0x80 | bits & 0x3F);
+    }
+
+    private static int escape(char c, byte[] to, int start) {
+        int at = start;
+        to[at++] = '\\';
+        int named = NAMED.indexOf(c);
+        if (named >= 0) {
+            to[at++] = (byte) NAMES.charAt(named);
+        } else {
+            to[at++] = 'u';
+            to[at++] = '0';
+            to[at++] = '0';
+            to[at++] = HEX[c >> 4];
+            to[at++] = HEX[c & 15];
+        }
+        return at;
     }
 }

@@ -207,7 +207,7 @@ final class Scalars {
         case FLOAT:
             float single = data.getFloat(value.place);
             if (decimals.format(single)) {
-                out.append(decimals.text(), decimals.start(), decimals.length());
+                decimals.appendTo(out);
             } else if (!Float.isNaN(single)) {
                 out.append(single);
             }
@@ -215,7 +215,7 @@ final class Scalars {
         case DOUBLE:
             double number = data.getDouble(value.place);
             if (decimals.format(number)) {
-                out.append(decimals.text(), decimals.start(), decimals.length());
+                decimals.appendTo(out);
             } else if (!Double.isNaN(number)) {
                 out.append(number);
             }

@@ -1,11 +1,11 @@
 package com.qel.ferrion.adapters.file;
 
-import com.fasterxml.jackson.core.io.SerializedString;
 import com.qel.dds.dynamicdata.MemberPath;
 import com.qel.dds.typecode.Enumerator;
 import com.qel.dds.typecode.Kind;
 import com.qel.dds.typecode.Member;
 import com.qel.dds.typecode.TypeCode;
+import java.nio.charset.StandardCharsets;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.Collections;
@@ -27,14 +27,16 @@ final class Value {
 
     /** Path from the sample, empty for the sample itself. */
     final String path;
-    /** Name of the member as JSON writes it. */
-    final SerializedString jsonName;
+    /** What JSON has in front of the member: a brace or comma, its name and a colon. */
+    final byte[] jsonLead;
     /** The kind with aliases taken off. */
     final Kind kind;
     /** The place in a sample; null for the sample itself. */
     final MemberPath place;
     /** Members of a struct by name, in their order; empty otherwise. */
     final Map<String, Value> members;
+    /** The same without their names. */
+    final Value[] ordered;
     /** Fixed number of elements of an array dimension, or the bound of a sequence (0: none). */
     final int size;
 
@@ -48,15 +50,18 @@ final class Value {
     private long round;
     private long lastSeen = -1;
 
-    private Value(TypeCode root, TypeCode declared, String path, MemberPath place, int dimension) {
+    private Value(TypeCode root, TypeCode declared, String path, MemberPath place, int dimension,
+            char lead) {
         this.root = root;
         this.type = declared.resolve();
         this.path = path;
-        this.jsonName = new SerializedString(path.substring(path.lastIndexOf('.') + 1));
+        this.jsonLead = (lead + "\"" + path.substring(path.lastIndexOf('.') + 1) + "\":")
+                .getBytes(StandardCharsets.UTF_8);
         this.kind = type.kind();
         this.dimension = dimension;
         this.place = place;
         this.members = kind == Kind.STRUCT ? bindMembers() : Collections.emptyMap();
+        this.ordered = members.values().toArray(new Value[0]);
         if (kind == Kind.ARRAY) {
             this.size = type.dimensions()[dimension];
         } else {
@@ -77,7 +82,7 @@ final class Value {
 
     /** Binds a whole type: a struct, or an alias of one. */
     static Value bind(TypeCode type) {
-        return new Value(type, type, "", null, 0);
+        return new Value(type, type, "", null, 0, '{');
     }
 
     private Map<String, Value> bindMembers() {
@@ -85,7 +90,7 @@ final class Value {
         for (Member member : type.members()) {
             String name = path.isEmpty() ? member.name() : path + "." + member.name();
             bound.put(member.name(), new Value(root, member.type(), name, MemberPath.of(root, name),
-                    0));
+                    0, bound.isEmpty() ? '{' : ','));
         }
         return bound;
     }
@@ -113,7 +118,7 @@ final class Value {
         String name = path + "[" + index + "]";
         boolean inner = kind == Kind.ARRAY && dimension + 1 < type.dimensions().length;
         Value bound = new Value(root, inner ? type : type.content(), name, place.at(index),
-                inner ? dimension + 1 : 0);
+                inner ? dimension + 1 : 0, ',');
         if (index < KEPT_ELEMENTS) {
             if (index >= elements.length) {
                 int grown = Math.min(KEPT_ELEMENTS, Math.max(index + 1, 2 * elements.length));

@@ -33,6 +33,12 @@ public final class DecimalsTest {
         return number + (random.nextInt(50) == 0 ? "e1" : "");
     }
 
+    private static String text(Decimals decimals) {
+        StringBuilder text = new StringBuilder();
+        decimals.appendTo(text);
+        return text.toString();
+    }
+
     @Test
     public void numbersAreThoseThatJavaReads() {
         int[] done = new int[2];
@@ -64,12 +70,12 @@ public final class DecimalsTest {
                                        : Double.longBitsToDouble(random.nextLong());
             if (decimals.format(number)) {
                 done++;
-                String text = new String(decimals.text(), decimals.start(), decimals.length());
+                String text = text(decimals);
                 assertEquals(text, number, Double.parseDouble(text), 0);
                 assertTrue(text, text.length() <= Double.toString(number).length());
             }
             if (decimals.format((float) number)) {
-                String text = new String(decimals.text(), decimals.start(), decimals.length());
+                String text = text(decimals);
                 assertEquals(text, (float) number, Float.parseFloat(text), 0);
                 assertTrue(text, text.length() <= Float.toString((float) number).length());
             }
