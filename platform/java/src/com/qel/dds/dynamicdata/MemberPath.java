@@ -27,6 +27,10 @@ public final class MemberPath {
     private final int flat;
     /** Where the value starts, its padding behind it, in every sample; or NO_OFFSET. */
     final int offset;
+    /** Its place in a sample's index of the root's members; or -1. */
+    final int indexed;
+    /** What the value's start is aligned to, once it has been reached. */
+    final int alignment;
     private final String text;
 
     private MemberPath(TypeLayout root, TypeLayout target, TypeLayout[] containers, int[] children,
@@ -38,7 +42,9 @@ public final class MemberPath {
         this.dimension = dimension;
         this.flat = flat;
         this.text = text;
+        this.alignment = Math.max(1, target.scalarSize);
         this.offset = findOffset();
+        this.indexed = children.length == 1 ? Math.max(-1, children[0] - root.offsets.length) : -1;
     }
 
     /**
@@ -174,7 +180,7 @@ public final class MemberPath {
                 return NO_OFFSET;
             }
         }
-        start = TypeLayout.align(start, Math.max(1, target.scalarSize));
+        start = TypeLayout.align(start, alignment);
         return start <= Integer.MAX_VALUE ? (int) start : NO_OFFSET;
     }
 }

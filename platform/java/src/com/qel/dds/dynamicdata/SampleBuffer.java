@@ -107,7 +107,22 @@ final class SampleBuffer {
             throw new TypeException("path \"" + path + "\" belongs to " + path.root.type
                     + ", the sample is of " + root.type);
         }
-        return path.offset >= 0 ? path.offset : walk(path);
+        if (path.offset >= 0) {
+            return path.offset;
+        }
+        return path.indexed >= 0 ? locateIndexed(path) : walk(path);
+    }
+
+    /** A member of the root: apart from {@link #walk}, which is much code to compile in each use. */
+    private int locateIndexed(MemberPath path) {
+        if (indexed <= path.indexed) {
+            extendIndex(path.indexed);
+        }
+        long at = TypeLayout.align(index[path.indexed], path.alignment);
+        if (at > size) {
+            throw malformed(path.toString());
+        }
+        return (int) at;
     }
 
     /** Position of a scalar or enum, or of a string's or sequence's count, that is there whole. */
@@ -149,7 +164,7 @@ final class SampleBuffer {
             }
             at = findElement(container, i, child, at);
         }
-        at = TypeLayout.align(at, Math.max(1, path.target.scalarSize));
+        at = TypeLayout.align(at, path.alignment);
         if (at > size) {
             throw malformed(path.toString());
         }
@@ -182,12 +197,17 @@ final class SampleBuffer {
             return start;
         }
         int wanted = member - known;
+        extendIndex(wanted);
+        return index[wanted];
+    }
+
+    private void extendIndex(int wanted) {
+        int known = root.offsets.length;
         while (indexed <= wanted) {
-            long start = indexed == 0 ? struct.offset(known - 1, 0) : index[indexed - 1];
-            index[indexed] = (int) Cdr.skip(this, struct.members[known - 1 + indexed], start);
+            long start = indexed == 0 ? root.offset(known - 1, 0) : index[indexed - 1];
+            index[indexed] = (int) Cdr.skip(this, root.members[known - 1 + indexed], start);
             indexed++;
         }
-        return index[wanted];
     }
 
     private long findElement(TypeLayout container, int depth, int element, long at) {
