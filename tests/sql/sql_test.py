@@ -29,7 +29,9 @@ types: [{{idl: "struct Row {{ @key long long n; string text; }};"}}]
 adapters: {{sql: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}}}
 connections:
   source: {{adapter: sql, properties: {{url: "jdbc:sqlite:source.db"}}}}
-  cut: {{adapter: sql, properties: {{url: "jdbc:postgresql://127.0.0.1:{cut}/postgres", user: tester}}}}
+  cut:
+    adapter: sql
+    properties: {{url: "jdbc:postgresql://127.0.0.1:{cut}/postgres", user: tester}}
   server: {{adapter: sql, properties: {{url: "{url}", user: tester}}}}
   sink: {{adapter: sql, properties: {{url: "jdbc:sqlite:sink.db"}}}}
 sessions: {{a: {{period: 20ms}}, b: {{period: 20ms}}}}
@@ -38,7 +40,9 @@ routes:
     session: a
     type: Row
     input:
-      {{connection: source, stream: rows, properties: {{position_file: in, batch: {batch}, poll: 20ms}}}}
+      connection: source
+      stream: rows
+      properties: {{position_file: in, batch: {batch}, poll: 20ms}}
     outputs: [{{connection: cut, stream: rows}}]
   out:
     session: b

@@ -17,8 +17,7 @@ import java.util.Properties;
 /** Which database, and how to get in. Immutable; any thread. */
 final class Database {
     static final Setting<String> URL = Setting.text("url", "the database, as its JDBC driver "
-            + "calls it").where(url -> Dialect.of(url) != null,
-            "jdbc:sqlite:FILE or jdbc:postgresql://HOST/DATABASE").required();
+            + "calls it: jdbc:sqlite:FILE or jdbc:postgresql://HOST/DATABASE").required();
     static final Setting<String> USER = Setting.text("user", "who connects");
     static final Setting<Secret> PASSWORD = Setting.secret("password", "the user's password");
     static final Setting<Path> PASSWORD_FILE = Setting.path("password_file",
@@ -56,6 +55,11 @@ final class Database {
         this.settings = settings;
         this.url = settings.get(URL);
         this.dialect = Dialect.of(url);
+        if (dialect == null) {
+            // The URL itself may hold a password.
+            throw new AdapterException(settings.owner()
+                    + ": property 'url' is neither jdbc:sqlite:FILE nor jdbc:postgresql:...");
+        }
         int ways = 0;
         for (Setting<?> way : new Setting<?>[] {PASSWORD, PASSWORD_FILE, PASSWORD_ENV}) {
             ways += settings.has(way) ? 1 : 0;
