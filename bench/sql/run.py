@@ -3,8 +3,8 @@
 
 usage: run.py FERRY [--rows N] [--quick] [--rounds N] [--json FILE [--extend]] [--pictures DIR]
 
-The two run in turn, on the same file, with inserts and with upserts; what counts is the ratio within
-a round. Both are whole processes, VM start included, and commit every 1024 rows. After every round
+The two run in turn, on the same file, with inserts and with upserts; what counts is the ratio
+within a round. Both are whole processes, VM start included, and commit every 1024 rows. After every round
 the two tables are compared.
 """
 import argparse
@@ -65,8 +65,8 @@ def main():
             for _ in range(rounds):
                 for database in ("plain.db", "relayed.db"):
                     (work / database).unlink(missing_ok=True)
-                plain = million_rows.timed(["java", "-Xmx512m", "-cp", f"{work}:{JARS}", "PlainLoad",
-                                            "rows.csv", "plain.db", mode], work)[0]
+                plain = million_rows.timed(["java", "-Xmx512m", "-cp", f"{work}:{JARS}",
+                                            "PlainLoad", "rows.csv", "plain.db", mode], work)[0]
                 relayed = million_rows.timed([ferry, "run", "relay.yaml", "--until-idle=0.1",
                                               "--quiet"], work)[0]
                 compare(work, rows)
