@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "config/diagnostics.h"
 #include "qddsc/type_code.h"
 
 namespace ferry {
@@ -109,6 +110,19 @@ struct DiscoverySettings {
     RouteSettings route;
 };
 
+/// Properties with their places in the file, for what only the adapter itself can tell of them.
+struct PropertySource {
+    /// ADAPTER, CONNECTION, READER or WRITER.
+    std::string role;
+    /// Of an adapter itself, else of the connection.
+    std::size_t owner = 0;
+    /// As in messages: "connections.db".
+    std::string path;
+    Place place;
+    std::map<std::string, Place> places;
+    Properties properties;
+};
+
 /// Adapters, connections and sessions are referred to by their index.
 struct Configuration {
     /// The file's name without directory and extension: what the service is called in messages.
@@ -124,6 +138,7 @@ struct Configuration {
     std::vector<DiscoverySettings> discovery;
     /// The named structs of `types`, for streams that are announced without one.
     std::map<std::string, const DDS_TypeCode *> types;
+    std::vector<PropertySource> sources;
 
     /// Whether any adapter is a Java class.
     bool needsJava() const

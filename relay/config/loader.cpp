@@ -79,7 +79,7 @@ void Loader::readAdapter(const NamedNode &entry)
         diagnostics_.add(placeOf(section.find("entry")),
                          path + ".entry goes with \"library\" only");
     }
-    adapter.properties = section.properties(configuration_.directory);
+    adapter.properties = readProperties(section, "ADAPTER", configuration_.adapters.size());
     configuration_.adapters.push_back(std::move(adapter));
 }
 
@@ -117,7 +117,8 @@ void Loader::readConnection(const NamedNode &entry)
     if (connection.names.size() > 2) {
         diagnostics_.add(placeOf(names), path + ".names takes at most two names");
     }
-    connection.properties = section.properties(configuration_.directory);
+    connection.properties =
+        readProperties(section, "CONNECTION", configuration_.connections.size());
     configuration_.connections.push_back(std::move(connection));
 }
 
@@ -158,7 +159,8 @@ void Loader::readSessionSettings(const NamedNode &entry)
                                  *text + "\"");
         }
     }
-    session.properties = section.properties(configuration_.directory);
+    std::map<std::string, Place> places;
+    session.properties = section.properties(configuration_.directory, places);
     configuration_.sessions.push_back(std::move(session));
 }
 
@@ -173,7 +175,7 @@ void Loader::readRoute(const NamedNode &entry)
     readRouteType(section, route);
     const YAML::Node input = section.require("input");
     if (input.IsDefined()) {
-        readStream(input, section.pathOf("input"), route.input);
+        readStream(input, section.pathOf("input"), "READER", route.input);
     }
     readOutputs(section, route);
     readOnError(section, route);
@@ -190,7 +192,7 @@ void Loader::readOutputs(const Section &section, RouteSettings &route)
         for (std::size_t i = 0; i < outputs.size(); ++i) {
             const std::string where = section.pathOf("outputs[") + std::to_string(i) + "]";
             StreamSettings output;
-            readStream(outputs[i], where, output);
+            readStream(outputs[i], where, "WRITER", output);
             readBatch(outputs[i], route, where, output);
             route.outputs.push_back(std::move(output));
         }
@@ -242,7 +244,20 @@ void Loader::readRouteType(const Section &section, RouteSettings &route)
     }
 }
 
-void Loader::readStream(const YAML::Node &node, const std::string &path, StreamSettings &stream)
+Properties Loader::readProperties(const Section &section, const char *role, std::size_t owner)
+{
+    PropertySource source;
+    source.role = role;
+    source.owner = owner;
+    source.path = section.path();
+    source.place = section.keyPlace("properties");
+    source.properties = section.properties(configuration_.directory, source.places);
+    configuration_.sources.push_back(source);
+    return source.properties;
+}
+
+void Loader::readStream(const YAML::Node &node, const std::string &path, const char *role,
+                        StreamSettings &stream)
 {
     const Section section(diagnostics_, node, path, {"connection", "stream", "properties"});
     if (const auto name = section.requiredJavaText("connection")) {
@@ -251,7 +266,7 @@ void Loader::readStream(const YAML::Node &node, const std::string &path, StreamS
                       placeOf(section.find("connection")));
     }
     stream.stream = section.requiredJavaText("stream").value_or("");
-    stream.properties = section.properties(configuration_.directory);
+    stream.properties = readProperties(section, role, stream.connection);
 }
 
 /// The most samples of one write: the output's own property, else the session's batch (which is

@@ -49,7 +49,10 @@ private:
     std::vector<std::string> readGlobs(const YAML::Node &node, const std::string &path,
                                        bool mayBeEmpty);
     void collectTypes();
-    void readStream(const YAML::Node &node, const std::string &path, StreamSettings &stream);
+    /// `owner` as in PropertySource.
+    Properties readProperties(const Section &section, const char *role, std::size_t owner);
+    void readStream(const YAML::Node &node, const std::string &path, const char *role,
+                    StreamSettings &stream);
     void readBatch(const YAML::Node &node, const RouteSettings &route, const std::string &path,
                    StreamSettings &output);
 

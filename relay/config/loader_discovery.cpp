@@ -46,7 +46,8 @@ void Loader::readOtherEnd(const NamedNode &entry, const Section &section, Discov
 {
     StreamSettings announced;
     announced.connection = rule.connection;
-    announced.properties = section.properties(configuration_.directory);
+    announced.properties =
+        readProperties(section, rule.inputs ? "READER" : "WRITER", announced.connection);
     if (rule.inputs) {
         rule.route.input = announced;
         readOutputs(section, rule.route);
@@ -56,7 +57,7 @@ void Loader::readOtherEnd(const NamedNode &entry, const Section &section, Discov
     rule.route.outputs.push_back(announced);
     const YAML::Node input = section.require("input");
     if (input.IsDefined()) {
-        readStream(input, section.pathOf("input"), rule.route.input);
+        readStream(input, section.pathOf("input"), "READER", rule.route.input);
     }
 }
 

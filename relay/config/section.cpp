@@ -1,7 +1,6 @@
 #include "config/section.h"
 
 #include <algorithm>
-#include <set>
 
 #include "config/text.h"
 
@@ -30,8 +29,9 @@ std::string within(const std::string &path)
 
 class PropertyReader {
 public:
-    PropertyReader(Diagnostics &diagnostics, const std::filesystem::path &directory)
-        : diagnostics_(diagnostics), directory_(directory)
+    PropertyReader(Diagnostics &diagnostics, const std::filesystem::path &directory,
+                   std::map<std::string, Place> &places)
+        : diagnostics_(diagnostics), directory_(directory), places_(places)
     {
     }
 
@@ -91,7 +91,7 @@ private:
             diagnostics_.add(placeOf(entry.value), "the value of " + where + " " + refusal);
             return;
         }
-        if (!names_.insert(name).second) {
+        if (!places_.emplace(name, entry.place).second) {
             diagnostics_.add(entry.place, "property \"" + name + "\" is given twice");
             return;
         }
@@ -101,7 +101,7 @@ private:
     Diagnostics &diagnostics_;
     const std::filesystem::path &directory_;
     Properties result_;
-    std::set<std::string> names_;
+    std::map<std::string, Place> &places_;
     /// Good and bad ones.
     std::size_t seen_ = 0;
     bool gaveUp_ = false;
@@ -203,9 +203,10 @@ readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &p
 }
 
 Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path,
-                          const std::filesystem::path &directory)
+                          const std::filesystem::path &directory,
+                          std::map<std::string, Place> &places)
 {
-    PropertyReader reader(diagnostics, directory);
+    PropertyReader reader(diagnostics, directory, places);
     reader.read(node, path, "", 0);
     return reader.take();
 }
@@ -264,9 +265,11 @@ std::optional<std::string> Section::requiredJavaText(const std::string &key) con
     return readJavaText(diagnostics_, require(key), pathOf(key));
 }
 
-Properties Section::properties(const std::filesystem::path &directory) const
+Properties Section::properties(const std::filesystem::path &directory,
+                               std::map<std::string, Place> &places) const
 {
-    return readProperties(diagnostics_, find("properties"), pathOf("properties"), directory);
+    return readProperties(diagnostics_, find("properties"), pathOf("properties"), directory,
+                          places);
 }
 
 std::string Section::pathOf(const std::string &key) const

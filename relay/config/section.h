@@ -5,6 +5,7 @@
 #ifndef FERRY_CONFIG_SECTION_H
 #define FERRY_CONFIG_SECTION_H
 
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -45,7 +46,8 @@ readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &p
 /// Free-form properties: nested mappings are joined by dots, lists are refused. In values,
 /// `${config_dir}` stands for `directory` and `${env:NAME}` for a variable of the environment.
 Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path,
-                          const std::filesystem::path &directory);
+                          const std::filesystem::path &directory,
+                          std::map<std::string, Place> &places);
 
 /// A mapping whose keys are fixed. An empty node is an empty mapping.
 class Section {
@@ -60,7 +62,8 @@ public:
 
     std::optional<std::string> text(const std::string &key) const;
     std::optional<std::string> requiredJavaText(const std::string &key) const;
-    Properties properties(const std::filesystem::path &directory) const;
+    Properties properties(const std::filesystem::path &directory,
+                          std::map<std::string, Place> &places) const;
 
     std::string pathOf(const std::string &key) const;
     const std::string &path() const

@@ -48,11 +48,14 @@ void addRun(CLI::App &app, CommandLine &line, std::string &idle, bool &quiet, bo
     run->add_flag("-v,--verbose", verbose, "Log everything")->excludes(quietFlag);
 }
 
-void addCheck(CLI::App &app, CommandLine &line, bool &verbose)
+void addCheck(CLI::App &app, CommandLine &line, std::string &settings, bool &verbose)
 {
     CLI::App *check = app.add_subcommand(
         "check", "Load everything a configuration file names, move no sample, tell what was found");
-    check->add_option("FILE", line.file, "Configuration file (YAML)")->required();
+    check->add_option("FILE", line.file, "Configuration file (YAML)");
+    check->add_flag("--settings{*}", settings,
+                    "Only print the settings that the file's Java adapters declare, or those of a "
+                    "class, without file: --settings=CLASS");
     check
         ->add_option("--drain-seconds", line.drain,
                      "How long the end may take before it is forced (default 5)")
@@ -137,7 +140,8 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
     app.footer(footer);
     app.require_subcommand(1);
     addRun(app, line, idle, quiet, verbose);
-    addCheck(app, line, verbose);
+    std::string settings;
+    addCheck(app, line, settings, verbose);
     ListTexts list;
     addList(app, line, list);
     CLI::App *doctor = app.add_subcommand(
@@ -151,6 +155,11 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
                                    : Verbosity::normal;
         line.verb = verbOf(app);
         line.properties = properties(list.settings);
+        line.settings = !settings.empty();
+        line.settingsClass = settings == "*" ? "" : settings;
+        if (line.verb == Verb::check && line.file.empty() && line.settingsClass.empty()) {
+            throw CLI::RequiredError("FILE");
+        }
         line.idl = !list.idl.empty();
         line.idlType = list.idl == "*" ? "" : list.idl;
         return line;

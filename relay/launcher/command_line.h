@@ -27,6 +27,9 @@ struct CommandLine {
     double wait = 2;
     bool idl = false;
     std::string idlType;
+    /// `check`: print what adapters declare, of the file or of one class.
+    bool settings = false;
+    std::string settingsClass;
 };
 
 /// Reads the arguments. When there is nothing to do (help, version, a mistake), what there is to

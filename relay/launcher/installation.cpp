@@ -51,7 +51,8 @@ Installation findInstallation()
 std::vector<std::string> Installation::missingJars() const
 {
     std::vector<std::string> missing;
-    for (const char *name : {"qdds.jar", "ferrion-adapter.jar", "ferrion-adapter-file.jar"}) {
+    for (const char *name :
+         {"qdds.jar", "ferrion-adapter.jar", "ferrion-kit.jar", "ferrion-adapter-file.jar"}) {
         if (std::find(jars.begin(), jars.end(), (jarDirectory / name).string()) == jars.end()) {
             missing.emplace_back(name);
         }

@@ -10,6 +10,7 @@
 #include "launcher/command_line.h"
 #include "launcher/doctor.h"
 #include "launcher/installation.h"
+#include "launcher/settings_check.h"
 
 namespace {
 
@@ -56,11 +57,11 @@ Configuration domainConfiguration(const CommandLine &line)
 /// What the verb works on; a list has no use for routes.
 std::optional<Configuration> configurationOf(const CommandLine &line)
 {
+    if (line.file.empty()) {
+        return line.verb == Verb::list ? domainConfiguration(line) : Configuration();
+    }
     if (line.verb != Verb::list) {
         return readConfiguration(line.file, Needs::routes);
-    }
-    if (line.file.empty()) {
-        return domainConfiguration(line);
     }
     std::optional<Configuration> configuration = readConfiguration(line.file, Needs::connections);
     if (configuration) {
@@ -83,23 +84,43 @@ bool enter(const std::filesystem::path &directory)
     return !error;
 }
 
-/// Loads the VM's library for Java adapters; its feature release, or 0 after saying why not.
-int prepareJava(VmPlaces places, const Configuration &configuration)
+/// Loads the VM's library for Java adapters; nothing after saying why not.
+std::optional<VmCandidate> prepareJava(VmPlaces places, const Configuration &configuration)
 {
     places.configuration = configuration.java.home;
     VmSearch search;
     findVm(places, search);
     if (search.chosen == nullptr) {
         std::fprintf(stderr, "ferry: %s\n", noVmText(search).c_str());
-        return 0;
+        return std::nullopt;
     }
     const std::string reason = loadVm(search.chosen->library);
     if (!reason.empty()) {
         std::fprintf(stderr, "ferry: %s\n  \"ferry doctor\" tells more.\n", reason.c_str());
-        return 0;
+        return std::nullopt;
     }
-    // An installation that does not say is taken for the oldest.
-    return std::max(search.chosen->version, oldestVm);
+    return *search.chosen;
+}
+
+/// What the Java adapters' declarations say of the configuration; whether `check` may go on.
+bool settingsAllow(const SettingsCheck &check, const std::string &file)
+{
+    Diagnostics diagnostics(file);
+    if (!check.run(diagnostics)) {
+        std::fprintf(stderr, "ferry: the adapters could not be asked for their settings\n");
+    }
+    for (const std::string &line : diagnostics.lines()) {
+        std::fprintf(stderr, "%s\n", line.c_str());
+    }
+    return diagnostics.empty();
+}
+
+int printSettings(const SettingsCheck &check, const std::string &javaClass)
+{
+    const std::optional<std::string> text = check.describe(javaClass);
+    std::fputs(text ? text->c_str() : "ferry: the adapters could not be asked\n",
+               text ? stdout : stderr);
+    return text ? exitOk : exitNoStart;
 }
 
 int runRelay(const CommandLine &line, const VmPlaces &places)
@@ -109,14 +130,23 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
         return exitUsage;
     }
     RelayRequest request;
-    if (configuration->needsJava()) {
-        request.vmVersion = prepareJava(places, *configuration);
-        if (request.vmVersion == 0) {
-            return exitNoStart;
-        }
-    }
     const Installation installation = findInstallation();
     installation.complete(*configuration);
+    if (configuration->needsJava() || line.settings) {
+        const std::optional<VmCandidate> vm = prepareJava(places, *configuration);
+        if (!vm) {
+            return exitNoStart;
+        }
+        // An installation that does not say is taken for the oldest.
+        request.vmVersion = std::max(vm->version, oldestVm);
+        const SettingsCheck settings(vm->home, installation.jars, *configuration);
+        if (line.settings) {
+            return printSettings(settings, line.settingsClass);
+        }
+        if (line.verb == Verb::check && !settingsAllow(settings, line.file)) {
+            return exitUsage;
+        }
+    }
     std::string reason;
     const RelayMain relay = loadRelay(installation, reason);
     if (relay == nullptr) {

@@ -202,6 +202,26 @@ class FerryTest(Ferry):
         self.assertIn("input stream in/observations.csv: announced", text)
         self.assertEqual(output.read_text(), "precious\n")
 
+    def test_check_holds_properties_against_what_adapters_declare(self):
+        text = self.ferry("check", self.relay(), "--settings", code=0).stdout
+        self.assertIn("    poll_ms: a whole number from 1 to 3600000; default 200\n", text)
+        self.assertIn("TroubleAdapter\n  declares no settings\n", text)
+        alone = self.ferry("check", "--settings=com.qel.ferrion.adapters.file.FileAdapter", code=0)
+        self.assertIn(alone.stdout, text)
+        self.ferry("check", code=2)
+        (self.directory / "a.csv").write_text("n\n1\n")
+        path = self.directory / "discovery.yaml"
+        path.write_text(DISCOVERY.replace("poll_ms: 20", "pol_ms: 20, poll_ms: 0").replace(
+            ".jsonl\"", ".jsonl\", properties: {format: \"${type}\", mode: \"1\\n2\"}"))
+        text = self.ferry("check", path, code=2).stderr
+        self.assertEqual(text.replace(str(path), "FILE"),
+            "FILE:4:51: connections.in: unknown property 'pol_ms'; did you mean 'poll_ms'? "
+            "(known: directory, poll_ms, type_idl, type_name)\n"
+            "FILE:4:63: connections.in: property 'poll_ms' is '0', expected a whole number from 1 "
+            "to 3600000\n"
+            "FILE:10:92: discovery.ticks.outputs[0]: property 'mode' is '1\n2', expected one of "
+            "create, append, overwrite\n")
+
     def test_log_file_gets_traces_too(self):
         path = self.relay(at="createSession")
         path.write_text(path.read_text() + "log: {file: ferry.log, level: warning}\n")

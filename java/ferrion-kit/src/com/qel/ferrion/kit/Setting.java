@@ -88,7 +88,7 @@ public final class Setting<T> {
         if (!prefix.endsWith(".")) {
             throw new IllegalArgumentException("'" + prefix + "' ends without a dot");
         }
-        return new Setting<>(prefix, "texts", help, null, Map::toString, texts -> true, Map.of(),
+        return new Setting<>(prefix, "a text each", help, null, Map::toString, texts -> true, Map.of(),
                 false, false);
     }
 

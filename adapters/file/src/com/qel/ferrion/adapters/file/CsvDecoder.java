@@ -4,6 +4,7 @@ import com.fasterxml.jackson.core.JsonFactory;
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.Names;
 import java.io.IOException;
 import java.io.Reader;
 import java.io.UncheckedIOException;

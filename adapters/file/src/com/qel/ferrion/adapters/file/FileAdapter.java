@@ -5,6 +5,8 @@ import com.qel.ferrion.adapter.Connection;
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.Version;
+import com.qel.ferrion.kit.AdapterSettings;
+import com.qel.ferrion.kit.AdapterSettings.Role;
 import java.util.Properties;
 
 /**
@@ -12,6 +14,9 @@ import java.util.Properties;
  * names. A connection is a directory, a stream a file in it. The adapter has no state of its own.
  */
 public final class FileAdapter implements Adapter {
+    /** What the adapter, its connections, readers and writers understand. */
+    public static final AdapterSettings SETTINGS = FileSettings.ALL;
+
     /**
      * Makes the adapter.
      *
@@ -19,7 +24,7 @@ public final class FileAdapter implements Adapter {
      * @throws AdapterException for any property
      */
     public FileAdapter(Properties properties) throws AdapterException {
-        new Options("file adapter", properties);
+        SETTINGS.of(Role.ADAPTER).parse("file adapter", properties);
     }
 
     /**

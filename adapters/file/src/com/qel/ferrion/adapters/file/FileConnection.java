@@ -8,9 +8,10 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.Settings;
 import java.io.UncheckedIOException;
 import java.nio.file.Files;
-import java.nio.file.InvalidPathException;
 import java.nio.file.Path;
 import java.util.HashMap;
 import java.util.Map;
@@ -21,9 +22,7 @@ import java.util.Properties;
  * from the first reader, or the first look at discovery, until the connection is deleted.
  */
 final class FileConnection implements DiscoveryConnection {
-    private static final String DIRECTORY = "directory";
-
-    private final Options options;
+    private Settings settings;
     private final Path directory;
     private final Watch watch;
     private final FileDiscovery discovery;
@@ -34,25 +33,16 @@ final class FileConnection implements DiscoveryConnection {
     FileConnection(String name, StreamReaderListener outputListener,
             StreamReaderListener inputListener, Properties properties) throws AdapterException {
         String owner = name == null ? "file connection" : "connection '" + name + "'";
-        options = new Options(owner, properties, DIRECTORY, "poll_ms", "type_idl",
-                "type_name");
-        String given = options.text(DIRECTORY);
-        if (given == null || given.isBlank()) {
-            throw new AdapterException(owner + ": property 'directory' is missing");
-        }
-        try {
-            directory = Path.of(given).toAbsolutePath().normalize();
-        } catch (InvalidPathException e) {
-            throw options.refused(DIRECTORY, "a path");
-        }
+        settings = FileSettings.ALL.of(Role.CONNECTION).parse(owner, properties);
+        directory = settings.get(FileSettings.DIRECTORY).toAbsolutePath().normalize();
         if (Files.exists(directory) && !Files.isDirectory(directory)) {
             throw new AdapterException(owner + ": " + directory + " is not a directory");
         }
         watch = new Watch("file-watch-" + (name == null ? directory.getFileName() : name),
-                 options.number("poll_ms", 200, 1, 3_600_000));
+                 settings.get(FileSettings.POLL));
         outputs = new DiscoveryReader(outputListener);
-        discovery = new FileDiscovery(directory, options.text("type_idl"),
-                options.text("type_name"), inputListener);
+        discovery = new FileDiscovery(directory, settings.get(FileSettings.TYPE_IDL),
+                settings.get(FileSettings.TYPE_NAME), inputListener);
     }
 
     @Override
@@ -68,8 +58,10 @@ final class FileConnection implements DiscoveryConnection {
     @Override
     public synchronized StreamReader createStreamReader(Session session, StreamInfo streamInfo,
             Properties properties, StreamReaderListener listener) throws AdapterException {
-        StreamFile place = new StreamFile(directory, streamInfo, properties);
-        FileStreamReader reader = new FileStreamReader(place, listener, properties);
+        Settings ours = FileSettings.ALL.of(Role.READER)
+                .parse("reader of stream '" + streamInfo.getStreamName() + "'", properties);
+        StreamFile place = new StreamFile(directory, streamInfo, ours);
+        FileStreamReader reader = new FileStreamReader(place, listener, ours);
         readers.put(reader, watch.start(reader::signalFirst, reader.follows() ? reader::signalNews
                                                                               : null));
         return reader;
@@ -89,12 +81,14 @@ final class FileConnection implements DiscoveryConnection {
     @Override
     public synchronized StreamWriter createStreamWriter(Session session, StreamInfo streamInfo,
             Properties properties) throws AdapterException {
-        StreamFile place = new StreamFile(directory, streamInfo, properties);
+        Settings ours = FileSettings.ALL.of(Role.WRITER)
+                .parse("writer of stream '" + streamInfo.getStreamName() + "'", properties);
+        StreamFile place = new StreamFile(directory, streamInfo, ours);
         if (writers.containsValue(place.path())) {
             throw new AdapterException("stream '" + place.stream() + "': " + place.path()
                     + " is written by another writer of this connection already");
         }
-        FileStreamWriter writer = new FileStreamWriter(place, properties);
+        FileStreamWriter writer = new FileStreamWriter(place, ours);
         writers.put(writer, place.path());
         return writer;
     }
@@ -124,13 +118,13 @@ final class FileConnection implements DiscoveryConnection {
     @Override
     public Properties getAttributes() {
         Properties attributes = new Properties();
-        attributes.setProperty(DIRECTORY, directory.toString());
+        attributes.setProperty(FileSettings.DIRECTORY.name(), directory.toString());
         return attributes;
     }
 
     @Override
     public void update(Properties properties) throws AdapterException {
-        options.updated(properties);
+        settings = settings.updated(properties);
     }
 
     /**

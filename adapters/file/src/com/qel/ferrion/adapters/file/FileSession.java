@@ -2,18 +2,20 @@ package com.qel.ferrion.adapters.file;
 
 import com.qel.ferrion.adapter.Session;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.Settings;
 import java.util.Properties;
 
 /** A session has nothing to hold: readers and writers work on the host's threads by themselves. */
 final class FileSession implements Session {
-    private final Options options;
+    private Settings settings;
 
     FileSession(Properties properties) throws AdapterException {
-        options = new Options("session", properties);
+        settings = FileSettings.ALL.of(Role.SESSION).parse("session", properties);
     }
 
     @Override
     public void update(Properties properties) throws AdapterException {
-        options.updated(properties);
+        settings = settings.updated(properties);
     }
 }

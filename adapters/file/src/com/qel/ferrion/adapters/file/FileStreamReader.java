@@ -6,6 +6,7 @@ import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamReaderBase;
+import com.qel.ferrion.kit.Settings;
 import java.io.IOException;
 import java.lang.System.Logger.Level;
 import java.nio.file.NoSuchFileException;
@@ -24,14 +25,8 @@ import java.util.Properties;
  */
 final class FileStreamReader extends StreamReaderBase {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
-    private static final String BATCH = "batch";
-    private static final String ON_BAD_ROW = "on_bad_row";
-    private static final String REPORT = "report_ms";
-    private static final String DELIMITER = "delimiter";
-    private static final String MAX_RECORD = "max_record_bytes";
-    private static final String COLUMNS = "columns.";
 
-    private Options options;
+    private Settings settings;
     private final TypeCode type;
     private final Path path;
     private final BadRows badRows;
@@ -51,31 +46,27 @@ final class FileStreamReader extends StreamReaderBase {
      *
      * @param place which file, in which format
      * @param listener the host's, or null
-     * @param properties of the reader, or null
+     * @param settings of the reader
      * @throws AdapterException when a property is wrong, or the file cannot be read as the type
      */
-    FileStreamReader(StreamFile place, StreamReaderListener listener, Properties properties)
+    FileStreamReader(StreamFile place, StreamReaderListener listener, Settings settings)
             throws AdapterException {
         super(listener);
-        String owner = "reader of stream '" + place.stream() + "'";
-        options = new Options(owner, properties, StreamFile.FILE, StreamFile.FORMAT,
-                "follow", "reject_file", BATCH, ON_BAD_ROW, REPORT, DELIMITER, MAX_RECORD,
-                COLUMNS);
         this.type = place.type();
         this.path = place.path();
-        this.follow = options.flag("follow", false);
-        String rejects = options.text("reject_file");
+        this.follow = settings.get(FileSettings.FOLLOW);
+        String rejects = settings.get(FileSettings.REJECT_FILE);
         this.badRows = new BadRows(path, rejects == null ? null : place.sibling(rejects),
-                options.number(REPORT, 1000, 0, 3_600_000));
-        apply(options);
-        int longest = (int) options.number(MAX_RECORD, 16 << 20, 1, 1 << 30);
+                settings.get(FileSettings.REPORT));
+        apply(settings);
+        int longest = settings.get(FileSettings.MAX_RECORD);
         Value root = Value.bind(type);
         if (place.format() == StreamFile.Format.CSV) {
-            char delimiter = StreamFile.delimiter(options);
+            char delimiter = StreamFile.delimiter(settings);
             scanner = RecordScanner.csv(delimiter, longest);
-            decoder = new CsvDecoder(root, delimiter, options.below(COLUMNS));
+            decoder = new CsvDecoder(root, delimiter, settings.get(FileSettings.COLUMNS));
         } else {
-            StreamFile.refuseForJson(options, DELIMITER, COLUMNS);
+            StreamFile.refuseForJson(settings);
             scanner = RecordScanner.lines(longest);
             decoder = new JsonDecoder(root);
         }
@@ -106,18 +97,16 @@ final class FileStreamReader extends StreamReaderBase {
         }
     }
 
-    private void apply(Options from) throws AdapterException {
-        int rows = (int) from.number(BATCH, 1024, 1, 1 << 20);
-        String onBadRow = from.choice(ON_BAD_ROW, "skip", "skip", "stop");
-        batch = rows;
-        stopOnBadRow = onBadRow.equals("stop");
-        options = from;
+    private void apply(Settings from) {
+        batch = from.get(FileSettings.BATCH);
+        stopOnBadRow = from.get(FileSettings.ON_BAD_ROW) == FileSettings.OnBadRow.STOP;
+        settings = from;
     }
 
     /** Changes {@code batch} and {@code on_bad_row}. */
     @Override
     public void update(Properties properties) throws AdapterException {
-        apply(options.updated(properties, BATCH, ON_BAD_ROW));
+        apply(settings.updated(properties));
     }
 
     @Override

@@ -5,6 +5,7 @@ import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.Settings;
 import java.io.IOException;
 import java.io.RandomAccessFile;
 import java.io.UncheckedIOException;
@@ -12,7 +13,6 @@ import java.lang.System.Logger.Level;
 import java.nio.file.Path;
 import java.util.Arrays;
 import java.util.List;
-import java.util.Locale;
 import java.util.Properties;
 
 /**
@@ -22,52 +22,45 @@ import java.util.Properties;
 final class FileStreamWriter implements StreamWriter {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
     private static final byte[] LINE_END = {'\n'};
-    private static final String ROTATE = "rotate_bytes";
-    private static final String DELIMITER = "delimiter";
-    private static final String COLUMNS = "columns.";
 
     private final Path path;
     private final RowEncoder encoder;
     private final Output output;
     private final Bytes records = new Bytes();
     private int[] ends = new int[128];
-    private Options options;
+    private Settings settings;
 
     /**
      * Makes a writer and touches no file yet.
      *
      * @param place which file, in which format
-     * @param properties of the writer, or null
+     * @param settings of the writer
      * @throws AdapterException when a property is wrong
      */
-    FileStreamWriter(StreamFile place, Properties properties) throws AdapterException {
-        String owner = "writer of stream '" + place.stream() + "'";
-        options = new Options(owner, properties, StreamFile.FILE, StreamFile.FORMAT, "mode",
-                "sync", ROTATE, DELIMITER, COLUMNS);
+    FileStreamWriter(StreamFile place, Settings settings) throws AdapterException {
+        this.settings = settings;
         path = place.path();
         Value root = Value.bind(place.type());
         Output.AppendCheck check;
         if (place.format() == StreamFile.Format.CSV) {
-            char delimiter = StreamFile.delimiter(options);
-            encoder = new CsvEncoder(root, delimiter, options.below(COLUMNS));
+            char delimiter = StreamFile.delimiter(settings);
+            encoder = new CsvEncoder(root, delimiter, settings.get(FileSettings.COLUMNS));
             check = file -> checkAppend(file, RecordScanner.csv(delimiter, 1 << 30));
         } else {
-            StreamFile.refuseForJson(options, DELIMITER, COLUMNS);
+            StreamFile.refuseForJson(settings);
             encoder = new JsonEncoder(root);
             check = file -> endsLine(file) ? new byte[0] : LINE_END;
         }
-        Output.Mode mode = Output.Mode.valueOf(options.choice("mode", "append", "create", "append",
-                "overwrite").toUpperCase(Locale.ROOT));
-        output = new Output(path, mode, options.flag("sync", false), encoder.header(), check);
-        output.rotateAt(options.number(ROTATE, 0, 0, Long.MAX_VALUE));
+        output = new Output(path, settings.get(FileSettings.MODE),
+                settings.get(FileSettings.SYNC), encoder.header(), check);
+        output.rotateAt(settings.get(FileSettings.ROTATE));
     }
 
     /** Changes {@code rotate_bytes}. */
     @Override
     public void update(Properties properties) throws AdapterException {
-        Options updated = options.updated(properties, ROTATE);
-        output.rotateAt(updated.number(ROTATE, 0, 0, Long.MAX_VALUE));
-        options = updated;
+        settings = settings.updated(properties);
+        output.rotateAt(settings.get(FileSettings.ROTATE));
     }
 
     /**

@@ -7,6 +7,7 @@ import com.fasterxml.jackson.core.JsonToken;
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.Kind;
+import com.qel.ferrion.kit.Names;
 import java.io.IOException;
 import java.util.Map;
 

@@ -4,16 +4,13 @@ import com.qel.dds.typecode.Kind;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.kit.Settings;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Path;
 import java.util.Locale;
-import java.util.Properties;
 
 /** Which file a stream is, in which format and of which type. */
 final class StreamFile {
-    static final String FILE = "file";
-    static final String FORMAT = "format";
-
     /** What files hold. */
     enum Format { CSV, JSONL }
 
@@ -26,10 +23,10 @@ final class StreamFile {
     /**
      * Finds the file of a stream.
      *
-     * @param properties of the reader or writer: {@code file} and {@code format} are looked at
+     * @param settings of the reader or writer: {@code file} and {@code format} are looked at
      * @throws AdapterException when the file would lie elsewhere, or its format or type is unknown
      */
-    StreamFile(Path directory, StreamInfo info, Properties properties) throws AdapterException {
+    StreamFile(Path directory, StreamInfo info, Settings settings) throws AdapterException {
         this.directory = directory;
         this.stream = info.getStreamName();
         Object representation = info.getTypeInfo() == null ? null
@@ -39,23 +36,22 @@ final class StreamFile {
             throw new AdapterException("stream '" + stream + "': its type is no known struct");
         }
         this.type = (TypeCode) representation;
-        String file = properties == null ? null : properties.getProperty(FILE);
+        String file = settings.get(FileSettings.FILE);
         this.path = sibling(file == null ? stream : file);
-        String given = properties == null ? null : properties.getProperty(FORMAT);
-        this.format = formatOf(given == null ? extension(path) : given, given != null);
+        Format given = settings.get(FileSettings.FORMAT);
+        this.format = given == null ? formatOf(extension(path)) : given;
     }
 
-    private Format formatOf(String word, boolean given) throws AdapterException {
+    private Format formatOf(String word) throws AdapterException {
         switch (word) {
         case "csv":
             return Format.CSV;
         case "jsonl":
             return Format.JSONL;
         default:
-            throw new AdapterException("stream '" + stream + "': " + (given
-                    ? "property 'format' is '" + word + "', expected csv or jsonl"
-                    : "the format of " + path.getFileName() + " is not known by its extension; set "
-                            + "property 'format' to csv or jsonl"));
+            throw new AdapterException("stream '" + stream + "': the format of "
+                    + path.getFileName() + " is not known by its extension; set property 'format' "
+                    + "to csv or jsonl");
         }
     }
 
@@ -81,28 +77,26 @@ final class StreamFile {
                 + "' is no file below directory " + directory);
     }
 
-    /** The delimiter that a property list asks for; a comma when it does not. */
-    static char delimiter(Options options) throws AdapterException {
-        String text = options.text("delimiter");
-        if (text == null) {
-            return ',';
-        }
-        if (text.equals("tab") || text.equals("\\t")) {
-            return '\t';
-        }
-        char c = text.length() == 1 ? text.charAt(0) : '"';
-        boolean usable = c == '\t' || (c > ' ' && c < 0x7F && !Character.isLetterOrDigit(c)
+    /** Whether a text stands for a delimiter: one that is no part of numbers, names or quotes. */
+    static boolean isDelimiter(String text) {
+        char c = character(text);
+        return c == '\t' || (c > ' ' && c < 0x7F && !Character.isLetterOrDigit(c)
                 && "\".+-#_".indexOf(c) < 0);
-        if (!usable) {
-            throw options.refused("delimiter", "one punctuation mark such as ';', or tab");
-        }
-        return c;
+    }
+
+    /** The delimiter that the settings ask for. */
+    static char delimiter(Settings settings) {
+        return character(settings.get(FileSettings.DELIMITER));
+    }
+
+    private static char character(String text) {
+        return text.equals("tab") || text.equals("\\t") ? '\t'
+                : text.length() == 1 ? text.charAt(0) : '"';
     }
 
     /** Refuses properties that mean something for CSV alone. */
-    static void refuseForJson(Options options, String delimiter, String columns)
-            throws AdapterException {
-        if (options.text(delimiter) != null || !options.below(columns).isEmpty()) {
+    static void refuseForJson(Settings settings) throws AdapterException {
+        if (settings.has(FileSettings.DELIMITER) || settings.has(FileSettings.COLUMNS)) {
             throw new AdapterException("properties 'delimiter' and 'columns.' are for CSV only");
         }
     }

@@ -1,0 +1,63 @@
+package com.qel.ferrion.adapters.file;
+
+import com.qel.ferrion.kit.AdapterSettings;
+import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.Setting;
+import java.nio.file.Path;
+import java.util.Map;
+
+/** The properties that the adapter understands. */
+final class FileSettings {
+    private static final int HOUR = 3_600_000;
+
+    static final Setting<Path> DIRECTORY =
+            Setting.path("directory", "where the files are").required();
+    static final Setting<Integer> POLL = Setting.integer("poll_ms", 1, HOUR,
+            "how often growing files, and the directory itself, are looked at").defaultTo(200);
+    static final Setting<String> TYPE_IDL = Setting.text("type_idl",
+            "IDL file with the type of announced files that have none of their own");
+    static final Setting<String> TYPE_NAME =
+            Setting.text("type_name", "the type in it; its last struct when absent");
+
+    static final Setting<String> FILE = Setting.text("file",
+            "name of the file, below the directory; the stream's name when absent");
+    static final Setting<StreamFile.Format> FORMAT = Setting.choice("format",
+            StreamFile.Format.class, "what the file holds; told by its extension when absent");
+    static final Setting<String> DELIMITER = Setting.text("delimiter", "CSV: between two cells")
+            .where(StreamFile::isDelimiter, "one punctuation mark such as ';', or tab")
+            .defaultTo(",");
+    static final Setting<Map<String, String>> COLUMNS =
+            Setting.group("columns.", "CSV: name of a member's column");
+
+    static final Setting<Boolean> FOLLOW =
+            Setting.flag("follow", "whether to go on as the file grows").defaultTo(false);
+    static final Setting<Integer> BATCH = Setting.integer("batch", 1, 1 << 20,
+            "most rows of one read").defaultTo(1024).changeable();
+    static final Setting<OnBadRow> ON_BAD_ROW = Setting.choice("on_bad_row", OnBadRow.class,
+            "whether to skip it or to stop reading there").defaultTo(OnBadRow.SKIP).changeable();
+    static final Setting<String> REJECT_FILE = Setting.text("reject_file",
+            "file below the directory that bad rows are appended to as they are");
+    static final Setting<Integer> REPORT = Setting.integer("report_ms", 0, HOUR,
+            "least time between two reports of bad rows").defaultTo(1000);
+    static final Setting<Integer> MAX_RECORD = Setting.integer("max_record_bytes", 1, 1 << 30,
+            "longest row taken").defaultTo(16 << 20);
+
+    static final Setting<Output.Mode> MODE = Setting.choice("mode", Output.Mode.class,
+            "what to do with a file that is there already").defaultTo(Output.Mode.APPEND);
+    static final Setting<Long> ROTATE = Setting.longInteger("rotate_bytes", 0, Long.MAX_VALUE,
+            "size that a file does not grow beyond; 0 for no limit").defaultTo(0L).changeable();
+    static final Setting<Boolean> SYNC = Setting.flag("sync",
+            "whether a batch is on the disk when its write returns").defaultTo(false);
+
+    static final AdapterSettings ALL = AdapterSettings.none()
+            .with(Role.CONNECTION, DIRECTORY, POLL)
+            .with(Role.DISCOVERY, TYPE_IDL, TYPE_NAME)
+            .with(Role.READER, FILE, FORMAT, DELIMITER, COLUMNS, FOLLOW, BATCH, ON_BAD_ROW,
+                    REJECT_FILE, REPORT, MAX_RECORD)
+            .with(Role.WRITER, FILE, FORMAT, DELIMITER, COLUMNS, MODE, ROTATE, SYNC);
+
+    /** What to do about a row that is not good. */
+    enum OnBadRow { SKIP, STOP }
+
+    private FileSettings() {}
+}

@@ -1,0 +1,183 @@
+#include "launcher/settings_check.h"
+
+#include <algorithm>
+#include <csignal>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace ferry {
+namespace {
+
+/// A file in memory: neither side waits for the other, and secrets reach no disk.
+class MemoryFile {
+public:
+    MemoryFile() : descriptor_(memfd_create("ferry", MFD_CLOEXEC)) {}
+    MemoryFile(const MemoryFile &) = delete;
+    MemoryFile &operator=(const MemoryFile &) = delete;
+    ~MemoryFile()
+    {
+        close(descriptor_);
+    }
+
+    int descriptor() const
+    {
+        return descriptor_;
+    }
+    bool fill(const std::string &text) const
+    {
+        return write(descriptor_, text.data(), text.size()) == static_cast<ssize_t>(text.size()) &&
+               lseek(descriptor_, 0, SEEK_SET) == 0;
+    }
+    std::string content() const
+    {
+        std::string text;
+        char buffer[4096];
+        lseek(descriptor_, 0, SEEK_SET);
+        for (ssize_t got = 0; (got = read(descriptor_, buffer, sizeof buffer)) > 0;) {
+            text.append(buffer, static_cast<std::size_t>(got));
+        }
+        return text;
+    }
+
+private:
+    int descriptor_;
+};
+
+/// Runs a program to its end; whether that was a good one. It can be interrupted, although this
+/// process keeps its signals for later.
+bool runProgram(std::vector<std::string> command, int input, int output)
+{
+    std::vector<char *> arguments;
+    for (std::string &word : command) {
+        arguments.push_back(word.data());
+    }
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, input, STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, output, STDOUT_FILENO);
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    sigset_t none;
+    sigemptyset(&none);
+    posix_spawnattr_setsigmask(&attributes, &none);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
+    pid_t process = 0;
+    int status = -1;
+    const bool started =
+        posix_spawn(&process, arguments[0], &actions, &attributes, arguments.data(), environ) == 0;
+    posix_spawnattr_destroy(&attributes);
+    posix_spawn_file_actions_destroy(&actions);
+    return started && waitpid(process, &status, 0) == process && status == 0;
+}
+
+std::string dotted(std::string javaClass)
+{
+    std::replace(javaClass.begin(), javaClass.end(), '/', '.');
+    return javaClass;
+}
+
+void appendField(std::string &text, const std::string &field)
+{
+    text.append(field).push_back('\0');
+}
+
+std::vector<std::string> fieldsOf(const std::string &text)
+{
+    std::vector<std::string> fields;
+    for (std::size_t from = 0, end = 0; (end = text.find('\0', from)) != std::string::npos;
+         from = end + 1) {
+        fields.push_back(text.substr(from, end - from));
+    }
+    return fields;
+}
+
+/// Whether the value is completed when a stream is found, and so cannot be judged yet.
+bool isTemplate(const Properties &properties, const std::string &name)
+{
+    return std::any_of(properties.begin(), properties.end(), [&](const auto &property) {
+        return property.first == name && (property.second.find("${stream}") != std::string::npos ||
+                                          property.second.find("${type}") != std::string::npos);
+    });
+}
+
+} // namespace
+
+SettingsCheck::SettingsCheck(const std::filesystem::path &javaHome,
+                             const std::vector<std::string> &jars,
+                             const Configuration &configuration)
+    : program_(javaHome / "bin" / "java"), configuration_(configuration)
+{
+    for (const std::vector<std::string> *entries : {&jars, &configuration.java.classPath}) {
+        for (const std::string &entry : *entries) {
+            classPath_ += (classPath_.empty() ? "" : ":") + entry;
+        }
+    }
+}
+
+std::optional<std::string> SettingsCheck::ask(const std::vector<std::string> &classes,
+                                              const std::string &input) const
+{
+    const MemoryFile given;
+    const MemoryFile answer;
+    std::vector<std::string> command = {program_, "-XX:TieredStopAtLevel=1", "-cp", classPath_,
+                                        "com.qel.ferrion.kit.SettingsTool"};
+    command.insert(command.end(), classes.begin(), classes.end());
+    if (!given.fill(input) || !runProgram(command, given.descriptor(), answer.descriptor())) {
+        return std::nullopt;
+    }
+    return answer.content();
+}
+
+bool SettingsCheck::run(Diagnostics &diagnostics) const
+{
+    std::vector<const PropertySource *> asked;
+    std::string question;
+    for (const PropertySource &source : configuration_.sources) {
+        const std::size_t adapter = source.role == "ADAPTER"
+                                        ? source.owner
+                                        : configuration_.connections[source.owner].adapter;
+        const std::string &javaClass = configuration_.adapters[adapter].javaClass;
+        if (javaClass.empty()) {
+            continue;
+        }
+        asked.push_back(&source);
+        appendField(question, dotted(javaClass));
+        appendField(question, source.role);
+        appendField(question, std::to_string(source.properties.size()));
+        for (const auto &[name, value] : source.properties) {
+            appendField(question, name);
+            appendField(question, value);
+        }
+    }
+    const std::optional<std::string> answer = ask({}, question);
+    const std::vector<std::string> fields = fieldsOf(answer.value_or(""));
+    for (std::size_t i = 0; i + 2 < fields.size(); i += 3) {
+        const PropertySource &source = *asked.at(std::stoul(fields[i]));
+        const auto place = source.places.find(fields[i + 1]);
+        if (!isTemplate(source.properties, fields[i + 1])) {
+            diagnostics.add(place == source.places.end() ? source.place : place->second,
+                            source.path + ": " + fields[i + 2]);
+        }
+    }
+    return answer.has_value();
+}
+
+std::optional<std::string> SettingsCheck::describe(const std::string &javaClass) const
+{
+    std::vector<std::string> classes;
+    for (const AdapterSettings &adapter : configuration_.adapters) {
+        const std::string name = dotted(adapter.javaClass);
+        if (!name.empty() && std::find(classes.begin(), classes.end(), name) == classes.end()) {
+            classes.push_back(name);
+        }
+    }
+    if (!javaClass.empty()) {
+        classes = {javaClass};
+    }
+    return classes.empty() ? std::string() : ask(classes, "");
+}
+
+} // namespace ferry

@@ -1,0 +1,37 @@
+// Holds a configuration against the settings that its Java adapters declare, before any is made.
+#ifndef FERRY_LAUNCHER_SETTINGS_CHECK_H
+#define FERRY_LAUNCHER_SETTINGS_CHECK_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "config/configuration.h"
+
+namespace ferry {
+
+/// The declarations are Java objects, and the relay reaches Java through adapters alone: they are
+/// asked in a process of its own.
+class SettingsCheck {
+public:
+    /// `jars` are the product's own.
+    SettingsCheck(const std::filesystem::path &javaHome, const std::vector<std::string> &jars,
+                  const Configuration &configuration);
+
+    /// Adds what is wrong with the file's properties. False when nobody could be asked.
+    bool run(Diagnostics &diagnostics) const;
+    /// What a class declares, or without a name all adapters of the configuration, for people.
+    std::optional<std::string> describe(const std::string &javaClass) const;
+
+private:
+    std::optional<std::string> ask(const std::vector<std::string> &classes,
+                                   const std::string &input) const;
+
+    std::filesystem::path program_;
+    std::string classPath_;
+    const Configuration &configuration_;
+};
+
+} // namespace ferry
+
+#endif
