@@ -54,13 +54,15 @@ function(ferry_jar name)
     if(classpath)
         set(classpath_option -classpath "${classpath}")
     endif()
+    # Texts are put together by plain code: what a VM makes for it at run time delays every start.
     string(REPLACE ";" "\n" source_lines "${sources}")
     file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/${name}.sources" "${source_lines}\n")
     add_custom_command(OUTPUT "${jar}"
         COMMAND "${CMAKE_COMMAND}" -E rm -rf "${classes}"
         COMMAND "${CMAKE_COMMAND}" -E make_directory "${classes}" "${FERRY_JAR_DIR}"
         COMMAND "${Java_JAVAC_EXECUTABLE}" --release 17 -encoding UTF-8 -Xlint:all -Werror
-                ${classpath_option} -d "${classes}" "@${CMAKE_CURRENT_BINARY_DIR}/${name}.sources"
+                -XDstringConcat=inline ${classpath_option} -d "${classes}"
+                "@${CMAKE_CURRENT_BINARY_DIR}/${name}.sources"
         COMMAND "${Java_JAR_EXECUTABLE}" --create --file "${jar}" --manifest "${manifest}"
                 --date=2020-01-01T00:00:00Z -C "${classes}" .
         DEPENDS ${sources} ${ARG_CLASSPATH}

@@ -69,7 +69,11 @@ final class TypeLayout {
         dimensions = type.dimensions();
         element = type.content() != null ? of(type.content()) : null;
         List<Enumerator> enumerators = type.enumerators();
-        enumValues = enumerators.stream().mapToInt(Enumerator::value).sorted().toArray();
+        enumValues = new int[enumerators.size()];
+        for (int i = 0; i < enumValues.length; i++) {
+            enumValues[i] = enumerators.get(i).value();
+        }
+        Arrays.sort(enumValues);
         enumNames = new String[enumValues.length];
         for (Enumerator enumerator : enumerators) {
             enumNames[Arrays.binarySearch(enumValues, enumerator.value())] = enumerator.name();

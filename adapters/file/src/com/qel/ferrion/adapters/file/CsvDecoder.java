@@ -32,8 +32,9 @@ final class CsvDecoder implements RowDecoder {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
 
     private final Map<String, Value> places = new HashMap<>();
-    private final CSVFormat format;
-    private final JsonFactory json = JsonReader.factory();
+    private final char delimiter;
+    /** Like the parser made when a cell needs it: many tables have none, and start sooner. */
+    private JsonFactory json;
     private final Feed feed = new Feed();
     private CSVParser parser;
     private Value[] columns;
@@ -48,7 +49,7 @@ final class CsvDecoder implements RowDecoder {
      * @throws AdapterException when a path of {@code renamed} is none of the type
      */
     CsvDecoder(Value root, char delimiter, Map<String, String> renamed) throws AdapterException {
-        this.format = format(delimiter);
+        this.delimiter = delimiter;
         columnNames(root, renamed).forEach((value, name) -> places.put(name, value));
     }
 
@@ -152,6 +153,7 @@ final class CsvDecoder implements RowDecoder {
                 }
                 String cell = quoted ? texts[i] : record.cell(i);
                 if (column.isCollection()) {
+                    json = json == null ? JsonReader.factory() : json;
                     JsonReader.readCell(json, column, data, cell);
                 } else {
                     Scalars.set(column, data, cell);
@@ -179,7 +181,7 @@ final class CsvDecoder implements RowDecoder {
         feed.lineEnd = true;
         try {
             if (parser == null) {
-                parser = new CSVParser(feed, format);
+                parser = new CSVParser(feed, format(delimiter));
             }
             CSVRecord parsed = parser.iterator().next();
             if (parsed.size() != into.length || feed.record.hasRemaining()) {
