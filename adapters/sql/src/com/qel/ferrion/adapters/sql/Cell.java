@@ -101,36 +101,25 @@ final class Cell {
             throw new BadRow("a blob");
         }
         switch (field.kind) {
-        case STRING:
-            data.setString(field.place, row.getString(index));
-            break;
-        case CHAR:
-            String one = row.getString(index);
-            if (one.length() > 1) {
-                throw new BadRow("'" + one + "' is more than one character");
+            case STRING -> data.setString(field.place, row.getString(index));
+            case CHAR -> {
+                String one = row.getString(index);
+                if (one.length() > 1) {
+                    throw new BadRow("'" + one + "' is more than one character");
+                }
+                data.setChar(field.place, one.isEmpty() ? '\0' : one.charAt(0));
             }
-            data.setChar(field.place, one.isEmpty() ? '\0' : one.charAt(0));
-            break;
-        case ENUM:
-            if (value instanceof Number) {
-                data.setLong(field.place, whole(value));
-            } else {
-                data.setString(field.place, row.getString(index));
+            case ENUM -> {
+                if (value instanceof Number) {
+                    data.setLong(field.place, whole(value));
+                } else {
+                    data.setString(field.place, row.getString(index));
+                }
             }
-            break;
-        case BOOLEAN:
-            data.setBoolean(field.place, truth(value));
-            break;
-        case FLOAT:
-        case DOUBLE:
-            readReal(value, data);
-            break;
-        case ULONGLONG:
-            data.setLong(field.place, unsigned(value));
-            break;
-        default:
-            data.setLong(field.place, whole(value));
-            break;
+            case BOOLEAN -> data.setBoolean(field.place, truth(value));
+            case FLOAT, DOUBLE -> readReal(value, data);
+            case ULONGLONG -> data.setLong(field.place, unsigned(value));
+            default -> data.setLong(field.place, whole(value));
         }
         return true;
     }
@@ -149,18 +138,11 @@ final class Cell {
     }
 
     private static boolean truth(Object value) throws BadRow {
-        switch (value.toString()) {
-        case "1":
-        case "true":
-        case "t":
-            return true;
-        case "0":
-        case "false":
-        case "f":
-            return false;
-        default:
-            throw new BadRow("'" + value + "' is neither true nor false");
-        }
+        return switch (value.toString()) {
+            case "1", "true", "t" -> true;
+            case "0", "false", "f" -> false;
+            default -> throw new BadRow("'" + value + "' is neither true nor false");
+        };
     }
 
     private static long whole(Object value) {
@@ -211,34 +193,27 @@ final class Cell {
     private void bindScalar(PreparedStatement statement, int index, DynamicData data)
             throws SQLException, BadRow {
         switch (field.kind) {
-        case STRING:
-            statement.setString(index, data.getString(field.place));
-            break;
-        case CHAR:
-            char one = data.getChar(field.place);
-            statement.setString(index, one == '\0' ? "" : String.valueOf(one));
-            break;
-        case ENUM:
-            if (column.isInteger()) {
-                statement.setInt(index, data.getInt(field.place));
-            } else {
-                statement.setString(index, data.getString(field.place));
+            case STRING -> statement.setString(index, data.getString(field.place));
+            case CHAR -> {
+                char one = data.getChar(field.place);
+                statement.setString(index, one == '\0' ? "" : String.valueOf(one));
             }
-            break;
-        case BOOLEAN:
-            if (column.isInteger()) {
-                statement.setInt(index, data.getBoolean(field.place) ? 1 : 0);
-            } else {
-                statement.setBoolean(index, data.getBoolean(field.place));
+            case ENUM -> {
+                if (column.isInteger()) {
+                    statement.setInt(index, data.getInt(field.place));
+                } else {
+                    statement.setString(index, data.getString(field.place));
+                }
             }
-            break;
-        case FLOAT:
-        case DOUBLE:
-            bindReal(statement, index, data);
-            break;
-        default:
-            bindWhole(statement, index, data.getLong(field.place));
-            break;
+            case BOOLEAN -> {
+                if (column.isInteger()) {
+                    statement.setInt(index, data.getBoolean(field.place) ? 1 : 0);
+                } else {
+                    statement.setBoolean(index, data.getBoolean(field.place));
+                }
+            }
+            case FLOAT, DOUBLE -> bindReal(statement, index, data);
+            default -> bindWhole(statement, index, data.getLong(field.place));
         }
     }
 

@@ -17,15 +17,10 @@ record Column(String name, String typeName, int jdbcType, int precision, int sca
         boolean nullable) {
     /** Whether all its values are whole numbers of up to 64 bits. */
     boolean isInteger() {
-        switch (jdbcType) {
-        case Types.TINYINT:
-        case Types.SMALLINT:
-        case Types.INTEGER:
-        case Types.BIGINT:
-            return true;
-        default:
-            return isNumeric() && scale == 0 && precision > 0 && precision <= 18;
-        }
+        return switch (jdbcType) {
+            case Types.TINYINT, Types.SMALLINT, Types.INTEGER, Types.BIGINT -> true;
+            default -> isNumeric() && scale == 0 && precision > 0 && precision <= 18;
+        };
     }
 
     boolean isNumeric() {

@@ -7,6 +7,7 @@ import com.qel.dds.typecode.Member;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.util.ArrayList;
+import java.util.HexFormat;
 import java.util.List;
 
 /**
@@ -77,6 +78,10 @@ final class Field {
         return kind == Kind.FLOAT || kind == Kind.DOUBLE;
     }
 
+    boolean isText() {
+        return kind == Kind.STRING || kind == Kind.CHAR || kind == Kind.ENUM;
+    }
+
     /** The name of its column where no other one was given. */
     String columnName() {
         return path.replace('.', '_');
@@ -111,24 +116,16 @@ final class Field {
     /** The value for people. */
     String text(DynamicData data) {
         if (octets) {
-            return java.util.HexFormat.of().formatHex(bytes(data));
+            return HexFormat.of().formatHex(bytes(data));
         }
-        switch (kind) {
-        case STRING:
-        case ENUM:
-            return data.getString(place);
-        case CHAR:
-            return String.valueOf(data.getChar(place));
-        case BOOLEAN:
-            return String.valueOf(data.getBoolean(place));
-        case FLOAT:
-            return String.valueOf(data.getFloat(place));
-        case DOUBLE:
-            return String.valueOf(data.getDouble(place));
-        case ULONGLONG:
-            return Long.toUnsignedString(data.getLong(place));
-        default:
-            return String.valueOf(data.getLong(place));
-        }
+        return switch (kind) {
+            case STRING, ENUM -> data.getString(place);
+            case CHAR -> String.valueOf(data.getChar(place));
+            case BOOLEAN -> String.valueOf(data.getBoolean(place));
+            case FLOAT -> String.valueOf(data.getFloat(place));
+            case DOUBLE -> String.valueOf(data.getDouble(place));
+            case ULONGLONG -> Long.toUnsignedString(data.getLong(place));
+            default -> String.valueOf(data.getLong(place));
+        };
     }
 }

@@ -65,7 +65,8 @@ final class Link {
                 if (failures == 0) {
                     LOG.log(Level.WARNING, owner + ": " + database + ": " + text(e)
                             + "; trying again "
-                            + (patience.isZero() ? "until it works" : "for " + patience));
+                            + (patience.isZero() ? "until it works"
+                                                 : "for " + patience.toSeconds() + " s"));
                 }
                 pause(patience.isZero() ? pause : Math.min(pause, left));
                 pause = Math.min(2 * pause, LONGEST_PAUSE);

@@ -136,18 +136,13 @@ final class PositionFile {
 
     private static Object parse(String line) {
         String rest = line.substring(1);
-        switch (line.charAt(0)) {
-        case 'i':
-            return Long.valueOf(rest);
-        case 'r':
-            return Double.valueOf(rest);
-        case 'b':
-            return HexFormat.of().parseHex(rest);
-        case 't':
-            return URLDecoder.decode(rest, StandardCharsets.UTF_8);
-        default:
-            throw new IllegalArgumentException(line);
-        }
+        return switch (line.charAt(0)) {
+            case 'i' -> Long.valueOf(rest);
+            case 'r' -> Double.valueOf(rest);
+            case 'b' -> HexFormat.of().parseHex(rest);
+            case 't' -> URLDecoder.decode(rest, StandardCharsets.UTF_8);
+            default -> throw new IllegalArgumentException(line);
+        };
     }
 
     void close() {

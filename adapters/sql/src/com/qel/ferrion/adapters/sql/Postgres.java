@@ -97,54 +97,30 @@ final class Postgres extends Dialect {
         if (field.octets) {
             return "BYTEA";
         }
-        switch (field.kind) {
-        case BOOLEAN:
-            return "BOOLEAN";
-        case INT8:
-        case OCTET:
-        case SHORT:
-            return "SMALLINT";
-        case USHORT:
-        case LONG:
-            return "INTEGER";
-        case ULONG:
-        case LONGLONG:
-            return "BIGINT";
-        case ULONGLONG:
-            return "NUMERIC(20, 0)";
-        case FLOAT:
-            return "REAL";
-        case DOUBLE:
-            return "DOUBLE PRECISION";
-        default:
-            return "TEXT";
-        }
+        return switch (field.kind) {
+            case BOOLEAN -> "BOOLEAN";
+            case INT8, OCTET, SHORT -> "SMALLINT";
+            case USHORT, LONG -> "INTEGER";
+            case ULONG, LONGLONG -> "BIGINT";
+            case ULONGLONG -> "NUMERIC(20, 0)";
+            case FLOAT -> "REAL";
+            case DOUBLE -> "DOUBLE PRECISION";
+            default -> "TEXT";
+        };
     }
 
     @Override
     String idlType(Column column) {
-        switch (column.jdbcType()) {
-        case Types.BIT:
-            return column.typeName().equals("bool") ? "boolean" : "string";
-        case Types.SMALLINT:
-            return "short";
-        case Types.INTEGER:
-            return "long";
-        case Types.BIGINT:
-            return column.typeName().equals("oid") ? "unsigned long" : "long long";
-        case Types.REAL:
-            return "float";
-        case Types.DOUBLE:
-            return column.typeName().equals("money") ? "string" : "double";
-        case Types.BINARY:
-            return "sequence<octet>";
-        case Types.TIMESTAMP:
-            return "long long";
-        case Types.NUMERIC:
-            return column.isInteger() ? "long long" : "string";
-        default:
-            return "string";
-        }
+        return switch (column.typeName()) {
+            case "bool" -> "boolean";
+            case "int2" -> "short";
+            case "int4", "serial" -> "long";
+            case "int8", "bigserial", "timestamp", "timestamptz" -> "long long";
+            case "float4" -> "float";
+            case "float8" -> "double";
+            case "bytea" -> "sequence<octet>";
+            default -> column.isInteger() ? "long long" : "string";
+        };
     }
 
     @Override

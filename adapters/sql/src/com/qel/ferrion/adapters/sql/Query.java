@@ -26,10 +26,12 @@ final class Query {
     /** Whether no two rows have the same position. */
     final boolean unique;
     private final Dialect dialect;
-    private final String first;
-    private final String next;
-    private final String anyFirst;
-    private final String anyNext;
+    private final String items;
+    private final String exact;
+    private final String sorted;
+    private final String noNulls;
+    private final String after;
+    private final String upTo;
     private final String nulls;
 
     /**
@@ -76,44 +78,69 @@ final class Query {
 
         List<String> quoted = order.stream().map(Dialect::quote).toList();
         String list = String.join(", ", quoted);
-        String after = "(" + list + ") > (" + "?, ".repeat(order.size() - 1) + "?)";
-        StringBuilder items = new StringBuilder();
-        cells.forEach(cell -> items.append(cell.column.quoted()).append(", "));
-        for (int i = 0; i < order.size(); i++) {
+        String values = "(" + "?, ".repeat(order.size() - 1) + "?)";
+        after = "(" + list + ") > " + values;
+        upTo = " AND (" + list + ") <= " + values;
+        List<String> named = new ArrayList<>();
+        for (String each : quoted) {
             // With a name of its own: rows are sorted by the column, not by what is made of it.
-            items.append(i == 0 ? "" : ", ").append(dialect.exact(quoted.get(i)))
-                    .append(" AS \"ferry.").append(i).append('"');
+            named.add(dialect.exact(each) + " AS \"ferry." + named.size() + '"');
         }
-        String select = "SELECT " + items + " FROM " + table.source + " WHERE ";
-        String sorted = " ORDER BY " + list + " LIMIT ?";
-        String noNulls = quoted.stream().map(each -> each + " IS NOT NULL")
+        exact = String.join(", ", named);
+        items = cells.stream().map(cell -> cell.column.quoted()).collect(Collectors.joining(", "))
+                + ", " + exact;
+        sorted = " ORDER BY " + list;
+        noNulls = quoted.stream().map(each -> each + " IS NOT NULL")
                 .collect(Collectors.joining(" AND "));
-        first = select + noNulls + sorted;
-        next = select + after + sorted;
-        anyFirst = "SELECT 1 FROM " + table.source + " WHERE " + noNulls + " LIMIT 1";
-        anyNext = "SELECT 1 FROM " + table.source + " WHERE " + after + " LIMIT 1";
         nulls = nullable ? "SELECT count(*) FROM " + table.source + " WHERE NOT (" + noNulls + ")"
                 : null;
     }
 
-    /** The rows behind a position, or from the start where that is null; {@code limit} at most. */
-    ResultSet rows(Link link, List<Object> position, int limit) throws SQLException {
-        PreparedStatement statement = link.prepare(position == null ? first : next);
-        statement.setInt(bind(statement, position), limit);
+    private PreparedStatement prepare(Link link, String selected, List<Object> position, String end)
+            throws SQLException {
+        PreparedStatement statement = link.prepare("SELECT " + selected + " FROM " + table.source
+                + " WHERE " + (position == null ? noNulls : after) + end);
+        bind(statement, 1, position);
+        return statement;
+    }
+
+    /**
+     * The rows behind a position, or from the start where that is null.
+     *
+     * @param end the last position to be read, or null
+     * @param limit most rows
+     */
+    ResultSet rows(Link link, List<Object> position, List<Object> end, long limit)
+            throws SQLException {
+        PreparedStatement statement = prepare(link, items, position,
+                (end == null ? "" : upTo) + sorted + " LIMIT ?");
+        int index = bind(statement, position == null ? 1 : 1 + order.size(), end);
+        statement.setLong(index, limit);
         return statement.executeQuery();
+    }
+
+    /**
+     * The position of the row that is so many behind a position; null when there are fewer. What is
+     * the same position only the database can say: 1.0 is 1.00, and to some 'a' is 'A'.
+     */
+    List<Object> end(Link link, List<Object> position, int count) throws SQLException {
+        PreparedStatement statement = prepare(link, exact, position, sorted + " LIMIT 1 OFFSET ?");
+        statement.setInt(position == null ? 1 : 1 + order.size(), count - 1);
+        try (ResultSet row = statement.executeQuery()) {
+            return row.next() ? position(row, 1) : null;
+        }
     }
 
     /** Whether there is a row behind a position. */
     boolean hasMore(Link link, List<Object> position) throws SQLException {
-        PreparedStatement statement = link.prepare(position == null ? anyFirst : anyNext);
-        bind(statement, position);
-        try (ResultSet row = statement.executeQuery()) {
+        try (ResultSet row = prepare(link, "1", position, " LIMIT 1").executeQuery()) {
             return row.next();
         }
     }
 
-    private int bind(PreparedStatement statement, List<Object> position) throws SQLException {
-        int index = 1;
+    private int bind(PreparedStatement statement, int from, List<Object> position)
+            throws SQLException {
+        int index = from;
         if (position != null) {
             for (Object value : position) {
                 dialect.bindPosition(statement, index++, value);
@@ -133,11 +160,15 @@ final class Query {
         }
     }
 
-    /** The position of the row that a result stands at. */
+    /** The position of the row that a result of {@link #rows} stands at. */
     List<Object> position(ResultSet row) throws SQLException {
+        return position(row, cells.size() + 1);
+    }
+
+    private List<Object> position(ResultSet row, int from) throws SQLException {
         List<Object> values = new ArrayList<>(order.size());
         for (int i = 0; i < order.size(); i++) {
-            values.add(dialect.position(row, cells.size() + 1 + i));
+            values.add(dialect.position(row, from + i));
         }
         return values;
     }

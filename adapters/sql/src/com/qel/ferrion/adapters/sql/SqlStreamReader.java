@@ -207,30 +207,26 @@ final class SqlStreamReader extends StreamReaderBase {
     }
 
     /**
-     * Reads up to a batch of rows into the pool.
-     *
-     * <p>Where positions are not unique a batch ends in front of rows that have one in common with
-     * a row behind it; rows of one position alone are read together, however many they are.
+     * Reads up to a batch of rows into the pool. Where positions are not unique a batch goes on to
+     * the end of those rows that have its last one's, however many they are.
      */
     private int fetch(Connection connection) throws SQLException, AdapterException {
         Query bound = bind(connection);
-        for (int limit = settings.get(BATCH);; limit = Math.multiplyExact(2, limit)) {
-            Batch batch = new Batch(bound);
-            try (ResultSet rows = bound.rows(link, position, limit + 1)) {
-                while (batch.looked < limit && !batch.stop && rows.next()) {
-                    batch.add(rows);
-                }
-                more = !batch.stop && batch.looked == limit && rows.next();
-                if (more && !bound.unique && batch.sharesPosition(rows) && !batch.cutGroup()) {
-                    continue;
-                }
+        int most = settings.get(BATCH);
+        List<Object> end = bound.unique ? null : bound.end(link, position, most);
+        long limit = bound.unique ? most : Integer.MAX_VALUE;
+        Batch batch = new Batch(bound);
+        try (ResultSet rows = bound.rows(link, position, end, limit + 1)) {
+            while (batch.looked < limit && !batch.stop && rows.next()) {
+                batch.add(rows);
             }
-            if (!more) {
-                withoutOrder = bound.withoutOrder(link);
-            }
-            batch.finish();
-            return batch.count;
+            more = !batch.stop && (end != null || (batch.looked == limit && rows.next()));
         }
+        if (!more) {
+            withoutOrder = bound.withoutOrder(link);
+        }
+        batch.finish();
+        return batch.count;
     }
 
     /** One attempt at a batch. */
@@ -242,10 +238,6 @@ final class SqlStreamReader extends StreamReaderBase {
         private int count;
         private boolean stop;
         private List<Object> last;
-        /** What stood in front of the rows that have the last one's position. */
-        private List<Object> groupBefore;
-        private int groupCount;
-        private int groupBad;
 
         Batch(Query bound) {
             this.bound = bound;
@@ -253,11 +245,6 @@ final class SqlStreamReader extends StreamReaderBase {
 
         void add(ResultSet row) throws SQLException {
             List<Object> here = bound.position(row);
-            if (!bound.unique && !same(here, last)) {
-                groupBefore = last;
-                groupCount = count;
-                groupBad = bad.size();
-            }
             if (count == pool.size()) {
                 pool.add(new DynamicData(type, DynamicData.PROPERTY_DEFAULT));
             }
@@ -287,25 +274,6 @@ final class SqlStreamReader extends StreamReaderBase {
                         ? Arrays.toString((byte[]) value) : value));
             }
             return String.join(", ", texts);
-        }
-
-        boolean sharesPosition(ResultSet row) throws SQLException {
-            return same(bound.position(row), last);
-        }
-
-        private boolean same(List<Object> a, List<Object> b) {
-            return b != null && Arrays.deepEquals(a.toArray(), b.toArray());
-        }
-
-        /** Leaves the last group to the next read. @return false when there is no other */
-        boolean cutGroup() {
-            if (groupBefore == null) {
-                return false;
-            }
-            last = groupBefore;
-            count = groupCount;
-            bad.subList(groupBad, bad.size()).clear();
-            return true;
         }
 
         void finish() {

@@ -1,5 +1,6 @@
 package com.qel.ferrion.adapters.sql;
 
+import com.qel.dds.typecode.Kind;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Path;
 import java.sql.Connection;
@@ -90,40 +91,18 @@ final class Sqlite extends Dialect {
 
     @Override
     String columnType(Field field) {
-        if (field.octets) {
-            return "BLOB";
-        }
-        switch (field.kind) {
-        case BOOLEAN:
-            return "BOOLEAN";
-        case FLOAT:
-        case DOUBLE:
-            return "REAL";
-        case STRING:
-        case CHAR:
-        case ENUM:
-            return "TEXT";
-        default:
-            return "INTEGER";
-        }
+        return field.octets ? "BLOB" : field.kind == Kind.BOOLEAN ? "BOOLEAN"
+                : field.isReal() ? "REAL" : field.isText() ? "TEXT" : "INTEGER";
     }
 
     @Override
     String idlType(Column column) {
-        switch (column.jdbcType()) {
-        case Types.BOOLEAN:
-            return "boolean";
-        case Types.REAL:
-        case Types.FLOAT:
-        case Types.DOUBLE:
-            return "double";
-        case Types.BLOB:
-        case Types.BINARY:
-        case Types.VARBINARY:
-            return "sequence<octet>";
-        default:
-            return column.isInteger() ? "long long" : "string";
-        }
+        return switch (column.jdbcType()) {
+            case Types.BOOLEAN -> "boolean";
+            case Types.REAL, Types.FLOAT, Types.DOUBLE -> "double";
+            case Types.BLOB, Types.BINARY, Types.VARBINARY -> "sequence<octet>";
+            default -> column.isInteger() ? "long long" : "string";
+        };
     }
 
     @Override
