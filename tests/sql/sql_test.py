@@ -185,7 +185,7 @@ class SqlTest(unittest.TestCase):
                                                     self.server.url() + "?user=tester")
                     path.write_text(text)
             # The second time upserts change nothing, and nothing is left to read.
-            for rows in [5040, 0]:
+            for rows in [5040, 0] if url == "sqlite" else [5040]:
                 for example, read in [("file-to-sqlite", 5040), ("sqlite-to-file", rows)]:
                     result = subprocess.run(
                         [FERRY, "run", self.directory / f"{example}.yaml", "--until-idle=0.3",

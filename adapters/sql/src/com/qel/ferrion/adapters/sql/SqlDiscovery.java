@@ -2,14 +2,11 @@ package com.qel.ferrion.adapters.sql;
 
 import com.qel.dds.TypeException;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamReader;
-import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.kit.Setting;
-import com.qel.ferrion.kit.Settings;
 import java.lang.System.Logger.Level;
 import java.sql.Connection;
 import java.sql.SQLException;
@@ -31,44 +28,28 @@ final class SqlDiscovery {
             Duration.ofMillis(100), Duration.ofHours(24), "how often to look for tables")
             .defaultTo(Duration.ofSeconds(10));
 
-    private final Settings settings;
     private final Database database;
     private final DiscoveryReader inputs;
     private final DiscoveryReader outputs;
-    private boolean begun;
-    /** On the watching thread: what has been told, by the IDL of each table's type. */
+    /** What has been told, by the IDL of each table's type. */
     private final Map<String, String> known = new TreeMap<>();
     private final Set<String> writable = new HashSet<>();
 
-    SqlDiscovery(Settings settings, Database database, StreamReaderListener outputListener,
-            StreamReaderListener inputListener) {
-        this.settings = settings;
+    SqlDiscovery(Database database, DiscoveryReader inputs, DiscoveryReader outputs) {
         this.database = database;
-        inputs = new DiscoveryReader(inputListener);
-        outputs = new DiscoveryReader(outputListener);
+        this.inputs = inputs;
+        this.outputs = outputs;
     }
 
-    StreamReader inputs() {
-        return inputs;
-    }
-
-    StreamReader outputs() {
-        return outputs;
-    }
-
-    void begin(Watch watch) {
-        if (!begun && settings.get(DISCOVER)) {
-            begun = true;
-            watch.start(link -> {
-                if (database.missingFile() == null) {
-                    link.once(this::look);
-                }
-            }, settings.get(PERIOD));
+    /** Called by the watching thread now and then. */
+    void look(Link link) throws SQLException, AdapterException {
+        if (database.missingFile() == null) {
+            link.once(this::compare);
         }
     }
 
     /** Compares the tables with what has been told about them. */
-    private Void look(Connection connection) throws SQLException, AdapterException {
+    private Void compare(Connection connection) throws SQLException, AdapterException {
         Map<String, Boolean> found = Table.list(connection, database.schema());
         for (Map.Entry<String, Boolean> each : found.entrySet()) {
             Table table = Table.find(connection, database.schema(), each.getKey());
@@ -137,11 +118,5 @@ final class SqlDiscovery {
                     + "' is announced without a type: " + e.getMessage());
             return new TypeInfo(null, null);
         }
-    }
-
-    /** No signal is made any more when this returns. */
-    void end() {
-        inputs.close();
-        outputs.close();
     }
 }

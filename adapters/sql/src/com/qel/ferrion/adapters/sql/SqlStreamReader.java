@@ -3,11 +3,9 @@ package com.qel.ferrion.adapters.sql;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
-import com.qel.ferrion.adapter.infrastructure.StreamInfo;
-import com.qel.ferrion.adapter.infrastructure.StreamReaderBase;
-import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.ConnectionBase.Stream;
+import com.qel.ferrion.kit.ReaderBase;
 import com.qel.ferrion.kit.Setting;
 import com.qel.ferrion.kit.Settings;
 import java.lang.System.Logger.Level;
@@ -20,7 +18,6 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
-import java.util.Properties;
 
 /**
  * A table's rows as samples, in the order of some columns. A read asks for the rows behind the
@@ -30,7 +27,7 @@ import java.util.Properties;
  * <p>The database is asked only when there is reason to: at the start, behind a full batch, and
  * when the watching thread has seen a row.
  */
-final class SqlStreamReader extends StreamReaderBase {
+final class SqlStreamReader extends ReaderBase {
     static final Setting<String> TABLE = Setting.text("table",
             "the table or view, if not called like the stream");
     private static final Setting<String> QUERY = Setting.text("query",
@@ -79,7 +76,6 @@ final class SqlStreamReader extends StreamReaderBase {
     private final Reports reports;
     private final List<DynamicData> pool = new ArrayList<>();
     private final SampleInfo info = new SampleInfo();
-    private Settings settings;
     private Watch.Task task;
     /** What follows is shared with the watching thread, which only reads it, but for due. */
     private volatile Query query;
@@ -99,18 +95,18 @@ final class SqlStreamReader extends StreamReaderBase {
      *
      * @throws AdapterException when a property is wrong, or the table does not go with the type
      */
-    SqlStreamReader(Database database, Watch watch, StreamInfo stream, TypeCode type,
-            Properties properties, StreamReaderListener listener) throws AdapterException {
-        super(listener);
+    SqlStreamReader(Database database, Watch watch, Stream stream, TypeCode type)
+            throws AdapterException {
+        super(stream);
         this.database = database;
         this.watch = watch;
         this.type = type;
-        this.owner = "reader of stream '" + stream.getStreamName() + "'";
-        settings = SqlAdapter.SETTINGS.of(Role.READER).parse(owner, properties);
+        Settings settings = stream.settings();
+        this.owner = settings.owner();
         if (settings.has(TABLE) && settings.has(QUERY)) {
             throw new AdapterException(owner + ": give a table or a query, not both");
         }
-        name = settings.has(TABLE) ? settings.get(TABLE) : stream.getStreamName();
+        name = settings.has(TABLE) ? settings.get(TABLE) : stream.name();
         reports = new Reports(settings.get(REPORT));
         link = new Link(database, Database.Use.READ, owner);
         String where = settings.get(POSITION);
@@ -130,16 +126,16 @@ final class SqlStreamReader extends StreamReaderBase {
     /** Finds out, once, how the type and the table go together, and where reading goes on. */
     private Query bind(Connection connection) throws SQLException, AdapterException {
         if (query == null) {
-            String text = settings.get(QUERY);
+            String text = settings().get(QUERY);
             Table table = text != null ? Table.ofQuery(connection, text)
                     : Table.find(connection, database.schema(), name);
             if (table == null) {
                 throw Table.missing(connection, database.schema(), name);
             }
-            List<String> order = Arrays.stream(settings.get(ORDER).split(",")).map(String::strip)
+            List<String> order = Arrays.stream(settings().get(ORDER).split(",")).map(String::strip)
                     .filter(column -> !column.isEmpty()).toList();
-            Query bound = new Query(table, database.dialect(), type, order, settings.get(COLUMNS),
-                    settings.get(UNIT), owner);
+            Query bound = new Query(table, database.dialect(), type, order, settings().get(COLUMNS),
+                    settings().get(UNIT), owner);
             position = file == null ? null : file.load(bound.order);
             query = bound;
         }
@@ -148,7 +144,7 @@ final class SqlStreamReader extends StreamReaderBase {
 
     /** Begins to look for rows; called when the host can have the reader. */
     void start() {
-        task = watch.start(this::look, settings.get(POLL));
+        task = watch.start(this::look, settings().get(POLL));
     }
 
     /** On the watching thread. A look that fails leaves it to a read to say so. */
@@ -176,28 +172,25 @@ final class SqlStreamReader extends StreamReaderBase {
 
     /** Changes what may change; a reader that stands still at a bad row may be told to skip it. */
     @Override
-    public void update(Properties properties) throws AdapterException {
-        Settings updated = settings.updated(properties);
-        boolean pollChanged = !updated.get(POLL).equals(settings.get(POLL));
-        settings = updated;
-        if (settings.get(ON_BAD_ROW) == OnBadRow.SKIP) {
+    protected void changed(Settings updated) {
+        if (updated.get(ON_BAD_ROW) == OnBadRow.SKIP) {
             stopped = false;
         }
         due = true;
-        if (pollChanged && task != null) {
+        if (!updated.get(POLL).equals(settings().get(POLL))) {
             task.cancel();
-            start();
+            task = watch.start(this::look, updated.get(POLL));
         }
     }
 
     @Override
-    public void read(List<Object> samples, List<Object> infos) throws AdapterException {
+    protected void fill(List<Object> samples, List<Object> infos) throws AdapterException {
         if (!due || stopped) {
             reports.tell(false);
             return;
         }
         lent = true;
-        int count = link.run(this::fetch, settings.get(RETRY));
+        int count = link.run(this::fetch, settings().get(RETRY));
         for (int i = 0; i < count; i++) {
             samples.add(pool.get(i));
             infos.add(info);
@@ -212,7 +205,7 @@ final class SqlStreamReader extends StreamReaderBase {
      */
     private int fetch(Connection connection) throws SQLException, AdapterException {
         Query bound = bind(connection);
-        int most = settings.get(BATCH);
+        int most = settings().get(BATCH);
         List<Object> end = bound.unique ? null : bound.end(link, position, most);
         long limit = bound.unique ? most : Integer.MAX_VALUE;
         Batch batch = new Batch(bound);
@@ -232,7 +225,7 @@ final class SqlStreamReader extends StreamReaderBase {
     /** One attempt at a batch. */
     private final class Batch {
         private final Query bound;
-        private final boolean nulls = settings.get(NULLS) == Nulls.DEFAULT;
+        private final boolean nulls = settings().get(NULLS) == Nulls.DEFAULT;
         private final List<String> bad = new ArrayList<>();
         private int looked;
         private int count;
@@ -257,7 +250,7 @@ final class SqlStreamReader extends StreamReaderBase {
                 count++;
             } catch (BadRow e) {
                 bad.add(bound.table.source + ", row " + describe(here) + ": " + e.getMessage());
-                if (settings.get(ON_BAD_ROW) == OnBadRow.STOP) {
+                if (settings().get(ON_BAD_ROW) == OnBadRow.STOP) {
                     stop = true;
                     return;
                 }
@@ -299,7 +292,7 @@ final class SqlStreamReader extends StreamReaderBase {
      * @throws AdapterException when the position cannot be kept; reading goes on behind it
      */
     @Override
-    public void returnLoan(List<Object> samples, List<Object> infos) throws AdapterException {
+    protected void returned(List<Object> samples, List<Object> infos) throws AdapterException {
         List<Object> now = reached;
         reached = null;
         if (now != null) {
@@ -319,8 +312,9 @@ final class SqlStreamReader extends StreamReaderBase {
         }
     }
 
-    /** Ends looking; the listener has been closed before. */
-    void release() {
+    /** Ends looking; also what a constructor that fails has begun. */
+    @Override
+    protected void release() {
         if (task != null) {
             task.cancel();
         }

@@ -3,14 +3,13 @@ package com.qel.ferrion.adapters.sql;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
-import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapters.sql.Statements.Mode;
 import com.qel.ferrion.adapters.sql.Statements.OnDispose;
-import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.Setting;
 import com.qel.ferrion.kit.Settings;
+import com.qel.ferrion.kit.WriterBase;
 import java.nio.file.Path;
 import java.sql.Connection;
 import java.sql.PreparedStatement;
@@ -22,7 +21,6 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
-import java.util.Properties;
 
 /**
  * Samples as rows of a table. A batch is one transaction: when write returns it is committed, but
@@ -31,7 +29,7 @@ import java.util.Properties;
  * <p>The host does not write a batch twice, so this does: whatever fails, but for the data, is
  * tried again until the batch is in or the time for that is up.
  */
-final class SqlStreamWriter implements StreamWriter {
+final class SqlStreamWriter extends WriterBase {
     private static final Setting<Mode> MODE = Setting.choice("mode", Mode.class, "what to do with "
             + "rows: insert all, insert those whose key is new, or have them replace the row of "
             + "their key").defaultTo(Mode.INSERT);
@@ -59,7 +57,6 @@ final class SqlStreamWriter implements StreamWriter {
     private final Link link;
     private final List<Field> fields = new ArrayList<>();
     private final Rejects rejects;
-    private Settings settings;
     private Statements statements;
     /** The present batch: what is not null counts. */
     private DynamicData[] samples = new DynamicData[1024];
@@ -75,19 +72,19 @@ final class SqlStreamWriter implements StreamWriter {
      *
      * @throws AdapterException when a property is wrong, or the table does not go with the type
      */
-    SqlStreamWriter(Database database, StreamInfo stream, TypeCode type, Properties properties)
-            throws AdapterException {
+    SqlStreamWriter(Database database, Stream stream, TypeCode type) throws AdapterException {
+        super(stream);
+        Settings settings = stream.settings();
         this.database = database;
         this.type = type;
-        owner = "writer of stream '" + stream.getStreamName() + "'";
-        settings = SqlAdapter.SETTINGS.of(Role.WRITER).parse(owner, properties);
+        owner = settings.owner();
         name = settings.has(SqlStreamReader.TABLE) ? settings.get(SqlStreamReader.TABLE)
-                                                   : stream.getStreamName();
+                                                   : stream.name();
         link = new Link(database, settings.get(MODE) == Mode.INSERT ? Database.Use.INSERT_ONLY
                                                                     : Database.Use.WRITE, owner);
         try {
             selectFields();
-            rejects = new Rejects(owner, stream.getStreamName(), fields,
+            rejects = new Rejects(owner, stream.name(), fields,
                     settings.get(REJECT_FILE));
             Path missing = database.missingFile();
             if (missing == null) {
@@ -103,10 +100,10 @@ final class SqlStreamWriter implements StreamWriter {
 
     private void selectFields() throws AdapterException {
         List<Field> all = Field.of(type);
-        List<String> omitted = Arrays.stream(settings.get(OMIT).split(",")).map(String::strip)
+        List<String> omitted = Arrays.stream(settings().get(OMIT).split(",")).map(String::strip)
                 .filter(path -> !path.isEmpty()).toList();
         Table.checkMembers(all, omitted);
-        Table.checkMembers(all, settings.get(SqlStreamReader.COLUMNS).keySet());
+        Table.checkMembers(all, settings().get(SqlStreamReader.COLUMNS).keySet());
         boolean keyed = false;
         boolean complete = true;
         for (Field field : all) {
@@ -118,8 +115,8 @@ final class SqlStreamWriter implements StreamWriter {
                 fields.add(field);
             }
         }
-        boolean byKey = settings.get(MODE) == Mode.UPSERT
-                || settings.get(ON_DISPOSE) != OnDispose.IGNORE;
+        boolean byKey = settings().get(MODE) == Mode.UPSERT
+                || settings().get(ON_DISPOSE) != OnDispose.IGNORE;
         if (byKey && !(keyed && complete)) {
             throw new AdapterException("mode: upsert and on_dispose need key members"
                     + (keyed ? "; none may be omitted" : ", and the type has none"));
@@ -137,10 +134,10 @@ final class SqlStreamWriter implements StreamWriter {
         if (statements != null) {
             return statements;
         }
-        Map<String, String> columns = settings.get(SqlStreamReader.COLUMNS);
+        Map<String, String> columns = settings().get(SqlStreamReader.COLUMNS);
         Table table = Table.find(connection, database.schema(), name);
         if (table == null) {
-            if (!settings.get(CREATE)) {
+            if (!settings().get(CREATE)) {
                 throw Table.missing(connection, database.schema(), name);
             }
             if (!create) {
@@ -149,8 +146,8 @@ final class SqlStreamWriter implements StreamWriter {
             try (Statement statement = connection.createStatement()) {
                 statement.execute(Table.creation(database.dialect(),
                         Table.qualified(database.schema(), name), fields, columns,
-                        settings.get(MODE) != Mode.INSERT,
-                        settings.get(ON_DISPOSE) == OnDispose.MARK ? settings.get(MARK) : null));
+                        settings().get(MODE) != Mode.INSERT,
+                        settings().get(ON_DISPOSE) == OnDispose.MARK ? settings().get(MARK) : null));
             }
             connection.commit();
             table = Table.find(connection, database.schema(), name);
@@ -164,22 +161,16 @@ final class SqlStreamWriter implements StreamWriter {
                         + field.path + "', or name the member under 'omit'");
             }
             cells.add(new Cell(field, bound.get(field), database.dialect(),
-                    settings.get(SqlStreamReader.UNIT)));
+                    settings().get(SqlStreamReader.UNIT)));
         }
-        Statements made = new Statements(table.source, cells, settings.get(MODE),
-                settings.get(ON_DISPOSE), settings.get(MARK));
+        Statements made = new Statements(table.source, cells, settings().get(MODE),
+                settings().get(ON_DISPOSE), settings().get(MARK));
         try (Statement statement = connection.createStatement()) {
             statement.execute(made.trial);
         }
         connection.rollback(); // Nothing was written, and no lock is kept for that.
         statements = made;
         return made;
-    }
-
-    /** Changes {@code retry_for}. */
-    @Override
-    public void update(Properties properties) throws AdapterException {
-        settings = settings.updated(properties);
     }
 
     /**
@@ -191,13 +182,13 @@ final class SqlStreamWriter implements StreamWriter {
      *     aside as a whole where there is a reject file
      */
     @Override
-    public int write(List<Object> batch, List<Object> infos) throws AdapterException {
+    protected int store(List<Object> batch, List<Object> infos) throws AdapterException {
         int without = collect(batch, infos);
         refused = 0;
         unknown = null;
         if (count > 0) {
             try {
-                link.run(this::attempt, settings.get(RETRY));
+                link.run(this::attempt, settings().get(RETRY));
             } catch (AdapterException e) {
                 rejects.clear();
                 for (int i = 0; i < count; i++) {
@@ -211,7 +202,7 @@ final class SqlStreamWriter implements StreamWriter {
     }
 
     private int collect(List<Object> batch, List<Object> infos) {
-        boolean removes = settings.get(ON_DISPOSE) != OnDispose.IGNORE;
+        boolean removes = settings().get(ON_DISPOSE) != OnDispose.IGNORE;
         int without = 0;
         count = 0;
         for (int i = 0; i < batch.size(); i++) {
@@ -317,7 +308,7 @@ final class SqlStreamWriter implements StreamWriter {
 
     /** Commits; when no answer comes, the next attempt asks what has become of it. */
     private void commit(Connection connection) throws SQLException {
-        String transaction = settings.get(MODE) == Mode.INSERT
+        String transaction = settings().get(MODE) == Mode.INSERT
                 ? database.dialect().transaction(connection) : null;
         try {
             connection.commit();
@@ -328,7 +319,8 @@ final class SqlStreamWriter implements StreamWriter {
     }
 
     /** Ends the connection; every batch that write returned from is committed. */
-    void close() {
+    @Override
+    protected void release() {
         link.close();
     }
 }
