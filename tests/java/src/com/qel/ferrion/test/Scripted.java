@@ -60,7 +60,8 @@ final class Scripted implements InvocationHandler {
             case "toString" -> name;
             case "createSession" -> make(Session.class, "Session", null);
             case "createStreamReader" -> reader(action, given);
-            case "createStreamWriter" -> make(StreamWriter.class, "Writer", null);
+            case "createStreamWriter" -> action.equals("still") ? new Still(typeOf(given))
+                    : make(StreamWriter.class, "Writer", null);
             case "getInputStreamDiscoveryReader" -> discovery(action, "Input");
             case "getOutputStreamDiscoveryReader" -> discovery(action, "Output");
             case "read" -> read(action, given);
@@ -72,12 +73,18 @@ final class Scripted implements InvocationHandler {
     }
 
     private static StreamReader reader(String action, Object[] given) {
-        TypeInfo type = ((StreamInfo) given[1]).getTypeInfo();
-        StreamReader reader = make(StreamReader.class, "Reader", type.getTypeRepresentation());
+        if (action.equals("still")) {
+            return new Still(typeOf(given));
+        }
+        StreamReader reader = make(StreamReader.class, "Reader", typeOf(given));
         if (action.equals("signal")) {
             ((StreamReaderListener) given[3]).onDataAvailable(reader);
         }
         return reader;
+    }
+
+    private static Object typeOf(Object[] given) {
+        return ((StreamInfo) given[1]).getTypeInfo().getTypeRepresentation();
     }
 
     private StreamReader discovery(String action, String kind) {
