@@ -47,6 +47,8 @@ struct AdapterSettings {
     std::filesystem::path library;
     std::string entry;
     Properties properties;
+    /// Absolute entries that this Java adapter alone sees, directories already expanded.
+    std::vector<std::string> classPath;
 };
 
 struct ConnectionSettings {

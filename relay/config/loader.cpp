@@ -58,7 +58,7 @@ void Loader::readAdapter(const NamedNode &entry)
 {
     const std::string path = "adapters." + entry.name;
     const Section section(diagnostics_, entry.value, path,
-                          {"class", "library", "plugin", "entry", "properties"});
+                          {"class", "class_path", "library", "plugin", "entry", "properties"});
     AdapterSettings adapter;
     adapter.name = entry.name;
     const bool native = section.find("library").IsDefined();
@@ -75,6 +75,11 @@ void Loader::readAdapter(const NamedNode &entry)
         adapter.javaClass = *name;
         std::replace(adapter.javaClass.begin(), adapter.javaClass.end(), '.', '/');
     }
+    if (adapter.javaClass.empty() && section.find("class_path").IsDefined()) {
+        diagnostics_.add(placeOf(section.find("class_path")),
+                         path + ".class_path goes with \"class\" only");
+    }
+    readClassPath(section, adapter.classPath);
     if (!native && section.find("entry").IsDefined()) {
         diagnostics_.add(placeOf(section.find("entry")),
                          path + ".entry goes with \"library\" only");

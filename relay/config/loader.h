@@ -31,7 +31,7 @@ private:
     void readLog(const YAML::Node &node);
     void readJava(const YAML::Node &node);
     void readJavaOptions(const YAML::Node &node, const std::string &path);
-    void addClassPath(const std::string &entry, Place place);
+    void readClassPath(const Section &section, std::vector<std::string> &classPath);
     void readAdapter(const NamedNode &entry);
     void readPlugin(const Section &section, AdapterSettings &adapter);
     void readConnection(const NamedNode &entry);

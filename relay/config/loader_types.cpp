@@ -101,26 +101,28 @@ void Loader::readJava(const YAML::Node &node)
     if (const auto home = section.text("home")) {
         configuration_.java.home = absolute(*home);
     }
-    const std::string path = section.pathOf("class_path");
-    for (const auto &[entry, place] : readTexts(diagnostics_, section.find("class_path"), path)) {
-        addClassPath(entry, place);
-    }
+    readClassPath(section, configuration_.java.classPath);
     readJavaOptions(section.find("options"), section.pathOf("options"));
 }
 
 /// A directory stands for itself and for every jar in it: the VM does not expand a `*` that it is
 /// given by a host.
-void Loader::addClassPath(const std::string &entry, Place place)
+void Loader::readClassPath(const Section &section, std::vector<std::string> &classPath)
 {
-    const fs::path path = absolute(entry);
-    std::error_code error;
-    if (entry.find(':') != std::string::npos) {
-        diagnostics_.add(place, "java.class_path takes one file or directory per entry; \"" +
-                                    entry + "\" holds a ':'");
-    } else if (!fs::exists(path, error)) {
-        diagnostics_.add(place, "java.class_path: there is no " + path.string());
-    } else {
-        configuration_.java.classPath.push_back(path.string());
+    const std::string key = section.pathOf("class_path");
+    for (const auto &[entry, place] : readTexts(diagnostics_, section.find("class_path"), key)) {
+        const fs::path path = absolute(entry);
+        std::error_code error;
+        if (entry.find(':') != std::string::npos) {
+            diagnostics_.add(place, key + " takes one file or directory per entry; \"" + entry +
+                                        "\" holds a ':'");
+            continue;
+        }
+        if (!fs::exists(path, error)) {
+            diagnostics_.add(place, key + ": there is no " + path.string());
+            continue;
+        }
+        classPath.push_back(path.string());
         if (fs::is_directory(path, error)) {
             std::vector<std::string> jars;
             for (const auto &file : fs::directory_iterator(path, error)) {
@@ -129,8 +131,7 @@ void Loader::addClassPath(const std::string &entry, Place place)
                 }
             }
             std::sort(jars.begin(), jars.end());
-            auto &all = configuration_.java.classPath;
-            all.insert(all.end(), jars.begin(), jars.end());
+            classPath.insert(classPath.end(), jars.begin(), jars.end());
         }
     }
 }

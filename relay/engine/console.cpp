@@ -123,6 +123,11 @@ void Console::log(const char *line, std::size_t length)
 {
     std::string text = now() + " " + levelName(t_level) + " ";
     text.append(line, length).append("\n");
+    logText(text);
+}
+
+void Console::logText(const std::string &text)
+{
     const std::lock_guard<std::mutex> lock(mutex_);
     eraseLive();
     writeAll(STDERR_FILENO, text);

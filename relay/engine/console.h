@@ -32,6 +32,8 @@ public:
     void show(const std::vector<std::string> &lines);
     /// Prints a result line.
     void print(const std::string &line);
+    /// Puts text that is no line of the logger into the log.
+    void logText(const std::string &text);
 
 private:
     static void sink(void *self, const char *line, std::size_t length);

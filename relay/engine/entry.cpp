@@ -11,6 +11,7 @@
 #include "engine/plugin_host.h"
 #include "engine/signals.h"
 #include "engine/supervisor.h"
+#include "engine/thread_dump.h"
 
 namespace ferry {
 namespace {
@@ -105,7 +106,10 @@ int runRelay(const RelayRequest &request)
     java.bridge = request.bridge;
     java.classPath = classPathEntries(request.jars, configuration.java);
     java.options = javaOptions(java.classPath, configuration.java, request.vmVersion,
-                               crashDirectory(configuration));
+                               crashDirectory(configuration), request.debugging);
+    if (request.debugging.port != 0) {
+        java.debuggers = debuggerAddress(request.debugging.port);
+    }
     java.logMask = maskOf(level);
     FerryPluginHost host(configuration, std::move(java));
     ConsoleReporter reporter(console, request.task == Task::check);
@@ -122,7 +126,9 @@ int runRelay(const RelayRequest &request)
     options.drain = request.drain;
     options.quiet = request.verbosity == Verbosity::quiet;
     Supervisor supervisor(configuration, host, reporter, console, options);
-    SignalWatcher signals([&] { supervisor.requestStop(); }, request.drain + stopGrace, exitHung);
+    ThreadDump dump(supervisor.relay(), host, console);
+    SignalWatcher signals([&] { supervisor.requestStop(); }, [&] { dump.request(); },
+                          request.drain + stopGrace, exitHung);
     if (!signals.start()) {
         logError("FERRYRelay_main", FERRY_LOG_SERVICE_START_FAILURE_s, configuration.name.c_str());
         return exitNoStart;

@@ -4,6 +4,7 @@
 #define FERRY_ENGINE_ENTRY_H
 
 #include "config/configuration.h"
+#include "engine/java_options.h"
 #include "engine/task.h"
 
 namespace ferry {
@@ -29,6 +30,7 @@ struct RelayRequest {
     std::filesystem::path bridge;
     /// Feature release of the VM whose library was loaded; 0 when none was.
     int vmVersion = 0;
+    JavaDebugging debugging;
 };
 
 } // namespace ferry

@@ -15,6 +15,7 @@ namespace ferry {
 struct JavaBridge {
     decltype(&FERRYJNIGlobal_new) newGlobal = nullptr;
     decltype(&FERRYJNIGlobal_destroy) destroy = nullptr;
+    decltype(&FERRYJNIGlobal_getEnv) getEnv = nullptr;
     decltype(&FERRYJNIGlobal_attachCurrentThread) attachCurrentThread = nullptr;
     decltype(&FERRYJNIGlobal_detachCurrentThread) detachCurrentThread = nullptr;
     decltype(&FERRYJNIAdapter_create) createAdapter = nullptr;
@@ -22,6 +23,12 @@ struct JavaBridge {
     /// Loads the library, which stays loaded; a Java VM's library has to be in the process. Returns
     /// the loader's reason on failure, else "".
     std::string load(const std::filesystem::path &library);
+
+    /// Has the static method `byte[] answer(byte[])` of a class of the relay's own jar answer. The
+    /// calling thread is attached. When that fails the answer says so, and the log has Java's own
+    /// text.
+    std::string ask(const FERRYJNIGlobal *global, const char *className,
+                    const std::string &question) const;
 };
 
 } // namespace ferry

@@ -29,7 +29,8 @@ std::vector<std::string> classPathEntries(const std::vector<std::string> &produc
 
 std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
                                      const JavaSettings &settings, int vmVersion,
-                                     const std::filesystem::path &errorDirectory)
+                                     const std::filesystem::path &errorDirectory,
+                                     const JavaDebugging &debugging)
 {
     // As an option of its own the class path is exactly this: an empty one, or one made of few
     // entries elsewhere, would let the environment's CLASSPATH or the current directory in.
@@ -60,6 +61,14 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
               {"-XX:ErrorFile="});
     if (vmVersion >= nativeAccessVersion) {
         unlessSet("--enable-native-access=ALL-UNNAMED", {"--enable-native-access"});
+    }
+    if (debugging.port != 0) {
+        // Quiet: what the agent would say goes to standard output, among the results.
+        options.push_back("-agentlib:jdwp=transport=dt_socket,server=y,suspend=n,quiet=y,address=" +
+                          debuggerAddress(debugging.port));
+    }
+    if (debugging.check) {
+        options.insert(options.end(), {"-Xcheck:jni", "-XX:+DisplayVMOutputToStderr"});
     }
     options.insert(options.end(), settings.options.begin(), settings.options.end());
     return options;

@@ -10,6 +10,20 @@
 
 namespace ferry {
 
+/// What the command line asks of the VM for people who look for a fault.
+struct JavaDebugging {
+    /// Where debuggers attach, on the loopback interface; 0 for nowhere.
+    int port = 0;
+    /// Checks every JNI call.
+    bool check = false;
+};
+
+/// Never one that other machines reach: who attaches may do anything.
+inline std::string debuggerAddress(int port)
+{
+    return "127.0.0.1:" + std::to_string(port);
+}
+
 /// The product's jars, then the user's entries.
 std::vector<std::string> classPathEntries(const std::vector<std::string> &productJars,
                                           const JavaSettings &settings);
@@ -23,7 +37,8 @@ std::vector<std::string> classPathEntries(const std::vector<std::string> &produc
  */
 std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
                                      const JavaSettings &settings, int vmVersion,
-                                     const std::filesystem::path &errorDirectory);
+                                     const std::filesystem::path &errorDirectory,
+                                     const JavaDebugging &debugging = {});
 
 } // namespace ferry
 

@@ -144,6 +144,11 @@ public:
     virtual void detachThread() = 0;
     /// Ends what start made. Every plug-in is gone, every thread is detached.
     virtual void stop() = 0;
+    /// What the threads of the plug-ins' runtime are doing, for people. Any thread, any time.
+    virtual std::string threadDump()
+    {
+        return "";
+    }
 };
 
 /// Logs a failed call of an adapter, with its own text.

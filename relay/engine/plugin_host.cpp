@@ -1,5 +1,6 @@
 #include "engine/plugin_host.h"
 
+#include <algorithm>
 #include <dlfcn.h>
 
 #include "engine/log.h"
@@ -7,6 +8,9 @@
 
 namespace ferry {
 namespace {
+
+/// Stands for an adapter with a class path of its own.
+constexpr const char *isolatedAdapter = "com/qel/ferrion/relay/IsolatedAdapter";
 
 /// A string sequence as the bridge wants it, for the length of a call.
 class StringSeq {
@@ -59,8 +63,15 @@ bool FerryPluginHost::start()
     const StringSeq classPath(java_.classPath);
     const StringSeq options(java_.options);
     if (classPath.complete() && options.complete()) {
-        global_ = bridge_.newGlobal(classPath.get(), options.get(), java_.logMask,
-                                    FERRYJNI_DESTROY_IF_CREATED);
+        FERRYJNIGlobal *const global = bridge_.newGlobal(
+            classPath.get(), options.get(), java_.logMask, FERRYJNI_DESTROY_IF_CREATED);
+        const std::lock_guard<std::mutex> lock(dumpMutex_);
+        global_ = global;
+    }
+    if (global_ != nullptr && !java_.debuggers.empty()) {
+        const std::string text = "debuggers can attach at " + java_.debuggers;
+        logMessage(FERRYLOG_BIT_STATUS, "FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java",
+                   text.c_str());
     }
     return global_ != nullptr;
 }
@@ -80,12 +91,33 @@ QEL_FerrionAdapterPlugin *FerryPluginHost::openJava(const AdapterSettings &setti
     QEL_FerrionEnvironment *raw = environment.fresh();
     raw->jniGlobal = global_;
     raw->className = settings.javaClass.c_str();
+    if (!settings.classPath.empty()) {
+        const std::string reason = findIsolated(settings);
+        if (!reason.empty()) {
+            logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s, raw->className);
+            environment.fail(reason);
+            return nullptr;
+        }
+        raw->className = isolatedAdapter;
+    }
     QEL_FerrionAdapterPlugin *plugin = bridge_.createAdapter(properties, raw);
     if (environment.failed() && std::string(environment.text()) == "error finding class") {
         logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
                  settings.javaClass.c_str());
     }
     return plugin;
+}
+
+/// Has Java find the class that the adapter to be created next stands for; why there is none, or
+/// "".
+std::string FerryPluginHost::findIsolated(const AdapterSettings &settings) const
+{
+    std::string question = settings.name + '\0' + settings.javaClass;
+    std::replace(question.begin(), question.end(), '/', '.');
+    for (const std::string &entry : settings.classPath) {
+        question += '\0' + entry;
+    }
+    return bridge_.ask(global_, isolatedAdapter, question);
 }
 
 /// A native adapter's library stays loaded: threads of it may outlive its objects.
@@ -125,10 +157,28 @@ void FerryPluginHost::detachThread()
 
 void FerryPluginHost::stop()
 {
-    if (global_ != nullptr) {
-        bridge_.destroy(global_);
-        global_ = nullptr;
+    FERRYJNIGlobal *global = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(dumpMutex_);
+        std::swap(global, global_);
     }
+    if (global != nullptr) {
+        bridge_.destroy(global);
+    }
+}
+
+std::string FerryPluginHost::threadDump()
+{
+    const std::lock_guard<std::mutex> lock(dumpMutex_);
+    if (global_ == nullptr) {
+        return "no Java VM is running\n";
+    }
+    std::string text = "the thread cannot be attached to the VM";
+    if (attachThread()) {
+        text = bridge_.ask(global_, "com/qel/ferrion/relay/ThreadDump", "");
+        detachThread();
+    }
+    return text + "\n";
 }
 
 } // namespace ferry

@@ -17,6 +17,8 @@ struct JavaStart {
     std::vector<std::string> classPath;
     std::vector<std::string> options;
     std::uint32_t logMask = 0;
+    /// "" when debuggers cannot attach.
+    std::string debuggers;
 };
 
 class FerryPluginHost : public PluginHost {
@@ -30,6 +32,7 @@ public:
     bool attachThread() override;
     void detachThread() override;
     void stop() override;
+    std::string threadDump() override;
 
 private:
     QEL_FerrionAdapterPlugin *openJava(const AdapterSettings &settings,
@@ -39,10 +42,15 @@ private:
                                          const QEL_FerrionProperties *properties,
                                          CallEnvironment &environment);
 
+    std::string findIsolated(const AdapterSettings &settings) const;
+
     const Configuration &configuration_;
     const JavaStart java_;
     JavaBridge bridge_;
     FERRYJNIGlobal *global_ = nullptr;
+    /// The VM lives while it is held with `global_` set: dumps are made by a thread that nobody
+    /// else waits for.
+    std::mutex dumpMutex_;
     /// The bridge wants the first attachment of the process to be over before the next begins.
     std::mutex attachMutex_;
 };

@@ -1,5 +1,6 @@
 #include "engine/signals.h"
 
+#include <algorithm>
 #include <csignal>
 #include <cstdint>
 #include <poll.h>
@@ -10,13 +11,14 @@
 namespace ferry {
 namespace {
 
-sigset_t stopSignals()
+sigset_t watchedSignals()
 {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGINT);
     sigaddset(&set, SIGTERM);
     sigaddset(&set, SIGHUP);
+    sigaddset(&set, SIGQUIT);
     return set;
 }
 
@@ -24,14 +26,14 @@ sigset_t stopSignals()
 
 void blockStopSignals()
 {
-    const sigset_t set = stopSignals();
+    const sigset_t set = watchedSignals();
     pthread_sigmask(SIG_BLOCK, &set, nullptr);
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-SignalWatcher::SignalWatcher(std::function<void()> stop, std::chrono::milliseconds limit,
-                             int lateCode)
-    : stop_(std::move(stop)), limit_(limit), lateCode_(lateCode)
+SignalWatcher::SignalWatcher(std::function<void()> stop, std::function<void()> dump,
+                             std::chrono::milliseconds limit, int lateCode)
+    : stop_(std::move(stop)), dump_(std::move(dump)), limit_(limit), lateCode_(lateCode)
 {
 }
 
@@ -49,7 +51,7 @@ SignalWatcher::~SignalWatcher()
 
 bool SignalWatcher::start()
 {
-    const sigset_t set = stopSignals();
+    const sigset_t set = watchedSignals();
     signals_ = signalfd(-1, &set, SFD_CLOEXEC);
     end_ = eventfd(0, EFD_CLOEXEC);
     return signals_ >= 0 && end_ >= 0 && thread_.start("ferry:signals", [this] { run(); });
@@ -57,9 +59,14 @@ bool SignalWatcher::start()
 
 void SignalWatcher::run()
 {
+    std::chrono::steady_clock::time_point deadline;
     for (;;) {
         pollfd watched[] = {{end_, POLLIN, 0}, {signals_, POLLIN, 0}};
-        const int timeout = received() == 0 ? -1 : static_cast<int>(limit_.count());
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(
+            deadline - std::chrono::steady_clock::now());
+        const int timeout =
+            received() == 0 ? -1
+                            : static_cast<int>(std::max(left.count(), decltype(left.count()){0}));
         const int ready = poll(watched, 2, timeout);
         if (ready == 0) {
             _exit(lateCode_);
@@ -72,9 +79,14 @@ void SignalWatcher::run()
             read(signals_, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) {
             continue;
         }
+        if (info.ssi_signo == SIGQUIT) {
+            dump_();
+            continue;
+        }
         if (received() != 0) {
             _exit(128 + static_cast<int>(info.ssi_signo));
         }
+        deadline = std::chrono::steady_clock::now() + limit_;
         received_.store(static_cast<int>(info.ssi_signo));
         stop_();
     }

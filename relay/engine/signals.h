@@ -11,16 +11,18 @@
 
 namespace ferry {
 
-/// Blocks the stop signals (INT, TERM, HUP) in the calling thread and in all that it will start. To
-/// be called before there are other threads. A write to a closed pipe becomes an error from here
-/// on.
+/// Blocks the stop signals (INT, TERM, HUP) and QUIT in the calling thread and in all that it will
+/// start. To be called before there are other threads. A write to a closed pipe becomes an error
+/// from here on.
 void blockStopSignals();
 
 class SignalWatcher {
 public:
-    /// The first signal calls `stop`; a second one ends the process with 128 + its number. When the
-    /// process is still there `limit` after the first, it is ended with `lateCode`.
-    SignalWatcher(std::function<void()> stop, std::chrono::milliseconds limit, int lateCode);
+    /// QUIT calls `dump`. The first other signal calls `stop`; a second one ends the process with
+    /// 128 + its number. When the process is still there `limit` after the first, it is ended with
+    /// `lateCode`.
+    SignalWatcher(std::function<void()> stop, std::function<void()> dump,
+                  std::chrono::milliseconds limit, int lateCode);
     ~SignalWatcher();
     SignalWatcher(const SignalWatcher &) = delete;
     SignalWatcher &operator=(const SignalWatcher &) = delete;
@@ -36,6 +38,7 @@ private:
     void run();
 
     const std::function<void()> stop_;
+    const std::function<void()> dump_;
     const std::chrono::milliseconds limit_;
     const int lateCode_;
     std::atomic<int> received_{0};

@@ -28,12 +28,17 @@ Exit codes:
 Paths in a configuration file start from the file's own directory, in which ferry runs.
 Results go to standard output, the log to standard error.)";
 
-void addRun(CLI::App &app, CommandLine &line, std::string &idle, bool &quiet, bool &verbose)
+struct RunTexts {
+    std::string idle;
+    std::string debug;
+};
+
+void addRun(CLI::App &app, CommandLine &line, RunTexts &texts, bool &quiet, bool &verbose)
 {
     CLI::App *run = app.add_subcommand("run", "Run the routes of a configuration file");
     run->add_option("FILE", line.file, "Configuration file (YAML)")->required();
     CLI::Option *untilIdle =
-        run->add_flag("--until-idle{1}", idle,
+        run->add_flag("--until-idle{1}", texts.idle,
                       "End when every input has been empty for SECONDS (1 when not said): "
                       "--until-idle=SECONDS");
     run->add_flag("--after-first", line.afterFirst,
@@ -43,6 +48,10 @@ void addRun(CLI::App &app, CommandLine &line, std::string &idle, bool &quiet, bo
                     "How long a stop may take before it is forced (default 5)")
         ->check(CLI::Range(0.1, 3600.0));
     run->add_option("--java-home", line.javaHome, "Java installation to use");
+    run->add_flag("--java-debug{5005}", texts.debug,
+                  "Let Java debuggers of this machine attach at PORT (5005 when not said): "
+                  "--java-debug=PORT");
+    run->add_flag("--java-check", line.debugging.check, "Have the Java VM check every JNI call");
     CLI::Option *quietFlag =
         run->add_flag("-q,--quiet", quiet, "Only errors and the final summary");
     run->add_flag("-v,--verbose", verbose, "Log everything")->excludes(quietFlag);
@@ -127,19 +136,28 @@ double seconds(const std::string &text)
     return value;
 }
 
+int port(const std::string &text)
+{
+    int value = 0;
+    if (!text.empty() && (!CLI::detail::lexical_cast(text, value) || value < 1 || value > 65535)) {
+        throw CLI::ValidationError("--java-debug", "takes a port from 1 to 65535");
+    }
+    return value;
+}
+
 } // namespace
 
 std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
 {
     CommandLine line;
-    std::string idle;
+    RunTexts run;
     bool quiet = false;
     bool verbose = false;
     CLI::App app("Relays samples between adapters, as a configuration file says.", "ferry");
     app.set_version_flag("--version", std::string("ferry ") + FERRY_VERSION);
     app.footer(footer);
     app.require_subcommand(1);
-    addRun(app, line, idle, quiet, verbose);
+    addRun(app, line, run, quiet, verbose);
     std::string settings;
     addCheck(app, line, settings, verbose);
     ListTexts list;
@@ -149,7 +167,8 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
     doctor->add_option("--java-home", line.javaHome, "Java installation to use");
     try {
         app.parse(argc, argv);
-        line.untilIdle = seconds(idle);
+        line.untilIdle = seconds(run.idle);
+        line.debugging.port = port(run.debug);
         line.verbosity = quiet     ? Verbosity::quiet
                          : verbose ? Verbosity::verbose
                                    : Verbosity::normal;

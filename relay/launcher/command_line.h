@@ -20,6 +20,7 @@ struct CommandLine {
     double untilIdle = -1;
     bool afterFirst = false;
     double drain = 5;
+    JavaDebugging debugging;
     Verbosity verbosity = Verbosity::normal;
     /// `list streams`; without a file the domain and the properties of its connection.
     int domain = 0;

@@ -52,7 +52,8 @@ std::vector<std::string> Installation::missingJars() const
 {
     std::vector<std::string> missing;
     for (const char *name :
-         {"qdds.jar", "ferrion-adapter.jar", "ferrion-kit.jar", "ferrion-adapter-file.jar"}) {
+         {"qdds.jar", "ferrion-adapter.jar", "ferrion-kit.jar", "ferrion-relay.jar",
+          "ferrion-adapter-file.jar"}) {
         if (std::find(jars.begin(), jars.end(), (jarDirectory / name).string()) == jars.end()) {
             missing.emplace_back(name);
         }

@@ -1,7 +1,12 @@
 // ferry: reads the command line and the configuration, finds a Java VM where an adapter needs one,
 // and hands over to the relay.
+#include <arpa/inet.h>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include "config/load.h"
 #include "engine/exit_code.h"
@@ -123,6 +128,29 @@ int printSettings(const SettingsCheck &check, const std::string &javaClass)
     return text ? exitOk : exitNoStart;
 }
 
+/// The VM would end the process over a port that is taken. True also for 0, which is none.
+bool portIsFree(int port)
+{
+    if (port == 0) {
+        return true;
+    }
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    const int socket = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const int on = 1;
+    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    const bool free = bind(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
+                      listen(socket, 1) == 0;
+    if (!free) {
+        std::fprintf(stderr, "ferry: debuggers cannot attach at %s: %s\n",
+                     debuggerAddress(port).c_str(), std::strerror(errno));
+    }
+    close(socket);
+    return free;
+}
+
 int runRelay(const CommandLine &line, const VmPlaces &places)
 {
     std::optional<Configuration> configuration = configurationOf(line);
@@ -146,6 +174,11 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
         if (line.verb == Verb::check && !settingsAllow(settings, line.file)) {
             return exitUsage;
         }
+        if (!portIsFree(line.debugging.port)) {
+            return exitNoStart;
+        }
+    } else if (line.debugging.port != 0 || line.debugging.check) {
+        std::fprintf(stderr, "ferry: no adapter is a Java class, so there is no VM to debug\n");
     }
     std::string reason;
     const RelayMain relay = loadRelay(installation, reason);
@@ -165,6 +198,7 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
     request.idlType = line.idlType;
     request.untilIdle = line.untilIdle > 0 ? milliseconds(line.untilIdle) : request.untilIdle;
     request.afterFirst = line.afterFirst;
+    request.debugging = line.debugging;
     request.drain = milliseconds(line.drain);
     request.verbosity = line.verbosity;
     request.jars = installation.jars;

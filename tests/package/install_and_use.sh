@@ -11,6 +11,6 @@ trap 'rm -rf "$work"' EXIT
 "$cmake" --build "$work/build" >/dev/null
 "$work/build/consumer"
 "$work/prefix/bin/ferry" --version
-for jar in qdds ferrion-adapter ferrion-kit ferrion-adapter-file ferrion-adapter-sql; do
+for jar in qdds ferrion-adapter ferrion-kit ferrion-relay ferrion-adapter-file ferrion-adapter-sql; do
     test -f "$work/prefix/share/ferryjni/java/$jar.jar"
 done

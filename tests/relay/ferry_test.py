@@ -7,11 +7,13 @@ import pathlib
 import re
 import shutil
 import signal
+import socket
 import subprocess
 import sys
 import tempfile
 import time
 import unittest
+import zipfile
 
 FERRY, EXAMPLES, CLASSES = (str(pathlib.Path(path).resolve()) for path in sys.argv[1:4])
 
@@ -66,6 +68,46 @@ discovery:
     connection: in
     allow: {stream: ["*.csv"]}
     outputs: [{connection: out, stream: "${stream}.jsonl"}]
+"""
+
+
+# An adapter that tells what it sees, and a library of which it brings its own version.
+PROBE = """
+import com.qel.ferrion.adapter.*;
+import com.qel.ferrion.adapter.infrastructure.Version;
+import java.util.Properties;
+
+class Probe implements Adapter {
+    Probe(Properties properties) {
+        see("made with " + properties);
+        if (properties.containsKey("fail")) throw new IllegalStateException("as told");
+    }
+    private void see(String what) {
+        ClassLoader own = getClass().getClassLoader();
+        System.err.println(Library.VERSION() + ": " + what
+                + (Thread.currentThread().getContextClassLoader() == own ? ", context" : "")
+                + (own.getResource("Library.class").toString().contains(Library.VERSION())
+                        ? ", resource" : "")
+                + (Adapter.class.getClassLoader() == own ? ", own API" : ""));
+    }
+    public Connection createConnection(String first, String second, StreamReaderListener output,
+            StreamReaderListener input, Properties properties) {
+        see("connects");
+        return (Connection) java.lang.reflect.Proxy.newProxyInstance(getClass().getClassLoader(),
+                new Class<?>[] {Connection.class}, (proxy, method, arguments) -> "probe");
+    }
+    public void deleteConnection(Connection connection) { see("disconnects"); }
+    public Version getVersion() { return new Version(1, 0, 0, 0); }
+    protected void finalize() { see("ends"); }
+}
+"""
+LIBRARY = 'class Library { static String VERSION() { return "%s"; } }'
+ISOLATED = """
+adapters:
+  {adapters}
+connections:
+  c1: {{adapter: one}}
+  c2: {{adapter: two}}
 """
 
 
@@ -241,6 +283,69 @@ class FerryTest(Ferry):
             self.assertEqual(read, written)
             self.assertGreater(read, 100)
             self.assertEqual(self.numbers("good.jsonl"), list(range(read)))
+
+    def isolated(self, one, two="{class: Probe, class_path: [v2.jar]}"):
+        """Configuration of two adapters, with their classes in v1 and v2.jar."""
+        jars = pathlib.Path(FERRY).parent.parent / "share/ferryjni/java"
+        for version in ["v1", "v2"]:
+            classes = self.directory / version
+            classes.mkdir(exist_ok=True)
+            for name, text in [("Probe", PROBE), ("Library", LIBRARY % version)]:
+                (classes / f"{name}.java").write_text(text)
+            subprocess.run([os.environ.get("JAVAC", "javac"), "-cp", f"{jars}/*", "-nowarn",
+                            *classes.glob("*.java")], check=True, capture_output=True)
+        with zipfile.ZipFile(self.directory / "v2.jar", "w") as jar:
+            for file in (self.directory / "v2").glob("*.class"):
+                jar.write(file, file.name)
+        path = self.directory / "isolated.yaml"
+        path.write_text(ISOLATED.format(adapters=f"one: {one}\n  two: {two}"))
+        return path
+
+    def test_adapters_with_class_paths_of_their_own(self):
+        path = self.isolated("{class: Probe, class_path: [v1], properties: {a: 1}}")
+        text = self.ferry("list", "streams", path, "--wait=0", code=0, cwd="/").stderr
+        for version, properties in [("v1", "{a=1}"), ("v2", "{}")]:
+            for event in [f"made with {properties}", "connects", "disconnects", "ends"]:
+                self.assertEqual(text.count(f"{version}: {event}, context, resource\n"), 1, text)
+        home = str(self.directory)
+        for one, expected in [
+                ("{class: No, class_path: [v1]}",
+                 f"adapter 'one' error: create: there is no class No in its class path {home}/v1"),
+                ("{class: Library, class_path: [v1]}", "class Library in its class path "
+                 f"{home}/v1 is no com.qel.ferrion.adapter.Adapter"),
+                ("{class: com.qel.ferrion.adapters.file.FileAdapter, class_path: [v1]}",
+                 f"is not in its class path {home}/v1 but in ferry's"),
+                ("{class: Probe, class_path: [v1], properties: {fail: 1}}",
+                 "java.lang.IllegalStateException: as told\n\tat one//Probe.<init>(Probe.java:")]:
+            text = self.ferry("list", "streams", self.isolated(one), "--wait=0", code=1).stderr
+            self.assertIn(expected, text)
+            self.assertIn("v2: connects", text)
+
+    def test_vm_for_people_who_look_for_a_fault(self):
+        path = self.relay(at="read", kind="hang", count=10 ** 9)
+        path.write_text(path.read_text() + "log: {file: ferry.log}\n")
+        log = self.directory / "ferry.log"
+        with socket.create_server(("127.0.0.1", 0)) as taken:
+            port = taken.getsockname()[1]
+            self.assertIn(f"cannot attach at 127.0.0.1:{port}: Address already in use",
+                          self.ferry("run", path, f"--java-debug={port}", code=3).stderr)
+        process = subprocess.Popen([FERRY, "run", path, f"--java-debug={port}", "--java-check"],
+                                   stdout=subprocess.PIPE, text=True)
+        self.addCleanup(process.stdout.close)
+        self.until(lambda: log.exists() and "trouble: hang in read" in log.read_text())
+        self.assertIn(f"debuggers can attach at 127.0.0.1:{port}\n", log.read_text())
+        with socket.create_connection(("127.0.0.1", port)) as debugger:
+            debugger.sendall(b"JDWP-Handshake")
+            self.assertEqual(debugger.recv(14), b"JDWP-Handshake")
+        process.send_signal(signal.SIGQUIT)
+        self.until(lambda: "at com.qel.ferrion.test.relay.TroubleAdapter" in log.read_text())
+        self.assertIn("under way: route bad: read of bad/ticks", log.read_text())
+        self.assertRegex(log.read_text(), r"nid=0x[0-9a-f]+ \(\d+\) ferry:main")
+        process.terminate()
+        output, _ = process.communicate(timeout=20)
+        self.assertEqual(process.returncode, 4)
+        self.assertRegex(output, r"^good: \d+ read, .*\nbad: 0 read, ")
+        self.assertNotIn("WARNING", output)
 
     def test_vm_options_that_the_vm_refuses(self):
         for option, code in [("-XX:NoSuchThing", 3), ("-Xmx900t", 1)]:
