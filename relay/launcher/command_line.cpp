@@ -15,6 +15,7 @@ const char *const footer = R"(Examples:
   ferry run weather.yaml --until-idle=5 --quiet
   ferry list streams --domain 7            what is on a DDS domain
   ferry list streams weather.yaml --idl    what the connections of a file announce, with types
+  ferry new adapter Gauge                  makes a project for an adapter in Java
   ferry doctor                             what is installed, what is missing
 
 Exit codes:
@@ -102,6 +103,18 @@ void addList(CLI::App &app, CommandLine &line, ListTexts &texts)
     streams->add_option("--java-home", line.javaHome, "Java installation to use");
 }
 
+void addNew(CLI::App &app, CommandLine &line)
+{
+    CLI::App *make = app.add_subcommand("new", "Make something to begin with");
+    make->require_subcommand(1);
+    CLI::App *adapter = make->add_subcommand(
+        "adapter", "Make a project for an adapter in Java, which can be built and run at once");
+    adapter->add_option("NAME", line.adapter.name, "Begins the name of the class")->required();
+    adapter->add_option("--package", line.adapter.package,
+                        "Its Java package (default org.example.NAME)");
+    adapter->add_option("DIR", line.adapter.directory, "Where to (default NAME in small letters)");
+}
+
 Properties properties(const std::vector<std::string> &settings)
 {
     Properties result;
@@ -120,6 +133,7 @@ Verb verbOf(const CLI::App &app)
     return app.got_subcommand("run")     ? Verb::run
            : app.got_subcommand("check") ? Verb::check
            : app.got_subcommand("list")  ? Verb::list
+           : app.got_subcommand("new")   ? Verb::create
                                          : Verb::doctor;
 }
 
@@ -162,6 +176,7 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
     addCheck(app, line, settings, verbose);
     ListTexts list;
     addList(app, line, list);
+    addNew(app, line);
     CLI::App *doctor = app.add_subcommand(
         "doctor", "Tell which Java VM, libraries and jars were found and what is missing");
     doctor->add_option("--java-home", line.javaHome, "Java installation to use");

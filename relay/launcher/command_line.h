@@ -7,10 +7,11 @@
 #include <string>
 
 #include "engine/entry.h"
+#include "launcher/new_adapter.h"
 
 namespace ferry {
 
-enum class Verb { run, check, list, doctor };
+enum class Verb { run, check, list, create, doctor };
 
 struct CommandLine {
     Verb verb = Verb::run;
@@ -31,6 +32,7 @@ struct CommandLine {
     /// `check`: print what adapters declare, of the file or of one class.
     bool settings = false;
     std::string settingsClass;
+    NewAdapter adapter;
 };
 
 /// Reads the arguments. When there is nothing to do (help, version, a mistake), what there is to

@@ -39,6 +39,7 @@ Installation findInstallation()
         }
     }
     installation.jarDirectory = root / "share" / "ferryjni" / "java";
+    installation.templates = root / "share" / "ferryjni" / "templates";
     for (const auto &entry : fs::directory_iterator(installation.jarDirectory, error)) {
         if (entry.path().extension() == ".jar") {
             installation.jars.push_back(entry.path().string());
@@ -51,9 +52,8 @@ Installation findInstallation()
 std::vector<std::string> Installation::missingJars() const
 {
     std::vector<std::string> missing;
-    for (const char *name :
-         {"qdds.jar", "ferrion-adapter.jar", "ferrion-kit.jar", "ferrion-relay.jar",
-          "ferrion-adapter-file.jar"}) {
+    for (const char *name : {"qdds.jar", "ferrion-adapter.jar", "ferrion-kit.jar",
+                             "ferrion-relay.jar", "ferrion-adapter-file.jar"}) {
         if (std::find(jars.begin(), jars.end(), (jarDirectory / name).string()) == jars.end()) {
             missing.emplace_back(name);
         }

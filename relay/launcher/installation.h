@@ -13,6 +13,8 @@ namespace ferry {
 struct Installation {
     std::filesystem::path libraries;
     std::filesystem::path jarDirectory;
+    /// Of projects that ferry can make.
+    std::filesystem::path templates;
     /// Every jar there, sorted: the product's own and those of adapters put beside them.
     std::vector<std::string> jars;
 

@@ -221,7 +221,9 @@ int main(int argc, char **argv)
         if (!line->javaHome.empty()) {
             places.commandLine = std::filesystem::absolute(line->javaHome);
         }
-        code = line->verb == Verb::doctor ? runDoctor(places) : runRelay(*line, places);
+        code = line->verb == Verb::doctor   ? runDoctor(places)
+               : line->verb == Verb::create ? makeAdapter(line->adapter, findInstallation())
+                                            : runRelay(*line, places);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "ferry: %s\n", error.what());
         code = exitNoStart;

@@ -108,21 +108,35 @@ bool isTemplate(const Properties &properties, const std::string &name)
 SettingsCheck::SettingsCheck(const std::filesystem::path &javaHome,
                              const std::vector<std::string> &jars,
                              const Configuration &configuration)
-    : program_(javaHome / "bin" / "java"), configuration_(configuration)
+    : program_(javaHome / "bin" / "java"), jars_(jars), configuration_(configuration)
 {
-    for (const std::vector<std::string> *entries : {&jars, &configuration.java.classPath}) {
-        for (const std::string &entry : *entries) {
-            classPath_ += (classPath_.empty() ? "" : ":") + entry;
-        }
-    }
 }
 
-std::optional<std::string> SettingsCheck::ask(const std::vector<std::string> &classes,
+std::vector<SettingsCheck::Paths> SettingsCheck::adapterPaths() const
+{
+    std::vector<Paths> all;
+    for (const AdapterSettings &adapter : configuration_.adapters) {
+        if (!adapter.javaClass.empty() &&
+            std::find(all.begin(), all.end(), adapter.classPath) == all.end()) {
+            all.push_back(adapter.classPath);
+        }
+    }
+    return all;
+}
+
+std::optional<std::string> SettingsCheck::ask(const Paths &own,
+                                              const std::vector<std::string> &classes,
                                               const std::string &input) const
 {
+    std::string classPath;
+    for (const Paths *entries : {&jars_, &own, &configuration_.java.classPath}) {
+        for (const std::string &entry : *entries) {
+            classPath += (classPath.empty() ? "" : ":") + entry;
+        }
+    }
     const MemoryFile given;
     const MemoryFile answer;
-    std::vector<std::string> command = {program_, "-XX:TieredStopAtLevel=1", "-cp", classPath_,
+    std::vector<std::string> command = {program_, "-XX:TieredStopAtLevel=1", "-cp", classPath,
                                         "com.qel.ferrion.kit.SettingsTool"};
     command.insert(command.end(), classes.begin(), classes.end());
     if (!given.fill(input) || !runProgram(command, given.descriptor(), answer.descriptor())) {
@@ -133,6 +147,15 @@ std::optional<std::string> SettingsCheck::ask(const std::vector<std::string> &cl
 
 bool SettingsCheck::run(Diagnostics &diagnostics) const
 {
+    bool answered = true;
+    for (const Paths &own : adapterPaths()) {
+        answered = run(own, diagnostics) && answered;
+    }
+    return answered;
+}
+
+bool SettingsCheck::run(const Paths &own, Diagnostics &diagnostics) const
+{
     std::vector<const PropertySource *> asked;
     std::string question;
     for (const PropertySource &source : configuration_.sources) {
@@ -140,7 +163,7 @@ bool SettingsCheck::run(Diagnostics &diagnostics) const
                                         ? source.owner
                                         : configuration_.connections[source.owner].adapter;
         const std::string &javaClass = configuration_.adapters[adapter].javaClass;
-        if (javaClass.empty()) {
+        if (javaClass.empty() || configuration_.adapters[adapter].classPath != own) {
             continue;
         }
         asked.push_back(&source);
@@ -152,7 +175,7 @@ bool SettingsCheck::run(Diagnostics &diagnostics) const
             appendField(question, value);
         }
     }
-    const std::optional<std::string> answer = ask({}, question);
+    const std::optional<std::string> answer = ask(own, {}, question);
     const std::vector<std::string> fields = fieldsOf(answer.value_or(""));
     for (std::size_t i = 0; i + 2 < fields.size(); i += 3) {
         const PropertySource &source = *asked.at(std::stoul(fields[i]));
@@ -167,17 +190,26 @@ bool SettingsCheck::run(Diagnostics &diagnostics) const
 
 std::optional<std::string> SettingsCheck::describe(const std::string &javaClass) const
 {
-    std::vector<std::string> classes;
-    for (const AdapterSettings &adapter : configuration_.adapters) {
-        const std::string name = dotted(adapter.javaClass);
-        if (!name.empty() && std::find(classes.begin(), classes.end(), name) == classes.end()) {
-            classes.push_back(name);
-        }
-    }
     if (!javaClass.empty()) {
-        classes = {javaClass};
+        return ask({}, {javaClass}, "");
     }
-    return classes.empty() ? std::string() : ask(classes, "");
+    std::string text;
+    for (const Paths &own : adapterPaths()) {
+        std::vector<std::string> classes;
+        for (const AdapterSettings &adapter : configuration_.adapters) {
+            const std::string name = dotted(adapter.javaClass);
+            if (!name.empty() && adapter.classPath == own &&
+                std::find(classes.begin(), classes.end(), name) == classes.end()) {
+                classes.push_back(name);
+            }
+        }
+        const std::optional<std::string> answer = ask(own, classes, "");
+        if (!answer) {
+            return std::nullopt;
+        }
+        text += *answer;
+    }
+    return text;
 }
 
 } // namespace ferry

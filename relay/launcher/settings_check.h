@@ -14,7 +14,7 @@ namespace ferry {
 /// asked in a process of its own.
 class SettingsCheck {
 public:
-    /// `jars` are the product's own.
+    /// `jars` are the product's own; they and the configuration outlive this object.
     SettingsCheck(const std::filesystem::path &javaHome, const std::vector<std::string> &jars,
                   const Configuration &configuration);
 
@@ -24,11 +24,16 @@ public:
     std::optional<std::string> describe(const std::string &javaClass) const;
 
 private:
-    std::optional<std::string> ask(const std::vector<std::string> &classes,
+    using Paths = std::vector<std::string>;
+
+    /// The class paths of adapters, each once; adapters of one are asked together.
+    std::vector<Paths> adapterPaths() const;
+    bool run(const Paths &own, Diagnostics &diagnostics) const;
+    std::optional<std::string> ask(const Paths &own, const std::vector<std::string> &classes,
                                    const std::string &input) const;
 
     std::filesystem::path program_;
-    std::string classPath_;
+    const Paths &jars_;
     const Configuration &configuration_;
 };
 

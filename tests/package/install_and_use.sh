@@ -11,6 +11,8 @@ trap 'rm -rf "$work"' EXIT
 "$cmake" --build "$work/build" >/dev/null
 "$work/build/consumer"
 "$work/prefix/bin/ferry" --version
+"$work/prefix/bin/ferry" new adapter Gauge "$work/gauge" >/dev/null
+test -x "$work/gauge/build.sh"
 for jar in qdds ferrion-adapter ferrion-kit ferrion-relay ferrion-adapter-file ferrion-adapter-sql; do
     test -f "$work/prefix/share/ferryjni/java/$jar.jar"
 done

@@ -1,0 +1,49 @@
+#!/usr/bin/env bash
+# ferry new adapter: what it makes can be built, tested and run as it says, and it spoils nothing.
+# usage: new_adapter.sh FERRY JAVA_HOME
+set -euo pipefail
+PATH=$(dirname "$1"):$2/bin:$PATH
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+ferry new adapter gauge
+(
+    cd gauge
+    ./build.sh
+    ferry check gauge.yaml
+    ferry run gauge.yaml --until-idle=0.5
+    seq 5 | sed 's,.*,& reading &,' | diff - readings.txt
+    # The settings that it declares are found in its own jar.
+    sed -i 's/count: 5/cuont: 5/' gauge.yaml
+    ferry check gauge.yaml 2>refusal || test $? -eq 2
+    grep '^gauge.yaml:[0-9]*:[0-9]*: .*cuont.*count' refusal
+)
+# A name and a package that look like the template's own.
+ferry new adapter Template2 --package template.org.example.template made/here
+made/here/build.sh
+ferry run made/here/template2.yaml --until-idle=0.5
+if grep -rnI 'gauge\|Template[^2]\|/opt/ferryjni' made/here; then
+    exit 1
+fi
+
+refused() {
+    local before after code=0
+    before=$(find . -type f -exec md5sum {} + | sort)
+    ferry new adapter "$@" || code=$?
+    after=$(find . -type f -exec md5sum {} + | sort)
+    [ "$code" -eq 2 ] && [ "$before" = "$after" ] || { echo "not refused: $*" >&2; exit 1; }
+}
+refused
+refused gauge
+refused Gauge --package other.place
+refused 2fast
+refused gau-ge
+refused ../gauge
+refused class
+refused ''
+refused a --package org..example
+refused a --package org.example.
+refused a --package org.int.example
+refused a --package java.lang
+refused a --package com.qel.ferrion.kit
