@@ -50,6 +50,7 @@ private:
 bool runProgram(std::vector<std::string> command, int input, int output)
 {
     std::vector<char *> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string &word : command) {
         arguments.push_back(word.data());
     }
