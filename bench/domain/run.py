@@ -1,7 +1,8 @@
 #!/usr/bin/env python3
 """Measures ferry at a DDS domain, beside the engine's own publisher and subscriber.
 
-usage: run.py BUILD_TREE [--quick] [--rounds N] [--domain ID] [--json FILE]
+usage: run.py BUILD_TREE [--quick] [--rounds N] [--domain ID] [--json FILE [--extend]]
+              [--pictures DIR]
 
 Every variant runs once a round, all processes fresh, on the loopback interface; what counts is the
 ratio within a round. The engine's pair runs first and last in a round: where the two disagree the
@@ -23,6 +24,9 @@ import time
 from dataclasses import dataclass
 
 HERE = pathlib.Path(__file__).resolve().parent
+sys.path.insert(0, str(HERE.parent))
+import report  # noqa: E402
+
 TICKS = os.sysconf("SC_CLK_TCK")
 PATIENCE = 120
 SAMPLES = {64: 2_000_000, 1024: 600_000}
@@ -246,19 +250,6 @@ class Bench:
                  + (self.work / "log").read_text(encoding="utf-8"))
 
 
-def spread(values, scale=1.0, digits=2):
-    """Median and quartiles as text."""
-    low, middle, high = quartiles(values)
-    return (f"{middle / scale:,.{digits}f} ({low / scale:,.{digits}f} to "
-            f"{high / scale:,.{digits}f})")
-
-
-def quartiles(values):
-    if len(values) < 2:
-        return [values[0]] * 3
-    return statistics.quantiles(values, n=4, method="inclusive")
-
-
 def throughput(bench, size, rounds, quick):
     count = SAMPLES[size] // (10 if quick else 1)
     rows = {variant: [] for variant in
@@ -295,8 +286,9 @@ def print_throughput(size, rows, agreement):
                         for name in results[0]["cpu"])
         memory = " and ".join(f"{statistics.median(r['memory'][i] for r in results):.0f}"
                               for i in (0, 1)) if results[0]["memory"] else ""
-        print(f"| {variant.name} | {spread([r['rate'] for r in results], 1e3, 0)} | "
-              f"{spread(ends) if ends else ''} | {spread(forwarder) if forwarder else ''} | "
+        print(f"| {variant.name} | {report.spread([r['rate'] for r in results], 1e3, 0)} | "
+              f"{report.spread(ends) if ends else ''} | "
+              f"{report.spread(forwarder) if forwarder else ''} | "
               f"{cpu} | {memory} |")
 
 
@@ -304,12 +296,11 @@ def as_json(size, rows, agreement):
     void = not 0.9 <= agreement <= 1.1
     for variant, results in rows.items():
         relative = ratios(rows, variant, ENDS.get(variant, (PAIR,)))
-        low, middle, high = quartiles(relative)
-        yield {"name": f"domain: {variant.name}", "batch": 1024, "payload": size, "ratio": middle,
-               "quartiles": [low, middle, high], "void": void,
-               "samples_per_second": statistics.median(r["rate"] for r in results), "lost": 0,
-               "cpu_seconds_per_million": {name: statistics.median(r["cpu"][name] for r in results)
-                                           for name in results[0]["cpu"]}}
+        yield report.entry(
+            f"domain: {variant.name}", 1024, str(size), relative, void,
+            samples_per_second=statistics.median(r["rate"] for r in results), lost=0,
+            cpu_seconds_per_million={name: statistics.median(r["cpu"][name] for r in results)
+                                     for name in results[0]["cpu"]})
 
 
 def latency(bench, rounds, quick):
@@ -323,12 +314,12 @@ def latency(bench, rounds, quick):
     objects = []
     for variant, results in rows.items():
         p50, p99 = ([r[key] for r in results] for key in ("p50", "p99"))
-        print(f"| {variant.name} | {spread(p50, digits=0)} | {spread(p99, digits=0)} |")
-        objects.append({"name": f"domain latency: {variant.name}", "batch": 1, "payload": 64,
-                        "p50_us": statistics.median(p50), "p99_us": statistics.median(p99),
-                        "ratio": statistics.median(r["p50"] / reference["p50"] for r, reference
-                                                   in zip(results, rows[PAIR])),
-                        "quartiles": None, "void": False})
+        print(f"| {variant.name} | {report.spread(p50, digits=0)} | "
+              f"{report.spread(p99, digits=0)} |")
+        objects.append(report.entry(
+            f"domain latency: {variant.name}", 1, "64",
+            [r["p50"] / reference["p50"] for r, reference in zip(results, rows[PAIR])],
+            p50_us=statistics.median(p50), p99_us=statistics.median(p99)))
     return objects
 
 
@@ -338,7 +329,7 @@ def main():
     parser.add_argument("--quick", action="store_true", help="a tenth of the samples, two rounds")
     parser.add_argument("--rounds", type=int)
     parser.add_argument("--domain", type=int, default=61, help="it and the next one are used")
-    parser.add_argument("--json")
+    report.add_options(parser)
     arguments = parser.parse_args()
     rounds = arguments.rounds or (2 if arguments.quick else 5)
     objects = []
@@ -349,8 +340,14 @@ def main():
             print_throughput(size, rows, agreement)
             objects += as_json(size, rows, agreement)
         objects += latency(bench, rounds, arguments.quick)
-    if arguments.json:
-        pathlib.Path(arguments.json).write_text(json.dumps(objects, indent=2), encoding="utf-8")
+    report.save(arguments, objects)
+    if arguments.pictures:
+        for kind, axis in (("domain", "rate, by that of the slower end"),
+                           ("domain latency", "p50, by that of the engine's pair")):
+            report.picture(
+                arguments.pictures / f"{kind.replace(' ', '-')}.svg", "At a DDS domain", axis,
+                [(f"{each['name'].partition(': ')[2]}, {each['payload']}", each["quartiles"],
+                  each["void"]) for each in objects if each["name"].startswith(kind + ":")])
 
 
 if __name__ == "__main__":

@@ -184,6 +184,9 @@ class FerryTest(Ferry):
         text = self.ferry("run", self.native(), code=3, environment=nowhere).stderr
         self.assertRegex(text, r"lib/libferryadapter_nothing.so: cannot open")
         self.assertNotIn("JAVA_HOME", text)
+        text = self.ferry("check", self.native(), code=1, environment=nowhere).stdout
+        self.assertNotIn("JAVA_HOME", text)
+        self.ferry("list", "streams", "--domain=77", "--wait=0", code=0, environment=nowhere)
 
     def test_doctor_is_content(self):
         self.assertIn("everything is there", self.ferry("doctor", code=0).stdout)
