@@ -1,25 +1,17 @@
 #include "host.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iterator>
 
 #include "qddsc/string.h"
 #include "qddsc/type_code.h"
 
 namespace bench {
 namespace {
-
-constexpr const char *idlText = R"(
-    @final struct P64 { long long number; octet bytes[56]; };
-    @final struct P1024 { long long number; octet bytes[1016]; };
-    @final struct Reading { string unit; double value; long quality; };
-    @final struct Nested {
-        long long number;
-        string source;
-        string text;
-        sequence<Reading> readings;
-    };
-)";
 
 constexpr int readings = 12;
 
@@ -69,7 +61,7 @@ struct Strings : DDS_StringSeq {
 
 void fail(const std::string &what)
 {
-    fprintf(stderr, "bench_bridge: %s\n", what.c_str());
+    fprintf(stderr, "benchmark: %s\n", what.c_str());
     // A VM may be running on other threads: nothing is taken down in order.
     _Exit(1);
 }
@@ -81,11 +73,24 @@ void check(const QEL_FerrionEnvironment &environment, const char *operation)
     }
 }
 
+double threadTime()
+{
+    timespec time{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
+}
+
+double median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
 Payload::Payload(const std::string &name)
 {
     DDS_TypeLibrary *library = DDS_TypeLibrary_new();
     DDS_ErrorText error = {};
-    if (DDS_TypeLibrary_add_idl_text(library, idlText, "bench", &error) == 0) {
+    if (DDS_TypeLibrary_add_idl_text(library, idl().c_str(), "bench", &error) == 0) {
         fail(error.text);
     }
     typeName = name == "nested" ? "Nested" : "P" + name;
@@ -108,9 +113,10 @@ Payload::Payload(const std::string &name)
     DDS_DynamicData_get_cdr(sample, &size);
 }
 
-const char *Payload::idl()
+std::string Payload::idl()
 {
-    return idlText;
+    std::ifstream file(BENCH_IDL);
+    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 std::string Payload::content() const

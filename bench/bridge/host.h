@@ -21,6 +21,10 @@ namespace bench {
 /// Ends the program unless the last operation left the environment clear.
 void check(const QEL_FerrionEnvironment &environment, const char *operation);
 
+/// CPU time of this thread, in nanoseconds: another process on the core does not count.
+double threadTime();
+double median(std::vector<double> values);
+
 /// One of the three types that are measured, by name: "64", "1024" or "nested"; with the sample
 /// that all are copies of.
 class Payload {
@@ -31,7 +35,7 @@ public:
     Payload &operator=(const Payload &) = delete;
 
     /// Of all types.
-    static const char *idl();
+    static std::string idl();
     /// The sample's bytes in hexadecimal.
     std::string content() const;
 

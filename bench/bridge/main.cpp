@@ -20,14 +20,6 @@ namespace {
 
 using namespace bench;
 
-/// CPU time of this thread, in nanoseconds: another process on the core does not count.
-double threadTime()
-{
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) * 1e9 + static_cast<double>(time.tv_nsec);
-}
-
 double wallTime()
 {
     timespec time{};
@@ -150,12 +142,6 @@ double block(const Variant &variant, int32_t batch, int operations)
         fail("samples were lost");
     }
     return time / static_cast<double>(moved);
-}
-
-double median(std::vector<double> values)
-{
-    std::sort(values.begin(), values.end());
-    return values[values.size() / 2];
 }
 
 struct Options {

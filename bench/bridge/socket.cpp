@@ -28,7 +28,7 @@ Socket::Socket(const Payload &payload, int32_t batch)
     std::vector<std::string> words = vmOptions({});
     words.insert(words.begin(), "java");
     for (const std::string &word :
-         {std::string("com.qel.ferrion.bench.bridge.SocketEnd"), path_, std::string(Payload::idl()),
+         {std::string("com.qel.ferrion.bench.bridge.SocketEnd"), path_, Payload::idl(),
           payload.typeName, std::to_string(batch), payload.content()}) {
         words.push_back(word);
     }
