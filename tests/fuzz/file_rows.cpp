@@ -37,7 +37,9 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     env->SetByteArrayRegion(input, 0, static_cast<jsize>(size),
                             reinterpret_cast<const jbyte *>(data));
     auto *kinds = static_cast<jintArray>(env->CallStaticObjectMethod(rows, run, input));
-    env->ExceptionDescribe();
+    if (env->ExceptionCheck() == JNI_TRUE) {
+        env->ExceptionDescribe();
+    }
     REQUIRE(kinds != nullptr);
     for (jsize i = 0; i < env->GetArrayLength(kinds); ++i) {
         jint kind = 0;

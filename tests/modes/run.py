@@ -54,8 +54,11 @@ def address_findings(text, test):
     # Looking places up takes long, and most leaks are the VM's.
     blocks = [with_places(block) for block in text.split("\n\n") if " leak of " in block
               and f"({SOURCE}/build/" in re.split(VMS, block)[0]]
-    return [block for block in blocks if is_ours(re.findall(r"^ +#.*", block, re.M))
-            and not any(pattern.match(f"{test}\n{block}") for pattern in stays)]
+    ours = [block for block in blocks if is_ours(re.findall(r"^ +#.*", block, re.M))]
+    # The others hang on one of these, unless there is none: then they hang on each other.
+    judged = [block for block in ours if block.lstrip().startswith("Direct")] or ours
+    return [block for block in judged
+            if not any(pattern.match(f"{test}\n{block}") for pattern in stays)]
 
 
 def thread_findings(text, _):

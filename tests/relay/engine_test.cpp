@@ -105,14 +105,13 @@ TEST_F(RelayTest, ReadsOnSignalsAlsoOnesOutOfAConstructor)
     script.streams["in"].source = [&] { return written < there ? Read{{1}, ""} : Read{}; };
     script.hooks["write x"] = [&] { ++written; };
     std::thread runner([&] { EXPECT_EQ(supervisor().run(), exitOk); });
-    const auto limit = Clock::now() + std::chrono::seconds(10);
-    while (there < 200 && Clock::now() < limit) {
+    waitFor([&] {
         if (written == there) {
             ++there;
             Script::signal(script.streams["in"]);
         }
-        std::this_thread::yield();
-    }
+        return there >= 200;
+    });
     supervisor().requestStop();
     runner.join();
     EXPECT_GE(written, 199);

@@ -16,6 +16,8 @@ import unittest
 import zipfile
 
 FERRY, EXAMPLES, CLASSES = (str(pathlib.Path(path).resolve()) for path in sys.argv[1:4])
+# How many times longer things may take, below a tool that slows them down.
+PATIENCE = int(os.environ.get("FERRY_TEST_PATIENCE", "1"))
 
 RELAY = """
 types:
@@ -118,7 +120,8 @@ class Ferry(unittest.TestCase):
 
     def ferry(self, *arguments, code, environment=None, cwd=None):
         result = subprocess.run([FERRY, *map(str, arguments)], capture_output=True, text=True,
-                                timeout=60, cwd=cwd, env={**os.environ, **(environment or {})})
+                                timeout=60 * PATIENCE, cwd=cwd,
+                                env={**os.environ, **(environment or {})})
         self.assertEqual(result.returncode, code, result.stdout + result.stderr)
         # The VM says so by itself where the tests run with options of their own for every VM.
         result.stderr = re.sub(r"(?m)^Picked up JAVA_TOOL_OPTIONS: .*\n", "", result.stderr)
@@ -141,7 +144,7 @@ class Ferry(unittest.TestCase):
             return [json.loads(line)["n"] for line in lines]
 
     def until(self, condition):
-        end = time.monotonic() + 20
+        end = time.monotonic() + 20 * PATIENCE
         while not condition() and time.monotonic() < end:
             time.sleep(0.05)
         self.assertTrue(condition())
@@ -220,7 +223,7 @@ class FerryTest(Ferry):
         (self.directory / "late.csv").unlink()
         self.assertIn("[ticks/late.csv] route removed", self.read_to(process, "route removed"))
         process.terminate()
-        text, _ = process.communicate(timeout=20)
+        text, _ = process.communicate(timeout=20 * PATIENCE)
         self.assertEqual(process.returncode, 0)
         self.assertRegex(text, r"ticks/early.csv: 2 read, 2 written, 0 errors, \d+ samples/s\n")
         self.assertRegex(text, r"ticks/late.csv: 3 read, 3 written, .* \(gone\)\n")
@@ -280,7 +283,7 @@ class FerryTest(Ferry):
             process = self.start(self.relay(count=10 ** 9))
             time.sleep(0.7)
             process.send_signal(number)
-            output, _ = process.communicate(timeout=20)
+            output, _ = process.communicate(timeout=20 * PATIENCE)
             self.assertEqual(process.returncode, 0)
             read, written = map(int, re.search(r"good: (\d+) read, (\d+) written", output).groups())
             self.assertEqual(read, written)
