@@ -78,6 +78,9 @@ const Lines mistakes[] = {
      "  files: {class: a.b.C}\n"
      "  a: {class: x, library: y.so, entry: z}",
      {"3: adapters.a must have only one of \"class\", \"library\" and \"plugin\""}},
+    {"  q: {plugin: dds, class_path: [nowhere.jar]}",
+     {"32: adapters.q.class_path goes with \"class\" only",
+      "33: adapters.q.class_path: there is no nowhere.jar"}},
     {"  p: {plugin: d-ds}",
      {"15: adapters.p.plugin must be a plain word of letters, digits and '_', not \"d-ds\""}},
     {"  b: {library: y.so}", {"6: missing key \"entry\" in adapters.b"}},
@@ -115,7 +118,7 @@ const Lines mistakes[] = {
      {"39: unknown key \"conection\" in routes.a.input; did you mean \"connection\"?"}},
     {"  b: {session: s, type: m::P, input: *in,\n"
      "      input: *in, outputs: []}",
-     {"7: key \"input\" in routes.b is given twice (first in line 25)",
+     {"7: key \"input\" in routes.b is given twice (first in line 26)",
       "28: routes.b.outputs must be a list of at least one output"}},
     {"  c: {session: s, type: m::P, input: {connection: inn, stream: s}, outputs: *out}",
      {"51: routes.c.input.connection: there is no connection \"inn\"; did you mean "
@@ -246,7 +249,8 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
         load("java: {class_path: [extra.jar, libs], home: jdk, options: [-Xint]}\n"
              "log: {file: logs/f.log, level: debug}\n"
              "types: [{file: p.idl}]\n"
-             "adapters: {files: {class: C}, n: {library: n.so, entry: make}, d: {plugin: dds}}\n"
+             "adapters: {files: {class: C, class_path: [libs]}, n: {library: n.so, entry: make}, "
+             "d: {plugin: dds}}\n"
              "connections:\n"
              "  in:\n"
              "    adapter: files\n"
@@ -263,6 +267,8 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
     EXPECT_EQ(configuration->java.classPath,
               (std::vector<std::string>{base + "extra.jar", base + "libs", base + "libs/a.jar",
                                         base + "libs/b.jar"}));
+    EXPECT_EQ(configuration->adapters[0].classPath,
+              (std::vector<std::string>{base + "libs", base + "libs/a.jar", base + "libs/b.jar"}));
     EXPECT_EQ(configuration->java.home, base + "jdk");
     EXPECT_EQ(configuration->log.file, base + "logs/f.log");
     EXPECT_EQ(configuration->adapters[1].library, base + "n.so");
