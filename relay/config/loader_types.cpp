@@ -114,8 +114,10 @@ void Loader::readClassPath(const Section &section, std::vector<std::string> &cla
         const fs::path path = absolute(entry);
         std::error_code error;
         if (entry.find(':') != std::string::npos) {
-            diagnostics_.add(place, key + " takes one file or directory per entry; \"" + entry +
-                                        "\" holds a ':'");
+            diagnostics_.add(place, std::string(key)
+                                        .append(" takes one file or directory per entry; \"")
+                                        .append(entry)
+                                        .append("\" holds a ':'"));
             continue;
         }
         if (!fs::exists(path, error)) {

@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # ferry new adapter: what it makes can be built, tested and run as it says, and it spoils nothing.
-# usage: new_adapter.sh FERRY JAVA_HOME
+# usage: new_adapter.sh FERRY JAVA_HOME [NAME=VALUE for a Java VM that loads the libraries]
 set -euo pipefail
-PATH=$(dirname "$1"):$2/bin:$PATH
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cd "$work"
+mkdir bin
+printf '#!/bin/sh\nexec env %s "%s/bin/java" "$@"\n' "${3:-}" "$2" >bin/java
+chmod +x bin/java
+PATH=$work/bin:$(dirname "$1"):$2/bin:$PATH
 ferry new adapter gauge
 (
     cd gauge
