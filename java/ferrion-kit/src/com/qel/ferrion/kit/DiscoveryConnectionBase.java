@@ -15,18 +15,27 @@ public abstract class DiscoveryConnectionBase extends ConnectionBase
             StreamReaderListener inputListener) throws Exception {
         inputs = new DiscoveryReader(inputListener);
         outputs = new DiscoveryReader(outputListener);
-        super.attach(guard, declared, outputListener, inputListener);
+        try {
+            super.attach(guard, declared, outputListener, inputListener);
+        } catch (Throwable failure) {
+            closeBoth();
+            throw failure;
+        }
     }
 
-    /** Both are closed however the adapter's own part ends. */
     @Override
     final void end() {
         try {
             super.end();
         } finally {
-            inputs.close();
-            outputs.close();
+            closeBoth();
         }
+    }
+
+    /** However the adapter's own part ends: no signal may come after it. */
+    private void closeBoth() {
+        inputs.close();
+        outputs.close();
     }
 
     /** Announces streams that can be read. */

@@ -2,6 +2,7 @@ package com.qel.ferrion.kit;
 
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.adapter.infrastructure.Version;
@@ -23,6 +24,8 @@ public final class Echo extends AdapterBase {
     private static final List<Object> KEPT = new ArrayList<>();
     /** Keeps the thread that the fault "thread" leaves behind. */
     static final Semaphore LEFT = new Semaphore(0);
+    /** Of the last connection. */
+    static DiscoveryReader last;
     /** Of the last reader. */
     static StreamReaderListener heard;
 
@@ -49,6 +52,7 @@ public final class Echo extends AdapterBase {
 
         @Override
         protected void opened() throws Exception {
+            last = getInputStreamDiscoveryReader();
             pass("opened");
             for (int i = 0; i < 40; i++) {
                 getInputStreamDiscoveryReader().announce(

@@ -7,6 +7,7 @@ import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.kit.harness.TestHost;
 import com.qel.ferrion.kit.harness.TestHost.Fault;
 import java.time.Duration;
@@ -95,6 +96,10 @@ public class HarnessTest {
                 echo(host.connect("c", "fault", one[0]));
             } catch (Exception created) {
                 thrown.add(created);
+            }
+            if (one[0].equals("opened")) {
+                // Makes a signal where the connection that failed still can.
+                Echo.last.announce(new StreamInfo("late", null, false));
             }
             try {
                 host.close();

@@ -98,8 +98,15 @@ public final class TestHost implements AutoCloseable {
     public Link connect(String name, String... properties) throws Exception {
         Ear inputs = new Ear();
         Ear outputs = new Ear();
-        Connection made = call(() -> adapter.createConnection(name, null, outputs.given(),
-                inputs.given(), of(properties)));
+        Connection made;
+        try {
+            made = call(() -> adapter.createConnection(name, null, outputs.given(),
+                    inputs.given(), of(properties)));
+        } catch (Throwable none) {
+            inputs.gone = true;
+            outputs.gone = true;
+            throw none;
+        }
         return new Link(made, () -> {
             adapter.deleteConnection(made);
             inputs.gone = true;
