@@ -161,9 +161,8 @@ void Assembly::openAdapter(Adapter &adapter)
     const AdapterSettings &settings = *adapter.settings;
     const PropertyList properties(settings.properties);
     QEL_FerrionAdapterPlugin *plugin =
-        call("create of adapter " + settings.name, adapter, [&](QEL_FerrionEnvironment *) {
-            return host_.open(settings, properties.get(), environment());
-        });
+        call("create of adapter " + settings.name, adapter,
+             [&](CallEnvironment &own) { return host_.open(settings, properties.get(), own); });
     if (!environment().failed()) {
         const std::string reason = refusal(plugin);
         if (!reason.empty()) {
@@ -214,12 +213,11 @@ void Assembly::openConnection(Connection &connection)
         2 * static_cast<std::size_t>(&settings - configuration_.connections.data());
     const QEL_FerrionStreamReaderListener inputs{announcers_[first].get(), onAnnouncement};
     const QEL_FerrionStreamReaderListener outputs{announcers_[first + 1].get(), onAnnouncement};
-    connection.handle =
-        call("create of " + what, *connection.adapter, [&](QEL_FerrionEnvironment *raw) {
-            return connection.operations().create_connection(
-                connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
-                &outputs, &inputs, nullptr, nullptr, properties.get(), raw);
-        });
+    connection.handle = call("create of " + what, *connection.adapter, [&](CallEnvironment &own) {
+        return connection.operations().create_connection(
+            connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
+            &outputs, &inputs, nullptr, nullptr, properties.get(), own.fresh());
+    });
     if (connection.handle == nullptr && !environment().failed()) {
         environment().fail("no connection");
     }
@@ -252,8 +250,8 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
     const std::string what = "session " + settings.name + " of connection " + owner->settings->name;
     const PropertyList properties(settings.properties);
     QEL_FerrionSession *handle =
-        call("create of " + what, *owner->adapter, [&](QEL_FerrionEnvironment *raw) {
-            return owner->operations().create_session(owner->handle, properties.get(), raw);
+        call("create of " + what, *owner->adapter, [&](CallEnvironment &own) {
+            return owner->operations().create_session(owner->handle, properties.get(), own.fresh());
         });
     if (handle == nullptr && !environment().failed()) {
         environment().fail("no session");
@@ -315,8 +313,8 @@ Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &set
     const StreamDescription stream(route.settings(), settings);
     const PropertyList properties(settings.properties);
     Handle *handle =
-        call("create of " + what, *owner->connection->adapter, [&](QEL_FerrionEnvironment *raw) {
-            return create(*owner, stream.get(), properties.get(), raw);
+        call("create of " + what, *owner->connection->adapter, [&](CallEnvironment &own) {
+            return create(*owner, stream.get(), properties.get(), own);
         });
     if (handle == nullptr && !environment().failed()) {
         environment().fail("no stream " + kind);
@@ -334,14 +332,14 @@ bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &se
         route, output, settings, "writer",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,
             const QEL_FerrionProperties *properties,
-            QEL_FerrionEnvironment *raw) -> QEL_FerrionStreamWriter * {
+            CallEnvironment &own) -> QEL_FerrionStreamWriter * {
             const QEL_FerrionAdapterOperations &table = *output.operations;
             if (table.create_stream_writer == nullptr || table.write == nullptr) {
-                environment().fail("the adapter has no stream writers");
+                own.fail("the adapter has no stream writers");
                 return nullptr;
             }
             return table.create_stream_writer(owner.connection->handle, owner.handle, info,
-                                              properties, raw);
+                                              properties, own.fresh());
         });
     return output.writer != nullptr;
 }
@@ -354,15 +352,15 @@ bool Assembly::openReader(Route &route)
         route, input, route.settings().input, "reader",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,
             const QEL_FerrionProperties *properties,
-            QEL_FerrionEnvironment *raw) -> QEL_FerrionStreamReader * {
+            CallEnvironment &own) -> QEL_FerrionStreamReader * {
             const QEL_FerrionAdapterOperations &table = *input.operations;
             if (table.create_stream_reader == nullptr || table.read == nullptr ||
                 table.return_loan == nullptr) {
-                environment().fail("the adapter has no stream readers");
+                own.fail("the adapter has no stream readers");
                 return nullptr;
             }
             return table.create_stream_reader(owner.connection->handle, owner.handle, info,
-                                              properties, &listener, raw);
+                                              properties, &listener, own.fresh());
         });
     return input.reader != nullptr;
 }

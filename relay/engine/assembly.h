@@ -148,6 +148,11 @@ private:
         }
         Stay(const Stay &) = delete;
         Stay &operator=(const Stay &) = delete;
+        /// The thread's own, also when it has been given up since it came in.
+        CallEnvironment &environment() const
+        {
+            return call_.environment;
+        }
 
     private:
         Assembly &assembly_;
@@ -179,12 +184,13 @@ private:
     void closed(const std::string &adapter, const std::string &what);
     void problem(const std::string &what, const std::string &adapter, const std::string &operation);
 
-    /// Runs one slot call with a fresh environment, while `where` tells what is going on.
+    /// Runs one slot call, which is given the thread's environment, while `where` tells of it.
     template<class Body> auto call(const std::string &what, const Adapter &adapter, Body &&body)
     {
         const Stay stay(*this, what, adapter);
-        return body(environment().fresh());
+        return body(stay.environment());
     }
+    /// What the last call left; outside of calls only.
     CallEnvironment &environment()
     {
         return call_->environment;

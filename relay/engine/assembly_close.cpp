@@ -84,8 +84,8 @@ void Assembly::closeReader(Route &route)
     }
     if (const auto slot = input.operations->delete_stream_reader) {
         const std::string what = "reader of " + input.label;
-        call("delete of " + what, adapterOf(*input.settings), [&](QEL_FerrionEnvironment *raw) {
-            slot(connections_[input.settings->connection]->handle, input.reader, raw);
+        call("delete of " + what, adapterOf(*input.settings), [&](CallEnvironment &own) {
+            slot(connections_[input.settings->connection]->handle, input.reader, own.fresh());
         });
         closed(*input.adapter, what);
     }
@@ -101,10 +101,10 @@ void Assembly::closeWriters(Route &route)
         }
         if (const auto slot = output->operations->delete_stream_writer) {
             const std::string what = "writer of " + output->label;
-            call("delete of " + what, adapterOf(*output->settings),
-                 [&](QEL_FerrionEnvironment *raw) {
-                     slot(connections_[output->settings->connection]->handle, output->writer, raw);
-                 });
+            call("delete of " + what, adapterOf(*output->settings), [&](CallEnvironment &own) {
+                slot(connections_[output->settings->connection]->handle, output->writer,
+                     own.fresh());
+            });
             closed(*output->adapter, what);
         }
         output->writer = nullptr;
@@ -121,8 +121,8 @@ void Assembly::closeSessions()
         }
         const std::string what = "session " + configuration_.sessions[session->session].name +
                                  " of connection " + owner.settings->name;
-        call("delete of " + what, *owner.adapter, [&](QEL_FerrionEnvironment *raw) {
-            owner.operations().delete_session(owner.handle, session->handle, raw);
+        call("delete of " + what, *owner.adapter, [&](CallEnvironment &own) {
+            owner.operations().delete_session(owner.handle, session->handle, own.fresh());
         });
         closed(owner.adapter->settings->name, what);
         session->handle = nullptr;
@@ -137,9 +137,9 @@ void Assembly::closeConnections()
             continue;
         }
         const std::string what = "connection " + connection->settings->name;
-        call("delete of " + what, *connection->adapter, [&](QEL_FerrionEnvironment *raw) {
+        call("delete of " + what, *connection->adapter, [&](CallEnvironment &own) {
             connection->operations().delete_connection(connection->adapter->plugin,
-                                                       connection->handle, raw);
+                                                       connection->handle, own.fresh());
         });
         closed(connection->adapter->settings->name, what);
         connection->handle = nullptr;
@@ -154,8 +154,8 @@ void Assembly::closeAdapters()
             continue;
         }
         const std::string what = "adapter " + adapter->settings->name;
-        call("delete of " + what, *adapter, [&](QEL_FerrionEnvironment *raw) {
-            adapter->plugin->operations.delete_adapter(adapter->plugin, raw);
+        call("delete of " + what, *adapter, [&](CallEnvironment &own) {
+            adapter->plugin->operations.delete_adapter(adapter->plugin, own.fresh());
         });
         closed(adapter->settings->name, what);
         adapter->plugin = nullptr;

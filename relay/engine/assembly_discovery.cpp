@@ -46,7 +46,7 @@ bool Assembly::openAnnouncer(Announcer &announcer)
     }
     QEL_FerrionStreamReader *const reader =
         call("discovery of " + announcer.label, *connection.adapter,
-             [&](QEL_FerrionEnvironment *raw) { return get(connection.handle, raw); });
+             [&](CallEnvironment &own) { return get(connection.handle, own.fresh()); });
     announcer.reader = announcerFailed(announcer) ? nullptr : reader;
     return announcer.reader != nullptr;
 }
@@ -61,8 +61,8 @@ bool Assembly::read(Announcer &announcer,
     DDS_SampleInfo **infos = nullptr;
     std::int32_t count = 0;
     announcer.signalled.store(false);
-    call(what, *connection.adapter, [&](QEL_FerrionEnvironment *raw) {
-        operations.read(announcer.reader, &samples, &infos, &count, raw);
+    call(what, *connection.adapter, [&](CallEnvironment &own) {
+        operations.read(announcer.reader, &samples, &infos, &count, own.fresh());
     });
     bool failed = announcerFailed(announcer);
     for (std::int32_t i = 0; samples != nullptr && i < count; ++i) {
@@ -71,8 +71,8 @@ bool Assembly::read(Announcer &announcer,
             body(*info);
         }
     }
-    call(what, *connection.adapter, [&](QEL_FerrionEnvironment *raw) {
-        operations.return_loan(announcer.reader, samples, infos, count, raw);
+    call(what, *connection.adapter, [&](CallEnvironment &own) {
+        operations.return_loan(announcer.reader, samples, infos, count, own.fresh());
     });
     failed = announcerFailed(announcer) || failed;
     return !failed;

@@ -6,6 +6,7 @@
 
 #include <jni.h>
 
+#include <atomic>
 #include <functional>
 #include <initializer_list>
 #include <set>
@@ -164,10 +165,11 @@ private:
     QEL_FerrionAdapterOperations operations_ = {};
     QEL_FerrionConnection *connection_ = nullptr;
     QEL_FerrionSession *session_ = nullptr;
-    QEL_FerrionStreamReader *reader_ = nullptr;
+    /// Also looked at by the threads that signal.
+    std::atomic<QEL_FerrionStreamReader *> reader_ = nullptr;
     QEL_FerrionStreamWriter *writer_ = nullptr;
-    QEL_FerrionStreamReader *pub_ = nullptr;
-    QEL_FerrionStreamReader *sub_ = nullptr;
+    std::atomic<QEL_FerrionStreamReader *> pub_ = nullptr;
+    std::atomic<QEL_FerrionStreamReader *> sub_ = nullptr;
     Ear ears_[3];
     QEL_FerrionStreamReaderListener listeners_[3];
     QEL_FerrionStreamInfo streamInfo_ = {};

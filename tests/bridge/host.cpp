@@ -118,7 +118,7 @@ const void *Host::objectOf(const Words &words) const
     const std::string verb = words[1].substr(0, underscore);
     const std::string kind = words[1].substr(underscore + 1);
     const void *parents[] = {this, adapter, connection_, session_, session_};
-    const void *objects[] = {adapter, connection_, session_, reader_, writer_};
+    const void *objects[] = {adapter, connection_, session_, reader_.load(), writer_};
     for (int i = 0; i < 5; ++i) {
         if (kind == kinds[i]) {
             return verb == "create" ? parents[i] : objects[i];
@@ -248,7 +248,7 @@ std::string Host::perform(const Words &words, const QEL_FerrionProperties *prope
     } else if (what == "write" || what == "write_without_infos") {
         return write(words, what == "write");
     } else if (what == "delete_reader") {
-        ops.delete_stream_reader(connection_, std::exchange(reader_, nullptr), env);
+        ops.delete_stream_reader(connection_, reader_.exchange(nullptr), env);
     } else if (what == "delete_writer") {
         ops.delete_stream_writer(connection_, std::exchange(writer_, nullptr), env);
     } else if (what == "delete_session") {
