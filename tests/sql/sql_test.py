@@ -217,7 +217,7 @@ class SqlTest(unittest.TestCase):
                 return 0
 
     def test_kills_lose_nothing(self):
-        rows, batch = 6000, 50
+        rows, batch = 3600, 50
         self.server.sql("CREATE TABLE rows (seq bigserial PRIMARY KEY, n bigint, text text)")
         with contextlib.closing(sqlite3.connect(self.directory / "source.db")) as source:
             source.execute("CREATE TABLE rows (n INTEGER PRIMARY KEY, text TEXT NOT NULL)")
@@ -229,7 +229,7 @@ class SqlTest(unittest.TestCase):
             cut=cutter.port, url=self.server.url(), batch=batch))
         process = self.relay()
         relays_killed = 0
-        for target in [900, 1800, 2700, 3600, rows]:
+        for target in [600, 1200, 1800, 2400, rows]:
             end = time.monotonic() + 60
             while self.arrived() < target:
                 self.assertIsNone(process.poll(), (self.directory / "log").read_text())
@@ -238,7 +238,7 @@ class SqlTest(unittest.TestCase):
             if target == rows:
                 process.terminate()
                 self.assertEqual(process.wait(timeout=20), 0, (self.directory / "log").read_text())
-            elif target % 1800:
+            elif target % 1200:
                 self.server.kill_and_start()
             else:
                 process.kill()

@@ -52,13 +52,14 @@ final class SqlDiscovery {
     private Void compare(Connection connection) throws SQLException, AdapterException {
         Map<String, Boolean> found = Table.list(connection, database.schema());
         for (Map.Entry<String, Boolean> each : found.entrySet()) {
-            Table table = Table.find(connection, database.schema(), each.getKey());
-            String idl = table == null ? "" : idl(each.getKey(), table);
-            if (table != null && !idl.equals(known.put(each.getKey(), idl))) {
-                StreamInfo stream = new StreamInfo(each.getKey(), type(each.getKey(), idl), false);
+            String name = each.getKey();
+            String idl = idl(name, Table.describe(connection, database.schema(), name,
+                    each.getValue()));
+            if (!idl.equals(known.put(name, idl))) {
+                StreamInfo stream = new StreamInfo(name, type(name, idl), false);
                 inputs.announce(stream);
                 if (each.getValue()) {
-                    writable.add(each.getKey());
+                    writable.add(name);
                     outputs.announce(stream);
                 }
             }

@@ -42,7 +42,8 @@ final class Table {
         DatabaseMetaData catalog = connection.getMetaData();
         String where = schema == null ? connection.getSchema() : schema;
         try (ResultSet rows = catalog.getTables(null, where, "%",
-                new String[] {"TABLE", "PARTITIONED TABLE", "VIEW", "MATERIALIZED VIEW"})) {
+                new String[] {"TABLE", "PARTITIONED TABLE", "FOREIGN TABLE", "VIEW",
+                    "MATERIALIZED VIEW"})) {
             while (rows.next()) {
                 found.put(rows.getString("TABLE_NAME"),
                         rows.getString("TABLE_TYPE").endsWith("TABLE"));
@@ -58,9 +59,12 @@ final class Table {
      */
     static Table find(Connection connection, String schema, String name) throws SQLException {
         Boolean isTable = list(connection, schema).get(name);
-        if (isTable == null) {
-            return null;
-        }
+        return isTable == null ? null : describe(connection, schema, name, isTable);
+    }
+
+    /** Looks at a table or view that {@link #list} has found. */
+    static Table describe(Connection connection, String schema, String name, boolean isTable)
+            throws SQLException {
         Map<Short, String> key = new TreeMap<>();
         String where = schema == null ? connection.getSchema() : schema;
         try (ResultSet rows = connection.getMetaData().getPrimaryKeys(null, where, name)) {

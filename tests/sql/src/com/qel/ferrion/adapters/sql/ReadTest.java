@@ -148,6 +148,7 @@ public class ReadTest {
         String[][] cells = {
             {"BIGINT", "'9007199254740993'", "long long", "9007199254740993"},
             {"INT", "128", "int8", null}, {"INT", "-1", "unsigned long", null},
+            {"NUMERIC(20, 0)", "18446744073709551616", "unsigned long long", null},
             {"TEXT", "'12'", "short", "12"}, {"TEXT", "'x'", "short", null},
             {"NUMERIC(20, 2)", "1.25", "double", "1.25"}, {"NUMERIC(9, 2)", "1.5", "long", null},
             {"DOUBLE PRECISION", "1e300", "float", null}, {"REAL", "NULL", "float", "NaN"},

@@ -81,7 +81,8 @@ public class WriteTest {
         String[][] cases = {
             {"insert", "ignore", "1 1; 1 3; 2 2; 4 4"}, {"insert", "delete", "1 1; 1 3; 4 4"},
             {"insert_new", "ignore", "1 1; 2 2; 4 4"}, {"upsert", "ignore", "1 3; 2 2; 4 4"},
-            {"upsert", "delete", "1 3; 4 4"}, {"upsert", "mark", "1 3; 2 2; 4 4"},
+            {"insert", "mark", "1 1; 1 3; 2 2; 4 4"}, {"upsert", "delete", "1 3; 4 4"},
+            {"upsert", "mark", "1 3; 2 2; 4 4"},
         };
         for (String[] each : cases) {
             rig.sql("DROP TABLE IF EXISTS modes");
@@ -96,7 +97,8 @@ public class WriteTest {
             if (each[1].equals("mark")) {
                 assertEquals("2", rig.rows("SELECT id FROM modes WHERE disposed"));
                 Rig.write(writer, List.of(row(2, 9)), List.of());
-                assertEquals("", rig.rows("SELECT id FROM modes WHERE disposed"));
+                assertEquals(each[0].equals("upsert") ? "" : "2",
+                        rig.rows("SELECT id FROM modes WHERE disposed"));
             }
             rig.connection.deleteStreamWriter(writer);
         }
@@ -141,6 +143,7 @@ public class WriteTest {
         // SQLite has no integer as large as the last row's.
         int taken = rig.server ? 3 : 2;
         assertEquals(taken, Rig.write(writer, batch, List.of()));
+        assertEquals("1", rig.rows("SELECT id FROM everything WHERE h IS NULL AND l_f IS NULL"));
         assertEquals(batch.subList(0, taken), rig.read(rig.reader("everything", type), false));
         assertEquals(List.of(), rig.errors);
         StreamReader tables = rig.connect("discover", "true").getInputStreamDiscoveryReader();
