@@ -106,16 +106,18 @@ void Assembly::setWhere(const std::string &what)
 
 bool Assembly::giveUp()
 {
-    if (!call_->guard.giveUp()) {
+    if (!call_.load()->guard.giveUp()) {
         return false;
     }
     for (const auto &adapter : adapters_) {
-        adapter->occupied = adapter->occupied || adapter.get() == call_->guard.owner();
+        adapter->occupied = adapter->occupied || adapter.get() == call_.load()->guard.owner();
     }
     leftSomething_ = true;
     // What the thread still uses is never freed.
-    static_cast<void>(call_.release());
-    call_ = std::make_unique<Call>();
+    auto next = std::make_unique<Call>();
+    call_.store(next.get());
+    static_cast<void>(ownedCall_.release());
+    ownedCall_ = std::move(next);
     return true;
 }
 

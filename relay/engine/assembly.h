@@ -3,6 +3,7 @@
 #ifndef FERRY_ENGINE_ASSEMBLY_H
 #define FERRY_ENGINE_ASSEMBLY_H
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -92,7 +93,7 @@ public:
     /// Where the control thread is. The supervisor's thread, or one that only looks.
     const CallGuard &guard() const
     {
-        return call_->guard;
+        return call_.load()->guard;
     }
     /// Gives up a control thread that is inside a call: it never comes out again, and another one
     /// may close everything that is not of the same adapter. False when it is not inside.
@@ -136,7 +137,7 @@ private:
     class Stay {
     public:
         Stay(Assembly &assembly, const std::string &what, const Adapter &adapter)
-            : assembly_(assembly), call_(*assembly.call_)
+            : assembly_(assembly), call_(*assembly.call_.load())
         {
             assembly_.setWhere(what);
             call_.guard.enter("call", nullptr, &adapter);
@@ -193,7 +194,7 @@ private:
     /// What the last call left; outside of calls only.
     CallEnvironment &environment()
     {
-        return call_->environment;
+        return call_.load()->environment;
     }
     Adapter &adapterOf(const StreamSettings &end)
     {
@@ -209,7 +210,9 @@ private:
     std::vector<std::unique_ptr<Adapter>> adapters_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<std::unique_ptr<PluginSession>> pluginSessions_;
-    std::unique_ptr<Call> call_ = std::make_unique<Call>();
+    std::unique_ptr<Call> ownedCall_ = std::make_unique<Call>();
+    /// The same; threads that only look read it while it changes.
+    std::atomic<Call *> call_{ownedCall_.get()};
     mutable std::mutex whereMutex_;
     std::string where_;
     std::atomic<std::size_t> problems_{0};
