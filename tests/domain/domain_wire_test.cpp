@@ -1,6 +1,7 @@
 // Payloads against a naive encoder, against what the engine itself sent, and against lies.
 #include "../platform/fixture.h"
 #include "../platform/model.h"
+#include "../platform/records.h"
 #include "wire.h"
 
 namespace {
@@ -19,19 +20,6 @@ const WireType &wireOf(const DDS_TypeCode *type)
     const WireType *wire = WireType::of(type, &error);
     EXPECT_NE(wire, nullptr) << error.text;
     return *wire;
-}
-
-Bytes fromHex(const std::string &hex)
-{
-    Bytes bytes;
-    std::string digits;
-    for (const char c : hex) {
-        digits += c == ' ' ? "" : std::string(1, c);
-    }
-    for (size_t i = 0; i < digits.size(); i += 2) {
-        bytes.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
-    }
-    return bytes;
 }
 
 Bytes naivePayload(const Value &value, Representation representation, bool bigEndian)
@@ -134,58 +122,10 @@ TEST(DomainWire, RandomSamplesAgreeWithTheNaiveEncoder)
 // Samples, their keys and key hashes, as the engine sends them for its own generated code.
 TEST(DomainWire, WhatTheEngineSendsIsReadAndMadeAgain)
 {
-    const std::string inner = R"(
-        enum E { A, B, C };
-        @appendable struct InA { octet u; @key long k; };
-        @appendable struct InA2 { octet u; long k; };
-        struct Fin { octet o; double d; };
-        @appendable struct App { octet o; long long l; string s; };
-        @appendable struct Base { @key long id; string<8> name; };)";
-    const struct {
-        const char *idl;
-        const char *sample;
-        const char *key;
-        const char *hash;
-    } cases[] = {
-        {"@appendable struct S : Base { E e; boolean good; sequence<E> es; E ea[2]; "
-         "sequence<boolean> "
-         "b; sequence<Fin> f; Fin fa[2]; sequence<App> a; App aa[1]; sequence<string> t; string "
-         "ta[2];"
-         " sequence<sequence<long>> ll; double g[2][2]; sequence<double> d; octet tail; App last; "
-         "};",
-         "00090002 5e010000 11000000 04000000 61626300 02000000 01000000 0c000000 02000000 01000000"
-         "02000000 08000000 01000000 02000000 03000000 01000100 1c000000 02000000 07000000 00000000"
-         "0000f83f 08000000 00000000 00000440 18000000 07000000 00000000 0000f83f 08000000 00000000"
-         "00000440 33000000 02000000 12000000 01000000 02000000 00000000 02000000 78000000 13000000"
-         "03000000 04000000 00000000 03000000 797a0000 17000000 13000000 03000000 04000000 00000000"
-         "03000000 797a0000 14000000 02000000 02000000 61000000 04000000 62636400 0d000000 02000000"
-         "71000000 01000000 00000000 18000000 02000000 03000000 01000000 02000000 03000000 00000000"
-         "00000000 0000f03f 00000000 00000000 00000000 00000000 00000000 00001040 02000000 00000000"
-         "0000f03f 00000000 00000040 09000000 12000000 01000000 02000000 00000000 02000000 "
-         "78000000",
-         "00090000 11000000", "00000011000000000000000000000000"},
-        {"struct S { octet a; @key octet k; @key long long l; @key long i; };",
-         "00010000 01020000 00000000 03000000 00000000 04000000",
-         "00010000 02000000 00000000 03000000 00000000 04000000",
-         "684f33fce6520d2afeab97d397cb45ba"},
-        {"struct S { @key E e; @key octet o[5]; @key boolean b; long x; };",
-         "00010000 02000000 01000000 05010000 00000000", "00010002 02000000 01000000 05010000",
-         "00000002010000000501000000000000"},
-        {"@appendable struct S { @key InA a; @key InA2 b; long x; };",
-         "00090000 1c000000 08000000 01000000 02000000 08000000 03000000 04000000 00000000",
-         "00090000 02000000 03000000 04000000", "00000002030000000000000400000000"},
-        {"struct S { @key E s[2]; @key double d; long x; };",
-         "00070000 08000000 01000000 02000000 00000000 0000f03f 00000000",
-         "00070000 08000000 01000000 02000000 00000000 0000f03f",
-         "a1fc474e9ab10106b3b06186c3cd255e"},
-        // Its MD5, as the standard asks; the engine sends a short key itself.
-        {"struct S { @key string color; long x; long y; long z; };",
-         "00010000 05000000 424c5545 00000000 01000000 00000000 00000000",
-         "00010003 05000000 424c5545 00000000", "cac217c318363f8ef1160eeedef9e886"}};
-    for (const auto &test : cases) {
-        SCOPED_TRACE(test.idl);
-        const WireType &wire = wireOf(typeFromIdl((inner + test.idl).c_str(), "S"));
-        const Bytes sent = fromHex(test.sample);
+    for (const Record &test : recordsOf("domain/data/sent_by_the_engine.txt")) {
+        SCOPED_TRACE(test.at(0));
+        const WireType &wire = wireOf(typeFromIdl(test.at(0).c_str(), "S"));
+        const Bytes sent = fromHex(test.at(1));
         const auto representation = sent[1] == 1 ? Representation::xcdr1 : Representation::xcdr2;
         Bytes plain;
         Bytes key;
@@ -196,9 +136,9 @@ TEST(DomainWire, WhatTheEngineSendsIsReadAndMadeAgain)
         EXPECT_EQ(made, sent);
         ASSERT_TRUE(wire.keyOf(plain.data(), plain.size(), key));
         ASSERT_TRUE(wire.encodeKey(key, representation, made));
-        EXPECT_EQ(made, fromHex(test.key));
+        EXPECT_EQ(made, fromHex(test.at(2)));
         const KeyHash hash = wire.keyHash(key, representation);
-        EXPECT_EQ(Bytes(hash.begin(), hash.end()), fromHex(test.hash));
+        EXPECT_EQ(Bytes(hash.begin(), hash.end()), fromHex(test.at(3)));
     }
 }
 
@@ -217,50 +157,18 @@ TEST(DomainWire, AKeyWithDelimitersIsReadToo)
 
 TEST(DomainWire, AppendableTypesMayGrowAndOthersMayNot)
 {
-    const char *older = "@appendable struct I { octet a; };"
-                        "@appendable struct S { octet x; sequence<I> i; octet y; };";
-    const char *newer = "@appendable struct I { octet a, e; string b; }; @appendable struct S { "
-                        "octet x; sequence<I> i; octet y; long z; double more; };";
-    const char *few = "@appendable struct I { octet a; };"
-                      "@appendable struct S { sequence<I> i; };";
-    const char *vast = "@appendable struct I { octet a; double d[1000]; };"
-                       "@appendable struct S { sequence<I> i; };";
-    const char *octet = "@appendable struct S { octet x; };";
-    const char *number = "@appendable struct S { octet x; long long y; };";
-    const struct {
-        const char *from;
-        const char *to;
-        Representation representation;
-        const char *sent;
-        const char *read; // null: refused
-    } cases[] = {{older, newer, BOTH[1], "01000000 02000000 010203",
-                  "01000000 02000000 01000000 01000000 00020000 01000000 00030000 00000000 "
-                  "00000000 00000000"},
-                 {newer, older, BOTH[1],
-                  "01000000 01000000 02000000 02000000 61000400 05000000 00000000 00000000",
-                  "01000000 01000000 0204"},
-                 // A few bytes must not claim any amount of memory.
-                 {few, vast, BOTH[1], "02000000 0102", nullptr},
-                 // XCDR1 has no delimiters: only the end of the outermost struct tells.
-                 {octet, number, BOTH[0], "01", "01000000 00000000 00000000 00000000"},
-                 {number, octet, BOTH[0], "01000000 00000000 02000000 00000000", "01"},
-                 {older, newer, BOTH[0], "01000000 02000000 010203", nullptr},
-                 {octet + 12, number + 12, BOTH[0], "01", nullptr},
-                 {number + 12, octet + 12, BOTH[0], "01000000 00000000 02000000 00000000", nullptr},
-                 {number + 12, octet + 12, BOTH[1], "01000000 00000000 02000000 00000000", nullptr},
-                 {octet, octet + 12, BOTH[1], "01", nullptr}};
-    for (const auto &test : cases) {
-        SCOPED_TRACE(std::string(test.from) + " -> " + test.to);
-        const Bytes sent = fromHex(test.sent);
+    for (const Record &test : recordsOf("domain/data/grown_types.txt")) {
+        SCOPED_TRACE(test.at(0) + " -> " + test.at(1) + " as " + test.at(2));
+        const Bytes sent = fromHex(test.at(3));
         Bytes payload;
         Bytes plain;
         DDS_ErrorText error{};
-        ASSERT_TRUE(wireOf(typeFromIdl(test.from, "S"))
-                        .encode(sent.data(), sent.size(), test.representation, payload));
-        const bool good =
-            wireOf(typeFromIdl(test.to, "S")).decode(payload.data(), payload.size(), plain, &error);
-        ASSERT_EQ(good, test.read != nullptr) << error.text;
-        EXPECT_TRUE(!good || plain == fromHex(test.read)) << testing::PrintToString(plain);
+        ASSERT_TRUE(wireOf(typeFromIdl(test.at(0).c_str(), "S"))
+                        .encode(sent.data(), sent.size(), BOTH[test.at(2) == "xcdr2"], payload));
+        const bool good = wireOf(typeFromIdl(test.at(1).c_str(), "S"))
+                              .decode(payload.data(), payload.size(), plain, &error);
+        ASSERT_EQ(good, test.at(4) != "refused") << error.text;
+        EXPECT_TRUE(!good || plain == fromHex(test.at(4))) << testing::PrintToString(plain);
     }
 }
 
@@ -318,36 +226,13 @@ TEST(DomainWire, LiesAreRefusedOrHarmless)
 
 TEST(DomainWire, RefusalsSayWhatAndWhere)
 {
-    const char *texts = "struct S { sequence<string> s; };";
-    const char *nested = "@appendable struct I { octet o; };"
-                         "@appendable struct S { sequence<I> s; long l; };";
-    const struct {
-        const char *idl;
-        const char *sent;
-        const char *text;
-    } cases[] = {{texts, "0001", "S: a payload of 2 bytes has no encapsulation header"},
-                 {texts, "00030000 00000000", "S: encapsulation 0x0003 (PL_CDR) is not supported"},
-                 {texts, "00090000 00000000",
-                  "S: encapsulation 0x0009 is for appendable types, this one is not"},
-                 {texts, "00070003 04000000 00000000",
-                  "S: s: a delimiter passes the end of what encloses it (byte 4 of 5)"},
-                 {nested, "00090000 0c000000 0c000000 01000000 01000000 01000000",
-                  "S: s: a delimiter passes the end of what encloses it (byte 8 of 20)"},
-                 {texts, "00070000 08000000 00000000 00000000",
-                  "S: s: a delimiter is not the size of its elements (byte 8 of 12)"},
-                 {texts, "00070000 05000000 01000000 02000000",
-                  "S: s[0]: the payload ends early (byte 8 of 12)"},
-                 {texts, "00070000 04000000 ffffff7f",
-                  "S: s: the elements pass the end of the payload (byte 8 of 8)"},
-                 {texts, "00000000 00000001 00000002 6100 0000 00000000 00000000",
-                  "S: the payload ends at byte 10 of 20"}};
-    for (const auto &test : cases) {
+    for (const Record &test : recordsOf("domain/data/refused_payloads.txt")) {
         Bytes plain;
         DDS_ErrorText error{};
-        const Bytes sent = fromHex(test.sent);
-        const WireType &wire = wireOf(typeFromIdl(test.idl, "S"));
+        const Bytes sent = fromHex(test.at(1));
+        const WireType &wire = wireOf(typeFromIdl(test.at(0).c_str(), "S"));
         EXPECT_FALSE(wire.decode(sent.data(), sent.size(), plain, &error));
-        EXPECT_STREQ(error.text, test.text);
+        EXPECT_EQ(error.text, test.at(2));
     }
 }
 

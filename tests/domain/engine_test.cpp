@@ -1,7 +1,5 @@
 // The domain library on a real network: two engine domains of this process that are one outside, so
 // that everything between "near" and "far" goes through sockets.
-#include "engine.h"
-
 #include <unistd.h>
 
 #include <chrono>
@@ -11,8 +9,6 @@
 #include <thread>
 
 #include "../platform/fixture.h"
-#include "described.h"
-#include "qddsdomain/discovery.h"
 #include "qddsdomain/reader.h"
 #include "qddsdomain/writer.h"
 
@@ -21,7 +17,6 @@ namespace {
 using Participant = std::unique_ptr<DDS_DomainParticipant, Deleter<DDS_DomainParticipant_delete>>;
 using Reader = std::unique_ptr<DDS_DataReader, Deleter<DDS_DataReader_delete>>;
 using Writer = std::unique_ptr<DDS_DataWriter, Deleter<DDS_DataWriter_delete>>;
-using Discovery = std::unique_ptr<DDS_Discovery, Deleter<DDS_Discovery_delete>>;
 
 constexpr int64_t SECOND = 1000000000;
 // Other processes that run these tests have another tag, and see nothing of it.
@@ -358,42 +353,6 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
     EXPECT_EQ(nullptr, join(91, "<General><Bogus>1</Bogus></General>", &why));
     EXPECT_NE(std::string::npos, why.find("Bogus")) << why;
     EXPECT_NE(nullptr, join(91, nullptr)); // nothing is left of the failures
-}
-
-// The other side is the engine itself, with a type of its own compiler.
-TEST_F(Engine, DiscoveryTellsOfForeignEndpointsWithTypesFromTheWire)
-{
-    DDS_EndpointQos qos = reliable();
-    const Discovery discovery(DDS_Discovery_new(near.get(), 2 * SECOND, nullptr, nullptr, nullptr));
-    ASSERT_NE(nullptr, discovery);
-    connect("Numbers", qos, "Numbers", qos, true, near.get()); // both of this process's domain
-    const dds_entity_t raw = dds_create_participant(86, nullptr, nullptr);
-    const dds_entity_t sky =
-        dds_create_topic(raw, &described_Observation_desc, "sky", nullptr, nullptr);
-    dds_qos_t *group = dds_create_qos();
-    dds_qset_partition1(group, "a");
-    const dds_entity_t publisher = dds_create_publisher(raw, group, nullptr);
-    dds_delete_qos(group);
-    ASSERT_GT(dds_create_writer(publisher, sky, nullptr, nullptr), 0);
-
-    DDS_DiscoveryEventKind kind{};
-    const DDS_DiscoveredEndpoint *seen = nullptr;
-    const auto next = [&] {
-        return (seen = DDS_Discovery_take(discovery.get(), &kind)) != nullptr;
-    };
-    ASSERT_TRUE(within(5 * SECOND, next));
-    EXPECT_EQ(DDS_ENDPOINT_APPEARED, kind);
-    EXPECT_STREQ("sky", seen->topic);
-    EXPECT_STREQ("described::Observation", seen->typeName);
-    EXPECT_EQ(2, seen->isWriter + seen->isKeyed);
-    EXPECT_EQ(typeNamed("described::Observation"), seen->type) << seen->typeProblem;
-    ASSERT_EQ(1, seen->partitions.length);
-    EXPECT_STREQ("a", seen->partitions.buffer[0]);
-    dds_delete(raw);
-    ASSERT_TRUE(within(5 * SECOND, next));
-    EXPECT_EQ(DDS_ENDPOINT_GONE, kind);
-    EXPECT_STREQ("sky", seen->topic);
-    EXPECT_FALSE(within(SECOND / 10, next));
 }
 
 } // namespace

@@ -116,26 +116,4 @@ TEST(DynamicData, IsMadeOfStructsAndTheirAliasesOnly)
     EXPECT_EQ(DDS_DynamicData_copy(aliased.get(), other.get()), DDS_RETCODE_BAD_PARAMETER);
 }
 
-// What is visible of the heap: a sample's blocks are all given back, and a steady path takes none.
-TEST(DynamicData, TakesMemoryOnlyToGrow)
-{
-    const int64_t before = heapUsage().blocks;
-    {
-        const Sample sample = makeFilled();
-        const Sample copy = makeSample(observationType());
-        for (uint32_t i = 0; i < 3; ++i) {
-            const int64_t bytes = heapUsage().bytes;
-            ASSERT_EQ(setString(sample, "name", i % 2 ? "a" : "abcd"), DDS_RETCODE_OK);
-            ASSERT_EQ(DDS_DynamicData_set_length(sample.get(), "words", 2 + i % 2), DDS_RETCODE_OK);
-            ASSERT_EQ(DDS_DynamicData_copy(copy.get(), sample.get()), DDS_RETCODE_OK);
-            ASSERT_EQ(DDS_DynamicData_clear(copy.get()), DDS_RETCODE_OK);
-            if (i == 2) {
-                EXPECT_EQ(heapUsage().bytes, bytes);
-            }
-        }
-        EXPECT_GT(heapUsage().blocks, before);
-    }
-    EXPECT_EQ(heapUsage().blocks, before);
-}
-
 } // namespace

@@ -1,8 +1,6 @@
-// Strings, string sequences, the participant factory.
+// Strings and string sequences.
 #include "core_fixture.h"
-#include "qddsc/participant_factory.h"
 #include "qddsc/string.h"
-#include "qddscore/thread.h"
 
 namespace {
 
@@ -34,16 +32,6 @@ TEST(String, IsOwnedMemoryOfTheHeap)
     EXPECT_EQ(DDS_StringSeq_get_length(&sequence), 0);
     DDS_StringSeq_finalize(&sequence);
     EXPECT_EQ(heapUsage().blocks, before);
-}
-
-TEST(ParticipantFactory, HandsOutTheProcessesKeyFactory)
-{
-    DDS_DomainParticipantFactory *factory = DDS_DomainParticipantFactory_get_instance();
-    ASSERT_NE(factory, nullptr);
-    EXPECT_EQ(DDS_DomainParticipantFactory_get_instance(), factory);
-    EXPECT_EQ(DDS_DomainParticipantFactory_get_tss_factoryI(factory),
-              QELOsapiThread_getTssFactory());
-    EXPECT_EQ(DDS_DomainParticipantFactory_get_tss_factoryI(nullptr), nullptr);
 }
 
 } // namespace
