@@ -11,11 +11,14 @@ import com.qel.ferrion.adapter.DiscoveryConnection;
 import com.qel.ferrion.adapter.StreamReader;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.kit.harness.TestHost;
 import java.nio.file.Files;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.Map;
+import java.util.Properties;
 import java.util.TreeMap;
+import java.util.concurrent.Semaphore;
 import java.util.concurrent.TimeUnit;
 import org.junit.Rule;
 import org.junit.Test;
@@ -23,6 +26,7 @@ import org.junit.Test;
 /** Streams found in a directory, and properties of connections. */
 public class DiscoveryTest {
     @Rule public final Host host = new Host();
+    private final Semaphore signals = new Semaphore(0);
 
     private Map<String, StreamInfo> news(StreamReader reader) throws Exception {
         Map<String, StreamInfo> found = new TreeMap<>();
@@ -34,7 +38,7 @@ public class DiscoveryTest {
     }
 
     private Map<String, StreamInfo> awaitNews(StreamReader reader) throws Exception {
-        assertTrue("no signal", host.discoverySignals.tryAcquire(10, TimeUnit.SECONDS));
+        assertTrue("no signal", signals.tryAcquire(10, TimeUnit.SECONDS));
         return news(reader);
     }
 
@@ -45,8 +49,14 @@ public class DiscoveryTest {
         host.put("bad.idl", "struct {");
         host.put("bad.jsonl", "");
         host.put("notes.txt", "");
-        StreamReader reader = host.connection.getInputStreamDiscoveryReader();
-        assertSame(reader, host.connection.getInputStreamDiscoveryReader());
+        FileAdapter adapter = new FileAdapter(null);
+        Properties properties = new Properties();
+        properties.setProperty("directory", host.path("").toString());
+        properties.setProperty("poll_ms", "20");
+        DiscoveryConnection connection = (DiscoveryConnection) adapter.createConnection("files",
+                null, null, source -> signals.release(), properties);
+        StreamReader reader = connection.getInputStreamDiscoveryReader();
+        assertSame(reader, connection.getInputStreamDiscoveryReader());
         Map<String, StreamInfo> first = news(reader);
         assertEquals("[a.csv, bad.jsonl]", first.keySet().toString());
         assertEquals("m::Last", first.get("a.csv").getTypeInfo().getTypeName());
@@ -54,7 +64,7 @@ public class DiscoveryTest {
         assertNull(first.get("bad.jsonl").getTypeInfo().getTypeRepresentation());
         assertTrue(host.logged.toString(), host.logged.get(0).contains("bad.jsonl"));
 
-        host.discoverySignals.drainPermits();
+        signals.drainPermits();
         host.put("c.jsonl", "");
         Map<String, StreamInfo> second = awaitNews(reader);
         assertEquals("[c.jsonl]", second.keySet().toString());
@@ -63,17 +73,17 @@ public class DiscoveryTest {
         assertTrue(gone.isDisposed());
         host.put("a.csv", "y\n");
         assertEquals("m::Last", awaitNews(reader).get("a.csv").getTypeInfo().getTypeName());
-        assertTrue(news(host.connection.getOutputStreamDiscoveryReader()).isEmpty());
+        assertTrue(news(connection.getOutputStreamDiscoveryReader()).isEmpty());
+        adapter.deleteConnection(connection);
     }
 
     @Test
     public void aConnectionMayGiveOneTypeForAllFiles() throws Exception {
         host.put("types.idl", "struct One { long x; }; struct Two { long y; };");
         host.put("x.csv", "x\n");
-        DiscoveryConnection other = host.connect("directory", host.folder.getRoot().toString(),
-                "type_idl", host.path("types.idl").toString(), "type_name", "One");
-        assertEquals("One", news(other.getInputStreamDiscoveryReader()).get("x.csv").getTypeInfo()
-                .getTypeName());
+        TestHost.Link other = host.connect("directory", host.path("").toString(), "type_idl",
+                host.path("types.idl").toString(), "type_name", "One");
+        assertEquals("One", other.announced().get("x.csv").getTypeInfo().getTypeName());
     }
 
     @Test

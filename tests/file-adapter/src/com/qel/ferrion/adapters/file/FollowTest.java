@@ -5,11 +5,11 @@ import static org.junit.Assert.assertFalse;
 import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
-import com.qel.ferrion.adapter.StreamReader;
+import com.qel.ferrion.kit.harness.TestHost;
 import java.nio.file.Files;
 import java.nio.file.StandardOpenOption;
+import java.time.Duration;
 import java.util.List;
-import java.util.concurrent.TimeUnit;
 import org.junit.Rule;
 import org.junit.Test;
 
@@ -23,22 +23,21 @@ public class FollowTest {
         Files.writeString(host.path(name), content, StandardOpenOption.APPEND);
     }
 
-    private StreamReader follow(String name) throws Exception {
+    private TestHost.Reader follow(String name) throws Exception {
         return host.reader(name, Host.POINT, "follow", "true");
     }
 
     /** Leaves no signal under way: what comes next is news. */
-    private void settle(StreamReader reader) throws Exception {
+    private void settle(TestHost.Reader reader) throws Exception {
         do {
-            host.signals.drainPermits();
             assertEquals(List.of(), host.read(reader));
-        } while (host.signals.tryAcquire(100, TimeUnit.MILLISECONDS));
+        } while (reader.awaitSignal(Duration.ofMillis(100)));
     }
 
     @Test
     public void anUnfinishedRowWaitsForItsEnd() throws Exception {
         host.put("f.csv", HEADER + "1,a,1\n2,\"two\nli");
-        StreamReader reader = follow("f.csv");
+        TestHost.Reader reader = follow("f.csv");
         assertEquals(List.of(1), Host.ids(host.await(reader, 1)));
         settle(reader);
         append("f.csv", "nes\",1");
@@ -55,7 +54,7 @@ public class FollowTest {
     @Test
     public void aFileThatIsCutBackIsReadAgainFromItsStart() throws Exception {
         host.put("f.csv", HEADER + "1,a,1\n2,b,2\n");
-        StreamReader reader = follow("f.csv");
+        TestHost.Reader reader = follow("f.csv");
         assertEquals(List.of(1, 2), Host.ids(host.await(reader, 2)));
         settle(reader);
         host.put("f.csv", "text,id\nz,7\n");
@@ -67,7 +66,7 @@ public class FollowTest {
     @Test
     public void aReplacedFileIsReadToItsEndBeforeItsSuccessor() throws Exception {
         host.put("f.jsonl", "{\"id\":1}\n");
-        StreamReader reader = follow("f.jsonl");
+        TestHost.Reader reader = follow("f.jsonl");
         assertEquals(List.of(1), Host.ids(host.await(reader, 1)));
         Files.move(host.path("f.jsonl"), host.path("f.jsonl.1"));
         host.put("f.jsonl", "{\"id\":4}\n{\"id\":5}\n");
@@ -83,7 +82,7 @@ public class FollowTest {
     @Test
     public void laterBadRowsAreReportedWhenTheirTimeComes() throws Exception {
         host.put("f.jsonl", "{\"id\":x}\n");
-        StreamReader reader = host.reader("f.jsonl", Host.POINT, "follow", "true", "report_ms",
+        TestHost.Reader reader = host.reader("f.jsonl", Host.POINT, "follow", "true", "report_ms",
                 "400");
         host.await(reader, 1);
         assertTrue(host.errors.remove(0).contains("f.jsonl:1: "));
@@ -96,7 +95,7 @@ public class FollowTest {
 
     @Test
     public void aFileMayComeLaterThanItsReader() throws Exception {
-        StreamReader reader = follow("late.csv");
+        TestHost.Reader reader = follow("late.csv");
         settle(reader);
         host.put("late.csv", "id,te");
         settle(reader);
@@ -106,7 +105,7 @@ public class FollowTest {
 
     @Test
     public void aLaterHeaderThatDoesNotFitStopsTheReader() throws Exception {
-        StreamReader reader = follow("late.csv");
+        TestHost.Reader reader = follow("late.csv");
         host.put("late.csv", "id,texd\n1,a\n");
         host.await(reader, 1).forEach(row -> assertFalse(true));
         assertEquals(1, host.errors.size());
@@ -117,14 +116,13 @@ public class FollowTest {
     @Test
     public void noSignalComesAfterAReaderIsDeletedAndThreadsEnd() throws Exception {
         host.put("f.jsonl", "{\"id\":1}\n");
-        StreamReader reader = follow("f.jsonl");
+        TestHost.Reader reader = follow("f.jsonl");
         host.await(reader, 1);
         assertTrue(watchers() == 1);
-        host.connection.deleteStreamReader(reader);
-        host.signals.drainPermits();
+        reader.delete();
         append("f.jsonl", "{\"id\":2}\n");
-        assertFalse(host.signals.tryAcquire(200, TimeUnit.MILLISECONDS));
-        host.disconnect();
+        Thread.sleep(200); // in which the host would notice a signal
+        host.connection.delete();
         assertEquals(0, watchers());
     }
 

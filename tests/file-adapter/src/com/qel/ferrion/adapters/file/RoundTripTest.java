@@ -5,8 +5,7 @@ import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamReader;
-import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.kit.harness.TestHost;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -99,17 +98,17 @@ public class RoundTripTest {
     public void everyValueComesBackExactly() throws Exception {
         Random random = new Random(7);
         List<DynamicData> written = new ArrayList<>();
-        StreamWriter writer = host.writer(file, TYPE, properties);
+        TestHost.Writer writer = host.writer(file, TYPE, properties);
         for (int i = 0; i < 64; i++) {
             written.add(sample(i, random));
         }
-        assertEquals(40, Host.write(writer, written.subList(0, 40).toArray(new DynamicData[0])));
-        assertEquals(24, Host.write(writer, written.subList(40, 64).toArray(new DynamicData[0])));
-        host.connection.deleteStreamWriter(writer);
+        assertEquals(40, host.write(writer, written.subList(0, 40).toArray(new DynamicData[0])));
+        assertEquals(24, host.write(writer, written.subList(40, 64).toArray(new DynamicData[0])));
+        writer.delete();
 
         List<String> read = new ArrayList<>(Arrays.asList(properties));
         read.addAll(List.of("batch", "7"));
-        StreamReader reader = host.reader(file, TYPE, read.toArray(new String[0]));
+        TestHost.Reader reader = host.reader(file, TYPE, read.toArray(new String[0]));
         List<DynamicData> back = host.readAll(reader);
         assertTrue(host.errors.toString(), host.errors.isEmpty());
         assertEquals(written.size(), back.size());

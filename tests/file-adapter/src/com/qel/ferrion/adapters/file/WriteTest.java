@@ -8,12 +8,14 @@ import static org.junit.Assert.assertTrue;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.Sample;
+import com.qel.ferrion.kit.harness.TestHost;
 import java.nio.file.Files;
 import java.util.Arrays;
 import java.util.List;
 import java.util.stream.IntStream;
+import java.util.stream.Stream;
 import org.junit.Rule;
 import org.junit.Test;
 
@@ -23,25 +25,20 @@ public class WriteTest {
 
     @Rule public final Host host = new Host();
 
-    private String refusal(StreamWriter writer) {
-        return assertThrows(AdapterException.class, () -> Host.write(writer, Host.point(1, "a", 1)))
-                .getMessage();
-    }
-
     @Test
     public void modesDecideWhatHappensToAnEarlierFile() throws Exception {
         for (String mode : new String[] {"append", "overwrite", "create"}) {
             host.put("m.jsonl", "old\n");
-            StreamWriter writer = host.writer("m.jsonl", Host.POINT, "mode", mode);
+            TestHost.Writer writer = host.writer("m.jsonl", Host.POINT, "mode", mode);
             assertEquals("making a writer touches nothing", "old\n", host.text("m.jsonl"));
             if (mode.equals("create")) {
-                assertTrue(refusal(writer).contains("m.jsonl: exists, and mode is 'create'"));
+                assertTrue(host.refusal(writer).contains("m.jsonl: exists, and mode is 'create'"));
                 assertEquals("old\n", host.text("m.jsonl"));
                 Files.delete(host.path("m.jsonl"));
             }
-            Host.write(writer, Host.point(1, "a", 1));
-            Host.write(writer, Host.point(1, "a", 1));
-            host.connection.deleteStreamWriter(writer);
+            host.write(writer, Host.point(1, "a", 1));
+            host.write(writer, Host.point(1, "a", 1));
+            writer.delete();
             assertEquals((mode.equals("append") ? "old\n" : "") + ROW + ROW, host.text("m.jsonl"));
         }
     }
@@ -49,19 +46,19 @@ public class WriteTest {
     @Test
     public void appendingGoesOnWhereTheLastRecordEnds() throws Exception {
         host.put("a.jsonl", "{\"id\":0}");
-        Host.write(host.writer("a.jsonl", Host.POINT), Host.point(1, "a", 1));
+        host.write(host.writer("a.jsonl", Host.POINT), Host.point(1, "a", 1));
         assertEquals("{\"id\":0}\n" + ROW, host.text("a.jsonl"));
 
         host.put("a.csv", "id,text,value\r\n1,\"a\nb\",1");
-        StreamWriter table = host.writer("a.csv", Host.POINT);
-        Host.write(table, Host.point(2, "", Double.NaN));
-        Host.write(table, Host.point(3, "", 3));
+        TestHost.Writer table = host.writer("a.csv", Host.POINT);
+        host.write(table, Host.point(2, "", Double.NaN));
+        host.write(table, Host.point(3, "", 3));
         assertEquals("id,text,value\r\n1,\"a\nb\",1\n2,,\n3,,3.0\n", host.text("a.csv"));
 
         host.put("b.csv", "id,value\n1,1\n");
-        assertTrue(refusal(host.writer("b.csv", Host.POINT)).contains("its header is not"));
+        assertTrue(host.refusal(host.writer("b.csv", Host.POINT)).contains("its header is not"));
         host.put("c.csv", "id,text,value\n1,\"a\nb");
-        assertTrue(refusal(host.writer("c.csv", Host.POINT)).contains("c.csv:2: quote is not"));
+        assertTrue(host.refusal(host.writer("c.csv", Host.POINT)).contains("c.csv:2: quote is not"));
         assertEquals("id,text,value\n1,\"a\nb", host.text("c.csv"));
     }
 
@@ -69,12 +66,15 @@ public class WriteTest {
     public void aDisposalCountsAsTakenAndAMissingSampleDoesNot() throws Exception {
         SampleInfo gone = new SampleInfo();
         gone.valid_data = false;
-        StreamWriter writer = host.writer("n.jsonl", Host.POINT);
-        List<Object> samples = Arrays.asList(null, Host.point(1, "a", 1), Host.point(2, "b", 2));
-        assertEquals(2, writer.write(samples, Arrays.asList(new SampleInfo(), null, gone)));
-        assertEquals(2, writer.write(samples, List.of()));
-        assertEquals(0, writer.write(List.of(), List.of()));
-        assertTrue(host.text("n.jsonl").startsWith(ROW + ROW));
+        TestHost.Writer writer = host.writer("n.jsonl", Host.POINT);
+        List<Sample> samples = Stream.of(new SampleInfo(), new SampleInfo(), gone, gone)
+                .map(info -> new Sample(Host.point(1, "a", 1), info)).toList();
+        assertEquals(4, writer.write(samples));
+        host.inject(TestHost.Fault.MISSING_SAMPLES);
+        assertEquals(2, writer.write(samples));
+        host.inject(TestHost.Fault.NO_INFOS);
+        assertEquals(4, writer.write(samples));
+        assertEquals(ROW.repeat(2 + 1 + 4), host.text("n.jsonl"));
     }
 
     @Test
@@ -82,8 +82,8 @@ public class WriteTest {
         DynamicData other = new DynamicData(TypeCode.fromIdl("struct Other { string s; };", null),
                 null);
         for (String name : new String[] {"o.jsonl", "o.csv"}) {
-            StreamWriter writer = host.writer(name, Host.POINT);
-            assertEquals(2, Host.write(writer, Host.point(1, "a", 1), other,
+            TestHost.Writer writer = host.writer(name, Host.POINT);
+            assertEquals(2, host.write(writer, Host.point(1, "a", 1), other,
                     Host.point(2, "b", 2)));
             List<DynamicData> rows = host.readAll(host.reader(name, Host.POINT));
             assertEquals(List.of(Host.point(1, "a", 1), Host.point(2, "b", 2)), rows);
@@ -95,41 +95,33 @@ public class WriteTest {
         TypeCode one = TypeCode.fromIdl("struct One { double only; };", null);
         DynamicData nothing = new DynamicData(one, null);
         nothing.setDouble("only", Double.NaN);
-        Host.write(host.writer("one.csv", one), nothing, nothing);
+        host.write(host.writer("one.csv", one), nothing, nothing);
         assertEquals(List.of(nothing, nothing), host.readAll(host.reader("one.csv", one)));
     }
 
     @Test
     public void filesRotateBetweenRecordsAndLoseNone() throws Exception {
         host.put("r.csv.4", "earlier");
-        StreamWriter writer = host.writer("r.csv", Host.POINT, "rotate_bytes", "60");
+        TestHost.Writer writer = host.writer("r.csv", Host.POINT, "rotate_bytes", "60");
         int id = 100;
         for (int batch = 0; batch < 4; batch++) {
-            Host.write(writer, Host.point(id++, "a\nb", 1), Host.point(id++, "", 2),
+            host.write(writer, Host.point(id++, "a\nb", 1), Host.point(id++, "", 2),
                     Host.point(id++, "c", 3));
         }
-        Host.write(writer, Host.point(id++, "x".repeat(100), 1));
-        writer.update(Host.properties("rotate_bytes", "0"));
-        assertTrue(assertThrows(AdapterException.class, () -> writer.update(Host.properties(
-                "rotate_bytes", "9", "mode", "create"))).getMessage().contains("'mode' cannot"));
-        Host.write(writer, Host.point(id++, "y".repeat(100), 1));
-        host.connection.deleteStreamWriter(writer);
+        host.write(writer, Host.point(id++, "x".repeat(100), 1));
+        writer.update("rotate_bytes", "0");
+        assertTrue(assertThrows(AdapterException.class, () -> writer.update("rotate_bytes", "9",
+                "mode", "create")).getMessage().contains("'mode' cannot"));
+        host.write(writer, Host.point(id++, "y".repeat(100), 1));
+        writer.delete();
 
         assertEquals("earlier", host.text("r.csv.4"));
-        StringBuilder all = new StringBuilder();
         int files = 5;
         for (; Files.exists(host.path("r.csv." + files)); files++) {
             assertTrue(Files.size(host.path("r.csv." + files)) <= 60);
-            all.append(withoutHeader(host.text("r.csv." + files)));
         }
         assertTrue("rotated " + files, files >= 8);
-        all.append(withoutHeader(host.text("r.csv")));
-        host.put("all.csv", "id,text,value\n" + all);
-        List<DynamicData> rows = host.readAll(host.reader("all.csv", Host.POINT));
-        assertEquals(id - 100, rows.size());
-        for (int i = 0; i < rows.size(); i++) {
-            assertEquals(100 + i, rows.get(i).getInt("id"));
-        }
+        assertEquals(IntStream.range(100, id).boxed().toList(), idsOf("r.csv", 5));
     }
 
     private static String withoutHeader(String table) {
@@ -140,7 +132,7 @@ public class WriteTest {
     @Test
     public void aFullDiskNamesTheFile() throws Exception {
         Files.createSymbolicLink(host.path("full.jsonl"), java.nio.file.Path.of("/dev/full"));
-        String text = refusal(host.writer("full.jsonl", Host.POINT));
+        String text = host.refusal(host.writer("full.jsonl", Host.POINT));
         assertTrue(text, text.contains("full.jsonl: cannot be written"));
         assertTrue(text, text.contains("No space left"));
     }
@@ -149,9 +141,9 @@ public class WriteTest {
     public void aFailedBatchLeavesNothingAndCanBeWrittenAgain() throws Exception {
         for (String rotate : new String[] {"0", "20000"}) {
             String name = "l" + rotate + ".csv";
-            StreamWriter writer = host.writer(name, Host.POINT, "rotate_bytes", rotate);
+            TestHost.Writer writer = host.writer(name, Host.POINT, "rotate_bytes", rotate);
             for (int id = 1; id <= 30; id++) {
-                Host.write(writer, Host.point(id, "z".repeat(1000), 1));
+                host.write(writer, Host.point(id, "z".repeat(1000), 1));
             }
             String before = host.text(name);
             assertEquals(!rotate.equals("0"), Files.exists(host.path(name + ".1")));
@@ -160,25 +152,23 @@ public class WriteTest {
             Arrays.setAll(batch, i -> Host.point(31 + i, "x".repeat(i < 39 ? 1000 : 90000), 1));
             limitFileSize("65536");
             try {
-                AdapterException failure = assertThrows(AdapterException.class,
-                        () -> Host.write(writer, batch));
-                assertTrue(failure.getMessage(), failure.getMessage().contains(name
-                        + ": cannot be written"));
+                String failure = host.refusal(writer, batch);
+                assertTrue(failure, failure.contains(name + ": cannot be written"));
                 assertEquals(before, host.text(name));
                 assertFalse(Files.exists(host.path(name + ".2")));
             } finally {
                 limitFileSize("unlimited");
             }
-            assertEquals(40, Host.write(writer, batch));
-            host.connection.deleteStreamWriter(writer);
-            assertEquals(IntStream.rangeClosed(1, 70).boxed().toList(), idsOf(name));
+            assertEquals(40, host.write(writer, batch));
+            writer.delete();
+            assertEquals(IntStream.rangeClosed(1, 70).boxed().toList(), idsOf(name, 1));
         }
     }
 
-    /** Ids in a table and the files rotated away from it, oldest first. */
-    private List<Integer> idsOf(String name) throws Exception {
+    /** Ids in a table and the files rotated away from it from a number on, oldest first. */
+    private List<Integer> idsOf(String name, int first) throws Exception {
         StringBuilder all = new StringBuilder("id,text,value\n");
-        for (int i = 1; Files.exists(host.path(name + "." + i)); i++) {
+        for (int i = first; Files.exists(host.path(name + "." + i)); i++) {
             all.append(withoutHeader(host.text(name + "." + i)));
         }
         host.put("joined.csv", all + withoutHeader(host.text(name)));
@@ -194,10 +184,10 @@ public class WriteTest {
 
     @Test
     public void aFileHasOneWriter() throws Exception {
-        StreamWriter first = host.writer("w.csv", Host.POINT);
+        TestHost.Writer first = host.writer("w.csv", Host.POINT);
         assertTrue(assertThrows(AdapterException.class, () -> host.writer("other", Host.POINT,
                 "file", "w.csv")).getMessage().contains("another writer"));
-        host.connection.deleteStreamWriter(first);
+        first.delete();
         host.writer("other", Host.POINT, "file", "w.csv");
     }
 }
