@@ -1,5 +1,5 @@
-// Native samples and records that the Java unit tests hold against Java objects, and a stand-in for
-// the bridge's one native method. Errors come back as return codes.
+// Native samples and records that the Java unit tests hold against Java objects. Errors come back
+// as return codes.
 #include <array>
 #include <string>
 
@@ -56,8 +56,6 @@ template<typename Visit> void visitInfo(DDS_SampleInfo &info, Visit visit)
     visit(info.publication_sequence_number.high);
     visit(info.publication_sequence_number.low);
 }
-
-jlong lastSignal = 0;
 
 } // namespace
 
@@ -137,21 +135,4 @@ PEER(jlongArray, takeInfo, jlong address)
     const jlongArray values = env->NewLongArray(INFO_FIELDS);
     env->SetLongArrayRegion(values, 0, INFO_FIELDS, fields.data());
     return values;
-}
-
-extern "C" JNIEXPORT jlong JNICALL Java_com_qel_dds_units_Peer_lastSignal(JNIEnv *, jclass);
-extern "C" JNIEXPORT jlong JNICALL Java_com_qel_dds_units_Peer_lastSignal(JNIEnv *, jclass)
-{
-    return lastSignal;
-}
-
-// What the bridge would export.
-extern "C" JNIEXPORT void JNICALL
-Java_com_qel_ferrion_adapter_internal_StreamReaderListenerImpl_QEL_1FerrionStreamReaderListener_1on_1data_1available(
-    JNIEnv *, jobject, jobject reader, jlong listener);
-extern "C" JNIEXPORT void JNICALL
-Java_com_qel_ferrion_adapter_internal_StreamReaderListenerImpl_QEL_1FerrionStreamReaderListener_1on_1data_1available(
-    JNIEnv *, jobject, jobject reader, jlong listener)
-{
-    lastSignal = reader != nullptr ? listener : -1;
 }

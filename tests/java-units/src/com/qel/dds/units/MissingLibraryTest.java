@@ -29,5 +29,6 @@ public class MissingLibraryTest {
         StreamReaderListenerImpl listener = new StreamReaderListenerImpl(8);
         saysEveryTime(System.getProperty("ferryjni.library"),
                 () -> listener.onDataAvailable(reader));
+        assertThrows(NullPointerException.class, () -> listener.onDataAvailable(null));
     }
 }

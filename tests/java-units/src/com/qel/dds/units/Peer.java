@@ -82,7 +82,4 @@ final class Peer implements AutoCloseable {
 
     /** The fields of a native sample info, which is deleted. */
     static native long[] takeInfo(long info);
-
-    /** What the stand-in for the bridge was last called with. */
-    static native long lastSignal();
 }

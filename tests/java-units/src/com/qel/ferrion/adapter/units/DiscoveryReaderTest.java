@@ -34,22 +34,6 @@ public class DiscoveryReaderTest {
     }
 
     @Test
-    public void fortyAnnouncementsTakeTwoReads() {
-        for (int i = 0; i < 40; i++) {
-            reader.announce(new StreamInfo("s" + i, TYPE, false));
-        }
-        int before = signals.get();
-        List<Object> first = read();
-        assertEquals(32, first.size());
-        assertEquals("signalled for the rest", before + 1, signals.get());
-        List<Object> second = read();
-        assertEquals(8, second.size());
-        assertEquals("s32", name(second.get(0)));
-        assertEquals("not signalled for nothing", before + 1, signals.get());
-        assertTrue(read().isEmpty());
-    }
-
-    @Test
     public void disposalsFollowTheirAnnouncements() {
         assertFalse(reader.dispose("a"));
         reader.announce(new StreamInfo("a", TYPE, false));
