@@ -1,5 +1,5 @@
 // Drives the adapter's table as a host would; peers are other connections of this process, or this
-// program again as another process, or ferry.
+// program again as another process.
 #include "host.h"
 
 #include <algorithm>
@@ -90,15 +90,6 @@ std::set<std::string> readSet(Host &host, QEL_FerrionStreamReader *reader, size_
         return seen.size() >= count;
     });
     return seen;
-}
-
-// What is written on one side comes out on the other.
-void expectLife(Host &from, QEL_FerrionStreamWriter *writer, Host &to,
-                QEL_FerrionStreamReader *reader)
-{
-    EXPECT_EQ(readSet(to, reader, 3), (std::set<std::string>{"a=1 @100", "b=2 @101", "c=3 @102"}));
-    EXPECT_EQ(write(from, writer, ends), 2) << from.error();
-    EXPECT_EQ(readSet(to, reader, 2), (std::set<std::string>{"a disposed @103", "b left @104"}));
 }
 
 // This program as another process, which does what it is told until it is let go.
@@ -212,7 +203,10 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     QEL_FerrionStreamReader *reader =
         right.reader("life", {{"ignore_local", "none"}, {"batch", "2"}});
     ASSERT_TRUE(eventually([&] { return write(left, writer, births) == 3; })) << left.error();
-    expectLife(left, writer, right, reader);
+    EXPECT_EQ(readSet(right, reader, 3),
+              (std::set<std::string>{"a=1 @100", "b=2 @101", "c=3 @102"}));
+    EXPECT_EQ(write(left, writer, ends), 2) << left.error();
+    EXPECT_EQ(readSet(right, reader, 2), (std::set<std::string>{"a disposed @103", "b left @104"}));
     EXPECT_EQ(right.signalled, reader);
 
     // One bad sample costs no other.
@@ -278,6 +272,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     QEL_FerrionStreamReader *inputs =
         host.table().get_pub_discovery_reader(host.connection, host.fresh());
     ASSERT_NE(inputs, nullptr) << host.error();
+    QEL_FerrionStreamWriter *own = host.writer("own"); // which is not told
     const Peer peer("24");
     const auto expectNext = [&](const std::string &command, const std::string &expected) {
         peer.tell(command);
@@ -307,21 +302,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
         eventually([&] { return host.read<DDS_DynamicData>(reader, [](auto &, auto &) {}) > 0; }));
     host.remove(reader);
     expectNext("-two", "-peer two");
-}
-
-// A DDS topic, ferry, a Java adapter, ferry, a DDS topic of another domain.
-TEST(DdsAdapter, FerryCarriesSamplesAndTheEndsOfInstances)
-{
-    Host left("25");
-    Host right("26");
-    QEL_FerrionStreamReader *reader = right.reader("out", {{"batch", "2"}});
-    QEL_FerrionStreamWriter *writer = left.writer("in", {{"wait_for_readers", "1"}});
-    FILE *ferry = popen("timeout 60 " FERRY " run " CONFIGURATION " --until-idle=3", "w");
-    EXPECT_EQ(write(left, writer, births), 3) << left.error();
-    expectLife(left, writer, right, reader);
-    EXPECT_EQ(pclose(ferry), 0);
-    left.remove(writer);
-    right.remove(reader);
+    host.remove(own);
 }
 
 int main(int argc, char **argv)
