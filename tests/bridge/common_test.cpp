@@ -1,12 +1,11 @@
-// What the library does not export: property lookup, per-sample arrays, the class path option,
-// global references; property lists with defaults; and the support functions without memory.
+// What the library does not export: property lookup and the class path option; property lists with
+// defaults; and the support functions without memory.
 #include <gtest/gtest.h>
 
 #include <iterator>
 #include <memory>
 #include <sstream>
 
-#include "Heap.h"
 #include "JNICommon.h"
 #include "ferryjni/route.h"
 #include "ferryjni/types.h"
@@ -36,66 +35,12 @@ TEST(Common, TheClassPathOptionIsLeftOutWithoutEntries)
     char *made = FERRYJNICommon_generateClassPathProperty(&one);
     EXPECT_STREQ(made, "-Djava.class.path=");
     DDS_String_free(made);
-    setenv("CLASSPATH", "e.jar", 1);
-    const StringList two = {"a.jar", "b.jar"};
-    const StringList three = {"a.jar", "b.jar", "c.jar"};
-    for (const auto &[entries, expected] :
-         {std::pair{&one, "e.jar:"}, {&two, "e.jar:a.jar:b.jar"}, {&three, "a.jar:b.jar:c.jar"}}) {
-        made = FERRYJNICommon_generateClassPathProperty(entries);
-        EXPECT_STREQ(made, (std::string("-Djava.class.path=") + expected).c_str());
-        DDS_String_free(made);
-    }
     EXPECT_EQ(transcript(), "");
     EXPECT_EQ(FERRYJNICommon_generateClassPathProperty(&none), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNICommon_generateClassPathProperty:No class path defined");
     fault = {"heap", "char", 1};
     EXPECT_EQ(FERRYJNICommon_generateClassPathProperty(&one), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNICommon_generateClassPathProperty:!create class path string");
-}
-
-/// Grows one kind of array.
-template<class Element, class Resize, class Remove> void checkArray(Resize resize, Remove remove)
-{
-    const int64_t blocks = heapBlocks();
-    Element **four = resize(nullptr, 0, 4);
-    const std::vector<Element *> kept(four, four + 4);
-    Element **eight = resize(four, 4, 8);
-    EXPECT_EQ(std::vector<Element *>(eight, eight + 4), kept);
-    const std::set<Element *> different(eight, eight + 8);
-    EXPECT_TRUE(different.size() == 8 && different.count(nullptr) == 0);
-    for (int i = 0; i < 8; ++i) {
-        remove(eight[i]);
-    }
-    ferryjni::freeArray(eight);
-    EXPECT_EQ(heapBlocks(), blocks);
-}
-
-TEST(Common, ArraysKeepTheirElements)
-{
-    const auto removeStructure = [](void *element) { ferryjni::freeStructure(element); };
-    checkArray<QEL_FerrionStreamInfo>(FERRYJNICommon_resizeStreamInfoArray, removeStructure);
-    checkArray<DDS_SampleInfo>(FERRYJNICommon_resizeSampleInfoArray, removeStructure);
-    const auto resizeData = [](DDS_DynamicData **old, int32_t from, int32_t to) {
-        return FERRYJNICommon_resizeDynamicDataArray(old, from, to, sampleType());
-    };
-    checkArray<DDS_DynamicData>(resizeData, DDS_DynamicData_delete);
-}
-
-TEST(Common, GlobalReferencesReplaceLocalOnesAndAreDeletedOnce)
-{
-    FERRYJNIGlobal *global = startVm();
-    ASSERT_NE(global, nullptr);
-    JNIEnv *env = FERRYJNIGlobal_getEnv(global);
-    const size_t references = jni.globals.size();
-    jobject slot = env->NewStringUTF("text");
-    jobject reference = FERRYJNICommon_newGlobalRefReplacingLocalRef(env, &slot);
-    EXPECT_EQ(slot, nullptr);
-    EXPECT_EQ(jni.globals.size(), references + 1);
-    FERRYJNICommon_deleteGlobalRef(env, &reference);
-    EXPECT_EQ(reference, nullptr);
-    FERRYJNICommon_deleteGlobalRef(env, &reference);
-    FERRYJNICommon_deleteGlobalRef(env, nullptr);
-    EXPECT_EQ(jni.globals.size(), references);
 }
 
 TEST(Common, NamesThatComeFromDefaultsOnlyDoNotRunPastTheArray)
