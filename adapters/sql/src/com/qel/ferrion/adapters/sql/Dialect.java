@@ -70,11 +70,17 @@ abstract class Dialect {
     /** Makes the database check now what it may leave until the commit. */
     abstract void checkNow(Connection connection) throws SQLException;
 
+    /**
+     * Which run of which server this is: another one when it has been down in between, be it for a
+     * moment. A server that crashes may give out numbers of transactions again that it has lost.
+     */
+    abstract String server(Connection connection) throws SQLException;
+
     /** A name by which {@link #wasCommitted} finds this transaction again, or null. */
     abstract String transaction(Connection connection) throws SQLException;
 
     /**
-     * Whether a transaction was committed whose commit gave no answer.
+     * Whether a transaction of this run of the server was committed whose commit gave no answer.
      *
      * @throws SQLException also while its outcome is still open
      */

@@ -155,26 +155,33 @@ final class Postgres extends Dialect {
         }
     }
 
+    /** A crash leaves the start time as it is, but none of the server's own processes. */
+    @Override
+    String server(Connection connection) throws SQLException {
+        return one(connection, "SELECT pg_postmaster_start_time()::text || ' ' || "
+                + "string_agg(pid::text, ' ' ORDER BY pid) FROM pg_stat_activity "
+                + "WHERE datid IS NULL AND usesysid IS NULL");
+    }
+
     @Override
     String transaction(Connection connection) throws SQLException {
-        try (Statement statement = connection.createStatement();
-                ResultSet row = statement.executeQuery("SELECT txid_current()::text")) {
-            row.next();
-            return row.getString(1);
-        }
+        return one(connection, "SELECT txid_current()::text");
     }
 
     @Override
     boolean wasCommitted(Connection connection, String transaction) throws SQLException {
+        String status = one(connection, "SELECT txid_status(" + transaction + ")");
+        if ("in progress".equals(status)) {
+            throw new SQLException("transaction " + transaction + " is still in progress");
+        }
+        return "committed".equals(status);
+    }
+
+    private static String one(Connection connection, String query) throws SQLException {
         try (Statement statement = connection.createStatement();
-                ResultSet row = statement.executeQuery(
-                        "SELECT txid_status(" + transaction + ")")) {
+                ResultSet row = statement.executeQuery(query)) {
             row.next();
-            String status = row.getString(1);
-            if ("in progress".equals(status)) {
-                throw new SQLException("transaction " + transaction + " is still in progress");
-            }
-            return "committed".equals(status);
+            return row.getString(1);
         }
     }
 }

@@ -21,6 +21,7 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
+import java.util.Objects;
 
 /**
  * Samples as rows of a table. A batch is one transaction: when write returns it is committed, but
@@ -65,6 +66,9 @@ final class SqlStreamWriter extends WriterBase {
     private int refused;
     /** A transaction whose commit has given no answer. */
     private String unknown;
+    /** The run of the server that the connection in use belongs to. */
+    private Connection known;
+    private String server;
 
     /**
      * Makes a writer and writes nothing yet, not even a table; a database that cannot be reached
@@ -225,7 +229,9 @@ final class SqlStreamWriter extends WriterBase {
 
     private Void attempt(Connection connection) throws SQLException, AdapterException {
         if (unknown != null) {
-            boolean done = database.dialect().wasCommitted(connection, unknown);
+            // A server that was down cannot be asked: then the batch may come to be there twice.
+            boolean done = Objects.equals(server, database.dialect().server(connection))
+                    && server != null && database.dialect().wasCommitted(connection, unknown);
             unknown = null;
             if (done) {
                 return null;
@@ -308,8 +314,14 @@ final class SqlStreamWriter extends WriterBase {
 
     /** Commits; when no answer comes, the next attempt asks what has become of it. */
     private void commit(Connection connection) throws SQLException {
-        String transaction = settings().get(MODE) == Mode.INSERT
-                ? database.dialect().transaction(connection) : null;
+        String transaction = null;
+        if (settings().get(MODE) == Mode.INSERT) {
+            if (connection != known) {
+                server = database.dialect().server(connection);
+                known = connection;
+            }
+            transaction = database.dialect().transaction(connection);
+        }
         try {
             connection.commit();
         } catch (SQLException e) {

@@ -130,6 +130,11 @@ final class Sqlite extends Dialect {
     }
 
     @Override
+    String server(Connection connection) {
+        return "";
+    }
+
+    @Override
     String transaction(Connection connection) {
         return null; // A commit always gives an answer here.
     }
