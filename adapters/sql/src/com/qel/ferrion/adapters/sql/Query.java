@@ -79,7 +79,8 @@ final class Query {
         List<String> quoted = order.stream().map(Dialect::quote).toList();
         String list = String.join(", ", quoted);
         String values = "(" + "?, ".repeat(order.size() - 1) + "?)";
-        after = "(" + list + ") > " + values;
+        // A row with a NULL behind its first columns would be greater, and no position.
+        after = " AND (" + list + ") > " + values;
         upTo = " AND (" + list + ") <= " + values;
         List<String> named = new ArrayList<>();
         for (String each : quoted) {
@@ -99,7 +100,7 @@ final class Query {
     private PreparedStatement prepare(Link link, String selected, List<Object> position, String end)
             throws SQLException {
         PreparedStatement statement = link.prepare("SELECT " + selected + " FROM " + table.source
-                + " WHERE " + (position == null ? noNulls : after) + end);
+                + " WHERE " + noNulls + (position == null ? "" : after) + end);
         bind(statement, 1, position);
         return statement;
     }

@@ -85,10 +85,10 @@ final class SqlStreamReader extends ReaderBase {
     private volatile long toldWithoutOrder;
     /** Whether rows behind the position are with the host: they are no news. */
     private volatile boolean lent;
+    private volatile boolean stopped;
     /** Of the present loan: the position behind it, and whether rows may be left. */
     private List<Object> reached;
     private boolean more;
-    private boolean stopped;
 
     /**
      * Makes a reader; a database that cannot be reached now is bound to the type later.
@@ -149,10 +149,10 @@ final class SqlStreamReader extends ReaderBase {
 
     /** On the watching thread. A look that fails leaves it to a read to say so. */
     private void look(Link own) throws SQLException, AdapterException {
-        boolean found = due || reports.isDue();
+        boolean found = (due && !stopped) || reports.isDue();
         try {
             Query now = query;
-            if (!found && !lent && now != null) {
+            if (!found && !lent && !stopped && now != null) {
                 List<Object> from = position;
                 found = own.once(connection -> {
                     withoutOrder = now.withoutOrder(own);

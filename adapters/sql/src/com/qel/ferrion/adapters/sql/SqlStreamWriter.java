@@ -147,11 +147,11 @@ final class SqlStreamWriter extends WriterBase {
             if (!create) {
                 return null;
             }
+            boolean marks = settings().get(ON_DISPOSE) == OnDispose.MARK;
             try (Statement statement = connection.createStatement()) {
                 statement.execute(Table.creation(database.dialect(),
                         Table.qualified(database.schema(), name), fields, columns,
-                        settings().get(MODE) != Mode.INSERT,
-                        settings().get(ON_DISPOSE) == OnDispose.MARK ? settings().get(MARK) : null));
+                        settings().get(MODE) != Mode.INSERT, marks ? settings().get(MARK) : null));
             }
             connection.commit();
             table = Table.find(connection, database.schema(), name);

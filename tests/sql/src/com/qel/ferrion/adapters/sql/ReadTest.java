@@ -89,7 +89,7 @@ public class ReadTest {
         return seen;
     }
 
-    /** What a position is made of goes through a file, and what is equal only the database knows. */
+    /** A position goes through a file, and which ones are equal only the database knows. */
     @Test
     public void anyTypeCanBeTheOrder() throws Exception {
         List<String[]> orders = new ArrayList<>(List.of(
@@ -127,6 +127,13 @@ public class ReadTest {
             assertEquals(0, rig.read(reader, false).size());
         }
         assertTrue(rig.errors.get(1), rig.errors.get(1).startsWith("3 rows"));
+
+        rig.errors.clear();
+        StreamReader second = rig.reader("s", ROW, "query", "SELECT * FROM holes", "order_by",
+                "id, t", "batch", "1");
+        assertEquals(1, rig.read(second, false).size() * rig.read(second, false).size());
+        assertEquals(0, rig.read(second, false).size());
+        assertTrue(rig.errors.toString(), rig.errors.get(0).startsWith("3 rows"));
 
         rig.errors.clear();
         StreamReader byKey = rig.reader("holes", ROW, "report", "0s");
