@@ -35,6 +35,10 @@ TEST(Common, TheClassPathOptionIsLeftOutWithoutEntries)
     char *made = FERRYJNICommon_generateClassPathProperty(&one);
     EXPECT_STREQ(made, "-Djava.class.path=");
     DDS_String_free(made);
+    setenv("CLASSPATH", "e.jar", 1);
+    made = FERRYJNICommon_generateClassPathProperty(&one);
+    EXPECT_STREQ(made, "-Djava.class.path=e.jar:");
+    DDS_String_free(made);
     EXPECT_EQ(transcript(), "");
     EXPECT_EQ(FERRYJNICommon_generateClassPathProperty(&none), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNICommon_generateClassPathProperty:No class path defined");
@@ -70,6 +74,8 @@ TEST(Common, NamesThatComeFromDefaultsOnlyDoNotRunPastTheArray)
     const QEL_FerrionProperties negative = {nullptr, -3};
     java = FERRYJNIStreamInfo_createJavaProperties(global, env, &negative, &environment);
     EXPECT_EQ(env->CallIntMethod(java, global->propertiesSize), 0);
+    FERRYJNICommon_deleteGlobalRef(env, nullptr);
+    FERRYJNICommon_deleteGlobalRef(env, &(java = nullptr));
 }
 
 /// A host that makes records of the support functions and goes on with what it gets.
