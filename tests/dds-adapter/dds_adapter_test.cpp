@@ -3,7 +3,6 @@
 #include "host.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdio>
 #include <map>
 #include <set>
@@ -12,19 +11,9 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
-// Until `done`, at most ten seconds.
-template<class Done> bool eventually(Done &&done)
+template<typename Condition> bool eventually(Condition condition)
 {
-    const auto end = Clock::now() + std::chrono::seconds(10);
-    while (!done()) {
-        if (Clock::now() > end) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
+    return within(std::chrono::seconds(10), condition);
 }
 
 // A sample with its information, as text: "a=1 @100", or "a disposed @102".

@@ -4,15 +4,14 @@
 #include <dds/ddsi/ddsi_xt_typeinfo.h>
 
 #include <algorithm>
-#include <functional>
 #include <map>
 
+#include "../platform/records.h"
 #include "described.h"
 #include "refused.h"
 #include "type_code.h"
 #include "type_object.h"
 #include "xcdr2_reader.h"
-#include "xcdr2_writer.h"
 
 using namespace qddsdomain;
 
@@ -121,32 +120,6 @@ TEST(TypeObject, MalformedIsRefusedOrAnotherType)
     }
 }
 
-// A struct S whose only member m is of a type that `identifier` writes.
-TypeAssembler assembledStruct(const std::function<void(Xcdr2Writer &)> &identifier,
-                              const std::string &name = "S")
-{
-    Xcdr2Writer out;
-    out.delimited([&] {
-        out.u8(DDS_XTypes_EK_COMPLETE);
-        out.u8(DDS_XTypes_TK_STRUCTURE);
-        out.u16(DDS_XTypes_IS_FINAL);
-        out.delimited([&] {
-            out.raw(Bytes{DDS_XTypes_TK_NONE, 0, 0});
-            out.string(name);
-        });
-        out.sequence(Bytes(1), [&](uint8_t) {
-            out.delimited([&] {
-                out.u32(0);
-                out.u16(0);
-                identifier(out);
-                out.string("m");
-                out.raw(Bytes{0, 0});
-            });
-        });
-    });
-    return assembled({{}, {{EquivalenceHash{}, out.bytes()}}});
-}
-
 TEST(TypeObject, NotCarriedIsRefusedByName)
 {
     const std::pair<const dds_topic_descriptor_t *, std::string> compiled[] = {
@@ -162,40 +135,10 @@ TEST(TypeObject, NotCarriedIsRefusedByName)
     for (const auto &[type, problem] : compiled) {
         EXPECT_EQ(assembled(objectsOf(bytesOf(type->type_mapping))).problem(), problem);
     }
-    const auto hashed = [](uint8_t kind) {
-        return [kind](Xcdr2Writer &out) {
-            out.u8(kind);
-            out.raw(EquivalenceHash{}); // S itself
-        };
-    };
-    const auto plain = [](uint8_t kind, int levels) {
-        return [kind, levels](Xcdr2Writer &out) {
-            for (int i = 0; i < levels; ++i) {
-                out.raw(Bytes{kind, DDS_XTypes_EK_BOTH});
-                out.u16(0);
-                out.u8(0);
-            }
-            out.u8(DDS_XTypes_TK_BYTE);
-            out.u16(0); // of a map: the key
-            out.u8(DDS_XTypes_TK_BYTE);
-        };
-    };
-    const std::pair<std::function<void(Xcdr2Writer &)>, std::string> made[] = {
-        {[](Xcdr2Writer &out) {
-             out.raw(Bytes{DDS_XTypes_TI_STRING16_SMALL, 0});
-         },
-         "wide strings are not supported"},
-        {plain(DDS_XTypes_TI_PLAIN_MAP_SMALL, 1), "maps are not supported"},
-        {hashed(DDS_XTypes_EK_MINIMAL), "types without names (minimal ones) are not supported"},
-        {hashed(DDS_XTypes_EK_COMPLETE), "recursive types are not supported"}};
-    for (const auto &[identifier, problem] : made) {
-        EXPECT_EQ(assembledStruct(identifier).problem(), "struct S, member m: " + problem);
+    for (const Record &test : recordsOf("domain/data/refused_types.txt")) {
+        EXPECT_EQ(assembled({{}, {{EquivalenceHash{}, fromHex(test.at(0))}}}).problem(),
+                  test.at(1));
     }
-    EXPECT_EQ(assembledStruct(plain(DDS_XTypes_TI_PLAIN_SEQUENCE_SMALL, 100)).problem(),
-              "struct S: nested deeper than 64 levels");
-    EXPECT_EQ(
-        assembledStruct([](Xcdr2Writer &out) { out.u8(DDS_XTypes_TK_BYTE); }, "a\nb").problem(),
-        "a struct: its description holds a name that is none");
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -21,6 +22,19 @@ template<typename Work> void onThreads(int count, const Work &work)
     for (std::thread &thread : threads) {
         thread.join();
     }
+}
+
+// Waits until `condition` holds, and says whether it did in time.
+template<typename Condition> bool within(std::chrono::nanoseconds time, Condition condition)
+{
+    const auto end = std::chrono::steady_clock::now() + time;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
 }
 
 inline QELOsapiHeapUsage heapUsage()

@@ -79,16 +79,6 @@ TEST(TypeCode, RefusesWhatBreaksARule)
     EXPECT_EQ(derived, nullptr);
 }
 
-// Of a struct that has keys itself, only these are part of the key.
-TEST(TypeCode, TakesAStructAsKeyByItsKeys)
-{
-    const std::string keyed = "struct K { @key long id; sequence<long> rest; };";
-    const std::string plain = "struct K { long id; sequence<long> rest; };";
-    const std::string user = " struct S { @key K k[2]; };";
-    EXPECT_EQ(DDS_TypeCode_is_keyed(typeFromIdl((keyed + user).c_str(), "S")), 1);
-    EXPECT_EQ(refusal(plain + user), "x.idl:1:45: S.k: a sequence cannot be part of a key");
-}
-
 TEST(TypeCode, IsInternedByManyThreadsAtOnce)
 {
     std::array<const DDS_TypeCode *, 4> made{};
