@@ -10,11 +10,9 @@ import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.dynamicdata.DynamicDataHelper;
 import com.qel.dds.dynamicdata.DynamicDataProperty_t;
-import com.qel.dds.dynamicdata.MemberPath;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.subscription.SampleInfoHelper;
 import com.qel.dds.typecode.TypeCode;
-import java.lang.management.ManagementFactory;
 import org.junit.Test;
 
 /** Samples and sample infos between Java and native. */
@@ -106,45 +104,5 @@ public class CrossingTest {
         copy.clear();
         assertTrue(copy.valid_data && copy.instance_state == SampleInfo.ALIVE_INSTANCE_STATE);
         assertFalse(copy.source_timestamp.isValid());
-    }
-
-    /** What a relay does for every sample makes no garbage. */
-    @Test
-    public void steadyPathAllocatesNothing() {
-        DynamicData java = new DynamicData(Peer.ALL, null);
-        java.setLength("inners", 2);
-        java.setLength("ds", 100);
-        SampleInfo info = new SampleInfo();
-        MemberPath text = MemberPath.of(Peer.ALL, "inners[1].s");
-        MemberPath number = MemberPath.of(Peer.ALL, "ds[50]");
-        long record = Peer.createInfo(new long[20]);
-        try (Peer peer = new Peer(Peer.ALL)) {
-            Runnable work = () -> {
-                for (int i = 0; i < 1000; i++) {
-                    java.setString(text, (i & 1) == 0 ? "short" : "not so short");
-                    java.setDouble(number, i);
-                    java.setLong("flats[1].l", i);
-                    java.setLength("bounded", i & 3);
-                    DynamicDataHelper.push_to_nativeI(java, peer.address);
-                    DynamicDataHelper.pull_from_nativeI(java, peer.address);
-                    SampleInfoHelper.push_to_nativeI(info, record);
-                    SampleInfoHelper.pull_from_nativeI(info, record);
-                }
-            };
-            assertEquals(0, bytesAllocated(work));
-        }
-        Peer.takeInfo(record);
-    }
-
-    /** Least of several measurements: a compiler thread may deoptimise now and then. */
-    private static long bytesAllocated(Runnable work) {
-        var threads = (com.sun.management.ThreadMXBean) ManagementFactory.getThreadMXBean();
-        long least = Long.MAX_VALUE;
-        for (int round = 0; round < 30; round++) {
-            long before = threads.getCurrentThreadAllocatedBytes();
-            work.run();
-            least = Math.min(least, threads.getCurrentThreadAllocatedBytes() - before);
-        }
-        return least;
     }
 }

@@ -69,6 +69,8 @@ public class TypeCodeTest {
             Files.writeString(file, "struct First { long long long a; };");
             String broken = refusal(() -> TypeCode.fromIdlFile(file, null));
             assertTrue(broken, broken.startsWith(file + ":1:"));
+            Files.writeString(file, "struct A { long a; };\0");
+            refusal(() -> TypeCode.fromIdlFile(file, null));
         } finally {
             Files.delete(file);
         }

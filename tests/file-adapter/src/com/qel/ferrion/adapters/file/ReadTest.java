@@ -27,9 +27,9 @@ import org.junit.Test;
 public class ReadTest {
     private static final Path RECORDS = Path.of(System.getProperty("records"));
     private static final String IDL = "enum E { LOW, HIGH }; struct P { double lat; double lon; };"
-            + "struct In { long x; string s; }; struct Point { long id; string text; double value; };"
-            + "struct Narrow { octet o; short s; unsigned long long u; float f; double d; boolean b;"
-            + "E e; char c; string<5> t; sequence<long, 2> q; P position; P corners[2]; };"
+            + "struct In { long x; string s; }; struct Narrow { octet o; short s; unsigned long long u;"
+            + "float f; double d; boolean b; E e; char c; string<5> t; sequence<long, 2> q;"
+            + "P position; P corners[2]; }; struct Point { long id; string text; double value; };"
             + "struct Json { long id; unsigned long long u; long long n; float f; double d;"
             + "boolean b; E e; char c; string<5> t; In in; sequence<In, 3> list; long pair[2]; };";
 
