@@ -122,8 +122,8 @@ MODES = {
         "LSAN_OPTIONS": "exitcode=0:print_suppressions=0:use_tls=0",
         "UBSAN_OPTIONS": "print_stacktrace=1:abort_on_error=1"}),
     "tsan": Mode("tsan", thread_findings, ("plantedRace",), 5, {
-        "TSAN_OPTIONS": SANITIZER + ":ignore_noninstrumented_modules=1:report_signal_unsafe=0:"
-                        "atexit_sleep_ms=0"}),
+        "TSAN_OPTIONS": SANITIZER + f":suppressions={HERE}/tsan.supp:atexit_sleep_ms=0:"
+                        "ignore_noninstrumented_modules=1:report_signal_unsafe=0"}),
     "memcheck": Mode("gcc", memory_findings, ("plantedUninitialised",), 10, prefix=(
         "valgrind", "--quiet", "--ignore-range-below-sp=200000-256", "--xml=yes",
         "--xml-file={reports}/report.%p")),

@@ -311,6 +311,8 @@ void Script::enter(const std::string &call, QEL_FerrionEnvironment *environment,
         ADD_FAILURE() << call << " on a thread that is not attached";
     }
     if (remember) {
+        // A thread that was given up may still be inside of another call.
+        const std::lock_guard<std::mutex> lock(callsMutex_);
         calls.push_back(call);
     }
     const auto hook = hooks.find(call);

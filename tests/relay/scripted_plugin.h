@@ -89,6 +89,7 @@ public:
 
 private:
     std::atomic<int> attached_{0};
+    std::mutex callsMutex_;
 };
 
 /// What the shared library's entry point does; the library finds it in the test's executable.
