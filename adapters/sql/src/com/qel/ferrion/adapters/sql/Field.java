@@ -15,6 +15,8 @@ import java.util.List;
  * is one. Used on one thread at a time.
  */
 final class Field {
+    private static final int KEPT_ELEMENTS = 1024;
+
     final String path;
     final Kind kind;
     final boolean key;
@@ -107,6 +109,9 @@ final class Field {
     }
 
     private MemberPath element(int index) {
+        if (index >= KEPT_ELEMENTS) {
+            return place.at(index);
+        }
         while (elements.size() <= index) {
             elements.add(place.at(elements.size()));
         }
