@@ -36,9 +36,14 @@ TEST(Common, TheClassPathOptionIsLeftOutWithoutEntries)
     EXPECT_STREQ(made, "-Djava.class.path=");
     DDS_String_free(made);
     setenv("CLASSPATH", "e.jar", 1);
-    made = FERRYJNICommon_generateClassPathProperty(&one);
-    EXPECT_STREQ(made, "-Djava.class.path=e.jar:");
-    DDS_String_free(made);
+    const StringList two = {"a.jar", "b.jar"};
+    const StringList three = {"a.jar", "b.jar", "c.jar"};
+    for (const auto &[entries, expected] :
+         {std::pair{&two, "e.jar:a.jar:b.jar"}, {&three, "a.jar:b.jar:c.jar"}}) {
+        made = FERRYJNICommon_generateClassPathProperty(entries);
+        EXPECT_STREQ(made, (std::string("-Djava.class.path=") + expected).c_str());
+        DDS_String_free(made);
+    }
     EXPECT_EQ(transcript(), "");
     EXPECT_EQ(FERRYJNICommon_generateClassPathProperty(&none), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNICommon_generateClassPathProperty:No class path defined");

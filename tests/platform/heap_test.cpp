@@ -75,6 +75,18 @@ TEST(Heap, RefusesWhatIsNotALiveBlockOfItsOwn)
     EXPECT_EQ(take(8, 8192), nullptr);
 }
 
+TEST(Heap, CountsBlocksOfManyThreads)
+{
+    const int64_t before = heapUsage().blocks;
+    onThreads(4, [](int) {
+        for (size_t i = 1; i < 2000; ++i) {
+            void *block = take(i, 0, take(i / 2));
+            QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG);
+        }
+    });
+    EXPECT_EQ(heapUsage().blocks, before);
+}
+
 TEST(Tss, KeepsOneValueAThreadUnderEachKey)
 {
     uint32_t first = 0;
