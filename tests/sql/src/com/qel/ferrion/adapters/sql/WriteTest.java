@@ -16,6 +16,7 @@ import java.util.Random;
 import java.util.TreeSet;
 import java.util.concurrent.Executors;
 import java.util.concurrent.TimeUnit;
+import java.util.concurrent.atomic.AtomicBoolean;
 import java.util.stream.Collectors;
 import org.junit.Rule;
 import org.junit.Test;
@@ -171,12 +172,15 @@ public class WriteTest {
                 Rig.properties("retry_for", "20s"));
         rig.sql(lock);
         var later = Executors.newSingleThreadScheduledExecutor();
+        AtomicBoolean released = new AtomicBoolean();
         var release = later.schedule(() -> {
+            released.set(true);
             rig.sql("COMMIT");
             return null;
         }, 500, TimeUnit.MILLISECONDS);
         assertEquals(2, Rig.write(writer, List.of(row(1, 1), row(2, 2)), List.of()));
-        assertTrue(release.isDone());
+        assertTrue(released.get());
+        release.get();
         later.shutdown();
         assertEquals("1 1; 2 2", rig.rows("SELECT id, v FROM locked ORDER BY id"));
     }
