@@ -1,7 +1,7 @@
 # What every target of the tree shares: language, warnings, where things are put.
 #
-# The build tree mirrors an installation (bin, lib, share/ferryjni/java), so `ferry` finds its
-# libraries and jars in the same way in both.
+# The build tree mirrors an installation (bin, lib, share/ferryjni), so `ferry` finds its libraries
+# and jars in the same way in both.
 
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -21,6 +21,8 @@ set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
 set(FERRY_JAR_DIR "${CMAKE_BINARY_DIR}/share/ferryjni/java")
 set(FERRY_JAR_INSTALL_DIR "${CMAKE_INSTALL_DATADIR}/ferryjni/java")
+set(FERRY_ADAPTER_DIR "${CMAKE_BINARY_DIR}/share/ferryjni/adapters")
+set(FERRY_ADAPTER_INSTALL_DIR "${CMAKE_INSTALL_DATADIR}/ferryjni/adapters")
 set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
 set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib:$ORIGIN")
 
@@ -33,7 +35,7 @@ target_compile_options(ferry_build INTERFACE
 
 # ferry_jar(NAME SOURCE_ROOT <dir> [CLASSPATH <jar>...] [MANIFEST_CLASS_PATH <entry>...])
 #
-# Compiles every .java file below SOURCE_ROOT into share/ferryjni/java/NAME.jar, as target NAME.
+# Compiles every .java file below SOURCE_ROOT into NAME.jar in FERRY_JAR_DIR, as target NAME.
 # Entries of MANIFEST_CLASS_PATH go into the jar's manifest, so that a class path of that jar alone
 # finds what it needs.
 function(ferry_jar name)
@@ -69,4 +71,24 @@ function(ferry_jar name)
         COMMENT "Building ${name}.jar" VERBATIM)
     add_custom_target(${name} ALL DEPENDS "${jar}")
     set_target_properties(${name} PROPERTIES JAR_FILE "${jar}")
+endfunction()
+
+# ferry_adapter_jar(NAME CLASS <class> SOURCE_ROOT <dir> [LIBRARIES <jar>...])
+#
+# An adapter of the installation: its jar lies in a folder that has the name of its class, where
+# `ferry` finds it and no other adapter sees it. Its libraries are Debian's and stay where Debian
+# puts them: the jar's manifest names them, and the shared jars, so that a class path of this jar
+# alone works everywhere else.
+function(ferry_adapter_jar name)
+    cmake_parse_arguments(ARG "" "CLASS;SOURCE_ROOT" "LIBRARIES" ${ARGN})
+    set(shared ferrion-adapter qdds ferrion-kit)
+    list(TRANSFORM shared REPLACE "(.+)" "${FERRY_JAR_DIR}/\\1.jar" OUTPUT_VARIABLE shared_jars)
+    list(TRANSFORM shared REPLACE "(.+)" "../../java/\\1.jar" OUTPUT_VARIABLE manifest)
+    list(TRANSFORM ARG_LIBRARIES PREPEND "file:" OUTPUT_VARIABLE libraries)
+    set(FERRY_JAR_DIR "${FERRY_ADAPTER_DIR}/${ARG_CLASS}")
+    ferry_jar(${name} SOURCE_ROOT "${ARG_SOURCE_ROOT}" CLASSPATH ${shared_jars} ${ARG_LIBRARIES}
+        MANIFEST_CLASS_PATH ${manifest} ${libraries})
+    add_dependencies(${name} ${shared})
+    install(FILES "${FERRY_JAR_DIR}/${name}.jar"
+        DESTINATION "${FERRY_ADAPTER_INSTALL_DIR}/${ARG_CLASS}")
 endfunction()

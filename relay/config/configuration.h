@@ -49,6 +49,17 @@ struct AdapterSettings {
     Properties properties;
     /// Absolute entries that this Java adapter alone sees, directories already expanded.
     std::vector<std::string> classPath;
+    /// Jars that come with an adapter of the installation, behind those; only somebody who knows
+    /// the installation can tell.
+    std::vector<std::string> installedJars;
+
+    /// All that this adapter does not share with others.
+    std::vector<std::string> ownEntries() const
+    {
+        std::vector<std::string> entries = classPath;
+        entries.insert(entries.end(), installedJars.begin(), installedJars.end());
+        return entries;
+    }
 };
 
 struct ConnectionSettings {

@@ -91,7 +91,7 @@ QEL_FerrionAdapterPlugin *FerryPluginHost::openJava(const AdapterSettings &setti
     QEL_FerrionEnvironment *raw = environment.fresh();
     raw->jniGlobal = global_;
     raw->className = settings.javaClass.c_str();
-    if (!settings.classPath.empty()) {
+    if (!settings.ownEntries().empty()) {
         const std::string reason = findIsolated(settings);
         if (!reason.empty()) {
             logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s, raw->className);
@@ -109,12 +109,13 @@ QEL_FerrionAdapterPlugin *FerryPluginHost::openJava(const AdapterSettings &setti
 }
 
 /// Has Java find the class that the adapter to be created next stands for; why there is none, or
-/// "".
+/// "". Only an adapter that the configuration gives a class path has classes of its own name.
 std::string FerryPluginHost::findIsolated(const AdapterSettings &settings) const
 {
-    std::string question = settings.name + '\0' + settings.javaClass;
+    const std::string owner = settings.classPath.empty() ? "" : settings.name;
+    std::string question = owner + '\0' + settings.javaClass;
     std::replace(question.begin(), question.end(), '/', '.');
-    for (const std::string &entry : settings.classPath) {
+    for (const std::string &entry : settings.ownEntries()) {
         question += '\0' + entry;
     }
     return bridge_.ask(global_, isolatedAdapter, question);

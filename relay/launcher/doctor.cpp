@@ -99,11 +99,16 @@ void lookAtPlugins(const Installation &installation, Findings &findings)
 
 void lookAtJars(const Installation &installation, Findings &findings)
 {
-    for (const std::string &name : installation.missingJars()) {
-        findings.bad("jar missing: " + (installation.jarDirectory / name).string());
+    for (const std::string &jar : installation.missingJars()) {
+        findings.bad("jar missing: " + jar);
     }
     for (const std::string &jar : installation.jars) {
         findings.good("jar: " + jar);
+    }
+    for (const std::string &javaClass : installation.adapters()) {
+        for (const std::string &jar : installation.adapterJars(javaClass)) {
+            findings.good("jar: " + jar);
+        }
     }
 }
 

@@ -23,6 +23,19 @@ void *find(const fs::path &library, const std::string &symbol, std::string &reas
     return found;
 }
 
+std::vector<std::string> jarsIn(const fs::path &directory)
+{
+    std::vector<std::string> jars;
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(directory, error)) {
+        if (entry.path().extension() == ".jar") {
+            jars.push_back(entry.path().string());
+        }
+    }
+    std::sort(jars.begin(), jars.end());
+    return jars;
+}
+
 } // namespace
 
 Installation findInstallation()
@@ -39,26 +52,43 @@ Installation findInstallation()
         }
     }
     installation.jarDirectory = root / "share" / "ferryjni" / "java";
+    installation.adapterDirectory = root / "share" / "ferryjni" / "adapters";
     installation.templates = root / "share" / "ferryjni" / "templates";
-    for (const auto &entry : fs::directory_iterator(installation.jarDirectory, error)) {
-        if (entry.path().extension() == ".jar") {
-            installation.jars.push_back(entry.path().string());
-        }
-    }
-    std::sort(installation.jars.begin(), installation.jars.end());
+    installation.jars = jarsIn(installation.jarDirectory);
     return installation;
 }
 
 std::vector<std::string> Installation::missingJars() const
 {
     std::vector<std::string> missing;
-    for (const char *name : {"qdds.jar", "ferrion-adapter.jar", "ferrion-kit.jar",
-                             "ferrion-relay.jar", "ferrion-adapter-file.jar"}) {
-        if (std::find(jars.begin(), jars.end(), (jarDirectory / name).string()) == jars.end()) {
-            missing.emplace_back(name);
+    std::error_code error;
+    for (const fs::path &jar :
+         {jarDirectory / "qdds.jar", jarDirectory / "ferrion-adapter.jar",
+          jarDirectory / "ferrion-kit.jar", jarDirectory / "ferrion-relay.jar",
+          adapterDirectory / "com.qel.ferrion.adapters.file.FileAdapter/ferrion-adapter-file.jar",
+          adapterDirectory / "com.qel.ferrion.adapters.sql.SqlAdapter/ferrion-adapter-sql.jar"}) {
+        if (!fs::exists(jar, error)) {
+            missing.push_back(jar.string());
         }
     }
     return missing;
+}
+
+std::vector<std::string> Installation::adapters() const
+{
+    std::vector<std::string> names;
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(adapterDirectory, error)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+std::vector<std::string> Installation::adapterJars(std::string javaClass) const
+{
+    std::replace(javaClass.begin(), javaClass.end(), '/', '.');
+    return jarsIn(adapterDirectory / javaClass);
 }
 
 std::vector<std::string> Installation::plugins() const
@@ -81,6 +111,9 @@ void Installation::complete(Configuration &configuration) const
     for (AdapterSettings &adapter : configuration.adapters) {
         if (!adapter.library.empty() && adapter.library.is_relative()) {
             adapter.library = libraries / adapter.library;
+        }
+        if (!adapter.javaClass.empty()) {
+            adapter.installedJars = adapterJars(adapter.javaClass);
         }
     }
 }

@@ -13,13 +13,19 @@ namespace ferry {
 struct Installation {
     std::filesystem::path libraries;
     std::filesystem::path jarDirectory;
+    /// Java adapters: a folder each, of the name of its class.
+    std::filesystem::path adapterDirectory;
     /// Of projects that ferry can make.
     std::filesystem::path templates;
-    /// Every jar there, sorted: the product's own and those of adapters put beside them.
+    /// Every jar that all adapters see, sorted: the product's own and those put beside them.
     std::vector<std::string> jars;
 
-    /// Names of the product's jars that are not there.
+    /// The product's jars that are not there.
     std::vector<std::string> missingJars() const;
+    /// Classes of the Java adapters that are there, sorted.
+    std::vector<std::string> adapters() const;
+    /// The jars of one of them, sorted; none for a class that is no adapter of the installation.
+    std::vector<std::string> adapterJars(std::string javaClass) const;
     /// Names of the native plug-ins that are there, sorted.
     std::vector<std::string> plugins() const;
     std::filesystem::path bridge() const
@@ -30,11 +36,11 @@ struct Installation {
     {
         return libraries / (pluginPrefix + name + pluginSuffix);
     }
-    /// Completes the paths of adapters that are plug-ins of the installation.
+    /// Completes the paths of adapters that belong to the installation.
     void complete(Configuration &configuration) const;
 };
 
-/// Relative to the running executable: bin, lib and share/ferryjni/java lie side by side.
+/// Relative to the running executable: bin, lib and share/ferryjni lie side by side.
 Installation findInstallation();
 
 using RelayMain = int (*)(const RelayRequest *);

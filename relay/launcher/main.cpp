@@ -167,7 +167,7 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
         }
         // An installation that does not say is taken for the oldest.
         request.vmVersion = std::max(vm->version, oldestVm);
-        const SettingsCheck settings(vm->home, installation.jars, *configuration);
+        const SettingsCheck settings(vm->home, installation, *configuration);
         if (line.settings) {
             return printSettings(settings, line.settingsClass);
         }

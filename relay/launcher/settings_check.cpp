@@ -107,9 +107,9 @@ bool isTemplate(const Properties &properties, const std::string &name)
 } // namespace
 
 SettingsCheck::SettingsCheck(const std::filesystem::path &javaHome,
-                             const std::vector<std::string> &jars,
-                             const Configuration &configuration)
-    : program_(javaHome / "bin" / "java"), jars_(jars), configuration_(configuration)
+                             const Installation &installation, const Configuration &configuration)
+    : program_(javaHome / "bin" / "java"), installation_(installation),
+      configuration_(configuration)
 {
 }
 
@@ -118,8 +118,8 @@ std::vector<SettingsCheck::Paths> SettingsCheck::adapterPaths() const
     std::vector<Paths> all;
     for (const AdapterSettings &adapter : configuration_.adapters) {
         if (!adapter.javaClass.empty() &&
-            std::find(all.begin(), all.end(), adapter.classPath) == all.end()) {
-            all.push_back(adapter.classPath);
+            std::find(all.begin(), all.end(), adapter.ownEntries()) == all.end()) {
+            all.push_back(adapter.ownEntries());
         }
     }
     return all;
@@ -130,7 +130,7 @@ std::optional<std::string> SettingsCheck::ask(const Paths &own,
                                               const std::string &input) const
 {
     std::string classPath;
-    for (const Paths *entries : {&jars_, &own, &configuration_.java.classPath}) {
+    for (const Paths *entries : {&installation_.jars, &own, &configuration_.java.classPath}) {
         for (const std::string &entry : *entries) {
             classPath += (classPath.empty() ? "" : ":") + entry;
         }
@@ -164,7 +164,7 @@ bool SettingsCheck::run(const Paths &own, Diagnostics &diagnostics) const
                                         ? source.owner
                                         : configuration_.connections[source.owner].adapter;
         const std::string &javaClass = configuration_.adapters[adapter].javaClass;
-        if (javaClass.empty() || configuration_.adapters[adapter].classPath != own) {
+        if (javaClass.empty() || configuration_.adapters[adapter].ownEntries() != own) {
             continue;
         }
         asked.push_back(&source);
@@ -192,14 +192,14 @@ bool SettingsCheck::run(const Paths &own, Diagnostics &diagnostics) const
 std::optional<std::string> SettingsCheck::describe(const std::string &javaClass) const
 {
     if (!javaClass.empty()) {
-        return ask({}, {javaClass}, "");
+        return ask(installation_.adapterJars(javaClass), {javaClass}, "");
     }
     std::string text;
     for (const Paths &own : adapterPaths()) {
         std::vector<std::string> classes;
         for (const AdapterSettings &adapter : configuration_.adapters) {
             const std::string name = dotted(adapter.javaClass);
-            if (!name.empty() && adapter.classPath == own &&
+            if (!name.empty() && adapter.ownEntries() == own &&
                 std::find(classes.begin(), classes.end(), name) == classes.end()) {
                 classes.push_back(name);
             }

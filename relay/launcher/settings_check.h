@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "config/configuration.h"
+#include "launcher/installation.h"
 
 namespace ferry {
 
@@ -14,8 +15,8 @@ namespace ferry {
 /// asked in a process of its own.
 class SettingsCheck {
 public:
-    /// `jars` are the product's own; they and the configuration outlive this object.
-    SettingsCheck(const std::filesystem::path &javaHome, const std::vector<std::string> &jars,
+    /// Installation and configuration outlive this object.
+    SettingsCheck(const std::filesystem::path &javaHome, const Installation &installation,
                   const Configuration &configuration);
 
     /// Adds what is wrong with the file's properties. False when nobody could be asked.
@@ -33,7 +34,7 @@ private:
                                    const std::string &input) const;
 
     std::filesystem::path program_;
-    const Paths &jars_;
+    const Installation &installation_;
     const Configuration &configuration_;
 };
 

@@ -13,6 +13,7 @@ trap 'rm -rf "$work"' EXIT
 "$work/prefix/bin/ferry" --version
 "$work/prefix/bin/ferry" new adapter Gauge "$work/gauge" >/dev/null
 test -x "$work/gauge/build.sh"
-for jar in qdds ferrion-adapter ferrion-kit ferrion-relay ferrion-adapter-file ferrion-adapter-sql; do
-    test -f "$work/prefix/share/ferryjni/java/$jar.jar"
+for jar in java/{qdds,ferrion-adapter,ferrion-kit,ferrion-relay} \
+    adapters/com.qel.ferrion.adapters.{file.FileAdapter/ferrion-adapter-file,sql.SqlAdapter/ferrion-adapter-sql}; do
+    test -f "$work/prefix/share/ferryjni/$jar.jar"
 done

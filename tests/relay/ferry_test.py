@@ -90,7 +90,9 @@ class Probe implements Adapter {
                 + (Thread.currentThread().getContextClassLoader() == own ? ", context" : "")
                 + (own.getResource("Library.class").toString().contains(Library.VERSION())
                         ? ", resource" : "")
-                + (Adapter.class.getClassLoader() == own ? ", own API" : ""));
+                + (Adapter.class.getClassLoader() == own ? ", own API" : "")
+                + (own.getResource("org/apache/commons/csv/CSVFormat.class") == null
+                        ? "" : ", a library of another adapter"));
     }
     public Connection createConnection(String first, String second, StreamReaderListener output,
             StreamReaderListener input, Properties properties) {
@@ -107,8 +109,10 @@ LIBRARY = 'class Library { static String VERSION() { return "%s"; } }'
 ISOLATED = """
 adapters:
   {adapters}
+  files: {{class: com.qel.ferrion.adapters.file.FileAdapter}}
 connections:
   c1: {{adapter: one}}
+  c3: {{adapter: files, properties: {{directory: .}}}}
   c2: {{adapter: two}}
 """
 
@@ -319,7 +323,7 @@ class FerryTest(Ferry):
                  f"adapter 'one' error: create: there is no class No in its class path {home}/v1"),
                 ("{class: Library, class_path: [v1]}", "class Library in its class path "
                  f"{home}/v1 is no com.qel.ferrion.adapter.Adapter"),
-                ("{class: com.qel.ferrion.adapters.file.FileAdapter, class_path: [v1]}",
+                ("{class: com.qel.ferrion.relay.IsolatedAdapter, class_path: [v1]}",
                  f"is not in its class path {home}/v1 but in ferry's"),
                 ("{class: Probe, class_path: [v1], properties: {fail: 1}}",
                  "java.lang.IllegalStateException: as told\n\tat one//Probe.<init>(Probe.java:")]:

@@ -74,7 +74,7 @@ protected:
         for (std::size_t i = configuration.connections.size(); i <= stream.connection; ++i) {
             const std::string name(1, static_cast<char>('a' + i));
             configuration.adapters.push_back(
-                {name, "", SCRIPTED_LIBRARY, "scripted_create", {{"name", name}}, {}});
+                {name, "", SCRIPTED_LIBRARY, "scripted_create", {{"name", name}}, {}, {}});
             configuration.connections.push_back({name, i, {name}, {}});
         }
         return stream;

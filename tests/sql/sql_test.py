@@ -26,14 +26,16 @@ CLASS_PATH = sys.argv[4]
 
 RELAY = """
 types: [{{idl: "struct Row {{ @key long long n; string text; }};"}}]
-adapters: {{sql: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}}}
+adapters:
+  sql: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}
+  same: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}  # one native library serves both
 connections:
   source: {{adapter: sql, properties: {{url: "jdbc:sqlite:source.db"}}}}
   cut:
     adapter: sql
     properties: {{url: "jdbc:postgresql://127.0.0.1:{cut}/postgres", user: tester}}
   server: {{adapter: sql, properties: {{url: "{url}", user: tester}}}}
-  sink: {{adapter: sql, properties: {{url: "jdbc:sqlite:sink.db"}}}}
+  sink: {{adapter: same, properties: {{url: "jdbc:sqlite:sink.db"}}}}
 sessions: {{a: {{period: 20ms}}, b: {{period: 20ms}}}}
 routes:
   in:

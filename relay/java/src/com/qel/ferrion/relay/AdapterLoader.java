@@ -22,7 +22,7 @@ final class AdapterLoader extends URLClassLoader {
         registerAsParallelCapable();
     }
 
-    /** @param name of the adapter: stands in stack traces before each of its classes */
+    /** @param name of the adapter, or null: stands in stack traces before each of its classes */
     AdapterLoader(String name, URL[] classPath) {
         super(name, classPath, ClassLoader.getSystemClassLoader());
     }

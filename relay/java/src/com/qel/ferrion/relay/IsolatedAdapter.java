@@ -13,6 +13,8 @@ import java.net.URL;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.Path;
 import java.util.Arrays;
+import java.util.HashMap;
+import java.util.Map;
 import java.util.Properties;
 
 /**
@@ -27,6 +29,12 @@ public final class IsolatedAdapter implements Adapter {
     /** Found by answer, for the next constructor. Only the thread that creates adapters is here. */
     private static Class<? extends Adapter> found;
 
+    /**
+     * Of adapters of the installation, by their classes: as many as use one share its loader,
+     * because a native library, such as a database driver's, can be loaded by one only.
+     */
+    private static final Map<String, ClassLoader> INSTALLED = new HashMap<>();
+
     private final ClassLoader loader;
     private final Adapter adapter;
     private boolean ended;
@@ -34,8 +42,8 @@ public final class IsolatedAdapter implements Adapter {
     /**
      * Finds an adapter's class.
      *
-     * @param question name of the adapter, name of the class and entries of the class path, with
-     *     zeros between
+     * @param question name of the adapter (empty for one of the installation), name of the class
+     *     and entries of the class path, with zeros between
      * @return why there is no such adapter; empty when there is
      */
     static byte[] answer(byte[] question) throws MalformedURLException {
@@ -45,8 +53,10 @@ public final class IsolatedAdapter implements Adapter {
         for (int i = 0; i < path.length; i++) {
             urls[i] = Path.of(path[i]).toUri().toURL();
         }
-        return find(parts[1], String.join(":", path), new AdapterLoader(parts[0], urls))
-                .getBytes(StandardCharsets.UTF_8);
+        ClassLoader loader = parts[0].isEmpty()
+                ? INSTALLED.computeIfAbsent(parts[1], name -> new AdapterLoader(null, urls))
+                : new AdapterLoader(parts[0], urls);
+        return find(parts[1], String.join(":", path), loader).getBytes(StandardCharsets.UTF_8);
     }
 
     private static String find(String name, String path, ClassLoader loader) {

@@ -10,9 +10,11 @@ import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.kit.AdapterSettings.Role;
 import com.qel.ferrion.kit.Settings;
+import com.qel.ferrion.kit.Watch;
 import java.io.UncheckedIOException;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.HashMap;
 import java.util.Map;
 import java.util.Properties;
@@ -24,6 +26,7 @@ import java.util.Properties;
 final class FileConnection implements DiscoveryConnection {
     private Settings settings;
     private final Path directory;
+    private final Duration period;
     private final Watch watch;
     private final FileDiscovery discovery;
     private final DiscoveryReader outputs;
@@ -38,8 +41,9 @@ final class FileConnection implements DiscoveryConnection {
         if (Files.exists(directory) && !Files.isDirectory(directory)) {
             throw new AdapterException(owner + ": " + directory + " is not a directory");
         }
+        period = Duration.ofMillis(settings.get(FileSettings.POLL));
         watch = new Watch("file-watch-" + (name == null ? directory.getFileName() : name),
-                 settings.get(FileSettings.POLL));
+                System.getLogger(FileConnection.class.getPackageName()), String::valueOf);
         outputs = new DiscoveryReader(outputListener);
         discovery = new FileDiscovery(directory, settings.get(FileSettings.TYPE_IDL),
                 settings.get(FileSettings.TYPE_NAME), inputListener);
@@ -62,8 +66,8 @@ final class FileConnection implements DiscoveryConnection {
                 .parse("reader of stream '" + streamInfo.getStreamName() + "'", properties);
         StreamFile place = new StreamFile(directory, streamInfo, ours);
         FileStreamReader reader = new FileStreamReader(place, listener, ours);
-        readers.put(reader, watch.start(reader::signalFirst, reader.follows() ? reader::signalNews
-                                                                              : null));
+        readers.put(reader, reader.follows() ? watch.every(period, reader::look)
+                                             : watch.once(reader::look));
         return reader;
     }
 
@@ -104,7 +108,7 @@ final class FileConnection implements DiscoveryConnection {
     @Override
     public synchronized StreamReader getInputStreamDiscoveryReader() {
         if (discovery.begin()) {
-            watch.start(null, discovery::look);
+            watch.every(period, discovery::look);
         }
         return discovery.reader();
     }
@@ -133,7 +137,7 @@ final class FileConnection implements DiscoveryConnection {
      * @throws UncheckedIOException the first failure to close a written file
      */
     synchronized void close() {
-        watch.stop();
+        watch.stop(() -> { });
         for (StreamReader reader : readers.keySet().toArray(new StreamReader[0])) {
             deleteStreamReader(reader);
         }

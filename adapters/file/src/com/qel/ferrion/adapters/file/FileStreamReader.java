@@ -40,6 +40,8 @@ final class FileStreamReader extends StreamReaderBase {
     private volatile boolean stopOnBadRow;
     private boolean stopped;
     private boolean mayHaveMore;
+    /** Used on the watching thread alone. */
+    private boolean looked;
 
     /**
      * Opens a file and, where it is there already, binds its header.
@@ -181,14 +183,10 @@ final class FileStreamReader extends StreamReaderBase {
         return follow;
     }
 
-    /** Called once by the watching thread when the host has the reader. */
-    void signalFirst() {
-        signal();
-    }
-
-    /** Called by the watching thread now and then. */
-    void signalNews() {
-        if (input.hasNews() || badRows.isDue()) {
+    /** Called by the watching thread, first when the host has the reader. */
+    void look() {
+        if (!looked || input.hasNews() || badRows.isDue()) {
+            looked = true;
             signal();
         }
     }

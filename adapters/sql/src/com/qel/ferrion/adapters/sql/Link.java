@@ -150,6 +150,12 @@ final class Link {
         return (System.nanoTime() - start) / 1_000_000_000 + " s";
     }
 
+    /** A failure in one line. */
+    static String text(Throwable failure) {
+        return failure instanceof SQLException ? text((SQLException) failure)
+                                               : String.valueOf(failure);
+    }
+
     /** A failure in one line; of a batch the reason, not the values. */
     static String text(SQLException failure) {
         SQLException last = failure;

@@ -6,6 +6,7 @@ import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.DiscoveryConnectionBase;
 import com.qel.ferrion.kit.ReaderBase;
 import com.qel.ferrion.kit.Settings;
+import com.qel.ferrion.kit.Watch;
 import com.qel.ferrion.kit.WriterBase;
 
 /**
@@ -14,12 +15,14 @@ import com.qel.ferrion.kit.WriterBase;
  */
 final class SqlConnection extends DiscoveryConnectionBase {
     private final Database database;
+    /** The watching thread's own way to the database. */
+    private final Link look;
     private final Watch watch;
 
     SqlConnection(String name, Settings settings) throws AdapterException {
         database = new Database(settings);
-        watch = new Watch("sql-watch-" + (name == null ? "" : name),
-                new Link(database, Database.Use.READ, settings.owner()));
+        look = new Link(database, Database.Use.READ, settings.owner());
+        watch = new Watch("sql-watch-" + (name == null ? "" : name), Link.LOG, Link::text);
     }
 
     @Override
@@ -27,7 +30,7 @@ final class SqlConnection extends DiscoveryConnectionBase {
         if (settings().get(SqlDiscovery.DISCOVER)) {
             SqlDiscovery discovery = new SqlDiscovery(database, getInputStreamDiscoveryReader(),
                     getOutputStreamDiscoveryReader());
-            watch.start(discovery::look, settings().get(SqlDiscovery.PERIOD));
+            watch.every(settings().get(SqlDiscovery.PERIOD), () -> discovery.look(look));
         }
     }
 
@@ -41,8 +44,8 @@ final class SqlConnection extends DiscoveryConnectionBase {
 
     @Override
     protected ReaderBase openReader(Stream stream) throws AdapterException {
-        SqlStreamReader reader = new SqlStreamReader(database, watch, stream, typeOf(stream));
-        reader.start();
+        SqlStreamReader reader = new SqlStreamReader(database, stream, typeOf(stream));
+        reader.start(watch, look);
         return reader;
     }
 
@@ -53,7 +56,9 @@ final class SqlConnection extends DiscoveryConnectionBase {
 
     @Override
     protected void release() {
-        watch.stop();
+        if (watch.stop(look::abort)) {
+            look.close();
+        }
     }
 
     @Override

@@ -8,6 +8,7 @@ import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.ReaderBase;
 import com.qel.ferrion.kit.Setting;
 import com.qel.ferrion.kit.Settings;
+import com.qel.ferrion.kit.Watch;
 import java.lang.System.Logger.Level;
 import java.nio.file.Path;
 import java.sql.Connection;
@@ -71,11 +72,12 @@ final class SqlStreamReader extends ReaderBase {
     private final TypeCode type;
     private final String name;
     private final Link link;
-    private final Watch watch;
     private final PositionFile file;
     private final Reports reports;
     private final List<DynamicData> pool = new ArrayList<>();
     private final SampleInfo info = new SampleInfo();
+    private Watch watch;
+    private Watch.Look look;
     private Watch.Task task;
     /** What follows is shared with the watching thread, which only reads it, but for due. */
     private volatile Query query;
@@ -95,11 +97,9 @@ final class SqlStreamReader extends ReaderBase {
      *
      * @throws AdapterException when a property is wrong, or the table does not go with the type
      */
-    SqlStreamReader(Database database, Watch watch, Stream stream, TypeCode type)
-            throws AdapterException {
+    SqlStreamReader(Database database, Stream stream, TypeCode type) throws AdapterException {
         super(stream);
         this.database = database;
-        this.watch = watch;
         this.type = type;
         Settings settings = stream.settings();
         this.owner = settings.owner();
@@ -142,9 +142,16 @@ final class SqlStreamReader extends ReaderBase {
         return query;
     }
 
-    /** Begins to look for rows; called when the host can have the reader. */
-    void start() {
-        task = watch.start(this::look, settings().get(POLL));
+    /**
+     * Begins to look for rows; called when the host can have the reader.
+     *
+     * @param by what looks
+     * @param through used by nothing else
+     */
+    void start(Watch by, Link through) {
+        watch = by;
+        look = () -> look(through);
+        task = watch.every(settings().get(POLL), look);
     }
 
     /** On the watching thread. A look that fails leaves it to a read to say so. */
@@ -179,7 +186,7 @@ final class SqlStreamReader extends ReaderBase {
         due = true;
         if (!updated.get(POLL).equals(settings().get(POLL))) {
             task.cancel();
-            task = watch.start(this::look, updated.get(POLL));
+            task = watch.every(updated.get(POLL), look);
         }
     }
 
