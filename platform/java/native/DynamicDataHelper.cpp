@@ -36,7 +36,7 @@ QDDS_NATIVE(jint, Java_com_qel_dds_dynamicdata_DynamicDataHelper_push, jlong tar
 }
 
 QDDS_NATIVE(jint, Java_com_qel_dds_dynamicdata_DynamicDataHelper_pull, jlong source, jlong type,
-            jbyteArray bytes)
+            jbyteArray bytes, jint room)
 {
     const auto *data = pointer<const DDS_DynamicData>(source);
     if (!isOfType(data, type)) {
@@ -45,7 +45,8 @@ QDDS_NATIVE(jint, Java_com_qel_dds_dynamicdata_DynamicDataHelper_pull, jlong sou
     size_t length = 0;
     const uint8_t *place = DDS_DynamicData_get_cdr(data, &length);
     static_assert(sizeof(jsize) <= sizeof length);
-    if (length <= static_cast<size_t>(env->GetArrayLength(bytes))) {
+    // To ask the VM for the room would cost as much as a tenth of the whole crossing.
+    if (length <= static_cast<size_t>(room)) {
         env->SetByteArrayRegion(bytes, 0, static_cast<jsize>(length),
                                 reinterpret_cast<const jbyte *>(place));
     }

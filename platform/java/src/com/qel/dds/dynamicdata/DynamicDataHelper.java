@@ -44,14 +44,14 @@ public final class DynamicDataHelper {
         requireBoth(data, address);
         SampleBuffer buffer = data.buffer;
         long type = buffer.root.type.get_native_typecode();
-        int size = pull(address, type, buffer.bytes);
+        int size = pull(address, type, buffer.bytes, buffer.bytes.length);
         if (size == OTHER_TYPE) {
             throw otherType(data, address);
         }
         boolean copied = size <= buffer.bytes.length;
         buffer.replace(size);
         if (!copied) {
-            pull(address, type, buffer.bytes);
+            pull(address, type, buffer.bytes, buffer.bytes.length);
         }
     }
 
@@ -73,9 +73,10 @@ public final class DynamicDataHelper {
     private static native int push(long address, long type, byte[] bytes, int size);
 
     /**
-     * Copies the bytes of a native sample, if they fit. Returns their number, or OTHER_TYPE.
+     * Copies the bytes of a native sample, if they fit into the room, which is the array's.
+     * Returns their number, or OTHER_TYPE.
      */
-    private static native int pull(long address, long type, byte[] bytes);
+    private static native int pull(long address, long type, byte[] bytes, int room);
 
     private static native long typeOf(long address);
 }
