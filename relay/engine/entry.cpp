@@ -105,8 +105,9 @@ int runRelay(const RelayRequest &request)
     JavaStart java;
     java.bridge = request.bridge;
     java.classPath = classPathEntries(request.jars, configuration.java);
-    java.options = javaOptions(java.classPath, configuration.java, request.vmVersion,
-                               crashDirectory(configuration), request.debugging);
+    java.options =
+        javaOptions(java.classPath, configuration.java, request.vmVersion,
+                    crashDirectory(configuration), request.debugging, request.classArchive);
     if (request.debugging.port != 0) {
         java.debuggers = debuggerAddress(request.debugging.port);
     }

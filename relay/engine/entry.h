@@ -30,6 +30,8 @@ struct RelayRequest {
     std::filesystem::path bridge;
     /// Feature release of the VM whose library was loaded; 0 when none was.
     int vmVersion = 0;
+    /// Where that VM's archive of the product's classes is, if there is one.
+    std::filesystem::path classArchive;
     JavaDebugging debugging;
 };
 

@@ -30,7 +30,8 @@ std::vector<std::string> classPathEntries(const std::vector<std::string> &produc
 std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
                                      const JavaSettings &settings, int vmVersion,
                                      const std::filesystem::path &errorDirectory,
-                                     const JavaDebugging &debugging)
+                                     const JavaDebugging &debugging,
+                                     const std::filesystem::path &classArchive)
 {
     // As an option of its own the class path is exactly this: an empty one, or one made of few
     // entries elsewhere, would let the environment's CLASSPATH or the current directory in.
@@ -61,6 +62,13 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
               {"-XX:ErrorFile="});
     if (vmVersion >= nativeAccessVersion) {
         unlessSet("--enable-native-access=ALL-UNNAMED", {"--enable-native-access"});
+    }
+    std::error_code error;
+    if (std::filesystem::exists(classArchive, error) &&
+        !userSets(settings, {"-Xshare:", "-XX:SharedArchiveFile", "-XX:ArchiveClassesAtExit"})) {
+        // One that does not fit is of no use and does no harm: nobody needs to read about it.
+        options.insert(options.end(), {"-XX:SharedArchiveFile=" + classArchive.string(),
+                                       "-Xlog:cds=off,cds+dynamic=off"});
     }
     if (debugging.port != 0) {
         // Quiet: what the agent would say goes to standard output, among the results.

@@ -34,11 +34,13 @@ std::vector<std::string> classPathEntries(const std::vector<std::string> &produc
  *
  * @param vmVersion      feature release of the VM (17, 21, ...).
  * @param errorDirectory where the VM writes its report when it crashes.
+ * @param classArchive   used when it is there.
  */
 std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
                                      const JavaSettings &settings, int vmVersion,
                                      const std::filesystem::path &errorDirectory,
-                                     const JavaDebugging &debugging = {});
+                                     const JavaDebugging &debugging = {},
+                                     const std::filesystem::path &classArchive = {});
 
 } // namespace ferry
 

@@ -130,11 +130,12 @@ Properties properties(const std::vector<std::string> &settings)
 
 Verb verbOf(const CLI::App &app)
 {
-    return app.got_subcommand("run")     ? Verb::run
-           : app.got_subcommand("check") ? Verb::check
-           : app.got_subcommand("list")  ? Verb::list
-           : app.got_subcommand("new")   ? Verb::create
-                                         : Verb::doctor;
+    return app.got_subcommand("run")       ? Verb::run
+           : app.got_subcommand("check")   ? Verb::check
+           : app.got_subcommand("list")    ? Verb::list
+           : app.got_subcommand("new")     ? Verb::create
+           : app.got_subcommand("archive") ? Verb::archive
+                                           : Verb::doctor;
 }
 
 /// A flag's own text, because the library takes the values of flags for whole numbers.
@@ -177,6 +178,9 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
     ListTexts list;
     addList(app, line, list);
     addNew(app, line);
+    CLI::App *archive = app.add_subcommand(
+        "archive", "Keep what the Java VM makes of the installation's classes, for quicker starts");
+    archive->add_option("--java-home", line.javaHome, "Java installation to use");
     CLI::App *doctor = app.add_subcommand(
         "doctor", "Tell which Java VM, libraries and jars were found and what is missing");
     doctor->add_option("--java-home", line.javaHome, "Java installation to use");

@@ -11,7 +11,7 @@
 
 namespace ferry {
 
-enum class Verb { run, check, list, create, doctor };
+enum class Verb { run, check, list, create, archive, doctor };
 
 struct CommandLine {
     Verb verb = Verb::run;

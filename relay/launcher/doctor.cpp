@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "engine/exit_code.h"
+#include "launcher/class_archive.h"
 #include "launcher/installation.h"
 #include "launcher/version.h"
 
@@ -112,6 +113,20 @@ void lookAtJars(const Installation &installation, Findings &findings)
     }
 }
 
+/// Ferry works without; so it is none of the findings.
+void lookAtArchive(const VmSearch &search, const Installation &installation)
+{
+    if (search.chosen != nullptr) {
+        const std::filesystem::path archive = classArchive(installation, *search.chosen);
+        std::error_code error;
+        std::printf(std::filesystem::exists(archive, error)
+                        ? "      class archive: %s\n"
+                        : "      no class archive %s: \"ferry archive\" makes it, for quicker "
+                          "starts\n",
+                    archive.c_str());
+    }
+}
+
 } // namespace
 
 int runDoctor(const VmPlaces &places)
@@ -125,6 +140,7 @@ int runDoctor(const VmPlaces &places)
     lookAtLibraries(search, installation, findings);
     lookAtPlugins(installation, findings);
     lookAtJars(installation, findings);
+    lookAtArchive(search, installation);
     std::printf("%s\n", findings.all() ? "everything is there" : "something is missing (see FAIL)");
     return findings.all() ? exitOk : exitErrors;
 }

@@ -54,6 +54,7 @@ Installation findInstallation()
     installation.jarDirectory = root / "share" / "ferryjni" / "java";
     installation.adapterDirectory = root / "share" / "ferryjni" / "adapters";
     installation.templates = root / "share" / "ferryjni" / "templates";
+    installation.training = root / "share" / "ferryjni" / "training";
     installation.jars = jarsIn(installation.jarDirectory);
     return installation;
 }

@@ -17,6 +17,8 @@ struct Installation {
     std::filesystem::path adapterDirectory;
     /// Of projects that ferry can make.
     std::filesystem::path templates;
+    /// A relay that is run in order to learn which classes one needs.
+    std::filesystem::path training;
     /// Every jar that all adapters see, sorted: the product's own and those put beside them.
     std::vector<std::string> jars;
 

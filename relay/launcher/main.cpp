@@ -12,6 +12,7 @@
 #include "engine/exit_code.h"
 #include "engine/signals.h"
 #include "ferryjni/log.h"
+#include "launcher/class_archive.h"
 #include "launcher/command_line.h"
 #include "launcher/doctor.h"
 #include "launcher/installation.h"
@@ -167,6 +168,7 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
         }
         // An installation that does not say is taken for the oldest.
         request.vmVersion = std::max(vm->version, oldestVm);
+        request.classArchive = classArchive(installation, *vm);
         const SettingsCheck settings(vm->home, installation, *configuration);
         if (line.settings) {
             return printSettings(settings, line.settingsClass);
@@ -221,9 +223,10 @@ int main(int argc, char **argv)
         if (!line->javaHome.empty()) {
             places.commandLine = std::filesystem::absolute(line->javaHome);
         }
-        code = line->verb == Verb::doctor   ? runDoctor(places)
-               : line->verb == Verb::create ? makeAdapter(line->adapter, findInstallation())
-                                            : runRelay(*line, places);
+        code = line->verb == Verb::doctor    ? runDoctor(places)
+               : line->verb == Verb::create  ? makeAdapter(line->adapter, findInstallation())
+               : line->verb == Verb::archive ? makeClassArchive(findInstallation(), places)
+                                             : runRelay(*line, places);
     } catch (const std::exception &error) {
         std::fprintf(stderr, "ferry: %s\n", error.what());
         code = exitNoStart;

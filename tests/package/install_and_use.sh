@@ -17,3 +17,11 @@ for jar in java/{qdds,ferrion-adapter,ferrion-kit,ferrion-relay} \
     adapters/com.qel.ferrion.adapters.{file.FileAdapter/ferrion-adapter-file,sql.SqlAdapter/ferrion-adapter-sql}; do
     test -f "$work/prefix/share/ferryjni/$jar.jar"
 done
+"$work/prefix/bin/ferry" archive
+cat >"$work/list.yaml" <<'EOT'
+java: {options: ["-Xlog:class+load:file=loaded.txt"]}
+adapters: {files: {class: com.qel.ferrion.adapters.file.FileAdapter}}
+connections: {here: {adapter: files, properties: {directory: .}}}
+EOT
+"$work/prefix/bin/ferry" list streams "$work/list.yaml" --wait=0
+grep "FileAdapter .*shared objects file (top)" "$work/loaded.txt"
