@@ -17,7 +17,8 @@ const char *const settings =
     "<Discovery><ParticipantIndex>auto</ParticipantIndex>"
     "<Peers><Peer Address='127.0.0.1'/></Peers></Discovery>"
     "<Internal><WriteBatch>true</WriteBatch><SocketReceiveBufferSize max='4MB'/>"
-    "<SocketSendBufferSize min='default' max='4MB'/></Internal>";
+    "<SocketSendBufferSize min='default' max='4MB'/>"
+    "<Watermarks><WhcHighInit>500kB</WhcHighInit></Watermarks></Internal>";
 
 dds_entity_t checked(const char *what, dds_return_t entity)
 {
