@@ -144,10 +144,18 @@ public class ReadTest {
         for (int t : new int[] {0, 5, 0, 1, 0}) {
             assertEquals(t, rig.read(filled, false).get(0).getInt("t"));
         }
-        StreamReader stops = rig.reader("holes", ROW, "on_bad_row", "stop");
+        StreamReader stops = rig.reader("holes", ROW, "on_bad_row", "stop", "report", "1h",
+                "poll", "1h");
         assertEquals(0, rig.read(stops, false).size());
-        stops.update(Rig.properties("on_bad_row", "skip", "batch", "3"));
+        stops.update(Rig.properties("on_bad_row", "skip", "batch", "3", "poll", "10ms"));
         assertEquals(1, rig.read(stops, false).size());
+        assertEquals(1, rig.read(stops, false).size());
+        assertEquals(0, rig.read(stops, false).size());
+        rig.sql("INSERT INTO holes VALUES (6, 100)");
+        for (int i = 0; i < 500 && rig.read(stops, false).isEmpty(); i++) {
+            assertTrue("not looked for", i < 499);
+            Thread.sleep(10);
+        }
     }
 
     @Test
