@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <map>
 #include <thread>
 
 #include "harness.h"
@@ -171,15 +172,18 @@ int32_t QELOsapiThread_createKey(uint32_t *key, QELOsapiThreadTssFactory *) noex
     return 1;
 }
 
-static thread_local void *stored = nullptr;
+static thread_local std::map<uint32_t, void *> stored;
 
-int32_t QELOsapiThread_setTss(uint32_t, void *value) noexcept
+int32_t QELOsapiThread_setTss(uint32_t key, void *value) noexcept
 {
-    stored = storesFail ? stored : value;
-    return storesFail ? 0 : 1;
+    if (storesFail) {
+        return 0;
+    }
+    stored[key] = value;
+    return 1;
 }
 
-void *QELOsapiThread_getTss(uint32_t) noexcept
+void *QELOsapiThread_getTss(uint32_t key) noexcept
 {
-    return stored;
+    return stored[key];
 }
