@@ -1,6 +1,7 @@
 #include "engine/java_options.h"
 
 #include <algorithm>
+#include <cstdlib>
 
 namespace ferry {
 namespace {
@@ -15,6 +16,17 @@ bool userSets(const JavaSettings &settings, const std::vector<std::string> &pref
         return std::any_of(prefixes.begin(), prefixes.end(),
                            [&](const auto &prefix) { return option.rfind(prefix, 0) == 0; });
     });
+}
+
+/// Where Debian's own VMs look for native libraries of Java packages, such as a database driver's:
+/// a VM from elsewhere would not find them.
+std::string libraryPath()
+{
+    const char *const first = std::getenv("LD_LIBRARY_PATH");
+    std::string path = first == nullptr ? "" : std::string(first) + ":";
+    const std::string architecture = FERRY_LIBRARY_ARCHITECTURE;
+    return path + "/usr/java/packages/lib:/usr/lib/" + architecture + "/jni:/lib/" + architecture +
+           ":/usr/lib/" + architecture + ":/usr/lib/jni:/lib:/usr/lib";
 }
 
 } // namespace
@@ -55,6 +67,7 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
         const std::string option = std::string("-D") + name + "=";
         unlessSet(option + "UTF-8", {option});
     }
+    unlessSet("-Djava.library.path=" + libraryPath(), {"-Djava.library.path="});
     // What adapters log in Java stands beside our own lines: the time first, all in one line.
     const std::string logFormat = "-Djava.util.logging.SimpleFormatter.format=";
     unlessSet(logFormat + "%1$tFT%1$tT.%1$tL%1$tz %4$s %3$s: %5$s%6$s%n", {logFormat});

@@ -92,20 +92,25 @@ TEST(JavaOptions, AreFerrysUnlessTheUserHasSetThem)
     JavaSettings settings;
     settings.classPath = {"/u.jar"};
     const Texts path = classPathEntries({"/p.jar"}, settings);
+    setenv("LD_LIBRARY_PATH", "/mine", 1);
+    const std::string libraries =
+        "-Djava.library.path=/mine:/usr/java/packages/lib:/usr/lib/x86_64-linux-gnu/jni:"
+        "/lib/x86_64-linux-gnu:/usr/lib/x86_64-linux-gnu:/usr/lib/jni:/lib:/usr/lib";
     const std::string logFormat = "-Djava.util.logging.SimpleFormatter.format=%1$tFT%1$tT.%1$tL"
                                   "%1$tz %4$s %3$s: %5$s%6$s%n";
     EXPECT_EQ(javaOptions(path, settings, 17, "/crash"),
               (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Xmx512m", "-Dfile.encoding=UTF-8",
                      "-Dstdout.encoding=UTF-8", "-Dstderr.encoding=UTF-8",
-                     "-Dsun.stdout.encoding=UTF-8", "-Dsun.stderr.encoding=UTF-8", logFormat,
-                     "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
+                     "-Dsun.stdout.encoding=UTF-8", "-Dsun.stderr.encoding=UTF-8", libraries,
+                     logFormat, "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
     settings.options = {"-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1",
-                        "-XX:ErrorFile=/x"};
+                        "-Djava.library.path=/y", "-XX:ErrorFile=/x"};
     EXPECT_EQ(javaOptions(path, settings, 24, "/crash"),
               (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Dstdout.encoding=UTF-8",
                      "-Dstderr.encoding=UTF-8", "-Dsun.stdout.encoding=UTF-8",
                      "-Dsun.stderr.encoding=UTF-8", logFormat, "--enable-native-access=ALL-UNNAMED",
-                     "-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1", "-XX:ErrorFile=/x"}));
+                     "-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1",
+                     "-Djava.library.path=/y", "-XX:ErrorFile=/x"}));
 }
 
 } // namespace
