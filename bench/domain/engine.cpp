@@ -18,7 +18,8 @@ const char *const settings =
     "<Peers><Peer Address='127.0.0.1'/></Peers></Discovery>"
     "<Internal><WriteBatch>true</WriteBatch><SocketReceiveBufferSize max='4MB'/>"
     "<SocketSendBufferSize min='default' max='4MB'/>"
-    "<Watermarks><WhcHighInit>500kB</WhcHighInit></Watermarks></Internal>";
+    "<Watermarks><WhcLow>500kB</WhcLow><WhcHigh>1MB</WhcHigh><WhcHighInit>1MB</WhcHighInit>"
+    "</Watermarks></Internal>";
 
 dds_entity_t checked(const char *what, dds_return_t entity)
 {
@@ -200,6 +201,8 @@ int forward(const Options &options, const dds_topic_descriptor_t &type)
     const Domain in(options.domain);
     const Domain out(options.outDomain);
     const dds_entity_t writer = makeWriter(out, type);
+    // What it reads before its writer has a reader would be lost.
+    waitUntil([writer] { return hasReader(writer); });
     const Reader reader(in, type);
     for (;;) {
         dds_waitset_wait(reader.waitset, nullptr, 0, DDS_INFINITY);

@@ -148,13 +148,14 @@ std::string configuration(const DDS_ParticipantSettings &settings)
         xml += "<Peer Address=\"" + escape(peer) + "\"/>";
     }
     // The key hash in every message lets other implementations see instances go at once. Batching
-    // can only be asked for before a writer is made. How much a writer sends before it waits for
-    // acknowledgements begins at its highest: the engine raises it from 30 kB, but behind our
-    // writers not always, and then they stand still half of the time.
+    // can only be asked for before a writer is made. A writer that has to wait goes on when half of
+    // what it sent is acknowledged, not all: so it writes while readers still take. And it begins
+    // with its full room: the engine raises that from 30 kB, but behind our writers not always.
     xml += "</Peers></Discovery><Internal><GenerateKeyhash>true</GenerateKeyhash>"
            "<WriteBatch>true</WriteBatch><SocketReceiveBufferSize max=\"4MB\"/>"
            "<SocketSendBufferSize min=\"default\" max=\"4MB\"/>"
-           "<Watermarks><WhcHighInit>500kB</WhcHighInit></Watermarks></Internal>"
+           "<Watermarks><WhcLow>500kB</WhcLow><WhcHigh>1MB</WhcHigh><WhcHighInit>1MB</WhcHighInit>"
+           "</Watermarks></Internal>"
            "<SharedMemory><Enable>false</Enable></SharedMemory></Domain></CycloneDDS>";
     if (settings.xml != nullptr && settings.xml[0] != '\0') {
         xml += ",";
