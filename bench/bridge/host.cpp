@@ -195,12 +195,13 @@ Host::~Host()
     check(environment, "delete");
 }
 
-FERRYJNIStreamReader *Host::makeReader(int32_t batch, bool fresh)
+FERRYJNIStreamReader *Host::makeReader(int32_t batch, bool fresh, int32_t room)
 {
-    const Properties properties({{"batch", std::to_string(batch)},
-                                 {"fresh", fresh ? "true" : "false"},
-                                 {"content", content_},
-                                 {FERRYJNI_PROPERTY_INITIAL_SAMPLES, std::to_string(batch)}});
+    const Properties properties(
+        {{"batch", std::to_string(batch)},
+         {"fresh", fresh ? "true" : "false"},
+         {"content", content_},
+         {FERRYJNI_PROPERTY_INITIAL_SAMPLES, std::to_string(room == 0 ? batch : room)}});
     const QEL_FerrionStreamReaderListener listener = {nullptr,
                                                       [](QEL_FerrionStreamReader *, void *) {}};
     QEL_FerrionStreamReader *reader = operations().create_stream_reader(

@@ -71,8 +71,9 @@ public:
     Host(const Host &) = delete;
     Host &operator=(const Host &) = delete;
 
-    /// A reader that lends `batch` samples at each read, new objects each time when `fresh`.
-    FERRYJNIStreamReader *makeReader(int32_t batch, bool fresh = false);
+    /// A reader that lends `batch` samples at each read, new objects each time when `fresh`. Its
+    /// arrays have room for `room` of them at first, for all when that is 0.
+    FERRYJNIStreamReader *makeReader(int32_t batch, bool fresh = false, int32_t room = 0);
     FERRYJNIStreamWriter *makeWriter(int32_t batch);
     void remove(FERRYJNIStreamReader *reader);
     void remove(FERRYJNIStreamWriter *writer);

@@ -399,6 +399,46 @@ void sizes(const Options &options, const Vm &vm)
     }
 }
 
+/// A reader's life with one read, in nanoseconds of CPU.
+double lifeOf(Host &host, int32_t batch, int32_t room)
+{
+    const double begin = threadTime();
+    FERRYJNIStreamReader *reader = host.makeReader(batch, false, room);
+    void *last = nullptr;
+    if (host.readAndReturn(reader, &last) != batch) {
+        fail("a read of another size");
+    }
+    host.remove(reader);
+    return threadTime() - begin;
+}
+
+/// Readers whose arrays grow to twice their size in their one read, beside readers that have the
+/// room from the start and so do everything else as well.
+void growth(const Options &options, const Vm &vm)
+{
+    const Payload payload(options.payload);
+    Host host(vm, payload);
+    for (const int32_t batch : options.batches) {
+        std::vector<double> ratio;
+        std::vector<double> twins;
+        std::vector<double> whole;
+        for (int round = -options.rounds; round < options.rounds; ++round) {
+            const double before = lifeOf(host, batch, batch);
+            const double grown = lifeOf(host, batch, batch / 2);
+            const double behind = lifeOf(host, batch, batch);
+            if (round >= 0) {
+                ratio.push_back(2 * grown / (before + behind));
+                twins.push_back(before / behind);
+                whole.push_back((before + behind) / 2);
+            }
+        }
+        printf("{\"name\": \"growth\", \"batch\": %d, \"ratio\": %.4f, \"twins\": %.4f, "
+               "\"ns_per_sample\": %.1f}\n",
+               batch, median(ratio), median(twins), median(whole) / batch);
+        fflush(stdout);
+    }
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -420,7 +460,8 @@ int main(int argc, char **argv)
     const std::pair<const char *, void (*)(const Options &, const Vm &)> modes[] = {
         {"ratios", ratios}, {"instructions", instructions},
         {"memory", memory}, {"threads", threads},
-        {"sizes", sizes},   {"socket", socket}};
+        {"sizes", sizes},   {"growth", growth},
+        {"socket", socket}};
     for (const auto &mode : modes) {
         app.add_subcommand(mode.first)->fallthrough();
     }

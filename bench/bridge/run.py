@@ -146,6 +146,26 @@ class Bench:
                               "ns of CPU a sample, read and returned", drawn,
                               statistics.median(time for time, _ in rows[1000])))
 
+        self.growth()
+
+    def growth(self):
+        rows = {}
+        for _ in range(self.processes):
+            for each in self.run("growth", "--rounds", 5 if self.quick else 20, "--batch",
+                                 1000, 10000, 100000)[0]:
+                rows.setdefault(each["batch"], []).append(each)
+        print("\n| samples a read | arrays that grow to it / that begin so | the latter / itself "
+              "| a reader's life, ns a sample | void |\n|---|---|---|---|---|")
+        for batch, results in rows.items():
+            good = [r for r in results if abs(r["twins"] - 1) <= 0.05]
+            void = 2 * len(good) < len(results)
+            ratios = [r["ratio"] for r in (good or results)]
+            print(f"| {batch:,} | {report.spread(ratios, digits=3)} | "
+                  f"{report.spread([r['twins'] for r in results], digits=3)} | "
+                  f"{statistics.median(r['ns_per_sample'] for r in results):.0f} | "
+                  f"{len(results) - len(good)} of {len(results)}{', ALL VOID' if void else ''} |")
+            self.objects.append(report.entry("bridge growth", batch, "64", ratios, void))
+
     def start(self):
         times = {"bridge": [], "reference": []}
         for _ in range(5 if self.quick else 25):

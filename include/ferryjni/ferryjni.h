@@ -46,7 +46,9 @@ FERRYJNI_API FERRYJNIGlobal *FERRYJNIGlobal_new(const struct DDS_StringSeq *clas
                                                 int32_t destroyPolicy) FERRYJNI_NOEXCEPT;
 
 /** Releases the classes and, as the policy says, ends the VM, which waits for all non-daemon
- * threads. Not null. On a thread that is not attached nothing at all happens. */
+ * threads. Not null. On a thread that is not attached nothing at all happens. Threads that detach
+ * should have done so before: HotSpot counts one as gone a little before its detach is over, and
+ * when the VM ends in between, that call never returns. */
 FERRYJNI_API void FERRYJNIGlobal_destroy(FERRYJNIGlobal *global) FERRYJNI_NOEXCEPT;
 
 /** The calling thread's JNI environment, or null when it is not attached. Never attaches. */
