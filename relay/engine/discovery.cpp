@@ -143,15 +143,16 @@ void Discovery::announce(const AnnouncedStream &stream)
     describe(stream);
     compareRoutes(stream);
     for (std::size_t i = 0; i < configuration_.discovery.size(); ++i) {
-        apply(i, stream);
+        if (concerns(stream, configuration_.discovery[i])) {
+            apply(i, stream);
+        }
     }
 }
 
 void Discovery::gone(const AnnouncedStream &stream)
 {
     for (std::size_t i = 0; i < configuration_.discovery.size(); ++i) {
-        const DiscoverySettings &rule = configuration_.discovery[i];
-        if (rule.connection == stream.connection && rule.inputs == stream.input) {
+        if (concerns(stream, configuration_.discovery[i])) {
             dismiss({i, stream.name});
         }
     }

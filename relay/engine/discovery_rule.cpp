@@ -91,9 +91,14 @@ AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info, std::size_t c
     return stream;
 }
 
+bool concerns(const AnnouncedStream &stream, const DiscoverySettings &rule)
+{
+    return rule.connection == stream.connection && rule.inputs == stream.input;
+}
+
 bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream)
 {
-    if (rule.connection != stream.connection || rule.inputs != stream.input) {
+    if (!concerns(stream, rule)) {
         return false;
     }
     const StreamPatterns &allow = rule.allow;

@@ -31,6 +31,10 @@ struct AnnouncedStream {
 AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info, std::size_t connection,
                                 bool input);
 
+/// Whether the rule is about streams of this connection and direction: names are told apart by
+/// them.
+bool concerns(const AnnouncedStream &stream, const DiscoverySettings &rule);
+
 /// Whether the rule wants the stream: of its connection and direction, allowed and not denied. A
 /// stream of several partitions is allowed, or denied, for any of them.
 bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream);

@@ -122,6 +122,10 @@ TEST_F(DiscoveryTest, RoutesComeAndGoWithTheirStreams)
     script.announce("a", news);
     EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 107; }));
     EXPECT_FALSE(totals("r/s").gone);
+    script.streams["o"].source = [n = 0]() mutable { return n++ == 0 ? Read{{1}, ""} : Read{}; };
+    script.announce("a", {"o", "T", type("T")});
+    EXPECT_TRUE(waitFor([&] { return totals("r/o").written == 1; }));
+    // One of the same name elsewhere is another stream.
     script.announce("b", {"o", "T", type("T")}, false);
     EXPECT_TRUE(waitFor([&] { return totals("back/o").written > 100; }));
     script.announce("b", gone("o"), false);
@@ -135,8 +139,10 @@ TEST_F(DiscoveryTest, RoutesComeAndGoWithTheirStreams)
                  });
     EXPECT_EQ(calls, (Texts{"create_writer s.out", "create_reader s", "delete_reader s",
                             "delete_writer s.out", "create_writer s.out", "create_reader s",
-                            "create_writer o", "create_reader o.in", "delete_reader o.in",
-                            "delete_writer o", "delete_reader s", "delete_writer s.out"}));
+                            "create_writer o.out", "create_reader o", "create_writer o",
+                            "create_reader o.in", "delete_reader o.in", "delete_writer o",
+                            "delete_reader s", "delete_reader o", "delete_writer s.out",
+                            "delete_writer o.out"}));
 }
 
 TEST_F(DiscoveryTest, TakesTypesFromTheAnnouncementElseFromTheFile)
