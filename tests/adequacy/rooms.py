@@ -1,0 +1,32 @@
+"""The rooms of the tree: which sources belong to each, and which tests are to notice their faults.
+
+Tests are patterns over "PROGRAM TEST", as CTest runs them: those of `tests` are asked first, those of
+`slow` only by faults that the others let pass."""
+import collections
+
+Room = collections.namedtuple("Room", "sources tests slow least explained",
+                              defaults=((), 0.90, False))
+PARTNERS = r" interop\.Cyclone"
+FERRY = (r" relay\.Ferry$", r" relay\.Hostile$", r" file-adapter\.quickstart$")
+
+ROOMS = {
+    # 95 % killed, and each survivor and each branch that is not taken has its reason.
+    "bridge": Room(("jni", "support"), (r" bridge\.",), (), 0.95, True),
+    "core": Room(("platform/core",), ("^core_test ",), ("^dds_test ", r" bridge\.(Vm|Threads)\.")),
+    "types": Room(("platform/dds/src", "platform/dds/include"),
+                  ("^dds_test ", "^domain_test ", r" fuzz\.(cdr|idl)"), (r" java-units\.",)),
+    "domain": Room(("platform/dds/domain",),
+                   ("^domain_test ", r" fuzz\.cdr", "^domain_engine_test "),
+                   ("^dds_adapter_test ", PARTNERS)),
+    "binding": Room(("platform/java",), (r" java-units\.",),
+                    (r" fuzz\.(cdr|properties)", r" kit\.", r" file-adapter\.\w+Test$")),
+    "relay": Room(("relay/config", "relay/engine", "relay/launcher"),
+                  ("^relay_config_test ", r" fuzz\.relay", "^relay_engine_test ",
+                   "^relay_start_test "), FERRY),
+    "relay-java": Room(("relay/java",), (), FERRY),
+    "dds": Room(("adapters/dds",), ("^dds_adapter_test ",), (PARTNERS,)),
+    "file": Room(("adapters/file",), (r" file-adapter\.\w+Test$",), (r" fuzz\.file_rows", *FERRY[2:])),
+    "sql": Room(("adapters/sql",), (r" sql\.\w+Test$",), (r" sql\.Ferry$",)),
+    "api": Room(("java/ferrion-adapter",), (r" java-units\.",), (r" kit\.", r" bridge\.(Threads|Cases)")),
+    "kit": Room(("java/ferrion-kit",), (r" kit\.",), (r" file-adapter\.\w+Test$", r" sql\.\w+Test$")),
+}
