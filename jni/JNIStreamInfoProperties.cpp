@@ -111,7 +111,8 @@ FERRYJNIStreamInfo_createNativeProperties(const FERRYJNIGlobal *global, JNIEnv *
         return list;
     }
     // Names that come from a defaults list only are enumerated but not counted by size().
-    for (int32_t k = 0; k < size && hasMore(operation, global, env, names);) {
+    // A full array is no reason not to ask: the enumeration may have a failure to tell.
+    for (int32_t k = 0; hasMore(operation, global, env, names) && k < size;) {
         const ferryjni::LocalFrame pairFrame(env);
         auto *key =
             static_cast<jstring>(env->CallObjectMethod(names, global->enumerationNextElement));

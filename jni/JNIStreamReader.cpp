@@ -32,7 +32,9 @@ static_assert(offsetof(FERRYJNIStreamReader, streamInfoPool) == 80);
 static_assert(offsetof(FERRYJNIStreamReader, typeCode) == 88);
 static_assert(offsetof(FERRYJNIStreamReader, typeRepresentationKind) == 96);
 static_assert(offsetof(FERRYJNIStreamReader, isDiscovery) == 100);
-static_assert(sizeof(FERRYJNIStreamReader) == 104);
+static_assert(offsetof(FERRYJNIStreamReader, signalsComparing) == 104);
+static_assert(offsetof(FERRYJNIStreamReader, earlierReaders) == 112);
+static_assert(sizeof(FERRYJNIStreamReader) == 120);
 
 namespace {
 
@@ -181,6 +183,16 @@ FERRYJNIStreamReader *FERRYJNIStreamReader_new(FERRYJNISession *session,
 
 namespace ferryjni {
 
+void releaseEarlierReaders(FERRYJNIStreamReader *reader, JNIEnv *env) noexcept
+{
+    while (reader->earlierReaders != nullptr) {
+        FERRYJNIEarlierReader *earlier = reader->earlierReaders;
+        reader->earlierReaders = earlier->next;
+        FERRYJNICommon_deleteGlobalRef(env, &earlier->javaReader);
+        freeStructure(earlier);
+    }
+}
+
 void releaseReader(FERRYJNIStreamReader *reader, JNIEnv *env,
                    QEL_FerrionEnvironment *environment) noexcept
 {
@@ -188,6 +200,7 @@ void releaseReader(FERRYJNIStreamReader *reader, JNIEnv *env,
         FERRYJNIStreamReaderListener_retire(reader->listener, env);
     }
     FERRYJNICommon_deleteGlobalRef(env, &reader->javaReader);
+    releaseEarlierReaders(reader, env);
     if (reader->listener != nullptr) {
         FERRYJNIStreamReaderListener_delete(reader->listener, environment);
     }

@@ -10,6 +10,14 @@
 #include "qddsc/dynamic_data.h"
 #include "qddsc/sample_info.h"
 
+/// A Java reader that was bound before, kept while a signal may be comparing with it.
+struct FERRYJNIEarlierReader {
+    /// Global reference.
+    jobject javaReader;
+    /// Owned.
+    FERRYJNIEarlierReader *next;
+};
+
 struct FERRYJNIStreamReader : QEL_FerrionStreamReader {
     /// Global reference; read by signals on Java threads (ferryjni::boundReader).
     jobject javaReader;
@@ -36,21 +44,34 @@ struct FERRYJNIStreamReader : QEL_FerrionStreamReader {
     int32_t typeRepresentationKind;
     /// 1 for a discovery reader: read and return_loan go by this alone.
     int32_t isDiscovery;
+    /// Signals that are comparing their Java reader with a bound one at this moment.
+    int32_t signalsComparing;
+    /// Owned; discovery readers only, as no other is bound twice.
+    FERRYJNIEarlierReader *earlierReaders;
 };
 
 namespace ferryjni {
 
-/// The bound Java reader as other threads may see it; null before it is bound.
-inline jobject boundReader(FERRYJNIStreamReader *reader) noexcept
+/// Whether signals of a Java reader are for this reader: it is the bound one, or none is bound yet.
+/// Any thread. The count is raised before the reference is read, so that no reference is released
+/// in between.
+inline bool takesSignalsOf(FERRYJNIStreamReader *reader, JNIEnv *env, jobject javaReader) noexcept
 {
-    return __atomic_load_n(&reader->javaReader, __ATOMIC_ACQUIRE);
+    __atomic_add_fetch(&reader->signalsComparing, 1, __ATOMIC_SEQ_CST);
+    jobject bound = __atomic_load_n(&reader->javaReader, __ATOMIC_SEQ_CST);
+    const bool takes = bound == nullptr || env->IsSameObject(bound, javaReader) != JNI_FALSE;
+    __atomic_sub_fetch(&reader->signalsComparing, 1, __ATOMIC_SEQ_CST);
+    return takes;
 }
 
-/// Binds the Java reader (a global reference) for other threads to see.
+/// Binds the Java reader (a global reference) for signals to see.
 inline void bindReader(FERRYJNIStreamReader *reader, jobject javaReader) noexcept
 {
-    __atomic_store_n(&reader->javaReader, javaReader, __ATOMIC_RELEASE);
+    __atomic_store_n(&reader->javaReader, javaReader, __ATOMIC_SEQ_CST);
 }
+
+/// Releases the references of earlier bindings.
+void releaseEarlierReaders(FERRYJNIStreamReader *reader, JNIEnv *env) noexcept;
 
 inline FERRYJNIStreamReader *asReader(QEL_FerrionStreamReader *reader) noexcept
 {

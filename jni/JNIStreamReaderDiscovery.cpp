@@ -21,6 +21,27 @@ constexpr int32_t discoveryCapacity = 32;
 // Creation and binding share a log context.
 constexpr const char *newContext = "FERRYJNIStreamReaderDiscovery_new";
 
+/// Releases the reference of the binding before (null when there is none new) and those that had to
+/// stay. While a signal is comparing, which may have read any of them, all stay: until the host
+/// asks again, or with the record.
+void releaseEarlier(FERRYJNIStreamReader *reader, JNIEnv *env, jobject earlier) noexcept
+{
+    if (__atomic_load_n(&reader->signalsComparing, __ATOMIC_SEQ_CST) == 0) {
+        FERRYJNICommon_deleteGlobalRef(env, &earlier);
+        ferryjni::releaseEarlierReaders(reader, env);
+        return;
+    }
+    if (earlier == nullptr) {
+        return;
+    }
+    auto *kept = ferryjni::newStructure<FERRYJNIEarlierReader>("struct FERRYJNIEarlierReader");
+    // Where memory is short the reference stays for good, which is better than a signal's crash.
+    if (kept != nullptr) {
+        *kept = {earlier, reader->earlierReaders};
+        reader->earlierReaders = kept;
+    }
+}
+
 } // namespace
 
 FERRYJNIStreamReader *
@@ -80,6 +101,7 @@ bool FERRYJNIStreamReaderDiscovery_enable(FERRYJNIStreamReader *reader, jmethodI
     jobject earlier = reader->javaReader;
     if (earlier != nullptr && env->IsSameObject(earlier, javaReader) != JNI_FALSE) {
         // Hosts ask again and again: one reference is enough.
+        releaseEarlier(reader, env, nullptr);
         return true;
     }
     jobject reference =
@@ -88,7 +110,7 @@ bool FERRYJNIStreamReaderDiscovery_enable(FERRYJNIStreamReader *reader, jmethodI
         return false;
     }
     ferryjni::bindReader(reader, reference);
-    FERRYJNICommon_deleteGlobalRef(env, &earlier);
+    releaseEarlier(reader, env, earlier);
     return true;
 }
 

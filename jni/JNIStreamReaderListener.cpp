@@ -108,9 +108,8 @@ Java_com_qel_ferrion_adapter_internal_StreamReaderListenerImpl_QEL_1FerrionStrea
     if (reader == nullptr) {
         return;
     }
-    // Null while the Java reader is still being made: it may signal before the host has it.
-    jobject bound = ferryjni::boundReader(reader);
-    if (bound != nullptr && env->IsSameObject(bound, javaReader) == JNI_FALSE) {
+    // One that is still being made may signal before the host has it.
+    if (!ferryjni::takesSignalsOf(reader, env, javaReader)) {
         ferryjni::logFailure("FERRYJNIStreamReaderListener_on_data_available",
                              "error in stream reader");
         return;

@@ -142,23 +142,6 @@ TEST_F(Threads, AHundredThousandSamplesLeaveNoReferencesBehind)
     });
 }
 
-TEST_F(Threads, NoSignalGetsThroughOnceTheReaderIsDeleted)
-{
-    for (int round = 0; round < 50; ++round) {
-        Host host(global);
-        host.given("reader");
-        host.execute("! storm 2 0");
-        host.execute("! storm 2 0");
-        host.execute("> delete_reader");
-        act("signal 2 0");
-        act("reset");
-        const std::string said = transcript();
-        const std::string after = said.substr(said.rfind("\n<"));
-        EXPECT_EQ(after.find("signal to"), std::string::npos) << after;
-        host.deleteAll();
-    }
-}
-
 } // namespace
 
 // Stand in front of the middleware's own.

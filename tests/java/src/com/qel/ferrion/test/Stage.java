@@ -39,7 +39,7 @@ public final class Stage {
     /**
      * Does what a line says. "signal" and the numbers of a listener and a reader: signals the one
      * in the name of the other, on a Java thread, if both are there; "storm" does so again and
-     * again. "reset": forgets everything, names count from 1 again. Else a method and what it does
+     * again, "signal_here" on the calling thread. "reset": forgets everything, names count from 1 again. Else a method and what it does
      * from now on; nothing stands for the ordinary.
      */
     public static void act(String line) throws InterruptedException {
@@ -52,7 +52,7 @@ public final class Stage {
             STORM.clear();
             List.of(ACTIONS, NAMES, COUNTS).forEach(Map::clear);
             List.of(LISTENERS, READERS).forEach(List::clear);
-        } else if (words[0].equals("signal") || words[0].equals("storm")) {
+        } else if (words[0].startsWith("signal") || words[0].equals("storm")) {
             int from = Integer.parseInt(words[1]);
             int by = Integer.parseInt(words[2]);
             if (from >= LISTENERS.size() || by >= READERS.size()) {
@@ -60,6 +60,10 @@ public final class Stage {
             }
             StreamReaderListener listener = LISTENERS.get(from);
             StreamReader reader = READERS.get(by);
+            if (words[0].equals("signal_here")) {
+                listener.onDataAvailable(reader);
+                return;
+            }
             boolean storm = words[0].equals("storm");
             Thread thread = new Thread(() -> {
                 do {
