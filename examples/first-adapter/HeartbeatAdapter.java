@@ -44,7 +44,9 @@ public final class HeartbeatAdapter implements Adapter {
         public StreamReader createStreamReader(Session session, StreamInfo stream,
                 Properties properties, StreamReaderListener listener) {
             TypeCode type = (TypeCode) stream.getTypeInfo().getTypeRepresentation();
-            long beats = Long.parseLong(properties.getProperty("beats", "10"));
+            // Null where the configuration has none.
+            Properties given = properties != null ? properties : new Properties();
+            long beats = Long.parseLong(given.getProperty("beats", "10"));
             return new HeartbeatReader(type, beats, listener);
         }
 

@@ -54,6 +54,13 @@ public abstract class ConnectionBase implements Connection {
     /** Called when the connection is complete: the place to start threads and to announce. */
     protected void opened() throws Exception {}
 
+    /**
+     * Tries whether the connection can do its work, and leaves nothing behind. Called last in the
+     * creation when the host only checks its configuration; a throw is the creation's failure, upon
+     * which {@link #release} is called.
+     */
+    protected void probe() throws Exception {}
+
     /** Takes over new settings; a throw leaves the old ones. */
     protected void changed(Settings settings) throws Exception {}
 
@@ -69,17 +76,8 @@ public abstract class ConnectionBase implements Connection {
             StreamReaderListener inputs) throws Exception {
         guard = ours;
         declared = all;
-        try {
-            opened();
-        } catch (Throwable failure) {
-            // The host has no connection to delete.
-            try {
-                release();
-            } catch (Throwable second) {
-                failure.addSuppressed(second);
-            }
-            throw failure;
-        }
+        Check.complete(this::opened, this::release);
+        guard.probe(this::probe, this::release);
     }
 
     void end() {
@@ -110,7 +108,10 @@ public abstract class ConnectionBase implements Connection {
         Guard inner = guard.inner(owner);
         return inner.call("createStreamReader", () -> {
             inner.parse(declared, Role.READER, owner, properties);
-            return openReader(new Stream(stream, session, listener, inner));
+            ReaderBase reader = Objects.requireNonNull(
+                    openReader(new Stream(stream, session, listener, inner)));
+            inner.probe(reader::probe, reader::finish);
+            return reader;
         });
     }
 
@@ -126,7 +127,10 @@ public abstract class ConnectionBase implements Connection {
         Guard inner = guard.inner(owner);
         return inner.call("createStreamWriter", () -> {
             inner.parse(declared, Role.WRITER, owner, properties);
-            return openWriter(new Stream(stream, session, null, inner));
+            WriterBase writer = Objects.requireNonNull(
+                    openWriter(new Stream(stream, session, null, inner)));
+            inner.probe(writer::probe, writer::release);
+            return writer;
         });
     }
 

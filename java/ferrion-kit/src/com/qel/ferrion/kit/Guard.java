@@ -14,6 +14,7 @@ final class Guard {
     private final System.Logger log;
     private final String owner;
     private volatile Settings settings;
+    private boolean checks;
 
     /** A call that gives nothing back. */
     interface Step {
@@ -45,7 +46,15 @@ final class Guard {
     Settings parse(AdapterSettings declared, AdapterSettings.Role role, String part,
             Properties properties) throws SettingsException {
         settings = declared.of(role).parse(part, properties);
+        checks = Check.isOn(properties);
         return settings;
+    }
+
+    /** Runs the probe of what has been made, and the end when that throws, if the host only tries. */
+    void probe(Step probe, Step end) throws Exception {
+        if (checks) {
+            Check.complete(probe, end);
+        }
     }
 
     Settings settings() {
@@ -97,16 +106,22 @@ final class Guard {
     }
 
     /**
-     * Logs what came out of a call.
+     * Logs what came out of a call. Bad samples are the host's to count and to tell.
      *
      * @return it, if need be as the cause of the one checked exception that the host's calls have;
      *     what is not checked is thrown from here
      */
     AdapterException told(String name, Throwable thrown) {
+        if (thrown instanceof BadSamplesException) {
+            return (BadSamplesException) thrown;
+        }
         try {
             log.log(Level.ERROR, owner + ": " + name + " failed", thrown);
         } catch (RuntimeException | Error untold) {
             // The host hears of the failure all the same.
+        }
+        if (thrown instanceof OutOfMemoryError) {
+            return new OutOfHeapException(name, (OutOfMemoryError) thrown);
         }
         if (thrown instanceof RuntimeException) {
             throw (RuntimeException) thrown;

@@ -21,13 +21,23 @@ public abstract class ReaderBase extends StreamReaderBase {
 
     /**
      * Adds what there is, without waiting, as {@link
-     * com.qel.ferrion.adapter.StreamReader#read} says. An object of a wrong class, which would end
-     * the process, is taken out again and told as a failure.
+     * com.qel.ferrion.adapter.StreamReader#read} says. {@link BatchLimit} says how much. An object
+     * of a wrong class, which would end the process, is taken out again and told as a failure.
+     *
+     * @throws BadSamplesException for rows that had to be passed over, when everything good has
+     *     been added
      */
     protected abstract void fill(List<Object> samples, List<Object> infos) throws Exception;
 
     /** The host has done with what {@link #fill} added. */
     protected void returned(List<Object> samples, List<Object> infos) throws Exception {}
+
+    /**
+     * Tries whether a first read would succeed, and leaves nothing behind. Called last in the
+     * creation when the host only checks its configuration; a throw is the creation's failure, upon
+     * which {@link #release} is called.
+     */
+    protected void probe() throws Exception {}
 
     /** Takes over new settings; a throw leaves the old ones. */
     protected void changed(Settings settings) throws Exception {}
@@ -92,9 +102,12 @@ public abstract class ReaderBase extends StreamReaderBase {
     }
 
     final void end() {
-        guard.end("deleteStreamReader", () -> {
-            close();
-            release();
-        });
+        guard.end("deleteStreamReader", this::finish);
+    }
+
+    /** No signal comes any more, then nothing does. */
+    final void finish() throws Exception {
+        close();
+        release();
     }
 }

@@ -24,6 +24,13 @@ public abstract class WriterBase implements StreamWriter {
      */
     protected abstract int store(List<Object> samples, List<Object> infos) throws Exception;
 
+    /**
+     * Tries whether a first write would succeed, and leaves nothing behind. Called last in the
+     * creation when the host only checks its configuration; a throw is the creation's failure, upon
+     * which {@link #release} is called.
+     */
+    protected void probe() throws Exception {}
+
     /** Takes over new settings; a throw leaves the old ones. */
     protected void changed(Settings settings) throws Exception {}
 

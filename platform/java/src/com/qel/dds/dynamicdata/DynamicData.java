@@ -45,9 +45,22 @@ public final class DynamicData {
         return type;
     }
 
-    /** Sets every member back to its default; keeps the memory. */
+    /**
+     * Sets every member back to its default. Keeps the memory, unless it is much more than the
+     * content took.
+     */
     public void clear() {
         buffer.clear();
+    }
+
+    /** Gives back the memory that the content does not take. */
+    public void trim() {
+        buffer.trim();
+    }
+
+    /** @return bytes of the content: those of {@link #toCdr} */
+    public int size() {
+        return buffer.size;
     }
 
     /**

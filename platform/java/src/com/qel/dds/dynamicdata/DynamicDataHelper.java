@@ -44,13 +44,13 @@ public final class DynamicDataHelper {
         requireBoth(data, address);
         SampleBuffer buffer = data.buffer;
         long type = buffer.root.type.get_native_typecode();
-        int size = pull(address, type, buffer.bytes, buffer.bytes.length);
+        byte[] tried = buffer.bytes;
+        int size = pull(address, type, tried, tried.length);
         if (size == OTHER_TYPE) {
             throw otherType(data, address);
         }
-        boolean copied = size <= buffer.bytes.length;
         buffer.replace(size);
-        if (!copied) {
+        if (buffer.bytes != tried) {
             pull(address, type, buffer.bytes, buffer.bytes.length);
         }
     }

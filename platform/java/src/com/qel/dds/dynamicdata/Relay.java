@@ -7,9 +7,11 @@ import java.util.Arrays;
  * Moves what lies behind a value whose size changes. As CDR pads every value by its position, a
  * move that is no multiple of the greatest alignment changes the paddings: values are laid out one
  * by one at their new places until old and new position agree again; the rest moves in one go.
- * Belongs to one sample buffer and keeps its memory for the next time.
+ * Belongs to one sample buffer and keeps its memory for the next time, if that is not much.
  */
 final class Relay {
+    private static final int KEPT = 1 << 14;
+
     private final SampleBuffer buffer;
     /** What was laid out anew, while the buffer still holds the old bytes. */
     private byte[] scratch = new byte[64];
@@ -40,6 +42,9 @@ final class Relay {
         System.arraycopy(buffer.bytes, from, buffer.bytes, (int) to, rest);
         System.arraycopy(scratch, 0, buffer.bytes, newEnd, used);
         buffer.size = (int) to + rest;
+        if (scratch.length > KEPT) {
+            scratch = new byte[64];
+        }
     }
 
     private boolean agreed() {

@@ -12,6 +12,10 @@ final class SampleBuffer {
     /** Longest array that every VM can make. */
     private static final int MAX_SAMPLE = Integer.MAX_VALUE - 8;
     private static final int CURSORS = 4;
+    /** An array up to this length is kept whatever the sample holds. */
+    private static final int KEPT = 1 << 14;
+    /** A longer one is kept while the content it is used for takes this part of it. */
+    private static final int SPARSE = 4;
 
     final TypeLayout root;
     /** Never a longer array than {@link #limit}, except for what a default sample takes. */
@@ -19,6 +23,8 @@ final class SampleBuffer {
     int size;
     /** Most bytes the sample may take. */
     final int limit;
+    /** Length that the array begins with, and is never cut below. */
+    private final int initial;
     /** Starts of the root's members behind the first one of variable size; the first are known. */
     private final int[] index;
     private int indexed;
@@ -47,27 +53,55 @@ final class SampleBuffer {
         }
         long needed = root.defaultSize(0);
         requireRoom(needed);
-        bytes = new byte[(int) Math.min(needed + property.buffer_initial_size, limit)];
+        initial = (int) Math.min(needed + property.buffer_initial_size, limit);
+        bytes = allocate(initial);
         clear();
     }
 
     /** Sets everything to its default. */
     void clear() {
-        size = 0;
-        reserve(root.defaultSize(0));
-        size = (int) root.defaultSize(0);
+        replace((int) root.defaultSize(0));
         Defaults.write(bytes, root, 0, 1);
-        forgetPositions();
     }
 
     /** Makes place for {@code length} bytes that the caller fills; what was there may be lost. */
     void replace(int length) {
         if (length > bytes.length) {
             requireRoom(length);
-            bytes = new byte[grown(length)];
+            bytes = allocate(grown(length));
+        } else if (isSparse(Math.max(length, size))) {
+            bytes = new byte[Math.max(length, initial)];
         }
         size = length;
         forgetPositions();
+    }
+
+    /** Whether so much content leaves too much of the array unused. */
+    private boolean isSparse(int content) {
+        return bytes.length > KEPT && bytes.length > initial && bytes.length / SPARSE > content;
+    }
+
+    /** Cuts the array to what it holds. */
+    void trim() {
+        int least = Math.max(size, initial);
+        if (bytes.length > least) {
+            bytes = Arrays.copyOf(bytes, least);
+        }
+        relay = null;
+    }
+
+    private byte[] allocate(int length) {
+        try {
+            return new byte[length];
+        } catch (OutOfMemoryError full) {
+            throw outOfHeap(length);
+        }
+    }
+
+    private OutOfMemoryError outOfHeap(long length) {
+        return new OutOfMemoryError("a sample of " + root.type + " that needs " + length
+                + " bytes does not fit into what is left of the Java heap of "
+                + (Runtime.getRuntime().maxMemory() >> 20) + " MiB (the VM's option -Xmx)");
     }
 
     void copyFrom(SampleBuffer other) {
@@ -86,7 +120,9 @@ final class SampleBuffer {
     void reserve(long length) {
         requireRoom(length);
         if (length > bytes.length) {
-            bytes = Arrays.copyOf(bytes, grown(length));
+            byte[] longer = allocate(grown(length));
+            System.arraycopy(bytes, 0, longer, 0, size);
+            bytes = longer;
         }
     }
 

@@ -76,6 +76,31 @@ public class CrossingTest {
                 () -> new DynamicData(Peer.ALL, new DynamicDataProperty_t(0, least - 1)));
     }
 
+    /** More than the heap would hold if each sample kept the most that it ever took. */
+    @Test
+    public void aSampleKeepsWhatItsLastUsesTookAndNotMore() {
+        DynamicData given = new DynamicData(Peer.ALL, null);
+        DynamicData[] samples = new DynamicData[30];
+        try (Peer peer = new Peer(Peer.ALL)) {
+            for (int i = 0; i < samples.length; i++) {
+                samples[i] = new DynamicData(Peer.ALL, null);
+                for (int size : new int[] {10 << 20, 5, 40_000, 7, 5}) {
+                    given.setLength("blob", size);
+                    given.setInt("blob[" + (size - 1) + "]", i);
+                    DynamicDataHelper.push_to_nativeI(given, peer.address);
+                    DynamicDataHelper.pull_from_nativeI(samples[i], peer.address);
+                    assertEquals(given, samples[i]);
+                    assertEquals(given.toCdr().length, samples[i].size());
+                }
+            }
+            given.setString("last", "x");
+            given.trim();
+            given.setString("last", "longer than before");
+            samples[0].copyFrom(given);
+            assertEquals("longer than before", samples[0].getString("last"));
+        }
+    }
+
     /** Every field another value, so that none can stand for another. */
     @Test
     public void everyFieldOfASampleInfoCrosses() {

@@ -1,5 +1,6 @@
 package com.qel.ferrion.kit;
 
+import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
@@ -18,10 +19,12 @@ public final class Echo extends AdapterBase {
             Setting.text("fault", "which call fails").defaultTo("none").changeable();
     public static final AdapterSettings SETTINGS = AdapterSettings.none()
             .with(Role.CONNECTION, FAULT, Setting.text("fixed", "what stays"))
-            .with(Role.READER, Setting.integer("batch", 1, 10, "most samples of a read"));
+            .with(Role.READER, BatchLimit.SAMPLES, BatchLimit.BYTES);
 
     /** The samples written, or the host's own where the fault is to keep them. */
-    private static final List<Object> KEPT = new ArrayList<>();
+    private static final List<DynamicData> KEPT = new ArrayList<>();
+    /** Connections, readers and writers that have not been released. */
+    static int open;
     /** Keeps the thread that the fault "thread" leaves behind. */
     static final Semaphore LEFT = new Semaphore(0);
     /** Of the last connection. */
@@ -32,6 +35,7 @@ public final class Echo extends AdapterBase {
     public Echo(Properties properties) throws AdapterException {
         super(SETTINGS, new Version(1, 0, 0, 0), properties);
         KEPT.clear();
+        open = 0;
     }
 
     @Override
@@ -52,6 +56,7 @@ public final class Echo extends AdapterBase {
 
         @Override
         protected void opened() throws Exception {
+            open++;
             last = getInputStreamDiscoveryReader();
             pass("opened");
             for (int i = 0; i < 40; i++) {
@@ -73,7 +78,13 @@ public final class Echo extends AdapterBase {
         }
 
         @Override
+        protected void probe() throws Exception {
+            pass("probe");
+        }
+
+        @Override
         protected void release() throws Exception {
+            open--;
             pass("release");
         }
 
@@ -81,16 +92,32 @@ public final class Echo extends AdapterBase {
         protected ReaderBase openReader(Stream stream) throws Exception {
             pass("openReader");
             heard = stream.listener;
+            open++;
             return new ReaderBase(stream) {
                 @Override
                 protected void fill(List<Object> samples, List<Object> infos) throws Exception {
                     signal();
-                    samples.addAll(KEPT);
-                    KEPT.clear();
+                    BatchLimit limit = new BatchLimit(settings());
+                    while (!KEPT.isEmpty() && !limit.isReached()) {
+                        DynamicData next = KEPT.remove(0);
+                        samples.add(next);
+                        limit.add(next == null ? 0 : next.size());
+                    }
                     if (Link.this.settings().get(FAULT).equals("lend")) {
                         samples.add("no sample");
                     }
                     pass("fill");
+                    if (Link.this.settings().get(FAULT).equals("bad")) {
+                        throw new BadSamplesException("two rows", 2);
+                    }
+                    if (Link.this.settings().get(FAULT).equals("heap")) {
+                        throw new OutOfMemoryError("no room");
+                    }
+                }
+
+                @Override
+                protected void probe() throws Exception {
+                    pass("probeReader");
                 }
 
                 @Override
@@ -101,6 +128,7 @@ public final class Echo extends AdapterBase {
 
                 @Override
                 protected void release() throws Exception {
+                    open--;
                     if (Link.this.settings().get(FAULT).equals("thread")) {
                         new Thread(LEFT::acquireUninterruptibly, "left").start();
                     }
@@ -112,11 +140,12 @@ public final class Echo extends AdapterBase {
         @Override
         protected WriterBase openWriter(Stream stream) throws Exception {
             pass("openWriter");
+            open++;
             return new WriterBase(stream) {
                 @Override
                 protected int store(List<Object> samples, List<Object> infos) throws Exception {
                     if (Link.this.settings().get(FAULT).equals("keep")) {
-                        KEPT.addAll(samples);
+                        samples.forEach(sample -> KEPT.add((DynamicData) sample));
                     } else {
                         Sample.copies(samples, infos).forEach(sample -> KEPT.add(sample.data()));
                     }
@@ -125,7 +154,13 @@ public final class Echo extends AdapterBase {
                 }
 
                 @Override
+                protected void probe() throws Exception {
+                    pass("probeWriter");
+                }
+
+                @Override
                 protected void release() throws Exception {
+                    open--;
                     pass("releaseWriter");
                 }
             };

@@ -42,9 +42,9 @@ public class HarnessTest {
 
     /** Writes five samples in batches of two and reads them; "-" is a missing one. */
     private static String echo(TestHost.Link link) throws Exception {
-        TestHost.Reader reader = link.reader("s", TYPE, "batch", "5");
-        int written = link.writer("s", TYPE, "qel.ferrion.jni.max_samples_per_write", "2")
-                .write(points(5));
+        TestHost.Reader reader = link.reader("s", TYPE, Check.PROPERTY, "true");
+        int written = link.writer("s", TYPE, "qel.ferrion.jni.max_samples_per_write", "2",
+                Check.PROPERTY, "true").write(points(5));
         StringBuilder text = new StringBuilder(written + ":");
         for (Sample sample : reader.await(5, Duration.ofSeconds(5))) {
             text.append(sample.data() == null ? "-" : sample.data().getInt("id"));
@@ -81,6 +81,9 @@ public class HarnessTest {
         String[][] cases = {{"opened", ": createConnection"},
             {"openSession", ", session: createSession"},
             {"openReader", ", reader of stream 's': createStreamReader"},
+            {"probe", ": createConnection"},
+            {"probeReader", ", reader of stream 's': createStreamReader"},
+            {"probeWriter", ", writer of stream 's': createStreamWriter"},
             {"openWriter", ", writer of stream 's': createStreamWriter"},
             {"fill", ", reader of stream 's': read"},
             {"returned", ", reader of stream 's': returnLoan"},
@@ -93,7 +96,7 @@ public class HarnessTest {
             List<Throwable> thrown = new ArrayList<>();
             TestHost host = new TestHost(Echo.class);
             try {
-                echo(host.connect("c", "fault", one[0]));
+                echo(host.connect("c", "fault", one[0], Check.PROPERTY, "true"));
             } catch (Exception created) {
                 thrown.add(created);
             }
@@ -107,6 +110,7 @@ public class HarnessTest {
                 thrown.addAll(List.of(failures.getSuppressed()));
             }
             assertFalse(one[0], thrown.isEmpty());
+            assertEquals(one[0], 0, Echo.open);
             assertTrue(one[0], thrown.stream().allMatch(t -> t.toString().contains("as told")));
             assertEquals(connection + one[1] + " failed", logged.get(0).getMessage());
             assertEquals("as told", logged.get(0).getThrown().getMessage());
@@ -122,6 +126,54 @@ public class HarnessTest {
             TestHost.Reader reader = host.connect("c", "fault", "lend").reader("s", TYPE);
             assertEquals(1, reader.read().size());
             assertTrue(host.takeFailures().get(0).getMessage().contains("java.lang.String"));
+        }
+    }
+
+    @Test
+    public void aReadEndsWithTheSampleThatFillsIt() throws Exception {
+        String[][] cases = {{"2", "100", "2 2 1 "}, {"5", "8", "2 2 1 "}, {"9", "9", "3 2 "},
+            {"9", "1", "1 1 1 1 1 "}, {"5", "99", "5 "}};
+        for (String[] one : cases) {
+            try (TestHost host = new TestHost(Echo.class, (String[]) null)) {
+                TestHost.Link link = host.connect("c");
+                link.writer("s", TYPE).write(points(5));
+                TestHost.Reader reader = link.reader("s", TYPE, "batch", one[0]);
+                reader.update("batch_bytes", one[1]);
+                StringBuilder sizes = new StringBuilder();
+                for (int size = reader.read().size(); size > 0; size = reader.read().size()) {
+                    sizes.append(size).append(' ');
+                }
+                assertEquals(one[2], sizes.toString());
+            }
+        }
+    }
+
+    @Test
+    public void badSamplesAreTheHostsToTellAndAFullHeapIsToldInASentence() throws Exception {
+        try (TestHost host = new TestHost(Echo.class)) {
+            TestHost.Link link = host.connect("c", "fault", "bad");
+            TestHost.Reader reader = link.reader("s", TYPE);
+            reader.read();
+            assertEquals(2, ((BadSamplesException) host.takeFailures().get(0)).count());
+            assertEquals(List.of(), logged);
+            link.update("fault", "heap");
+            reader.read();
+            assertTrue(host.takeFailures().get(0).getMessage().contains("-Xmx"));
+        }
+    }
+
+    @Test
+    public void aPoolKeepsLittleOfWhatLargeSamplesTook() {
+        SamplePool pool = new SamplePool(TypeCode.fromIdl("struct T { string s; };", null));
+        String large = "x".repeat(10 << 20);
+        // Up and down, the large sample stands in every place: all of them do not fit in here.
+        for (int read = 0; read < 200; read++) {
+            int last = read < 100 ? read : 199 - read;
+            for (int i = 0; i <= last; i++) {
+                pool.get(i).clear();
+            }
+            pool.get(last).setString("s", large);
+            pool.returned();
         }
     }
 

@@ -153,6 +153,9 @@ public final class TestHost implements AutoCloseable {
 
     /** As the bridge gives them: null where there are none. */
     private static Properties of(String... pairs) {
+        if (pairs == null) {
+            return null;
+        }
         Properties properties = new Properties();
         for (int i = 0; i < pairs.length; i += 2) {
             properties.setProperty(pairs[i], pairs[i + 1]);

@@ -1,0 +1,31 @@
+package com.qel.ferrion.kit;
+
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+
+/**
+ * Thrown out of a read that had to pass over rows which are no samples of the stream's type. The
+ * good samples of the read are in its lists all the same. The host counts the rows by {@link
+ * #count}: report each row once, in the read that passed over it.
+ */
+public class BadSamplesException extends AdapterException {
+    private static final long serialVersionUID = 1L;
+
+    private final long count;
+
+    /**
+     * @param message for people: which rows, and what is wrong with them; some of many will do
+     * @param count of all rows that this report is about; at least 1
+     */
+    public BadSamplesException(String message, long count) {
+        super(message);
+        if (count < 1) {
+            throw new IllegalArgumentException("a report about " + count + " rows");
+        }
+        this.count = count;
+    }
+
+    /** @return how many rows were passed over; at least 1 */
+    public final long count() {
+        return count;
+    }
+}
