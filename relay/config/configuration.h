@@ -70,12 +70,17 @@ struct ConnectionSettings {
     Properties properties;
 };
 
+/// With as many bytes of samples a batch is full, however few they are.
+constexpr std::uint64_t defaultBatchBytes = 8U << 20;
+
 struct SessionSettings {
     std::string name;
     std::chrono::milliseconds period{100};
     /// Samples per write of outputs that do not say otherwise; 0 when the file does not say.
     std::int32_t batch = 0;
     Properties properties;
+    /// Bytes per write of outputs that do not say otherwise.
+    std::uint64_t batchBytes = defaultBatchBytes;
 };
 
 struct StreamSettings {
@@ -86,6 +91,8 @@ struct StreamSettings {
     Properties properties;
     /// Outputs only: the most samples of one write call.
     std::int32_t maxSamplesPerWrite = 0;
+    /// Outputs only: the bytes of samples with which a write call is full.
+    std::uint64_t batchBytes = defaultBatchBytes;
 };
 
 enum class OnError { carryOn, stop };

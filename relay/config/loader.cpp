@@ -13,6 +13,8 @@ namespace {
 /// The bridge's own default, which the relay has to know to cut its writes as the bridge would.
 constexpr std::int32_t defaultSamplesPerWrite = 1024;
 constexpr long maxSamplesPerWrite = 1'000'000;
+/// No sample is larger.
+constexpr long maxBatchBytes = 2'147'483'647;
 
 } // namespace
 
@@ -141,7 +143,8 @@ void Loader::readSessions(const YAML::Node &node)
 void Loader::readSessionSettings(const NamedNode &entry)
 {
     const std::string path = "sessions." + entry.name;
-    const Section section(diagnostics_, entry.value, path, {"period", "batch", "properties"});
+    const Section section(diagnostics_, entry.value, path,
+                          {"period", "batch", "batch_bytes", "properties"});
     SessionSettings session;
     session.name = entry.name;
     if (const auto text = section.text("period")) {
@@ -155,18 +158,28 @@ void Loader::readSessionSettings(const NamedNode &entry)
                                  *text + "\"");
         }
     }
-    if (const auto text = section.text("batch")) {
-        if (const auto batch = parseWhole(*text, 1, maxSamplesPerWrite)) {
-            session.batch = static_cast<std::int32_t>(*batch);
-        } else {
-            diagnostics_.add(placeOf(section.find("batch")),
-                             path + ".batch must be a whole number from 1 to 1000000, not \"" +
-                                 *text + "\"");
-        }
-    }
+    session.batch = static_cast<std::int32_t>(readWhole(section, "batch", maxSamplesPerWrite, 0));
+    session.batchBytes = static_cast<std::uint64_t>(
+        readWhole(section, "batch_bytes", maxBatchBytes, static_cast<long>(defaultBatchBytes)));
     std::map<std::string, Place> places;
     session.properties = section.properties(configuration_.directory, places);
     configuration_.sessions.push_back(std::move(session));
+}
+
+/// A number of at least 1; `otherwise` where there is none, or a wrong one.
+long Loader::readWhole(const Section &section, const char *key, long high, long otherwise)
+{
+    const auto text = section.text(key);
+    if (!text) {
+        return otherwise;
+    }
+    const auto number = parseWhole(*text, 1, high);
+    if (!number) {
+        diagnostics_.add(placeOf(section.find(key)),
+                         section.pathOf(key) + " must be a whole number from 1 to " +
+                             std::to_string(high) + ", not \"" + *text + "\"");
+    }
+    return number.value_or(otherwise);
 }
 
 void Loader::readRoute(const NamedNode &entry)
@@ -197,6 +210,7 @@ void Loader::readOutputs(const Section &section, RouteSettings &route)
         for (std::size_t i = 0; i < outputs.size(); ++i) {
             const std::string where = section.pathOf("outputs[") + std::to_string(i) + "]";
             StreamSettings output;
+            output.batchBytes = configuration_.sessions[route.session].batchBytes;
             readStream(outputs[i], where, "WRITER", output);
             readBatch(outputs[i], route, where, output);
             route.outputs.push_back(std::move(output));
@@ -264,7 +278,12 @@ Properties Loader::readProperties(const Section &section, const char *role, std:
 void Loader::readStream(const YAML::Node &node, const std::string &path, const char *role,
                         StreamSettings &stream)
 {
-    const Section section(diagnostics_, node, path, {"connection", "stream", "properties"});
+    std::vector<std::string> keys = {"connection", "stream", "properties"};
+    const bool output = std::string(role) == "WRITER";
+    if (output) {
+        keys.emplace_back("batch_bytes");
+    }
+    const Section section(diagnostics_, node, path, keys);
     if (const auto name = section.requiredJavaText("connection")) {
         stream.connection =
             reference(configuration_.connections, *name, "connection", section.pathOf("connection"),
@@ -272,6 +291,10 @@ void Loader::readStream(const YAML::Node &node, const std::string &path, const c
     }
     stream.stream = section.requiredJavaText("stream").value_or("");
     stream.properties = readProperties(section, role, stream.connection);
+    if (output) {
+        stream.batchBytes = static_cast<std::uint64_t>(
+            readWhole(section, "batch_bytes", maxBatchBytes, static_cast<long>(stream.batchBytes)));
+    }
 }
 
 /// The most samples of one write: the output's own property, else the session's batch (which is

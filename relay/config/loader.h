@@ -37,6 +37,7 @@ private:
     void readConnection(const NamedNode &entry);
     void readSessions(const YAML::Node &node);
     void readSessionSettings(const NamedNode &entry);
+    long readWhole(const Section &section, const char *key, long high, long otherwise);
     void readRoute(const NamedNode &entry);
     void readSession(const Section &section, RouteSettings &route);
     void readRouteType(const Section &section, RouteSettings &route);

@@ -53,6 +53,7 @@ void Loader::readOtherEnd(const NamedNode &entry, const Section &section, Discov
         readOutputs(section, rule.route);
         return;
     }
+    announced.batchBytes = configuration_.sessions[rule.route.session].batchBytes;
     readBatch(entry.value, rule.route, section.path(), announced);
     rule.route.outputs.push_back(announced);
     const YAML::Node input = section.require("input");

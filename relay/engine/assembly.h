@@ -137,7 +137,7 @@ private:
     class Stay {
     public:
         Stay(Assembly &assembly, const std::string &what, const Adapter &adapter)
-            : assembly_(assembly), call_(*assembly.call_.load())
+            : assembly_(assembly), call_(*assembly.call_.load()), adapter_(adapter.settings->name)
         {
             assembly_.setWhere(what);
             call_.guard.enter("call", nullptr, &adapter);
@@ -146,6 +146,9 @@ private:
         {
             call_.guard.leave();
             assembly_.setWhere("");
+            if (call_.environment.failed() && !call_.environment.explained()) {
+                call_.environment.explain(assembly_.host_.takeFailure(adapter_));
+            }
         }
         Stay(const Stay &) = delete;
         Stay &operator=(const Stay &) = delete;
@@ -158,6 +161,7 @@ private:
     private:
         Assembly &assembly_;
         Call &call_;
+        const std::string &adapter_;
     };
 
     void setWhere(const std::string &what);

@@ -11,7 +11,7 @@ bool Assembly::announcerFailed(Announcer &announcer)
         return false;
     }
     ++problems_;
-    if (announcer.filter.admit(environment().text(), Clock::now())) {
+    if (announcer.filter.admit(environment().cause(), Clock::now())) {
         std::string what = "discovery of " + announcer.label;
         const std::uint64_t more = announcer.filter.takeSuppressed();
         if (more > 0) {

@@ -7,7 +7,7 @@ namespace ferry {
 enum ExitCode : int {
     /// Everything done, or stopped by a signal in time.
     exitOk = 0,
-    /// It ran, but samples were lost or something failed.
+    /// It ran, but samples were lost or something failed, however it was stopped.
     exitErrors = 1,
     /// Bad command line or configuration.
     exitUsage = 2,

@@ -12,6 +12,7 @@ std::atomic<std::uint32_t> g_logMask{FERRYLOG_BIT_ERROR | FERRYLOG_BIT_WARNING};
 void CallEnvironment::fail(const std::string &text)
 {
     raw_.errorFlag = 1;
+    explained_ = true;
     std::snprintf(raw_.message, sizeof raw_.message, "%s", text.c_str());
 }
 

@@ -15,6 +15,17 @@
 
 namespace ferry {
 
+/// What the plug-ins' runtime knows of a failed call beyond the call's own environment.
+struct FailureDetails {
+    /// A sentence for people, in one line, in place of the environment's text; "" when there is
+    /// none.
+    std::string text;
+    /// What two failures of the same kind have in common; "" when that is their text.
+    std::string cause;
+    /// Samples that the adapter says it had to pass over.
+    std::uint64_t rejected = 0;
+};
+
 /// The environment of one call after another. Used by one thread at a time.
 class CallEnvironment {
 public:
@@ -22,6 +33,10 @@ public:
     QEL_FerrionEnvironment *fresh()
     {
         std::memset(&raw_, 0, sizeof raw_);
+        if (explained_) {
+            details_ = {};
+            explained_ = false;
+        }
         return &raw_;
     }
     bool failed() const
@@ -34,13 +49,38 @@ public:
     }
     const char *text() const
     {
+        if (!details_.text.empty()) {
+            return details_.text.c_str();
+        }
         return raw_.message[0] != '\0' ? raw_.message : "no reason given";
+    }
+    /// What tells one failure that repeats from another.
+    const char *cause() const
+    {
+        return details_.cause.empty() ? text() : details_.cause.c_str();
+    }
+    std::uint64_t rejected() const
+    {
+        return details_.rejected;
     }
     /// Records a failure that the host itself found.
     void fail(const std::string &text);
+    /// Whether nobody knows more of the failure: the host found it, or it was asked for.
+    bool explained() const
+    {
+        return explained_;
+    }
+    /// Adds to a failure what else is known of it.
+    void explain(FailureDetails details)
+    {
+        details_ = std::move(details);
+        explained_ = true;
+    }
 
 private:
     QEL_FerrionEnvironment raw_{};
+    FailureDetails details_;
+    bool explained_ = false;
 };
 
 /// A property list as the plug-in interface wants it. Plug-ins keep nothing of it.
@@ -144,6 +184,14 @@ public:
     virtual void detachThread() = 0;
     /// Ends what start made. Every plug-in is gone, every thread is detached.
     virtual void stop() = 0;
+    /// What else is known of the failure that the last call on this thread has reported. Asked
+    /// once, right after that call, which was one of the adapter `adapter`; what is not asked for
+    /// belongs to no later failure.
+    virtual FailureDetails takeFailure(const std::string &adapter)
+    {
+        static_cast<void>(adapter);
+        return {};
+    }
     /// What the threads of the plug-ins' runtime are doing, for people. Any thread, any time.
     virtual std::string threadDump()
     {

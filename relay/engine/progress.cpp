@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace ferry {
 namespace {
@@ -15,11 +16,12 @@ std::string totals(const RouteTotals &route)
 {
     std::string text = route.name + ": " + count(route.read, "read") + ", " +
                        count(route.written, "written") + ", " + count(route.errors, "errors");
-    if (route.lost > 0) {
-        text += ", " + count(route.lost, "lost");
-    }
-    if (route.unreadable > 0) {
-        text += ", " + count(route.unreadable, "unreadable");
+    const std::pair<std::uint64_t, const char *> rare[] = {{route.lost, "lost"},
+                                                           {route.unreadable, "unreadable"},
+                                                           {route.bad, "bad"},
+                                                           {route.ends, "ends"}};
+    for (const auto &[number, what] : rare) {
+        text += number > 0 ? ", " + count(number, what) : "";
     }
     return text;
 }
@@ -57,7 +59,7 @@ std::vector<std::string> summaryLines(const std::vector<RouteTotals> &routes)
 bool isClean(const std::vector<RouteTotals> &routes)
 {
     return std::all_of(routes.begin(), routes.end(), [](const RouteTotals &route) {
-        return route.lost == 0 && route.unreadable == 0 && route.errors == 0 && !route.failed;
+        return route.lost + route.unreadable + route.bad + route.errors == 0 && !route.failed;
     });
 }
 

@@ -1,10 +1,12 @@
-// Keeps an error that comes again and again from flooding the log. One thread.
+// Keeps errors that come again and again from flooding the log. One thread.
 #ifndef FERRY_ENGINE_REPEAT_FILTER_H
 #define FERRY_ENGINE_REPEAT_FILTER_H
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace ferry {
 
@@ -12,15 +14,21 @@ class RepeatFilter {
 public:
     using Clock = std::chrono::steady_clock;
 
-    /// Whether this text is to be logged now: a new one at once, a known one once in a while.
+    /// Whether this text is to be logged now: a new one at once, a known one once in a while. Of
+    /// texts that are new each time only a few are let through in that while.
     bool admit(const char *text, Clock::time_point now)
     {
-        if (last_ == text && now < nextAt_) {
+        known_.erase(std::remove_if(known_.begin(), known_.end(),
+                                    [now](const Known &known) { return known.until <= now; }),
+                     known_.end());
+        const bool repeated = std::any_of(known_.begin(), known_.end(), [text](const Known &known) {
+            return known.text == text;
+        });
+        if (repeated || known_.size() >= most) {
             ++suppressed_;
             return false;
         }
-        last_ = text;
-        nextAt_ = now + std::chrono::seconds(10);
+        known_.push_back({text, now + std::chrono::seconds(10)});
         return true;
     }
 
@@ -33,8 +41,13 @@ public:
     }
 
 private:
-    std::string last_;
-    Clock::time_point nextAt_;
+    struct Known {
+        std::string text;
+        Clock::time_point until;
+    };
+    static constexpr std::size_t most = 8;
+
+    std::vector<Known> known_;
     std::uint64_t suppressed_ = 0;
 };
 

@@ -46,6 +46,8 @@ void Roster::fold()
     others_.read += oldest.read;
     others_.written += oldest.written;
     others_.unreadable += oldest.unreadable;
+    others_.bad += oldest.bad;
+    others_.ends += oldest.ends;
     others_.errors += oldest.errors;
     others_.lost += oldest.lost;
     const bool first = others_.firstActivity == 0 || oldest.firstActivity < others_.firstActivity;

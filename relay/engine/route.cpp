@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/log.h"
+#include "qddsc/dynamic_data.h"
 
 namespace ferry {
 namespace {
@@ -17,11 +18,18 @@ std::int64_t nanoseconds(Clock::time_point time)
     return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
 }
 
+std::uint64_t bytesOf(const void *sample)
+{
+    std::size_t length = 0;
+    DDS_DynamicData_get_cdr(static_cast<const DDS_DynamicData *>(sample), &length);
+    return length;
+}
+
 } // namespace
 
-Route::Route(const RouteSettings &settings, std::chrono::milliseconds period,
+Route::Route(const RouteSettings &settings, std::chrono::milliseconds period, PluginHost &host,
              std::function<void()> wake)
-    : settings_(settings), period_(period), wake_(std::move(wake))
+    : settings_(settings), period_(period), host_(host), wake_(std::move(wake))
 {
     for (std::size_t i = 0; i < settings_.outputs.size(); ++i) {
         outputs_.push_back(std::make_unique<Output>());
@@ -63,27 +71,29 @@ Route::Outcome Route::step(CallGuard &guard)
     if (signalled_.exchange(false) && failuresInRow_ == 0) {
         lastActivity.store(nanoseconds(begin), std::memory_order_relaxed);
     }
-    bool readFailed = false;
-    const Loan lent = read(guard, readFailed);
-    const Loan loan = withoutGaps(lent);
-    samplesRead.add(static_cast<std::uint64_t>(loan.count));
-    const bool written = loan.count == 0 || writeAll(guard, loan);
-    returnLoan(guard, lent, readFailed);
+    Result taking = Result::good;
+    const Loan lent = read(guard, taking);
+    const Loan loan = measured(withoutGaps(lent, taking));
+    samplesRead.add(static_cast<std::uint64_t>(loan.count - loan.ends));
+    ends.add(static_cast<std::uint64_t>(loan.ends));
+    const Result giving = loan.count == 0 ? Result::good : writeAll(guard, loan);
+    returnLoan(guard, lent, taking);
     if (lent.count > 0) {
         if (firstActivity.load(std::memory_order_relaxed) == 0) {
             firstActivity.store(nanoseconds(begin), std::memory_order_relaxed);
         }
         lastActivity.store(nanoseconds(Clock::now()), std::memory_order_relaxed);
     }
-    const bool error = readFailed || !written;
+    const Result result = std::max(taking, giving);
+    const bool error = result == Result::failed;
     const Outcome outcome = error            ? Outcome::error
                             : lent.count > 0 ? Outcome::data
                                              : Outcome::empty;
-    if (error && settings_.onError == OnError::stop) {
+    if (result != Result::good && settings_.onError == OnError::stop) {
         setState(State::failed);
         logError("FERRYRoute_step", FERRY_LOG_TOPICROUTE_ROUTE_FAILURE_s, name().c_str());
     }
-    plan(outcome, lent.count > 0 && written);
+    plan(outcome, lent.count > 0 && giving != Result::failed);
     if (leaving_) {
         drained(lent.count > 0);
     }
@@ -117,6 +127,8 @@ RouteTotals Route::totals() const
     totals.read = samplesRead.get();
     totals.written = totals.read;
     totals.unreadable = unreadable.get();
+    totals.bad = bad.get();
+    totals.ends = ends.get();
     totals.errors = errors.get();
     for (const auto &output : outputs_) {
         totals.outputs.push_back({output->label, output->written.get(), output->lost.get()});
@@ -133,6 +145,8 @@ void Route::resume(const RouteTotals &totals)
 {
     samplesRead.add(totals.read);
     unreadable.add(totals.unreadable);
+    bad.add(totals.bad);
+    ends.add(totals.ends);
     errors.add(totals.errors);
     for (std::size_t i = 0; i < outputs_.size(); ++i) {
         outputs_[i]->written.add(totals.outputs[i].written);
@@ -163,19 +177,21 @@ void Route::drained(bool progress)
     }
 }
 
-Route::Loan Route::read(CallGuard &guard, bool &readFailed)
+Route::Loan Route::read(CallGuard &guard, Result &result)
 {
     Loan loan;
     guard.enter("read", input_.reader, this);
     input_.operations->read(input_.reader, &loan.samples, &loan.infos, &loan.count,
                             environment_.fresh());
     guard.leave();
-    if (!environment_.failed() && loan.count > 0 && loan.samples == nullptr) {
-        environment_.fail("a read gave a number of samples but no samples");
+    if (!environment_.failed() && (loan.count < 0 || (loan.count > 0 && loan.samples == nullptr))) {
+        environment_.fail("the adapter lends " + std::to_string(loan.count) + " samples" +
+                          (loan.count < 0 ? "" : " at no address"));
     }
     if (environment_.failed()) {
         failed(input_, input_.filter, "read");
-        readFailed = true;
+        bad.add(environment_.rejected());
+        result = Result::failed;
     }
     if (loan.samples == nullptr || loan.count < 0) {
         loan.count = 0;
@@ -185,10 +201,11 @@ Route::Loan Route::read(CallGuard &guard, bool &readFailed)
 
 /// The loan without its null samples; as it is when it has none. What a failed read brought along
 /// goes on to the outputs too: the adapter will take the loan's return for its acknowledgement.
-Route::Loan Route::withoutGaps(const Loan &loan)
+Route::Loan Route::withoutGaps(const Loan &loan, Result &result)
 {
     void **const end = loan.samples + loan.count;
-    if (std::find(loan.samples, end, nullptr) == end) {
+    void **const gap = std::find(loan.samples, end, nullptr);
+    if (gap == end) {
         return loan;
     }
     compactSamples_.clear();
@@ -201,70 +218,125 @@ Route::Loan Route::withoutGaps(const Loan &loan)
             }
         }
     }
-    unreadable.add(static_cast<std::uint64_t>(loan.count) - compactSamples_.size());
-    return {compactSamples_.data(), loan.infos == nullptr ? nullptr : compactInfos_.data(),
-            static_cast<std::int32_t>(compactSamples_.size())};
+    const auto left = static_cast<std::int32_t>(compactSamples_.size());
+    unreadable.add(static_cast<std::uint64_t>(loan.count - left));
+    tellGaps(loan, static_cast<std::int32_t>(gap - loan.samples), loan.count - left);
+    result = std::max(result, Result::flawed);
+    return {compactSamples_.data(), loan.infos == nullptr ? nullptr : compactInfos_.data(), left};
 }
 
-bool Route::writeAll(CallGuard &guard, const Loan &loan)
+/// `first` is the index of the first of the `missing` samples.
+void Route::tellGaps(const Loan &loan, std::int32_t first, std::int32_t missing)
+{
+    if (!input_.gaps.admit("", Clock::now())) {
+        return;
+    }
+    std::string text =
+        "sample " + std::to_string(first + 1) + " of the " + std::to_string(loan.count) +
+        " of this read is null, as the adapter lends it or after a failed conversion";
+    if (missing > 1) {
+        text += "; so are " + std::to_string(missing - 1) + " behind it";
+    }
+    logError("FERRYRoute_read", FERRY_LOG_ADAPTER_FAILURE_sss, input_.adapter->c_str(),
+             about("read", input_, input_.gaps).c_str(), text.c_str());
+}
+
+Route::Loan Route::measured(Loan loan)
+{
+    for (std::int32_t i = 0; i < loan.count; ++i) {
+        loan.bytes += bytesOf(loan.samples[i]);
+        loan.ends += loan.isEnd(i) ? 1 : 0;
+    }
+    return loan;
+}
+
+/// The part of a loan that goes into one write: from the sample `from` to the one that makes it as
+/// many samples, or as many bytes, as the output is to get at a time.
+Route::Loan Route::slice(const StreamSettings &output, const Loan &loan, std::int32_t from)
+{
+    const std::int32_t most = std::min(output.maxSamplesPerWrite, loan.count - from);
+    Loan slice{loan.samples + from, loan.infos == nullptr ? nullptr : loan.infos + from, most};
+    if (loan.bytes <= output.batchBytes && loan.ends == 0) {
+        return slice; // nothing to be found by looking at every sample
+    }
+    for (slice.count = 0; slice.count < most && slice.bytes < output.batchBytes; ++slice.count) {
+        slice.bytes += bytesOf(slice.samples[slice.count]);
+        slice.ends += slice.isEnd(slice.count) ? 1 : 0;
+    }
+    return slice;
+}
+
+Route::Result Route::writeAll(CallGuard &guard, const Loan &loan)
 {
     for (const auto &output : outputs_) {
         output->pending.store(static_cast<std::uint64_t>(loan.count), std::memory_order_relaxed);
     }
-    bool good = true;
+    Result worst = Result::good;
     for (const auto &output : outputs_) {
-        good = writeTo(guard, *output, loan) && good;
+        worst = std::max(worst, writeTo(guard, *output, loan));
     }
-    return good;
+    return worst;
 }
 
 /// Hands a loan to one output, slice by slice, so that a failure is one of a known batch.
-bool Route::writeTo(CallGuard &guard, Output &output, const Loan &loan)
+Route::Result Route::writeTo(CallGuard &guard, Output &output, const Loan &loan)
 {
-    bool good = true;
+    Result worst = Result::good;
     for (std::int32_t from = 0; from < loan.count;) {
-        const std::int32_t count = std::min(output.settings->maxSamplesPerWrite, loan.count - from);
-        const bool taken = writeSlice(guard, output, loan, from, count);
-        from += count;
+        const Loan part = slice(*output.settings, loan, from);
+        worst = std::max(worst, writeSlice(guard, output, part));
+        from += part.count;
         output.pending.store(static_cast<std::uint64_t>(loan.count - from),
                              std::memory_order_relaxed);
-        good = good && taken;
-        if (!taken && settings_.onError == OnError::stop) {
+        if (worst != Result::good && settings_.onError == OnError::stop) {
             output.lost.add(static_cast<std::uint64_t>(loan.count - from));
             output.pending.store(0, std::memory_order_relaxed);
             break;
         }
     }
-    return good;
+    return worst;
 }
 
-bool Route::writeSlice(CallGuard &guard, Output &output, const Loan &loan, std::int32_t from,
-                       std::int32_t count)
+Route::Result Route::writeSlice(CallGuard &guard, Output &output, const Loan &slice)
 {
     guard.enter("write", output.writer, this);
-    const std::int32_t said = output.operations->write(
-        output.writer, loan.samples + from, loan.infos == nullptr ? nullptr : loan.infos + from,
-        count, environment_.fresh());
+    const std::int32_t said = output.operations->write(output.writer, slice.samples, slice.infos,
+                                                       slice.count, environment_.fresh());
     guard.leave();
+    const bool possible = said >= 0 && said <= slice.count;
+    if (!possible && !environment_.failed()) {
+        environment_.fail("the adapter says that it has written " + std::to_string(said) +
+                          " of the " + std::to_string(slice.count) + " samples it was given");
+    }
     // A call may fail over some of its samples, or only have something to tell: what it says that
-    // it took is not lost.
-    const std::int32_t taken = std::clamp(said, 0, count);
-    output.written.add(static_cast<std::uint64_t>(taken));
-    output.lost.add(static_cast<std::uint64_t>(count - taken));
+    // it took is not lost. The ends among them are taken before what it left.
+    const std::int32_t taken = possible ? said : 0;
+    output.written.add(static_cast<std::uint64_t>(std::max(taken - slice.ends, 0)));
+    output.lost.add(static_cast<std::uint64_t>(slice.count - taken));
     if (environment_.failed()) {
         failed(output, output.filter, "write");
-        return taken == count;
+        return taken == slice.count ? Result::flawed : Result::failed;
     }
-    if (taken < count && output.filter.admit("not taken", Clock::now())) {
-        const std::string text = "write of " + output.label + " took " + std::to_string(taken) +
-                                 " of " + std::to_string(count) + " samples and no error";
-        logMessage(FERRYLOG_BIT_WARNING, "FERRYRoute_write", FERRY_LOG_ENTITY_ANY_ss,
-                   name().c_str(), text.c_str());
+    if (taken == slice.count) {
+        return Result::good;
     }
-    return true;
+    tellShortfall(output, taken, slice.count);
+    return Result::flawed;
 }
 
-void Route::returnLoan(CallGuard &guard, const Loan &loan, bool &readFailed)
+void Route::tellShortfall(Output &output, std::int32_t taken, std::int32_t given)
+{
+    if (!output.filter.admit("", Clock::now())) {
+        return;
+    }
+    const std::string text = about("write", output, output.filter) + ": took " +
+                             std::to_string(taken) + " of " + std::to_string(given) +
+                             " samples and no error";
+    logMessage(FERRYLOG_BIT_WARNING, "FERRYRoute_write", FERRY_LOG_ENTITY_ANY_ss, name().c_str(),
+               text.c_str());
+}
+
+void Route::returnLoan(CallGuard &guard, const Loan &loan, Result &result)
 {
     guard.enter("return_loan", input_.reader, this);
     input_.operations->return_loan(input_.reader, loan.samples, loan.infos, loan.count,
@@ -272,22 +344,32 @@ void Route::returnLoan(CallGuard &guard, const Loan &loan, bool &readFailed)
     guard.leave();
     if (environment_.failed()) {
         failed(input_, input_.filter, "return_loan");
-        readFailed = true;
+        result = Result::failed;
     }
 }
 
 void Route::failed(const Endpoint &endpoint, RepeatFilter &filter, const char *operation)
 {
     errors.add(1);
-    if (!filter.admit(environment_.text(), Clock::now())) {
-        return;
+    if (!environment_.explained()) {
+        environment_.explain(host_.takeFailure(*endpoint.adapter));
     }
+    if (filter.admit(environment_.cause(), Clock::now())) {
+        logAdapterFailure("FERRYRoute_step", *endpoint.adapter, about(operation, endpoint, filter),
+                          environment_);
+    }
+}
+
+/// What a line is about, with the number of those like it that the filter has held back.
+std::string Route::about(const char *operation, const Endpoint &endpoint,
+                         RepeatFilter &filter) const
+{
     std::string what = "route " + name() + ": " + operation + " of " + endpoint.label;
     const std::uint64_t more = filter.takeSuppressed();
     if (more > 0) {
         what += " (" + std::to_string(more) + " more failures since the last line)";
     }
-    logAdapterFailure("FERRYRoute_step", *endpoint.adapter, what, environment_);
+    return what;
 }
 
 std::string Route::describe(const CallGuard &guard) const

@@ -14,6 +14,7 @@
 
 #include "engine/plugin.h"
 #include "engine/repeat_filter.h"
+#include "qddsc/sample_info.h"
 
 namespace ferry {
 
@@ -50,16 +51,18 @@ struct Output : Endpoint {
     /// Samples of the present loan that have not been offered yet.
     std::atomic<std::uint64_t> pending{0};
     Counter written;
-    /// Of failed writes, and of writes that took fewer than they were given.
+    /// Of failed writes, and of writes that took fewer than they were given; with the ends of
+    /// instances among them.
     Counter lost;
 };
 
 struct Input : Endpoint {
     QEL_FerrionStreamReader *reader = nullptr;
     RepeatFilter filter;
+    RepeatFilter gaps;
 };
 
-/// What a route has done so far.
+/// What a route has done so far. Samples are those that carry data.
 struct RouteTotals {
     struct Output {
         std::string label;
@@ -71,7 +74,13 @@ struct RouteTotals {
     std::uint64_t read = 0;
     /// Samples that every output has.
     std::uint64_t written = 0;
+    /// Null samples of loans: the adapter or the conversion failed for that one.
     std::uint64_t unreadable = 0;
+    /// What the adapter says that its reads had to pass over.
+    std::uint64_t bad = 0;
+    /// Ends of instances, which carry no data.
+    std::uint64_t ends = 0;
+    /// Failed calls.
     std::uint64_t errors = 0;
     /// By all outputs together.
     std::uint64_t lost = 0;
@@ -90,7 +99,7 @@ public:
     enum class Outcome { empty, data, error };
 
     /// `wake` is called when the reader has data, on any thread.
-    Route(const RouteSettings &settings, std::chrono::milliseconds period,
+    Route(const RouteSettings &settings, std::chrono::milliseconds period, PluginHost &host,
           std::function<void()> wake);
 
     const RouteSettings &settings() const
@@ -170,10 +179,11 @@ public:
     /// Counts what is pending as lost: its thread has been given up.
     void loseLoan();
 
+    /// As in RouteTotals.
     Counter samplesRead;
-    /// Null samples of loans: the adapter or the conversion failed for that one.
     Counter unreadable;
-    /// Failed calls.
+    Counter bad;
+    Counter ends;
     Counter errors;
     /// Nanoseconds of Clock; 0 before the first samples.
     std::atomic<std::int64_t> firstActivity{0};
@@ -184,22 +194,39 @@ private:
         void **samples = nullptr;
         DDS_SampleInfo **infos = nullptr;
         std::int32_t count = 0;
+        /// Of its samples, those that are the end of an instance.
+        std::int32_t ends = 0;
+        /// Of its samples together.
+        std::uint64_t bytes = 0;
+
+        bool isEnd(std::int32_t index) const
+        {
+            return infos != nullptr && infos[index] != nullptr && infos[index]->valid_data == 0;
+        }
     };
+    /// How a call went, the worse the higher. What is flawed was no success, but the next call may
+    /// come at once.
+    enum class Result { good, flawed, failed };
 
     static void onDataAvailable(QEL_FerrionStreamReader *reader, void *self);
-    Loan read(CallGuard &guard, bool &failed);
-    Loan withoutGaps(const Loan &loan);
-    bool writeAll(CallGuard &guard, const Loan &loan);
-    bool writeTo(CallGuard &guard, Output &output, const Loan &loan);
-    bool writeSlice(CallGuard &guard, Output &output, const Loan &loan, std::int32_t from,
-                    std::int32_t count);
-    void returnLoan(CallGuard &guard, const Loan &loan, bool &failed);
+    Loan read(CallGuard &guard, Result &result);
+    Loan withoutGaps(const Loan &loan, Result &result);
+    void tellGaps(const Loan &loan, std::int32_t first, std::int32_t missing);
+    static Loan measured(Loan loan);
+    static Loan slice(const StreamSettings &output, const Loan &loan, std::int32_t from);
+    Result writeAll(CallGuard &guard, const Loan &loan);
+    Result writeTo(CallGuard &guard, Output &output, const Loan &loan);
+    Result writeSlice(CallGuard &guard, Output &output, const Loan &slice);
+    void tellShortfall(Output &output, std::int32_t taken, std::int32_t given);
+    void returnLoan(CallGuard &guard, const Loan &loan, Result &result);
     void failed(const Endpoint &endpoint, RepeatFilter &filter, const char *operation);
+    std::string about(const char *operation, const Endpoint &endpoint, RepeatFilter &filter) const;
     void plan(Outcome outcome, bool progress);
     void drained(bool progress);
 
     const RouteSettings settings_;
     const std::chrono::milliseconds period_;
+    PluginHost &host_;
     const std::function<void()> wake_;
     Input input_;
     std::vector<std::unique_ptr<Output>> outputs_;

@@ -192,7 +192,7 @@ void Session::wait()
 std::unique_ptr<Route> makeRoute(const Configuration &configuration, const RouteSettings &settings,
                                  Session &session)
 {
-    auto route = std::make_unique<Route>(settings, session.settings().period,
+    auto route = std::make_unique<Route>(settings, session.settings().period, session.host(),
                                          [&session] { session.wake(); });
     const auto name = [&](Endpoint &end, const StreamSettings &stream) {
         end.label = configuration.connections[stream.connection].name + "/" + stream.stream;

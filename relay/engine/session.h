@@ -29,6 +29,10 @@ public:
     {
         return guard_;
     }
+    PluginHost &host()
+    {
+        return host_;
+    }
 
     /// Control thread, also before start: a route that is open. It fails when the thread cannot
     /// run.

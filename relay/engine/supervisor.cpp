@@ -217,14 +217,13 @@ void Supervisor::printStreams()
 
 int Supervisor::result() const
 {
-    const bool clean = isClean(relay_.totals()) && relay_.problems() == 0 && found_;
-    if (stopRequested_.load() && options_.task != Task::list) {
-        return options_.task == Task::check ? exitErrors : exitOk;
-    }
-    if (!started_ && options_.task == Task::run) {
+    const bool stopped = stopRequested_.load();
+    if (!started_ && !stopped && options_.task == Task::run) {
         return exitNoStart;
     }
-    return clean ? exitOk : exitErrors;
+    const bool whole = !stopped || options_.task != Task::check;
+    const bool clean = isClean(relay_.totals()) && relay_.problems() == 0 && found_;
+    return whole && clean ? exitOk : exitErrors;
 }
 
 void Supervisor::endProcess(int code)

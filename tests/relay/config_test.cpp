@@ -108,9 +108,10 @@ const Lines mistakes[] = {
      "sessions:\n"
      "  s: {period: 100}",
      {"15: sessions.s.period " IS_NO_PERIOD "\"100\""}},
-    {"  t: {period: 0ms, batch: 0}",
+    {"  t: {period: 0ms, batch: 0, batch_bytes: 8M}",
      {"15: sessions.t.period " IS_NO_PERIOD "\"0ms\"",
-      "27: sessions.t.batch must be a whole number from 1 to 1000000, not \"0\""}},
+      "27: sessions.t.batch must be a whole number from 1 to 1000000, not \"0\"",
+      "43: sessions.t.batch_bytes must be a whole number from 1 to 2147483647, not \"8M\""}},
     {"routes:\n"
      "  good: {session: s, type: m::P, input: &in {connection: in, stream: s},\n"
      "         outputs: &out [{connection: in, stream: t}]}\n"
@@ -211,6 +212,7 @@ TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
     EXPECT_EQ(configuration->sessions[0].period, std::chrono::milliseconds(100));
     const RouteSettings &r = configuration->routes[0];
     EXPECT_EQ(r.outputs[0].maxSamplesPerWrite, 1024);
+    EXPECT_EQ(r.outputs[0].batchBytes, 8U << 20);
     EXPECT_TRUE(r.outputs[0].properties.empty());
     EXPECT_EQ(r.onError, OnError::carryOn);
     EXPECT_STREQ(DDS_TypeCode_get_name(r.type), "m::P");
@@ -222,9 +224,10 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
         load("types: [{file: p.idl}]\n"
              "adapters: {a: {class: C}}\n"
              "connections: {in: {adapter: a}, out: {adapter: a}}\n"
-             "sessions: {s: {batch: 7}}\n"
+             "sessions: {s: {batch: 7, batch_bytes: 9}}\n"
              "discovery:\n"
-             "  i: {connection: in, outputs: [{connection: out, stream: '${stream}.x'}],\n"
+             "  i: {connection: in,\n"
+             "      outputs: [{connection: out, stream: '${stream}.x', batch_bytes: 5}],\n"
              "      allow: {partition: ['', a]}, properties: {p: '${type}'}, on_error: stop}\n"
              "  o: {connection: out, direction: output, input: {connection: in, stream: q}}\n");
     ASSERT_TRUE(configuration) << messages;
@@ -235,6 +238,8 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
     EXPECT_TRUE(i.inputs && !o.inputs);
     EXPECT_EQ(o.route.outputs[0].connection, 1U);
     EXPECT_EQ(o.route.outputs[0].maxSamplesPerWrite, 7);
+    EXPECT_EQ(o.route.outputs[0].batchBytes, 9U);
+    EXPECT_EQ(i.route.outputs[0].batchBytes, 5U);
     EXPECT_EQ(configuration->types.count("m::Color"), 0U);
 }
 
@@ -256,7 +261,7 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
              "    adapter: files\n"
              "    names: [one, two]\n"
              "    properties: {a: {b: 1.50, c: {d: yes}}, e: , f: 'x y', \"g.h\": \"\\u00e9\"}\n"
-             "sessions: {s: {period: 1.5s, batch: 7}}\n" +
+             "sessions: {s: {period: 1.5s, batch: 7, batch_bytes: 8}}\n" +
              route);
     ASSERT_TRUE(configuration) << messages;
     const Properties expected = {
@@ -277,6 +282,7 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
     EXPECT_EQ(configuration->sessions[0].period, std::chrono::milliseconds(1500));
     // A session's batch goes to its outputs, for the relay and for the bridge.
     EXPECT_EQ(configuration->routes[0].outputs[0].maxSamplesPerWrite, 7);
+    EXPECT_EQ(configuration->routes[0].outputs[0].batchBytes, 8U);
     EXPECT_EQ(configuration->routes[0].outputs[0].properties,
               (Properties{{"qel.ferrion.jni.max_samples_per_write", "7"}}));
 }

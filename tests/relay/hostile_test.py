@@ -113,10 +113,10 @@ class HostileTest(ferry_test.Ferry):
                     self.assertEqual(self.numbers("bad.jsonl"), list(range(more.get("bad", 4))))
 
     def test_threads_that_go_on_whatever_is_deleted(self):
-        for kind, summary in [("storm", "bad: 4 read, 4 written, 0 errors"),
-                              ("keep", r"bad: .*\d+ unreadable")]:
+        for kind, code, summary in [("storm", 0, "bad: 4 read, 4 written, 0 errors"),
+                                    ("keep", 1, r"bad: .*\d+ unreadable")]:
             with self.subTest(kind=kind):
-                output, _ = self.run_and_stop(0, self.is_good_complete, at="content", kind=kind)
+                output, _ = self.run_and_stop(code, self.is_good_complete, at="content", kind=kind)
                 self.check_good(output)
                 self.assertRegex(output, summary)
 

@@ -96,6 +96,17 @@ protected:
         return supervisor().run();
     }
 
+    /// Stops the run when the condition holds.
+    int runUntil(const std::function<bool()> &condition)
+    {
+        int code = -1;
+        std::thread runner([&, &run = supervisor()] { code = run.run(); });
+        EXPECT_TRUE(waitFor(condition)) << summary();
+        supervisor().requestStop();
+        runner.join();
+        return code;
+    }
+
     /// A rule that takes what the connection `a` announces to the connection `b`.
     ferry::DiscoverySettings &addRule(const std::string &name, std::size_t session = 0)
     {

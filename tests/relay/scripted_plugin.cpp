@@ -2,7 +2,11 @@
 
 #include <cstring>
 #include <gtest/gtest.h>
+#include <memory>
 #include <unistd.h>
+#include <utility>
+
+#include "qddsc/dynamic_data.h"
 
 namespace scripted {
 namespace {
@@ -11,6 +15,8 @@ namespace {
 Script *g_script = nullptr;
 /// Whether the host has attached this thread.
 thread_local bool t_attached = false;
+/// Of the last failed read.
+thread_local ferry::FailureDetails t_details;
 
 void fail(QEL_FerrionEnvironment *environment, const std::string &text)
 {
@@ -28,9 +34,10 @@ template<class Handle> struct Named : Handle {
 struct Writer : Named<QEL_FerrionStreamWriter> {
     Stream *stream = nullptr;
 };
+using Sample = std::unique_ptr<DDS_DynamicData, decltype(&DDS_DynamicData_delete)>;
 struct Reader : Named<QEL_FerrionStreamReader> {
     Stream *stream = nullptr;
-    std::vector<int> values;
+    std::vector<Sample> pool;
     std::vector<void *> samples;
     std::vector<DDS_SampleInfo> infoValues;
     std::vector<DDS_SampleInfo *> infos;
@@ -122,17 +129,37 @@ QEL_FerrionStreamWriter *createWriter(QEL_FerrionConnection *, QEL_FerrionSessio
     return writer;
 }
 
+/// A number, and bytes without meaning.
+const DDS_TypeCode *sampleType()
+{
+    static const DDS_StructMember members[] = {
+        {"n", DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
+        {"rest", DDS_TypeCode_create_sequence(DDS_TypeCode_get_primitive(DDS_TK_OCTET), 0, nullptr),
+         0}};
+    static const DDS_TypeCode *const type =
+        DDS_TypeCode_create_struct("Sample", nullptr, DDS_EXTENSIBILITY_FINAL, members, 2, nullptr);
+    return type;
+}
+
 /// Fills the reader's arrays; a sample's information carries its value as sequence number.
 void lend(Reader &reader, const Read &read)
 {
-    reader.values.assign(read.samples.begin(), read.samples.end());
     reader.samples.clear();
     reader.infos.clear();
     reader.infoValues.assign(read.samples.size(), {});
-    for (std::size_t i = 0; i < reader.values.size(); ++i) {
-        reader.infoValues[i].publication_sequence_number.low =
-            static_cast<std::uint32_t>(reader.values[i]);
-        reader.samples.push_back(reader.values[i] < 0 ? nullptr : &reader.values[i]);
+    for (std::size_t i = 0; i < read.samples.size(); ++i) {
+        const int value = read.samples[i];
+        if (i == reader.pool.size()) {
+            reader.pool.emplace_back(DDS_DynamicData_new(sampleType(), nullptr),
+                                     DDS_DynamicData_delete);
+        }
+        DDS_DynamicData *const sample = reader.pool[i].get();
+        const auto bytes = read.bytes.find(value);
+        DDS_DynamicData_set_long(sample, "n", value);
+        DDS_DynamicData_set_length(sample, "rest", bytes == read.bytes.end() ? 0 : bytes->second);
+        reader.infoValues[i].publication_sequence_number.low = static_cast<std::uint32_t>(value);
+        reader.infoValues[i].valid_data = read.ends.count(value) > 0 ? 0 : 1;
+        reader.samples.push_back(value < 0 ? nullptr : sample);
         reader.infos.push_back(&reader.infoValues[i]);
     }
 }
@@ -183,10 +210,11 @@ void read(QEL_FerrionStreamReader *reader, void ***samples, DDS_SampleInfo ***in
         given = self->stream->source();
     }
     fail(environment, given.error);
+    t_details = given.details;
     lend(*self, given);
     *samples = self->samples.empty() ? nullptr : self->samples.data();
     *infos = self->infos.empty() ? nullptr : self->infos.data();
-    *count = static_cast<std::int32_t>(self->samples.size());
+    *count = given.count.value_or(static_cast<std::int32_t>(self->samples.size()));
 }
 
 void returnLoan(QEL_FerrionStreamReader *reader, void **samples, DDS_SampleInfo **,
@@ -209,7 +237,8 @@ std::vector<int> valuesOf(void *const *samples, DDS_SampleInfo *const *infos, st
 {
     std::vector<int> values;
     for (std::int32_t i = 0; i < count; ++i) {
-        values.push_back(*static_cast<const int *>(samples[i]));
+        DDS_DynamicData_get_long(static_cast<const DDS_DynamicData *>(samples[i]), "n",
+                                 &values.emplace_back());
         EXPECT_EQ(infos[i]->publication_sequence_number.low,
                   static_cast<std::uint32_t>(values.back()));
     }
@@ -334,6 +363,12 @@ bool Script::attachThread()
     t_attached = true;
     ++attached_;
     return FerryPluginHost::attachThread();
+}
+
+ferry::FailureDetails Script::takeFailure(const std::string &adapter)
+{
+    EXPECT_EQ(adapter.size(), 1U);
+    return std::exchange(t_details, {});
 }
 
 void Script::detachThread()

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -23,6 +24,14 @@ namespace scripted {
 struct Read {
     std::vector<int> samples;
     std::string error;
+    /// Those of the samples that are ends of instances.
+    std::set<int> ends = {};
+    /// Bytes of samples that are to be large.
+    std::map<int, std::uint32_t> bytes = {};
+    /// What the host knows of the error besides.
+    ferry::FailureDetails details = {};
+    /// Told in place of the number of samples.
+    std::optional<std::int32_t> count = {};
 };
 
 /// A stream by its name; reader and writer of it in one.
@@ -74,6 +83,7 @@ public:
 
     bool start() override;
     bool attachThread() override;
+    ferry::FailureDetails takeFailure(const std::string &adapter) override;
     void detachThread() override;
     void stop() override;
 
