@@ -4,12 +4,12 @@
 #define QDDSDOMAIN_SRC_ARRIVALS_H
 
 #include <atomic>
-#include <cstring>
 #include <list>
 #include <mutex>
 #include <string>
 #include <unordered_map>
 
+#include "keyed_hash.h"
 #include "wire.h"
 
 namespace qddsdomain {
@@ -99,9 +99,7 @@ private:
     struct Spread {
         size_t operator()(const KeyHash &hash) const
         {
-            size_t first = 0; // an MD5: every part of it is as good as another
-            std::memcpy(&first, hash.data(), sizeof first);
-            return first;
+            return keyedHash(hash.data(), hash.size());
         }
     };
 

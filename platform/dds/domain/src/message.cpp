@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "engine_log.h"
+#include "keyed_hash.h"
 
 namespace qddsdomain {
 
@@ -16,16 +17,6 @@ constexpr std::array<uint8_t, ENCAPSULATION_SIZE> PLAIN_HEADER = {0, 1, 0, 0};
 // then it takes the hash.
 constexpr size_t SHORTEST_KEY = ENCAPSULATION_SIZE + sizeof(KeyHash);
 constexpr size_t LARGEST = std::numeric_limits<int32_t>::max();
-
-uint32_t spread(const KeyHash &hash)
-{
-    uint64_t low = 0;
-    uint64_t high = 0;
-    std::memcpy(&low, hash.data(), sizeof low);
-    std::memcpy(&high, hash.data() + sizeof low, sizeof high);
-    const uint64_t mixed = (low ^ (high * 0x9E3779B97F4A7C15U)) * 0xBF58476D1CE4E5B9U;
-    return static_cast<uint32_t>(mixed >> 32U) ^ static_cast<uint32_t>(mixed);
-}
 
 // What a new message is made of. With `plain` the payload is the plain header and those bytes.
 struct Parts {
@@ -37,6 +28,14 @@ struct Parts {
     KeyHash hash;
     const DDS_TypeCode *keyType;
 };
+
+// Over the key and not over its MD5, as keys of one MD5 can be made. Where there is no key, there
+// is one instance.
+uint32_t hashOf(const Parts &parts)
+{
+    return parts.keyType == nullptr ? 0
+                                    : static_cast<uint32_t>(keyedHash(parts.key, parts.keyLength));
+}
 
 // The length of the padding goes into the header, where receivers look for it (XTypes 1.3,
 // 7.6.3.1.2).
@@ -81,7 +80,7 @@ Serdata *create(const ddsi_sertype *type, ddsi_serdata_kind kind, const Parts &p
     message->keySize = static_cast<uint32_t>(parts.keyLength);
     message->identity = parts.hash;
     message->keyType = parts.keyType;
-    message->hash = type->serdata_basehash ^ spread(parts.hash);
+    message->hash = type->serdata_basehash ^ hashOf(parts);
     fill(*message, parts, used);
     return message;
 }

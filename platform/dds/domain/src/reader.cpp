@@ -4,6 +4,7 @@
 #include <cinttypes>
 
 #include "error_text.h"
+#include "mismatch.h"
 
 using namespace qddsdomain;
 using qddsc::setError;
@@ -91,6 +92,7 @@ bool makeEntities(const EndpointRequest &request, DDS_DataReader &made, DDS_Erro
 {
     const EngineComplaints complaints;
     const Qos group = groupQos(*request.qos);
+    made.participant = request.participant->entity.get();
     made.subscriber = engine::Entity(
         dds_create_subscriber(request.participant->entity.get(), group.get(), nullptr));
     dds_return_t code = made.subscriber.get();
@@ -218,6 +220,16 @@ try {
 int32_t DDS_DataReader_take_notice(DDS_DataReader *self, DDS_ErrorText *text) noexcept
 try {
     return noticeOf(*self, text) ? 1 : 0;
+} catch (...) {
+    return 0;
+}
+
+int32_t DDS_DataReader_get_mismatches(DDS_DataReader *self, DDS_ErrorText *text) noexcept
+try {
+    const std::string why =
+        mismatchesOf({self->participant, self->entity.get(), self->subscriber.get(), false});
+    setError(text, "%s", why.c_str());
+    return why.empty() ? 0 : 1;
 } catch (...) {
     return 0;
 }

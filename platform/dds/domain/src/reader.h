@@ -121,6 +121,7 @@ struct DDS_DataReader {
     std::atomic<bool> full{false}; // the engine waits for room
     int32_t domain = 0;
 
+    dds_entity_t participant = 0; // not owned
     qddsdomain::Topic topic;
     qddsdomain::engine::Entity subscriber;
     qddsdomain::engine::Entity entity;

@@ -1,5 +1,5 @@
 // The type plug-in: how the engine sees samples, as messages of CDR bytes. Only sertype.cpp,
-// serdata.cpp and message.cpp know the engine's inner headers.
+// serdata.cpp, message.cpp and engine_entities.c know the engine's inner headers.
 #ifndef QDDSDOMAIN_SRC_SERTYPE_H
 #define QDDSDOMAIN_SRC_SERTYPE_H
 

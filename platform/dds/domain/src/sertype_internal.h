@@ -1,5 +1,6 @@
 // The engine's inner headers, what is taken for granted about them, and the two records of the type
-// plug-in. For sertype.cpp, serdata.cpp and message.cpp alone.
+// plug-in. For sertype.cpp, serdata.cpp and message.cpp alone; engine_entities.c has inner
+// headers of its own.
 #ifndef QDDSDOMAIN_SRC_SERTYPE_INTERNAL_H
 #define QDDSDOMAIN_SRC_SERTYPE_INTERNAL_H
 
@@ -20,7 +21,8 @@
 static_assert(DDS_VERSION_MAJOR == 0 && DDS_VERSION_MINOR == 10,
               "The type plug-in was written against inner headers of the engine's version 0.10, "
               "which change without notice. Compare ddsi_sertype.h, ddsi_serdata.h, q_radmin.h and "
-              "ddsi_xt_impl.h with what sertype.cpp and serdata.cpp do, then widen this check.");
+              "ddsi_xt_impl.h with what sertype.cpp and serdata.cpp do, and ddsi_endpoint.h with "
+              "what engine_entities.c does, then widen this check.");
 #if !defined(DDS_HAS_SHM) || !defined(DDS_HAS_TYPE_DISCOVERY)
 #error "dds/features.h does not describe the library: its records would have another layout"
 #endif

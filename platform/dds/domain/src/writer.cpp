@@ -5,14 +5,21 @@
 #include <chrono>
 #include <cinttypes>
 #include <condition_variable>
+#include <limits>
 #include <mutex>
 
+#include "engine_entities.h"
 #include "error_text.h"
+#include "mismatch.h"
 #include "qddsdomain/writer.h"
 #include "reader.h"
 
 using namespace qddsdomain;
 using qddsc::setError;
+
+namespace {
+constexpr int64_t NEVER = std::numeric_limits<int64_t>::max(); // of CLOCK_MONOTONIC, nanoseconds
+}
 
 // Members go in reverse: the writer first.
 struct DDS_DataWriter {
@@ -23,8 +30,10 @@ struct DDS_DataWriter {
     Event incompatible;
     Event deadlineMissed;
     std::mutex mutex;
-    std::condition_variable matchedChanged;
-    uint32_t matched = 0; // under the mutex
+    std::condition_variable changed; // of what is under the mutex
+    uint32_t matched = 0;            // under the mutex
+    int64_t stopBy = NEVER;          // under the mutex; see DDS_DataWriter_stop_by
+    dds_entity_t participant = 0;    // not owned
     Topic topic;
     engine::Entity publisher;
     engine::Entity entity;
@@ -47,7 +56,7 @@ void onMatched(dds_entity_t, const dds_publication_matched_status_t status, void
     DDS_DataWriter &self = of(argument);
     const std::lock_guard<std::mutex> guard(self.mutex);
     self.matched = status.current_count;
-    self.matchedChanged.notify_all();
+    self.changed.notify_all();
 }
 
 void onIncompatible(dds_entity_t, const dds_offered_incompatible_qos_status_t status,
@@ -65,6 +74,26 @@ void onDeadline(dds_entity_t, const dds_offered_deadline_missed_status_t status,
     of(argument).deadlineMissed.add(status.total_count_change);
 }
 
+// Waits go by the clock that nobody sets.
+int64_t now()
+{
+    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+int64_t endOf(int64_t timeout)
+{
+    const int64_t start = now();
+    return timeout > NEVER - start ? NEVER : start + timeout;
+}
+
+// What is left until `end`, or until the writer has to stop; that may have become earlier
+// meanwhile.
+int64_t restUntil(DDS_DataWriter &self, int64_t end)
+{
+    const std::lock_guard<std::mutex> guard(self.mutex);
+    return std::min(end, self.stopBy) - now();
+}
+
 DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
 {
     if (!checkRequest(request, error)) {
@@ -76,6 +105,7 @@ DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
         return nullptr;
     }
     made->domain = *request.participant->domain;
+    made->participant = request.participant->entity.get();
     made->timeout = request.qos->writeTimeout;
     // Where there may be readers in this process the engine also waits for these, behind the
     // network, and to try again would send twice.
@@ -137,10 +167,10 @@ dds_return_t forward(DDS_DataWriter &self, ddsi_serdata *message)
 {
     retain(message);
     dds_return_t code = dds_forwardcdr(self.entity.get(), message);
-    const dds_time_t start = code == engine::TIMEOUT ? dds_time() - self.slice : 0;
+    const int64_t end = code == engine::TIMEOUT ? endOf(self.timeout - self.slice) : 0;
     while (code == engine::TIMEOUT) {
         relieve(self.domain, nullptr);
-        if (self.slice == self.timeout || dds_time() - start >= self.timeout) {
+        if (self.slice == self.timeout || restUntil(self, end) <= 0) {
             break;
         }
         retain(message);
@@ -177,7 +207,9 @@ DDS_ReturnCode_t writeSample(DDS_DataWriter &self, const DDS_DynamicData *sample
     }
     const dds_return_t code = forward(self, message);
     if (code == engine::TIMEOUT) {
-        setError(error, "slow readers held the write up beyond the write timeout");
+        setError(error, "slow readers held the write up %s",
+                 restUntil(self, NEVER) <= 0 ? "until the writer had to stop"
+                                             : "beyond the write timeout");
         return DDS_RETCODE_OUT_OF_RESOURCES;
     }
     if (code != 0) {
@@ -240,12 +272,12 @@ void DDS_DataWriter_flush(DDS_DataWriter *self) noexcept
 int32_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter *self, int64_t timeout) noexcept
 try {
     DDS_DataWriter_flush(self);
-    const dds_time_t end = dds_time() + timeout;
+    const int64_t end = endOf(timeout);
     for (int64_t rest = timeout;;) {
-        if (dds_wait_for_acks(self->entity.get(), std::min(rest, SLICE)) == 0) {
+        if (dds_wait_for_acks(self->entity.get(), std::clamp<int64_t>(rest, 0, SLICE)) == 0) {
             return 1;
         }
-        rest = end - dds_time();
+        rest = restUntil(*self, end);
         if (rest <= 0) {
             return 0;
         }
@@ -255,12 +287,43 @@ try {
     return 0;
 }
 
+uint64_t DDS_DataWriter_get_unacknowledged(DDS_DataWriter *self) noexcept
+{
+    return qddsdomain_count_unacknowledged(self->entity.get(), self->topic.type);
+}
+
 int32_t DDS_DataWriter_wait_for_readers(DDS_DataWriter *self, uint32_t count,
                                         int64_t timeout) noexcept
 try {
+    const int64_t end = endOf(timeout);
     std::unique_lock<std::mutex> lock(self->mutex);
-    const auto enough = [self, count] { return self->matched >= count; };
-    return self->matchedChanged.wait_for(lock, std::chrono::nanoseconds(timeout), enough) ? 1 : 0;
+    while (self->matched < count) {
+        const int64_t rest = std::min(end, self->stopBy) - now();
+        if (rest <= 0) {
+            return 0;
+        }
+        self->changed.wait_for(lock, std::chrono::nanoseconds(rest));
+    }
+    return 1;
+} catch (...) {
+    return 0;
+}
+
+void DDS_DataWriter_stop_by(DDS_DataWriter *self, int64_t deadline) noexcept
+try {
+    const std::lock_guard<std::mutex> guard(self->mutex);
+    self->stopBy = std::min(self->stopBy, deadline);
+    self->changed.notify_all();
+} catch (...) {
+    return; // the mutex is not usable
+}
+
+int32_t DDS_DataWriter_get_mismatches(DDS_DataWriter *self, DDS_ErrorText *text) noexcept
+try {
+    const std::string why =
+        mismatchesOf({self->participant, self->entity.get(), self->publisher.get(), true});
+    setError(text, "%s", why.c_str());
+    return why.empty() ? 0 : 1;
 } catch (...) {
     return 0;
 }

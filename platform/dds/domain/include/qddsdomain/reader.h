@@ -73,6 +73,11 @@ QDDSDOMAIN_API int32_t DDS_DataReader_take(DDS_DataReader *self, DDS_DynamicData
 QDDSDOMAIN_API int32_t DDS_DataReader_take_notice(DDS_DataReader *self,
                                                   struct DDS_ErrorText *text) QDDSDOMAIN_NOEXCEPT;
 
+/** Why writers of the topic that are known now are not matched; as DDS_DataWriter_get_mismatches.
+ */
+QDDSDOMAIN_API int32_t
+DDS_DataReader_get_mismatches(DDS_DataReader *self, struct DDS_ErrorText *text) QDDSDOMAIN_NOEXCEPT;
+
 QDDSDOMAIN_API void
 DDS_DataReader_get_statistics(DDS_DataReader *self,
                               struct DDS_ReaderStatistics *statistics) QDDSDOMAIN_NOEXCEPT;

@@ -32,7 +32,8 @@ QDDSDOMAIN_API void DDS_DataWriter_delete(DDS_DataWriter *self) QDDSDOMAIN_NOEXC
  *               `valid_data` is 0, the instance state: a disposed instance is disposed, one without
  *               writers unregistered; only the key members of the sample count then.
  * @return DDS_RETCODE_OK; DDS_RETCODE_OUT_OF_RESOURCES when slow readers held it up beyond the
- *         write timeout or memory is short (the sample was not written);
+ *         write timeout or the deadline of DDS_DataWriter_stop_by, or memory is short (the sample
+ *         was not written);
  *         DDS_RETCODE_BAD_PARAMETER for a sample of another type, or one without data of a type
  *         without key; DDS_RETCODE_ERROR. `error` (may be null) says what.
  */
@@ -44,14 +45,36 @@ QDDSDOMAIN_API DDS_ReturnCode_t DDS_DataWriter_write(
 QDDSDOMAIN_API void DDS_DataWriter_flush(DDS_DataWriter *self) QDDSDOMAIN_NOEXCEPT;
 
 /** Waits until all matched reliable readers have acknowledged everything, at most `timeout`
- * nanoseconds. Returns 1 when they have. */
+ * nanoseconds and not beyond the deadline of DDS_DataWriter_stop_by. Returns 1 when they have. */
 QDDSDOMAIN_API int32_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter *self,
                                                                int64_t timeout) QDDSDOMAIN_NOEXCEPT;
 
-/** Waits until at least `count` readers are matched, at most `timeout` nanoseconds. Returns 1 when
- * they are. */
+/** Samples that a matched reliable reader has not acknowledged yet and that are kept for it; with a
+ * history depth newer samples replace those of their instance. */
+QDDSDOMAIN_API uint64_t DDS_DataWriter_get_unacknowledged(DDS_DataWriter *self) QDDSDOMAIN_NOEXCEPT;
+
+/** Waits until at least `count` readers are matched, at most `timeout` nanoseconds and not beyond
+ * the deadline of DDS_DataWriter_stop_by. Returns 1 when they are. */
 QDDSDOMAIN_API int32_t DDS_DataWriter_wait_for_readers(DDS_DataWriter *self, uint32_t count,
                                                        int64_t timeout) QDDSDOMAIN_NOEXCEPT;
+
+/**
+ * From now on calls on the writer that wait come back by a deadline, also one that waits already;
+ * what need not wait goes on. May be called from any thread as long as the writer lives, and again
+ * with an earlier deadline; a later one changes nothing. Where `ignoreLocal` is other than process
+ * a write that slow readers hold up already comes back by its write timeout.
+ *
+ * @param deadline nanoseconds of CLOCK_MONOTONIC.
+ */
+QDDSDOMAIN_API void DDS_DataWriter_stop_by(DDS_DataWriter *self,
+                                           int64_t deadline) QDDSDOMAIN_NOEXCEPT;
+
+/** Why readers of the topic that are known now are not matched, for people: "2 readers do not
+ * match: durability (1), partition (1)". Looks through all endpoints of the domain.
+ *
+ * @return 1 with `text` filled, or 0 when every known reader is matched or there is none. */
+QDDSDOMAIN_API int32_t
+DDS_DataWriter_get_mismatches(DDS_DataWriter *self, struct DDS_ErrorText *text) QDDSDOMAIN_NOEXCEPT;
 
 /** Tells once of a reader whose QoS or type does not fit, or a deadline missed; as
  * DDS_DataReader_take_notice. */

@@ -1,0 +1,294 @@
+// See mismatch.h. Stateless; any thread.
+#include "mismatch.h"
+
+#include <fnmatch.h>
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <map>
+#include <vector>
+
+#include "endpoint.h"
+
+namespace qddsdomain {
+
+namespace {
+
+using Sample = dds_builtintopic_endpoint_t;
+using Names = std::vector<std::string>;
+
+template<typename Value, auto get> Value valueOf(const dds_qos_t *qos, Value missing)
+{
+    Value value = missing;
+    return get(qos, &value) ? value : missing;
+}
+
+dds_reliability_kind_t reliabilityOf(const dds_qos_t *qos)
+{
+    dds_reliability_kind_t kind = DDS_RELIABILITY_BEST_EFFORT;
+    dds_duration_t blocking = 0;
+    return dds_qget_reliability(qos, &kind, &blocking) ? kind : DDS_RELIABILITY_BEST_EFFORT;
+}
+
+Names partitionsOf(const dds_qos_t *qos)
+{
+    uint32_t count = 0;
+    char **names = nullptr;
+    Names partitions;
+    if (dds_qget_partition(qos, &count, &names)) {
+        for (uint32_t i = 0; i < count; ++i) {
+            partitions.emplace_back(names[i]);
+            dds_free(names[i]);
+        }
+        dds_free(names);
+    }
+    if (partitions.empty()) {
+        partitions.emplace_back(); // the default partition
+    }
+    return partitions;
+}
+
+bool isPattern(const std::string &name)
+{
+    return name.find_first_of("*?[") != std::string::npos;
+}
+
+// A pattern matches names, not other patterns.
+bool haveCommon(const Names &left, const Names &right)
+{
+    for (const std::string &a : left) {
+        for (const std::string &b : right) {
+            if (a == b ||
+                (isPattern(a) && !isPattern(b) && fnmatch(a.c_str(), b.c_str(), 0) == 0) ||
+                (isPattern(b) && !isPattern(a) && fnmatch(b.c_str(), a.c_str(), 0) == 0)) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+bool sharesRepresentation(const dds_qos_t *offered, const dds_qos_t *asked)
+{
+    const auto all = [](const dds_qos_t *qos) {
+        uint32_t count = 0;
+        dds_data_representation_id_t *values = nullptr;
+        std::vector<dds_data_representation_id_t> made;
+        if (dds_qget_data_representation(qos, &count, &values)) {
+            made.assign(values, values + count);
+            dds_free(values);
+        }
+        if (made.empty()) {
+            made.push_back(DDS_DATA_REPRESENTATION_XCDR1);
+        }
+        return made;
+    };
+    const auto accepted = all(asked);
+    return std::find(accepted.begin(), accepted.end(), all(offered).front()) != accepted.end();
+}
+
+// The policies of a writer and a reader that do not go together.
+std::vector<uint32_t> differences(const dds_qos_t *offered, const dds_qos_t *asked)
+{
+    constexpr auto DURABILITY = valueOf<dds_durability_kind_t, dds_qget_durability>;
+    constexpr auto DEADLINE = valueOf<dds_duration_t, dds_qget_deadline>;
+    constexpr auto OWNERSHIP = valueOf<dds_ownership_kind_t, dds_qget_ownership>;
+    constexpr auto LATENCY = valueOf<dds_duration_t, dds_qget_latency_budget>;
+    constexpr auto ORDER = valueOf<dds_destination_order_kind_t, dds_qget_destination_order>;
+    struct Check {
+        uint32_t policy;
+        bool fits;
+    };
+    const std::array<Check, 7> checks = {
+        {{DDS_RELIABILITY_QOS_POLICY_ID, reliabilityOf(offered) >= reliabilityOf(asked)},
+         {DDS_DURABILITY_QOS_POLICY_ID, DURABILITY(offered, DDS_DURABILITY_VOLATILE) >=
+                                            DURABILITY(asked, DDS_DURABILITY_VOLATILE)},
+         {DDS_DEADLINE_QOS_POLICY_ID,
+          DEADLINE(offered, DDS_INFINITY) <= DEADLINE(asked, DDS_INFINITY)},
+         {DDS_OWNERSHIP_QOS_POLICY_ID,
+          OWNERSHIP(offered, DDS_OWNERSHIP_SHARED) == OWNERSHIP(asked, DDS_OWNERSHIP_SHARED)},
+         {DDS_LATENCYBUDGET_QOS_POLICY_ID, LATENCY(offered, 0) <= LATENCY(asked, 0)},
+         {DDS_DESTINATIONORDER_QOS_POLICY_ID,
+          ORDER(offered, DDS_DESTINATIONORDER_BY_RECEPTION_TIMESTAMP) >=
+              ORDER(asked, DDS_DESTINATIONORDER_BY_RECEPTION_TIMESTAMP)},
+         {DDS_DATA_REPRESENTATION_QOS_POLICY_ID, sharesRepresentation(offered, asked)}}};
+    std::vector<uint32_t> found;
+    for (const Check &check : checks) {
+        if (!check.fits) {
+            found.push_back(check.policy);
+        }
+    }
+    return found;
+}
+
+// One endpoint and what it would be matched by.
+struct Described {
+    std::string topic, typeName;
+    dds_guid_t participant{};
+    Qos qos;
+    Names partitions;
+};
+
+bool describe(const OwnEndpoint &own, Described &made)
+{
+    std::array<char, 1024> name{};
+    made.qos = Qos(dds_create_qos());
+    const Qos group(dds_create_qos());
+    const dds_entity_t of = dds_get_topic(own.entity);
+    if (of < 0 || dds_get_name(of, name.data(), name.size()) < 0 ||
+        dds_get_qos(own.entity, made.qos.get()) != 0 || dds_get_qos(own.group, group.get()) != 0 ||
+        dds_get_guid(own.participant, &made.participant) != 0) {
+        return false;
+    }
+    made.topic = name.data();
+    if (dds_get_type_name(of, name.data(), name.size()) < 0) {
+        return false;
+    }
+    made.typeName = name.data();
+    made.partitions = partitionsOf(group.get());
+    return true;
+}
+
+std::string reasonOf(const OwnEndpoint &own, const Described &mine, const Sample &other)
+{
+    if (mine.typeName != other.type_name) {
+        return std::string("type name ") + other.type_name;
+    }
+    std::string reason;
+    const auto add = [&reason](const char *name) {
+        reason += (reason.empty() ? "" : " and ") + std::string(name);
+    };
+    const dds_qos_t *offered = own.isWriter ? mine.qos.get() : other.qos;
+    const dds_qos_t *asked = own.isWriter ? other.qos : mine.qos.get();
+    for (const uint32_t policy : differences(offered, asked)) {
+        add(policyName(policy));
+    }
+    if (!haveCommon(mine.partitions, partitionsOf(other.qos))) {
+        add("partition");
+    }
+    return reason.empty() ? policyName(DDS_TYPE_CONSISTENCY_ENFORCEMENT_QOS_POLICY_ID) : reason;
+}
+
+std::vector<dds_instance_handle_t> matchedWith(const OwnEndpoint &own)
+{
+    const auto ask = own.isWriter ? dds_get_matched_subscriptions : dds_get_matched_publications;
+    std::vector<dds_instance_handle_t> matched(16);
+    for (;;) {
+        const dds_return_t count = ask(own.entity, matched.data(), matched.size());
+        const size_t there = count > 0 ? static_cast<size_t>(count) : 0;
+        const bool all = there <= matched.size();
+        matched.resize(there);
+        if (all) {
+            return matched;
+        }
+    }
+}
+
+bool isOwnParticipant(const OwnEndpoint &own, const dds_guid_t &key)
+{
+    dds_domainid_t domain = 0;
+    std::vector<dds_entity_t> here(16);
+    for (;;) {
+        if (dds_get_domainid(own.participant, &domain) != 0) {
+            return false;
+        }
+        const dds_return_t count = dds_lookup_participant(domain, here.data(), here.size());
+        const size_t there = count > 0 ? static_cast<size_t>(count) : 0;
+        const bool all = there <= here.size();
+        here.resize(there);
+        if (all) {
+            break;
+        }
+    }
+    return std::any_of(here.begin(), here.end(), [&key](dds_entity_t participant) {
+        dds_guid_t guid;
+        return dds_get_guid(participant, &guid) == 0 &&
+               std::memcmp(guid.v, key.v, sizeof guid.v) == 0;
+    });
+}
+
+// Whether the endpoint is not talked to whatever its quality of service.
+bool isIgnored(const OwnEndpoint &own, const Described &mine, const Sample &other)
+{
+    dds_ignorelocal_kind_t kind = DDS_IGNORELOCAL_NONE;
+    (void)dds_qget_ignorelocal(mine.qos.get(), &kind);
+    switch (kind) {
+    case DDS_IGNORELOCAL_PARTICIPANT:
+        return std::memcmp(mine.participant.v, other.participant_key.v,
+                           sizeof mine.participant.v) == 0;
+    case DDS_IGNORELOCAL_PROCESS:
+        return isOwnParticipant(own, other.participant_key);
+    default:
+        return false;
+    }
+}
+
+struct Tally {
+    size_t endpoints = 0;
+    std::map<std::string, size_t> reasons;
+};
+
+void count(const OwnEndpoint &own, const Described &mine, const Sample &other, Tally &tally)
+{
+    if (mine.topic == other.topic_name && !isIgnored(own, mine, other)) {
+        ++tally.endpoints;
+        ++tally.reasons[reasonOf(own, mine, other)];
+    }
+}
+
+// Of all endpoints that the participant knows.
+void countAll(const OwnEndpoint &own, const Described &mine, Tally &tally)
+{
+    constexpr uint32_t AT_ONCE = 64;
+    const std::vector<dds_instance_handle_t> matched = matchedWith(own);
+    const engine::Entity known(dds_create_reader(own.participant,
+                                                 own.isWriter ? DDS_BUILTIN_TOPIC_DCPSSUBSCRIPTION
+                                                              : DDS_BUILTIN_TOPIC_DCPSPUBLICATION,
+                                                 nullptr, nullptr));
+    std::array<void *, AT_ONCE> samples{};
+    std::array<dds_sample_info_t, AT_ONCE> infos;
+    for (;;) {
+        const dds_return_t taken =
+            dds_take(known.get(), samples.data(), infos.data(), AT_ONCE, AT_ONCE);
+        if (taken <= 0) {
+            return;
+        }
+        for (size_t i = 0; i < static_cast<size_t>(taken); ++i) {
+            if (infos[i].valid_data && infos[i].instance_state == DDS_IST_ALIVE &&
+                std::find(matched.begin(), matched.end(), infos[i].instance_handle) ==
+                    matched.end()) {
+                count(own, mine, *static_cast<const Sample *>(samples[i]), tally);
+            }
+        }
+        (void)dds_return_loan(known.get(), samples.data(), taken);
+    }
+}
+
+} // namespace
+
+std::string mismatchesOf(const OwnEndpoint &own)
+{
+    Described mine;
+    Tally tally;
+    if (!describe(own, mine)) {
+        return {};
+    }
+    countAll(own, mine, tally);
+    if (tally.endpoints == 0) {
+        return {};
+    }
+    std::string text = std::to_string(tally.endpoints) + (own.isWriter ? " reader" : " writer") +
+                       (tally.endpoints == 1 ? " does not match: " : "s do not match: ");
+    const char *separator = "";
+    for (const auto &[reason, times] : tally.reasons) {
+        text += separator + reason;
+        if (tally.reasons.size() > 1) {
+            text += " (" + std::to_string(times) + ")";
+        }
+        separator = ", ";
+    }
+    return text;
+}
+
+} // namespace qddsdomain
