@@ -13,8 +13,9 @@ NOTHING = (";", "nullptr", "null", "false", "0")
 # What comes before a function or class, and its name; Java's with the type that it returns.
 HEADING = re.compile(r"^(?:(?:class|struct) |(?:\w[\w:<>,*& ]*[ *&:])?(?=\w+\())(\w+)", re.M)
 JAVA_HEADING = re.compile(
-    r"^ {4,8}(?:@\w+ +)*(?:(?:public|protected|private|static|final|abstract|synchronized|default|<[\w<> ,?]+>) +)*"
-    r"(?P<type>(?!return\b|new\b|throw\b|else\b)[\w.]+(?:<[\w<>\[\], .?]*>)?(?:\[\])*) +(\w+)\([^;{]*\{"
+    r"^ {4,8}(?:@\w+ +)*(?:(?:public|protected|private|static|final|synchronized|default"
+    r"|<[\w<> ,?]+>) +)*(?P<type>(?!return\b|new\b|throw\b|else\b)[\w.]+"
+    r"(?:<[\w<>\[\], .?]*>)?(?:\[\])*) +(\w+)\([^;{]*\{"
     r"|^(?:(?:public|final|abstract) +)*(?:class|interface|enum|record) +(\w+)", re.M)
 NUMBERS = ("byte", "short", "char", "int", "long", "float", "double")
 Mutant = collections.namedtuple("Mutant", "file line place key text")

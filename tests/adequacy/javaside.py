@@ -54,7 +54,8 @@ class Java:
     def changed(self, mutant):
         """The classes that the fault makes others of, with their hashes."""
         if mutant.file not in self.originals:
-            self.originals[mutant.file] = self.compile(mutant.file, open(f"{ROOT}/{mutant.file}").read())
+            text = open(f"{ROOT}/{mutant.file}").read()
+            self.originals[mutant.file] = self.compile(mutant.file, text)
         before, self.now = self.originals[mutant.file], self.compile(mutant.file, mutant.text)
         if self.now is None:
             return {mutant.file: None}

@@ -6,7 +6,9 @@ A fault that does not compile, or makes the same code as none or as another, is 
 that no test notices has to stand in survivors.txt, with the reason why none can, where the room's
 entry in rooms.py asks for that."""
 import argparse
+import atexit
 import collections
+import functools
 import json
 import os
 import re
@@ -137,13 +139,14 @@ def report(name, room, mutants, outcomes, options, seconds):
     """Prints what came of a room's faults; is it less than asked for?"""
     found = {each.key: f"{each.file}:{each.line}"
              for each, outcome in zip(mutants, outcomes) if outcome == "survived"}
-    some = options.file or options.sample or options.part or options.listed or not room.explained
+    some = (options.file or options.sample or options.part or options.listed
+            or not room.explained)
     without = unexplained("survivors.txt", found, {each.key for each in mutants} if some else None)
     count = collections.Counter(outcomes)
     killed = count["failed"] + count["timed out"]
     counted = killed + count["survived"]
-    print(f"{name}: {len(mutants)} faults: {killed} killed ({count['timed out']} by the time limit), "
-          f"{count['survived']} survived; not counted: {count['not compiled']} do not compile, "
+    print(f"{name}: {len(mutants)} faults: {killed} killed ({count['timed out']} by the time "
+          f"limit), {count['survived']} survived; not counted: {count['not compiled']} do not compile, "
           f"{count['equivalent']} make no other code, {count['twice']} the same as another\n"
           f"{name}: {100 * killed / max(1, counted):.1f} % of {counted} killed; {seconds:.0f} s, "
           f"{seconds * options.jobs / max(1, len(mutants)):.1f} s each", flush=True)
@@ -152,7 +155,7 @@ def report(name, room, mutants, outcomes, options, seconds):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("--room", action="append", choices=ROOMS, help="repeatable; all if not told")
+    parser.add_argument("--room", action="append", choices=ROOMS, help="repeatable; all if none")
     parser.add_argument("--file", action="append", help="faults of this file only; repeatable")
     parser.add_argument("--sample", type=int, help="so many faults a room only, evenly spread")
     parser.add_argument("--part", metavar="K/N", help="the Kth of N parts of them only")
@@ -163,14 +166,15 @@ def main():
     # A fault may crash, or never stop asking for memory.
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     resource.setrlimit(resource.RLIMIT_DATA, (4 << 30, 4 << 30))
-    shutil.rmtree(WORK, ignore_errors=True)
+    atexit.register(shutil.rmtree, WORK, ignore_errors=True)
     run, bad = Run(options.quick), False
     with ThreadPoolExecutor(options.jobs, initializer=run.begin) as pool:
         for name in options.room or ROOMS:
             start, mutants = time.monotonic(), mutants_of(run, ROOMS[name], options)
             if mutants:
-                outcomes = list(pool.map(lambda each: run.judge(ROOMS[name], each), mutants))
-                bad |= report(name, ROOMS[name], mutants, outcomes, options, time.monotonic() - start)
+                outcomes = list(pool.map(functools.partial(run.judge, ROOMS[name]), mutants))
+                bad |= report(name, ROOMS[name], mutants, outcomes, options,
+                              time.monotonic() - start)
     sys.exit(bad or None in run.took.values())
 
 

@@ -25,7 +25,7 @@ class Plan:
             words = shlex.split(each["command"])
             words = words[os.path.basename(words[0]) == "ccache":]
             source, made = os.path.relpath(each["file"], ROOT), words[words.index("-o") + 1]
-            if not source.startswith(("tests/", "bench/", "build/")) and not made.startswith("bench/"):
+            if not (source.startswith(("tests/", "bench/", "build/")) or made.startswith("bench/")):
                 self.compile[made], self.source[made] = words, source
                 self.users.setdefault(source, []).append(made)
         self.read_includes()
@@ -48,7 +48,7 @@ class Plan:
 
     def read_link(self, target, archive):
         steps = output("ninja", "-t", "commands", "-s", target).split(" && ")
-        step = next(s for s in steps if (" ar " if archive else " -o ") in s.replace("/ar ", " ar "))
+        step = next(step for step in steps if ("/ar " if archive else " -o ") in step)
         self.link[target] = shlex.split(step)
         for word in self.link[target]:
             if word != target and (word in self.compile or word.endswith(".a")):

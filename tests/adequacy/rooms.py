@@ -1,7 +1,7 @@
 """The rooms of the tree: which sources belong to each, and which tests are to notice their faults.
 
-Tests are patterns over "PROGRAM TEST", as CTest runs them: those of `tests` are asked first, those of
-`slow` only by faults that the others let pass."""
+Tests are patterns over "PROGRAM TEST", as CTest runs them: those of `tests` are asked first, those
+of `slow` only about faults that the others let pass."""
 import collections
 
 Room = collections.namedtuple("Room", "sources tests slow least explained",
@@ -25,8 +25,11 @@ ROOMS = {
                    "^relay_start_test "), FERRY),
     "relay-java": Room(("relay/java",), (), FERRY),
     "dds": Room(("adapters/dds",), ("^dds_adapter_test ",), (PARTNERS,)),
-    "file": Room(("adapters/file",), (r" file-adapter\.\w+Test$",), (r" fuzz\.file_rows", *FERRY[2:])),
+    "file": Room(("adapters/file",), (r" file-adapter\.\w+Test$",),
+                 (r" fuzz\.file_rows", *FERRY[2:])),
     "sql": Room(("adapters/sql",), (r" sql\.\w+Test$",), (r" sql\.Ferry$",)),
-    "api": Room(("java/ferrion-adapter",), (r" java-units\.",), (r" kit\.", r" bridge\.(Threads|Cases)")),
-    "kit": Room(("java/ferrion-kit",), (r" kit\.",), (r" file-adapter\.\w+Test$", r" sql\.\w+Test$")),
+    "api": Room(("java/ferrion-adapter",), (r" java-units\.",),
+                (r" kit\.", r" bridge\.(Threads|Bridge.Cases)")),
+    "kit": Room(("java/ferrion-kit",), (r" kit\.",),
+                (r" file-adapter\.\w+Test$", r" sql\.\w+Test$")),
 }

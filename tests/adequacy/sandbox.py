@@ -7,7 +7,8 @@ import subprocess
 
 ROOT = os.path.abspath(f"{__file__}/../../..")
 BUILD = f"{ROOT}/build/mutate"
-WORK = f"{ROOT}/build/mutate-work"   # an overlay's own folder must not lie in what it covers
+# Of this run; an overlay's own folder must not lie in what it covers.
+WORK = f"{ROOT}/build/mutate-work/{os.getpid()}"
 UNSHARE = ["unshare", *(["--map-root-user"] if os.geteuid() else []), "--mount"]
 PROCESSES = ["--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
@@ -46,11 +47,11 @@ class Tree:
         mount = (f"mount -t overlay overlay -o "
                  f"lowerdir={BUILD},upperdir={self.over},workdir={self.work} {BUILD}")
         steps = ["ip link set lo up multicast on", mount, f"cd {shlex.quote(test.folder)}"]
+        environment = {**os.environ, **dict(test.environment),
+                       "FERRY_TEST_VM_OPTIONS": "-XX:+SuppressFatalErrorMessage"}
         with subprocess.Popen([*UNSHARE, *PROCESSES, *shell(steps, test.command)],
                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
-                              stderr=subprocess.DEVNULL,
-                              env={**os.environ, **dict(test.environment),
-                                   "FERRY_TEST_VM_OPTIONS": "-XX:+SuppressFatalErrorMessage"}) as child:
+                              stderr=subprocess.DEVNULL, env=environment) as child:
             try:
                 return "failed" if child.wait(limit) else "passed"
             except subprocess.TimeoutExpired:
