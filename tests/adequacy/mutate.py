@@ -18,13 +18,14 @@ import subprocess
 import sys
 import threading
 import time
+import tomllib
 from concurrent.futures import ThreadPoolExecutor
 
 import faults
 from javaside import Jars, Java
 from native import Native, Plan, output
 from reasons import reasons_of, unexplained
-from rooms import ROOMS
+from rooms import ROOMS, Room
 from sandbox import BUILD, ROOT, WORK, Tree
 
 TABLES = ("jni/MemberTable.h", "jni/MemberTableCheck.h")   # what the compiler itself checks
@@ -121,6 +122,30 @@ class Run:
         return "survived"
 
 
+def planted():
+    """The faults of planted.toml, each with the tests that have to notice it."""
+    with open(f"{sys.path[0]}/planted.toml", "rb") as there:
+        for each in tomllib.load(there)["fault"]:
+            text = open(f"{ROOT}/{each['file']}").read()
+            before, found, behind = text.partition(each["from"])
+            if not found or each["from"] in behind:
+                sys.exit(f"planted.toml: {each['file']} does not hold once: {each['from']}")
+            yield (faults.Mutant(each["file"], before.count("\n") + 1, each["file"], each["name"],
+                                 before + each["to"] + behind),
+                   Room((), tuple(each["tests"]), ()))
+
+
+def judge_planted(run, pool):
+    """Are all of them noticed? Prints what is not."""
+    pairs = list(planted())
+    outcomes = list(pool.map(lambda pair: run.judge(pair[1], pair[0]), pairs))
+    for (mutant, _), outcome in zip(pairs, outcomes):
+        print(f"{outcome}: {mutant.key} ({mutant.file})")
+    noticed = outcomes.count("failed") + outcomes.count("timed out")
+    print(f"{noticed} of {len(pairs)} planted faults noticed")
+    return noticed == len(pairs)
+
+
 def mutants_of(run, room, options):
     files = [file for file in run.sources(room) if not options.file or file in options.file]
     mutants = [mutant for file in files
@@ -146,8 +171,8 @@ def report(name, room, mutants, outcomes, options, seconds):
     killed = count["failed"] + count["timed out"]
     counted = killed + count["survived"]
     print(f"{name}: {len(mutants)} faults: {killed} killed ({count['timed out']} by the time "
-          f"limit), {count['survived']} survived; not counted: {count['not compiled']} do not compile, "
-          f"{count['equivalent']} make no other code, {count['twice']} the same as another\n"
+          f"limit), {count['survived']} survived; not counted: {count['not compiled']} do not "
+          f"compile, {count['equivalent']} make no other code, {count['twice']} the same as another\n"
           f"{name}: {100 * killed / max(1, counted):.1f} % of {counted} killed; {seconds:.0f} s, "
           f"{seconds * options.jobs / max(1, len(mutants)):.1f} s each", flush=True)
     return killed < room.least * counted and not options.listed or room.explained and bool(without)
@@ -160,6 +185,7 @@ def main():
     parser.add_argument("--sample", type=int, help="so many faults a room only, evenly spread")
     parser.add_argument("--part", metavar="K/N", help="the Kth of N parts of them only")
     parser.add_argument("--quick", action="store_true", help="ask the room's quick tests only")
+    parser.add_argument("--planted", action="store_true", help="those of planted.toml only")
     parser.add_argument("--listed", action="store_true", help="those of survivors.txt only")
     parser.add_argument("--jobs", type=int, default=2)
     options = parser.parse_args()
@@ -169,6 +195,8 @@ def main():
     atexit.register(shutil.rmtree, WORK, ignore_errors=True)
     run, bad = Run(options.quick), False
     with ThreadPoolExecutor(options.jobs, initializer=run.begin) as pool:
+        if options.planted:
+            sys.exit(not judge_planted(run, pool))
         for name in options.room or ROOMS:
             start, mutants = time.monotonic(), mutants_of(run, ROOMS[name], options)
             if mutants:

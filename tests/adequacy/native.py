@@ -1,5 +1,6 @@
 """Faults in C and C++: what the build makes of a source, and how to make it again."""
 import collections
+import filecmp
 import json
 import os
 import re
@@ -20,7 +21,7 @@ class Plan:
     """How the build makes objects, archives, libraries and programs. Paths are the build tree's."""
 
     def __init__(self):
-        self.compile, self.source, self.users = {}, {}, {}
+        self.compile, self.source, self.users, self.proven = {}, {}, {}, set()
         for each in json.loads(output("cat", "compile_commands.json")):
             words = shlex.split(each["command"])
             words = words[os.path.basename(words[0]) == "ccache":]
@@ -49,7 +50,7 @@ class Plan:
     def read_link(self, target, archive):
         steps = output("ninja", "-t", "commands", "-s", target).split(" && ")
         step = next(step for step in steps if ("/ar " if archive else " -o ") in step)
-        self.link[target] = shlex.split(step)
+        self.link[target] = shlex.split(step.replace("\\$", "$"))
         for word in self.link[target]:
             if word != target and (word in self.compile or word.endswith(".a")):
                 self.consumers[word].append(target)
@@ -110,9 +111,18 @@ class Native:
             self.relink(library)
 
     def relink(self, target):
-        words = [self.other.get(word, word) for word in self.plan.link[target]]
-        words[words.index("-o") + 1] = self.tree.place(target)
-        subprocess.run(words, cwd=BUILD, check=True)
+        """Links a target; before the first time proves that it comes out as the build's own."""
+        def link(to, other):
+            words = [other.get(word, word) for word in self.plan.link[target]]
+            words[words.index("-o") + 1] = to
+            subprocess.run(words, cwd=BUILD, check=True)
+
+        if target not in self.plan.proven:
+            link(f"{self.folder}/unchanged", {})
+            if not filecmp.cmp(f"{self.folder}/unchanged", f"{BUILD}/{target}", shallow=False):
+                raise RuntimeError(f"{target}: comes out of the linker in another way")
+            self.plan.proven.add(target)
+        link(self.tree.place(target), self.other)
 
     def prepare(self, test):
         """Links the programs that a test runs."""
