@@ -202,6 +202,25 @@ typedef struct QEL_FerrionAdapterPlugin {
 typedef QEL_FerrionAdapterPlugin *(*QEL_FerrionAdapterPlugin_CreateFn)(
     const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment);
 
+/* Optional functions of a native plug-in. Beside its entry point E its library may export them as
+ * E_<name>, with C linkage. The host looks them up by name; it does without those that are missing.
+ */
+
+/**
+ * E_stop_by: the host has been told to stop. From now on every call that waits returns by the
+ * deadline, those that wait already too: writes that wait for readers or for room, deletions that
+ * linger. Such a call reports what it could not do. Calls that do not wait go on as before.
+ *
+ * The host may call this function from any thread, at any time between the creation and the
+ * deletion of the plug-in, beside any other call. The function returns at once.
+ *
+ * @param plugin   what E returned.
+ * @param deadline nanoseconds of CLOCK_MONOTONIC. The host may call again; the earliest deadline
+ *                 holds.
+ */
+typedef void (*QEL_FerrionAdapterPlugin_StopByFn)(QEL_FerrionAdapterPlugin *plugin,
+                                                  int64_t deadline);
+
 FERRYJNI_END
 
 #endif

@@ -192,6 +192,14 @@ public:
         static_cast<void>(adapter);
         return {};
     }
+    /// Tells the plug-ins that can be told to come back from whatever they wait for by then. Not
+    /// once plug-ins are being deleted. May hang in one of them. Any thread.
+    virtual void stopBy(std::chrono::steady_clock::time_point) {}
+    /// Whether any plug-in can be told. Any thread.
+    virtual bool anyStopBy() const
+    {
+        return false;
+    }
     /// What the threads of the plug-ins' runtime are doing, for people. Any thread, any time.
     virtual std::string threadDump()
     {

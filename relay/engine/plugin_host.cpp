@@ -137,7 +137,48 @@ QEL_FerrionAdapterPlugin *FerryPluginHost::openNative(const AdapterSettings &set
         return nullptr;
     }
     const auto create = reinterpret_cast<QEL_FerrionAdapterPlugin_CreateFn>(symbol);
-    return create(properties, environment.fresh());
+    QEL_FerrionAdapterPlugin *const plugin = create(properties, environment.fresh());
+    void *const stopBy = dlsym(library, (settings.entry + "_stop_by").c_str());
+    if (stopBy != nullptr && plugin != nullptr && !environment.failed() &&
+        plugin->magic == QEL_FERRION_PLUGIN_MAGIC) {
+        hearsStops(*plugin, reinterpret_cast<QEL_FerrionAdapterPlugin_StopByFn>(stopBy));
+    }
+    return plugin;
+}
+
+void FerryPluginHost::hearsStops(QEL_FerrionAdapterPlugin &plugin,
+                                 QEL_FerrionAdapterPlugin_StopByFn tell)
+{
+    std::optional<std::int64_t> already;
+    {
+        const std::lock_guard<std::mutex> lock(stopMutex_);
+        listeners_.push_back({&plugin, tell});
+        already = stopBy_;
+    }
+    if (already) {
+        tell(&plugin, *already);
+    }
+}
+
+void FerryPluginHost::stopBy(std::chrono::steady_clock::time_point deadline)
+{
+    const std::int64_t nanoseconds =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(deadline.time_since_epoch()).count();
+    std::vector<Listener> listeners;
+    {
+        const std::lock_guard<std::mutex> lock(stopMutex_);
+        stopBy_ = nanoseconds;
+        listeners = listeners_;
+    }
+    for (const Listener &listener : listeners) {
+        listener.tell(listener.plugin, nanoseconds);
+    }
+}
+
+bool FerryPluginHost::anyStopBy() const
+{
+    const std::lock_guard<std::mutex> lock(stopMutex_);
+    return !listeners_.empty();
 }
 
 bool FerryPluginHost::attachThread()

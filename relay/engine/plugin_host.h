@@ -4,6 +4,7 @@
 #define FERRY_ENGINE_PLUGIN_HOST_H
 
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "engine/java_bridge.h"
@@ -32,6 +33,8 @@ public:
     bool attachThread() override;
     void detachThread() override;
     void stop() override;
+    void stopBy(std::chrono::steady_clock::time_point deadline) override;
+    bool anyStopBy() const override;
     std::string threadDump() override;
 
 private:
@@ -42,6 +45,7 @@ private:
                                          const QEL_FerrionProperties *properties,
                                          CallEnvironment &environment);
 
+    void hearsStops(QEL_FerrionAdapterPlugin &plugin, QEL_FerrionAdapterPlugin_StopByFn tell);
     std::string findIsolated(const AdapterSettings &settings) const;
 
     const Configuration &configuration_;
@@ -53,6 +57,15 @@ private:
     std::mutex dumpMutex_;
     /// The bridge wants the first attachment of the process to be over before the next begins.
     std::mutex attachMutex_;
+
+    struct Listener {
+        QEL_FerrionAdapterPlugin *plugin;
+        QEL_FerrionAdapterPlugin_StopByFn tell;
+    };
+    mutable std::mutex stopMutex_;
+    std::vector<Listener> listeners_;
+    /// Nanoseconds of CLOCK_MONOTONIC, for plug-ins that are made when a stop has begun.
+    std::optional<std::int64_t> stopBy_;
 };
 
 } // namespace ferry

@@ -18,7 +18,7 @@ constexpr std::chrono::milliseconds idleInterval{20};
 
 Supervisor::Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
                        Console &console, SupervisorOptions options)
-    : configuration_(configuration), console_(console), options_(std::move(options)),
+    : configuration_(configuration), host_(host), console_(console), options_(std::move(options)),
       relay_(configuration, host, reporter)
 {
 }
@@ -131,6 +131,7 @@ void Supervisor::stop()
 {
     const Clock::time_point deadline = Clock::now() + options_.drain;
     relay_.requestStop();
+    tellPlugins(deadline);
     waitSessions(deadline);
     relay_.close();
     const Clock::time_point closeDeadline = std::max(deadline, Clock::now() + closeGrace);
@@ -151,6 +152,28 @@ void Supervisor::stop()
         endProcess(result());
     }
     relay_.join();
+}
+
+/// Has calls that wait come back in time, so that what they could not do is told and not cut off.
+/// On a thread of its own, as this one enters no plug-in.
+void Supervisor::tellPlugins(Clock::time_point deadline)
+{
+    if (!host_.anyStopBy()) {
+        return;
+    }
+    std::atomic<bool> told{false};
+    Thread herald;
+    const bool started = herald.start("ferry:herald", [&] {
+        host_.stopBy(deadline - std::min(stopReserve, options_.drain / 4));
+        told.store(true);
+        relay_.notify();
+    });
+    if (started && !relay_.waitUntil(deadline, [&] { return told.load(); })) {
+        logError("FERRYSupervisor_stop", FERRY_LOG_ENTITY_ANY_ss, configuration_.name.c_str(),
+                 "a plug-in does not come back from being told to stop");
+        endProcess(exitHung);
+    }
+    herald.join();
 }
 
 /// False when even the threads that take over from those that hang do not come to the end.

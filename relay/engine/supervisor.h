@@ -30,6 +30,9 @@ struct SupervisorOptions {
     std::optional<std::string> idl;
 };
 
+/// What remains of the drain limit once calls that wait have come back, for everything else that a
+/// stop does; of a short limit a quarter.
+constexpr std::chrono::milliseconds stopReserve{1000};
 /// Time beyond the drain limit for closing what does not hang.
 constexpr std::chrono::milliseconds closeGrace{2000};
 /// How many closings that hang may be left behind, each with another such time for what remains.
@@ -61,6 +64,7 @@ private:
     void watch();
     void report(Clock::time_point now);
     void stop();
+    void tellPlugins(Clock::time_point deadline);
     void waitSessions(Clock::time_point deadline);
     bool waitClosed(Clock::time_point deadline);
     void tellStalls();
@@ -69,6 +73,7 @@ private:
     int result() const;
 
     const Configuration &configuration_;
+    PluginHost &host_;
     Console &console_;
     const SupervisorOptions options_;
     Relay relay_;

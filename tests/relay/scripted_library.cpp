@@ -9,3 +9,11 @@ scripted_create(const QEL_FerrionProperties *properties, QEL_FerrionEnvironment 
 {
     return scripted::createAdapter(properties, environment);
 }
+
+extern "C" void scripted_create_stop_by(QEL_FerrionAdapterPlugin *, int64_t);
+
+extern "C" [[gnu::visibility("default")]] void
+scripted_create_stop_by(QEL_FerrionAdapterPlugin *plugin, int64_t deadline)
+{
+    scripted::stopBy(plugin, deadline);
+}

@@ -299,6 +299,17 @@ QEL_FerrionAdapterPlugin *createAdapter(const QEL_FerrionProperties *properties,
     return g_script->changeRecord ? g_script->changeRecord(plugin) : plugin;
 }
 
+void stopBy(QEL_FerrionAdapterPlugin *plugin, int64_t deadline)
+{
+    EXPECT_EQ(plugin->magic, QEL_FERRION_PLUGIN_MAGIC);
+    const auto hook = g_script->hooks.find("stop_by");
+    if (hook != g_script->hooks.end()) {
+        hook->second();
+    }
+    g_script->stoppedBy = deadline;
+    ++g_script->told;
+}
+
 Script::Script(const ferry::Configuration &configuration) : FerryPluginHost(configuration, {})
 {
     g_script = this;

@@ -71,6 +71,9 @@ public:
     /// Lets the discovery reader of a connection's input (or output) streams tell something, and
     /// signals. Any thread, also before the connection is made.
     void announce(const std::string &connection, const News &news, bool input = true);
+    /// When the plug-ins were told to stop by, and how many were; 0 before.
+    std::atomic<int64_t> stoppedBy{0};
+    std::atomic<int> told{0};
     /// Connections without discovery readers.
     std::set<std::string> silent;
     /// Handed out in place of a good record.
@@ -105,6 +108,9 @@ private:
 /// What the shared library's entry point does; the library finds it in the test's executable.
 [[gnu::visibility("default")]] QEL_FerrionAdapterPlugin *
 createAdapter(const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment);
+
+/// The library's other function. Runs the hook "stop_by" on the thread that tells.
+[[gnu::visibility("default")]] void stopBy(QEL_FerrionAdapterPlugin *plugin, int64_t deadline);
 
 } // namespace scripted
 

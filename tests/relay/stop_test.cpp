@@ -17,15 +17,24 @@ void sleepFor(int time)
     std::this_thread::sleep_for(milliseconds(time));
 }
 
+/// A write that waits comes back because its plug-in is told of the stop, and when it has to.
 TEST_F(RelayTest, FinishesThePresentLoanAndReadsNoMore)
 {
     addRoute("r", "a/in", {"b/x"}).outputs[0].maxSamplesPerWrite = 1;
+    options.drain = std::chrono::seconds(20);
     script.streams["in"].source = [] { return Read{{1, -1, 2, 3}, ""}; };
+    const auto begin = std::chrono::nanoseconds(Clock::now().time_since_epoch()).count();
     script.hooks["write x"] = [&] {
         supervisor().requestStop();
-        sleepFor(60);
+        for (int i = 0; i < 1000 && script.told < 2; ++i) {
+            sleepFor(10);
+        }
     };
     EXPECT_EQ(supervisor().run(), exitErrors); // one sample was not there
+    EXPECT_EQ(script.told, 2);
+    EXPECT_GE(script.stoppedBy, begin + 19'000'000'000);
+    EXPECT_LE(script.stoppedBy,
+              std::chrono::nanoseconds(Clock::now().time_since_epoch()).count() + 19'000'000'000);
     EXPECT_EQ(script.streams["x"].writes.size(), 3U);
     EXPECT_EQ(script.streams["in"].readCalls, 1);
 }
@@ -94,6 +103,7 @@ INSTANTIATE_TEST_SUITE_P(
         Hang{"delete_reader in", 1, exitHung,
              "delete of reader of a/in does not come back(.|\n)*delete_writer x\ndelete_writer y\n"
              "(.|\n)*r: 5 read, 5 written"},
+        Hang{"stop_by", 1, exitHung, "a plug-in does not come back from being told to stop"},
         Hang{"stop", 1, exitOk, "the Java VM does not end"}));
 
 /// A process that watches for signals as ferry does; the stop takes its time.
