@@ -116,7 +116,7 @@ class Run:
                 if outcome != "passed":
                     return outcome
         # A difference that the optimiser sees through is none.
-        if maker.same_optimised(mutant):
+        if not self.quick and maker.same_optimised(mutant):
             return "equivalent"
         print(f"survives: {mutant.file}:{mutant.line}: {mutant.key}", file=sys.stderr, flush=True)
         return "survived"
@@ -172,8 +172,8 @@ def report(name, room, mutants, outcomes, options, seconds):
     counted = killed + count["survived"]
     print(f"{name}: {len(mutants)} faults: {killed} killed ({count['timed out']} by the time "
           f"limit), {count['survived']} survived; not counted: {count['not compiled']} do not "
-          f"compile, {count['equivalent']} make no other code, {count['twice']} the same as another\n"
-          f"{name}: {100 * killed / max(1, counted):.1f} % of {counted} killed; {seconds:.0f} s, "
+          f"compile, {count['equivalent']} make no other code, {count['twice']} the same as "
+          f"another\n{name}: {100 * killed / max(1, counted):.1f} % of {counted} killed; {seconds:.0f} s, "
           f"{seconds * options.jobs / max(1, len(mutants)):.1f} s each", flush=True)
     return killed < room.least * counted and not options.listed or room.explained and bool(without)
 

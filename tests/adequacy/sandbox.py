@@ -13,8 +13,8 @@ UNSHARE = ["unshare", *(["--map-root-user"] if os.geteuid() else []), "--mount"]
 PROCESSES = ["--net", "--pid", "--fork", "--kill-child", "--mount-proc"]
 
 
-def shell(steps, words):
-    return ["sh", "-c", "; ".join(["set -e", *steps, 'exec "$@"']), "sh", *words]
+def shell(steps, words, last='exec "$@"'):
+    return ["sh", "-c", "; ".join(["set -e", *steps, last]), "sh", *words]
 
 
 def compile_with(file, text_file, words):
@@ -49,7 +49,9 @@ class Tree:
         steps = ["ip link set lo up multicast on", mount, f"cd {shlex.quote(test.folder)}"]
         environment = {**os.environ, **dict(test.environment),
                        "FERRY_TEST_VM_OPTIONS": "-XX:+SuppressFatalErrorMessage"}
-        with subprocess.Popen([*UNSHARE, *PROCESSES, *shell(steps, test.command)],
+        # The shell stays: as the first process it has to see to those that lose their parents.
+        words = shell(steps, test.command, '"$@"; exit $?')
+        with subprocess.Popen([*UNSHARE, *PROCESSES, *words],
                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
                               stderr=subprocess.DEVNULL, env=environment) as child:
             try:
