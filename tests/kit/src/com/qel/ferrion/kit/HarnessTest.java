@@ -10,10 +10,14 @@ import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.kit.harness.TestHost;
 import com.qel.ferrion.kit.harness.TestHost.Fault;
+import java.io.IOException;
 import java.time.Duration;
 import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Iterator;
 import java.util.List;
 import java.util.concurrent.CopyOnWriteArrayList;
+import java.util.concurrent.CountDownLatch;
 import java.util.logging.LogRecord;
 import java.util.logging.Logger;
 import org.junit.Test;
@@ -146,6 +150,24 @@ public class HarnessTest {
                 assertEquals(one[2], sizes.toString());
             }
         }
+    }
+
+    @Test
+    public void aLookThatGoesOnFailingIsLoggedOnce() throws Exception {
+        Iterator<String> failures = Arrays.asList("a", "a", "b", null, "b", "b").iterator();
+        CountDownLatch looked = new CountDownLatch(6);
+        Watch watch = new Watch("w", System.getLogger(logger.getName()), Throwable::getMessage);
+        watch.every(Duration.ofNanos(1), () -> {
+            looked.countDown();
+            String failure = failures.hasNext() ? failures.next() : "b";
+            if (failure != null) {
+                throw new IOException(failure);
+            }
+        });
+        looked.await();
+        assertTrue(watch.stop(() -> {}));
+        assertEquals("[w: a, w: b, w: b]",
+                logged.stream().map(LogRecord::getMessage).toList().toString());
     }
 
     @Test
