@@ -149,7 +149,7 @@ class Cyclone(Pairs, Rig):
             types={"idl": other}))
         for told in ["did not match: reliability", "interop::Flat.l: double here, long there"]:
             self.until(lambda: told in self.text(ferry, ".err"), told)
-        self.end(ferry)
+        self.end(ferry, code=1)
 
 
 class Fastdds(Pairs, Rig):
