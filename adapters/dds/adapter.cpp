@@ -7,6 +7,7 @@
 #include "connection.h"
 #include "error.h"
 #include "session.h"
+#include "stop.h"
 #include "stream_reader.h"
 #include "stream_writer.h"
 
@@ -17,10 +18,20 @@ using Environment = QEL_FerrionEnvironment;
 using Properties = QEL_FerrionProperties;
 using Listener = QEL_FerrionStreamReaderListener;
 
+/// The record with what all connections share.
+struct Adapter : QEL_FerrionAdapterPlugin {
+    Stop stop;
+};
+
 /// A new object for the host to own.
 template<class Object, class... Arguments> Object *make(Arguments &&...arguments)
 {
     return std::make_unique<Object>(std::forward<Arguments>(arguments)...).release();
+}
+
+Adapter &of(QEL_FerrionAdapterPlugin *adapter)
+{
+    return *static_cast<Adapter *>(adapter);
 }
 
 Connection &of(QEL_FerrionConnection *connection)
@@ -45,18 +56,19 @@ StreamWriter &of(QEL_FerrionStreamWriter *writer)
 
 std::int32_t deleteAdapter(QEL_FerrionAdapterPlugin *adapter, Environment *) noexcept
 {
-    delete adapter;
+    delete static_cast<Adapter *>(adapter);
     return 1;
 }
 
-QEL_FerrionConnection *createConnection(QEL_FerrionAdapterPlugin *, const char *, const char *,
-                                        const Listener *subscriptionListener,
+QEL_FerrionConnection *createConnection(QEL_FerrionAdapterPlugin *adapter, const char *,
+                                        const char *, const Listener *subscriptionListener,
                                         const Listener *publicationListener, void *, void *,
                                         const Properties *properties,
                                         Environment *environment) noexcept
 {
     return guarded<QEL_FerrionConnection *>(environment, nullptr, [&] {
-        return make<Connection>(subscriptionListener, publicationListener, properties);
+        return make<Connection>(of(adapter).stop, subscriptionListener, publicationListener,
+                                properties);
     });
 }
 
@@ -188,9 +200,8 @@ std::int32_t write(QEL_FerrionStreamWriter *writer, void *const *samples,
                    [&] { return of(writer).write(samples, infos, count, environment); });
 }
 
-QEL_FerrionAdapterPlugin record() noexcept
+void fill(QEL_FerrionAdapterPlugin &plugin) noexcept
 {
-    QEL_FerrionAdapterPlugin plugin{};
     plugin.magic = QEL_FERRION_PLUGIN_MAGIC;
     plugin.apiVersion = {5, 3, 0, 0};
     plugin.adapterVersion = {FERRYADAPTER_DDS_MAJOR, FERRYADAPTER_DDS_MINOR,
@@ -215,7 +226,6 @@ QEL_FerrionAdapterPlugin record() noexcept
     operations.stream_reader_update = update<QEL_FerrionStreamReader>;
     operations.write = write;
     operations.stream_writer_update = update<QEL_FerrionStreamWriter>;
-    return plugin;
 }
 
 } // namespace
@@ -227,6 +237,14 @@ QEL_FerrionAdapterPlugin *FerryAdapter_dds_create(const QEL_FerrionProperties *p
     using namespace ferrydds;
     return guarded<QEL_FerrionAdapterPlugin *>(environment, nullptr, [&] {
         const Settings none(nowhere, "adapter", properties);
-        return make<QEL_FerrionAdapterPlugin>(record());
+        auto adapter = std::make_unique<Adapter>();
+        fill(*adapter);
+        return adapter.release();
     });
+}
+
+void FerryAdapter_dds_create_stop_by(QEL_FerrionAdapterPlugin *plugin,
+                                     std::int64_t deadline) noexcept
+{
+    ferrydds::of(plugin).stop.by(deadline);
 }

@@ -1,4 +1,4 @@
-// The plug-in's entry point.
+// The plug-in's entry points.
 #ifndef FERRYADAPTER_DDS_ADAPTER_H
 #define FERRYADAPTER_DDS_ADAPTER_H
 
@@ -7,10 +7,15 @@
 
 FERRYJNI_BEGIN
 
+/* The entry point and its optional functions, see ferryjni/plugin.h. */
+
 /** Makes the DDS adapter; it has no properties of its own. Null with an error on failure. */
 FERRYJNI_API QEL_FerrionAdapterPlugin *
 FerryAdapter_dds_create(const QEL_FerrionProperties *properties,
                         QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
+
+FERRYJNI_API void FerryAdapter_dds_create_stop_by(QEL_FerrionAdapterPlugin *plugin,
+                                                  int64_t deadline) FERRYJNI_NOEXCEPT;
 
 FERRYJNI_END
 

@@ -38,10 +38,10 @@ Participant join(const Settings &settings)
 
 } // namespace
 
-Connection::Connection(const QEL_FerrionStreamReaderListener *subscriptionListener,
+Connection::Connection(Stop &stop, const QEL_FerrionStreamReaderListener *subscriptionListener,
                        const QEL_FerrionStreamReaderListener *publicationListener,
                        const QEL_FerrionProperties *properties)
-    : settings_(onConnection, "connection", properties), text_(describe(settings_)),
+    : stop_(stop), settings_(onConnection, "connection", properties), text_(describe(settings_)),
       participant_(join(settings_)), outputs_(Direction::output, subscriptionListener),
       inputs_(Direction::input, publicationListener),
       watch_(participant_, std::chrono::nanoseconds(settings_.nanoseconds(Setting::typeTimeout)),

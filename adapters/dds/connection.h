@@ -10,13 +10,14 @@
 #include "discovery_watch.h"
 #include "ferryjni/plugin.h"
 #include "settings.h"
+#include "stop.h"
 
 namespace ferrydds {
 
 class Connection : public QEL_FerrionConnection {
 public:
-    /// Joins the domain. Either listener may be null. Throws Failure.
-    Connection(const QEL_FerrionStreamReaderListener *subscriptionListener,
+    /// Joins the domain. `stop` outlives it; either listener may be null. Throws Failure.
+    Connection(Stop &stop, const QEL_FerrionStreamReaderListener *subscriptionListener,
                const QEL_FerrionStreamReaderListener *publicationListener,
                const QEL_FerrionProperties *properties);
     Connection(const Connection &) = delete;
@@ -29,6 +30,10 @@ public:
     const Settings &settings() const
     {
         return settings_;
+    }
+    Stop &stop() const
+    {
+        return stop_;
     }
     DiscoveryWatch &watch()
     {
@@ -47,6 +52,7 @@ public:
     }
 
 private:
+    Stop &stop_;
     Settings settings_;
     std::string text_;
     Participant participant_;

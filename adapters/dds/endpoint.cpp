@@ -49,8 +49,9 @@ std::vector<std::string> partitionsOf(const Settings &settings, const Connection
 Endpoint::Endpoint(Place place, Connection &connection, const Session &session,
                    const QEL_FerrionStreamInfo &stream, const QEL_FerrionProperties *properties)
     : settings(place, ownerOf(place, stream), properties, &session.settings()),
-      type_(typeOf(settings.owner(), stream)), topic_(settings.text(Setting::topic)),
-      typeName_(settings.text(Setting::typeName)),
+      type_(typeOf(settings.owner(), stream)),
+      keyed_(DDS_TypeCode_is_keyed(DDS_TypeCode_resolve(type_)) != 0),
+      topic_(settings.text(Setting::topic)), typeName_(settings.text(Setting::typeName)),
       partitions_(partitionsOf(settings, connection, stream))
 {
     if (topic_.empty()) {
@@ -59,8 +60,8 @@ Endpoint::Endpoint(Place place, Connection &connection, const Session &session,
     if (topic_.empty()) {
         throw Failure(settings.owner() + ": it has no name, and property 'topic' says none");
     }
-    checkRules();
     settle(connection);
+    checkRules();
 }
 
 /// Combinations that would do nothing, or not what was meant.
@@ -73,6 +74,11 @@ void Endpoint::checkRules() const
         !settings.is(Setting::ownership, "exclusive")) {
         throw Failure(owner() +
                       ": property 'ownership_strength' needs 'ownership' to be exclusive");
+    }
+    if (settings.given(Setting::durableDepth) &&
+        !(transientLocal_ && settings.is(Setting::history, "keep_all"))) {
+        throw Failure(owner() + ": property 'durable_depth' needs 'durability' to be "
+                                "transient_local and 'history' to be keep_all");
     }
 }
 
@@ -97,6 +103,7 @@ DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
     qos.reliable = reliable_ ? 1 : 0;
     qos.durability = transientLocal_ ? DDS_TRANSIENT_LOCAL_DURABILITY : DDS_VOLATILE_DURABILITY;
     qos.historyDepth = settings.is(Setting::history, "keep_last") ? number(Setting::depth) : 0;
+    qos.durableDepth = qos.historyDepth == 0 ? number(Setting::durableDepth) : 0;
     qos.maxSamples = number(Setting::maxSamples);
     qos.deadline = settings.nanoseconds(Setting::deadline);
     qos.lifespan = settings.nanoseconds(Setting::lifespan);

@@ -41,6 +41,18 @@ public:
     {
         return settings.owner();
     }
+    bool reliable() const
+    {
+        return reliable_;
+    }
+    bool transientLocal() const
+    {
+        return transientLocal_;
+    }
+    bool keyed() const
+    {
+        return keyed_;
+    }
     /// Its partitions are `partitions`, which must outlive the use of the result.
     DDS_EndpointQos qos(const Strings &partitions) const;
     const std::vector<std::string> &partitions() const
@@ -55,6 +67,7 @@ private:
     void checkRules() const;
 
     const DDS_TypeCode *type_;
+    bool keyed_;
     std::string topic_;
     std::string typeName_;
     std::vector<std::string> partitions_;

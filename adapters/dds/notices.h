@@ -46,6 +46,41 @@ private:
     std::chrono::steady_clock::time_point next_{};
 };
 
+/// Says in the log why an endpoint without partners has none, although the domain has some of its
+/// topic: no call fails for that, and nothing else would tell. Used by one thread at a time.
+class Solitude {
+public:
+    /// `matched` is how many partners there are, `describe` the engine's get_mismatches of
+    /// `entity`, which looks through the whole domain.
+    template<class Entity>
+    void look(const std::string &owner, Entity *entity, std::uint32_t matched,
+              std::int32_t (*describe)(Entity *, DDS_ErrorText *))
+    {
+        const auto now = std::chrono::steady_clock::now();
+        if (matched > 0 || now < next_) {
+            return;
+        }
+        next_ = now + pause;
+        DDS_ErrorText text{};
+        if (describe(entity, &text) == 0 || (text.text == told_ && now < again_)) {
+            return;
+        }
+        told_ = text.text;
+        again_ = now + reminder;
+        warn("FerryAdapter_dds", owner + ": " + told_);
+    }
+
+private:
+    /// Time for those that are there to be found.
+    static constexpr std::chrono::seconds patience{2};
+    static constexpr std::chrono::seconds pause{10};
+    static constexpr std::chrono::minutes reminder{10};
+
+    std::chrono::steady_clock::time_point next_ = std::chrono::steady_clock::now() + patience;
+    std::chrono::steady_clock::time_point again_{};
+    std::string told_;
+};
+
 } // namespace ferrydds
 
 #endif

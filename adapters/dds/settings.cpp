@@ -11,7 +11,7 @@
 namespace ferrydds {
 namespace {
 
-enum class Kind { text, choice, whole, duration };
+enum class Kind { text, choice, whole, wholeOrAll, duration };
 
 constexpr std::int64_t most = 2147483647;
 constexpr std::int64_t nanosecondsPerHour = 3'600'000'000'000;
@@ -48,12 +48,14 @@ constexpr Row table[] = {
     {"durability", stream, Kind::choice, "volatile", 0, 0, "volatile transient_local +auto", false},
     {"history", stream, Kind::choice, "keep_all", 0, 0, "keep_all keep_last", false},
     {"depth", stream, Kind::whole, "1", 1, most, "", false},
+    {"durable_depth", onWriter, Kind::wholeOrAll, "1", 1, most, "", false},
     {"deadline", stream, Kind::duration, "0s", 0, longest, "", false},
     {"ownership", stream, Kind::choice, "shared", 0, 0, "shared exclusive", false},
     {"match", stream, Kind::choice, "type", 0, 0, "type name", false},
     {"ignore_local", stream, Kind::choice, "process", 0, 0, "process participant none", false},
     {"max_samples", onReader, Kind::whole, "8192", 0, most, "", false},
     {"batch", onReader, Kind::whole, "1024", 1, 1'000'000, "", true},
+    {"batch_bytes", onReader, Kind::whole, "8388608", 1, 1LL << 40, "", true},
     {"time_based_filter", onReader, Kind::duration, "0s", 0, longest, "", false},
     {"representation", onWriter, Kind::choice, "auto", 0, 0, "auto xcdr1 xcdr2", false},
     {"ownership_strength", onWriter, Kind::whole, "0", 0, most, "", false},
@@ -163,18 +165,24 @@ bool fits(const Row &row, unsigned place, const std::string &value)
         const std::vector<std::string> words = wordsOf(row, place);
         return std::find(words.begin(), words.end(), value) != words.end();
     }
+    case Kind::wholeOrAll:
+        if (value == "all") {
+            return true;
+        }
+        break;
     case Kind::whole:
     case Kind::duration:
         break;
     }
-    const auto number = row.kind == Kind::whole ? parseWhole(value) : parseDuration(value);
+    const auto number = row.kind == Kind::duration ? parseDuration(value) : parseWhole(value);
     return number && *number >= row.low && *number <= row.high;
 }
 
 std::string expectation(const Row &row, unsigned place)
 {
-    if (row.kind == Kind::whole) {
-        return "a whole number from " + std::to_string(row.low) + " to " + std::to_string(row.high);
+    if (row.kind == Kind::whole || row.kind == Kind::wholeOrAll) {
+        return "a whole number from " + std::to_string(row.low) + " to " +
+               std::to_string(row.high) + (row.kind == Kind::wholeOrAll ? ", or all" : "");
     }
     if (row.kind == Kind::duration) {
         return "a duration such as 100ms, 2s, 5m or 1h, at most " +

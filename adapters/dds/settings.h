@@ -29,12 +29,14 @@ enum class Setting : std::size_t {
     durability,
     history,
     depth,
+    durableDepth,
     deadline,
     ownership,
     match,
     ignoreLocal,
     maxSamples,
     batch,
+    batchBytes,
     timeBasedFilter,
     representation,
     ownershipStrength,
@@ -89,6 +91,7 @@ public:
     {
         return text(setting) == word;
     }
+    /// 0 for the word "all".
     std::int64_t number(Setting setting) const;
     std::int64_t nanoseconds(Setting setting) const;
     /// A list without the blanks around its elements; an empty text is an empty list.

@@ -49,24 +49,31 @@ void StreamReader::onData(void *self)
 
 Loan StreamReader::read(QEL_FerrionEnvironment *environment)
 {
-    if (lent_) {
+    if (lent_ > 0) {
         throw Failure(endpoint_.owner() + ": the last loan has not been returned");
     }
     const auto batch = static_cast<std::int32_t>(endpoint_.settings.number(Setting::batch));
-    const std::int32_t count = take(batch, environment);
+    const std::int32_t count =
+        take(batch, endpoint_.settings.number(Setting::batchBytes), environment);
     notices_.report(endpoint_.owner(), reader_.get(), DDS_DataReader_take_notice, environment);
     if (count == 0) {
+        DDS_ReaderStatistics statistics{};
+        DDS_DataReader_get_statistics(reader_.get(), &statistics);
+        solitude_.look(endpoint_.owner(), reader_.get(), statistics.matched,
+                       DDS_DataReader_get_mismatches);
         return {};
     }
-    lent_ = true;
+    lent_ = count;
     return {lentSamples_.data(), infos_.data(), count};
 }
 
-/// Takes up to `limit` samples; what came before a failure counts.
-std::int32_t StreamReader::take(std::int32_t limit, QEL_FerrionEnvironment *environment)
+/// Takes up to `limit` samples, and no further one once they have so many bytes; what came before a
+/// failure counts.
+std::int32_t StreamReader::take(std::int32_t limit, std::int64_t bytes,
+                                QEL_FerrionEnvironment *environment)
 {
     std::int32_t count = 0;
-    while (count < limit) {
+    while (count < limit && bytes > 0) {
         if (count == static_cast<std::int32_t>(samples_.size())) {
             try {
                 grow(limit);
@@ -78,8 +85,8 @@ std::int32_t StreamReader::take(std::int32_t limit, QEL_FerrionEnvironment *envi
         const std::int32_t wanted =
             std::min(limit, static_cast<std::int32_t>(samples_.size())) - count;
         DDS_ErrorText error{};
-        const std::int32_t taken = DDS_DataReader_take(reader_.get(), samples_.data() + count,
-                                                       infos_.data() + count, wanted, &error);
+        const std::int32_t taken = DDS_DataReader_take(
+            reader_.get(), samples_.data() + count, infos_.data() + count, wanted, &bytes, &error);
         if (taken < 0) {
             report(environment, endpoint_.owner() + ": " + error.text);
             break;
@@ -100,6 +107,7 @@ void StreamReader::grow(std::int32_t limit)
     samples_.reserve(size);
     infos_.reserve(size);
     lentSamples_.reserve(size);
+    largest_.reserve(size);
     while (samples_.size() < size) {
         auto info = std::make_unique<DDS_SampleInfo>();
         DDS_DynamicData *sample = DDS_DynamicData_new(endpoint_.type(), nullptr);
@@ -109,12 +117,42 @@ void StreamReader::grow(std::int32_t limit)
         samples_.push_back(sample);
         infos_.push_back(info.release());
         lentSamples_.push_back(sample);
+        largest_.push_back(0);
     }
 }
 
 void StreamReader::returnLoan()
 {
-    lent_ = false;
+    std::size_t bytes = 0;
+    for (std::int32_t i = 0; i < lent_; ++i) {
+        std::size_t length = 0;
+        DDS_DynamicData_get_cdr(samples_[i], &length);
+        bytes += length;
+        kept_ += length - std::min(length, largest_[i]);
+        largest_[i] = std::max(length, largest_[i]);
+    }
+    lent_ = 0;
+    const auto batch = static_cast<std::size_t>(endpoint_.settings.number(Setting::batchBytes));
+    if (kept_ > 2 * std::max(bytes, batch)) {
+        renew();
+    }
+}
+
+/// A sample keeps the memory of the largest one that it ever held: where sizes differ each would in
+/// time hold as much as the largest. So the pool begins anew when it has outgrown what is needed.
+void StreamReader::renew()
+{
+    for (std::size_t i = 0; i < samples_.size(); ++i) {
+        DDS_DynamicData *fresh =
+            largest_[i] > 0 ? DDS_DynamicData_new(endpoint_.type(), nullptr) : nullptr;
+        if (fresh != nullptr) {
+            DDS_DynamicData_delete(samples_[i]);
+            samples_[i] = fresh;
+            lentSamples_[i] = fresh;
+            kept_ -= largest_[i];
+            largest_[i] = 0;
+        }
+    }
 }
 
 void StreamReader::update(const QEL_FerrionProperties *properties)

@@ -28,20 +28,26 @@ public:
 
 private:
     static void onData(void *self);
-    std::int32_t take(std::int32_t limit, QEL_FerrionEnvironment *environment);
+    std::int32_t take(std::int32_t limit, std::int64_t bytes, QEL_FerrionEnvironment *environment);
     void grow(std::int32_t limit);
+    void renew();
 
     const Participant participant_;
     Endpoint endpoint_;
     const QEL_FerrionStreamReaderListener listener_;
     Notices notices_;
-    bool lent_ = false;
+    Solitude solitude_;
+    /// Samples of the present loan.
+    std::int32_t lent_ = 0;
 
     /// Owned; as long as each other, and used again by every read.
     std::vector<DDS_DynamicData *> samples_;
     std::vector<DDS_SampleInfo *> infos_;
     /// `samples_` again, as the host wants them.
     std::vector<void *> lentSamples_;
+    /// The most bytes that each of `samples_` has held, and their sum.
+    std::vector<std::size_t> largest_;
+    std::size_t kept_ = 0;
 
     /// Last: its thread calls into this object until it has gone.
     Owned<DDS_DataReader> reader_;

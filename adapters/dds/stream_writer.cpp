@@ -1,16 +1,42 @@
 #include "stream_writer.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 namespace ferrydds {
+namespace {
+
+/// How often a slice is written again because readers left, until it is given up.
+constexpr int mostRounds = 10;
+
+/// What it means to be durable, where that is not what one would think.
+void warnOfDepth(const Endpoint &endpoint)
+{
+    if (!endpoint.transientLocal() || !endpoint.settings.is(Setting::history, "keep_all")) {
+        return;
+    }
+    if (endpoint.settings.is(Setting::durableDepth, "all")) {
+        warn("FerryAdapter_dds_create",
+             endpoint.owner() + ": durable_depth is all: every sample stays in memory until the "
+                                "writer goes, for readers that come later");
+    } else if (!endpoint.keyed() && !endpoint.settings.given(Setting::durableDepth)) {
+        warn("FerryAdapter_dds_create",
+             endpoint.owner() + ": its type has no key, so readers that come later get the last "
+                                "sample only (durable_depth)");
+    }
+}
+
+} // namespace
 
 StreamWriter::StreamWriter(Connection &connection, const Session &session,
                            const QEL_FerrionStreamInfo &stream,
                            const QEL_FerrionProperties *properties)
-    : participant_(connection.participant()),
+    : participant_(connection.participant()), stop_(connection.stop()),
       endpoint_(onWriter, connection, session, stream, properties),
-      keyed_(DDS_TypeCode_is_keyed(DDS_TypeCode_resolve(endpoint_.type())) != 0),
-      timestamps_(endpoint_.settings.is(Setting::timestamps, "source"))
+      timestamps_(endpoint_.settings.is(Setting::timestamps, "source")),
+      wanted_(static_cast<std::uint32_t>(endpoint_.settings.number(Setting::waitForReaders)))
 {
     const Strings partitions(endpoint_.partitions());
     const DDS_EndpointQos qos = endpoint_.qos(partitions);
@@ -20,49 +46,13 @@ StreamWriter::StreamWriter(Connection &connection, const Session &session,
     if (writer_ == nullptr) {
         throw Failure(endpoint_.owner() + ": " + error.text);
     }
+    stop_.enlist(*writer_);
+    warnOfDepth(endpoint_);
 }
 
-void StreamWriter::awaitReaders()
+StreamWriter::~StreamWriter()
 {
-    const auto wanted =
-        static_cast<std::uint32_t>(endpoint_.settings.number(Setting::waitForReaders));
-    if (readersThere_ || wanted == 0) {
-        return;
-    }
-    if (DDS_DataWriter_wait_for_readers(
-            writer_.get(), wanted, endpoint_.settings.nanoseconds(Setting::waitTimeout)) == 0) {
-        throw Failure(endpoint_.owner() + ": after " +
-                      endpoint_.settings.text(Setting::waitTimeout) + " there are " +
-                      std::to_string(DDS_DataWriter_get_matched(writer_.get())) + " of " +
-                      std::to_string(wanted) + " readers (wait_for_readers); nothing was written");
-    }
-    readersThere_ = true;
-}
-
-/// Readers come and go, and hosts that cannot be reached go too: what a volatile writer writes
-/// meanwhile is lost, and nobody else could tell.
-void StreamWriter::countUnheard(std::int32_t written)
-{
-    if (endpoint_.settings.is(Setting::durability, "transient_local")) {
-        return;
-    }
-    if (DDS_DataWriter_get_matched(writer_.get()) > 0) {
-        tellUnheard();
-    } else if (written > 0) {
-        if (unheard_ == 0) {
-            warn("FerryAdapter_dds_write", endpoint_.owner() + ": there is no reader");
-        }
-        unheard_ += static_cast<std::uint64_t>(written);
-    }
-}
-
-void StreamWriter::tellUnheard()
-{
-    if (unheard_ > 0) {
-        warn("FerryAdapter_dds_write", endpoint_.owner() + ": " + std::to_string(unheard_) +
-                                           " samples were written while there was no reader");
-        unheard_ = 0;
-    }
+    stop_.delist(*writer_);
 }
 
 DDS_ReturnCode_t StreamWriter::writeOne(const DDS_DynamicData *sample, const DDS_SampleInfo *info,
@@ -75,7 +65,7 @@ DDS_ReturnCode_t StreamWriter::writeOne(const DDS_DynamicData *sample, const DDS
     if (info == nullptr) {
         return DDS_DataWriter_write(writer_.get(), sample, nullptr, &error);
     }
-    if (info->valid_data == 0 && !keyed_) {
+    if (info->valid_data == 0 && !endpoint_.keyed()) {
         // The news that an instance has gone; without a key there are no instances to tell apart.
         return DDS_RETCODE_OK;
     }
@@ -87,33 +77,159 @@ DDS_ReturnCode_t StreamWriter::writeOne(const DDS_DynamicData *sample, const DDS
     return DDS_DataWriter_write(writer_.get(), sample, &now, &error);
 }
 
-std::int32_t StreamWriter::write(void *const *samples, DDS_SampleInfo *const *infos,
-                                 std::int32_t count, QEL_FerrionEnvironment *environment)
+/// Readers come and go, and hosts that cannot be reached go too: what a volatile writer writes
+/// meanwhile is lost, and nobody else could tell.
+StreamWriter::Outcome StreamWriter::writeAll(const Slice &slice)
 {
-    awaitReaders();
-    std::int32_t written = 0;
-    std::int32_t bad = 0;
-    std::string firstReason;
-    DDS_ReturnCode_t result = DDS_RETCODE_OK;
-    for (std::int32_t i = 0; i < count && result != DDS_RETCODE_OUT_OF_RESOURCES; ++i) {
+    const bool keepsNone = !endpoint_.transientLocal();
+    Outcome outcome;
+    for (std::int32_t i = 0; i < slice.count && !outcome.gaveUp; ++i) {
+        const std::uint32_t there = DDS_DataWriter_get_matched(writer_.get());
+        outcome.cut = there < wanted_;
+        if (outcome.cut) {
+            break;
+        }
         DDS_ErrorText error{};
-        result = writeOne(static_cast<const DDS_DynamicData *>(samples[i]),
-                          infos == nullptr ? nullptr : infos[i], error);
+        const DDS_ReturnCode_t result =
+            writeOne(static_cast<const DDS_DynamicData *>(slice.samples[i]),
+                     slice.infos == nullptr ? nullptr : slice.infos[i], error);
         if (result == DDS_RETCODE_OK) {
-            ++written;
-        } else if (bad++ == 0 || result == DDS_RETCODE_OUT_OF_RESOURCES) {
-            firstReason = "sample " + std::to_string(i) + ": " + error.text;
+            ++(there == 0 && keepsNone ? outcome.unheard : outcome.written);
+            continue;
+        }
+        outcome.gaveUp = result == DDS_RETCODE_OUT_OF_RESOURCES;
+        if (outcome.bad++ == 0 || outcome.gaveUp) {
+            outcome.reason = "sample " + std::to_string(i) + ": " + error.text;
         }
     }
     DDS_DataWriter_flush(writer_.get());
-    anyWritten_ = anyWritten_ || written > 0;
-    countUnheard(written);
-    if (written < count) {
-        report(environment, endpoint_.owner() + ": " + std::to_string(written) + " of " +
-                                std::to_string(count) + " samples were written; " + firstReason);
+    return outcome;
+}
+
+/// What ended a wait for so long as a setting says.
+std::string StreamWriter::until(Setting setting) const
+{
+    return stop_.begun() ? "the host's stop" : endpoint_.settings.text(setting);
+}
+
+std::string StreamWriter::mismatches() const
+{
+    DDS_ErrorText text{};
+    return DDS_DataWriter_get_mismatches(writer_.get(), &text) > 0 ? std::string("; ") + text.text
+                                                                   : "";
+}
+
+/// The readers that are there, as many as wanted or more. Throws Failure when they do not come.
+StreamWriter::Readers StreamWriter::awaitReaders() const
+{
+    // The engine tells that a reader has gone some moments later than it lets go of it.
+    constexpr std::chrono::milliseconds moment{5};
+    const std::chrono::nanoseconds patience(endpoint_.settings.nanoseconds(Setting::waitTimeout));
+    const auto end = std::chrono::steady_clock::now() + patience;
+    for (auto rest = patience;
+         DDS_DataWriter_wait_for_readers(writer_.get(), wanted_, rest.count()) != 0;) {
+        Readers there = readers();
+        if (there.size() >= wanted_) {
+            return there;
+        }
+        rest = end - std::chrono::steady_clock::now();
+        if (rest <= std::chrono::nanoseconds::zero()) {
+            break;
+        }
+        std::this_thread::sleep_for(moment);
     }
+    throw Failure(endpoint_.owner() + ": after " + until(Setting::waitTimeout) + " there are " +
+                  std::to_string(DDS_DataWriter_get_matched(writer_.get())) + " of " +
+                  std::to_string(wanted_) + " readers (wait_for_readers)" + mismatches() +
+                  "; nothing was written");
+}
+
+StreamWriter::Readers StreamWriter::readers() const
+{
+    Readers all(16);
+    for (;;) {
+        const std::uint32_t count = DDS_DataWriter_get_readers(
+            writer_.get(), all.data(), static_cast<std::uint32_t>(all.size()));
+        const bool complete = count <= all.size();
+        all.resize(count);
+        if (complete) {
+            return all;
+        }
+    }
+}
+
+/// Whether as many readers as wanted were there from before the slice until all of it was
+/// acknowledged. Of a reader that left nobody knows what it had got.
+bool StreamWriter::reached(const Readers &before, const Outcome &outcome,
+                           QEL_FerrionEnvironment *environment)
+{
+    const std::int64_t patience = endpoint_.settings.nanoseconds(Setting::writeTimeout);
+    const bool waits = endpoint_.reliable() && patience > 0 && !outcome.gaveUp;
+    const bool all =
+        !waits || DDS_DataWriter_wait_for_acknowledgments(writer_.get(), patience) != 0;
+    const Readers now = readers();
+    const auto stayed = std::count_if(before.begin(), before.end(), [&](std::uint64_t reader) {
+        return std::find(now.begin(), now.end(), reader) != now.end();
+    });
+    if (outcome.cut || static_cast<std::uint64_t>(stayed) < wanted_) {
+        return false;
+    }
+    if (!all) {
+        report(environment, endpoint_.owner() + ": " +
+                                std::to_string(DDS_DataWriter_get_unacknowledged(writer_.get())) +
+                                " samples that were written are not acknowledged after " +
+                                endpoint_.settings.text(Setting::writeTimeout) +
+                                " (write_timeout); they are still being sent");
+    }
+    return true;
+}
+
+/// Writes a slice until it has readers, all of it each time: those that stayed get it twice.
+StreamWriter::Outcome StreamWriter::writeToReaders(const Slice &slice,
+                                                   QEL_FerrionEnvironment *environment)
+{
+    for (int round = 0; round < mostRounds; ++round) {
+        const Readers before = awaitReaders();
+        const Outcome outcome = writeAll(slice);
+        if (reached(before, outcome, environment)) {
+            return outcome;
+        }
+        warn("FerryAdapter_dds_write", endpoint_.owner() + ": a reader left during a write of " +
+                                           std::to_string(slice.count) +
+                                           " samples; they are written again");
+    }
+    throw Failure(endpoint_.owner() + ": readers come and go; none stayed for a write of " +
+                  std::to_string(slice.count) + " samples");
+}
+
+void StreamWriter::tellUnheard(std::int32_t unheard)
+{
+    if (unheard > 0 && unheard_ == 0) {
+        warn("FerryAdapter_dds_write", endpoint_.owner() + ": there is no reader" + mismatches());
+    }
+    unheard_ += static_cast<std::uint64_t>(unheard);
+    if (unheard == 0 && unheard_ > 0) {
+        warn("FerryAdapter_dds_write", endpoint_.owner() + ": " + std::to_string(unheard_) +
+                                           " samples were written while there was no reader");
+        unheard_ = 0;
+    }
+}
+
+std::int32_t StreamWriter::write(void *const *samples, DDS_SampleInfo *const *infos,
+                                 std::int32_t count, QEL_FerrionEnvironment *environment)
+{
+    const Slice slice{samples, infos, count};
+    const Outcome outcome = wanted_ == 0 ? writeAll(slice) : writeToReaders(slice, environment);
+    anyWritten_ = anyWritten_ || outcome.written > 0;
+    tellUnheard(outcome.unheard);
+    if (outcome.bad > 0) {
+        report(environment, endpoint_.owner() + ": " + std::to_string(outcome.written) + " of " +
+                                std::to_string(count) + " samples were written; " + outcome.reason);
+    }
+    solitude_.look(endpoint_.owner(), writer_.get(), DDS_DataWriter_get_matched(writer_.get()),
+                   DDS_DataWriter_get_mismatches);
     notices_.report(endpoint_.owner(), writer_.get(), DDS_DataWriter_take_notice, environment);
-    return written;
+    return outcome.written;
 }
 
 void StreamWriter::update(const QEL_FerrionProperties *properties)
@@ -123,13 +239,14 @@ void StreamWriter::update(const QEL_FerrionProperties *properties)
 
 void StreamWriter::finish(QEL_FerrionEnvironment *environment)
 {
-    tellUnheard();
+    tellUnheard(0);
     const std::int64_t linger = endpoint_.settings.nanoseconds(Setting::linger);
     if (anyWritten_ && DDS_DataWriter_wait_for_acknowledgments(writer_.get(), linger) == 0) {
-        report(environment, endpoint_.owner() + ": not all of " +
+        report(environment, endpoint_.owner() + ": " +
+                                std::to_string(DDS_DataWriter_get_unacknowledged(writer_.get())) +
+                                " samples are not acknowledged by all of " +
                                 std::to_string(DDS_DataWriter_get_matched(writer_.get())) +
-                                " readers have acknowledged all samples after " +
-                                endpoint_.settings.text(Setting::linger) +
+                                " readers after " + until(Setting::linger) +
                                 " (linger); what they lack is lost");
     }
     notices_.hurry();

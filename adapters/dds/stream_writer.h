@@ -2,6 +2,10 @@
 #ifndef FERRYADAPTER_DDS_STREAM_WRITER_H
 #define FERRYADAPTER_DDS_STREAM_WRITER_H
 
+#include <cstdint>
+#include <string>
+#include <vector>
+
 #include "dds_objects.h"
 #include "endpoint.h"
 #include "notices.h"
@@ -13,8 +17,12 @@ public:
     /// Joins the topic. Throws Failure.
     StreamWriter(Connection &connection, const Session &session,
                  const QEL_FerrionStreamInfo &stream, const QEL_FerrionProperties *properties);
+    ~StreamWriter();
+    StreamWriter(const StreamWriter &) = delete;
+    StreamWriter &operator=(const StreamWriter &) = delete;
 
-    /// Writes what can be written and returns how much that was; the environment tells of the rest.
+    /// Writes what can be written and returns how many samples have readers, or are kept for some;
+    /// the environment tells of the rest.
     std::int32_t write(void *const *samples, DDS_SampleInfo *const *infos, std::int32_t count,
                        QEL_FerrionEnvironment *environment);
     /// Throws Failure.
@@ -24,22 +32,49 @@ public:
     void finish(QEL_FerrionEnvironment *environment);
 
 private:
-    void awaitReaders();
-    void countUnheard(std::int32_t written);
-    void tellUnheard();
+    /// What a host gives to one write.
+    struct Slice {
+        void *const *samples;
+        DDS_SampleInfo *const *infos;
+        std::int32_t count;
+    };
+    /// What became of it.
+    struct Outcome {
+        std::int32_t written = 0;
+        /// Written while there was no reader.
+        std::int32_t unheard = 0;
+        std::int32_t bad = 0;
+        /// Readers were slow, or memory is short: the rest was not tried.
+        bool gaveUp = false;
+        /// There were fewer readers than wanted: the rest was not tried.
+        bool cut = false;
+        std::string reason;
+    };
+    using Readers = std::vector<std::uint64_t>;
+
+    Outcome writeAll(const Slice &slice);
     DDS_ReturnCode_t writeOne(const DDS_DynamicData *sample, const DDS_SampleInfo *info,
                               DDS_ErrorText &error);
+    Outcome writeToReaders(const Slice &slice, QEL_FerrionEnvironment *environment);
+    Readers awaitReaders() const;
+    Readers readers() const;
+    bool reached(const Readers &before, const Outcome &outcome,
+                 QEL_FerrionEnvironment *environment);
+    std::string mismatches() const;
+    std::string until(Setting setting) const;
+    void tellUnheard(std::int32_t unheard);
 
     const Participant participant_;
+    Stop &stop_;
     Endpoint endpoint_;
-    const bool keyed_;
     const bool timestamps_;
-    /// Whether `wait_for_readers` has been met.
-    bool readersThere_ = false;
+    /// Readers that every write is for.
+    const std::uint32_t wanted_;
     bool anyWritten_ = false;
     /// Samples written since there was a reader, where the writer keeps none for later ones.
     std::uint64_t unheard_ = 0;
     Notices notices_;
+    Solitude solitude_;
     Owned<DDS_DataWriter> writer_;
 };
 

@@ -154,7 +154,7 @@ int subscribe(const Options &options, const DDS_TypeCode *type)
     while (!arrivals.complete() && signal.wait()) {
         std::int32_t count = 0;
         while ((count = DDS_DataReader_take(reader.get(), samples.data(), places.data(),
-                                            bench::batchSize, &error)) > 0) {
+                                            bench::batchSize, nullptr, &error)) > 0) {
             for (std::size_t i = 0; i < static_cast<std::size_t>(count); i++) {
                 std::int64_t number = 0;
                 std::int64_t sent = 0;

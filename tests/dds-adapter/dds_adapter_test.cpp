@@ -3,6 +3,7 @@
 #include "host.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <map>
 #include <set>
@@ -84,13 +85,15 @@ std::set<std::string> readSet(Host &host, QEL_FerrionStreamReader *reader, size_
 // This program as another process, which does what it is told until it is let go.
 class Peer {
 public:
-    explicit Peer(const char *domain)
-        : pipe_(popen(("timeout 60 /proc/$PPID/exe --peer " + std::string(domain)).c_str(), "w"))
+    explicit Peer(const char *domain, bool dies = false)
+        : pipe_(popen(("exec timeout 60 /proc/$PPID/exe --peer " + std::string(domain)).c_str(),
+                      "w")),
+          dies_(dies)
     {
     }
     ~Peer()
     {
-        EXPECT_EQ(pclose(pipe_), 0);
+        EXPECT_EQ(pclose(pipe_) == 0, !dies_);
     }
     void tell(const std::string &command) const
     {
@@ -100,13 +103,15 @@ public:
 
 private:
     FILE *pipe_;
+    bool dies_;
 };
 
 // "+P" makes a writer in partition P, "!P" writes to it once a reader is there, "-P" deletes it;
-// "rT" makes a reader of topic T that is never read.
+// "rT" makes a reader of topic T that is never read; "kT" one that dies of its first sample. Nobody
+// waits for a peer that has died for longer than a second.
 int serve(const char *domain)
 {
-    Host host(domain);
+    Host host(domain, {{"engine_xml", "<Discovery><LeaseDuration>1s</LeaseDuration></Discovery>"}});
     std::map<std::string, QEL_FerrionStreamWriter *> writers;
     QEL_FerrionStreamReader *reader = nullptr;
     char line[80];
@@ -122,6 +127,9 @@ int serve(const char *domain)
             host.remove(writer);
         } else {
             reader = host.reader(line + 1, {{"max_samples", "10"}});
+            if (line[0] == 'k' && eventually([&] { return host.signalled == reader; })) {
+                raise(SIGKILL);
+            }
         }
     }
     if (reader != nullptr) {
@@ -150,6 +158,11 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
         {'w', {{"durability", "auto"}}, "expected one of volatile, transient_local"},
         {'w', {{"reliabilty", "x"}}, "did you mean 'reliability'?"},
         {'w', {{"depth", "3"}}, "'depth' needs 'history' to be keep_last"},
+        {'w', {{"ownership_strength", "3"}}, "'ownership_strength' needs 'ownership' to be excl"},
+        {'w', {{"durable_depth", "3"}}, "'durable_depth' needs 'durability' to be transient_local"},
+        {'w',
+         {{"durable_depth", "0"}},
+         "'0', expected a whole number from 1 to 2147483647, or all"},
         {'w', {{"qel.ferrion.jni.anything", "x"}, {"depth", "3"}, {"history", "keep_last"}}, ""},
     };
     Host host("21");
@@ -189,6 +202,10 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
         "life", {{"ignore_local", "none"}, {"wait_for_readers", "1"}, {"wait_timeout", "50ms"}});
     EXPECT_EQ(write(left, writer, births), 0);
     EXPECT_NE(left.error().find("after 50ms there are 0 of 1 readers"), std::string::npos);
+    QEL_FerrionStreamWriter *careless = left.writer("life", {{"ignore_local", "none"}});
+    EXPECT_EQ(write(left, careless, births), 0); // to nobody
+    EXPECT_EQ(left.error(), "");
+    left.remove(careless);
     QEL_FerrionStreamReader *reader =
         right.reader("life", {{"ignore_local", "none"}, {"batch", "2"}});
     ASSERT_TRUE(eventually([&] { return write(left, writer, births) == 3; })) << left.error();
@@ -204,9 +221,103 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     void *samples[] = {nullptr, good.get(), wrong.get(), good.get()};
     EXPECT_EQ(left.table().write(writer, samples, nullptr, 4, left.fresh()), 2);
     EXPECT_NE(left.error().find("2 of 4 samples were written; sample 0: "), std::string::npos);
-    left.remove(writer);
-    EXPECT_EQ(left.error(), "");
+
+    // What holds for the first write holds for every one.
     right.remove(reader);
+    QEL_FerrionStreamReader *misfit =
+        right.reader("life", {{"ignore_local", "none"}, {"durability", "transient_local"}});
+    EXPECT_EQ(write(left, writer, births), 0);
+    EXPECT_NE(left.error().find("after 50ms there are 0 of 1 readers (wait_for_readers); 1 reader "
+                                "does not match: durability; nothing was written"),
+              std::string::npos)
+        << left.error();
+    right.remove(misfit);
+    left.remove(writer);
+}
+
+// A late reader gets what a durable writer keeps: by default the last sample of each instance.
+TEST(DdsAdapter, ADurableWriterKeepsAsMuchAsItIsTold)
+{
+    Host left("25");
+    Host right("25");
+    const List common = {{"ignore_local", "none"}, {"durability", "transient_local"}};
+    for (const auto &[setting, kept] : std::vector<std::pair<List, std::set<std::string>>>{
+             {{}, {"a=4 @103", "b=2 @101"}},
+             {{{"durable_depth", "2"}}, {"a=3 @102", "a=4 @103", "b=2 @101"}},
+             {{{"history", "keep_last"}, {"depth", "2"}}, {"a=3 @102", "a=4 @103", "b=2 @101"}},
+             {{{"durable_depth", "all"}}, {"a=1 @100", "a=3 @102", "a=4 @103", "b=2 @101"}}}) {
+        List list = common;
+        list.insert(list.end(), setting.begin(), setting.end());
+        QEL_FerrionStreamWriter *writer = left.writer("kept", list);
+        ASSERT_NE(writer, nullptr) << left.error();
+        EXPECT_EQ(write(left, writer,
+                        {{"a", 1, DDS_ALIVE_INSTANCE_STATE, 100},
+                         {"b", 2, DDS_ALIVE_INSTANCE_STATE, 101},
+                         {"a", 3, DDS_ALIVE_INSTANCE_STATE, 102},
+                         {"a", 4, DDS_ALIVE_INSTANCE_STATE, 103}}),
+                  4);
+        List late = common;
+        late.emplace_back("batch", "2");
+        QEL_FerrionStreamReader *reader = right.reader("kept", late);
+        EXPECT_EQ(readSet(right, reader, kept.size()), kept);
+        right.remove(reader);
+        left.remove(writer);
+    }
+}
+
+// A read ends with the sample that brings it to `batch_bytes`.
+TEST(DdsAdapter, ABatchIsBoundedInBytes)
+{
+    Host left("26");
+    Host right("26");
+    QEL_FerrionStreamReader *reader =
+        right.reader("large", {{"ignore_local", "none"}, {"batch_bytes", "2000"}});
+    QEL_FerrionStreamWriter *writer =
+        left.writer("large", {{"ignore_local", "none"}, {"wait_for_readers", "1"}});
+    // Of about 500 bytes each, then one beyond the bound; all are there before the first read.
+    const std::string small(480, 'a');
+    const std::string large(9000, 'b');
+    std::vector<Sent> all(6, {small.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100});
+    all.push_back({large.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100});
+    all.push_back({small.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100});
+    ASSERT_EQ(write(left, writer, all), 8) << left.error();
+    std::vector<int> counts;
+    const auto none = [](auto &, auto &) {};
+    while (counts.empty() || counts.back() > 0) {
+        counts.push_back(right.read<DDS_DynamicData>(reader, none));
+    }
+    // Samples come in the order of their instances.
+    EXPECT_EQ(counts, (std::vector<int>{5, 3, 0}));
+    right.remove(reader);
+    left.remove(writer);
+}
+
+// The reader is killed while it holds up a write: what it had got nobody knows, so all of it goes
+// to the next one.
+TEST(DdsAdapter, AWriteThatLosesItsReadersIsWrittenAgain)
+{
+    Host left("27");
+    Host right("27");
+    QEL_FerrionStreamWriter *writer =
+        left.writer("fatal", {{"ignore_local", "none"}, {"wait_for_readers", "1"}});
+    const std::string large(1000, 'a');
+    std::vector<Sent> all;
+    for (int i = 0; i < 1000; ++i) {
+        all.push_back({large.c_str(), i, DDS_ALIVE_INSTANCE_STATE, i});
+    }
+    int written = -1;
+    std::thread writing([&] { written = write(left, writer, all); });
+    {
+        const Peer peer("27", true);
+        peer.tell("kfatal");
+    }
+    QEL_FerrionStreamReader *reader =
+        right.reader("fatal", {{"ignore_local", "none"}, {"batch", "2"}});
+    EXPECT_EQ(readSet(right, reader, 1000).size(), 1000U);
+    writing.join();
+    EXPECT_EQ(written, 1000) << left.error();
+    right.remove(reader);
+    left.remove(writer);
 }
 
 TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
@@ -226,8 +337,24 @@ TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
               std::string::npos)
         << host.error();
     host.remove(writer);
-    EXPECT_NE(host.error().find("not all of 1 readers have acknowledged all samples after 50ms"),
+    EXPECT_NE(host.error().find(" samples are not acknowledged by all of 1 readers after 50ms"),
               std::string::npos)
+        << host.error();
+
+    // A host that stops waits for neither. (What a write is told before it begins holds for it.)
+    writer =
+        host.writer("slow", {{"wait_for_readers", "1"}, {"write_timeout", "1h"}, {"linger", "1h"}});
+    std::thread stopping([&] {
+        FerryAdapter_dds_create_stop_by(
+            host.plugin,
+            std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count() +
+                500'000'000);
+    });
+    EXPECT_LT(write(host, writer, {1000, {large.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100}}), 1000);
+    EXPECT_NE(host.error(), "");
+    stopping.join();
+    host.remove(writer);
+    EXPECT_NE(host.error().find("of 1 readers after the host's stop"), std::string::npos)
         << host.error();
 }
 

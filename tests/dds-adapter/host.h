@@ -37,9 +37,10 @@ struct Properties {
 
 // One connection with one session, and the error of the last call.
 struct Host {
-    explicit Host(const char *domain)
+    explicit Host(const char *domain, List list = {})
     {
-        const Properties properties(List{{"domain", domain}});
+        list.emplace_back("domain", domain);
+        const Properties properties(std::move(list));
         plugin = FerryAdapter_dds_create(nullptr, fresh());
         connection = table().create_connection(plugin, nullptr, nullptr, &listener, &listener,
                                                nullptr, nullptr, &properties.raw, fresh());

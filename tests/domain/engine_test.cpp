@@ -168,7 +168,7 @@ protected:
                 DDS_DynamicData *sample = taken.sample.get();
                 DDS_SampleInfo *info = &taken.info;
                 DDS_ErrorText error{};
-                if (DDS_DataReader_take(reader.get(), &sample, &info, 1, &error) != 1) {
+                if (DDS_DataReader_take(reader.get(), &sample, &info, 1, nullptr, &error) != 1) {
                     EXPECT_STREQ("", error.text);
                     return all.size() >= wanted;
                 }

@@ -49,7 +49,8 @@ bool checkQos(const DDS_EndpointQos &qos, DDS_ErrorText *error)
         const char *name;
         int64_t value;
     };
-    const std::array<Figure, 7> figures = {{{"history depth", qos.historyDepth},
+    const std::array<Figure, 8> figures = {{{"history depth", qos.historyDepth},
+                                            {"durable depth", qos.durableDepth},
                                             {"most samples", qos.maxSamples},
                                             {"deadline", qos.deadline},
                                             {"lifespan", qos.lifespan},
@@ -154,12 +155,10 @@ Qos writerQos(const DDS_EndpointQos &qos, int64_t blocking)
     dds_qset_ownership_strength(made.get(), qos.ownershipStrength);
     dds_qset_writer_data_lifecycle(made.get(), qos.autodispose != 0);
     if (qos.durability == DDS_TRANSIENT_LOCAL_DURABILITY) {
-        // What late joiners get: as much as the history says.
-        const bool all = qos.historyDepth == 0;
-        dds_qset_durability_service(made.get(), 0,
-                                    all ? DDS_HISTORY_KEEP_ALL : DDS_HISTORY_KEEP_LAST,
-                                    std::max(qos.historyDepth, 1), DDS_LENGTH_UNLIMITED,
-                                    DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED);
+        const int32_t depth = qos.durableDepth != 0 ? qos.durableDepth : qos.historyDepth;
+        dds_qset_durability_service(
+            made.get(), 0, depth == 0 ? DDS_HISTORY_KEEP_ALL : DDS_HISTORY_KEEP_LAST,
+            std::max(depth, 1), DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED, DDS_LENGTH_UNLIMITED);
     }
     const dds_data_representation_id_t one = qos.representation == DDS_XCDR2_REPRESENTATION
                                                  ? DDS_DATA_REPRESENTATION_XCDR2

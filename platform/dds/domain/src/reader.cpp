@@ -208,10 +208,10 @@ void DDS_DataReader_delete(DDS_DataReader *self) noexcept
 }
 
 int32_t DDS_DataReader_take(DDS_DataReader *self, DDS_DynamicData *const *samples,
-                            DDS_SampleInfo *const *infos, int32_t maximum,
+                            DDS_SampleInfo *const *infos, int32_t maximum, int64_t *room,
                             DDS_ErrorText *error) noexcept
 try {
-    return takeSamples(*self, samples, infos, maximum, error);
+    return takeSamples(*self, samples, infos, maximum, room, error);
 } catch (...) {
     setError(error, "no memory for what was received");
     return -1;

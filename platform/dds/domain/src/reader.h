@@ -164,7 +164,8 @@ dds_return_t fetch(DDS_DataReader &self, Block &block, uint32_t wanted);
 
 // See DDS_DataReader_take.
 int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
-                    DDS_SampleInfo *const *infos, int32_t maximum, DDS_ErrorText *error);
+                    DDS_SampleInfo *const *infos, int32_t maximum, int64_t *room,
+                    DDS_ErrorText *error);
 
 } // namespace qddsdomain
 

@@ -231,7 +231,8 @@ dds_return_t fetch(DDS_DataReader &self, Block &block, uint32_t wanted)
 }
 
 int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
-                    DDS_SampleInfo *const *infos, int32_t maximum, DDS_ErrorText *error)
+                    DDS_SampleInfo *const *infos, int32_t maximum, int64_t *room,
+                    DDS_ErrorText *error)
 {
     for (int32_t i = 0; i < maximum; ++i) {
         if (DDS_TypeCode_resolve(DDS_DynamicData_get_type(samples[i])) != &self.wire->type()) {
@@ -243,7 +244,7 @@ int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
     self.writers.refresh(self.entity.get());
     bool drained = false;
     int32_t count = 0;
-    while (count < maximum) {
+    while (count < maximum && (room == nullptr || *room > 0)) {
         if (self.block->next == self.block->count) {
             if (drained) {
                 break;
@@ -264,6 +265,11 @@ int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
                 self.lostEver.fetch_add(1, std::memory_order_relaxed);
                 advance(*self.block);
                 return -1;
+            }
+            if (room != nullptr) {
+                size_t length = 0;
+                (void)DDS_DynamicData_get_cdr(samples[count], &length);
+                *room -= static_cast<int64_t>(length);
             }
             ++count;
             self.taken.fetch_add(1, std::memory_order_relaxed);

@@ -340,3 +340,10 @@ try {
 } catch (...) {
     return 0;
 }
+
+uint32_t DDS_DataWriter_get_readers(DDS_DataWriter *self, uint64_t *handles,
+                                    uint32_t capacity) noexcept
+{
+    const dds_return_t count = dds_get_matched_subscriptions(self->entity.get(), handles, capacity);
+    return count > 0 ? static_cast<uint32_t>(count) : 0;
+}

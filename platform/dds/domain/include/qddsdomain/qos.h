@@ -37,6 +37,9 @@ struct DDS_EndpointQos {
     DDS_DurabilityKind durability;
     /** Samples kept of each instance; 0 keeps all. */
     int32_t historyDepth;
+    /** Writers, transient local: samples of each instance kept for readers that come later; 0 keeps
+     * as many as `historyDepth` says. */
+    int32_t durableDepth;
     /** Readers: the most samples kept until they are taken, above which a reliable writer is held
      * up (and a best-effort sample dropped); 0 is no limit. While a reliable reader is full the
      * process receives nothing else in that domain, but for what a waiting writer needs. */

@@ -46,10 +46,10 @@ QDDSDOMAIN_API void DDS_DataReader_delete(DDS_DataReader *self) QDDSDOMAIN_NOEXC
 
 /**
  * Takes what is there, at most `maximum` samples, without waiting, in the order of the instances
- * and of their writers. A sample without data (`valid_data` 0: its instance was disposed or has no
- * writers) has its key members set and all others at their default; the end of an instance is told
- * behind its last sample, also when it arrived before that was taken. For a type without key no end
- * is told.
+ * and of their writers. Large samples end it earlier, see `room`. A sample without data
+ * (`valid_data` 0: its instance was disposed or has no writers) has its key members set and all
+ * others at their default; the end of an instance is told behind its last sample, also when it
+ * arrived before that was taken. For a type without key no end is told.
  *
  * `publication_handle` is the writer's GUID, nil when that came and went between two takes;
  * `instance_handle` the instance's key hash, nil for a type without key. There is no reception time
@@ -57,10 +57,13 @@ QDDSDOMAIN_API void DDS_DataReader_delete(DDS_DataReader *self) QDDSDOMAIN_NOEXC
  *
  * @param samples `maximum` samples of the reader's type that are overwritten.
  * @param infos   as many records that are overwritten.
+ * @param room    null, or how many bytes of sample data to take: each sample lessens it by its own,
+ *                and the one that leaves none is the last one.
  * @return samples taken; -1 with `error` (may be null) filled.
  */
 QDDSDOMAIN_API int32_t DDS_DataReader_take(DDS_DataReader *self, DDS_DynamicData *const *samples,
                                            struct DDS_SampleInfo *const *infos, int32_t maximum,
+                                           int64_t *room,
                                            struct DDS_ErrorText *error) QDDSDOMAIN_NOEXCEPT;
 
 /**

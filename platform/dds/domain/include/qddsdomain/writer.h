@@ -84,6 +84,17 @@ QDDSDOMAIN_API int32_t DDS_DataWriter_take_notice(DDS_DataWriter *self,
 /** Readers that it is matched with now. */
 QDDSDOMAIN_API uint32_t DDS_DataWriter_get_matched(DDS_DataWriter *self) QDDSDOMAIN_NOEXCEPT;
 
+/**
+ * Which readers it is matched with now. A reader that goes leaves this list before what it had not
+ * acknowledged stops counting for DDS_DataWriter_wait_for_acknowledgments.
+ *
+ * @param handles  `capacity` numbers that are overwritten, one for each reader; a reader has the
+ *                 same one as long as it is there.
+ * @return how many there are, which may be more than `capacity`.
+ */
+QDDSDOMAIN_API uint32_t DDS_DataWriter_get_readers(DDS_DataWriter *self, uint64_t *handles,
+                                                   uint32_t capacity) QDDSDOMAIN_NOEXCEPT;
+
 QDDSDOMAIN_END
 
 #endif
