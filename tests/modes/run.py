@@ -111,7 +111,7 @@ def other_jdk():
 
 
 JDK = other_jdk()
-SANITIZER = "handle_segv=0:exitcode=0:log_path={reports}/report"
+SANITIZER = "handle_segv=0:allocator_may_return_null=1:exitcode=0:log_path={reports}/report"
 # Exit codes stay the test's own: what the tool found is in its reports.
 MODES = {
     "gcc": Mode("gcc"),

@@ -38,6 +38,7 @@ TEST(Heap, GivesZeroedAlignedBlocksThatKeepTheirBytesWhenTheyGrowAndShrink)
             EXPECT_EQ(reinterpret_cast<uintptr_t>(block) % expected, 0U);
             EXPECT_EQ(static_cast<unsigned char *>(block)[49], 0xA5);
         }
+        EXPECT_EQ(take(PTRDIFF_MAX - 8192, 0, block), nullptr) << "more than there is";
         EXPECT_TRUE(isZero(block, 50, 200000)) << "bytes cut away must not come back";
         EXPECT_STREQ(QELOsapiHeap_getTypeName(block), "test block");
         EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG), 1);
