@@ -1,4 +1,6 @@
 // The heap and thread-specific storage.
+#include <malloc.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -16,6 +18,13 @@ void *take(size_t size, size_t alignment = QEL_OSAPI_HEAP_DEFAULT_ALIGNMENT, voi
     return QELOsapiHeap_reallocateMemoryInternal(block, size, alignment, ROLE, TAG, "test block");
 }
 
+// What the C library has given out; nothing below a sanitizer.
+size_t inUse()
+{
+    const struct mallinfo2 all = mallinfo2();
+    return all.uordblks + all.hblkhd;
+}
+
 bool isZero(const void *block, size_t from, size_t to)
 {
     const auto *bytes = static_cast<const unsigned char *>(block);
@@ -25,6 +34,7 @@ bool isZero(const void *block, size_t from, size_t to)
 TEST(Heap, GivesZeroedAlignedBlocksThatKeepTheirBytesWhenTheyGrowAndShrink)
 {
     const QELOsapiHeapUsage before = heapUsage();
+    const size_t usedBefore = inUse();
     for (const size_t alignment : {size_t{0}, size_t{1}, size_t{8}, size_t{64}, size_t{4096}}) {
         const size_t expected = alignment > 16 ? alignment : 16;
         void *block = take(100, alignment);
@@ -45,6 +55,7 @@ TEST(Heap, GivesZeroedAlignedBlocksThatKeepTheirBytesWhenTheyGrowAndShrink)
     }
     EXPECT_EQ(heapUsage().blocks, before.blocks);
     EXPECT_EQ(heapUsage().bytes, before.bytes);
+    EXPECT_LT(inUse(), usedBefore + 100000) << "what was freed is not given back";
 }
 
 TEST(Heap, RefusesWhatIsNotALiveBlockOfItsOwn)
@@ -72,6 +83,7 @@ TEST(Heap, RefusesWhatIsNotALiveBlockOfItsOwn)
 
     EXPECT_EQ(take(SIZE_MAX), nullptr);
     EXPECT_EQ(take(SIZE_MAX - 40), nullptr);
+    EXPECT_EQ(take(8, 3), nullptr);
     EXPECT_EQ(take(8, 24), nullptr);
     EXPECT_EQ(take(8, 8192), nullptr);
 }
