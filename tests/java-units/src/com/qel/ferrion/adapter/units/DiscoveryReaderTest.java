@@ -42,9 +42,16 @@ public class DiscoveryReaderTest {
         List<Object> streams = read();
         assertEquals(2, streams.size());
         StreamInfo gone = (StreamInfo) streams.get(1);
-        assertTrue(gone.isDisposed());
+        assertEquals("[a: T, a: T, disposed]", streams.toString());
         assertSame(TYPE, gone.getTypeInfo());
         assertEquals(2, signals.get());
+        for (int i = 0; i < 40; i++) {
+            reader.announce(new StreamInfo("n" + i, TYPE, false));
+        }
+        assertEquals(32, read().size());
+        assertEquals("more to read", 43, signals.get());
+        assertEquals(8, read().size());
+        assertEquals(43, signals.get());
     }
 
     @Test(timeout = 20000)
