@@ -37,8 +37,8 @@ struct RelayRequest {
 
 } // namespace ferry
 
-/// Runs a relay to its end on the calling thread, in which the stop signals are blocked; returns
-/// the exit code.
+/// Runs a relay to its end on the calling thread, the only one of the process so far; returns the
+/// exit code. The signals that stop it are blocked afterwards.
 extern "C" __attribute__((visibility("default"))) int
 ferry_relay_main(const ferry::RelayRequest *request);
 

@@ -64,20 +64,26 @@ bool isClean(const std::vector<RouteTotals> &routes)
 }
 
 std::vector<std::string> Progress::lines(const std::vector<RouteTotals> &routes,
-                                         Clock::time_point now)
+                                         Clock::time_point now, Which which)
 {
     std::vector<std::string> result;
-    std::map<std::string, std::uint64_t> samples;
+    std::map<std::string, Known> seen;
     for (const RouteTotals &route : routes) {
-        std::string line = totals(route);
         const auto last = last_.find(route.name);
-        if (last != last_.end() && !route.gone) {
-            line += ", " + rateText(route.read - last->second, now - lastTime_);
+        const bool known = last != last_.end();
+        RouteTotals nothing;
+        nothing.name = route.name;
+        const Known present{route.read, totals(route) + ending(route)};
+        if (which == Which::all || present.text != (known ? last->second.text : totals(nothing))) {
+            const std::string rate =
+                known && !route.gone
+                    ? ", " + rateText(route.read - last->second.read, now - lastTime_)
+                    : "";
+            result.push_back(totals(route) + rate + ending(route));
         }
-        samples[route.name] = route.read;
-        result.push_back(line + ending(route));
+        seen[route.name] = present;
     }
-    last_ = std::move(samples);
+    last_ = std::move(seen);
     lastTime_ = now;
     return result;
 }

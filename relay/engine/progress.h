@@ -23,11 +23,23 @@ bool isClean(const std::vector<RouteTotals> &routes);
 /// Totals with the rate since the last call.
 class Progress {
 public:
-    std::vector<std::string> lines(const std::vector<RouteTotals> &routes, Clock::time_point now);
+    enum class Which {
+        all,
+        /// Those that are not as they were at the last call. A route starts with nothing.
+        changed
+    };
+
+    std::vector<std::string> lines(const std::vector<RouteTotals> &routes, Clock::time_point now,
+                                   Which which);
 
 private:
+    struct Known {
+        std::uint64_t read = 0;
+        std::string text;
+    };
+
     /// By name: a stream that comes back goes on where it was.
-    std::map<std::string, std::uint64_t> last_;
+    std::map<std::string, Known> last_;
     Clock::time_point lastTime_;
 };
 

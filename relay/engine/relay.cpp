@@ -213,6 +213,26 @@ std::string Relay::callOf(Session &session)
     return text;
 }
 
+/// The others of the session whose thread is in a call, for the end of a line about that.
+std::string Relay::waitingFor(const Session &session)
+{
+    constexpr std::size_t most = 5;
+    std::vector<std::string> names;
+    roster_.forEach([&](const Route &route) {
+        if (sessions_[route.settings().session].get() == &session &&
+            &route != session.guard().owner() && route.state() == Route::State::active) {
+            names.push_back(route.name());
+        }
+    });
+    std::string text;
+    for (std::size_t i = 0; i < std::min(most, names.size()); ++i) {
+        text += (i == 0 ? "; behind it in session " + session.settings().name + " wait " : ", ") +
+                names[i];
+    }
+    return names.size() > most ? text + " and " + std::to_string(names.size() - most) + " more"
+                               : text;
+}
+
 std::vector<std::string> Relay::callsUnderWay()
 {
     std::vector<std::string> calls;
@@ -239,6 +259,7 @@ std::vector<std::string> Relay::stalls(Clock::duration limit)
         const auto time = sessionWatches_[i].look(sessions_[i]->guard(), now, limit);
         if (time > Clock::duration::zero()) {
             add(callOf(*sessions_[i]), time);
+            lines.back() += waitingFor(*sessions_[i]);
         }
     }
     const auto time = controlWatch_.look(assembly_.guard(), now, limit);
@@ -258,10 +279,21 @@ void Relay::join()
 
 bool Relay::anyActive() const
 {
-    bool active = discovery_.watching();
+    bool active = discovery_.watching() &&
+                  std::any_of(configuration_.discovery.begin(), configuration_.discovery.end(),
+                              [this](const DiscoverySettings &rule) {
+                                  return !sessions_[rule.route.session]->broken();
+                              });
     roster_.forEach(
         [&](const Route &route) { active = active || route.state() == Route::State::active; });
     return active;
+}
+
+std::size_t Relay::problems() const
+{
+    const auto broken = std::count_if(sessions_.begin(), sessions_.end(),
+                                      [](const auto &session) { return session->broken(); });
+    return assembly_.problems() + static_cast<std::size_t>(broken);
 }
 
 bool Relay::anyRead() const

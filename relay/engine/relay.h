@@ -73,10 +73,8 @@ public:
     }
     /// Whether a route moves samples, or may still be made.
     bool anyActive() const;
-    std::size_t problems() const
-    {
-        return assembly_.problems();
-    }
+    /// Failures beside those of the routes.
+    std::size_t problems() const;
     bool leftSomething() const
     {
         return assembly_.leftSomething();
@@ -93,6 +91,7 @@ private:
     void serve();
     void finish();
     std::string callOf(Session &session);
+    std::string waitingFor(const Session &session);
 
     const Configuration &configuration_;
     PluginHost &host_;

@@ -29,7 +29,9 @@ bool Session::start()
         finished_.store(true);
         return false;
     }
-    return true;
+    std::unique_lock<std::mutex> lock(mutex_);
+    beginning_.wait(lock, [this] { return begun_ || ended_; });
+    return !broken();
 }
 
 void Session::requestStop()
@@ -67,7 +69,7 @@ void Session::send(Route &route, Wish wish)
             woken_ = true;
         } else if (wish != Wish::adopt) {
             route.release();
-        } else if (failed_) {
+        } else if (broken()) {
             route.errors.add(1);
             route.setState(Route::State::failed);
         }
@@ -114,6 +116,7 @@ void Session::run()
 {
     const bool attached = host_.attachThread();
     if (attached) {
+        begin();
         loop();
         host_.detachThread();
     } else {
@@ -124,16 +127,26 @@ void Session::run()
     changed_();
 }
 
+void Session::begin()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        begun_ = true;
+    }
+    beginning_.notify_one();
+}
+
 /// What has come too late for the thread is answered as if it had come later still.
-void Session::end(bool failed)
+void Session::end(bool broken)
 {
     std::vector<Mail> rest;
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         ended_ = true;
-        failed_ = failed;
+        broken_.store(broken);
         rest.swap(mail_);
     }
+    beginning_.notify_one();
     for (const Mail &mail : rest) {
         send(*mail.route, mail.wish);
     }

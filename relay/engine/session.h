@@ -29,6 +29,10 @@ public:
     {
         return guard_;
     }
+    const CallGuard &guard() const
+    {
+        return guard_;
+    }
     PluginHost &host()
     {
         return host_;
@@ -43,8 +47,14 @@ public:
     /// Any thread, also before start.
     void wake();
 
-    /// Control thread. False when the system gives no thread.
+    /// Control thread: comes back when the thread has begun. False when the system gives no thread,
+    /// or the plug-in host does not let it in.
     bool start();
+    /// Any thread: there was to be a thread, and there is none. No route of the session ever runs.
+    bool broken() const
+    {
+        return broken_.load();
+    }
     /// Any thread: ends after the present loan.
     void requestStop();
     /// Not running any more, or never started.
@@ -69,7 +79,8 @@ private:
     void send(Route &route, Wish wish);
     void takeMail();
     void letGo();
-    void end(bool failed);
+    void begin();
+    void end(bool broken);
 
     const SessionSettings &settings_;
     PluginHost &host_;
@@ -78,14 +89,17 @@ private:
     Thread thread_;
     std::atomic<bool> finished_{true};
     std::atomic<bool> stop_{false};
+    std::atomic<bool> broken_{false};
 
     std::mutex mutex_;
     std::condition_variable condition_;
     bool woken_ = false;
     std::vector<Mail> mail_;
-    /// Nobody looks at the mail any more; with `failed_` nobody ever did.
+    /// The control thread waits here for the thread's beginning.
+    std::condition_variable beginning_;
+    bool begun_ = false;
+    /// Nobody looks at the mail any more; if the session is broken nobody ever did.
     bool ended_ = false;
-    bool failed_ = false;
     /// Whether there is mail: all that a round without any costs.
     std::atomic<bool> anyMail_{false};
 

@@ -11,24 +11,38 @@
 namespace ferry {
 namespace {
 
+bool isIgnored(int signal)
+{
+    struct sigaction action {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 sigset_t watchedSignals()
 {
     sigset_t set;
     sigemptyset(&set);
-    sigaddset(&set, SIGINT);
-    sigaddset(&set, SIGTERM);
-    sigaddset(&set, SIGHUP);
-    sigaddset(&set, SIGQUIT);
+    for (const int signal : {SIGTERM, SIGQUIT, SIGXCPU, SIGPWR}) {
+        sigaddset(&set, signal);
+    }
+    for (const int signal : {SIGINT, SIGHUP}) {
+        if (!isIgnored(signal)) {
+            sigaddset(&set, signal);
+        }
+    }
     return set;
 }
 
 } // namespace
 
-void blockStopSignals()
+void ignoreStraySignals()
 {
-    const sigset_t set = watchedSignals();
-    pthread_sigmask(SIG_BLOCK, &set, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
+    for (const int signal :
+         {SIGPIPE, SIGXFSZ, SIGUSR1, SIGUSR2, SIGALRM, SIGVTALRM, SIGPROF, SIGIO, SIGSTKFLT}) {
+        struct sigaction action {};
+        if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_DFL) {
+            std::signal(signal, SIG_IGN);
+        }
+    }
 }
 
 SignalWatcher::SignalWatcher(std::function<void()> stop, std::function<void()> dump,
@@ -52,6 +66,7 @@ SignalWatcher::~SignalWatcher()
 bool SignalWatcher::start()
 {
     const sigset_t set = watchedSignals();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
     signals_ = signalfd(-1, &set, SFD_CLOEXEC);
     end_ = eventfd(0, EFD_CLOEXEC);
     return signals_ >= 0 && end_ >= 0 && thread_.start("ferry:signals", [this] { run(); });

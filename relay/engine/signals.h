@@ -11,22 +11,26 @@
 
 namespace ferry {
 
-/// Blocks the stop signals (INT, TERM, HUP) and QUIT in the calling thread and in all that it will
-/// start. To be called before there are other threads. A write to a closed pipe becomes an error
-/// from here on.
-void blockStopSignals();
+/// Ignores the signals that would end the process although nobody means that: USR1 and USR2, those
+/// of timers and input (ALRM, VTALRM, PROF, IO, STKFLT), and those of a closed pipe and of a file
+/// that is too large, which become errors of the write. One that has a handler keeps it.
+void ignoreStraySignals();
 
 class SignalWatcher {
 public:
-    /// QUIT calls `dump`. The first other signal calls `stop`; a second one ends the process with
-    /// 128 + its number. When the process is still there `limit` after the first, it is ended with
-    /// `lateCode`.
+    /// QUIT calls `dump`. INT, TERM, HUP, XCPU and PWR call `stop`, the first that comes; a second
+    /// one ends the process with 128 + its number. When the process is still there `limit` after
+    /// the first, it is ended with `lateCode`. INT and HUP are left alone if the process was
+    /// started with them ignored, as by nohup.
     SignalWatcher(std::function<void()> stop, std::function<void()> dump,
                   std::chrono::milliseconds limit, int lateCode);
     ~SignalWatcher();
     SignalWatcher(const SignalWatcher &) = delete;
     SignalWatcher &operator=(const SignalWatcher &) = delete;
 
+    /// Blocks these signals in the calling thread and in all that it will start, so it has to come
+    /// before there are others. Until then they end the process as they end any. False when the
+    /// system gives no thread or descriptor.
     bool start();
     /// The first signal's number, 0 when there was none.
     int received() const

@@ -13,6 +13,8 @@ constexpr std::chrono::milliseconds liveInterval{200};
 constexpr std::chrono::milliseconds lineInterval{10000};
 /// How often quiet is looked for; bounds how much later than asked the end comes.
 constexpr std::chrono::milliseconds idleInterval{20};
+/// Calls that do not come back are looked for that often in the time after which one is told.
+constexpr int stallLooks = 10;
 
 } // namespace
 
@@ -55,7 +57,7 @@ int Supervisor::run()
 /// False when the plug-in host failed. A stop that comes first is a start that went well.
 bool Supervisor::waitForStart()
 {
-    while (!relay_.waitUntil(Clock::now() + options_.stall, [this] {
+    while (!relay_.waitUntil(Clock::now() + options_.stall / stallLooks, [this] {
         return relay_.phase() != Relay::Phase::starting || stopRequested_.load();
     })) {
         tellStalls();
@@ -83,7 +85,7 @@ void Supervisor::watch()
     for (;;) {
         const Clock::time_point now = Clock::now();
         tellStalls();
-        Clock::time_point next = now + options_.stall;
+        Clock::time_point next = now + options_.stall / stallLooks;
         next = options_.quiet ? next : std::min(next, nextReport_);
         if (options_.untilIdle) {
             const std::chrono::milliseconds quiet = *options_.untilIdle;
@@ -115,7 +117,8 @@ void Supervisor::report(Clock::time_point now)
         return;
     }
     nextReport_ = now + (console_.live() ? liveInterval : lineInterval);
-    const std::vector<std::string> lines = progress_.lines(relay_.totals(), now);
+    const std::vector<std::string> lines = progress_.lines(
+        relay_.totals(), now, console_.live() ? Progress::Which::all : Progress::Which::changed);
     if (console_.live()) {
         console_.show(lines);
     } else {

@@ -212,7 +212,7 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
 
 int main(int argc, char **argv)
 {
-    blockStopSignals();
+    ignoreStraySignals();
     int code = exitOk;
     try {
         const std::optional<CommandLine> line = readCommandLine(argc, argv, code);

@@ -371,9 +371,9 @@ bool Script::start()
 
 bool Script::attachThread()
 {
-    t_attached = true;
-    ++attached_;
-    return FerryPluginHost::attachThread();
+    t_attached = !refusesThreads;
+    attached_ += t_attached ? 1 : 0;
+    return t_attached && FerryPluginHost::attachThread();
 }
 
 ferry::FailureDetails Script::takeFailure(const std::string &adapter)

@@ -79,6 +79,9 @@ public:
     /// Handed out in place of a good record.
     std::function<QEL_FerrionAdapterPlugin *(QEL_FerrionAdapterPlugin *)> changeRecord;
 
+    /// Whether no thread may be attached.
+    bool refusesThreads = false;
+
     /// Every call but read, write and return_loan, in order; complete once the relay has ended.
     std::vector<std::string> calls;
     /// Blocks the calling thread for ever.

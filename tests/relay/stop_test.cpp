@@ -1,5 +1,6 @@
 // The end of a run: orderly, bounded, and honest about what was left behind.
 #include <csignal>
+#include <cstring>
 #include <thread>
 #include <unistd.h>
 
@@ -49,25 +50,37 @@ struct Hang {
 
 class StopDeathTest : public RelayTest, public testing::WithParamInterface<Hang> {
 protected:
-    /// Runs and requests a stop after a while; the whole process ends with the run's code, the log,
-    /// the summary and some of the plug-in's calls on standard error.
+    /// Runs, and requests a stop when the call hangs and that has been told, or all is written; the
+    /// whole process ends with the run's code, the log, the summary and some of the plug-in's calls
+    /// on standard error.
     [[noreturn]] void runAndStop()
     {
         dup2(STDERR_FILENO, STDOUT_FILENO);
         options.drain = milliseconds(300);
         options.stall = milliseconds(20);
-        QELLog_setSink(nullptr, nullptr);
+        QELLog_setSink(
+            [](void *self, const char *line, std::size_t length) {
+                dprintf(STDERR_FILENO, "%.*s\n", static_cast<int>(length), line);
+                auto *test = static_cast<StopDeathTest *>(self);
+                const bool stall = std::strstr(line, "has not come back") != nullptr;
+                test->told = test->told || (test->hanging && stall);
+            },
+            this);
         for (const char *call : {"delete_writer x", "delete_reader in", "delete_connection b",
                                  "delete_writer y", "delete_adapter c"}) {
             script.hooks.emplace(call, [call] { dprintf(STDERR_FILENO, "%s\n", call); });
         }
         supervisor();
         std::thread([this] {
-            sleepFor(100);
+            waitFor(
+                [this] { return told || (totals("r").written == 5 && totals("s").written == 1); });
             supervisor().requestStop();
         }).detach();
         _exit(supervisor().run());
     }
+
+    std::atomic<bool> hanging{false};
+    std::atomic<bool> told{false};
 };
 
 /// No other object loses its close by it, no other sample is lost.
@@ -76,8 +89,10 @@ TEST_P(StopDeathTest, CallThatNeverComesBack)
     addRoute("r", "a/in", {"b/x"}).outputs[0].maxSamplesPerWrite = 2;
     addRoute("s", "c/in2", {"c/y"});
     script.streams["in"].reads = {{{1, 2, 3, 4, 5}, ""}};
-    script.hooks[GetParam().call] = [times = 0]() mutable {
+    script.streams["in2"].reads = {{{1}, ""}};
+    script.hooks[GetParam().call] = [this, times = 0]() mutable {
         if (++times == GetParam().time) {
+            hanging = true;
             Script::hang();
         }
     };
@@ -88,7 +103,8 @@ INSTANTIATE_TEST_SUITE_P(
     All, StopDeathTest,
     testing::Values(
         Hang{"read in", 1, exitHung,
-             "read of a/in has not come back for 0 s(.|\n)*main session stop timeout(.|\n)*r. "
+             "read of a/in has not come back for 0 s; behind it in session main wait s\n(.|\n)*"
+             "main session stop timeout(.|\n)*r. "
              "hangs in read of a/in and is left behind(.|\n)*"
              "delete_writer x\ndelete_writer y\ndelete_connection b\ndelete_adapter c"},
         Hang{"write x", 2, exitHung,
@@ -107,30 +123,86 @@ INSTANTIATE_TEST_SUITE_P(
         Hang{"stop", 1, exitOk, "the Java VM does not end"}));
 
 /// A process that watches for signals as ferry does; the stop takes its time.
-[[noreturn]] void watchSignals(int signals, int pause)
+[[noreturn]] void watchSignals(const std::vector<int> &signals, int limit, bool end)
 {
-    blockStopSignals();
+    std::signal(SIGHUP, SIG_IGN);
+    ignoreStraySignals();
     std::atomic<bool> stop{false};
-    SignalWatcher watcher([&] { stop = true; }, [] { sleepFor(10); }, milliseconds(200), exitHung);
+    int asked = 0;
+    std::atomic<int> dumps{0};
+    SignalWatcher watcher([&] { stop = true; }, [&] { ++dumps; }, milliseconds(limit), exitHung);
     watcher.start();
-    for (int i = 0; i < signals; ++i) {
-        kill(getpid(), SIGTERM);
-        sleepFor(50);
+    for (const int signal : signals) {
+        kill(getpid(), signal);
+        while ((signal == SIGTERM || signal == SIGXCPU) && watcher.received() == 0) {
+            sleepFor(1);
+        }
+        asked += signal == SIGQUIT ? 1 : 0;
+        while (dumps < asked) {
+            sleepFor(1);
+        }
     }
-    // Asking for dumps neither stops nor puts off the end.
-    for (int i = 0; i < pause / 50; ++i) {
+    // Asking for dumps does not put off the end.
+    while (!end || (stop && limit < 1000)) {
         kill(getpid(), SIGQUIT);
-        sleepFor(50);
+        sleepFor(10);
     }
     _exit(stop ? 0 : 99);
 }
 
 TEST(SignalDeathTest, FirstStopsSecondEndsLateIsForced)
 {
-    EXPECT_EXIT(watchSignals(0, 500), testing::ExitedWithCode(99), "");
-    EXPECT_EXIT(watchSignals(1, 0), testing::ExitedWithCode(0), "");
-    EXPECT_EXIT(watchSignals(2, 5000), testing::ExitedWithCode(128 + SIGTERM), "");
-    EXPECT_EXIT(watchSignals(1, 5000), testing::ExitedWithCode(exitHung), "");
+    constexpr int never = 1000000;
+    EXPECT_EXIT(watchSignals({SIGQUIT, SIGHUP, SIGUSR1, SIGUSR2, SIGALRM, SIGPROF, SIGXFSZ, SIGIO,
+                              SIGPIPE, SIGQUIT},
+                             never, true),
+                testing::ExitedWithCode(99), "");
+    EXPECT_EXIT(watchSignals({SIGXCPU}, never, true), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT(watchSignals({SIGTERM, SIGTERM}, never, false),
+                testing::ExitedWithCode(128 + SIGTERM), "");
+    EXPECT_EXIT(watchSignals({SIGTERM}, 200, false), testing::ExitedWithCode(exitHung), "");
+}
+
+/// A call is told soon after the limit, whenever it began; of several at least one is, as the
+/// machine may be busy.
+TEST_F(RelayTest, TellsACallSoonAfterItsTime)
+{
+    addRoute("r", "a/in", {"b/x"});
+    options.stall = milliseconds(300);
+    std::atomic<int> told{0};
+    script.streams["in"].source = [n = 0]() mutable { return Read{{++n}, ""}; };
+    Clock::duration quickest = std::chrono::hours(1);
+    const auto lines = [&] {
+        const std::lock_guard<std::mutex> lock(logMutex);
+        int count = 0;
+        for (auto at = log.find("write of b/x has not"); at != std::string::npos;
+             at = log.find("write of b/x has not", at + 1)) {
+            ++count;
+        }
+        return count;
+    };
+    script.hooks["write x"] = [&] {
+        if (told >= 10) {
+            return;
+        }
+        const auto begin = Clock::now();
+        EXPECT_TRUE(waitFor([&] { return lines() > told; }));
+        quickest = std::min(quickest, Clock::now() - begin);
+        told = quickest < 1.5 * options.stall ? 10 : told + 1;
+    };
+    EXPECT_EQ(runUntil([&] { return told >= 10; }), exitOk);
+    EXPECT_LT(quickest, 1.5 * options.stall);
+}
+
+/// Sessions whose threads cannot run leave nothing to wait for: that is no start.
+TEST_F(RelayTest, StartsNothingWithoutItsThreads)
+{
+    addRoute("r", "a/in", {"b/x"});
+    addRule("d");
+    script.refusesThreads = true;
+    EXPECT_EQ(supervisor().run(), exitNoStart);
+    EXPECT_TRUE(logged("!start main session") && !logged("started OK")) << log;
+    EXPECT_EQ(summary(), "r: 0 read, 0 written, 1 errors (out of service)\n");
 }
 
 } // namespace
