@@ -205,19 +205,28 @@ TEST_F(RelayTest, ReadsOnSignalsAlsoOnesOutOfAConstructor)
     std::atomic<int> written{0};
     script.streams["in"].source = [&] { return written < there ? Read{{1}, ""} : Read{}; };
     script.hooks["write x"] = [&] { ++written; };
-    std::thread runner([&] { EXPECT_EQ(supervisor().run(), exitOk); });
-    waitFor([&] {
-        if (written == there) {
-            ++there;
-            Script::signal(script.streams["in"]);
+    // Signals at any moment between a read without samples and the thread's sleep.
+    constexpr int signals = 3000;
+    std::atomic<int> empty{0};
+    script.hooks["return_loan in"] = [&] { empty += written == there ? 1 : 0; };
+    std::atomic<bool> end{false};
+    std::thread signaller([&] {
+        for (int seen = 0; there < signals && !end;) {
+            if (empty > seen) {
+                seen = empty;
+                const auto until = Clock::now() + std::chrono::nanoseconds(seen % 128 * 50);
+                while (Clock::now() < until) {
+                }
+                ++there;
+                Script::signal(script.streams["in"]);
+            }
         }
-        return there >= 200;
     });
-    supervisor().requestStop();
-    runner.join();
-    EXPECT_GE(written, 199);
+    EXPECT_EQ(runUntil([&] { return written == signals; }), exitOk);
+    end = true;
+    signaller.join();
     // A signal costs the read that finds its sample and one that finds no more.
-    EXPECT_LE(script.streams["in"].readCalls, 2 * 200 + 1);
+    EXPECT_LE(script.streams["in"].readCalls, 2 * signals + 1);
 }
 
 TEST_F(RelayTest, GivesEveryRouteOfASessionItsTurn)
@@ -317,6 +326,29 @@ TEST_F(RelayTest, RefusesLibrariesAndRecordsThatAreNoPlugin)
           "no_such_library.so: cannot open", "the adapter has no stream writers"}) {
         EXPECT_TRUE(logged(text)) << text << " in " << log;
     }
+}
+
+TEST(Progress, TellsOfAllRoutesOrOfThoseThatHaveChanged)
+{
+    std::vector<RouteTotals> routes(2);
+    routes[0].name = "idle";
+    routes[1].name = "busy";
+    Progress changed;
+    Progress all;
+    const auto lines = [&](Progress &progress, Progress::Which which, int second) {
+        return progress.lines(routes, Clock::time_point(std::chrono::seconds(second)), which);
+    };
+    const auto tell = [&](int second) { return lines(changed, Progress::Which::changed, second); };
+    EXPECT_EQ(tell(0), Texts{});
+    EXPECT_EQ(lines(all, Progress::Which::all, 0).size(), 2U);
+    routes[1].read = routes[1].written = 50;
+    EXPECT_EQ(tell(10), Texts{"busy: 50 read, 50 written, 0 errors, 5 samples/s"});
+    EXPECT_EQ(lines(all, Progress::Which::all, 10)[0],
+              "idle: 0 read, 0 written, 0 errors, 0 samples/s");
+    EXPECT_EQ(tell(20), Texts{});
+    routes[0].failed = routes[1].gone = true;
+    EXPECT_EQ(tell(30), (Texts{"idle: 0 read, 0 written, 0 errors, 0 samples/s (out of service)",
+                               "busy: 50 read, 50 written, 0 errors (gone)"}));
 }
 
 TEST_F(RelayTest, CheckMakesEverythingReadsNothingAndTellsWhatIsAnnounced)
