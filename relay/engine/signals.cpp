@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdint>
+#include <cstdlib>
 #include <poll.h>
+#include <string>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
 #include <unistd.h>
@@ -43,6 +45,8 @@ void ignoreStraySignals()
             std::signal(signal, SIG_IGN);
         }
     }
+    // A Java VM would take USR2 for itself, and abort when somebody else sends it.
+    setenv("_JAVA_SR_SIGNUM", std::to_string(SIGRTMAX).c_str(), 0);
 }
 
 SignalWatcher::SignalWatcher(std::function<void()> stop, std::function<void()> dump,

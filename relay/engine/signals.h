@@ -13,7 +13,8 @@ namespace ferry {
 
 /// Ignores the signals that would end the process although nobody means that: USR1 and USR2, those
 /// of timers and input (ALRM, VTALRM, PROF, IO, STKFLT), and those of a closed pipe and of a file
-/// that is too large, which become errors of the write. One that has a handler keeps it.
+/// that is too large, which become errors of the write. One that has a handler keeps it. A Java VM
+/// that is started afterwards uses another signal than USR2.
 void ignoreStraySignals();
 
 class SignalWatcher {

@@ -366,7 +366,7 @@ void Script::enter(const std::string &call, QEL_FerrionEnvironment *environment,
 bool Script::start()
 {
     t_attached = true;
-    return FerryPluginHost::start();
+    return !cannotStart && FerryPluginHost::start();
 }
 
 bool Script::attachThread()

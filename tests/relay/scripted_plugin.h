@@ -79,7 +79,8 @@ public:
     /// Handed out in place of a good record.
     std::function<QEL_FerrionAdapterPlugin *(QEL_FerrionAdapterPlugin *)> changeRecord;
 
-    /// Whether no thread may be attached.
+    /// Whether the host does not start, or attaches no thread.
+    bool cannotStart = false;
     bool refusesThreads = false;
 
     /// Every call but read, write and return_loan, in order; complete once the relay has ended.

@@ -194,6 +194,24 @@ TEST_F(RelayTest, TellsACallSoonAfterItsTime)
     EXPECT_LT(quickest, 1.5 * options.stall);
 }
 
+TEST_F(RelayTest, StartsNothingWithoutItsHost)
+{
+    addRoute("r", "a/in", {"b/x"});
+    script.cannotStart = true;
+    EXPECT_EQ(supervisor().run(), exitNoStart);
+    EXPECT_TRUE(script.calls.empty() && logged("!start test")) << log;
+}
+
+TEST_F(RelayTest, AwaitsAFirstSampleIfToldTo)
+{
+    addRoute("r", "a/in", {"b/x"});
+    options.afterFirst = true;
+    script.streams["in"].reads.resize(20); // with pauses longer than what counts as idle
+    script.streams["in"].reads.push_back({{1}, ""});
+    EXPECT_EQ(runUntilIdle(20), exitOk);
+    EXPECT_EQ(summary(), "r: 1 read, 1 written, 0 errors\n");
+}
+
 /// Sessions whose threads cannot run leave nothing to wait for: that is no start.
 TEST_F(RelayTest, StartsNothingWithoutItsThreads)
 {
