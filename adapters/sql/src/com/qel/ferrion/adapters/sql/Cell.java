@@ -20,6 +20,10 @@ import java.time.ZoneOffset;
  * Used on one thread at a time.
  */
 final class Cell {
+    /** What a value of a fixed size counts, and what stands for NULL in its place. */
+    private static final int SMALL = 16;
+    private static final int NULL = -1;
+
     final Field field;
     final Column column;
     private final Dialect dialect;
@@ -58,35 +62,51 @@ final class Cell {
      * Sets the member from a row.
      *
      * @param nulls whether NULL stands for the member's default
-     * @throws BadRow when the value is none of the member's
+     * @return about how many bytes the value takes
+     * @throws BadRow when the value is none of the member's, or the driver cannot give it
+     * @throws SQLException when the connection has failed
      */
-    void read(ResultSet row, int index, DynamicData data, boolean nulls)
+    int read(ResultSet row, int index, DynamicData data, boolean nulls)
             throws SQLException, BadRow {
         try {
-            if (!(field.octets ? readBytes(row, index, data) : readScalar(row, index, data))
-                    && !nulls) {
+            int bytes = field.octets ? readBytes(row, index, data) : readScalar(row, index, data);
+            if (bytes == NULL && !nulls) {
                 throw new BadRow("NULL, for which a " + (field.octets ? "sequence" : field.kind
                         .name().toLowerCase(java.util.Locale.ROOT)) + " has no value");
             }
+            return Math.max(bytes, SMALL);
+        } catch (NumberFormatException e) {
+            throw bad("no number: " + e.getMessage());
         } catch (IllegalArgumentException | ArithmeticException | DateTimeException
-                | TypeException e) {
-            throw new BadRow("column '" + column.name() + "': " + e.getMessage());
-        } catch (BadRow e) {
-            throw new BadRow("column '" + column.name() + "': " + e.getMessage());
+                | TypeException | BadRow e) {
+            throw bad(e.getMessage());
+        } catch (SQLException e) {
+            if (dialect.isDisconnected(e) || dialect.isTooLarge(e)) {
+                throw e;
+            }
+            throw bad(Secrets.text(e));
         }
     }
 
-    private boolean readBytes(ResultSet row, int index, DynamicData data)
+    private BadRow bad(String reason) {
+        return new BadRow("column '" + column.name() + "': " + reason);
+    }
+
+    private int readBytes(ResultSet row, int index, DynamicData data)
             throws SQLException, BadRow {
-        byte[] bytes = row.getBytes(index);
-        if (bytes != null) {
-            field.setBytes(data, bytes);
+        if (row.getObject(index) instanceof Number) {
+            throw new BadRow("a number, and no bytes");
         }
-        return bytes != null;
+        byte[] bytes = row.getBytes(index);
+        if (bytes == null) {
+            return NULL;
+        }
+        field.setBytes(data, bytes);
+        return bytes.length;
     }
 
-    /** @return false for NULL; NaN has no other form in a table */
-    private boolean readScalar(ResultSet row, int index, DynamicData data)
+    /** NaN has no other form in a table than NULL. */
+    private int readScalar(ResultSet row, int index, DynamicData data)
             throws SQLException, BadRow {
         boolean text = field.kind == Kind.STRING || field.kind == Kind.CHAR;
         OffsetDateTime time = column.isTime() && !text ? dialect.time(row, index, column) : null;
@@ -95,15 +115,19 @@ final class Cell {
             if (field.isReal()) {
                 data.setDouble(field.place, Double.NaN);
             }
-            return field.isReal();
+            return field.isReal() ? SMALL : NULL;
         }
         if (value instanceof byte[]) {
             throw new BadRow("a blob");
         }
         switch (field.kind) {
-            case STRING -> data.setString(field.place, row.getString(index));
+            case STRING -> {
+                String string = dialect.text(row, index);
+                data.setString(field.place, string);
+                return string.length();
+            }
             case CHAR -> {
-                String one = row.getString(index);
+                String one = dialect.text(row, index);
                 if (one.length() > 1) {
                     throw new BadRow("'" + one + "' is more than one character");
                 }
@@ -113,7 +137,7 @@ final class Cell {
                 if (value instanceof Number) {
                     data.setLong(field.place, whole(value));
                 } else {
-                    data.setString(field.place, row.getString(index));
+                    data.setString(field.place, dialect.text(row, index));
                 }
             }
             case BOOLEAN -> data.setBoolean(field.place, truth(value));
@@ -121,7 +145,7 @@ final class Cell {
             case ULONGLONG -> data.setLong(field.place, unsigned(value));
             default -> data.setLong(field.place, whole(value));
         }
-        return true;
+        return SMALL;
     }
 
     private void readReal(Object value, DynamicData data) throws BadRow {
@@ -137,7 +161,7 @@ final class Cell {
         }
     }
 
-    private static boolean truth(Object value) throws BadRow {
+    static boolean truth(Object value) throws BadRow {
         return switch (value.toString()) {
             case "1", "true", "t" -> true;
             case "0", "false", "f" -> false;
@@ -174,26 +198,32 @@ final class Cell {
     /**
      * Binds the member's value to a parameter.
      *
+     * @return about how many bytes the value takes
      * @throws BadRow when the column cannot hold it
      */
-    void bind(PreparedStatement statement, int index, DynamicData data)
+    int bind(PreparedStatement statement, int index, DynamicData data)
             throws SQLException, BadRow {
         try {
             if (field.octets) {
-                statement.setBytes(index, field.bytes(data));
-            } else {
-                bindScalar(statement, index, data);
+                byte[] bytes = field.bytes(data);
+                statement.setBytes(index, bytes);
+                return SMALL + bytes.length;
             }
+            return bindScalar(statement, index, data);
         } catch (IllegalArgumentException | ArithmeticException | DateTimeException
                 | TypeException e) {
             throw new BadRow("member '" + field.path + "': " + e.getMessage());
         }
     }
 
-    private void bindScalar(PreparedStatement statement, int index, DynamicData data)
+    private int bindScalar(PreparedStatement statement, int index, DynamicData data)
             throws SQLException, BadRow {
         switch (field.kind) {
-            case STRING -> statement.setString(index, data.getString(field.place));
+            case STRING -> {
+                String text = data.getString(field.place);
+                statement.setString(index, text);
+                return SMALL + text.length();
+            }
             case CHAR -> {
                 char one = data.getChar(field.place);
                 statement.setString(index, one == '\0' ? "" : String.valueOf(one));
@@ -215,6 +245,7 @@ final class Cell {
             case FLOAT, DOUBLE -> bindReal(statement, index, data);
             default -> bindWhole(statement, index, data.getLong(field.place));
         }
+        return SMALL;
     }
 
     private void bindReal(PreparedStatement statement, int index, DynamicData data)

@@ -1,7 +1,10 @@
 package com.qel.ferrion.adapters.sql;
 
+import com.qel.dds.TypeException;
+import com.qel.dds.typecode.TypeCode;
 import java.sql.Types;
 import java.util.Locale;
+import java.util.Set;
 
 /**
  * A column of a table or query.
@@ -35,16 +38,22 @@ record Column(String name, String typeName, int jdbcType, int precision, int sca
         return Dialect.quote(name);
     }
 
-    /** A name as IDL can have it, but for words of its own. */
-    static String identifier(String name) {
-        return name.replaceAll("[^A-Za-z0-9]", "_").replaceFirst("^(?![A-Za-z])", "c");
+    /** A name that IDL can have, made of any name. */
+    static String identifier(String name, Set<String> used) {
+        String free = name.replaceAll("[^A-Za-z0-9]", "_").replaceFirst("^(?![A-Za-z])", "c");
+        while (isKeyword(free) || !used.add(free.toLowerCase(Locale.ROOT))) {
+            free += "_";
+        }
+        return free;
     }
 
-    /**
-     * What is left of a name when the rules of SQL and IDL for names do not count: two names that
-     * agree in it are taken for each other.
-     */
-    static String plain(String name) {
-        return identifier(name).replaceFirst("_+$", "").toLowerCase(Locale.ROOT);
+    /** Which words are IDL's own only its parser knows. */
+    private static boolean isKeyword(String word) {
+        try {
+            TypeCode.fromIdl("struct x__ { long " + word + "; };", null);
+            return false;
+        } catch (TypeException e) {
+            return true;
+        }
     }
 }

@@ -13,7 +13,9 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardCopyOption;
 import java.nio.file.StandardOpenOption;
+import java.util.ArrayDeque;
 import java.util.ArrayList;
+import java.util.Deque;
 import java.util.HexFormat;
 import java.util.List;
 
@@ -26,6 +28,8 @@ final class PositionFile {
     private final Path file;
     private final FileChannel lockFile;
     private final FileLock lock;
+    /** Folders that were not there before, and the lock file where it was not either. */
+    private final Deque<Path> made = new ArrayDeque<>();
 
     /**
      * Opens a position that nobody else has.
@@ -37,6 +41,9 @@ final class PositionFile {
         FileChannel opened = null;
         FileLock got = null;
         try {
+            for (Path each = beside(".lock"); !Files.exists(each); each = each.getParent()) {
+                made.addLast(each);
+            }
             Files.createDirectories(this.file.getParent());
             opened = FileChannel.open(beside(".lock"), StandardOpenOption.CREATE,
                     StandardOpenOption.WRITE);
@@ -49,9 +56,32 @@ final class PositionFile {
         lockFile = opened;
         lock = got;
         if (lock == null) {
-            close();
+            close(false);
             throw new AdapterException("position_file: " + file + " is another reader's");
         }
+    }
+
+    /**
+     * Where the position of a stream is kept that nobody has named a file for.
+     *
+     * @param database a label that no other database has
+     */
+    static String usual(String database, String stream) {
+        return "positions/" + encoded(database) + "/" + encoded(stream);
+    }
+
+    /** A name that a file can have. */
+    private static String encoded(String name) {
+        return URLEncoder.encode(name, StandardCharsets.UTF_8).replaceFirst("^\\.", "%2E");
+    }
+
+    /**
+     * Tries whether a position could be kept.
+     *
+     * @throws AdapterException when it could not
+     */
+    void probe(String owner) throws AdapterException {
+        Trial.file(file, owner + ": position_file");
     }
 
     private Path beside(String suffix) {
@@ -145,7 +175,21 @@ final class PositionFile {
         };
     }
 
-    void close() {
+    /**
+     * Lets go of the lock.
+     *
+     * @param traceless whether what was made for it goes as well
+     */
+    void close(boolean traceless) {
+        try {
+            if (traceless && lock != null) {
+                for (Path each : made) {
+                    Files.deleteIfExists(each);
+                }
+            }
+        } catch (IOException e) {
+            // Somebody has put something into the folder: it stays.
+        }
         try {
             if (lockFile != null) {
                 lockFile.close(); // Lets go of the lock, too.

@@ -1,8 +1,10 @@
 package com.qel.ferrion.adapters.sql;
 
+import com.qel.dds.typecode.Kind;
 import java.math.BigDecimal;
 import java.nio.file.Path;
 import java.sql.Connection;
+import java.sql.DriverPropertyInfo;
 import java.sql.PreparedStatement;
 import java.sql.ResultSet;
 import java.sql.SQLException;
@@ -12,6 +14,13 @@ import java.time.Duration;
 import java.time.LocalDateTime;
 import java.time.OffsetDateTime;
 import java.time.ZoneOffset;
+import java.time.format.DateTimeFormatter;
+import java.time.format.DateTimeFormatterBuilder;
+import java.time.format.SignStyle;
+import java.time.temporal.ChronoField;
+import java.util.Arrays;
+import java.util.Locale;
+import java.util.Map;
 import java.util.Properties;
 import java.util.Set;
 
@@ -19,8 +28,25 @@ import java.util.Set;
 final class Postgres extends Dialect {
     /** Data, integrity, program limits, check options, errors that triggers raise. */
     private static final Set<String> ABOUT_DATA = Set.of("22", "23", "44", "54", "P0");
-    /** Not supported, not authorised, no such database, wrong statement or no right to it. */
-    private static final Set<String> PERMANENT = Set.of("0A", "28", "3D", "42");
+    /**
+     * A driver's property or an object that cannot be what it was given as, not
+     * authorised, no such database, wrong statement or no right to it.
+     */
+    private static final Set<String> PERMANENT = Set.of("22", "28", "3D", "3F", "42");
+    /** The driver's word for a server that does not do what its properties ask for: SSL. */
+    private static final String REJECTED = "08004";
+    private static final String UNSUPPORTED = "0A000";
+    private static final DateTimeFormatter TIME = new DateTimeFormatterBuilder()
+            .appendValue(ChronoField.YEAR_OF_ERA, 4, 9, SignStyle.NEVER)
+            .appendPattern("-MM-dd HH:mm:ss.SSSSSSSSS").toFormatter(Locale.ROOT);
+    private static final String READ_ONLY = "25006";
+    private static final String OUT_OF_MEMORY = "53200";
+    /** Types whose texts the driver has as the server writes them, and whose size is known. */
+    private static final Set<String> TEXTS = Set.of("text", "varchar", "name");
+    private static final Set<String> SMALL = Set.of("bool", "int2", "int4", "int8", "float4",
+            "float8", "serial", "bigserial", "smallserial", "oid", "date", "time", "timetz",
+            "timestamp", "timestamptz", "interval", "uuid", "money", "macaddr", "macaddr8", "inet",
+            "cidr", "point", "line", "lseg", "box", "circle", "name", "char", "pg_lsn");
 
     @Override
     String prefix() {
@@ -57,6 +83,36 @@ final class Postgres extends Dialect {
         }
     }
 
+    /** What stands before the database's name holds host and port only. */
+    @Override
+    boolean hasUserInfo(String url) {
+        return url.replaceFirst("\\?.*", "").indexOf('@') >= 0;
+    }
+
+    @Override
+    boolean isWrong(DriverPropertyInfo property) {
+        return property.choices != null && property.value != null
+                && Arrays.stream(property.choices).noneMatch(property.value::equalsIgnoreCase);
+    }
+
+    @Override
+    void hurry(Properties driver) {
+        // Nothing is locked while a connection is made.
+    }
+
+    /** The driver would have the server use the process's zone, which options cannot change. */
+    @Override
+    void begin(Connection connection, String zone) throws SQLException {
+        try (Statement statement = connection.createStatement()) {
+            statement.execute("SET TIME ZONE '" + zone.replace("'", "''") + "'");
+        }
+    }
+
+    @Override
+    String lockWait(boolean usual, Duration network, Map<String, String> driver) {
+        return usual ? "RESET lock_timeout" : "SET lock_timeout = '200ms'";
+    }
+
     @Override
     boolean isAboutData(SQLException failure) {
         return ABOUT_DATA.contains(stateClass(failure));
@@ -64,7 +120,23 @@ final class Postgres extends Dialect {
 
     @Override
     boolean isPermanent(SQLException failure) {
-        return PERMANENT.contains(stateClass(failure));
+        return PERMANENT.contains(stateClass(failure)) || REJECTED.equals(failure.getSQLState());
+    }
+
+    @Override
+    boolean isDisconnected(SQLException failure) {
+        return Set.of("08", "57").contains(stateClass(failure));
+    }
+
+    /** "Cached plan must not change result type". */
+    @Override
+    boolean isOutdated(SQLException failure) {
+        return UNSUPPORTED.equals(failure.getSQLState());
+    }
+
+    @Override
+    boolean isTooLarge(SQLException failure) {
+        return OUT_OF_MEMORY.equals(failure.getSQLState());
     }
 
     private static String stateClass(SQLException failure) {
@@ -73,13 +145,47 @@ final class Postgres extends Dialect {
     }
 
     @Override
-    String rowId() {
-        return null;
+    String withoutKey() {
+        return "the server does not number them";
     }
 
     @Override
     String exact(String column) {
         return column + "::text";
+    }
+
+    /**
+     * What becomes a text the server makes one: the driver's change with the way that values come,
+     * which is another one from a statement's fifth use on.
+     */
+    @Override
+    String item(String quoted, Column column, Field field) {
+        return field.octets || !field.isText() || TEXTS.contains(column.typeName())
+                || (field.kind == Kind.ENUM && column.isInteger()) ? quoted : exact(quoted);
+    }
+
+    /** Sizes of texts and bytes are known to the server without looking at the values. */
+    @Override
+    String size(String quoted, Column column) {
+        String type = column.typeName();
+        return SMALL.contains(type) ? null
+                : (TEXTS.contains(type) || type.equals("bytea") || type.equals("bpchar")
+                        ? "octet_length(" : "pg_column_size(") + quoted + ")";
+    }
+
+    @Override
+    boolean isEager() {
+        return true;
+    }
+
+    @Override
+    String text(ResultSet row, int index) throws SQLException {
+        return row.getString(index);
+    }
+
+    @Override
+    boolean hasBytes(Column column) {
+        return column.typeName().equals("bytea") || TEXTS.contains(column.typeName());
     }
 
     @Override
@@ -131,8 +237,10 @@ final class Postgres extends Dialect {
     @Override
     void bindTime(PreparedStatement statement, int index, Column column, OffsetDateTime time)
             throws SQLException {
-        OffsetDateTime utc = time.withOffsetSameInstant(ZoneOffset.UTC);
-        statement.setObject(index, withZone(column) ? (Object) utc : utc.toLocalDateTime());
+        LocalDateTime utc = time.withOffsetSameInstant(ZoneOffset.UTC).toLocalDateTime();
+        // As a text: the driver shifts what the process's own zone leaves out in spring.
+        statement.setObject(index, TIME.format(utc) + (withZone(column) ? "+00" : "")
+                + (utc.getYear() > 0 ? "" : " BC"), Types.OTHER);
     }
 
     @Override
@@ -146,6 +254,14 @@ final class Postgres extends Dialect {
 
     private static boolean withZone(Column column) {
         return column.typeName().equals("timestamptz");
+    }
+
+    @Override
+    void requireWritable(Connection connection) throws SQLException {
+        if (!"off".equals(one(connection, "SHOW transaction_read_only"))) {
+            throw new SQLException("the server takes no writes: transactions are read-only",
+                    READ_ONLY);
+        }
     }
 
     @Override

@@ -2,22 +2,32 @@ package com.qel.ferrion.adapters.sql;
 
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.Settings;
 import java.lang.System.Logger.Level;
 import java.sql.PreparedStatement;
 import java.sql.ResultSet;
 import java.sql.SQLException;
 import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.Collection;
 import java.util.LinkedHashSet;
 import java.util.List;
 import java.util.Map;
+import java.util.Objects;
 import java.util.Set;
+import java.util.function.Function;
 import java.util.stream.Collectors;
+import java.util.stream.Stream;
 
 /**
- * The statements that read a stream, once it is known what its table looks like. Immutable but for
- * the cells; the statements themselves belong to the link that prepares them.
+ * The statements that read a stream, once it is known what its table looks like. Every column is
+ * written with the table's alias: a name alone that no longer exists is a text to SQLite. Immutable
+ * but for the cells; the statements themselves belong to the link that prepares them.
  */
 final class Query {
+    /** What a value of a fixed size counts. */
+    private static final int SMALL = 16;
+
     final Table table;
     /** In the order of the select list, from the first on. */
     final List<Cell> cells = new ArrayList<>();
@@ -25,10 +35,19 @@ final class Query {
     final List<String> order;
     /** Whether no two rows have the same position. */
     final boolean unique;
+    /** Whether the database itself ends a batch at its bytes, and {@link #bytes} says at which. */
+    final boolean measured;
+    private final String mark = Statements.mark();
     private final Dialect dialect;
+    /** The column whose truth ends the row's instance, or null. */
+    private final Column deleted;
+    /** What the rows are made of, without anything that looks into a value. */
+    private final String raw;
     private final String items;
     private final String exact;
-    private final String sorted;
+    private final String size;
+    private final String ordered;
+    private final String backwards;
     private final String noNulls;
     private final String after;
     private final String upTo;
@@ -37,71 +56,142 @@ final class Query {
     /**
      * Binds a type to a table.
      *
-     * @param wanted order columns as configured; empty for the primary key
      * @throws AdapterException when there is no order, or the type does not go with the table
      */
-    Query(Table table, Dialect dialect, TypeCode type, List<String> wanted,
-            Map<String, String> columns, Cell.TimeUnit unit, String owner)
+    Query(Table table, Dialect dialect, TypeCode type, Settings settings)
             throws AdapterException {
         this.table = table;
         this.dialect = dialect;
+        bindMembers(type, settings);
+        String mark = settings.get(SqlStreamReader.DELETED);
+        deleted = mark == null ? null : table.named(mark);
+        if (deleted != null && cells.stream().noneMatch(cell -> cell.field.key)) {
+            throw new AdapterException("property 'deleted_column': the stream's type has no key "
+                    + "that says which instance has ended");
+        }
+        Set<Column> columns = new LinkedHashSet<>();
+        for (String name : settings.get(SqlStreamReader.ORDER).split(",")) {
+            if (!name.isBlank()) {
+                columns.add(table.named(name.strip()));
+            }
+        }
+        for (String name : table.key) {
+            columns.add(table.named(name));
+        }
+        if (columns.isEmpty()) {
+            throw new AdapterException(table.source + " has no primary key"
+                    + (table.isTable ? ", and " + dialect.withoutKey() : "") + ": property "
+                    + "'order_by' has to name the columns that give its rows an order");
+        }
+        order = columns.stream().map(Column::name).toList();
+        unique = !table.key.isEmpty();
+
+        List<String> places = columns.stream().map(Query::place).toList();
+        String row = "(" + String.join(", ", places) + ")";
+        String values = "(" + "?, ".repeat(order.size() - 1) + "?)";
+        after = " AND " + row + " > " + values;
+        upTo = " AND " + row + " <= " + values;
+        ordered = " ORDER BY " + String.join(", ", places);
+        backwards = " ORDER BY " + join(places, place -> place + " DESC");
+        noNulls = places.stream().map(place -> place + " IS NOT NULL")
+                .collect(Collectors.joining(" AND "));
+        nulls = columns.stream().noneMatch(table::mayBeNull) ? null
+                : "SELECT count(*) FROM " + table.from + " WHERE NOT (" + noNulls + ")";
+        exact = positionItems(places);
+        items = join(cells, cell -> dialect.item(place(cell.column), cell.column, cell.field))
+                + (deleted == null ? "" : ", " + place(deleted)) + ", " + exact;
+        Set<Column> used = Stream.of(cells.stream().map(cell -> cell.column), columns.stream(),
+                Stream.ofNullable(deleted)).flatMap(each -> each)
+                .collect(Collectors.toCollection(LinkedHashSet::new));
+        raw = join(used, Query::place);
+        String sizes = used.stream().map(column -> dialect.size(place(column), column))
+                .filter(Objects::nonNull).map(each -> " + coalesce(" + each + ", 0)")
+                .collect(Collectors.joining());
+        size = "CAST(" + SMALL * used.size() + " AS BIGINT)" + sizes;
+        measured = dialect.isEager() && !sizes.isEmpty();
+    }
+
+    private void bindMembers(TypeCode type, Settings settings) throws AdapterException {
         List<Field> fields = Field.of(type);
-        Table.checkMembers(fields, columns.keySet());
-        Map<Field, Column> bound = table.bind(fields, columns);
-        bound.forEach((field, column) -> cells.add(new Cell(field, column, dialect, unit)));
+        Map<String, String> given = settings.get(SqlStreamReader.COLUMNS);
+        Table.checkMembers(fields, given.keySet());
+        Map<Field, Column> bound = table.bind(fields, given, dialect);
+        bound.forEach((field, column) -> cells.add(new Cell(field, column, dialect,
+                settings.get(SqlStreamReader.UNIT))));
         String without = fields.stream().filter(field -> !bound.containsKey(field))
                 .map(field -> field.path).collect(Collectors.joining(", "));
         if (bound.isEmpty()) {
             throw new AdapterException(table.source + " has no column for any member");
         }
         if (!without.isEmpty()) {
-            Link.LOG.log(Level.INFO, owner + ": members without a column keep their default: "
-                    + without);
+            Access.LOG.log(Level.INFO, settings.owner()
+                    + ": members without a column keep their default: " + without);
         }
+    }
 
-        Set<String> names = new LinkedHashSet<>();
-        boolean nullable = false;
-        for (String name : wanted) {
-            Column column = table.named(name);
-            names.add(column.name());
-            nullable |= column.nullable() && !table.key.contains(column.name());
-        }
-        List<String> ties = !table.key.isEmpty() ? table.key
-                : table.isTable && dialect.rowId() != null ? List.of(dialect.rowId()) : List.of();
-        names.addAll(ties);
-        if (names.isEmpty()) {
-            throw new AdapterException(table.source + " has no primary key: property 'order_by' "
-                    + "has to name the columns that give its rows an order");
-        }
-        order = List.copyOf(names);
-        unique = !ties.isEmpty();
+    private static String place(Column column) {
+        return "t." + column.quoted();
+    }
 
-        List<String> quoted = order.stream().map(Dialect::quote).toList();
-        String list = String.join(", ", quoted);
-        String values = "(" + "?, ".repeat(order.size() - 1) + "?)";
-        // A row with a NULL behind its first columns would be greater, and no position.
-        after = " AND (" + list + ") > " + values;
-        upTo = " AND (" + list + ") <= " + values;
+    private static <T> String join(Collection<T> all, Function<T, String> text) {
+        return all.stream().map(text).collect(Collectors.joining(", "));
+    }
+
+    private String positionItems(List<String> places) {
         List<String> named = new ArrayList<>();
-        for (String each : quoted) {
+        for (String each : places) {
             // With a name of its own: rows are sorted by the column, not by what is made of it.
             named.add(dialect.exact(each) + " AS \"ferry." + named.size() + '"');
         }
-        exact = String.join(", ", named);
-        items = cells.stream().map(cell -> cell.column.quoted()).collect(Collectors.joining(", "))
-                + ", " + exact;
-        sorted = " ORDER BY " + list;
-        noNulls = quoted.stream().map(each -> each + " IS NOT NULL")
-                .collect(Collectors.joining(" AND "));
-        nulls = nullable ? "SELECT count(*) FROM " + table.source + " WHERE NOT (" + noNulls + ")"
-                : null;
+        return String.join(", ", named);
     }
 
-    private PreparedStatement prepare(Link link, String selected, List<Object> position, String end)
-            throws SQLException {
-        PreparedStatement statement = link.prepare("SELECT " + selected + " FROM " + table.source
-                + " WHERE " + noNulls + (position == null ? "" : after) + end);
-        bind(statement, 1, position);
+    /**
+     * Refuses to go on with what is another table than the one before.
+     *
+     * @throws AdapterException when a member has lost its column, or rows have another order
+     */
+    void requireLike(Query before) throws AdapterException {
+        if (!order.equals(before.order)) {
+            throw new AdapterException(table.source + " has changed: its rows are in the order of "
+                    + String.join(", ", order) + " instead of " + String.join(", ", before.order));
+        }
+        for (Cell cell : before.cells) {
+            if (cells.stream().noneMatch(each -> each.field.path.equals(cell.field.path))) {
+                throw new AdapterException(table.source + " has changed: it no longer has a column "
+                        + "for member '" + cell.field.path + "', which was '" + cell.column.name()
+                        + "'");
+            }
+        }
+    }
+
+    /** The rows between two positions, both of which may be null. */
+    private String from(String selected, List<Object> position, List<Object> end) {
+        return "SELECT " + selected + " FROM " + table.from + " WHERE " + noNulls
+                + (position == null ? "" : after) + (end == null ? "" : upTo);
+    }
+
+    /** Rows with the bytes of all up to and with them. */
+    private String summed(String inner, String more) {
+        return "(SELECT t.*" + more + ", CAST(sum(" + size + ") OVER w AS BIGINT) AS "
+                + "\"ferry.bytes\", " + size + " AS \"ferry.size\" FROM (" + inner
+                + ") AS t WINDOW w AS (" + ordered.strip() + " ROWS UNBOUNDED PRECEDING)) AS t";
+    }
+
+    /** Nobody else's statement: one that was prepared for the table as it was would be no good. */
+    private PreparedStatement prepare(Link link, String sql) throws SQLException {
+        return link.prepare(mark + sql);
+    }
+
+    private PreparedStatement prepare(Link link, String sql, List<Object> position,
+            List<Object> end) throws SQLException {
+        PreparedStatement statement = prepare(link, sql);
+        int index = 1;
+        for (List<Object> each : Arrays.asList(position, end)) {
+            for (Object value : each == null ? List.of() : each) {
+                dialect.bindPosition(statement, index++, value);
+            }
+        }
         return statement;
     }
 
@@ -109,45 +199,61 @@ final class Query {
      * The rows behind a position, or from the start where that is null.
      *
      * @param end the last position to be read, or null
-     * @param limit most rows
+     * @param most rows, and bytes: where {@link #measured}, what comes ends with the row that
+     *     brings it to so many
      */
-    ResultSet rows(Link link, List<Object> position, List<Object> end, long limit)
+    ResultSet rows(Link link, List<Object> position, List<Object> end, int most, int bytes)
             throws SQLException {
-        PreparedStatement statement = prepare(link, items, position,
-                (end == null ? "" : upTo) + sorted + " LIMIT ?");
-        int index = bind(statement, position == null ? 1 : 1 + order.size(), end);
-        statement.setLong(index, limit);
-        return statement.executeQuery();
+        String limit = ordered + " LIMIT " + most;
+        String sql = !measured ? from(items, position, end) + limit
+                : "SELECT " + items + ", t.\"ferry.bytes\" FROM "
+                        + summed(from(raw, position, end) + limit, "")
+                        + " WHERE t.\"ferry.bytes\" - t.\"ferry.size\" < " + bytes + ordered;
+        return prepare(link, sql, position, end).executeQuery();
+    }
+
+    /** All rows between two positions, however many they are. */
+    ResultSet rows(Link link, List<Object> position, List<Object> end) throws SQLException {
+        return prepare(link, from(items, position, end) + ordered, position, end).executeQuery();
     }
 
     /**
-     * The position of the row that is so many behind a position; null when there are fewer. What is
-     * the same position only the database can say: 1.0 is 1.00, and to some 'a' is 'A'.
+     * The position of the row that brings those behind a position to so many rows or bytes; null
+     * when there are fewer. What is the same position only the database can say: 1.0 is 1.00, and
+     * to some 'a' is 'A'.
      */
-    List<Object> end(Link link, List<Object> position, int count) throws SQLException {
-        PreparedStatement statement = prepare(link, exact, position, sorted + " LIMIT 1 OFFSET ?");
-        statement.setInt(position == null ? 1 : 1 + order.size(), count - 1);
+    List<Object> end(Link link, List<Object> position, List<Object> last, int most, int bytes)
+            throws SQLException {
+        String sql = "SELECT " + exact + " FROM "
+                + summed(from(raw, position, last) + ordered + " LIMIT " + most,
+                        ", row_number() OVER w AS \"ferry.row\"")
+                + " WHERE t.\"ferry.row\" = " + most + " OR t.\"ferry.bytes\" >= " + bytes
+                + ordered + " LIMIT 1";
+        return one(prepare(link, sql, position, last));
+    }
+
+    /** The last position there is, or null when none is behind the one given. */
+    List<Object> last(Link link, List<Object> position) throws SQLException {
+        return one(prepare(link, from(exact, position, null) + backwards + " LIMIT 1", position,
+                null));
+    }
+
+    private List<Object> one(PreparedStatement statement) throws SQLException {
         try (ResultSet row = statement.executeQuery()) {
             return row.next() ? position(row, 1) : null;
         }
     }
 
-    /** Whether there is a row behind a position. */
-    boolean hasMore(Link link, List<Object> position) throws SQLException {
-        try (ResultSet row = prepare(link, "1", position, " LIMIT 1").executeQuery()) {
+    /** Whether there is a row behind a position, and not behind the end. */
+    boolean hasMore(Link link, List<Object> position, List<Object> end) throws SQLException {
+        try (ResultSet row = prepare(link, look(position, end), position, end).executeQuery()) {
             return row.next();
         }
     }
 
-    private int bind(PreparedStatement statement, int from, List<Object> position)
-            throws SQLException {
-        int index = from;
-        if (position != null) {
-            for (Object value : position) {
-                dialect.bindPosition(statement, index++, value);
-            }
-        }
-        return index;
+    /** In the rows' order, because that makes the database use their index. */
+    String look(List<Object> position, List<Object> end) {
+        return from("1", position, end) + ordered + " LIMIT 1";
     }
 
     /** How many rows have no place in the order, and so are never read. */
@@ -155,15 +261,30 @@ final class Query {
         if (nulls == null) {
             return 0;
         }
-        try (ResultSet row = link.prepare(nulls).executeQuery()) {
+        try (ResultSet row = prepare(link, nulls).executeQuery()) {
             row.next();
             return row.getLong(1);
         }
     }
 
+    /**
+     * Whether a row tells of the end of its instance; NULL does not.
+     *
+     * @throws BadRow when the value is no truth
+     */
+    boolean isDeleted(ResultSet row) throws SQLException, BadRow {
+        Object value = deleted == null ? null : row.getObject(cells.size() + 1);
+        return value != null && Cell.truth(value);
+    }
+
     /** The position of the row that a result of {@link #rows} stands at. */
     List<Object> position(ResultSet row) throws SQLException {
-        return position(row, cells.size() + 1);
+        return position(row, cells.size() + (deleted == null ? 1 : 2));
+    }
+
+    /** Where {@link #measured}, the bytes of the rows up to the one that a result stands at. */
+    long bytes(ResultSet row) throws SQLException {
+        return row.getLong(cells.size() + (deleted == null ? 1 : 2) + order.size());
     }
 
     private List<Object> position(ResultSet row, int from) throws SQLException {

@@ -35,7 +35,7 @@ final class Rejects {
 
     void add(DynamicData data, boolean disposed, String reason) {
         if (count++ < NAMED) {
-            Link.LOG.log(Level.ERROR, owner + ": " + key(data) + ": " + reason + "; "
+            Access.LOG.log(Level.ERROR, owner + ": " + key(data) + ": " + reason + "; "
                     + (file == null ? "not written" : "set aside in " + file));
         }
         if (file != null) {
@@ -86,7 +86,7 @@ final class Rejects {
     /** Puts what was added on the disk. */
     void keep() {
         if (count > NAMED) {
-            Link.LOG.log(Level.ERROR, owner + ": and " + (count - NAMED) + " more");
+            Access.LOG.log(Level.ERROR, owner + ": and " + (count - NAMED) + " more");
         }
         count = 0;
         if (lines.length() > 0) {
@@ -101,7 +101,7 @@ final class Rejects {
                     out.force(true);
                 }
             } catch (IOException e) {
-                Link.LOG.log(Level.ERROR, owner + ": " + file + " cannot be written (" + e
+                Access.LOG.log(Level.ERROR, owner + ": " + file + " cannot be written (" + e
                         + "); these samples are lost:\n" + lines);
             }
             lines.setLength(0);

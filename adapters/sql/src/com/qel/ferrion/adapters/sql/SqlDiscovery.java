@@ -8,11 +8,9 @@ import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.kit.Setting;
 import java.lang.System.Logger.Level;
-import java.sql.Connection;
 import java.sql.SQLException;
 import java.time.Duration;
 import java.util.HashSet;
-import java.util.Locale;
 import java.util.Map;
 import java.util.Set;
 import java.util.TreeMap;
@@ -34,6 +32,8 @@ final class SqlDiscovery {
     /** What has been told, by the IDL of each table's type. */
     private final Map<String, String> known = new TreeMap<>();
     private final Set<String> writable = new HashSet<>();
+    /** Tables that could not be looked at, with the reason. */
+    private final Map<String, String> refused = new TreeMap<>();
 
     SqlDiscovery(Database database, DiscoveryReader inputs, DiscoveryReader outputs) {
         this.database = database;
@@ -42,26 +42,26 @@ final class SqlDiscovery {
     }
 
     /** Called by the watching thread now and then. */
-    void look(Link link) throws SQLException, AdapterException {
+    void look(Access access) throws SQLException, AdapterException {
         if (database.missingFile() == null) {
-            link.once(this::compare);
+            access.once(this::compare);
         }
     }
 
     /** Compares the tables with what has been told about them. */
-    private Void compare(Connection connection) throws SQLException, AdapterException {
-        Map<String, Boolean> found = Table.list(connection, database.schema());
+    private Void compare(Link link) throws SQLException {
+        Map<String, Boolean> found = Table.list(link.connection, database.schema());
         for (Map.Entry<String, Boolean> each : found.entrySet()) {
-            String name = each.getKey();
-            String idl = idl(name, Table.describe(connection, database.schema(), name,
-                    each.getValue()));
-            if (!idl.equals(known.put(name, idl))) {
-                StreamInfo stream = new StreamInfo(name, type(name, idl), false);
-                inputs.announce(stream);
-                if (each.getValue()) {
-                    writable.add(name);
-                    outputs.announce(stream);
+            try {
+                Table table = Table.describe(link.connection, database.schema(), each.getKey(),
+                        each.getValue());
+                refused.remove(each.getKey());
+                announce(each.getKey(), idl(each.getKey(), table), each.getValue());
+            } catch (SQLException e) {
+                if (!database.dialect().isPermanent(e)) {
+                    throw e;
                 }
+                refuse(each.getKey(), Secrets.text(e));
             }
         }
         known.keySet().removeIf(name -> {
@@ -74,40 +74,38 @@ final class SqlDiscovery {
             }
             return gone;
         });
+        refused.keySet().retainAll(found.keySet());
         return null;
+    }
+
+    private void announce(String name, String idl, boolean isTable) {
+        if (!idl.equals(known.put(name, idl))) {
+            StreamInfo stream = new StreamInfo(name, type(name, idl), false);
+            inputs.announce(stream);
+            if (isTable) {
+                writable.add(name);
+                outputs.announce(stream);
+            }
+        }
+    }
+
+    /** A table that cannot be looked at hides no other; it is told of once. */
+    private void refuse(String name, String reason) {
+        if (!reason.equals(refused.put(name, reason))) {
+            Access.LOG.log(Level.WARNING, database + ": table '" + name
+                    + "' is not announced: " + reason);
+        }
     }
 
     /** The struct that a table's rows are: a member for every column, keys for its primary key. */
     private String idl(String name, Table table) {
-        Set<String> used = new HashSet<>();
-        String struct = identifier(name, used);
-        used.clear();
-        StringBuilder text = new StringBuilder("struct ").append(struct).append(" {\n");
-        for (Column column : table.columns) {
-            text.append(table.key.contains(column.name()) ? "    @key " : "    ")
-                    .append(database.dialect().idlType(column)).append(' ')
-                    .append(identifier(column.name(), used)).append(";\n");
-        }
+        StringBuilder text = new StringBuilder("struct ")
+                .append(Column.identifier(name, new HashSet<>())).append(" {\n");
+        table.identifiers().forEach((member, column) ->
+                text.append(table.key.contains(column.name()) ? "    @key " : "    ")
+                        .append(database.dialect().idlType(column)).append(' ').append(member)
+                        .append(";\n"));
         return text.append("};\n").toString();
-    }
-
-    /** A name that IDL can have, and that finds its column again by {@link Column#plain}. */
-    private static String identifier(String name, Set<String> used) {
-        String free = Column.identifier(name);
-        while (isKeyword(free) || !used.add(free.toLowerCase(Locale.ROOT))) {
-            free += "_";
-        }
-        return free;
-    }
-
-    /** Which words are IDL's own only its parser knows. */
-    private static boolean isKeyword(String word) {
-        try {
-            TypeCode.fromIdl("struct x__ { long " + word + "; };", null);
-            return false;
-        } catch (TypeException e) {
-            return true;
-        }
     }
 
     private TypeInfo type(String name, String idl) {
@@ -115,7 +113,7 @@ final class SqlDiscovery {
             TypeCode type = TypeCode.fromIdl(idl, null);
             return new TypeInfo(type.name(), type);
         } catch (TypeException e) {
-            Link.LOG.log(Level.WARNING, database + ": table '" + name
+            Access.LOG.log(Level.WARNING, database + ": table '" + name
                     + "' is announced without a type: " + e.getMessage());
             return new TypeInfo(null, null);
         }

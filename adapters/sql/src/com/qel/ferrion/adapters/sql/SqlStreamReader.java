@@ -1,22 +1,21 @@
 package com.qel.ferrion.adapters.sql;
 
-import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BatchLimit;
 import com.qel.ferrion.kit.ConnectionBase.Stream;
+import com.qel.ferrion.kit.OutOfHeapException;
 import com.qel.ferrion.kit.ReaderBase;
+import com.qel.ferrion.kit.SamplePool;
 import com.qel.ferrion.kit.Setting;
 import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.Watch;
 import java.lang.System.Logger.Level;
 import java.nio.file.Path;
-import java.sql.Connection;
 import java.sql.ResultSet;
 import java.sql.SQLException;
 import java.time.Duration;
-import java.util.ArrayList;
-import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
 
@@ -33,17 +32,15 @@ final class SqlStreamReader extends ReaderBase {
             "the table or view, if not called like the stream");
     private static final Setting<String> QUERY = Setting.text("query",
             "a SELECT whose rows are read in place of a table's");
-    private static final Setting<String> ORDER = Setting.text("order_by", "columns, separated by "
+    static final Setting<String> ORDER = Setting.text("order_by", "columns, separated by "
             + "commas, in whose order rows are read; the primary key is added to them")
             .defaultTo("");
     private static final Setting<String> POSITION = Setting.text("position_file", "where it is "
-            + "kept how far has been read; 'none' reads everything again after a restart")
-            .required();
+            + "kept how far has been read, if not in positions/DATABASE/STREAM; 'none' reads "
+            + "everything again after a restart");
     private static final Setting<Duration> POLL = Setting.duration("poll", Duration.ofMillis(1),
             Duration.ofHours(24), "how often to look for new rows")
             .defaultTo(Duration.ofSeconds(1)).changeable();
-    private static final Setting<Integer> BATCH = Setting.integer("batch", 1, 1 << 20,
-            "most rows of one read").defaultTo(1024).changeable();
     private static final Setting<Nulls> NULLS = Setting.choice("nulls", Nulls.class,
             "whether NULL makes a row bad or stands for the member's default")
             .defaultTo(Nulls.REJECT);
@@ -53,6 +50,14 @@ final class SqlStreamReader extends ReaderBase {
     private static final Setting<Duration> REPORT = Setting.duration("report", Duration.ZERO,
             Duration.ofHours(1), "least time between two reports of bad rows")
             .defaultTo(Duration.ofSeconds(1));
+    private static final Setting<Duration> COUNT_NULLS = Setting.duration("count_nulls",
+            Duration.ofMillis(1), Duration.ofHours(24), "least time between two counts of rows "
+            + "that have NULL in an order column").defaultTo(Duration.ofHours(1));
+    private static final Setting<Duration> SETTLE = Setting.duration("settle", Duration.ZERO,
+            Duration.ofHours(24), "how long the newest rows are held back, so that transactions "
+            + "that are still open can put rows in front of them").defaultTo(Duration.ZERO);
+    static final Setting<String> DELETED = Setting.text("deleted_column",
+            "the boolean column that says that the row's instance has ended");
     static final Setting<Cell.TimeUnit> UNIT = Setting.choice("time_unit", Cell.TimeUnit.class,
             "what an integer counts whose column is a timestamp").defaultTo(Cell.TimeUnit.US);
     static final Setting<Map<String, String>> COLUMNS = Setting.group("columns.",
@@ -60,22 +65,25 @@ final class SqlStreamReader extends ReaderBase {
     private static final Setting<Duration> RETRY = Setting.duration("retry_for", Duration.ZERO,
             Duration.ofHours(24), "how long a read tries to reach the database; 0s is for ever")
             .defaultTo(Duration.ofSeconds(2)).changeable();
-    static final Setting<?>[] SETTINGS = {TABLE, QUERY, ORDER, POSITION, POLL, BATCH, NULLS,
-            ON_BAD_ROW, REPORT, UNIT, COLUMNS, RETRY};
+    static final Setting<?>[] SETTINGS = {TABLE, QUERY, ORDER, POSITION, POLL, BatchLimit.SAMPLES,
+            BatchLimit.BYTES, NULLS, ON_BAD_ROW, REPORT, COUNT_NULLS, SETTLE, DELETED, UNIT,
+            COLUMNS, RETRY};
 
     private enum Nulls { REJECT, DEFAULT }
 
     private enum OnBadRow { SKIP, STOP }
 
-    private final String owner;
     private final Database database;
     private final TypeCode type;
     private final String name;
-    private final Link link;
+    private final Access access;
     private final PositionFile file;
     private final Reports reports;
-    private final List<DynamicData> pool = new ArrayList<>();
+    private final Unordered unordered;
+    private final Horizon horizon;
+    private final SamplePool pool;
     private final SampleInfo info = new SampleInfo();
+    private final SampleInfo ended = new SampleInfo();
     private Watch watch;
     private Watch.Look look;
     private Watch.Task task;
@@ -83,61 +91,75 @@ final class SqlStreamReader extends ReaderBase {
     private volatile Query query;
     private volatile List<Object> position;
     private volatile boolean due = true;
-    private volatile long withoutOrder;
-    private volatile long toldWithoutOrder;
     /** Whether rows behind the position are with the host: they are no news. */
     private volatile boolean lent;
     private volatile boolean stopped;
+    /** Whether the table may no longer be what the query was made for. */
+    private boolean stale;
+    /** Most rows of a read: fewer than configured after some that memory was too small for. */
+    private int most = Integer.MAX_VALUE;
     /** Of the present loan: the position behind it, and whether rows may be left. */
     private List<Object> reached;
     private boolean more;
+    /** Whether nothing has been read, so that no file has to be left. */
+    private boolean traceless;
 
     /**
      * Makes a reader; a database that cannot be reached now is bound to the type later.
      *
      * @throws AdapterException when a property is wrong, or the table does not go with the type
      */
-    SqlStreamReader(Database database, Stream stream, TypeCode type) throws AdapterException {
+    SqlStreamReader(Database database, Pool connections, Stream stream, TypeCode type)
+            throws AdapterException {
         super(stream);
         this.database = database;
         this.type = type;
         Settings settings = stream.settings();
-        this.owner = settings.owner();
         if (settings.has(TABLE) && settings.has(QUERY)) {
-            throw new AdapterException(owner + ": give a table or a query, not both");
+            throw new AdapterException(settings.owner() + ": give a table or a query, not both");
         }
         name = settings.has(TABLE) ? settings.get(TABLE) : stream.name();
+        pool = new SamplePool(type);
+        ended.valid_data = false;
+        ended.instance_state = SampleInfo.NOT_ALIVE_DISPOSED_INSTANCE_STATE;
         reports = new Reports(settings.get(REPORT));
-        link = new Link(database, Database.Use.READ, owner);
-        String where = settings.get(POSITION);
+        unordered = new Unordered(settings.get(COUNT_NULLS));
+        horizon = new Horizon(settings.get(SETTLE).toNanos());
+        access = new Access(connections, database, Database.Use.READ, settings.owner(),
+                settings.has(QUERY) ? "the query" : "table '" + name + "'");
+        String where = settings.has(POSITION) ? settings.get(POSITION)
+                : PositionFile.usual(database.label(), stream.name());
         try {
             file = where.equals("none") ? null : new PositionFile(Path.of(where));
         } catch (AdapterException e) {
-            throw new AdapterException(owner + ": " + e.getMessage(), e);
+            throw new AdapterException(settings.owner() + ": " + e.getMessage(), e);
         }
         try {
-            link.tryOnce(this::bind);
+            access.tryOnce(this::bind);
         } catch (AdapterException e) {
+            traceless = true;
             release();
-            throw new AdapterException(owner + ": " + e.getMessage(), e);
+            throw e;
         }
     }
 
-    /** Finds out, once, how the type and the table go together, and where reading goes on. */
-    private Query bind(Connection connection) throws SQLException, AdapterException {
-        if (query == null) {
+    /** Finds out how the type and the table go together, and at first where reading goes on. */
+    private Query bind(Link link) throws SQLException, AdapterException {
+        if (query == null || stale) {
             String text = settings().get(QUERY);
-            Table table = text != null ? Table.ofQuery(connection, text)
-                    : Table.find(connection, database.schema(), name);
+            Table table = text != null ? Table.ofQuery(link.connection, text)
+                    : Table.find(link.connection, database.schema(), name);
             if (table == null) {
-                throw Table.missing(connection, database.schema(), name);
+                throw Table.missing(link.connection, database.schema(), name);
             }
-            List<String> order = Arrays.stream(settings().get(ORDER).split(",")).map(String::strip)
-                    .filter(column -> !column.isEmpty()).toList();
-            Query bound = new Query(table, database.dialect(), type, order, settings().get(COLUMNS),
-                    settings().get(UNIT), owner);
-            position = file == null ? null : file.load(bound.order);
+            Query bound = new Query(table, database.dialect(), type, settings());
+            if (query != null) {
+                bound.requireLike(query);
+            } else {
+                position = file == null ? null : file.load(bound.order);
+            }
             query = bound;
+            stale = false;
         }
         return query;
     }
@@ -148,22 +170,24 @@ final class SqlStreamReader extends ReaderBase {
      * @param by what looks
      * @param through used by nothing else
      */
-    void start(Watch by, Link through) {
+    void start(Watch by, Access through) {
         watch = by;
         look = () -> look(through);
         task = watch.every(settings().get(POLL), look);
     }
 
     /** On the watching thread. A look that fails leaves it to a read to say so. */
-    private void look(Link own) throws SQLException, AdapterException {
+    private void look(Access own) throws SQLException, AdapterException {
         boolean found = (due && !stopped) || reports.isDue();
         try {
             Query now = query;
             if (!found && !lent && !stopped && now != null) {
                 List<Object> from = position;
-                found = own.once(connection -> {
-                    withoutOrder = now.withoutOrder(own);
-                    return now.hasMore(own, from) || withoutOrder != toldWithoutOrder;
+                found = own.once(link -> {
+                    unordered.look(now, link);
+                    horizon.look(now, link, from);
+                    return unordered.isNews()
+                            || (!horizon.hidesAll() && now.hasMore(link, from, horizon.end()));
                 });
             }
         } catch (SQLException e) {
@@ -197,99 +221,85 @@ final class SqlStreamReader extends ReaderBase {
             return;
         }
         lent = true;
-        int count = link.run(this::fetch, settings().get(RETRY));
-        for (int i = 0; i < count; i++) {
+        Batch batch = access.run(this::fetch, settings().get(RETRY),
+                database.dialect()::isPermanent);
+        for (int i = 0; i < batch.count(); i++) {
             samples.add(pool.get(i));
-            infos.add(info);
+            infos.add(batch.isEnd(i) ? ended : info);
         }
+        reached = batch.last();
+        stopped = batch.isStopped();
         due = more;
+        batch.bad().forEach(text -> reports.add(text, 1));
+        if (stopped) {
+            reports.add(settings().owner() + " stops here", 0);
+        }
+        unordered.report(query, reports);
         reports.tell(!more);
+    }
+
+    private Batch fetch(Link link) throws SQLException, AdapterException {
+        int limit = Math.min(most, settings().get(BatchLimit.SAMPLES));
+        try {
+            Batch batch = fetch(bind(link), link, limit);
+            most = (int) Math.min(2L * Math.max(most, 1), Integer.MAX_VALUE);
+            return batch;
+        } catch (OutOfMemoryError e) {
+            pool.release();
+            if (limit == 1) {
+                throw new OutOfHeapException("a row of " + query.table.source, e);
+            }
+            most = limit / 4 + 1;
+            throw new SQLException("memory does not suffice for " + limit + " rows", e);
+        } catch (SQLException e) {
+            stale |= database.dialect().isPermanent(e) || database.dialect().isOutdated(e);
+            if (database.dialect().isTooLarge(e)) {
+                pool.release();
+                most = limit / 4 + 1;
+            }
+            throw e;
+        }
     }
 
     /**
      * Reads up to a batch of rows into the pool. Where positions are not unique a batch goes on to
      * the end of those rows that have its last one's, however many they are.
      */
-    private int fetch(Connection connection) throws SQLException, AdapterException {
-        Query bound = bind(connection);
-        int most = settings().get(BATCH);
-        List<Object> end = bound.unique ? null : bound.end(link, position, most);
-        long limit = bound.unique ? most : Integer.MAX_VALUE;
-        Batch batch = new Batch(bound);
-        try (ResultSet rows = bound.rows(link, position, end, limit + 1)) {
-            while (batch.looked < limit && !batch.stop && rows.next()) {
-                batch.add(rows);
+    private Batch fetch(Query bound, Link link, int limit) throws SQLException {
+        Batch batch = new Batch(bound, pool, settings().get(NULLS) == Nulls.DEFAULT,
+                settings().get(ON_BAD_ROW) == OnBadRow.STOP);
+        int bytes = settings().get(BatchLimit.BYTES);
+        List<Object> settled = horizon.end();
+        more = false;
+        if (horizon.hidesAll()) {
+            return batch;
+        }
+        if (bound.unique) {
+            try (ResultSet rows = bound.rows(link, position, settled, limit, bytes)) {
+                batch.addAll(rows, limit, bytes);
             }
-            more = !batch.stop && (end != null || (batch.looked == limit && rows.next()));
+            more = batch.looked() == limit || batch.bytes() >= bytes;
+        } else {
+            List<Object> end = bound.end(link, position, settled, limit, bytes);
+            try (ResultSet rows = bound.rows(link, position, end == null ? settled : end)) {
+                batch.addAll(rows, Integer.MAX_VALUE, Long.MAX_VALUE);
+            }
+            more = end != null;
         }
+        more &= !batch.isStopped();
         if (!more) {
-            withoutOrder = bound.withoutOrder(link);
+            unordered.look(bound, link);
         }
-        batch.finish();
-        return batch.count;
+        return batch;
     }
 
-    /** One attempt at a batch. */
-    private final class Batch {
-        private final Query bound;
-        private final boolean nulls = settings().get(NULLS) == Nulls.DEFAULT;
-        private final List<String> bad = new ArrayList<>();
-        private int looked;
-        private int count;
-        private boolean stop;
-        private List<Object> last;
-
-        Batch(Query bound) {
-            this.bound = bound;
-        }
-
-        void add(ResultSet row) throws SQLException {
-            List<Object> here = bound.position(row);
-            if (count == pool.size()) {
-                pool.add(new DynamicData(type, DynamicData.PROPERTY_DEFAULT));
-            }
-            DynamicData data = pool.get(count);
-            data.clear();
-            try {
-                for (int i = 0; i < bound.cells.size(); i++) {
-                    bound.cells.get(i).read(row, i + 1, data, nulls);
-                }
-                count++;
-            } catch (BadRow e) {
-                bad.add(bound.table.source + ", row " + describe(here) + ": " + e.getMessage());
-                if (settings().get(ON_BAD_ROW) == OnBadRow.STOP) {
-                    stop = true;
-                    return;
-                }
-            }
-            last = here;
-            looked++;
-        }
-
-        private String describe(List<Object> values) {
-            List<String> texts = new ArrayList<>();
-            for (int i = 0; i < values.size(); i++) {
-                Object value = values.get(i);
-                texts.add(bound.order.get(i) + "=" + (value instanceof byte[]
-                        ? Arrays.toString((byte[]) value) : value));
-            }
-            return String.join(", ", texts);
-        }
-
-        void finish() {
-            reached = last;
-            stopped = stop;
-            bad.forEach(reports::add);
-            if (stop) {
-                reports.add(owner + " stops here");
-            }
-            if (withoutOrder != toldWithoutOrder) {
-                toldWithoutOrder = withoutOrder;
-                if (withoutOrder > 0) {
-                    reports.add(withoutOrder + " rows of " + bound.table.source + " have NULL in "
-                            + String.join(" or ", bound.order) + " and are not read");
-                }
-            }
+    /** A file for the position can be written, and the rows can be read. */
+    @Override
+    protected void probe() throws AdapterException {
+        traceless = true;
+        access.probe(link -> bind(link).hasMore(link, position, null));
+        if (file != null) {
+            file.probe(settings().owner());
         }
     }
 
@@ -302,6 +312,7 @@ final class SqlStreamReader extends ReaderBase {
     protected void returned(List<Object> samples, List<Object> infos) throws AdapterException {
         List<Object> now = reached;
         reached = null;
+        pool.returned();
         if (now != null) {
             position = now;
             try {
@@ -309,7 +320,7 @@ final class SqlStreamReader extends ReaderBase {
                     file.save(query.order, now);
                 }
             } catch (AdapterException e) {
-                throw new AdapterException(owner + ": " + e.getMessage(), e);
+                throw new AdapterException(settings().owner() + ": " + e.getMessage(), e);
             }
         }
         lent = false;
@@ -327,11 +338,10 @@ final class SqlStreamReader extends ReaderBase {
         }
         String untold = reports.take();
         if (!untold.isEmpty()) {
-            Link.LOG.log(Level.WARNING, untold);
+            Access.LOG.log(Level.WARNING, untold);
         }
-        link.close();
         if (file != null) {
-            file.close();
+            file.close(traceless);
         }
     }
 }

@@ -15,13 +15,11 @@ import java.sql.Connection;
 import java.sql.PreparedStatement;
 import java.sql.SQLException;
 import java.sql.Savepoint;
-import java.sql.Statement;
 import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Map;
-import java.util.Objects;
 
 /**
  * Samples as rows of a table. A batch is one transaction: when write returns it is committed, but
@@ -50,12 +48,13 @@ final class SqlStreamWriter extends WriterBase {
             + "for ever").defaultTo(Duration.ofSeconds(60)).changeable();
     static final Setting<?>[] SETTINGS = {SqlStreamReader.TABLE, MODE, CREATE, ON_DISPOSE, MARK,
             REJECT_FILE, OMIT, SqlStreamReader.UNIT, SqlStreamReader.COLUMNS, RETRY};
+    /** Bytes of values that wait in a driver's batch before they go to the database. */
+    private static final int MOST_BYTES = 8 << 20;
 
-    private final String owner;
     private final Database database;
     private final TypeCode type;
     private final String name;
-    private final Link link;
+    private final Access access;
     private final List<Field> fields = new ArrayList<>();
     private final Rejects rejects;
     private Statements statements;
@@ -66,8 +65,7 @@ final class SqlStreamWriter extends WriterBase {
     private int refused;
     /** A transaction whose commit has given no answer. */
     private String unknown;
-    /** The run of the server that the connection in use belongs to. */
-    private Connection known;
+    /** The run of the server that it was in. */
     private String server;
 
     /**
@@ -76,29 +74,30 @@ final class SqlStreamWriter extends WriterBase {
      *
      * @throws AdapterException when a property is wrong, or the table does not go with the type
      */
-    SqlStreamWriter(Database database, Stream stream, TypeCode type) throws AdapterException {
+    SqlStreamWriter(Database database, Pool connections, Stream stream, TypeCode type)
+            throws AdapterException {
         super(stream);
         Settings settings = stream.settings();
         this.database = database;
         this.type = type;
-        owner = settings.owner();
         name = settings.has(SqlStreamReader.TABLE) ? settings.get(SqlStreamReader.TABLE)
                                                    : stream.name();
-        link = new Link(database, settings.get(MODE) == Mode.INSERT ? Database.Use.INSERT_ONLY
-                                                                    : Database.Use.WRITE, owner);
+        access = new Access(connections, database, settings.get(MODE) == Mode.INSERT
+                ? Database.Use.INSERT_ONLY : Database.Use.WRITE, settings.owner(),
+                "table '" + name + "'");
         try {
             selectFields();
-            rejects = new Rejects(owner, stream.name(), fields,
-                    settings.get(REJECT_FILE));
-            Path missing = database.missingFile();
-            if (missing == null) {
-                link.tryOnce(connection -> bind(connection, false));
-            } else if (!settings.get(CREATE)) {
-                throw new AdapterException(missing + ": no such file; 'create: true' makes it");
-            }
         } catch (AdapterException e) {
-            link.close();
-            throw new AdapterException(owner + ": " + e.getMessage(), e);
+            throw new AdapterException(settings.owner() + ": " + e.getMessage(), e);
+        }
+        rejects = new Rejects(settings.owner(), stream.name(), fields,
+                settings.get(REJECT_FILE));
+        Path missing = database.missingFile();
+        if (missing == null) {
+            access.tryOnce(link -> bind(link, false));
+        } else if (!settings.get(CREATE)) {
+            throw new AdapterException(settings.owner() + ": " + missing
+                    + ": no such file; 'create: true' makes it");
         }
     }
 
@@ -133,11 +132,11 @@ final class SqlStreamWriter extends WriterBase {
      * @param create whether a missing table may be made now
      * @return null when that has to wait for the first batch
      */
-    private Statements bind(Connection connection, boolean create)
-            throws SQLException, AdapterException {
+    private Statements bind(Link link, boolean create) throws SQLException, AdapterException {
         if (statements != null) {
             return statements;
         }
+        Connection connection = link.connection;
         Map<String, String> columns = settings().get(SqlStreamReader.COLUMNS);
         Table table = Table.find(connection, database.schema(), name);
         if (table == null) {
@@ -147,16 +146,11 @@ final class SqlStreamWriter extends WriterBase {
             if (!create) {
                 return null;
             }
-            boolean marks = settings().get(ON_DISPOSE) == OnDispose.MARK;
-            try (Statement statement = connection.createStatement()) {
-                statement.execute(Table.creation(database.dialect(),
-                        Table.qualified(database.schema(), name), fields, columns,
-                        settings().get(MODE) != Mode.INSERT, marks ? settings().get(MARK) : null));
-            }
+            link.execute(creation());
             connection.commit();
             table = Table.find(connection, database.schema(), name);
         }
-        Map<Field, Column> bound = table.bind(fields, columns);
+        Map<Field, Column> bound = table.bind(fields, columns, database.dialect());
         List<Cell> cells = new ArrayList<>();
         for (Field field : fields) {
             if (!bound.containsKey(field)) {
@@ -169,12 +163,40 @@ final class SqlStreamWriter extends WriterBase {
         }
         Statements made = new Statements(table.source, cells, settings().get(MODE),
                 settings().get(ON_DISPOSE), settings().get(MARK));
-        try (Statement statement = connection.createStatement()) {
-            statement.execute(made.trial);
-        }
+        link.execute(made.trial);
         connection.rollback(); // Nothing was written, and no lock is kept for that.
         statements = made;
         return made;
+    }
+
+    private String creation() {
+        boolean marks = settings().get(ON_DISPOSE) == OnDispose.MARK;
+        return Table.creation(database.dialect(), Table.qualified(database.schema(), name), fields,
+                settings().get(SqlStreamReader.COLUMNS), settings().get(MODE) != Mode.INSERT,
+                marks ? settings().get(MARK) : null);
+    }
+
+    /** The database takes writes, a missing table could be made, and so could the reject file. */
+    @Override
+    protected void probe() throws AdapterException {
+        String owner = settings().owner();
+        if (settings().has(REJECT_FILE)) {
+            Trial.file(settings().get(REJECT_FILE), owner + ": reject_file");
+        }
+        if (database.file() != null) {
+            Trial.file(database.file(), owner + ": " + database);
+        }
+        if (database.missingFile() == null) {
+            access.probe(link -> {
+                boolean isThere = bind(link, false) != null;
+                database.dialect().requireWritable(link.connection);
+                if (!isThere) {
+                    link.execute(creation());
+                }
+                link.connection.rollback();
+                return null;
+            });
+        }
     }
 
     /**
@@ -192,7 +214,9 @@ final class SqlStreamWriter extends WriterBase {
         unknown = null;
         if (count > 0) {
             try {
-                link.run(this::attempt, settings().get(RETRY));
+                // What has never worked and is no passing trouble never will.
+                access.run(this::attempt, settings().get(RETRY), failure -> statements == null
+                        && database.dialect().isPermanent(failure));
             } catch (AdapterException e) {
                 rejects.clear();
                 for (int i = 0; i < count; i++) {
@@ -227,29 +251,29 @@ final class SqlStreamWriter extends WriterBase {
         return without;
     }
 
-    private Void attempt(Connection connection) throws SQLException, AdapterException {
+    private Void attempt(Link link) throws SQLException, AdapterException {
         if (unknown != null) {
             // A server that was down cannot be asked: then the batch may come to be there twice.
-            boolean done = Objects.equals(server, database.dialect().server(connection))
-                    && server != null && database.dialect().wasCommitted(connection, unknown);
+            boolean done = server != null && server.equals(link.server())
+                    && database.dialect().wasCommitted(link.connection, unknown);
             unknown = null;
             if (done) {
                 return null;
             }
         }
-        bind(connection, true);
+        bind(link, true);
         refused = 0;
         rejects.clear();
         try {
-            apply(0, count);
-            commit(connection);
+            apply(link, 0, count);
+            commit(link);
         } catch (SQLException | BadRow e) {
             String reason = refusal(e);
-            connection.rollback();
-            halve(connection, 0, count, reason);
+            link.connection.rollback();
+            halve(link, 0, count, reason);
             // Before the commit: no sample may be in neither place. So it may be there twice.
             rejects.keep();
-            commit(connection);
+            commit(link);
         }
         return null;
     }
@@ -259,11 +283,11 @@ final class SqlStreamWriter extends WriterBase {
         if (e instanceof SQLException && !database.dialect().isAboutData((SQLException) e)) {
             throw (SQLException) e;
         }
-        return e instanceof SQLException ? Link.text((SQLException) e) : e.getMessage();
+        return e instanceof SQLException ? Secrets.text(e) : e.getMessage();
     }
 
     /** Writes what it can of a part that cannot be written as a whole. */
-    private void halve(Connection connection, int from, int to, String reason)
+    private void halve(Link link, int from, int to, String reason)
             throws SQLException {
         if (to - from == 1) {
             refused++;
@@ -271,39 +295,45 @@ final class SqlStreamWriter extends WriterBase {
             return;
         }
         int middle = (from + to) >>> 1;
-        tryPart(connection, from, middle);
-        tryPart(connection, middle, to);
+        tryPart(link, from, middle);
+        tryPart(link, middle, to);
     }
 
-    private void tryPart(Connection connection, int from, int to) throws SQLException {
+    private void tryPart(Link link, int from, int to) throws SQLException {
+        Connection connection = link.connection;
         Savepoint before = connection.setSavepoint();
         try {
-            apply(from, to);
+            apply(link, from, to);
             database.dialect().checkNow(connection);
             connection.releaseSavepoint(before);
         } catch (SQLException | BadRow e) {
             String reason = refusal(e);
             connection.rollback(before);
-            halve(connection, from, to, reason);
+            halve(link, from, to, reason);
         }
     }
 
-    /** Writes a part of the batch in its order, with as few statements as that allows. */
-    private void apply(int from, int to) throws SQLException, BadRow {
+    /**
+     * Writes a part of the batch in its order, with as few statements as that and the bytes that
+     * may wait allow.
+     */
+    private void apply(Link link, int from, int to) throws SQLException, BadRow {
         PreparedStatement current = null;
+        long waiting = 0;
         for (int i = from; i < to; i++) {
             PreparedStatement next = link.prepare(disposed[i] ? statements.remove
                                                               : statements.put);
-            if (next != current) {
+            if (next != current || waiting >= MOST_BYTES) {
                 if (current != null) {
                     current.executeBatch();
                 }
                 next.clearBatch(); // Of an attempt that ended before it was executed.
                 current = next;
+                waiting = 0;
             }
             int index = 1;
             for (Cell cell : disposed[i] ? statements.keys : statements.cells) {
-                cell.bind(next, index++, samples[i]);
+                waiting += cell.bind(next, index++, samples[i]);
             }
             next.addBatch();
         }
@@ -313,26 +343,17 @@ final class SqlStreamWriter extends WriterBase {
     }
 
     /** Commits; when no answer comes, the next attempt asks what has become of it. */
-    private void commit(Connection connection) throws SQLException {
+    private void commit(Link link) throws SQLException {
         String transaction = null;
         if (settings().get(MODE) == Mode.INSERT) {
-            if (connection != known) {
-                server = database.dialect().server(connection);
-                known = connection;
-            }
-            transaction = database.dialect().transaction(connection);
+            server = link.server();
+            transaction = database.dialect().transaction(link.connection);
         }
         try {
-            connection.commit();
+            link.connection.commit();
         } catch (SQLException e) {
             unknown = transaction;
             throw e;
         }
-    }
-
-    /** Ends the connection; every batch that write returned from is committed. */
-    @Override
-    protected void release() {
-        link.close();
     }
 }

@@ -3,6 +3,7 @@ package com.qel.ferrion.adapters.sql;
 import java.util.ArrayList;
 import java.util.List;
 import java.util.StringJoiner;
+import java.util.concurrent.atomic.AtomicLong;
 
 /** The statements that write a stream. Immutable but for the cells. */
 final class Statements {
@@ -16,11 +17,21 @@ final class Statements {
     /** What a disposal does, or null for nothing. */
     final String remove;
 
+    private static final AtomicLong MARKS = new AtomicLong();
+
     /** What happens to a row whose key is there already. */
     enum Mode { INSERT, INSERT_NEW, UPSERT }
 
     /** What a disposal does to its row. */
     enum OnDispose { IGNORE, DELETE, MARK }
+
+    /**
+     * The begin of a statement that is another one than all before. Those that were prepared for a
+     * table before it was changed or made anew would fail, and connections keep them.
+     */
+    static String mark() {
+        return "/*" + MARKS.incrementAndGet() + "*/ ";
+    }
 
     Statements(String target, List<Cell> cells, Mode mode, OnDispose onDispose, String mark) {
         this.cells = cells;
@@ -51,11 +62,11 @@ final class Statements {
                 : mode == Mode.INSERT_NEW ? " ON CONFLICT DO NOTHING"
                 : " ON CONFLICT (" + conflict + ") DO " + (updates.length() == 0 ? "NOTHING"
                         : "UPDATE SET " + updates);
-        String begin = "INSERT INTO " + target + " (" + names + ") VALUES (";
+        String begin = mark() + "INSERT INTO " + target + " (" + names + ") VALUES (";
         put = begin + values + ")" + end;
         trial = "EXPLAIN " + begin + values.toString().replace("?", "NULL") + ")" + end;
         remove = keys.isEmpty() || onDispose == OnDispose.IGNORE ? null
-                : (onDispose == OnDispose.DELETE ? "DELETE FROM " + target
+                : mark() + (onDispose == OnDispose.DELETE ? "DELETE FROM " + target
                         : "UPDATE " + target + " SET " + marked + " = TRUE") + " WHERE " + same;
     }
 }

@@ -4,28 +4,35 @@ import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.Names;
 import java.sql.Connection;
 import java.sql.DatabaseMetaData;
-import java.sql.PreparedStatement;
 import java.sql.ResultSet;
 import java.sql.ResultSetMetaData;
 import java.sql.SQLException;
+import java.sql.Statement;
 import java.util.ArrayList;
+import java.util.HashSet;
 import java.util.LinkedHashMap;
 import java.util.List;
 import java.util.Map;
+import java.util.Set;
 import java.util.StringJoiner;
 import java.util.TreeMap;
 
-/** A table, view or query as the database describes it. Immutable. */
+/** A table, view or query as the database describes it. Used on one thread at a time. */
 final class Table {
-    /** What stands behind FROM. */
+    /** What the table or query is called in statements and messages. */
     final String source;
+    /** What stands behind FROM, with the alias {@code t}. */
+    final String from;
     final List<Column> columns;
     /** Names of the primary key's columns in their order; empty where there is none. */
     final List<String> key;
     final boolean isTable;
+    private Map<String, Column> identifiers;
 
-    private Table(String source, List<Column> columns, List<String> key, boolean isTable) {
+    private Table(String source, String from, List<Column> columns, List<String> key,
+            boolean isTable) {
         this.source = source;
+        this.from = from + " AS t";
         this.columns = columns;
         this.key = key;
         this.isTable = isTable;
@@ -41,7 +48,10 @@ final class Table {
         Map<String, Boolean> found = new TreeMap<>();
         DatabaseMetaData catalog = connection.getMetaData();
         String where = schema == null ? connection.getSchema() : schema;
-        try (ResultSet rows = catalog.getTables(null, where, "%",
+        // A pattern to the driver, in which '_' is any sign.
+        String escape = catalog.getSearchStringEscape().replace("\\", "\\\\");
+        String exactly = where == null ? null : where.replaceAll("[_%\\\\]", escape + "$0");
+        try (ResultSet rows = catalog.getTables(null, exactly, "%",
                 new String[] {"TABLE", "PARTITIONED TABLE", "FOREIGN TABLE", "VIEW",
                     "MATERIALIZED VIEW"})) {
             while (rows.next()) {
@@ -73,7 +83,8 @@ final class Table {
             }
         }
         String source = qualified(schema, name);
-        return new Table(source, columns(connection, source), List.copyOf(key.values()), isTable);
+        return new Table(source, source, columns(connection, source), List.copyOf(key.values()),
+                isTable);
     }
 
     /** The error for a table that is not there. */
@@ -84,16 +95,16 @@ final class Table {
     }
 
     static Table ofQuery(Connection connection, String query) throws SQLException {
-        String source = "(" + query.strip().replaceFirst(";$", "") + ") AS q";
-        return new Table(source, columns(connection, source), List.of(), false);
+        String from = "(" + query.strip().replaceFirst(";$", "") + "\n)";
+        return new Table("the query", from, columns(connection, from), List.of(), false);
     }
 
-    private static List<Column> columns(Connection connection, String source)
+    private static List<Column> columns(Connection connection, String from)
             throws SQLException {
         List<Column> columns = new ArrayList<>();
-        try (PreparedStatement statement = connection.prepareStatement(
-                "SELECT * FROM " + source + " WHERE 1 = 0");
-                ResultSet none = statement.executeQuery()) {
+        try (Statement statement = connection.createStatement();
+                ResultSet none = statement.executeQuery(
+                        "SELECT * FROM " + from + " AS t WHERE 1 = 0")) {
             ResultSetMetaData all = none.getMetaData();
             for (int i = 1; i <= all.getColumnCount(); i++) {
                 columns.add(new Column(all.getColumnLabel(i), all.getColumnTypeName(i),
@@ -104,16 +115,41 @@ final class Table {
         return columns;
     }
 
-    /** A column by its name, or else by what is left of it without SQL's rules; null if none. */
+    /**
+     * The names that columns have in IDL, each its own: signs that IDL's names cannot have are
+     * {@code _}, {@code c} stands in front of what does not begin with a letter, and {@code _}
+     * behind what is a word of IDL or, but for case, the name of a column before.
+     */
+    Map<String, Column> identifiers() {
+        if (identifiers == null) {
+            identifiers = new LinkedHashMap<>();
+            Set<String> used = new HashSet<>();
+            for (Column column : columns) {
+                identifiers.put(Column.identifier(column.name(), used), column);
+            }
+        }
+        return identifiers;
+    }
+
+    /**
+     * A column by its name; or by the name that it has in IDL; or by one of them but for case.
+     *
+     * @return null if there is none
+     * @throws AdapterException when several are called so but for case
+     */
     Column column(String name) throws AdapterException {
-        Column found = null;
         for (Column column : columns) {
             if (column.name().equals(name)) {
                 return column;
             }
         }
-        for (Column column : columns) {
-            if (Column.plain(column.name()).equals(Column.plain(name))) {
+        if (identifiers().containsKey(name)) {
+            return identifiers().get(name);
+        }
+        Column found = null;
+        for (Map.Entry<String, Column> each : identifiers().entrySet()) {
+            Column column = each.getValue();
+            if (each.getKey().equalsIgnoreCase(name) || column.name().equalsIgnoreCase(name)) {
                 if (found != null) {
                     throw new AdapterException("'" + name + "' may be column '" + found.name()
                             + "' or '" + column.name() + "' of " + source);
@@ -122,6 +158,15 @@ final class Table {
             }
         }
         return found;
+    }
+
+    /**
+     * Whether a column may hold NULL. SQLite lets keys do so, but for a single one of integers,
+     * which is the row's own number.
+     */
+    boolean mayBeNull(Column column) {
+        return column.nullable() && !(key.equals(List.of(column.name()))
+                && column.typeName().equalsIgnoreCase("INTEGER"));
     }
 
     /** A column that somebody named. */
@@ -141,7 +186,7 @@ final class Table {
      * @return the members that have a column, in their order
      * @throws AdapterException when a name that was given is wrong, or two members share a column
      */
-    Map<Field, Column> bind(List<Field> fields, Map<String, String> given)
+    Map<Field, Column> bind(List<Field> fields, Map<String, String> given, Dialect dialect)
             throws AdapterException {
         Map<Field, Column> bound = new LinkedHashMap<>();
         for (Field field : fields) {
@@ -153,6 +198,11 @@ final class Table {
             }
             if (column != null) {
                 field.requireCarried();
+                if (field.octets && !dialect.hasBytes(column)) {
+                    throw new AdapterException("member '" + field.path + "' is of bytes, and "
+                            + "column '" + column.name() + "' of " + source + " is "
+                            + column.typeName());
+                }
                 bound.put(field, column);
             }
         }

@@ -3,6 +3,6 @@
  *
  * <p>All rows are read and written on the host's threads, inside the call that asks for it. One
  * daemon thread per connection looks whether there is more and signals; it never touches a sample.
- * Each reader, each writer and that thread have a database connection of their own.
+ * They share a {@link com.qel.ferrion.adapters.sql.Pool} of database connections.
  */
 package com.qel.ferrion.adapters.sql;

@@ -25,7 +25,7 @@ public class ReadTest {
     /**
      * Rows with ties of every length, read with batches of many sizes, by a host that dies once
      * behind every read there is: the rows of the read it died in come again, and no other, none is
-     * left out, and all are in order. By a primary key, a row id, and with nothing to break ties.
+     * left out, and all are in order. By a primary key, and with nothing to break ties.
      */
     @Test
     public void noRowIsLeftOutWhereverAHostDies() throws Exception {
@@ -39,11 +39,7 @@ public class ReadTest {
             rig.sql("INSERT INTO keyed VALUES (" + t + ", " + id + ")",
                     "INSERT INTO plain VALUES (" + t + ", " + id + ")");
         }
-        List<String[]> ways = new ArrayList<>(List.of(new String[] {"table", "keyed"},
-                new String[] {"query", "SELECT * FROM plain;"}));
-        if (!rig.server) {
-            ways.add(new String[] {"table", "plain"});
-        }
+        String[][] ways = {{"table", "keyed"}, {"query", "SELECT * FROM plain;"}, {"table", "plain"}};
         for (String[] way : ways) {
             for (int batch : new int[] {1, 2, 3, 4, 5, 10, 11}) {
                 for (int death = 0; death <= rows / batch; death++) {
@@ -117,16 +113,19 @@ public class ReadTest {
     public void whatHasNoPlaceOrNoValueIsToldByItsKey() throws Exception {
         rig.sql("DROP TABLE IF EXISTS holes", "CREATE TABLE holes (id INT PRIMARY KEY, t INT)",
                 "INSERT INTO holes VALUES (1, NULL), (2, 5), (3, NULL), (4, 1)");
-        StreamReader reader = rig.reader("holes", ROW, "order_by", "t", "report", "0s");
+        StreamReader reader = rig.reader("holes", ROW, "order_by", "t", "report", "0s",
+                "count_nulls", "10ms");
         assertEquals(2, rig.read(reader, false).size());
         assertEquals("[2 rows of \"holes\" have NULL in t or id and are not read]",
                 rig.errors.toString());
+        assertEquals(2, rig.bad);
         rig.sql("INSERT INTO holes VALUES (5, NULL)");
         for (int i = 0; i < 500 && rig.errors.size() < 2; i++) {
             Thread.sleep(10);
             assertEquals(0, rig.read(reader, false).size());
         }
         assertTrue(rig.errors.get(1), rig.errors.get(1).startsWith("3 rows"));
+        assertEquals(3, rig.bad);
 
         rig.errors.clear();
         StreamReader second = rig.reader("s", ROW, "query", "SELECT * FROM holes", "order_by",
@@ -160,10 +159,16 @@ public class ReadTest {
 
     @Test
     public void columnsBecomeMembersExactlyOrNotAtAll() throws Exception {
+        String bytes = rig.server ? "BYTEA" : "BLOB";
+        String ones = rig.server ? "'\\x0101'" : "x'0101'";
         String[][] cells = {
             {"BIGINT", "'9007199254740993'", "long long", "9007199254740993"},
             {"INT", "128", "int8", null}, {"INT", "-1", "unsigned long", null},
             {"NUMERIC(20, 0)", "18446744073709551616", "unsigned long long", null},
+            {"TEXT", "'xy'", "char", null}, {"TEXT", "'x'", "char", "x"},
+            {"TEXT", "'maybe'", "boolean", null}, {"BOOLEAN", "TRUE", "long", "1"},
+            {bytes, ones, "sequence<octet>", "0101"}, {"TEXT", "''", "char", "\0"},
+            {"NUMERIC(3, 1)", "-1", "unsigned long long", null}, {"TEXT", "'a'", "double", null},
             {"TEXT", "'12'", "short", "12"}, {"TEXT", "'x'", "short", null},
             {"NUMERIC(20, 2)", "1.25", "double", "1.25"}, {"NUMERIC(9, 2)", "1.5", "long", null},
             {"DOUBLE PRECISION", "1e300", "float", null}, {"REAL", "NULL", "float", "NaN"},
@@ -206,6 +211,9 @@ public class ReadTest {
         refused("there is no table 'once'; did you mean 'one'?", "once");
         refused("has no column 'idd'; did you mean 'id'?", "one", "order_by", "idd");
         refused("has no primary key: property 'order_by'", "x", "query", "SELECT * FROM one");
+        rig.sql("DROP TABLE IF EXISTS two", "CREATE TABLE two (id INT, rowid INT, t INT)");
+        refused(rig.server ? "has no primary key, and the server" : "row ids change with VACUUM",
+                "two");
     }
 
     private void refused(String why, String table, String... pairs) {

@@ -9,6 +9,7 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
+import com.qel.ferrion.kit.BadSamplesException;
 import java.sql.Connection;
 import java.sql.DriverManager;
 import java.sql.ResultSet;
@@ -27,6 +28,9 @@ import org.junit.rules.TemporaryFolder;
 final class Rig extends ExternalResource {
     final TemporaryFolder folder = new TemporaryFolder();
     final List<String> errors = new ArrayList<>();
+    long bad;
+    /** Of the last read: how many samples told of an instance's end. */
+    long ends;
     boolean server;
     String url;
     DiscoveryConnection connection;
@@ -56,12 +60,22 @@ final class Rig extends ExternalResource {
         return (DiscoveryConnection) adapter.createConnection("test", null, null, null, properties);
     }
 
+    /** Has another connection in place of the one before. */
+    void use(String... more) throws AdapterException {
+        adapter.deleteConnection(connection);
+        connection = connect(more);
+    }
+
     static Properties properties(String... pairs) {
         Properties properties = new Properties();
         for (int i = 0; i < pairs.length; i += 2) {
             properties.setProperty(pairs[i], pairs[i + 1]);
         }
         return properties;
+    }
+
+    Connection direct() {
+        return direct;
     }
 
     void sql(String... statements) throws Exception {
@@ -109,9 +123,13 @@ final class Rig extends ExternalResource {
         List<Object> infos = new ArrayList<>();
         try {
             reader.read(samples, infos);
+        } catch (BadSamplesException e) {
+            bad += e.count();
+            errors.add(e.getMessage());
         } catch (AdapterException e) {
             errors.add(e.getMessage());
         }
+        ends = infos.stream().filter(info -> !((SampleInfo) info).valid_data).count();
         List<DynamicData> copies = new ArrayList<>();
         for (Object sample : samples) {
             DynamicData copy = new DynamicData(((DynamicData) sample).type(), null);
@@ -122,6 +140,30 @@ final class Rig extends ExternalResource {
             reader.returnLoan(samples, infos);
         }
         return copies;
+    }
+
+    /** Reads until there are so many samples, which may take any time. */
+    List<DynamicData> readUntil(StreamReader reader, int count) throws Exception {
+        List<DynamicData> found = new ArrayList<>();
+        while (found.size() < count) {
+            found.addAll(read(reader, false));
+            Thread.sleep(5);
+        }
+        return found;
+    }
+
+    /** The streams that a connection which discovers has announced, as soon as one is there. */
+    List<StreamInfo> announced(String until, String... properties) throws Exception {
+        List<Object> found = new ArrayList<>();
+        DiscoveryConnection other = connect(properties);
+        StreamReader tables = other.getInputStreamDiscoveryReader();
+        while (found.stream().noneMatch(each ->
+                ((StreamInfo) each).getStreamName().equals(until))) {
+            Thread.sleep(5);
+            tables.read(found, new ArrayList<>());
+        }
+        adapter.deleteConnection(other);
+        return found.stream().map(each -> (StreamInfo) each).toList();
     }
 
     /** Writes samples; one that is in {@code disposed} stands for its instance's end. */

@@ -1,16 +1,18 @@
 package com.qel.ferrion.adapters.sql;
 
 import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertThrows;
 import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamReader;
 import com.qel.ferrion.adapter.StreamWriter;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.List;
 import java.util.Random;
 import java.util.TreeSet;
@@ -147,19 +149,82 @@ public class WriteTest {
         assertEquals("1", rig.rows("SELECT id FROM everything WHERE h IS NULL AND l_f IS NULL"));
         assertEquals(batch.subList(0, taken), rig.read(rig.reader("everything", type), false));
         assertEquals(List.of(), rig.errors);
-        StreamReader tables = rig.connect("discover", "true").getInputStreamDiscoveryReader();
-        List<Object> found = new ArrayList<>();
-        for (int i = 0; i < 500 && found.stream().noneMatch(each ->
-                ((StreamInfo) each).getStreamName().equals("everything")); i++) {
-            Thread.sleep(10);
-            tables.read(found, new ArrayList<>());
-        }
-        TypeCode announced = (TypeCode) found.stream().map(each -> (StreamInfo) each)
+        TypeCode announced = (TypeCode) rig.announced("everything", "discover", "true").stream()
                 .filter(each -> each.getStreamName().equals("everything")).findFirst().get()
                 .getTypeInfo().getTypeRepresentation();
         assertTrue(announced.toIdl(), announced.member("id").key());
         assertEquals(taken, rig.read(rig.reader("everything", announced), false).size());
         assertEquals(List.of(), rig.errors);
+    }
+
+    /** Columns that nobody made for the members: what they hold is the value, or it is refused. */
+    @Test
+    public void columnsOfOtherTypesHoldTheValueOrRefuseIt() throws Exception {
+        String[][] cells = {
+            {"INT", "Color", "GREEN", "1"}, {"TEXT", "Color", "GREEN", "GREEN"},
+            {"INT", "boolean", "true", "1"}, {"INT", "boolean", "false", "0"},
+            {"BOOLEAN", "long", "1", rig.server ? "t" : "1"}, {"BOOLEAN", "long", "2", null},
+            {"NUMERIC(9, 2)", "float", "0.25", "0.25"}, {"NUMERIC(9, 2)", "double", "NaN", "null"},
+            {"NUMERIC(9, 2)", "double", "Infinity", null},
+            {"TEXT", "char", "x", "x"}, {"TEXT", "char", "\0", ""},
+            {"TIMESTAMP", "long long", "-1", "1969-12-31 23:59:59.999999"},
+            {"NUMERIC", "unsigned long long", "-1", rig.server ? "18446744073709551615" : null},
+            {"TIMESTAMP", "long long", "" + Long.MAX_VALUE, rig.server
+                    ? "294247-01-10 04:00:54.775807" : "+294247-01-10 04:00:54.775807"},
+            {"VARCHAR(2) CHECK (length(v) < 3)", "string", "abc", null},
+        };
+        for (String[] cell : cells) {
+            rig.sql("DROP TABLE IF EXISTS cell", "CREATE TABLE cell (v " + cell[0] + ")");
+            TypeCode type = TypeCode.fromIdl("enum Color { RED, GREEN }; struct Cell { " + cell[1]
+                    + " v; };", null);
+            DynamicData data = new DynamicData(type, null);
+            switch (cell[1]) {
+                case "Color", "string" -> data.setString("v", cell[2]);
+                case "boolean" -> data.setBoolean("v", Boolean.parseBoolean(cell[2]));
+                case "char" -> data.setChar("v", cell[2].charAt(0));
+                case "float", "double" -> data.setDouble("v", Double.parseDouble(cell[2]));
+                default -> data.setLong("v", Long.parseLong(cell[2]));
+            }
+            StreamWriter writer = rig.writer("cell", type);
+            String where = String.join(" ", cell);
+            assertEquals(where, cell[3] == null ? 0 : 1, Rig.write(writer, List.of(data),
+                    List.of()));
+            assertEquals(where, cell[3] == null ? "" : cell[3], rig.rows("SELECT v FROM cell"));
+            rig.connection.deleteStreamWriter(writer);
+        }
+    }
+
+    /** What was wrong from the beginning is told then; what fails to the end is set aside. */
+    @Test
+    public void whatCannotBeWrittenIsToldAndKept() throws Exception {
+        rig.sql("DROP TABLE IF EXISTS odd", "CREATE TABLE odd (id INT, other INT)");
+        TypeCode keyless = TypeCode.fromIdl("struct K { long id; };", null);
+        TypeCode list = TypeCode.fromIdl("struct L { long id; sequence<long> other; };", null);
+        Object[][] wrong = {
+            {ROW, "has no column 'v' for member 'v'; name one with 'columns.v'"},
+            {ROW, "has no column 'w'", "columns.v", "w"}, {ROW, "no member 'w'", "omit", "v, w"},
+            {ROW, "same column 'id'", "columns.v", "id"}, {list, "sequences and arrays"},
+            {keyless, "the type has none", "mode", "upsert"},
+            {ROW, "none may be omitted", "on_dispose", "delete", "omit", "id"},
+        };
+        for (Object[] each : wrong) {
+            String[] pairs = Arrays.stream(each, 2, each.length).toArray(String[]::new);
+            String text = assertThrows(AdapterException.class, () -> rig.writer("odd",
+                    (TypeCode) each[0], pairs)).getMessage();
+            assertTrue(text, text.contains((String) each[1]));
+        }
+        Path file = rig.folder.getRoot().toPath().resolve("kept.jsonl");
+        rig.use("network_timeout", "1s", rig.server ? "driver.options" : "driver.busy_timeout",
+                rig.server ? "-c lock_timeout=20" : "20");
+        StreamWriter writer = rig.writer("odd", ROW, "columns.v", "other", "retry_for", "1ms",
+                "reject_file", file.toString());
+        rig.sql(rig.server ? "BEGIN; LOCK TABLE odd" : "BEGIN IMMEDIATE");
+        assertThrows(AdapterException.class, () -> Rig.write(writer, List.of(row(1, 1), row(2, 2)),
+                List.of()));
+        rig.sql("COMMIT");
+        assertEquals(2, Files.readAllLines(file).size());
+        assertEquals(1, Rig.write(writer, List.of(row(3, 3)), List.of()));
+        assertEquals("3 3", rig.rows("SELECT * FROM odd"));
     }
 
     @Test

@@ -1,0 +1,115 @@
+package com.qel.ferrion.adapters.sql;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.ferrion.kit.SamplePool;
+import java.sql.ResultSet;
+import java.sql.SQLException;
+import java.util.ArrayList;
+import java.util.Arrays;
+import java.util.List;
+
+/** What one attempt at a read has brought. */
+final class Batch {
+    private final Query query;
+    private final SamplePool pool;
+    private final boolean nulls;
+    private final boolean stopAtBad;
+    private final boolean measured;
+    /** Of the pool's samples, in their order: whether the row told of its instance's end. */
+    private final List<Boolean> ended = new ArrayList<>();
+    private final List<String> bad = new ArrayList<>();
+    private int looked;
+    private long bytes;
+    private boolean stopped;
+    private List<Object> last;
+
+    /**
+     * @param nulls whether NULL stands for a member's default
+     * @param stopAtBad whether a bad row is not passed over
+     */
+    Batch(Query query, SamplePool pool, boolean nulls, boolean stopAtBad) {
+        this.measured = query.measured && query.unique;
+        this.query = query;
+        this.pool = pool;
+        this.nulls = nulls;
+        this.stopAtBad = stopAtBad;
+    }
+
+    /** Adds rows up to limits, or all that there are. */
+    void addAll(ResultSet rows, int most, long mostBytes) throws SQLException {
+        while (looked < most && bytes < mostBytes && !stopped && rows.next()) {
+            add(rows);
+        }
+    }
+
+    private void add(ResultSet row) throws SQLException {
+        List<Object> here = query.position(row);
+        int count = ended.size();
+        DynamicData data = pool.get(count);
+        data.clear();
+        long size = 0;
+        try {
+            boolean isEnd = query.isDeleted(row);
+            for (int i = 0; i < query.cells.size(); i++) {
+                Cell cell = query.cells.get(i);
+                if (!isEnd || cell.field.key) {
+                    size += cell.read(row, i + 1, data, nulls);
+                }
+            }
+            ended.add(isEnd);
+        } catch (BadRow e) {
+            bad.add(query.table.source + ", row " + BadRow.shortened(describe(here)) + ": "
+                    + e.getMessage());
+            if (stopAtBad) {
+                stopped = true;
+                return;
+            }
+        }
+        bytes = measured ? query.bytes(row) : bytes + size;
+        last = here;
+        looked++;
+    }
+
+    private String describe(List<Object> values) {
+        List<String> texts = new ArrayList<>();
+        for (int i = 0; i < values.size(); i++) {
+            Object value = values.get(i);
+            texts.add(query.order.get(i) + "=" + (value instanceof byte[]
+                    ? Arrays.toString((byte[]) value) : value));
+        }
+        return String.join(", ", texts);
+    }
+
+    /** How many samples of the pool have been filled. */
+    int count() {
+        return ended.size();
+    }
+
+    boolean isEnd(int index) {
+        return ended.get(index);
+    }
+
+    /** How many rows were taken, bad ones as well. */
+    int looked() {
+        return looked;
+    }
+
+    long bytes() {
+        return bytes;
+    }
+
+    /** Whether a bad row is in the way. */
+    boolean isStopped() {
+        return stopped;
+    }
+
+    /** The bad rows, each in one line. */
+    List<String> bad() {
+        return bad;
+    }
+
+    /** The position of the last row taken; null when there was none. */
+    List<Object> last() {
+        return last;
+    }
+}
