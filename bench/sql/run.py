@@ -1,21 +1,29 @@
 #!/usr/bin/env python3
-"""Loads a CSV file of a million rows into an SQLite table with ferry, beside a plain Java program.
+"""Loads a CSV file of a million rows into an SQLite table with ferry, beside a plain Java program,
+and reads the table into a CSV file again, beside another one.
 
 usage: run.py FERRY [--rows N] [--quick] [--rounds N] [--json FILE [--extend]] [--pictures DIR]
 
 The two run in turn, on the same file, with inserts and with upserts; what counts is the ratio
 within a round. Both are whole processes, VM start included, and commit every 1024 rows. After every round
-the two tables are compared.
+the two tables are compared, and the two files value by value. With a PostgreSQL server on the
+machine, ten million rows are put into a table that ferry has nothing more to read from: what counts
+is how many pages the look for more takes, as the server's EXPLAIN says.
 """
 import argparse
+import csv
+import glob
 import importlib.util
 import os
 import pathlib
+import re
 import shutil
+import socket
 import sqlite3
 import subprocess
 import sys
 import tempfile
+import time
 
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent))
@@ -39,6 +47,90 @@ def compare(work, rows):
                 sys.exit(f"run.py: {count} rows, {odd} of them only in one table")
 
 
+def values(path):
+    with open(path, encoding="utf-8", newline="") as lines:
+        for row in csv.DictReader(lines):
+            yield {name: float(text) if name in ("temperature", "humidity") and text else text
+                   for name, text in row.items()}
+
+
+def compare_files(work):
+    plain, relayed = values(work / "plain.csv"), values(work / "relayed.csv")
+    if any(one != other for one, other in zip(plain, relayed, strict=True)):
+        sys.exit("run.py: the two files differ")
+
+
+POLL = """
+types: [{{idl: "struct Row {{ @key long long id; long t; }};"}}]
+adapters: {{sql: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}}}
+connections:
+  server: {{adapter: sql, properties: {{url: "{url}", user: bench}}}}
+  sink: {{adapter: sql, properties: {{url: "jdbc:sqlite:sink.db"}}}}
+routes:
+  polled:
+    type: Row
+    input:
+      connection: server
+      stream: polled
+      properties: {{position_file: position, poll: 50ms}}
+    outputs: [{{connection: sink, stream: polled, properties: {{create: true}}}}]
+"""
+
+
+def poll_cost(ferry, work, rows):
+    """Pages that the server reads for a look which finds nothing, with the adapter's statement."""
+    programs = sorted(glob.glob("/usr/lib/postgresql/*/bin/initdb"))
+    if not programs:
+        return None
+    programs = pathlib.Path(programs[-1]).parent
+    place = pathlib.Path(tempfile.mkdtemp(prefix="bench_pg_"))
+    run_as = []
+    if os.getuid() == 0:
+        shutil.chown(place, "postgres")
+        run_as = ["runuser", "-u", "postgres", "--"]
+    with socket.socket() as free:
+        free.bind(("127.0.0.1", 0))
+        port = free.getsockname()[1]
+
+    def call(program, *arguments):
+        subprocess.run([*run_as, str(programs / program), *map(str, arguments)], check=True,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, cwd=place)
+
+    def sql(text):
+        return subprocess.run([str(programs / "psql"), "-h", "127.0.0.1", "-p", str(port), "-U",
+                               "bench", "-qAtc", text, "postgres"], check=True,
+                              capture_output=True, text=True).stdout.strip()
+
+    call("initdb", "-D", place / "data", "-A", "trust", "-U", "bench", "-N")
+    call("pg_ctl", "-D", place / "data", "-l", place / "log", "-w", "-o",
+         f"-p {port} -k {place} -c listen_addresses=127.0.0.1 -c fsync=off", "start")
+    relay = None
+    try:
+        sql(f"CREATE TABLE polled AS SELECT id, id % 7 AS t FROM generate_series(1, {rows}) AS id")
+        sql("ALTER TABLE polled ADD PRIMARY KEY (id)")
+        sql("VACUUM ANALYZE polled")
+        (work / "position").write_text(f"position by id\nt{rows}\n")
+        (work / "poll.yaml").write_text(POLL.format(
+            url=f"jdbc:postgresql://127.0.0.1:{port}/postgres"))
+        relay = subprocess.Popen([ferry, "run", "poll.yaml", "-q"], cwd=work,
+                                 stdout=subprocess.DEVNULL)
+        look = ""
+        while "LIMIT 1" not in look or look.endswith("LIMIT 1024"):
+            time.sleep(0.1)
+            look = sql("SELECT query FROM pg_stat_activity WHERE application_name = 'ferry' AND "
+                       "query LIKE '%SELECT 1 FROM%'")
+        plan = sql("SET plan_cache_mode = force_generic_plan; PREPARE look AS " + look
+                   + f"; EXPLAIN (ANALYZE, BUFFERS) EXECUTE look({rows})")
+        return sum(map(int, re.findall(r"(?:hit|read)=(\d+)", plan.split("Planning")[0]
+                                       .splitlines()[1])))
+    finally:
+        if relay:
+            relay.terminate()
+            relay.wait()
+        call("pg_ctl", "-D", place / "data", "-m", "immediate", "stop")
+        shutil.rmtree(place)
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("ferry")
@@ -57,8 +149,9 @@ def main():
         million_rows.make_rows(work / "rows.csv", rows)
         shutil.copy(ROWS / "rows.idl", work)
         shutil.copy(HERE / "relay.yaml", work)
-        subprocess.run(["javac", "-cp", JARS, "-d", str(work), str(HERE / "PlainLoad.java")],
-                       check=True)
+        shutil.copy(HERE / "read.yaml", work)
+        subprocess.run(["javac", "-cp", JARS, "-d", str(work), str(HERE / "PlainLoad.java"),
+                        str(HERE / "PlainRead.java")], check=True)
         for mode in ("insert", "upsert"):
             os.environ["MODE"] = mode
             ratios, rates = [], []
@@ -77,6 +170,25 @@ def main():
             objects.append(report.entry(f"sql: {mode}", 1024, "row", ratios,
                                         rows_per_second=report.quartiles(rates)))
             drawn.append((mode, report.quartiles(ratios), False))
+        ratios, rates = [], []
+        for _ in range(rounds):
+            for name in ("plain.csv", "relayed.csv"):
+                (work / name).unlink(missing_ok=True)
+            plain = million_rows.timed(["java", "-Xmx512m", "-cp", f"{work}:{JARS}", "PlainRead",
+                                        "plain.db", "plain.csv"], work)[0]
+            relayed = million_rows.timed([ferry, "run", "read.yaml", "--until-idle=0.1",
+                                          "--quiet"], work)[0]
+            compare_files(work)
+            ratios.append(plain / relayed)
+            rates.append(rows / relayed)
+        print(f"| read | {report.spread(rates, digits=0)} | {report.spread(ratios)} |", flush=True)
+        objects.append(report.entry("sql: read", 1024, "row", ratios,
+                                    rows_per_second=report.quartiles(rates)))
+        drawn.append(("read", report.quartiles(ratios), False))
+        polled = 10 * rows
+        pages = poll_cost(ferry, work, polled)
+        if pages is not None:
+            print(f"\nA look for more in a table of {polled} rows of PostgreSQL reads {pages} pages.")
     report.save(arguments, objects)
     if arguments.pictures:
         report.picture(arguments.pictures / "sql.svg", "A million rows into an SQLite table",
