@@ -191,7 +191,8 @@ Route::Loan Route::read(CallGuard &guard, Result &result)
     if (environment_.failed()) {
         failed(input_, input_.filter, "read");
         bad.add(environment_.rejected());
-        result = Result::failed;
+        // An adapter that says what it has passed over has gone on by itself.
+        result = environment_.rejected() > 0 ? Result::flawed : Result::failed;
     }
     if (loan.samples == nullptr || loan.count < 0) {
         loan.count = 0;
