@@ -7,12 +7,12 @@ public final class OutOfHeapException extends AdapterException {
     private static final long serialVersionUID = 1L;
 
     /**
-     * @param what does not fit: "a row of 12000000 bytes"
+     * @param what is being done, or does not fit: "a row of 12000000 bytes"
      * @param cause what the VM said
      */
     public OutOfHeapException(String what, OutOfMemoryError cause) {
-        super(what + " does not fit into what is left of the Java heap of "
-                + (Runtime.getRuntime().maxMemory() >> 20) + " MiB (" + cause.getMessage()
-                + "); give the VM more with -Xmx, or set a smaller batch_bytes", cause);
+        super(what + ": out of memory (" + cause.getMessage() + "); give the Java heap more than its "
+                + (Runtime.getRuntime().maxMemory() >> 20)
+                + " MiB with the VM's option -Xmx, or set a smaller batch_bytes", cause);
     }
 }

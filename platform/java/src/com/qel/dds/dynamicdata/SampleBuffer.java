@@ -99,9 +99,9 @@ final class SampleBuffer {
     }
 
     private OutOfMemoryError outOfHeap(long length) {
-        return new OutOfMemoryError("a sample of " + root.type + " that needs " + length
-                + " bytes does not fit into what is left of the Java heap of "
-                + (Runtime.getRuntime().maxMemory() >> 20) + " MiB (the VM's option -Xmx)");
+        return new OutOfMemoryError("a sample of " + root.type + " needs " + length
+                + " bytes, more than is left of the Java heap of "
+                + (Runtime.getRuntime().maxMemory() >> 20) + " MiB");
     }
 
     void copyFrom(SampleBuffer other) {

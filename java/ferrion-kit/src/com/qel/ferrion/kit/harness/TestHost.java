@@ -409,6 +409,7 @@ public final class TestHost implements AutoCloseable {
                     add(i, batch.get(i));
                 }
                 run(() -> written += writer.write(samples, infos));
+                Sample.letGo(samples);
                 samples.clear();
                 infos.clear();
                 for (Sample used : pool) {
