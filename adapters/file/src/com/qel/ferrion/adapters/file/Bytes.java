@@ -1,5 +1,6 @@
 package com.qel.ferrion.adapters.file;
 
+import java.io.IOException;
 import java.io.OutputStream;
 import java.nio.ByteBuffer;
 import java.nio.charset.StandardCharsets;
@@ -10,7 +11,11 @@ import java.util.Arrays;
  * time, and so without the lock that the JDK's own would take for every record.
  */
 final class Bytes extends OutputStream {
-    private byte[] buffer = new byte[1 << 16];
+    private static final int KEPT = 1 << 16;
+    /** A longer array is kept while what it is used for takes this part of it. */
+    private static final int SPARSE = 4;
+
+    private byte[] buffer = new byte[KEPT];
     private int count;
 
     @Override
@@ -55,8 +60,22 @@ final class Bytes extends OutputStream {
         return count;
     }
 
+    /** Forgets what has been written, and an array that was far too long for it. */
     void reset() {
+        if (buffer.length > KEPT && count < buffer.length / SPARSE) {
+            buffer = new byte[KEPT];
+        }
         count = 0;
+    }
+
+    /** Forgets what has been written, and gives its memory back. */
+    void release() {
+        buffer = new byte[KEPT];
+        count = 0;
+    }
+
+    void writeTo(OutputStream out) throws IOException {
+        out.write(buffer, 0, count);
     }
 
     /** Sets the size: behind what was put into the room, or back to before an incomplete record. */

@@ -11,6 +11,7 @@ import java.io.UncheckedIOException;
 import java.lang.System.Logger.Level;
 import java.nio.CharBuffer;
 import java.util.ArrayList;
+import java.util.Arrays;
 import java.util.HashMap;
 import java.util.LinkedHashMap;
 import java.util.List;
@@ -30,6 +31,9 @@ import org.apache.commons.csv.CSVRecord;
  */
 final class CsvDecoder implements RowDecoder {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
+
+    /** Bytes of a row that the parser keeps no memory for. */
+    private static final int LARGE = 1 << 16;
 
     private final Map<String, Value> places = new HashMap<>();
     private final char delimiter;
@@ -127,13 +131,11 @@ final class CsvDecoder implements RowDecoder {
                     String.join(", ", new TreeSet<>(left.keySet())));
         }
         columns = bound;
+        record.wantAsMany();
     }
 
     @Override
     public void decode(RecordScanner record, DynamicData data) throws BadRow {
-        if (record.cells() != columns.length) {
-            throw new BadRow(record.cells() + " cells where the header has " + columns.length);
-        }
         if (texts.length != columns.length) {
             texts = new String[columns.length];
         }
@@ -159,10 +161,14 @@ final class CsvDecoder implements RowDecoder {
                     Scalars.set(column, data, cell);
                 }
             } catch (BadRow bad) {
-                throw new BadRow(column.path + ": " + bad.getMessage());
+                throw bad.in(column.path);
             } catch (IllegalArgumentException | TypeException refused) {
-                throw new BadRow(column.path + ": " + refused.getMessage());
+                throw BadRow.refused(column.path, refused);
             }
+        }
+        if (quoted) {
+            // A large cell is not to stay until the next row with quotes.
+            Arrays.fill(texts, null);
         }
     }
 
@@ -189,6 +195,10 @@ final class CsvDecoder implements RowDecoder {
             }
             for (int i = 0; i < into.length; i++) {
                 into[i] = parsed.get(i);
+            }
+            if (record.length() > LARGE) {
+                // The parser would keep as much as its longest cell took.
+                parser = null;
             }
         } catch (IOException | UncheckedIOException | IllegalStateException
                 | NoSuchElementException e) {

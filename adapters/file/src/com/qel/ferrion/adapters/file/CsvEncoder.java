@@ -10,6 +10,10 @@ import org.apache.commons.csv.CSVFormat;
 
 /** Samples to CSV rows: a column per member, structs taken apart, NaN as an empty cell. */
 final class CsvEncoder implements RowEncoder {
+    private static final int FIRST_ROW = 256;
+    /** Characters of a row that room is kept for. */
+    private static final int KEPT = 1 << 16;
+
     private final Value[] columns;
     private final byte[] header;
     private final CSVFormat format;
@@ -17,7 +21,7 @@ final class CsvEncoder implements RowEncoder {
     private final Decimals decimals = new Decimals();
     private final JsonEncoder json;
     private final Bytes element = new Bytes();
-    private final StringBuilder row = new StringBuilder(256);
+    private StringBuilder row = new StringBuilder(FIRST_ROW);
 
     /**
      * @param renamed names for columns, by path of the member
@@ -56,6 +60,9 @@ final class CsvEncoder implements RowEncoder {
         }
         byte[] encoded = row.append('\n').toString().getBytes(StandardCharsets.UTF_8);
         out.write(encoded, 0, encoded.length);
+        if (row.capacity() > KEPT) {
+            row = new StringBuilder(FIRST_ROW);
+        }
     }
 
     /** Texts are quoted by the CSV library where they need it; numbers never do. */

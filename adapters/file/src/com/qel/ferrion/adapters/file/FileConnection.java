@@ -9,6 +9,7 @@ import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.Check;
 import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.Watch;
 import java.io.UncheckedIOException;
@@ -16,8 +17,10 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.time.Duration;
 import java.util.HashMap;
+import java.util.HashSet;
 import java.util.Map;
 import java.util.Properties;
+import java.util.Set;
 
 /**
  * A directory and the readers and writers of files in it. Owns the watching thread, which lives
@@ -31,7 +34,7 @@ final class FileConnection implements DiscoveryConnection {
     private final FileDiscovery discovery;
     private final DiscoveryReader outputs;
     private final Map<FileStreamReader, Watch.Task> readers = new HashMap<>();
-    private final Map<FileStreamWriter, Path> writers = new HashMap<>();
+    private final Set<FileStreamWriter> writers = new HashSet<>();
 
     FileConnection(String name, StreamReaderListener outputListener,
             StreamReaderListener inputListener, Properties properties) throws AdapterException {
@@ -66,6 +69,14 @@ final class FileConnection implements DiscoveryConnection {
                 .parse("reader of stream '" + streamInfo.getStreamName() + "'", properties);
         StreamFile place = new StreamFile(directory, streamInfo, ours);
         FileStreamReader reader = new FileStreamReader(place, listener, ours);
+        try {
+            if (Check.isOn(properties)) {
+                reader.probe();
+            }
+        } catch (AdapterException e) {
+            reader.release();
+            throw e;
+        }
         readers.put(reader, reader.follows() ? watch.every(period, reader::look)
                                              : watch.once(reader::look));
         return reader;
@@ -88,18 +99,22 @@ final class FileConnection implements DiscoveryConnection {
         Settings ours = FileSettings.ALL.of(Role.WRITER)
                 .parse("writer of stream '" + streamInfo.getStreamName() + "'", properties);
         StreamFile place = new StreamFile(directory, streamInfo, ours);
-        if (writers.containsValue(place.path())) {
-            throw new AdapterException("stream '" + place.stream() + "': " + place.path()
-                    + " is written by another writer of this connection already");
-        }
         FileStreamWriter writer = new FileStreamWriter(place, ours);
-        writers.put(writer, place.path());
+        try {
+            if (Check.isOn(properties)) {
+                writer.probe();
+            }
+        } catch (AdapterException e) {
+            writer.close();
+            throw e;
+        }
+        writers.add(writer);
         return writer;
     }
 
     @Override
     public synchronized void deleteStreamWriter(StreamWriter writer) {
-        if (writers.remove(writer) != null) {
+        if (writers.remove(writer)) {
             ((FileStreamWriter) writer).close();
         }
     }
@@ -144,7 +159,7 @@ final class FileConnection implements DiscoveryConnection {
         discovery.end();
         outputs.close();
         UncheckedIOException failure = null;
-        for (StreamWriter writer : writers.keySet().toArray(new StreamWriter[0])) {
+        for (StreamWriter writer : writers.toArray(new StreamWriter[0])) {
             try {
                 deleteStreamWriter(writer);
             } catch (UncheckedIOException e) {

@@ -57,8 +57,10 @@ final class FileDiscovery {
         try (DirectoryStream<Path> files =
                 Files.newDirectoryStream(directory, "*.{csv,jsonl}")) {
             for (Path file : files) {
-                if (Files.isRegularFile(file)) {
-                    found.add(file.getFileName().toString());
+                String name = file.getFileName().toString();
+                // Whoever writes rejected rows into this folder: they are no stream.
+                if (Files.isRegularFile(file) && (known.contains(name) || !Rejects.isKeptIn(file))) {
+                    found.add(name);
                 }
             }
         } catch (IOException | java.nio.file.DirectoryIteratorException e) {

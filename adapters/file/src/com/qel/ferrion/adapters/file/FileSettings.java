@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.file;
 
 import com.qel.ferrion.kit.AdapterSettings;
 import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.BatchLimit;
 import com.qel.ferrion.kit.Setting;
 import java.nio.file.Path;
 import java.util.Map;
@@ -31,16 +32,20 @@ final class FileSettings {
 
     static final Setting<Boolean> FOLLOW =
             Setting.flag("follow", "whether to go on as the file grows").defaultTo(false);
-    static final Setting<Integer> BATCH = Setting.integer("batch", 1, 1 << 20,
-            "most rows of one read").defaultTo(1024).changeable();
     static final Setting<OnBadRow> ON_BAD_ROW = Setting.choice("on_bad_row", OnBadRow.class,
             "whether to skip it or to stop reading there").defaultTo(OnBadRow.SKIP).changeable();
     static final Setting<String> REJECT_FILE = Setting.text("reject_file",
-            "file below the directory that bad rows are appended to as they are");
+            "file below the directory that bad rows are appended to, as JSON lines");
     static final Setting<Integer> REPORT = Setting.integer("report_ms", 0, HOUR,
-            "least time between two reports of bad rows").defaultTo(1000);
+            "least time between two reports that name more than one bad row").defaultTo(1000);
     static final Setting<Integer> MAX_RECORD = Setting.integer("max_record_bytes", 1, 1 << 30,
             "longest row taken").defaultTo(16 << 20);
+    static final Setting<Integer> LINGER = Setting.integer("linger_ms", 0, HOUR,
+            "followed: how long a replaced file must be silent before its successor is read")
+            .defaultTo(1000).changeable();
+    static final Setting<Integer> QUOTE_WAIT = Setting.integer("quote_wait_ms", 0, HOUR,
+            "followed CSV: how long a row waits for its closing quote; 0 for as long as it takes")
+            .defaultTo(10_000);
 
     static final Setting<Output.Mode> MODE = Setting.choice("mode", Output.Mode.class,
             "what to do with a file that is there already").defaultTo(Output.Mode.APPEND);
@@ -52,8 +57,9 @@ final class FileSettings {
     static final AdapterSettings ALL = AdapterSettings.none()
             .with(Role.CONNECTION, DIRECTORY, POLL)
             .with(Role.DISCOVERY, TYPE_IDL, TYPE_NAME)
-            .with(Role.READER, FILE, FORMAT, DELIMITER, COLUMNS, FOLLOW, BATCH, ON_BAD_ROW,
-                    REJECT_FILE, REPORT, MAX_RECORD)
+            .with(Role.READER, FILE, FORMAT, DELIMITER, COLUMNS, FOLLOW, BatchLimit.SAMPLES,
+                    BatchLimit.BYTES, ON_BAD_ROW, REJECT_FILE, REPORT, MAX_RECORD, LINGER,
+                    QUOTE_WAIT)
             .with(Role.WRITER, FILE, FORMAT, DELIMITER, COLUMNS, MODE, ROTATE, SYNC);
 
     /** What to do about a row that is not good. */

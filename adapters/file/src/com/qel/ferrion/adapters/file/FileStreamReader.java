@@ -1,17 +1,20 @@
 package com.qel.ferrion.adapters.file;
 
+import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
-import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamReaderBase;
+import com.qel.ferrion.kit.BatchLimit;
+import com.qel.ferrion.kit.FileClaim;
+import com.qel.ferrion.kit.OutOfHeapException;
+import com.qel.ferrion.kit.SamplePool;
 import com.qel.ferrion.kit.Settings;
 import java.io.IOException;
-import java.lang.System.Logger.Level;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
-import java.util.ArrayList;
+import java.time.Duration;
 import java.util.List;
 import java.util.Properties;
 
@@ -24,21 +27,21 @@ import java.util.Properties;
  * for rows that arrive later the connection's watching thread signals.
  */
 final class FileStreamReader extends StreamReaderBase {
-    private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
-
-    private Settings settings;
-    private final TypeCode type;
+    private volatile Settings settings;
     private final Path path;
     private final BadRows badRows;
+    private final Rejects rejects;
+    private FileClaim claim;
     private final boolean follow;
     private final RecordScanner scanner;
     private final RowDecoder decoder;
-    private final Input input;
-    private final List<DynamicData> pool = new ArrayList<>();
+    /** Null, like the claim, only while the reader is being made. */
+    private Input input;
+    private final SamplePool pool;
     private final SampleInfo info = new SampleInfo();
-    private volatile int batch;
-    private volatile boolean stopOnBadRow;
     private boolean stopped;
+    /** Whether the row in the scanner is to be decoded once more, in a read of its own. */
+    private boolean again;
     private boolean mayHaveMore;
     /** Used on the watching thread alone. */
     private boolean looked;
@@ -54,15 +57,16 @@ final class FileStreamReader extends StreamReaderBase {
     FileStreamReader(StreamFile place, StreamReaderListener listener, Settings settings)
             throws AdapterException {
         super(listener);
-        this.type = place.type();
+        this.pool = new SamplePool(place.type());
+        this.settings = settings;
         this.path = place.path();
         this.follow = settings.get(FileSettings.FOLLOW);
         String rejects = settings.get(FileSettings.REJECT_FILE);
-        this.badRows = new BadRows(path, rejects == null ? null : place.sibling(rejects),
-                settings.get(FileSettings.REPORT));
-        apply(settings);
+        this.rejects = rejects == null ? null
+                : new Rejects(path, place.sibling(rejects), settings.owner());
+        this.badRows = new BadRows(path, this.rejects, settings.get(FileSettings.REPORT));
         int longest = settings.get(FileSettings.MAX_RECORD);
-        Value root = Value.bind(type);
+        Value root = Value.bind(place.type());
         if (place.format() == StreamFile.Format.CSV) {
             char delimiter = StreamFile.delimiter(settings);
             scanner = RecordScanner.csv(delimiter, longest);
@@ -73,23 +77,14 @@ final class FileStreamReader extends StreamReaderBase {
             decoder = new JsonDecoder(root);
         }
         try {
-            input = new Input(path, follow, scanner);
+            claim = FileClaim.take(path, FileClaim.Use.READ, settings.owner());
+            input = new Input(path, follow, scanner,
+                    Duration.ofMillis(settings.get(FileSettings.QUOTE_WAIT)));
+            input.linger(settings.get(FileSettings.LINGER));
+            openHeader();
         } catch (NoSuchFileException missing) {
+            release();
             throw new AdapterException(path + ": no such file", missing);
-        } catch (IOException e) {
-            throw new AdapterException(path + ": " + e.getMessage(), e);
-        }
-        openHeader();
-    }
-
-    private void openHeader() throws AdapterException {
-        try {
-            if (decoder.hasHeader() && input.next()) {
-                decoder.bindHeader(scanner, path.toString());
-                input.passFirst();
-            } else if (decoder.hasHeader() && !follow) {
-                throw new AdapterException(path + ": is empty, its header is missing");
-            }
         } catch (IOException e) {
             release();
             throw new AdapterException(path + ": " + e.getMessage(), e);
@@ -99,56 +94,81 @@ final class FileStreamReader extends StreamReaderBase {
         }
     }
 
-    private void apply(Settings from) {
-        batch = from.get(FileSettings.BATCH);
-        stopOnBadRow = from.get(FileSettings.ON_BAD_ROW) == FileSettings.OnBadRow.STOP;
-        settings = from;
+    private void openHeader() throws IOException, AdapterException {
+        if (decoder.hasHeader() && input.next()) {
+            decoder.bindHeader(scanner, path.toString());
+            input.passFirst();
+        } else if (decoder.hasHeader() && !follow) {
+            throw new AdapterException(path + ": is empty, its header is missing");
+        }
     }
 
-    /** Changes {@code batch} and {@code on_bad_row}. */
+    /** Changes {@code batch}, {@code batch_bytes}, {@code on_bad_row} and {@code linger_ms}. */
     @Override
     public void update(Properties properties) throws AdapterException {
-        apply(settings.updated(properties));
+        settings = settings.updated(properties);
+        input.linger(settings.get(FileSettings.LINGER));
     }
 
     @Override
     public void read(List<Object> samples, List<Object> infos) throws AdapterException {
         mayHaveMore = false;
         if (stopped) {
+            badRows.report("");
             return;
         }
-        int most = batch;
-        int looked = 0;
+        BatchLimit limit = new BatchLimit(settings);
         try {
-            while (looked < most && !stopped && input.next()) {
+            while (!limit.isReached() && !stopped && (again || input.next())) {
                 if (decoder.hasHeader() && input.atFirst()) {
                     bindNextHeader();
-                } else {
-                    looked++;
-                    readRow(samples, infos);
+                } else if (!readRow(samples, infos, limit)) {
+                    break;
                 }
             }
         } catch (IOException e) {
             throw new AdapterException(path + ": " + e, e);
         }
-        mayHaveMore = looked == most && !stopped;
-        boolean end = stopped || (!follow && !mayHaveMore);
-        badRows.report(end, stopped ? "; reading stops here" : "");
+        claim.lent();
+        mayHaveMore = (limit.isReached() || again) && !stopped;
+        badRows.report(stopped ? "; reading stops here" : "");
     }
 
-    private void readRow(List<Object> samples, List<Object> infos) {
-        DynamicData data = pooled(samples.size());
+    /** @return false when the row has to wait for the next read */
+    private boolean readRow(List<Object> samples, List<Object> infos, BatchLimit limit) {
+        again = false;
         try {
-            if (scanner.fault() != null) {
-                throw new BadRow(scanner.fault());
-            }
-            decoder.decode(scanner, data);
+            DynamicData data = decode(samples.size());
             samples.add(data);
             infos.add(info);
+            limit.add(data);
         } catch (BadRow bad) {
-            badRows.add(scanner, bad.getMessage());
-            stopped = stopOnBadRow;
+            badRows.add(scanner, bad);
+            limit.add(scanner.length());
+            stopped = settings.get(FileSettings.ON_BAD_ROW) == FileSettings.OnBadRow.STOP;
+        } catch (OutOfMemoryError full) {
+            // Without the samples that are lent there is more room.
+            again = !samples.isEmpty();
+            if (!again) {
+                pool.release();
+                badRows.add(scanner, new BadRow(new OutOfHeapException("a row of "
+                        + scanner.length() + " bytes", full).getMessage()));
+            }
         }
+        return !again;
+    }
+
+    private DynamicData decode(int index) throws BadRow {
+        if (scanner.fault() != null) {
+            throw new BadRow(scanner.fault());
+        }
+        DynamicData data = pool.get(index);
+        try {
+            decoder.decode(scanner, data);
+        } catch (IllegalArgumentException | TypeException refused) {
+            throw BadRow.refused("", refused);
+        }
+        return data;
     }
 
     /** The header of a file that came to be after the reader. */
@@ -162,19 +182,21 @@ final class FileStreamReader extends StreamReaderBase {
         }
     }
 
-    private DynamicData pooled(int index) {
-        if (index == pool.size()) {
-            pool.add(new DynamicData(type, DynamicData.PROPERTY_DEFAULT));
-        }
-        return pool.get(index);
-    }
-
     /** Takes the samples back, and tells the host when there was no room for all rows. */
     @Override
     public void returnLoan(List<Object> samples, List<Object> infos) {
+        claim.returned();
+        pool.returned();
         if (mayHaveMore) {
             mayHaveMore = false;
             signal();
+        }
+    }
+
+    /** Tries whether a first read would succeed; the input has been opened already. */
+    void probe() throws AdapterException {
+        if (rejects != null) {
+            rejects.probe();
         }
     }
 
@@ -185,7 +207,7 @@ final class FileStreamReader extends StreamReaderBase {
 
     /** Called by the watching thread, first when the host has the reader. */
     void look() {
-        if (!looked || input.hasNews() || badRows.isDue()) {
+        if (!looked || input.hasNews()) {
             looked = true;
             signal();
         }
@@ -193,12 +215,16 @@ final class FileStreamReader extends StreamReaderBase {
 
     /** Closes the file; the listener has been closed before. */
     void release() {
-        String unreported = badRows.take();
-        if (!unreported.isEmpty()) {
-            LOG.log(Level.WARNING, unreported);
+        if (claim != null) {
+            claim.close();
+        }
+        if (rejects != null) {
+            rejects.close();
         }
         try {
-            input.close();
+            if (input != null) {
+                input.close();
+            }
         } catch (IOException e) {
             // Nothing was written to it, so nothing is lost.
         }

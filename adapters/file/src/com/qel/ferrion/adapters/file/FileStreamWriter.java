@@ -5,6 +5,9 @@ import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.FileClaim;
+import com.qel.ferrion.kit.OutOfHeapException;
+import com.qel.ferrion.kit.Sample;
 import com.qel.ferrion.kit.Settings;
 import java.io.IOException;
 import java.io.RandomAccessFile;
@@ -16,19 +19,28 @@ import java.util.List;
 import java.util.Properties;
 
 /**
- * Samples as rows of a file. A batch is encoded in memory and then written in one go; when write
- * returns, its rows are with the operating system, and with {@code sync} on the disk.
+ * Samples as rows of a file. A batch is encoded in memory and written in one go, a large one piece
+ * by piece; when write returns, its rows are with the operating system, and with {@code sync} on
+ * the disk.
  */
 final class FileStreamWriter implements StreamWriter {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
     private static final byte[] LINE_END = {'\n'};
+    /** Bytes of encoded records that are collected before they are written. */
+    private static final int PIECE = 8 << 20;
 
     private final Path path;
     private final RowEncoder encoder;
     private final Output output;
     private final Bytes records = new Bytes();
     private int[] ends = new int[128];
+    /** Records that lie encoded and are not written. */
+    private int waiting;
+    /** Samples of the current write that cannot be written, and why the first cannot. */
+    private int leftOut;
+    private String reason;
     private Settings settings;
+    private final FileClaim claim;
 
     /**
      * Makes a writer and touches no file yet.
@@ -51,9 +63,22 @@ final class FileStreamWriter implements StreamWriter {
             encoder = new JsonEncoder(root);
             check = file -> endsLine(file) ? new byte[0] : LINE_END;
         }
-        output = new Output(path, settings.get(FileSettings.MODE),
-                settings.get(FileSettings.SYNC), encoder.header(), check);
+        boolean anew = settings.get(FileSettings.MODE) == Output.Mode.OVERWRITE;
+        claim = FileClaim.take(path,
+                anew ? FileClaim.Use.OVERWRITE : FileClaim.Use.APPEND, settings.owner());
+        try {
+            output = new Output(path, settings.get(FileSettings.MODE),
+                    settings.get(FileSettings.SYNC), encoder.header(), check);
+        } catch (AdapterException e) {
+            claim.close();
+            throw e;
+        }
         output.rotateAt(settings.get(FileSettings.ROTATE));
+    }
+
+    /** Tries whether a first write would succeed, and leaves nothing behind. */
+    void probe() throws AdapterException {
+        output.probe();
     }
 
     /** Changes {@code rotate_bytes}. */
@@ -72,37 +97,79 @@ final class FileStreamWriter implements StreamWriter {
      */
     @Override
     public int write(List<Object> samples, List<Object> infos) throws AdapterException {
-        records.reset();
-        int count = 0;
-        int without = 0;
-        for (int i = 0; i < samples.size(); i++) {
-            Object info = infos != null && i < infos.size() ? infos.get(i) : null;
-            if (info instanceof SampleInfo && !((SampleInfo) info).valid_data) {
-                without++;
-            } else if (samples.get(i) instanceof DynamicData && encode(samples.get(i))) {
-                if (count == ends.length) {
-                    ends = Arrays.copyOf(ends, 2 * count);
+        claim.checkCircle();
+        int taken = 0;
+        leftOut = 0;
+        try {
+            for (int i = 0; i < samples.size(); i++) {
+                Object info = infos != null && i < infos.size() ? infos.get(i) : null;
+                boolean without = info instanceof SampleInfo && !((SampleInfo) info).valid_data;
+                if (without || (samples.get(i) instanceof DynamicData && encode(samples.get(i)))) {
+                    taken++;
                 }
-                ends[count++] = records.size();
             }
+            flush();
+            output.commit();
+        } finally {
+            output.rollBack();
+            waiting = 0;
+            records.reset();
+            Sample.letGo(samples);
         }
-        if (count > 0) {
-            output.write(records, ends, count);
+        if (leftOut > 0) {
+            // The others of the batch are good, and the count says that these are missing.
+            LOG.log(Level.ERROR, path + ": " + leftOut + " of " + samples.size()
+                    + " samples cannot be written and are left out; the first: " + reason);
         }
-        return count + without;
+        return taken;
     }
 
-    private boolean encode(Object sample) {
+    private boolean encode(Object sample) throws AdapterException {
         int before = records.size();
         try {
             encoder.encode((DynamicData) sample, records);
+            noteRecord();
             return true;
         } catch (IOException | TypeException | IllegalArgumentException
                 | IndexOutOfBoundsException e) {
-            // The others of the batch are good: this one is left out, and the count says so.
             records.setSize(before);
-            LOG.log(Level.ERROR, path + ": a sample cannot be written and is left out", e);
+            leaveOut(e);
             return false;
+        } catch (OutOfMemoryError full) {
+            records.setSize(before);
+            if (before > 0) {
+                flush();
+                records.release();
+                return encode(sample);
+            }
+            records.release();
+            leaveOut(new OutOfHeapException("a sample of " + ((DynamicData) sample).size()
+                    + " bytes", full));
+            return false;
+        }
+    }
+
+    private void noteRecord() throws AdapterException {
+        if (waiting == ends.length) {
+            ends = Arrays.copyOf(ends, 2 * waiting);
+        }
+        ends[waiting++] = records.size();
+        if (records.size() >= PIECE) {
+            flush();
+        }
+    }
+
+    private void flush() throws AdapterException {
+        if (waiting > 0) {
+            output.add(records, ends, waiting);
+            waiting = 0;
+            records.reset();
+        }
+    }
+
+    private void leaveOut(Exception why) {
+        if (leftOut++ == 0) {
+            reason = String.valueOf(why.getMessage());
         }
     }
 
@@ -116,6 +183,8 @@ final class FileStreamWriter implements StreamWriter {
             output.close();
         } catch (IOException e) {
             throw new UncheckedIOException(path + ": " + e.getMessage(), e);
+        } finally {
+            claim.close();
         }
     }
 

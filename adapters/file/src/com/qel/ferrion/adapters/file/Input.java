@@ -9,6 +9,8 @@ import java.nio.file.Files;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.nio.file.attribute.BasicFileAttributes;
+import java.time.Duration;
+import java.util.concurrent.TimeUnit;
 
 /**
  * One file as a source of records, read once or followed as it grows.
@@ -18,9 +20,6 @@ import java.nio.file.attribute.BasicFileAttributes;
  * methods run on the host's thread, but {@link #hasNews}, which the watching thread calls.
  */
 final class Input implements Closeable {
-    /** How long a replaced file must stay silent before reading leaves it for its successor. */
-    private static final long SILENCE_NANOS = 1_000_000_000L;
-
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
 
     private final Path path;
@@ -29,6 +28,11 @@ final class Input implements Closeable {
     private boolean ending;
     private boolean fresh = true;
     private long replacedAt;
+    private final Duration quoteWait;
+    /** How long a replaced file must stay silent before reading leaves it for its successor. */
+    private volatile long lingerMillis;
+    /** When a record at the end was found to wait for its closing quote; 0 when none does. */
+    private volatile long openSince;
     /** No channel: those close when somebody interrupts the host's thread. */
     private volatile RandomAccessFile file;
     private volatile Object key;
@@ -38,15 +42,22 @@ final class Input implements Closeable {
     /**
      * Opens the file. A followed one may be missing yet.
      *
+     * @param quoteWait how long a record waits for its closing quote; zero stands for ever
      * @throws IOException when it cannot be opened
      */
-    Input(Path path, boolean follow, RecordScanner scanner) throws IOException {
+    Input(Path path, boolean follow, RecordScanner scanner, Duration quoteWait) throws IOException {
+        this.quoteWait = quoteWait;
         this.path = path;
         this.follow = follow;
         this.scanner = scanner;
         if (!open() && !follow) {
             throw new NoSuchFileException(path.toString());
         }
+    }
+
+    /** Sets how long a replaced file must be silent before its successor is read. Any thread. */
+    void linger(long millis) {
+        lingerMillis = millis;
     }
 
     private boolean open() throws IOException {
@@ -76,6 +87,7 @@ final class Input implements Closeable {
         ending = false;
         fresh = true;
         replacedAt = 0;
+        openSince = 0;
         return true;
     }
 
@@ -101,6 +113,7 @@ final class Input implements Closeable {
     boolean next() throws IOException {
         while (true) {
             if (scanner.next(ending)) {
+                openSince = 0;
                 return true;
             }
             RandomAccessFile from = file;
@@ -116,7 +129,7 @@ final class Input implements Closeable {
                 consumed += count;
                 replacedAt = replacedAt == 0 ? 0 : System.nanoTime();
                 waiting = false;
-            } else if (!turnAtEnd(from)) {
+            } else if (!turnAtEnd(from) && !givesUpQuote()) {
                 waiting = follow;
                 return false;
             }
@@ -143,6 +156,26 @@ final class Input implements Closeable {
         return wasReplaced();
     }
 
+    /** Whether the record at the end has waited long enough for its closing quote. */
+    private boolean givesUpQuote() {
+        if (!scanner.isOpen() || quoteWait.isZero()) {
+            return false;
+        }
+        if (openSince == 0) {
+            openSince = System.nanoTime() | 1;
+        }
+        if (!isQuoteOverdue()) {
+            return false;
+        }
+        scanner.giveUpOpen();
+        return true;
+    }
+
+    private boolean isQuoteOverdue() {
+        long since = openSince;
+        return since != 0 && System.nanoTime() - since >= quoteWait.toNanos();
+    }
+
     private boolean wasReplaced() throws IOException {
         try {
             if (keyOf(path).equals(key)) {
@@ -156,7 +189,7 @@ final class Input implements Closeable {
         if (replacedAt == 0) {
             replacedAt = now;
         }
-        if (now - replacedAt < SILENCE_NANOS) {
+        if (now - replacedAt < TimeUnit.MILLISECONDS.toNanos(lingerMillis)) {
             return false;
         }
         LOG.log(Level.INFO, "{0}: is another file now; going on with that one", path);
@@ -174,7 +207,7 @@ final class Input implements Closeable {
             if (open == null) {
                 return Files.exists(path);
             }
-            return open.length() != consumed || !keyOf(path).equals(key);
+            return isQuoteOverdue() || open.length() != consumed || !keyOf(path).equals(key);
         } catch (IOException closedOrMissing) {
             return false;
         }

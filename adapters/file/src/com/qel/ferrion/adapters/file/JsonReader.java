@@ -90,9 +90,9 @@ final class JsonReader {
             try {
                 readScalar(parser, value, data);
             } catch (BadRow bad) {
-                throw new BadRow(value.path + ": " + bad.getMessage());
+                throw bad.in(value.path);
             } catch (IllegalArgumentException | TypeException refused) {
-                throw new BadRow(value.path + ": " + refused.getMessage());
+                throw BadRow.refused(value.path, refused);
             }
             break;
         }
@@ -101,8 +101,7 @@ final class JsonReader {
     private static void expect(JsonParser parser, Value value, JsonToken token, String what)
             throws IOException, BadRow {
         if (parser.currentToken() != token) {
-            throw new BadRow((value.path.isEmpty() ? "" : value.path + ": ") + "expected " + what
-                    + " and found " + found(parser));
+            throw new BadRow(value.path, "expected " + what + " and found " + found(parser));
         }
     }
 
@@ -150,7 +149,7 @@ final class JsonReader {
         int count = 0;
         while (parser.nextToken() != JsonToken.END_ARRAY) {
             if (value.size > 0 && count == value.size) {
-                throw new BadRow(value.path + ": more than " + value.size + " elements");
+                throw new BadRow(value.path, "more than " + value.size + " elements");
             }
             if (count == length) {
                 length = Math.max(8, 2 * length);
@@ -162,7 +161,7 @@ final class JsonReader {
         if (sequence && count < length) {
             data.setLength(value.place, count);
         } else if (!sequence && count < length) {
-            throw new BadRow(value.path + ": " + count + " elements instead of " + length);
+            throw new BadRow(value.path, count + " elements instead of " + length);
         }
     }
 

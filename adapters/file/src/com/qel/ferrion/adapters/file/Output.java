@@ -1,5 +1,6 @@
 package com.qel.ferrion.adapters.file;
 
+import com.qel.dds.internal.OsLock;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.io.Closeable;
 import java.io.IOException;
@@ -15,9 +16,9 @@ import java.util.Deque;
 /**
  * A file that batches of records are appended to, each as a whole or not at all.
  *
- * <p>The file is opened by the first batch. When a batch fails, everything it wrote is taken back,
- * rotations too, so that the same batch can be written again. Used on one thread at a time, but for
- * the size limit.
+ * <p>The file is opened by the first batch, and locked from then on; one that is there before is
+ * locked at once. When a batch fails, everything it wrote is taken back, rotations too, so that the
+ * same batch can be written again. Used on one thread at a time, but for the size limit.
  */
 final class Output implements Closeable {
     /** What to do with a file that is there when the first batch comes. */
@@ -34,11 +35,15 @@ final class Output implements Closeable {
 
     /** No channel: those close for good when somebody interrupts the host's thread. */
     private RandomAccessFile file;
+    /** On what the name stands for; null before that is there. */
+    private OsLock lock;
     private long size;
+    /** Size before the current batch, or -1 between batches. */
+    private long begin = -1;
     /** What the first batch must put before its records. */
     private byte[] lead = NOTHING;
     /** Files that the current batch has rotated away, the newest first. */
-    private final Deque<Path> rotated = new ArrayDeque<>();
+    private final Deque<Rotated> rotated = new ArrayDeque<>();
     /** A failed batch that could not be taken back yet: the size to cut to, or -1. */
     private long cutTo = -1;
 
@@ -48,12 +53,50 @@ final class Output implements Closeable {
         byte[] check(Path path) throws IOException, AdapterException;
     }
 
-    Output(Path path, Mode mode, boolean sync, byte[] header, AppendCheck check) {
+    /** A full file, still locked: a batch that fails goes on with it. */
+    private record Rotated(Path path, OsLock lock) {}
+
+    /**
+     * Makes an output; a file that is there is locked and not touched.
+     *
+     * @throws AdapterException when there is a directory, or somebody else writes the file
+     */
+    Output(Path path, Mode mode, boolean sync, byte[] header, AppendCheck check)
+            throws AdapterException {
         this.path = path;
         this.mode = mode;
         this.sync = sync;
         this.header = header;
         this.check = check;
+        if (Files.isDirectory(path)) {
+            throw new AdapterException(path + ": is a directory, not a file");
+        }
+        try {
+            if (Files.exists(path)) {
+                lock(false);
+            }
+        } catch (IOException e) {
+            throw new AdapterException(path + ": cannot be written: " + e.getMessage(), e);
+        }
+    }
+
+    /** Locks what the name stands for now, unless that has been done. */
+    private void lock(boolean create) throws IOException {
+        if (lock != null && lock.isOf(path)) {
+            return;
+        }
+        unlock();
+        lock = OsLock.tryLock(path, create);
+        if (lock == null) {
+            throw new IOException(path + " is written by another process");
+        }
+    }
+
+    private void unlock() {
+        if (lock != null) {
+            lock.close();
+            lock = null;
+        }
     }
 
     /** Limits the size of files; 0 for no limit. Any thread. */
@@ -62,24 +105,19 @@ final class Output implements Closeable {
     }
 
     /**
-     * Writes records.
+     * Writes records of a batch, which the first of them begins.
      *
      * @param records where they lie
      * @param ends where each ends; the first begins at 0
      * @param count how many
-     * @throws AdapterException when they could not be written; the file is as it was before
+     * @throws AdapterException when they could not be written; the file is as it was before the
+     *     batch, which has ended
      */
-    void write(Bytes records, int[] ends, int count) throws AdapterException {
-        long begin = -1;
+    void add(Bytes records, int[] ends, int count) throws AdapterException {
         try {
-            if (cutTo >= 0) {
-                takeBack(cutTo);
+            if (begin < 0) {
+                beginBatch();
             }
-            if (file == null) {
-                open();
-            }
-            begin = size;
-            putAll(ByteBuffer.wrap(lead));
             int from = 0;
             for (int i = 0; i < count; i++) {
                 int recordStart = i == 0 ? 0 : ends[i - 1];
@@ -90,17 +128,52 @@ final class Output implements Closeable {
                 }
             }
             put(records.slice(from, ends[count - 1]));
-            if (sync) {
-                file.getFD().sync();
-            }
-            rotated.clear();
-            lead = NOTHING;
         } catch (IOException e) {
-            throw failure(e, begin);
+            throw failure(e);
         }
     }
 
-    private AdapterException failure(IOException cause, long begin) {
+    private void beginBatch() throws IOException, AdapterException {
+        if (cutTo >= 0) {
+            takeBack(cutTo);
+        }
+        if (file == null) {
+            open();
+        }
+        begin = size;
+        putAll(ByteBuffer.wrap(lead));
+    }
+
+    /**
+     * Ends the batch; without one nothing happens.
+     *
+     * @throws AdapterException when it is not on the disk; the file is as it was before the batch
+     */
+    void commit() throws AdapterException {
+        if (begin < 0) {
+            return;
+        }
+        try {
+            if (sync) {
+                file.getFD().sync();
+            }
+        } catch (IOException e) {
+            throw failure(e);
+        }
+        rotated.forEach(each -> each.lock().close());
+        rotated.clear();
+        lead = NOTHING;
+        begin = -1;
+    }
+
+    /** Ends the batch as if it had never begun, or has that done before the next one. */
+    void rollBack() {
+        if (begin >= 0) {
+            failure(new IOException("given up"));
+        }
+    }
+
+    private AdapterException failure(IOException cause) {
         String state = "; no record of this batch was written";
         IOException stuck = null;
         try {
@@ -111,6 +184,7 @@ final class Output implements Closeable {
             stuck = e;
             state = "; what was written of this batch will be taken back before the next one";
         }
+        begin = -1;
         AdapterException failure =
                 new AdapterException(path + ": cannot be written: " + cause + state, cause);
         if (stuck != null) {
@@ -129,22 +203,51 @@ final class Output implements Closeable {
         if (!Files.isDirectory(path.getParent())) {
             Files.createDirectories(path.getParent());
         }
-        if (mode == Mode.APPEND && Files.exists(path) && Files.size(path) > 0) {
-            lead = check.check(path);
-        }
         try {
             if (mode == Mode.CREATE) {
                 Files.createFile(path);
             }
         } catch (FileAlreadyExistsException exists) {
-            throw new AdapterException(path + ": exists, and mode is 'create'; nothing is "
-                    + "overwritten", exists);
+            throw exists(exists);
         }
-        file = new RandomAccessFile(path.toFile(), "rw");
+        lock(true);
+        checkAppend();
+        file = new RandomAccessFile(lock.opened().toFile(), "rw");
         if (mode == Mode.OVERWRITE) {
             file.setLength(0);
         }
         size = file.length();
+    }
+
+    private AdapterException exists(IOException cause) {
+        return new AdapterException(path + ": exists, and mode is 'create'; nothing is overwritten",
+                cause);
+    }
+
+    private void checkAppend() throws IOException, AdapterException {
+        if (mode == Mode.APPEND && Files.exists(path) && Files.size(path) > 0) {
+            lead = check.check(path);
+        }
+    }
+
+    /**
+     * Tries whether a first batch could be written, and leaves nothing behind.
+     *
+     * @throws AdapterException when it could not
+     */
+    void probe() throws AdapterException {
+        try {
+            if (Files.exists(path)) {
+                if (mode == Mode.CREATE) {
+                    throw exists(null);
+                }
+                checkAppend();
+                new RandomAccessFile(path.toFile(), "rw").close();
+            }
+            DiskProbe.writeBeside(path, rotateBytes > 0);
+        } catch (IOException e) {
+            throw new AdapterException(path + ": cannot be written: " + e, e);
+        }
     }
 
     private void put(ByteBuffer bytes) throws IOException {
@@ -167,10 +270,12 @@ final class Output implements Closeable {
         }
         Path target = path.resolveSibling(path.getFileName() + "." + (highestNumber() + 1));
         Files.move(path, target);
-        rotated.push(target);
+        rotated.push(new Rotated(target, lock));
+        lock = null;
         file.close();
         Files.createFile(path);
-        file = new RandomAccessFile(path.toFile(), "rw");
+        lock(false);
+        file = new RandomAccessFile(lock.opened().toFile(), "rw");
         size = 0;
     }
 
@@ -195,10 +300,15 @@ final class Output implements Closeable {
             if (file != null) {
                 file.close();
             }
+            if (Files.exists(path) && (lock == null || !lock.isOf(path))) {
+                throw new IOException(path + " is another's by now; what was written before is in "
+                        + rotated.peek().path());
+            }
             // What stands under the name was begun by this batch and holds nothing else.
-            Files.move(rotated.peek(), path, StandardCopyOption.REPLACE_EXISTING);
-            rotated.pop();
-            file = new RandomAccessFile(path.toFile(), "rw");
+            Files.move(rotated.peek().path(), path, StandardCopyOption.REPLACE_EXISTING);
+            unlock();
+            lock = rotated.pop().lock();
+            file = new RandomAccessFile(lock.opened().toFile(), "rw");
         }
         size = begin;
         if (file.length() > begin) {
@@ -210,12 +320,14 @@ final class Output implements Closeable {
     /** Closes the file. Every batch that was written is complete in it. */
     @Override
     public void close() throws IOException {
-        if (file != null) {
-            try {
-                if (cutTo >= 0) {
-                    takeBack(cutTo);
-                }
-            } finally {
+        try {
+            if (file != null && cutTo >= 0) {
+                takeBack(cutTo);
+            }
+        } finally {
+            rotated.forEach(each -> each.lock().close());
+            unlock();
+            if (file != null) {
                 file.close();
                 file = null;
             }

@@ -4,6 +4,7 @@ import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.CharBuffer;
 import java.nio.charset.CharsetDecoder;
+import java.nio.charset.CoderResult;
 import java.nio.charset.CodingErrorAction;
 import java.nio.charset.StandardCharsets;
 import java.util.Arrays;
@@ -13,12 +14,15 @@ import java.util.Arrays;
  * current record lies in; used on one thread at a time.
  *
  * <p>A record of JSON lines is a line. A CSV record is a line too, but for line ends inside quotes;
- * a quote opens only at the start of a cell. A record that breaks these rules carries a fault and
- * ends where reading can go on: at its next line end, or, when a quote is never closed, after the
- * line it began in.
+ * a quote opens only at the start of a cell. A record that breaks these rules, or has another number
+ * of cells than the header, carries a fault and ends with its first line: the quote that made it
+ * longer may be the fault, and what lies behind it good.
  */
 final class RecordScanner {
     private static final int FIRST_CAPACITY = 1 << 16;
+    /** A larger buffer is kept while what it is used for takes this part of it. */
+    private static final int SPARSE = 4;
+    private static final int FIRST_TEXT = 256;
     private static final int NO_DELIMITER = -1;
 
     private final int delimiter;
@@ -26,7 +30,7 @@ final class RecordScanner {
     private final CharsetDecoder decoder = StandardCharsets.UTF_8.newDecoder()
             .onMalformedInput(CodingErrorAction.REPORT)
             .onUnmappableCharacter(CodingErrorAction.REPORT);
-    private CharBuffer text = CharBuffer.allocate(256);
+    private CharBuffer text = CharBuffer.allocate(FIRST_TEXT);
 
     private byte[] buffer = new byte[FIRST_CAPACITY];
     private int from;
@@ -34,6 +38,13 @@ final class RecordScanner {
     private long nextLine = 1;
     private boolean atFileStart = true;
     private boolean skipping;
+    /** Cells that a record must have; 0 while that is not known. */
+    private int wanted;
+    /** Whether the record at the front waits for the end of a quoted cell, and must not any more. */
+    private boolean open;
+    private boolean impatient;
+    /** Longest record since the buffer was filled. */
+    private int largest;
 
     // The record found last.
     private int start;
@@ -66,6 +77,14 @@ final class RecordScanner {
         nextLine = 1;
         atFileStart = true;
         skipping = false;
+        wanted = 0;
+        open = false;
+        impatient = false;
+    }
+
+    /** Sets how many cells the records that follow must have: as many as the one found last. */
+    void wantAsMany() {
+        wanted = cells;
     }
 
     /** Where bytes come from: a file's read, or a stream's. */
@@ -87,7 +106,11 @@ final class RecordScanner {
         }
         if (limit == buffer.length) {
             buffer = Arrays.copyOf(buffer, 2 * buffer.length);
+        } else if (buffer.length > FIRST_CAPACITY
+                && Math.max(limit, largest) < buffer.length / SPARSE) {
+            buffer = Arrays.copyOf(buffer, Math.max(FIRST_CAPACITY, buffer.length / SPARSE));
         }
+        largest = 0;
         int count = source.read(buffer, limit, buffer.length - limit);
         limit += Math.max(count, 0);
         return count;
@@ -115,14 +138,24 @@ final class RecordScanner {
             seen = 0;
             cells = 0;
             newlines = 0;
+            open = false;
             int next = delimiter == NO_DELIMITER ? scanLine(last) : scanCells(last);
             boolean tooLong = (next < 0 ? seenEnd(last) : end) - from > longest;
-            if (next < 0 && !tooLong && !last) {
+            if (next < 0 && !tooLong && !last && !(open && impatient)) {
                 return false;
             }
             if (next < 0 || tooLong) {
-                next = giveUp(tooLong, last);
+                fault = tooLong ? "record longer than " + longest + " bytes"
+                                + (quoted ? " (is a quote not closed?)" : "")
+                                : "quote is not closed"
+                                + (last ? " before the end of the file" : " in time");
+                next = endFirstLine(last);
+            } else {
+                next = checkCells(next);
             }
+            open = false;
+            impatient = false;
+            largest = Math.max(largest, next - from);
             from = next;
             nextLine += newlines;
             if (end > start || fault != null) {
@@ -147,18 +180,47 @@ final class RecordScanner {
         }
     }
 
-    /** A record that does not end: too long, or cut off inside quotes. Its first line is passed. */
-    private int giveUp(boolean tooLong, boolean last) {
-        fault = tooLong ? "record longer than " + longest + " bytes"
-                        + (quoted ? " (is a quote not closed?)" : "")
-                        : "quote is not closed before the end of the file";
-        end = from;
-        while (end < limit && buffer[end] != '\n') {
-            end++;
+    /**
+     * Finds the fault of a whole record of cells.
+     *
+     * @param next where the record behind it starts
+     * @return where reading goes on
+     */
+    private int checkCells(int next) {
+        if (fault == null && wanted > 0 && cells != wanted && end > start) {
+            fault = cells + " cells where the header has " + wanted;
         }
-        newlines = end < limit ? 1 : 0;
-        skipping = end == limit && !last;
-        return Math.min(end + 1, limit);
+        if (fault == null || firstLineEnd() >= end) {
+            return next;
+        }
+        fault += " (is a quote of this line not closed?)";
+        return endFirstLine(false);
+    }
+
+    private int firstLineEnd() {
+        int i = start;
+        while (i < limit && buffer[i] != '\n') {
+            i++;
+        }
+        return i;
+    }
+
+    /** Ends the record with its first line. @return where reading goes on */
+    private int endFirstLine(boolean last) {
+        int i = firstLineEnd();
+        skipping = i == limit && !last;
+        newlines = 0;
+        return endAt(i);
+    }
+
+    /** Whether the record at the front has lines, but the quote that one of them opens no end. */
+    boolean isOpen() {
+        return open && newlines > 0;
+    }
+
+    /** Has the next look take the open record for one whose quote is never closed. */
+    void giveUpOpen() {
+        impatient = true;
     }
 
     /** Passes the rest of a line that was given up before its end was read. */
@@ -201,6 +263,7 @@ final class RecordScanner {
                 quoted = true;
                 i = skipQuoted(i + 1, last);
                 if (i < 0) {
+                    open = true;
                     return -1;
                 }
                 if (i < limit && buffer[i] != delimiter && !endsLine(i)) {
@@ -285,7 +348,7 @@ final class RecordScanner {
                 seen >= 0 ? StandardCharsets.ISO_8859_1 : StandardCharsets.UTF_8);
         if (seen < 0 && cell.indexOf('\uFFFD') >= 0) {
             // Either the cell has this character, or it is what stands for bytes that are wrong.
-            text();
+            checkText();
         }
         return cell;
     }
@@ -313,21 +376,33 @@ final class RecordScanner {
     /** Refuses a record that is not UTF-8. */
     void checkText() throws BadRow {
         if (seen < 0) {
-            text();
+            ByteBuffer bytes = ByteBuffer.wrap(buffer, start, length());
+            decoder.reset();
+            CoderResult result;
+            do {
+                text.clear();
+                result = decoder.decode(bytes, text, true);
+            } while (result.isOverflow());
+            refuse(result);
+        }
+    }
+
+    private static void refuse(CoderResult result) throws BadRow {
+        if (result.isError()) {
+            throw new BadRow("not valid UTF-8");
         }
     }
 
     /** The record as text, valid until the next call. */
     CharBuffer text() throws BadRow {
-        if (text.capacity() < length()) {
-            text = CharBuffer.allocate(Math.max(256, 2 * length()));
+        if (text.capacity() < length() || (text.capacity() > FIRST_CAPACITY
+                && text.capacity() / SPARSE > length())) {
+            text = CharBuffer.allocate(Math.max(FIRST_TEXT, length() + length() / 2));
         }
         text.clear();
         try {
             decoder.reset();
-            if (decoder.decode(ByteBuffer.wrap(buffer, start, length()), text, true).isError()) {
-                throw new BadRow("not valid UTF-8");
-            }
+            refuse(decoder.decode(ByteBuffer.wrap(buffer, start, length()), text, true));
         } finally {
             text.flip();
         }

@@ -80,6 +80,23 @@ final class Value {
         }
     }
 
+    /** Another element of a collection of scalars: only its place differs. */
+    private Value(Value element, String path, MemberPath place) {
+        this.root = element.root;
+        this.type = element.type;
+        this.path = path;
+        this.jsonLead = element.jsonLead;
+        this.kind = element.kind;
+        this.dimension = element.dimension;
+        this.place = place;
+        this.members = element.members;
+        this.ordered = element.ordered;
+        this.size = element.size;
+        this.enumValues = element.enumValues;
+        this.sortedValues = element.sortedValues;
+        this.namesByValue = element.namesByValue;
+    }
+
     /** Binds a whole type: a struct, or an alias of one. */
     static Value bind(TypeCode type) {
         return new Value(type, type, "", null, 0, '{');
@@ -100,6 +117,10 @@ final class Value {
         return kind == Kind.SEQUENCE || kind == Kind.ARRAY;
     }
 
+    private boolean isScalar() {
+        return kind != Kind.STRUCT && !isCollection();
+    }
+
     /** Adds the places a table has columns for: everything but structs, which are taken apart. */
     void addColumns(List<Value> columns) {
         if (kind != Kind.STRUCT) {
@@ -116,6 +137,10 @@ final class Value {
             return elements[index];
         }
         String name = path + "[" + index + "]";
+        if (index >= KEPT_ELEMENTS && elements.length > 0 && elements[0] != null
+                && elements[0].isScalar()) {
+            return new Value(elements[0], name, place.at(index));
+        }
         boolean inner = kind == Kind.ARRAY && dimension + 1 < type.dimensions().length;
         Value bound = new Value(root, inner ? type : type.content(), name, place.at(index),
                 inner ? dimension + 1 : 0, ',');

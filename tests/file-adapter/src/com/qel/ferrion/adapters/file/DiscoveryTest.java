@@ -49,6 +49,7 @@ public class DiscoveryTest {
         host.put("bad.idl", "struct {");
         host.put("bad.jsonl", "");
         host.put("notes.txt", "");
+        host.put("rejects.jsonl", "{\"rejected\":\"a.csv\",\"line\":2}\n");
         FileAdapter adapter = new FileAdapter(null);
         Properties properties = new Properties();
         properties.setProperty("directory", host.path("").toString());

@@ -77,7 +77,8 @@ public class ReadTest {
             host.errors.add(refused.getMessage());
         }
         if (Files.exists(host.path("rejects.txt"))) {
-            lines.add("rejected: " + host.text("rejects.txt"));
+            lines.add("rejected: " + host.text("rejects.txt")
+                    .replace(host.path("").toString() + "/", ""));
         }
         lines.replaceAll(line -> line.replace("\n", "\\n").replace("\r", "\\r"));
         String folder = host.path("").toString();

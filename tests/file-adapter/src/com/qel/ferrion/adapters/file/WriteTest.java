@@ -6,18 +6,29 @@ import static org.junit.Assert.assertThrows;
 import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.internal.OsLock;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.adapter.Connection;
+import com.qel.ferrion.adapter.StreamReader;
+import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.adapter.infrastructure.TypeInfo;
+import com.qel.ferrion.kit.Check;
 import com.qel.ferrion.kit.Sample;
 import com.qel.ferrion.kit.harness.TestHost;
 import java.nio.file.Files;
+import java.nio.file.Path;
+import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Properties;
 import java.util.stream.IntStream;
 import java.util.stream.Stream;
 import org.junit.Rule;
 import org.junit.Test;
+import org.junit.function.ThrowingRunnable;
 
 /** What stands in files after writes, also after writes that failed. */
 public class WriteTest {
@@ -85,6 +96,8 @@ public class WriteTest {
             TestHost.Writer writer = host.writer(name, Host.POINT);
             assertEquals(2, host.write(writer, Host.point(1, "a", 1), other,
                     Host.point(2, "b", 2)));
+            assertTrue(host.logged.get(0), host.logged.remove(0).contains("1 of 3 samples"));
+            writer.delete();
             List<DynamicData> rows = host.readAll(host.reader(name, Host.POINT));
             assertEquals(List.of(Host.point(1, "a", 1), Host.point(2, "b", 2)), rows);
         }
@@ -95,7 +108,9 @@ public class WriteTest {
         TypeCode one = TypeCode.fromIdl("struct One { double only; };", null);
         DynamicData nothing = new DynamicData(one, null);
         nothing.setDouble("only", Double.NaN);
-        host.write(host.writer("one.csv", one), nothing, nothing);
+        TestHost.Writer writer = host.writer("one.csv", one);
+        host.write(writer, nothing, nothing);
+        writer.delete();
         assertEquals(List.of(nothing, nothing), host.readAll(host.reader("one.csv", one)));
     }
 
@@ -131,7 +146,7 @@ public class WriteTest {
 
     @Test
     public void aFullDiskNamesTheFile() throws Exception {
-        Files.createSymbolicLink(host.path("full.jsonl"), java.nio.file.Path.of("/dev/full"));
+        Files.createSymbolicLink(host.path("full.jsonl"), Path.of("/dev/full"));
         String text = host.refusal(host.writer("full.jsonl", Host.POINT));
         assertTrue(text, text.contains("full.jsonl: cannot be written"));
         assertTrue(text, text.contains("No space left"));
@@ -182,12 +197,120 @@ public class WriteTest {
         assertEquals(0, process.waitFor());
     }
 
+    private void refused(String text, ThrowingRunnable creation) {
+        String message = assertThrows(text, AdapterException.class, creation).getMessage();
+        assertTrue(message, message.contains(text));
+    }
+
     @Test
-    public void aFileHasOneWriter() throws Exception {
-        TestHost.Writer first = host.writer("w.csv", Host.POINT);
-        assertTrue(assertThrows(AdapterException.class, () -> host.writer("other", Host.POINT,
-                "file", "w.csv")).getMessage().contains("another writer"));
+    public void aFileIsReadOrHasOneWriterUnderAllItsNames() throws Exception {
+        host.put("there.csv", "id,text,value\n1,a,1\n");
+        Files.createDirectory(host.path("sub"));
+        Files.createLink(host.path("sub/hard.csv"), host.path("there.csv"));
+        Files.createSymbolicLink(host.path("soft"), host.path("sub"));
+        TestHost.Link other = host.connect("directory", host.path("soft").toString());
+        TestHost.Writer first = host.writer("sub/later.csv", Host.POINT);
+        refused("has it written already", () -> host.writer("x", Host.POINT, "file", "sub/later.csv"));
+        refused("has it written already", () -> other.writer("x", Host.POINT, "file", "later.csv"));
+        other.reader("later.csv", Host.POINT, "follow", "true").delete();
+        refused("has it written already", () -> host.reader("there.csv", Host.POINT, "reject_file",
+                "sub/later.csv"));
         first.delete();
-        host.writer("other", Host.POINT, "file", "w.csv");
+        TestHost.Writer anew = host.writer("sub/later.csv", Host.POINT, "mode", "overwrite");
+        refused("has it written already", () -> other.reader("later.csv", Host.POINT, "follow",
+                "true"));
+        anew.delete();
+        TestHost.Writer behind = other.writer("hard.csv", Host.POINT);
+        TestHost.Reader reader = host.reader("there.csv", Host.POINT, "reject_file", "bad");
+        host.reader("sub/hard.csv", Host.POINT, "reject_file", "bad");
+        behind.delete();
+        refused("has it read already", () -> other.writer("hard.csv", Host.POINT, "mode", "overwrite"));
+        refused("has it appended to already", () -> host.writer("x.csv", Host.POINT, "file", "bad",
+                "format", "csv"));
+        assertEquals(List.of(1), Host.ids(host.readAll(reader)));
+    }
+
+    /** As a host does that has one route: it writes before it gives the loan back. */
+    @Test
+    public void aRouteDoesNotAppendToWhatItReads() throws Exception {
+        host.put("f.csv", "id,text,value\n1,a,1\n");
+        Files.createLink(host.path("g.csv"), host.path("f.csv"));
+        Properties properties = new Properties();
+        properties.setProperty("directory", host.path("").toString());
+        FileAdapter adapter = new FileAdapter(null);
+        Connection connection = adapter.createConnection("c", null, null, null, properties);
+        TypeInfo type = new TypeInfo("Point", Host.POINT);
+        StreamReader reader = connection.createStreamReader(null,
+                new StreamInfo("f.csv", type, false), null, null);
+        StreamWriter circle = connection.createStreamWriter(null,
+                new StreamInfo("g.csv", type, false), null);
+        StreamWriter other = connection.createStreamWriter(null,
+                new StreamInfo("h.csv", type, false), null);
+        List<Object> samples = new ArrayList<>();
+        List<Object> infos = new ArrayList<>();
+        reader.read(samples, infos);
+        refused("is what the reader of stream 'f.csv' reads", () -> circle.write(samples, infos));
+        assertEquals(1, other.write(samples, infos));
+        reader.returnLoan(samples, infos);
+        assertEquals("another route may", 1, circle.write(samples, infos));
+        adapter.deleteConnection(connection);
+    }
+
+    /** Each process, and each class loader, asks the operating system in the end. */
+    @Test
+    public void whatSomebodyElseWritesIsLeftAlone() throws Exception {
+        TestHost.Writer late = host.writer("late.csv", Host.POINT);
+        host.put("held.csv", "id,text,value\n");
+        host.put("late.csv", "");
+        try (OsLock held = OsLock.tryLock(host.path("held.csv"), false);
+                OsLock second = OsLock.tryLock(host.path("late.csv"), false)) {
+            assertEquals(null, OsLock.tryLock(host.path("held.csv"), false));
+            Files.readString(host.path("held.csv"));
+            refused("written by another process", () -> host.writer("held.csv", Host.POINT));
+            assertTrue(host.refusal(late).contains("written by another process"));
+            assertTrue(held.isOf(host.path("held.csv")) && second.isOf(host.path("late.csv"))
+                    && !held.isOf(host.path("late.csv")));
+        }
+        assertEquals(1, host.write(late, Host.point(1, "a", 1)));
+        assertEquals(null, OsLock.tryLock(host.path("late.csv"), false));
+        TestHost.Writer rotating = host.writer("held.csv", Host.POINT, "rotate_bytes", "20");
+        host.write(rotating, Host.point(1, "a", 1), Host.point(2, "b", 2));
+        assertEquals(null, OsLock.tryLock(host.path("held.csv"), false));
+        OsLock.tryLock(host.path("held.csv.1"), false).close();
+        rotating.delete();
+        OsLock.tryLock(host.path("held.csv"), false).close();
+    }
+
+    @Test
+    public void aCheckTriesPlacesAndLeavesNothingBehind() throws Exception {
+        host.put("there.csv", "id,text,value\n");
+        host.put("other.csv", "id\n");
+        Files.createDirectory(host.path("dir.csv"));
+        String[][] bad = {{"dir.csv", "append", "is a directory"},
+            {"other.csv", "append", "its header is not"}, {"there.csv", "create", "exists"},
+            {"there.csv/below.csv", "append", "NotDirectory"}, {"/proc/no.csv", "append", "/proc"}};
+        for (String[] one : bad) {
+            TestHost.Link link = one[0].startsWith("/") ? host.connect("directory", "/proc")
+                    : host.connection;
+            refused(one[2], () -> link.writer("s", Host.POINT, "format", "csv", "file",
+                    one[0].replace("/proc/", ""), "mode", one[1], Check.PROPERTY, "true"));
+        }
+        refused("is a directory", () -> host.reader("there.csv", Host.POINT, "reject_file",
+                "dir.csv", Check.PROPERTY, "true"));
+        refused("NotDirectory", () -> host.reader("there.csv", Host.POINT, "reject_file",
+                "there.csv/bad", Check.PROPERTY, "true"));
+        limitFileSize("1000");
+        try {
+            refused("cannot be written", () -> host.writer("new/deep.csv", Host.POINT,
+                    Check.PROPERTY, "true"));
+        } finally {
+            limitFileSize("unlimited");
+        }
+        host.writer("new/deep.csv", Host.POINT, Check.PROPERTY, "true");
+        host.writer("there.csv", Host.POINT, Check.PROPERTY, "true");
+        try (Stream<Path> left = Files.walk(host.path(""))) {
+            assertEquals(4, left.count());
+        }
+        assertEquals("id,text,value\n", host.text("there.csv"));
     }
 }

@@ -1,0 +1,80 @@
+package com.qel.ferrion.adapters.file;
+
+import static org.junit.Assert.assertEquals;
+import static org.junit.Assert.assertTrue;
+
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.kit.harness.TestHost;
+import java.nio.file.Files;
+import java.util.List;
+import org.junit.Rule;
+import org.junit.Test;
+
+/** Files that are larger than the heap, which is 96 MB here, with the settings that all begin with. */
+public class LargeRowsTest {
+    private static final TypeCode TYPE = TypeCode.fromIdl("struct Part { long n; string s; };"
+            + "struct Large { long id; string text; sequence<octet> data; sequence<Part> parts; };",
+            null);
+
+    @Rule public final Host host = new Host();
+
+    /** Fills one member, so that its row takes about so many bytes. */
+    private static void fill(DynamicData data, int kind, int bytes) {
+        switch (kind) {
+        case 0:
+            data.setString("text", "long, \"quoted\" ".repeat(bytes / 15));
+            break;
+        case 1:
+            data.setLength("data", bytes / 4);
+            data.setInt("data[" + (bytes / 4 - 1) + "]", 255);
+            break;
+        default:
+            data.setLength("parts", bytes / 20_000);
+            for (int i = 0; i < bytes / 20_000; i++) {
+                data.setString("parts[" + i + "].s", "é\n".repeat(6_000));
+            }
+            break;
+        }
+    }
+
+    private void copy(String from, String to) throws Exception {
+        TestHost.Reader reader = host.reader(from, TYPE);
+        TestHost.Writer writer = host.writer(to, TYPE);
+        List<DynamicData> rows = host.read(reader);
+        for (; !rows.isEmpty(); rows = host.read(reader)) {
+            assertEquals(rows.size(), host.write(writer, rows.toArray(new DynamicData[0])));
+        }
+        assertEquals(List.of(), host.errors);
+        writer.delete();
+        reader.delete();
+    }
+
+    @Test
+    public void rowsOfAnySizePassThroughASmallHeap() throws Exception {
+        int rows = 0;
+        TestHost.Writer writer = host.writer("first.csv", TYPE);
+        DynamicData data = new DynamicData(TYPE, null);
+        for (; rows < 700; rows++) {
+            data.clear();
+            data.setInt("id", rows);
+            fill(data, rows % 10 == 9 ? 1 : rows % 2 * 2, rows % 60 == 59 ? 3_000_000 : rows % 20 == 0 ? 10 : 120_000);
+            assertEquals(1, host.write(writer, data));
+        }
+        writer.delete();
+        copy("first.csv", "second.jsonl");
+        copy("second.jsonl", "third.csv");
+        assertTrue(Files.size(host.path("first.csv")) > 96 << 20);
+        assertEquals(-1, Files.mismatch(host.path("first.csv"), host.path("third.csv")));
+    }
+
+    @Test
+    public void aRowThatNoHeapTakesIsABadRowAndTellsWhatHelps() throws Exception {
+        host.put("f.jsonl", "{\"id\":1}\n{\"parts\":[" + "{},".repeat(5_000_000) + "{}]}\n{\"id\":3}\n");
+        TestHost.Reader reader = host.reader("f.jsonl", TYPE);
+        assertEquals(List.of(1, 3), Host.ids(host.readAll(reader)));
+        assertEquals(1, host.errors.size());
+        assertTrue(host.errors.get(0), host.errors.get(0).contains("f.jsonl:2: a row of 15000014 bytes")
+                && host.errors.get(0).contains("-Xmx"));
+    }
+}
