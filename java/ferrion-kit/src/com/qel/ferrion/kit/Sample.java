@@ -12,9 +12,6 @@ import java.util.List;
  * @param info null where nothing is known about it
  */
 public record Sample(DynamicData data, SampleInfo info) {
-    /** Bytes from which on a sample's memory is worth a new array. */
-    private static final int LARGE = 1 << 20;
-
     /** {@return a sample of its own with the same content; null for null} */
     public static DynamicData copy(DynamicData data) {
         if (data == null) {
@@ -33,21 +30,6 @@ public record Sample(DynamicData data, SampleInfo info) {
         SampleInfo copy = new SampleInfo();
         copy.copyFrom(info);
         return copy;
-    }
-
-    /**
-     * Empties the large samples of a write that is over, so that the memory that their next content
-     * does not need is free. The host fills them anew in any case. {@link WriterBase} does this.
-     *
-     * @param samples {@link DynamicData} objects and nulls, of which none is used any more
-     */
-    public static void letGo(List<Object> samples) {
-        for (Object sample : samples) {
-            if (sample instanceof DynamicData && ((DynamicData) sample).size() > LARGE) {
-                ((DynamicData) sample).clear();
-                ((DynamicData) sample).trim();
-            }
-        }
     }
 
     /**

@@ -50,7 +50,6 @@ public abstract class WriterBase implements StreamWriter {
         } catch (Throwable thrown) {
             throw guard.told("write", thrown);
         } finally {
-            Sample.letGo(samples);
             guard.leave(before);
         }
     }

@@ -7,7 +7,6 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.FileClaim;
 import com.qel.ferrion.kit.OutOfHeapException;
-import com.qel.ferrion.kit.Sample;
 import com.qel.ferrion.kit.Settings;
 import java.io.IOException;
 import java.io.RandomAccessFile;
@@ -114,7 +113,6 @@ final class FileStreamWriter implements StreamWriter {
             output.rollBack();
             waiting = 0;
             records.reset();
-            Sample.letGo(samples);
         }
         if (leftOut > 0) {
             // The others of the batch are good, and the count says that these are missing.

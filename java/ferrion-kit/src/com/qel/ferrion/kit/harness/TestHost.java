@@ -409,11 +409,11 @@ public final class TestHost implements AutoCloseable {
                     add(i, batch.get(i));
                 }
                 run(() -> written += writer.write(samples, infos));
-                Sample.letGo(samples);
                 samples.clear();
                 infos.clear();
                 for (Sample used : pool) {
                     used.data().clear();
+                    used.data().trim();
                     used.info().clear();
                     used.info().valid_data = false;
                 }
