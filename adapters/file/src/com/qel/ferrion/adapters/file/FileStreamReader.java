@@ -29,14 +29,14 @@ import java.util.Properties;
 final class FileStreamReader extends StreamReaderBase {
     private volatile Settings settings;
     private final Path path;
-    private final BadRows badRows;
-    private final Rejects rejects;
-    private FileClaim claim;
     private final boolean follow;
     private final RecordScanner scanner;
     private final RowDecoder decoder;
-    /** Null, like the claim, only while the reader is being made. */
+    /** What has to be given back; null only while the reader is being made. */
+    private FileClaim claim;
+    private Rejects rejects;
     private Input input;
+    private final BadRows badRows;
     private final SamplePool pool;
     private final SampleInfo info = new SampleInfo();
     private boolean stopped;
@@ -61,10 +61,6 @@ final class FileStreamReader extends StreamReaderBase {
         this.settings = settings;
         this.path = place.path();
         this.follow = settings.get(FileSettings.FOLLOW);
-        String rejects = settings.get(FileSettings.REJECT_FILE);
-        this.rejects = rejects == null ? null
-                : new Rejects(path, place.sibling(rejects), settings.owner());
-        this.badRows = new BadRows(path, this.rejects, settings.get(FileSettings.REPORT));
         int longest = settings.get(FileSettings.MAX_RECORD);
         Value root = Value.bind(place.type());
         if (place.format() == StreamFile.Format.CSV) {
@@ -77,6 +73,9 @@ final class FileStreamReader extends StreamReaderBase {
             decoder = new JsonDecoder(root);
         }
         try {
+            String kept = settings.get(FileSettings.REJECT_FILE);
+            rejects = kept == null ? null
+                    : new Rejects(path, place.sibling(kept), settings.owner());
             claim = FileClaim.take(path, FileClaim.Use.READ, settings.owner());
             input = new Input(path, follow, scanner,
                     Duration.ofMillis(settings.get(FileSettings.QUOTE_WAIT)));
@@ -92,6 +91,7 @@ final class FileStreamReader extends StreamReaderBase {
             release();
             throw e;
         }
+        badRows = new BadRows(path, rejects, settings.get(FileSettings.REPORT));
     }
 
     private void openHeader() throws IOException, AdapterException {
@@ -117,6 +117,7 @@ final class FileStreamReader extends StreamReaderBase {
             badRows.report("");
             return;
         }
+        claim.lent();
         BatchLimit limit = new BatchLimit(settings);
         try {
             while (!limit.isReached() && !stopped && (again || input.next())) {
@@ -128,8 +129,10 @@ final class FileStreamReader extends StreamReaderBase {
             }
         } catch (IOException e) {
             throw new AdapterException(path + ": " + e, e);
+        } catch (OutOfMemoryError full) {
+            throw new OutOfHeapException(path + ": a row of more than " + scanner.pending()
+                    + " bytes", full);
         }
-        claim.lent();
         mayHaveMore = (limit.isReached() || again) && !stopped;
         badRows.report(stopped ? "; reading stops here" : "");
     }
@@ -143,19 +146,23 @@ final class FileStreamReader extends StreamReaderBase {
             infos.add(info);
             limit.add(data);
         } catch (BadRow bad) {
-            badRows.add(scanner, bad);
-            limit.add(scanner.length());
-            stopped = settings.get(FileSettings.ON_BAD_ROW) == FileSettings.OnBadRow.STOP;
+            passOver(bad, limit);
         } catch (OutOfMemoryError full) {
             // Without the samples that are lent there is more room.
             again = !samples.isEmpty();
             if (!again) {
                 pool.release();
-                badRows.add(scanner, new BadRow(new OutOfHeapException("a row of "
-                        + scanner.length() + " bytes", full).getMessage()));
+                passOver(new BadRow(new OutOfHeapException("a row of " + scanner.length()
+                        + " bytes", full).getMessage()), limit);
             }
         }
         return !again;
+    }
+
+    private void passOver(BadRow bad, BatchLimit limit) {
+        badRows.add(scanner, bad);
+        limit.add(scanner.length());
+        stopped = settings.get(FileSettings.ON_BAD_ROW) == FileSettings.OnBadRow.STOP;
     }
 
     private DynamicData decode(int index) throws BadRow {

@@ -300,11 +300,11 @@ final class Output implements Closeable {
             if (file != null) {
                 file.close();
             }
-            if (Files.exists(path) && (lock == null || !lock.isOf(path))) {
-                throw new IOException(path + " is another's by now; what was written before is in "
-                        + rotated.peek().path());
+            // What stands under the name was begun by this batch and holds nothing else, unless
+            // another process has taken the name.
+            if (Files.exists(path)) {
+                lock(false);
             }
-            // What stands under the name was begun by this batch and holds nothing else.
             Files.move(rotated.peek().path(), path, StandardCopyOption.REPLACE_EXISTING);
             unlock();
             lock = rotated.pop().lock();
