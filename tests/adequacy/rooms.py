@@ -4,15 +4,15 @@ Tests are patterns over "PROGRAM TEST", as CTest runs them: those of `tests` are
 of `slow` only about faults that the others let pass."""
 import collections
 
-# Of faults `least` are to be noticed and of the branches of each folder `branches` are to be taken.
-Room = collections.namedtuple("Room", "sources tests slow least branches explained",
-                              defaults=((), 0.90, 0.90, False))
+# Of its faults `least` are to be noticed.
+Room = collections.namedtuple("Room", "sources tests slow least explained",
+                              defaults=((), 0.90, False))
 PARTNERS = r" interop\.Cyclone"
 FERRY = (r" relay\.Ferry$", r" relay\.Hostile$", r" file-adapter\.quickstart$")
 
 ROOMS = {
     # 95 % killed, and each survivor and each branch that is not taken has its reason.
-    "bridge": Room(("jni", "support"), (r" bridge\.",), (), 0.95, 0.95, True),
+    "bridge": Room(("jni", "support"), (r" bridge\.",), (), 0.95, True),
     "core": Room(("platform/core",), ("^core_test ",), ("^dds_test ", r" bridge\.(Vm|Threads)\.")),
     "types": Room(("platform/dds/src", "platform/dds/include"),
                   ("^dds_test ", "^domain_test ", r" fuzz\.(cdr|idl)"), (r" java-units\.",)),
@@ -34,3 +34,13 @@ ROOMS = {
     "kit": Room(("java/ferrion-kit",), (r" kit\.",),
                 (r" file-adapter\.\w+Test$", r" sql\.\w+Test$")),
 }
+
+# How many of a folder's branches are to be taken: 90 %, but for the bridge, whose every gap has its
+# reason, and for folders that have not come there yet: those numbers are only ever raised.
+BRANCHES = collections.defaultdict(lambda: 0.90, {
+    "jni": 0.97, "support": 0.97,
+    "platform/core": 0.79, "platform/dds/domain": 0.75, "relay/config": 0.83,
+    "relay/engine": 0.68, "relay/launcher": 0.61, "adapters/dds": 0.72,
+    "platform/java": 0.89, "relay/java": 0.85, "adapters/file": 0.89, "adapters/sql": 0.78,
+    "java/ferrion-adapter": 0.71,
+})
