@@ -74,6 +74,27 @@ rlim_t dataSize()
     return kibibytes << 10U;
 }
 
+// A limit of this process while it lives.
+class Limited {
+public:
+    Limited(__rlimit_resource_t limited, rlim_t value) : resource(limited)
+    {
+        EXPECT_EQ(0, getrlimit(resource, &before));
+        const rlimit now{value, before.rlim_max};
+        EXPECT_EQ(0, setrlimit(resource, &now));
+    }
+    Limited(const Limited &) = delete;
+    Limited &operator=(const Limited &) = delete;
+    ~Limited()
+    {
+        EXPECT_EQ(0, setrlimit(resource, &before));
+    }
+
+private:
+    __rlimit_resource_t resource;
+    rlimit before{};
+};
+
 // A list of partitions.
 class Strings {
 public:
@@ -296,20 +317,15 @@ TEST_F(Engine, WhatDoesNotMatchIsNamedOnBothSides)
 // doubles with every few instances, until the limit ends this process.
 TEST_F(Engine, InstancesOfEveryKindOfKeyTakeLittleMemory)
 {
-    rlimit limit{};
-    ASSERT_EQ(0, getrlimit(RLIMIT_DATA, &limit));
     for (const char *type : {"Wide", "Pair", "Stamp", "Long"}) {
         ASSERT_NO_FATAL_FAILURE(connect(type, reliable(), type, reliable()));
-        limit.rlim_cur = dataSize() + (256U << 20U);
-        ASSERT_EQ(0, setrlimit(RLIMIT_DATA, &limit));
+        const Limited limited(RLIMIT_DATA, dataSize() + (256U << 20U));
         const Sample sample = makeSample(typeNamed(type));
-        for (int64_t i = 0; i < 2000; ++i) {
-            DDS_DynamicData_set_longlong(sample.get(), "a", i * 1000);
+        for (int64_t i = 0; i < 500; ++i) {
+            DDS_DynamicData_set_longlong(sample.get(), "a", i);
             ASSERT_EQ(DDS_RETCODE_OK, write(sample));
         }
-        take(type, 2000);
-        limit.rlim_cur = limit.rlim_max;
-        ASSERT_EQ(0, setrlimit(RLIMIT_DATA, &limit));
+        take(type, 500);
     }
 }
 
@@ -377,31 +393,58 @@ TEST_F(Engine, MalformedMessagesAreCountedAndGoodOnesStillCome)
     EXPECT_EQ(0, DDS_DataReader_take_notice(reader.get(), &told)) << told.text;
 }
 
-// The engine's one receiving thread waits for room in the full reader, and brings acknowledgements.
-TEST_F(Engine, FullReaderDoesNotKeepWritersOfItsDomainWaiting)
+// The engine's one receiving thread waits for room in the full reader. What that has given up is
+// far less than what is written, so that in the end only its own writer waits.
+TEST_F(Engine, FullReaderKeepsNobodyButItsWriterWaiting)
 {
-    DDS_EndpointQos limited = reliable();
-    limited.maxSamples = 8;
-    ASSERT_NO_FATAL_FAILURE(connect("Numbers", limited, "Numbers", reliable()));
-    const Sample sample = makeSample(typeNamed("Numbers"));
-    for (int32_t i = 0; i < 200; ++i) {
-        writeNumber(sample, i);
-    }
-    Reader full = std::move(reader);
-    const Writer filling = std::move(writer);
-    std::swap(near, far);
     DDS_EndpointQos qos = reliable();
     qos.ignoreLocal = DDS_IGNORE_LOCAL_PROCESS;
-    ASSERT_NO_FATAL_FAILURE(connect("Numbers", qos, "Numbers", qos));
-    for (int32_t i = 0; i < 20000; ++i) {
-        ASSERT_EQ(DDS_RETCODE_OK,
-                  DDS_DataWriter_write(writer.get(), sample.get(), nullptr, nullptr));
+    qos.writeTimeout = 600 * SECOND;
+    DDS_EndpointQos limited = qos;
+    limited.maxSamples = 8;
+    ASSERT_NO_FATAL_FAILURE(connect("Text", limited, "Text", qos));
+    Reader full = std::move(reader);
+    const Writer filling = std::move(writer);
+    auto filled = std::async(std::launch::async, [&filling] {
+        const Sample sample = makeSample(typeNamed("Text"));
+        for (size_t i = 0;; ++i) {
+            setString(sample, "s", std::to_string(i) + std::string(50000, 'x'));
+            if (DDS_DataWriter_write(filling.get(), sample.get(), nullptr, nullptr) !=
+                DDS_RETCODE_OK) {
+                return i;
+            }
+        }
+    });
+    const auto stands = [&filling, last = uint64_t{0}]() mutable {
+        const uint64_t before =
+            std::exchange(last, DDS_DataWriter_get_unacknowledged(filling.get()));
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        return last > 0 && before == last;
+    };
+    EXPECT_TRUE(within(std::chrono::nanoseconds(60 * SECOND), stands));
+
+    // Both ways, so that a receiving thread that stood still would be seen on either side.
+    for (int way = 0; way < 2; ++way) {
+        ASSERT_NO_FATAL_FAILURE(connect("Numbers", qos, "Numbers", qos));
+        const Sample sample = makeSample(typeNamed("Numbers"));
+        for (int32_t i = 0; i < 20000; ++i) {
+            ASSERT_EQ(DDS_RETCODE_OK,
+                      DDS_DataWriter_write(writer.get(), sample.get(), nullptr, nullptr));
+        }
+        EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 60 * SECOND));
+        std::swap(near, far);
     }
-    EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 5 * SECOND));
+    DDS_DataWriter_stop_by(filling.get(), monotonic());
+    const size_t written = filled.get();
+    EXPECT_LT(200U, written);
     reader = std::move(full);
-    EXPECT_EQ(199, number(take("Numbers", 200).back()));
+    size_t number = 0;
+    for (const Taken &taken : take("Text", written, 60 * SECOND)) {
+        EXPECT_EQ(number++, std::stoul(getString(taken.sample, "s")));
+    }
     for (int32_t i = 0; i < 100; ++i) {
-        DDS_DataWriter_write(filling.get(), sample.get(), nullptr, nullptr);
+        (void)DDS_DataWriter_write(filling.get(), makeSample(typeNamed("Text")).get(), nullptr,
+                                   nullptr);
     }
     DDS_DataWriter_flush(filling.get());
     std::this_thread::sleep_for(std::chrono::milliseconds(50));
@@ -431,7 +474,37 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
     EXPECT_NE(std::string::npos, why.find("nosuch0")) << why;
     EXPECT_EQ(nullptr, join(91, "<General><Bogus>1</Bogus></General>", &why));
     EXPECT_NE(std::string::npos, why.find("Bogus")) << why;
-    EXPECT_NE(nullptr, join(91, nullptr)); // nothing is left of the failures
+    for (const char *xml : {"<CycloneDDS><Domain><SharedMemory><Enable>true</Enable></SharedMemory>"
+                            "</Domain></CycloneDDS>",
+                            "<!-- <a> --><sharedMEMORY ><enable>true</enable></sharedMEMORY>"}) {
+        EXPECT_EQ(nullptr, join(91, xml, &why));
+        EXPECT_NE(std::string::npos, why.find("SharedMemory cannot be set")) << why;
+    }
+    EXPECT_NE(nullptr, join(91, "<!-- <SharedMemory/> --><General/>")); // nothing is left of these
+}
+
+// The engine itself crashes then.
+TEST(Domain, WithoutDescriptorsOrThreadsThereIsAClearError)
+{
+    std::string why;
+    const int next = dup(0);
+    ASSERT_LE(0, next);
+    close(next);
+    for (const rlim_t more : {3U, 7U, 15U}) {
+        const Limited limited(RLIMIT_NOFILE, static_cast<rlim_t>(next) + more);
+        EXPECT_EQ(nullptr, join(91, nullptr, &why));
+        EXPECT_NE(std::string::npos, why.find("ulimit -n")) << why;
+    }
+    constexpr uid_t NOBODY = 65534;
+    const uid_t before = getuid();
+    ASSERT_TRUE(before != 0 || setresuid(NOBODY, NOBODY, 0) == 0); // root has no limit
+    {
+        const Limited limited(RLIMIT_NPROC, 1);
+        EXPECT_EQ(nullptr, join(91, nullptr, &why));
+        EXPECT_NE(std::string::npos, why.find("ulimit -u")) << why;
+    }
+    ASSERT_TRUE(before != 0 || setresuid(0, 0, 0) == 0);
+    EXPECT_NE(nullptr, join(91, nullptr));
 }
 
 } // namespace

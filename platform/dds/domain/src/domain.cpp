@@ -3,14 +3,17 @@
 
 #include <arpa/inet.h>
 
+#include <algorithm>
 #include <array>
 #include <cctype>
 #include <map>
 #include <mutex>
+#include <string_view>
 #include <vector>
 
 #include "engine_log.h"
 #include "error_text.h"
+#include "resources.h"
 
 namespace qddsdomain {
 
@@ -82,6 +85,36 @@ bool hasEmpty(const std::vector<std::string> &parts)
     return false;
 }
 
+// Without comments, in which anything may stand.
+std::string withoutComments(const char *xml)
+{
+    std::string text = xml == nullptr ? "" : xml;
+    for (size_t start = 0; (start = text.find("<!--", start)) != std::string::npos;) {
+        const size_t end = text.find("-->", start + 4);
+        text.erase(start, end == std::string::npos ? end : end + 3 - start);
+    }
+    return text;
+}
+
+// The engine waits a minute for a daemon of shared memory and ends the process then. It does not
+// tell names by their case.
+bool asksForSharedMemory(const char *xml)
+{
+    constexpr std::string_view NAME = "sharedmemory";
+    const std::string text = withoutComments(xml);
+    const auto same = [](char wanted, char there) {
+        return wanted == std::tolower(static_cast<unsigned char>(there));
+    };
+    for (size_t at = text.find('<'); at != std::string::npos; at = text.find('<', at + 1)) {
+        const std::string name = text.substr(at + 1, NAME.size());
+        if (name.size() == NAME.size() &&
+            std::equal(NAME.begin(), NAME.end(), name.begin(), same)) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool checkSettings(const DDS_ParticipantSettings &settings, DDS_ErrorText *error)
 {
     if (settings.domainId < 0 || settings.domainId > LARGEST_DOMAIN) {
@@ -107,6 +140,11 @@ bool checkSettings(const DDS_ParticipantSettings &settings, DDS_ErrorText *error
     }
     if (hasEmpty(split(settings.peers))) {
         setError(error, "peers \"%s\" has an empty entry", settings.peers);
+        return false;
+    }
+    if (asksForSharedMemory(settings.xml)) {
+        setError(error,
+                 "engine XML: there is no shared memory here, so SharedMemory cannot be set");
         return false;
     }
     return true;
@@ -156,12 +194,13 @@ std::string configuration(const DDS_ParticipantSettings &settings)
            "<SocketSendBufferSize min=\"default\" max=\"4MB\"/>"
            "<Watermarks><WhcLow>500kB</WhcLow><WhcHigh>1MB</WhcHigh><WhcHighInit>1MB</WhcHighInit>"
            "</Watermarks></Internal>"
-           "<SharedMemory><Enable>false</Enable></SharedMemory></Domain></CycloneDDS>";
+           "</Domain></CycloneDDS>";
     if (settings.xml != nullptr && settings.xml[0] != '\0') {
         xml += ",";
         xml += settings.xml;
     }
-    return xml;
+    // A file that is named there is not looked into.
+    return xml + ",<SharedMemory><Enable>false</Enable></SharedMemory>";
 }
 
 struct Running {
@@ -240,6 +279,9 @@ DomainLease leaseDomain(const DDS_ParticipantSettings &settings, DDS_ErrorText *
         return nullptr;
     }
     if (found == table.running.end()) {
+        if (!hasRoomForDomain(split(settings.interfaces).size() + 1, error)) {
+            return nullptr;
+        }
         Running running;
         running.configuration = std::move(wanted);
         if (!start(id, running, error)) {

@@ -12,8 +12,10 @@
 #include "dds/ddsi/q_hbcontrol.h"
 #include "dds/ddsi/q_thread.h"
 #include "dds/ddsi/q_whc.h"
-
+/* These do not include what they need of the headers above. */
 #include "dds/ddsi/ddsi_endpoint.h"
+#include "dds/ddsi/ddsi_entity_match.h"
+#include "dds/ddsi/ddsi_proxy_endpoint.h"
 
 static int guid_of(dds_entity_t entity, ddsi_guid_t *guid)
 {
@@ -41,9 +43,14 @@ static uint64_t count_in(struct ddsi_writer *writer)
     return count;
 }
 
+static struct ddsi_domaingv *domain_of(const struct ddsi_sertype *type)
+{
+    return ddsrt_atomic_ldvoidp(&type->gv);
+}
+
 uint64_t qddsdomain_count_unacknowledged(int32_t writer, const struct ddsi_sertype *type)
 {
-    const struct ddsi_domaingv *domain = ddsrt_atomic_ldvoidp(&type->gv);
+    const struct ddsi_domaingv *domain = domain_of(type);
     struct thread_state *self = lookup_thread_state();
     uint64_t count = 0;
     ddsi_guid_t guid;
@@ -58,4 +65,67 @@ uint64_t qddsdomain_count_unacknowledged(int32_t writer, const struct ddsi_serty
     }
     thread_state_asleep(self);
     return count;
+}
+
+static size_t writers_of(struct ddsi_reader *reader, struct QDomainWriterId *ids, size_t room)
+{
+    ddsrt_avl_iter_t iterator;
+    size_t count = 0;
+    ddsrt_mutex_lock(&reader->e.lock);
+    for (const struct ddsi_rd_pwr_match *match =
+             ddsrt_avl_iter_first(&ddsi_rd_writers_treedef, &reader->writers, &iterator);
+         match != NULL; match = ddsrt_avl_iter_next(&iterator)) {
+        if (count < room) {
+            memcpy(&ids[count], &match->pwr_guid, sizeof ids[count]);
+        }
+        ++count;
+    }
+    ddsrt_mutex_unlock(&reader->e.lock);
+    return count;
+}
+
+size_t qddsdomain_remote_writers(int32_t reader, const struct ddsi_sertype *type,
+                                 struct QDomainWriterId *ids, size_t room)
+{
+    const struct ddsi_domaingv *domain = domain_of(type);
+    struct thread_state *self = lookup_thread_state();
+    size_t count = 0;
+    ddsi_guid_t guid;
+    if (!guid_of(reader, &guid)) {
+        return 0;
+    }
+    thread_state_awake(self, domain);
+    struct ddsi_reader *found = entidx_lookup_reader_guid(domain->entity_index, &guid);
+    if (found != NULL) {
+        count = writers_of(found, ids, room);
+    }
+    thread_state_asleep(self);
+    return count;
+}
+
+/* The bit says that the engine has not matched the writer with all readers yet, and makes it take
+ * nothing from the writer meanwhile. */
+static int set_held(struct ddsi_proxy_writer *writer, unsigned held)
+{
+    ddsrt_mutex_lock(&writer->e.lock);
+    const int changed = writer->local_matching_inprogress != held;
+    writer->local_matching_inprogress = held & 1U;
+    ddsrt_mutex_unlock(&writer->e.lock);
+    return changed;
+}
+
+int qddsdomain_hold(const struct ddsi_sertype *type, const struct QDomainWriterId *id, int held)
+{
+    const struct ddsi_domaingv *domain = domain_of(type);
+    struct thread_state *self = lookup_thread_state();
+    int changed = 0;
+    ddsi_guid_t guid;
+    memcpy(&guid, id, sizeof guid);
+    thread_state_awake(self, domain);
+    struct ddsi_proxy_writer *found = entidx_lookup_proxy_writer_guid(domain->entity_index, &guid);
+    if (found != NULL) {
+        changed = set_held(found, held != 0);
+    }
+    thread_state_asleep(self);
+    return changed;
 }

@@ -2,6 +2,7 @@
 #include "reader.h"
 
 #include <cinttypes>
+#include <system_error>
 
 #include "error_text.h"
 #include "mismatch.h"
@@ -65,6 +66,7 @@ void onRejected(dds_entity_t, const dds_sample_rejected_status_t status, void *a
     // Reliable samples that find no room are tried again until they do.
     if (of(argument).reliable) {
         of(argument).full.store(true, std::memory_order_relaxed);
+        callRelief();
     } else {
         addLost(of(argument), of(argument).rejected, status.total_count_change);
     }
@@ -131,7 +133,6 @@ DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, 
     }
     made->maxSamples = request.qos->maxSamples;
     made->sieve.separation = request.qos->timeBasedFilter;
-    made->domain = *request.participant->domain;
     made->block = std::make_unique<Block>();
     made->topic.arrivals->watch(onRefused, made.get());
     if (!makeEntities(request, *made, error)) {
@@ -197,6 +198,9 @@ DDS_DataReader *DDS_DataReader_new(DDS_DomainParticipant *participant, const cha
                                    DDS_ErrorText *error) noexcept
 try {
     return makeReader({participant, topic, typeName, type, qos}, onData, argument, error);
+} catch (const std::system_error &) {
+    setError(error, "no thread for a reader");
+    return nullptr;
 } catch (...) {
     setError(error, "no memory for a reader");
     return nullptr;

@@ -6,15 +6,27 @@
 #include "endpoint.h"
 
 #include <array>
+#include <cstring>
 #include <deque>
 #include <mutex>
+#include <set>
 #include <unordered_map>
 
+#include "engine_entities.h"
 #include "qddsdomain/reader.h"
 
 namespace qddsdomain {
 
 using Guid = std::array<uint8_t, 16>;
+
+// A writer of another process.
+using WriterId = QDomainWriterId;
+struct ById {
+    bool operator()(const WriterId &left, const WriterId &right) const
+    {
+        return std::memcmp(&left, &right, sizeof left) < 0;
+    }
+};
 
 // The writers behind the engine's handles. A sample names its writer by a handle that means nothing
 // once the writer has gone, so what is known is kept while samples may still come.
@@ -113,13 +125,13 @@ struct DDS_DataReader {
     std::unique_ptr<qddsdomain::Block> block; // being handed on; of the owner's thread
     qddsdomain::Bytes key, plain;
 
-    // Taking from the engine, and what was taken to make room there (see relieve).
+    // Taking from the engine, and what was taken to make room there (see enlist).
     std::mutex mutex;
     std::deque<std::unique_ptr<qddsdomain::Block>> ahead;
     uint64_t aheadBytes = 0;
-    uint64_t aheadHanded = 0;      // samples from there handed on since the last relief
+    std::set<qddsdomain::WriterId, qddsdomain::ById> held; // writers that wait for this reader
+    uint64_t inFlight = 0;         // samples taken ahead since they were held
     std::atomic<bool> full{false}; // the engine waits for room
-    int32_t domain = 0;
 
     dds_entity_t participant = 0; // not owned
     qddsdomain::Topic topic;
@@ -142,18 +154,21 @@ struct DDS_DataReader {
 namespace qddsdomain {
 
 // While a reliable reader is full the engine's receiving thread waits for room in it, and does
-// nothing else: no other reader of the domain gets samples, and no writer its acknowledgements. Two
-// ways out of what could be a standstill:
-
-// Takes what full readers of a domain hold, to be handed on first when they are next read. For who
-// waits for the receiving thread: a writer that is held up, another reader that finds nothing. A
-// reader gives up so much only, see MOST_AHEAD. Any thread, holding no reader's mutex.
-void relieve(int32_t domain, const DDS_DataReader *except);
-constexpr uint64_t MOST_AHEAD = 64 << 20; // bytes
+// nothing else: no other reader of the domain gets samples, no writer its acknowledgements, and
+// other processes seem to have gone. So one thread of this process takes what full readers hold out
+// of their way, to be handed on first when they are next read. A reader gives up MOST_AHEAD. Beyond
+// that its writers in other processes are held: the engine passes over what they send, they send it
+// again later, and wait.
+constexpr uint64_t MOST_AHEAD = 32 << 20; // bytes
+// At which its writers may go on: what is left lasts until they have noticed.
+constexpr uint64_t RESUME_AHEAD = MOST_AHEAD / 2;
 uint64_t bytesOf(const Block &block);
-// Readers with a limit may be relieved from one to the other.
+// Reliable readers with a limit. The first one starts the thread: throws std::system_error when
+// there is none to be had. Once delist returns the thread knows nothing of the reader.
 void enlist(DDS_DataReader &reader);
 void delist(DDS_DataReader &reader);
+// A reader is full, or one whose writers are held has handed samples on. Any thread; it only marks.
+void callRelief();
 
 // Empties a reader that is about to be deleted and lets nothing more in: as long as the receiving
 // thread waits, the engine cannot delete the reader.

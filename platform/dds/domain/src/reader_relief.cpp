@@ -2,72 +2,210 @@
 #include "reader.h"
 
 #include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <thread>
 
 namespace qddsdomain {
 
 namespace {
 
-// Readers with a limit. The mutex is taken before that of a reader.
-struct Limited {
-    std::mutex mutex;
-    std::vector<DDS_DataReader *> readers;
-};
-Limited &limited()
+// How long the engine waits before it tries a full reader again: the owner's time to take.
+constexpr std::chrono::milliseconds PATIENCE{10};
+// Samples that threads of the engine may have in hand when a reader's writers are held. They must
+// get in before those threads can do anything else.
+constexpr uint64_t MOST_IN_FLIGHT = 4096;
+
+std::vector<WriterId> remoteWriters(const DDS_DataReader &reader)
 {
-    static auto *all = new Limited; // readers may be deleted while statics go
-    return *all;
+    std::vector<WriterId> ids(16);
+    for (;;) {
+        const size_t there = qddsdomain_remote_writers(reader.entity.get(), reader.topic.type,
+                                                       ids.data(), ids.size());
+        const bool all = there <= ids.size();
+        ids.resize(there);
+        if (all) {
+            return ids;
+        }
+    }
 }
 
-// Beyond what is free only as much as has been handed on since, and a little, as the message that
-// is waited for must come in the end: so a reader that is read slowly holds about as much as
-// before.
+// With the reader's mutex held. What it gives up is bounded by what it has room for, so that other
+// readers get their turn.
 void absorb(DDS_DataReader &reader)
 {
-    constexpr uint64_t FREE = 8 << 20; // bytes
-    constexpr uint64_t LITTLE = 128;   // samples
-    const std::lock_guard<std::mutex> guard(reader.mutex);
-    uint64_t budget = reader.aheadBytes < FREE ? static_cast<uint64_t>(reader.maxSamples)
-                                               : reader.aheadHanded + LITTLE;
-    reader.aheadHanded = 0;
-    while (budget > 0 && reader.aheadBytes < MOST_AHEAD) {
+    auto budget = static_cast<uint64_t>(reader.maxSamples);
+    while (budget > 0) {
+        const bool beyond = reader.aheadBytes >= MOST_AHEAD;
+        const uint64_t most = beyond ? MOST_IN_FLIGHT - reader.inFlight : budget;
         auto block = std::make_unique<Block>();
-        if (fetch(reader, *block, static_cast<uint32_t>(std::min<uint64_t>(budget, Block::SIZE))) <=
-            0) {
+        if (most == 0 ||
+            fetch(reader, *block,
+                  static_cast<uint32_t>(std::min<uint64_t>({most, budget, Block::SIZE}))) <= 0) {
             return;
         }
         budget -= block->count;
+        reader.inFlight += beyond ? block->count : 0;
         reader.aheadBytes += bytesOf(*block);
         reader.ahead.push_back(std::move(block));
     }
+}
+
+class Relief {
+public:
+    void enlist(DDS_DataReader &reader);
+    void delist(DDS_DataReader &reader);
+    void call();
+
+private:
+    void run();
+    bool waitForCall();
+    void look(DDS_DataReader &reader);
+    void hold(DDS_DataReader &reader);
+    void letGo(DDS_DataReader &reader);
+
+    // Threads of the engine lock this one while they hold locks of theirs; nothing is done under
+    // it.
+    std::mutex signal;
+    std::condition_variable changed;
+    bool called = false;
+    bool stopping = false;
+
+    std::mutex lifecycle; // starting and ending the thread; the first one to be taken
+    std::thread thread;
+
+    std::mutex members; // taken before a reader's mutex and the engine's locks
+    std::vector<DDS_DataReader *> readers;
+    std::map<WriterId, size_t, ById> holders; // how many readers each held writer waits for
+};
+
+void Relief::enlist(DDS_DataReader &reader)
+{
+    const std::lock_guard<std::mutex> alone(lifecycle);
+    if (!thread.joinable()) {
+        stopping = false;
+        thread = std::thread(&Relief::run, this);
+    }
+    const std::lock_guard<std::mutex> guard(members);
+    readers.push_back(&reader);
+}
+
+void Relief::delist(DDS_DataReader &reader)
+{
+    const std::lock_guard<std::mutex> alone(lifecycle);
+    {
+        const std::lock_guard<std::mutex> guard(members);
+        const auto found = std::find(readers.begin(), readers.end(), &reader);
+        if (found != readers.end()) {
+            readers.erase(found);
+            const std::lock_guard<std::mutex> own(reader.mutex);
+            letGo(reader);
+        }
+        if (!readers.empty() || !thread.joinable()) {
+            return;
+        }
+    }
+    {
+        const std::lock_guard<std::mutex> guard(signal);
+        stopping = true;
+        changed.notify_one();
+    }
+    thread.join();
+}
+
+void Relief::call()
+{
+    const std::lock_guard<std::mutex> guard(signal);
+    called = true;
+    changed.notify_one();
+}
+
+bool Relief::waitForCall()
+{
+    std::unique_lock<std::mutex> lock(signal);
+    changed.wait(lock, [this] { return called || stopping; });
+    (void)changed.wait_for(lock, PATIENCE, [this] { return stopping; });
+    called = false;
+    return !stopping;
+}
+
+void Relief::run()
+{
+    while (waitForCall()) {
+        const std::lock_guard<std::mutex> guard(members);
+        for (DDS_DataReader *reader : readers) {
+            try {
+                look(*reader);
+            } catch (const std::bad_alloc &) {
+                call(); // again, as the receiving thread waits as well
+            }
+        }
+    }
+}
+
+void Relief::look(DDS_DataReader &reader)
+{
+    const std::lock_guard<std::mutex> guard(reader.mutex);
+    if (reader.aheadBytes <= RESUME_AHEAD) {
+        letGo(reader);
+    }
+    if (!reader.full.load(std::memory_order_relaxed)) {
+        return;
+    }
+    if (reader.aheadBytes >= MOST_AHEAD) {
+        hold(reader);
+    }
+    absorb(reader);
+}
+
+// A writer that has come since, or has come back, is one more whose samples may be in hand.
+void Relief::hold(DDS_DataReader &reader)
+{
+    for (const WriterId &id : remoteWriters(reader)) {
+        if (reader.held.insert(id).second) {
+            ++holders[id];
+        }
+        if (qddsdomain_hold(reader.topic.type, &id, 1) != 0) {
+            reader.inFlight = 0;
+        }
+    }
+}
+
+void Relief::letGo(DDS_DataReader &reader)
+{
+    for (const WriterId &id : reader.held) {
+        const auto found = holders.find(id);
+        if (--found->second == 0) {
+            holders.erase(found);
+            (void)qddsdomain_hold(reader.topic.type, &id, 0);
+        }
+    }
+    reader.held.clear();
+    reader.inFlight = 0;
+}
+
+Relief &relief()
+{
+    static auto *one = new Relief; // readers may be deleted while statics go
+    return *one;
 }
 
 } // namespace
 
 void enlist(DDS_DataReader &reader)
 {
-    Limited &all = limited();
-    const std::lock_guard<std::mutex> guard(all.mutex);
-    all.readers.push_back(&reader);
+    relief().enlist(reader);
 }
 
 void delist(DDS_DataReader &reader)
 {
-    Limited &all = limited();
-    const std::lock_guard<std::mutex> guard(all.mutex);
-    all.readers.erase(std::remove(all.readers.begin(), all.readers.end(), &reader),
-                      all.readers.end());
+    relief().delist(reader);
 }
 
-void relieve(int32_t domain, const DDS_DataReader *except)
+void callRelief()
 {
-    Limited &all = limited();
-    const std::lock_guard<std::mutex> guard(all.mutex);
-    for (DDS_DataReader *reader : all.readers) {
-        if (reader != except && reader->domain == domain &&
-            reader->full.load(std::memory_order_relaxed)) {
-            absorb(*reader);
-        }
-    }
+    relief().call();
 }
 
 uint64_t bytesOf(const Block &block)

@@ -95,7 +95,9 @@ bool load(DDS_DataReader &self, uint32_t wanted, DDS_ErrorText *error)
         self.block = std::move(self.ahead.front());
         self.ahead.pop_front();
         self.aheadBytes -= bytesOf(*self.block);
-        self.aheadHanded += self.block->count;
+        if (!self.held.empty() && self.aheadBytes <= RESUME_AHEAD) {
+            callRelief();
+        }
         return true;
     }
     const dds_return_t count = fetch(self, *self.block, std::min(wanted, Block::SIZE));
@@ -275,9 +277,6 @@ int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
             self.taken.fetch_add(1, std::memory_order_relaxed);
         }
         advance(*self.block);
-    }
-    if (count == 0) {
-        relieve(self.domain, &self);
     }
     return count;
 }

@@ -12,7 +12,6 @@
 #include "error_text.h"
 #include "mismatch.h"
 #include "qddsdomain/writer.h"
-#include "reader.h"
 
 using namespace qddsdomain;
 using qddsc::setError;
@@ -24,7 +23,6 @@ constexpr int64_t NEVER = std::numeric_limits<int64_t>::max(); // of CLOCK_MONOT
 // Members go in reverse: the writer first.
 struct DDS_DataWriter {
     const WireType *wire = nullptr;
-    int32_t domain = 0;
     int64_t timeout = 0; // nanoseconds that a write may wait, of which the engine waits `slice` at
     int64_t slice = 0;   // a time
     Event incompatible;
@@ -42,8 +40,7 @@ struct DDS_DataWriter {
 namespace {
 
 constexpr int64_t NANOSECONDS = 1000000000;
-// How long the engine waits before full readers of the domain are relieved: one of them may keep
-// back the acknowledgements that the wait is for.
+// How long the engine waits at a time, so that a wait can be called off.
 constexpr int64_t SLICE = DDS_MSECS(10);
 
 DDS_DataWriter &of(void *argument)
@@ -104,7 +101,6 @@ DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
     if (made->wire == nullptr) {
         return nullptr;
     }
-    made->domain = *request.participant->domain;
     made->participant = request.participant->entity.get();
     made->timeout = request.qos->writeTimeout;
     // Where there may be readers in this process the engine also waits for these, behind the
@@ -169,7 +165,6 @@ dds_return_t forward(DDS_DataWriter &self, ddsi_serdata *message)
     dds_return_t code = dds_forwardcdr(self.entity.get(), message);
     const int64_t end = code == engine::TIMEOUT ? endOf(self.timeout - self.slice) : 0;
     while (code == engine::TIMEOUT) {
-        relieve(self.domain, nullptr);
         if (self.slice == self.timeout || restUntil(self, end) <= 0) {
             break;
         }
@@ -281,7 +276,6 @@ try {
         if (rest <= 0) {
             return 0;
         }
-        relieve(self->domain, nullptr);
     }
 } catch (...) {
     return 0;
