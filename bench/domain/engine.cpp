@@ -118,6 +118,29 @@ bool hasWriter(dds_entity_t reader)
     return dds_get_subscription_matched_status(reader, &status) == 0 && status.current_count > 0;
 }
 
+template<typename Sample> void setKey(Sample &, const Options &, std::int64_t) {}
+void setKey(bench_Key4 &sample, const Options &options, std::int64_t index)
+{
+    sample.key = static_cast<std::int32_t>(bench::keyOf(options, index));
+}
+void setKey(bench_Key8 &sample, const Options &options, std::int64_t index)
+{
+    sample.key = bench::keyOf(options, index);
+}
+void setKey(bench_Key16 &sample, const Options &options, std::int64_t index)
+{
+    sample.key = bench::keyOf(options, index);
+}
+void setKey(bench_Composite &sample, const Options &options, std::int64_t index)
+{
+    sample.place.key = bench::keyOf(options, index);
+}
+void setKey(bench_Text &sample, const Options &options, std::int64_t index)
+{
+    std::snprintf(sample.key, sizeof sample.key, "station-%lld",
+                  static_cast<long long>(bench::keyOf(options, index)));
+}
+
 template<typename Sample> int publish(const Options &options, const dds_topic_descriptor_t &type)
 {
     const Domain domain(options.domain);
@@ -131,6 +154,7 @@ template<typename Sample> int publish(const Options &options, const dds_topic_de
         if (options.rate > 0) {
             bench::pace(options, begin, i);
         }
+        setKey(sample, options, i);
         sample.number = i;
         sample.sent = bench::now();
         checked("write", dds_write(writer, &sample));
@@ -140,6 +164,7 @@ template<typename Sample> int publish(const Options &options, const dds_topic_de
     }
     dds_write_flush(writer);
     checked("acknowledgements", dds_wait_for_acks(writer, DDS_SECS(60)));
+    bench::tellMemory();
     return 0;
 }
 
@@ -222,13 +247,31 @@ int main(int argc, char **argv)
     app.add_flag("--cdr", options.cdr);
     CLI11_PARSE(app, argc, argv);
 
-    const bool small = options.size == 64;
-    const dds_topic_descriptor_t &type = small ? bench_Small_desc : bench_Large_desc;
     if (forwarder->parsed()) {
-        return forward(options, type);
+        return forward(options, options.size == 64 ? bench_Small_desc : bench_Large_desc);
     }
-    if (publisher->parsed()) {
-        return small ? publish<bench_Small>(options, type) : publish<bench_Large>(options, type);
+    struct Ends {
+        const char *type;
+        int (*publish)(const Options &, const dds_topic_descriptor_t &);
+        int (*subscribe)(const Options &, const dds_topic_descriptor_t &);
+        const dds_topic_descriptor_t &described;
+    };
+    const Ends all[] = {
+        {"Small", publish<bench_Small>, subscribe<bench_Small>, bench_Small_desc},
+        {"Large", publish<bench_Large>, subscribe<bench_Large>, bench_Large_desc},
+        {"Key4", publish<bench_Key4>, subscribe<bench_Key4>, bench_Key4_desc},
+        {"Key8", publish<bench_Key8>, subscribe<bench_Key8>, bench_Key8_desc},
+        {"Key16", publish<bench_Key16>, subscribe<bench_Key16>, bench_Key16_desc},
+        {"Composite", publish<bench_Composite>, subscribe<bench_Composite>, bench_Composite_desc},
+        {"Text", publish<bench_Text>, subscribe<bench_Text>, bench_Text_desc}};
+    const std::string wanted = !options.type.empty() ? options.type
+                               : options.size == 64  ? "Small"
+                                                     : "Large";
+    for (const Ends &ends : all) {
+        if (wanted == ends.type) {
+            return (publisher->parsed() ? ends.publish : ends.subscribe)(options, ends.described);
+        }
     }
-    return small ? subscribe<bench_Small>(options, type) : subscribe<bench_Large>(options, type);
+    std::fprintf(stderr, "bench.idl has no type %s\n", wanted.c_str());
+    return 1;
 }

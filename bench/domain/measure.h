@@ -8,8 +8,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <string>
 #include <thread>
 #include <vector>
+
+#include <sys/resource.h>
 
 #include <CLI/CLI.hpp>
 
@@ -20,10 +23,40 @@ struct Options {
     std::uint32_t outDomain = 62; ///< of a forwarder
     int size = 64;
     std::int64_t count = 1'000'000;
-    std::int64_t warmup = 0; ///< samples at the start that do not count
-    int rate = 0;            ///< samples a second; 0 is as fast as it goes
-    bool cdr = false;        ///< a forwarder's samples stay encoded
+    std::int64_t warmup = 0;    ///< samples at the start that do not count
+    int rate = 0;               ///< samples a second; 0 is as fast as it goes
+    bool cdr = false;           ///< a forwarder's samples stay encoded
+    std::string type;           ///< in bench.idl; by default that of the size
+    std::int64_t instances = 0; ///< of a keyed type
+    std::string order = "sequential";
 };
+
+/// The key of a sample's instance: how close keys lie together is what tables of them depend on.
+inline std::int64_t keyOf(const Options &options, std::int64_t index)
+{
+    auto key = static_cast<std::uint64_t>(index % options.instances);
+    if (options.order == "strided") {
+        key *= 4096;
+    } else if (options.order == "random") { // each step can be undone, also in the lower half
+        key = (key ^ (key >> 16U)) * 0x45d9f3bU;
+        key = (key ^ ((key & 0xffffffffU) >> 16U)) * 0x45d9f3bU;
+    }
+    return static_cast<std::int64_t>(key);
+}
+
+/// The most memory that this process has held, in MiB.
+inline double peakMib()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return static_cast<double>(usage.ru_maxrss) / 1024;
+}
+
+/// What a publisher ends with.
+inline void tellMemory()
+{
+    std::printf("{\"mib\": %.1f}\n", peakMib());
+}
 
 /// The command line that all programs share: a role and what it shall do. Returns the publisher's.
 inline CLI::App *addOptions(CLI::App &app, Options &options)
@@ -35,6 +68,10 @@ inline CLI::App *addOptions(CLI::App &app, Options &options)
     app.add_option("--count", options.count);
     app.add_option("--warmup", options.warmup);
     app.add_option("--rate", options.rate);
+    app.add_option("--type", options.type);
+    app.add_option("--instances", options.instances);
+    app.add_option("--order", options.order)
+        ->check(CLI::IsMember({"sequential", "strided", "random"}));
     app.add_subcommand("sub")->fallthrough();
     return app.add_subcommand("pub")->fallthrough();
 }
@@ -76,10 +113,13 @@ inline void pace(const Options &options, std::int64_t begin, std::int64_t index)
     }
 }
 
-/// Counts what arrives, in order and without gaps, and its delays where there is a rate.
+/// Counts what arrives, in order (of its instance, where there are any) and without gaps, and its
+/// delays where there is a rate.
 class Arrivals {
 public:
-    explicit Arrivals(const Options &options) : options_(options)
+    explicit Arrivals(const Options &options)
+        : options_(options),
+          last_(static_cast<std::size_t>(std::max<std::int64_t>(options.instances, 1)), -1)
     {
         if (options.rate > 0) {
             delays_.reserve(static_cast<std::size_t>(options.count));
@@ -88,10 +128,14 @@ public:
 
     void add(std::int64_t sequence, std::int64_t sent)
     {
-        if (sequence != next_) {
+        const auto instance = static_cast<std::size_t>(sequence) % last_.size();
+        std::int64_t &last = last_[instance];
+        const auto wanted = last < 0 ? static_cast<std::int64_t>(instance)
+                                     : last + static_cast<std::int64_t>(last_.size());
+        if (sequence != wanted) {
             gaps_++;
         }
-        next_ = sequence + 1;
+        last = sequence;
         if (seen_ == options_.warmup) {
             begin_ = now();
         }
@@ -126,13 +170,13 @@ public:
             };
             std::printf(", \"p50\": %.1f, \"p99\": %.1f, \"max\": %.1f", at(50), at(99), at(100));
         }
-        std::puts("}");
+        std::printf(", \"mib\": %.1f}\n", peakMib());
         return complete() && gaps_ == 0;
     }
 
 private:
     const Options &options_;
-    std::int64_t next_ = 0;
+    std::vector<std::int64_t> last_; // number of each instance's last sample
     std::int64_t seen_ = 0;
     std::int64_t gaps_ = 0;
     std::int64_t begin_ = 0;

@@ -35,14 +35,34 @@ using Sample = Owned<DDS_DynamicData, DDS_DynamicData_delete>;
     std::exit(1);
 }
 
-const DDS_TypeCode *findType(const char *idl, int size)
+const DDS_TypeCode *findType(const char *idl, const Options &options)
 {
     DDS_ErrorText error{};
     const Owned<DDS_TypeLibrary, DDS_TypeLibrary_delete> library(DDS_TypeLibrary_new());
     if (DDS_TypeLibrary_add_idl_file(library.get(), idl, &error) == 0) {
         fail("type", error);
     }
-    return DDS_TypeLibrary_find(library.get(), size == 64 ? "bench::Small" : "bench::Large");
+    const std::string name = !options.type.empty() ? options.type
+                             : options.size == 64  ? "Small"
+                                                   : "Large";
+    return DDS_TypeLibrary_find(library.get(), ("bench::" + name).c_str());
+}
+
+void setKey(DDS_DynamicData *sample, const Options &options, std::int64_t index)
+{
+    if (options.instances == 0) {
+        return;
+    }
+    const std::int64_t key = bench::keyOf(options, index);
+    if (options.type == "Key4") {
+        DDS_DynamicData_set_long(sample, "key", static_cast<std::int32_t>(key));
+    } else if (options.type == "Text") {
+        const std::string text = "station-" + std::to_string(key);
+        DDS_DynamicData_set_string(sample, "key", text.data(), text.size());
+    } else {
+        DDS_DynamicData_set_longlong(sample, options.type == "Composite" ? "place.key" : "key",
+                                     key);
+    }
 }
 
 Participant join(std::uint32_t domain)
@@ -109,6 +129,7 @@ int publish(const Options &options, const DDS_TypeCode *type)
         if (options.rate > 0) {
             bench::pace(options, begin, i);
         }
+        setKey(sample.get(), options, i);
         DDS_DynamicData_set_longlong(sample.get(), "number", i);
         DDS_DynamicData_set_longlong(sample.get(), "sent", bench::now());
         if (DDS_DataWriter_write(writer.get(), sample.get(), nullptr, &error) != DDS_RETCODE_OK) {
@@ -119,7 +140,9 @@ int publish(const Options &options, const DDS_TypeCode *type)
         }
     }
     DDS_DataWriter_flush(writer.get());
-    return DDS_DataWriter_wait_for_acknowledgments(writer.get(), 60'000'000'000) == 1 ? 0 : 1;
+    const bool all = DDS_DataWriter_wait_for_acknowledgments(writer.get(), 60'000'000'000) == 1;
+    bench::tellMemory();
+    return all ? 0 : 1;
 }
 
 int subscribe(const Options &options, const DDS_TypeCode *type)
@@ -182,6 +205,6 @@ int main(int argc, char **argv)
     auto *publisher = bench::addOptions(app, options);
     app.add_option("--idl", idl)->required();
     CLI11_PARSE(app, argc, argv);
-    const DDS_TypeCode *type = findType(idl.c_str(), options.size);
+    const DDS_TypeCode *type = findType(idl.c_str(), options);
     return publisher->parsed() ? publish(options, type) : subscribe(options, type);
 }

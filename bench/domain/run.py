@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Measures ferry at a DDS domain, beside the engine's own publisher and subscriber.
 
-usage: run.py BUILD_TREE [--quick] [--rounds N] [--domain ID] [--json FILE [--extend]]
-              [--pictures DIR]
+usage: run.py BUILD_TREE [--quick] [--rounds N] [--part PART...] [--domain ID]
+              [--json FILE [--extend]] [--pictures DIR]
 
 Every variant runs once a round, all processes fresh, on the loopback interface; what counts is the
 ratio within a round. The engine's pair runs first and last in a round: where the two disagree the
@@ -52,6 +52,20 @@ OUR_READER = Variant("engine > platform", "engine", "", "platform")
 OUR_WRITER = Variant("platform > engine", "platform", "", "engine")
 ENDS = {OUR_READER: (PAIR,), OUR_WRITER: (PAIR,), TO_JAVA: (PAIR, JAVA), FROM_JAVA: (PAIR, JAVA),
         THROUGH: (PAIR,)}
+
+
+@dataclass(frozen=True)
+class Keys:
+    """A keyed type in bench.idl, and how many instances of it there are, with which keys."""
+    type: str
+    instances: int
+    order: str
+
+
+KEYED_SAMPLES = {10_000: 1_000_000, 1_000_000: 2_000_000}
+ORDERS = ("sequential", "strided", "random")
+KEY_TYPES = {"Key4": "4 bytes", "Key8": "8 bytes", "Key16": "16 bytes",
+             "Composite": "composite", "Text": "string"}
 
 CONFIGURATION = """
 types: [{{file: {idl}}}]
@@ -142,11 +156,13 @@ class Bench:
         self.domain = domain
         self.report = work / "report.json"
 
-    def program(self, kind, role, domain, size, count, warmup, rate):
+    def program(self, kind, role, domain, size, count, warmup, rate, keys):
         idl = ["--idl", str(HERE / "bench.idl")] if kind == "platform" else []
         return [str(self.tree / f"bench/bench_{kind}"), *role.split(), *idl, "--domain", str(domain),
                 "--out-domain", str(self.domain + 1), "--size", str(size), "--count", str(count),
-                "--warmup", str(warmup), "--rate", str(rate)]
+                "--warmup", str(warmup), "--rate", str(rate)] + (
+                    ["--type", keys.type, "--instances", str(keys.instances),
+                     "--order", keys.order] if keys else [])
 
     def ferry(self, variant, size, count, warmup):
         kinds = {"engine": "  dds: {plugin: dds}",
@@ -174,22 +190,24 @@ class Bench:
         path.write_text(text, encoding="utf-8")
         return [str(self.tree / "bin/ferry"), "run", str(path), "--quiet"]
 
-    def run(self, variant, size, count, warmup, rate=0):
+    def run(self, variant, size, count, warmup, rate=0, keys=None):
         self.report.unlink(missing_ok=True)
         processes = {}
         with open(self.work / "log", "w", encoding="utf-8") as log:
             def start(name, command):
                 processes[name] = Process(name, command, log)
             try:
-                return self._run(variant, size, count, warmup, rate, processes, start)
+                return self._run(variant, (size, count, warmup, rate, keys), processes, start)
             finally:
                 for process in processes.values():
                     process.child.kill()
                     process.child.wait()
 
-    def _run(self, variant, size, count, warmup, rate, processes, start):
+    def _run(self, variant, what, processes, start):
+        size, count, warmup, _, _ = what
+
         def program(kind, role, domain):
-            start(role.split()[0], self.program(kind, role, domain, size, count, warmup, rate))
+            start(role.split()[0], self.program(kind, role, domain, *what))
 
         if variant.middle == "ferry":
             start("ferry", self.ferry(variant, size, count, warmup))
@@ -218,11 +236,13 @@ class Bench:
         if result["gaps"] or result["samples"] != count:
             fail(f"{variant.name}: {result['samples']} of {count} samples came, "
                  f"{result['gaps']} gaps")
+        peaks = {}
         for name in ("pub", "sub"):
             if name in processes:
-                processes[name].rest()
+                text = processes[name].rest()
+                peaks[name] = json.loads(text)["mib"] if text else result["mib"]
         self.end(variant, count, processes)
-        return {**result, "cpu": cpu, "memory": memory}
+        return {**result, "cpu": cpu, "memory": memory, "peaks": peaks}
 
     def result(self, processes):
         if "sub" in processes:
@@ -323,11 +343,50 @@ def latency(bench, rounds, quick):
     return objects
 
 
+def keyed_cases(quick):
+    """In quick form, every kind of key and every order once."""
+    if quick:
+        return [Keys(kind, 10_000, "sequential") for kind in KEY_TYPES] \
+            + [Keys("Key8", 10_000, order) for order in ORDERS[1:]]
+    return [Keys(kind, instances, order) for instances in KEYED_SAMPLES for kind in KEY_TYPES
+            for order in ORDERS]
+
+
+def keyed(bench, rounds, quick):
+    """Readers and writers of keyed topics, beside the engine's own: rate, and the most memory."""
+    print("\nKeyed topics, by that of the engine's pair\n")
+    print("| key | instances | keys | engine, 1,000 samples/s | reader, rate | writer, rate "
+          "| engine, sub and pub MiB | reader MiB | writer MiB |")
+    print("|---|---|---|---|---|---|---|---|---|")
+    objects = []
+    for keys in keyed_cases(quick):
+        count = KEYED_SAMPLES[keys.instances] // (10 if quick else 1)
+        rows = {variant: [] for variant in (PAIR, OUR_READER, OUR_WRITER)}
+        for _ in range(rounds):
+            for variant, results in rows.items():
+                results.append(bench.run(variant, 64, count, 0, keys=keys))
+        rates = {variant: ratios(rows, variant, (PAIR,)) for variant in rows}
+        peaks = {variant: {end: statistics.median(r["peaks"][end] for r in results)
+                           for end in ("sub", "pub")} for variant, results in rows.items()}
+        print(f"| {KEY_TYPES[keys.type]} | {keys.instances:,} | {keys.order} | "
+              f"{report.spread([r['rate'] for r in rows[PAIR]], 1e3, 0)} | "
+              f"{report.spread(rates[OUR_READER])} | {report.spread(rates[OUR_WRITER])} | "
+              f"{peaks[PAIR]['sub']:.0f} and {peaks[PAIR]['pub']:.0f} | "
+              f"{peaks[OUR_READER]['sub']:.0f} | {peaks[OUR_WRITER]['pub']:.0f} |", flush=True)
+        objects += [report.entry(
+            f"domain keyed: {variant.name}, {keys.type}, {keys.instances}, {keys.order}", 1024,
+            "64", rates[variant], sub_mib=peaks[variant]["sub"], pub_mib=peaks[variant]["pub"])
+            for variant in (OUR_READER, OUR_WRITER)]
+    return objects
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("tree", type=pathlib.Path)
     parser.add_argument("--quick", action="store_true", help="a tenth of the samples, two rounds")
     parser.add_argument("--rounds", type=int)
+    parser.add_argument("--part", nargs="+", choices=("rate", "keyed", "latency"),
+                        default=("rate", "keyed", "latency"))
     parser.add_argument("--domain", type=int, default=61, help="it and the next one are used")
     report.add_options(parser)
     arguments = parser.parse_args()
@@ -335,11 +394,15 @@ def main():
     objects = []
     with tempfile.TemporaryDirectory() as work:
         bench = Bench(arguments.tree.resolve(), pathlib.Path(work), arguments.domain)
-        for size in SAMPLES:
+        for size in SAMPLES if "rate" in arguments.part else ():
             rows, agreement = throughput(bench, size, rounds, arguments.quick)
             print_throughput(size, rows, agreement)
             objects += as_json(size, rows, agreement)
-        objects += latency(bench, rounds, arguments.quick)
+        if "keyed" in arguments.part:
+            objects += keyed(bench, arguments.rounds or (1 if arguments.quick else 3),
+                             arguments.quick)
+        if "latency" in arguments.part:
+            objects += latency(bench, rounds, arguments.quick)
     report.save(arguments, objects)
     if arguments.pictures:
         for kind, axis in (("domain", "rate, by that of the slower end"),

@@ -1,7 +1,11 @@
 // Payloads against a naive encoder, against what the engine itself sent, and against lies.
+#include <set>
+
 #include "../platform/fixture.h"
 #include "../platform/model.h"
 #include "../platform/records.h"
+#include "keyed_hash.h"
+#include "packets.h"
 #include "wire.h"
 
 namespace {
@@ -234,6 +238,77 @@ TEST(DomainWire, RefusalsSayWhatAndWhere)
         EXPECT_FALSE(wire.decode(sent.data(), sent.size(), plain, &error));
         EXPECT_EQ(error.text, test.at(2));
     }
+}
+
+// Data in either byte order, with and without inline QoS, in fragments: what is known stays as it
+// is.
+TEST(DomainWire, UnknownEncapsulationsAreMarkedInPackets)
+{
+    const char *header = "52545053 0203 0110 000102030405060708090a0b";
+    const char *time = "09010800 0000000000000000";
+    const char *data = "00001000 00000000 00000103 00000000 01000000"; // little endian
+    const char *bigData = "00000010 00000000 00000103 00000000 00000001";
+    const char *fragment =
+        "00001c00 00000000 00000103 00000000 01000000 01000000 0100 0004 00080000";
+    const char *later = "00001c00 00000000 00000103 00000000 01000000 02000000 0100 0004 00080000";
+    struct Part {
+        const char *start, *body, *before, *after;
+    };
+    const Part parts[] = {
+        {"15051c00", data, "4b1d0000 01020304", "00024b1d 01020304"},
+        {"15051c00", data, "00010000 01020304", "00010000 01020304"},
+        {"15051c00", data, "000b0001 01020304", "000b0001 01020304"},
+        {"15051c00", data, "00050000 01020304", "00020005 01020304"},
+        {"15071c00", data, "01000000 000c0000", "01000000 0002000c"},
+        {"15072800", data, "70000400 00ff0000 01000000 000c0000 01020304",
+         "70000400 00ff0000 01000000 0002000c 01020304"},
+        {"1506 0028", bigData, "00700004 00ff0000 00010000 000c0000 01020304",
+         "00700004 00ff0000 00010000 0002000c 01020304"},
+        {"15011c00", data, "4b1d0000 01020304", "4b1d0000 01020304"}, // neither data nor key
+        {"16012800", fragment, "4b1d0000 01020304", "00024b1d 01020304"},
+        {"16012800", later, "4b1d0000 01020304", "4b1d0000 01020304"},
+        {"15090000", data, "4b1d0000 01020304", "00024b1d 01020304"}}; // to the end of the packet
+    std::string given = header;
+    std::string wanted = header;
+    for (const Part &part : parts) {
+        const std::string start = std::string(time) + part.start + part.body;
+        given += start + part.before;
+        wanted += start + part.after;
+    }
+    Bytes packet = fromHex(given);
+    for (size_t size = 0; size < packet.size(); ++size) {
+        Bytes cut(packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size));
+        qddsdomain_mark_unknown_encapsulations(cut.data(), cut.size());
+    }
+    qddsdomain_mark_unknown_encapsulations(packet.data(), packet.size());
+    EXPECT_EQ(packet, fromHex(wanted));
+}
+
+// The published example of the hash, and a secret that is another each time.
+TEST(DomainWire, HashesAreKeyed)
+{
+    const Bytes bytes = fromHex("000102030405060708090a0b0c0d0e");
+    EXPECT_EQ(0xa129ca6149be45e5U,
+              qddsdomain::sipHash({0x0706050403020100U, 0x0f0e0d0c0b0a0908U}, bytes.data(), 15));
+    EXPECT_NE(qddsdomain::sipHash(qddsdomain::makeHashSecret(), bytes.data(), 15),
+              qddsdomain::sipHash(qddsdomain::makeHashSecret(), bytes.data(), 15));
+}
+
+// Longer than what is hashed at once: every byte counts.
+TEST(DomainWire, LongKeysAreHashedToTheEnd)
+{
+    const DDS_TypeCode *type = typeFromIdl("@final struct S { @key string s; };", "S");
+    const WireType &wire = wireOf(type);
+    std::set<KeyHash> hashes;
+    for (const size_t length : {500U, 510U, 511U, 512U, 513U, 600U, 5000U}) {
+        for (const char last : {'a', 'b'}) {
+            Value value = model::makeDefault(type);
+            value.children[0].text = std::string(length, 'x') + last;
+            const Bytes key = model::encode(value);
+            hashes.insert(wire.keyHash(key));
+        }
+    }
+    EXPECT_EQ(14U, hashes.size());
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 // The domain library on a real network: two engine domains of this process that are one outside, so
 // that everything between "near" and "far" goes through sockets.
+#include <dlfcn.h>
 #include <sys/resource.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -12,6 +14,27 @@
 #include "../platform/fixture.h"
 #include "qddsdomain/reader.h"
 #include "qddsdomain/writer.h"
+
+// A text that is sent in an encapsulation that nobody knows.
+constexpr char UNKNOWN_ENCAPSULATION[] = "0x4b1d:";
+
+// The engine's, which gathers a packet from the messages' own bytes.
+extern "C" __attribute__((visibility("default"))) ssize_t sendmsg(int socket, const msghdr *message,
+                                                                  int flags)
+{
+    static const auto send = reinterpret_cast<decltype(&sendmsg)>(dlsym(RTLD_NEXT, "sendmsg"));
+    constexpr size_t AT = 8; // behind the encapsulation and a string's length
+    for (size_t i = 0; i < message->msg_iovlen; ++i) {
+        const iovec &part = message->msg_iov[i];
+        auto *bytes = static_cast<uint8_t *>(part.iov_base);
+        if (part.iov_len >= AT + sizeof UNKNOWN_ENCAPSULATION &&
+            std::memcmp(bytes + AT, UNKNOWN_ENCAPSULATION, sizeof UNKNOWN_ENCAPSULATION - 1) == 0) {
+            bytes[0] = 0x4b;
+            bytes[1] = 0x1d;
+        }
+    }
+    return send(socket, message, flags);
+}
 
 namespace {
 
@@ -162,6 +185,17 @@ protected:
         EXPECT_EQ("1 reader does not match: " + std::string(wanted), told.text);
     }
 
+    void expectRefused(uint64_t count, const std::string &notice)
+    {
+        DDS_ReaderStatistics statistics;
+        DDS_DataReader_get_statistics(reader.get(), &statistics);
+        EXPECT_EQ(count, statistics.malformed);
+        DDS_ErrorText told{};
+        EXPECT_EQ(1, DDS_DataReader_take_notice(reader.get(), &told));
+        EXPECT_EQ(notice, std::string(told.text).substr(0, notice.size()));
+        EXPECT_EQ(0, DDS_DataReader_take_notice(reader.get(), &told)) << told.text;
+    }
+
     DDS_ReturnCode_t write(const Sample &sample, const DDS_SampleInfo *info = nullptr)
     {
         DDS_ErrorText error{};
@@ -249,7 +283,7 @@ TEST_F(Engine, EndsOfInstancesAreToldWithTheirKeys)
     }
 }
 
-TEST_F(Engine, LateJoinerGetsHistory)
+TEST_F(Engine, LateJoinerGetsHistoryAsItWasStamped)
 {
     DDS_EndpointQos qos = reliable();
     qos.durability = DDS_TRANSIENT_LOCAL_DURABILITY;
@@ -257,12 +291,19 @@ TEST_F(Engine, LateJoinerGetsHistory)
     ASSERT_NO_FATAL_FAILURE(connect("Numbers", qos, "Numbers", qos));
     const Sample sample = makeSample(typeNamed("Numbers"));
     for (int32_t i = 0; i < 5; ++i) {
-        writeNumber(sample, i);
+        DDS_SampleInfo info{};
+        info.valid_data = 1;
+        info.source_timestamp = {1000 + i, 123456789};
+        DDS_DynamicData_set_long(sample.get(), "n", i);
+        ASSERT_EQ(DDS_RETCODE_OK, write(sample, &info));
     }
     DDS_ErrorText error{};
     reader.reset(DDS_DataReader_new(near.get(), topic.c_str(), "Type", typeNamed("Numbers"), &qos,
                                     nullptr, nullptr, &error));
-    EXPECT_EQ(2, number(take("Numbers", 3).at(0)));
+    const std::vector<Taken> taken = take("Numbers", 3);
+    EXPECT_EQ(2, number(taken.at(0)));
+    EXPECT_EQ(1002, taken.at(0).info.source_timestamp.sec);
+    EXPECT_EQ(123456789U, taken.at(0).info.source_timestamp.nanosec);
 }
 
 TEST_F(Engine, WhatDoesNotMatchIsNamedOnBothSides)
@@ -384,13 +425,20 @@ TEST_F(Engine, MalformedMessagesAreCountedAndGoodOnesStillCome)
         writeNumber(sample, length);
     }
     EXPECT_EQ("abc", getString(take("Text", 2).at(1).sample, "s"));
-    DDS_ReaderStatistics statistics;
-    DDS_DataReader_get_statistics(reader.get(), &statistics);
-    EXPECT_EQ(2U, statistics.malformed);
-    DDS_ErrorText told{};
-    EXPECT_EQ(1, DDS_DataReader_take_notice(reader.get(), &told));
-    EXPECT_EQ(told.text, std::strstr(told.text, "2 messages were no samples of type Text"));
-    EXPECT_EQ(0, DDS_DataReader_take_notice(reader.get(), &told)) << told.text;
+    expectRefused(2, "2 messages were no samples of type Text");
+
+    // In one packet, and in fragments.
+    ASSERT_NO_FATAL_FAILURE(connect("Text", qos, "Text", qos));
+    const Sample text = makeSample(typeNamed("Text"));
+    for (const size_t more : {size_t{1}, size_t{100000}}) {
+        for (const std::string &start : {std::string(UNKNOWN_ENCAPSULATION), std::string("good")}) {
+            setString(text, "s", start + std::string(more, '.'));
+            ASSERT_EQ(DDS_RETCODE_OK, write(text));
+        }
+    }
+    EXPECT_EQ("good.", getString(take("Text", 2).at(0).sample, "s"));
+    expectRefused(2, "2 messages were no samples of type Text; the last one: Text: encapsulation "
+                     "0x4b1d (of unknown kind) is not supported");
 }
 
 // The engine's one receiving thread waits for room in the full reader. What that has given up is
@@ -470,8 +518,28 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
     std::string why;
     EXPECT_EQ(nullptr, join(85, nullptr, &why));
     EXPECT_NE(std::string::npos, why.find("domain 85 already runs")) << why;
-    EXPECT_EQ(nullptr, join(91, nullptr, &why, "nosuch0"));
-    EXPECT_NE(std::string::npos, why.find("nosuch0")) << why;
+    struct Refused {
+        int32_t domain;
+        const char *interfaces;
+        int32_t multicast;
+        const char *peers, *reason;
+    };
+    for (const Refused &refused :
+         {Refused{-1, nullptr, 0, nullptr, "domain -1 is not between 0 and 230"},
+          {231, nullptr, 0, nullptr, "domain 231 is not"},
+          {91, nullptr, -1, nullptr, "multicast -1 is not between 0 and 2"},
+          {91, nullptr, 3, nullptr, "multicast 3 is not"},
+          {91, "lo,,x", 0, nullptr, "interfaces \"lo,,x\" has an empty entry"},
+          {91, "lo, auto", 0, nullptr, "\"auto\" stands alone"},
+          {91, nullptr, 0, "localhost,", "peers \"localhost,\" has an empty entry"},
+          {91, "no<such>&'\"0", 0, nullptr, "no<such>&'\"0"}}) {
+        DDS_ErrorText error{};
+        const DDS_ParticipantSettings settings{
+            refused.domain, refused.interfaces, refused.multicast, refused.peers, nullptr, nullptr};
+        EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error));
+        EXPECT_NE(nullptr, std::strstr(error.text, refused.reason)) << error.text;
+    }
+    EXPECT_NE(nullptr, join(230, nullptr, nullptr, " 127.0.0.1 "));
     EXPECT_EQ(nullptr, join(91, "<General><Bogus>1</Bogus></General>", &why));
     EXPECT_NE(std::string::npos, why.find("Bogus")) << why;
     for (const char *xml : {"<CycloneDDS><Domain><SharedMemory><Enable>true</Enable></SharedMemory>"

@@ -1,7 +1,10 @@
 /* See engine_entities.h. */
 #include "engine_entities.h"
 
+#include <pthread.h>
 #include <string.h>
+
+#include "packets.h"
 
 #include "dds/dds.h"
 #include "dds/ddsi/ddsi_domaingv.h"
@@ -128,4 +131,34 @@ int qddsdomain_hold(const struct ddsi_sertype *type, const struct QDomainWriterI
     }
     thread_state_asleep(self);
     return changed;
+}
+
+/* What reads from a socket in every domain. */
+static ddsi_tran_read_fn_t read_udp;
+
+static ssize_t read_packet(ddsi_tran_conn_t connection, unsigned char *buffer, size_t room,
+                           bool spurious, ddsi_locator_t *source)
+{
+    const ssize_t size = read_udp(connection, buffer, room, spurious, source);
+    if (size > 0) {
+        qddsdomain_mark_unknown_encapsulations(buffer, (size_t)size);
+    }
+    return size;
+}
+
+void qddsdomain_watch_packets(const struct ddsi_sertype *type)
+{
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    const struct ddsi_domaingv *domain = domain_of(type);
+    struct ddsi_tran_conn *const connections[] = {domain->data_conn_uc, domain->data_conn_mc};
+    pthread_mutex_lock(&mutex);
+    for (size_t i = 0; i < sizeof connections / sizeof connections[0]; ++i) {
+        struct ddsi_tran_conn *connection = connections[i];
+        if (connection != NULL && !connection->m_stream && connection->m_read_fn != read_packet &&
+            (read_udp == NULL || read_udp == connection->m_read_fn)) {
+            read_udp = connection->m_read_fn;
+            connection->m_read_fn = read_packet;
+        }
+    }
+    pthread_mutex_unlock(&mutex);
 }

@@ -88,6 +88,34 @@ bool sharesRepresentation(const dds_qos_t *offered, const dds_qos_t *asked)
     return std::find(accepted.begin(), accepted.end(), all(offered).front()) != accepted.end();
 }
 
+bool livelinessFits(const dds_qos_t *offered, const dds_qos_t *asked)
+{
+    struct Liveliness {
+        dds_liveliness_kind_t kind = DDS_LIVELINESS_AUTOMATIC;
+        dds_duration_t lease = DDS_INFINITY;
+    };
+    Liveliness there;
+    Liveliness wanted;
+    (void)dds_qget_liveliness(offered, &there.kind, &there.lease);
+    (void)dds_qget_liveliness(asked, &wanted.kind, &wanted.lease);
+    return there.kind >= wanted.kind && there.lease <= wanted.lease;
+}
+
+bool presentationFits(const dds_qos_t *offered, const dds_qos_t *asked)
+{
+    struct Presentation {
+        dds_presentation_access_scope_kind_t scope = DDS_PRESENTATION_INSTANCE;
+        bool coherent = false;
+        bool ordered = false;
+    };
+    Presentation there;
+    Presentation wanted;
+    (void)dds_qget_presentation(offered, &there.scope, &there.coherent, &there.ordered);
+    (void)dds_qget_presentation(asked, &wanted.scope, &wanted.coherent, &wanted.ordered);
+    return there.scope >= wanted.scope && there.coherent >= wanted.coherent &&
+           there.ordered >= wanted.ordered;
+}
+
 // The policies of a writer and a reader that do not go together.
 std::vector<uint32_t> differences(const dds_qos_t *offered, const dds_qos_t *asked)
 {
@@ -100,7 +128,7 @@ std::vector<uint32_t> differences(const dds_qos_t *offered, const dds_qos_t *ask
         uint32_t policy;
         bool fits;
     };
-    const std::array<Check, 7> checks = {
+    const std::array<Check, 9> checks = {
         {{DDS_RELIABILITY_QOS_POLICY_ID, reliabilityOf(offered) >= reliabilityOf(asked)},
          {DDS_DURABILITY_QOS_POLICY_ID, DURABILITY(offered, DDS_DURABILITY_VOLATILE) >=
                                             DURABILITY(asked, DDS_DURABILITY_VOLATILE)},
@@ -112,6 +140,8 @@ std::vector<uint32_t> differences(const dds_qos_t *offered, const dds_qos_t *ask
          {DDS_DESTINATIONORDER_QOS_POLICY_ID,
           ORDER(offered, DDS_DESTINATIONORDER_BY_RECEPTION_TIMESTAMP) >=
               ORDER(asked, DDS_DESTINATIONORDER_BY_RECEPTION_TIMESTAMP)},
+         {DDS_LIVELINESS_QOS_POLICY_ID, livelinessFits(offered, asked)},
+         {DDS_PRESENTATION_QOS_POLICY_ID, presentationFits(offered, asked)},
          {DDS_DATA_REPRESENTATION_QOS_POLICY_ID, sharesRepresentation(offered, asked)}}};
     std::vector<uint32_t> found;
     for (const Check &check : checks) {

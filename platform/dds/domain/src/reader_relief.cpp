@@ -13,9 +13,9 @@ namespace {
 
 // How long the engine waits before it tries a full reader again: the owner's time to take.
 constexpr std::chrono::milliseconds PATIENCE{10};
-// Samples that threads of the engine may have in hand when a reader's writers are held. They must
-// get in before those threads can do anything else.
-constexpr uint64_t MOST_IN_FLIGHT = 4096;
+// Samples that threads of the engine may have in hand when a reader's writers are held, in its
+// queues of 128 and 256. They must get in before those threads can do anything else.
+constexpr uint64_t MOST_IN_FLIGHT = 512;
 
 std::vector<WriterId> remoteWriters(const DDS_DataReader &reader)
 {
@@ -35,14 +35,12 @@ std::vector<WriterId> remoteWriters(const DDS_DataReader &reader)
 // readers get their turn.
 void absorb(DDS_DataReader &reader)
 {
-    auto budget = static_cast<uint64_t>(reader.maxSamples);
-    while (budget > 0) {
+    for (auto budget = static_cast<uint64_t>(reader.maxSamples); budget > 0;) {
         const bool beyond = reader.aheadBytes >= MOST_AHEAD;
-        const uint64_t most = beyond ? MOST_IN_FLIGHT - reader.inFlight : budget;
+        const uint64_t most = beyond ? MOST_IN_FLIGHT - reader.inFlight : Block::SIZE;
+        const auto wanted = static_cast<uint32_t>(std::min<uint64_t>({most, budget, Block::SIZE}));
         auto block = std::make_unique<Block>();
-        if (most == 0 ||
-            fetch(reader, *block,
-                  static_cast<uint32_t>(std::min<uint64_t>({most, budget, Block::SIZE}))) <= 0) {
+        if (wanted == 0 || fetch(reader, *block, wanted) <= 0) {
             return;
         }
         budget -= block->count;

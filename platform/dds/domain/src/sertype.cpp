@@ -7,6 +7,8 @@
 
 #include "dds/ddsrt/heap.h"
 
+#include "packets.h"
+
 namespace qddsdomain {
 
 namespace {
@@ -117,6 +119,7 @@ Topic makeTopic(dds_entity_t participant, TopicRequest request)
         ddsi_sertype_unref(type);
         return topic;
     }
+    qddsdomain_watch_packets(type);
     topic.type = type;
     topic.arrivals = type->arrivals;
     return topic;

@@ -2,6 +2,7 @@
 #include "wire_payload.h"
 
 #include "error_text.h"
+#include "packets.h"
 
 namespace qddsdomain {
 
@@ -35,7 +36,11 @@ bool openPayload(const DDS_TypeCode &type, const uint8_t *payload, size_t length
         setError(error, "%s: a payload of %zu bytes has no encapsulation header", name, length);
         return false;
     }
-    const unsigned id = payload[0] * 256U + payload[1];
+    unsigned id = payload[0] * 256U + payload[1];
+    const unsigned options = payload[2] * 256U + payload[3];
+    if (id == QDOMAIN_MARKED && options > PADDING_BITS) {
+        id = options; // the engine would not have let it through
+    }
     const auto even = static_cast<Encapsulation>(id & ~1U);
     if (even != Encapsulation::cdrBe && even != Encapsulation::cdr2Be &&
         even != Encapsulation::delimitedCdr2Be) {

@@ -164,10 +164,7 @@ dds_return_t forward(DDS_DataWriter &self, ddsi_serdata *message)
     retain(message);
     dds_return_t code = dds_forwardcdr(self.entity.get(), message);
     const int64_t end = code == engine::TIMEOUT ? endOf(self.timeout - self.slice) : 0;
-    while (code == engine::TIMEOUT) {
-        if (self.slice == self.timeout || restUntil(self, end) <= 0) {
-            break;
-        }
+    while (code == engine::TIMEOUT && self.slice < self.timeout && restUntil(self, end) > 0) {
         retain(message);
         code = dds_forwardcdr(self.entity.get(), message);
     }

@@ -41,8 +41,8 @@ struct DDS_EndpointQos {
      * as many as `historyDepth` says. */
     int32_t durableDepth;
     /** Readers: the most samples kept until they are taken, above which a reliable writer is held
-     * up (and a best-effort sample dropped); 0 is no limit. While a reliable reader is full the
-     * process receives nothing else in that domain, but for what a waiting writer needs. */
+     * up (and a best-effort sample dropped); 0 is no limit. A reliable reader that stays full keeps
+     * up to 32 MiB of samples more, so that nobody waits for it but its writers. */
     int32_t maxSamples;
     /** Longest time between two samples of an instance. */
     int64_t deadline;
