@@ -248,3 +248,10 @@ void FerryAdapter_dds_create_stop_by(QEL_FerrionAdapterPlugin *plugin,
 {
     ferrydds::of(plugin).stop.by(deadline);
 }
+
+const QEL_FerrionProperties *
+FerryAdapter_dds_create_stream_properties(QEL_FerrionStreamReader *,
+                                          const QEL_FerrionStreamInfo *lent) noexcept
+{
+    return ferrydds::DiscoveryReader::propertiesOf(*lent);
+}

@@ -17,6 +17,12 @@ FerryAdapter_dds_create(const QEL_FerrionProperties *properties,
 FERRYJNI_API void FerryAdapter_dds_create_stop_by(QEL_FerrionAdapterPlugin *plugin,
                                                   int64_t deadline) FERRYJNI_NOEXCEPT;
 
+/** What an announced stream's endpoints run with, see QEL_FerrionAdapterPlugin_StreamPropertiesFn.
+ */
+FERRYJNI_API const QEL_FerrionProperties *
+FerryAdapter_dds_create_stream_properties(QEL_FerrionStreamReader *reader,
+                                          const QEL_FerrionStreamInfo *lent) FERRYJNI_NOEXCEPT;
+
 FERRYJNI_END
 
 #endif

@@ -6,74 +6,53 @@
 namespace ferrydds {
 namespace {
 
-char *copyOf(const std::string &text)
-{
-    char *copy = DDS_String_dup(text.c_str());
-    if (copy == nullptr) {
-        throw std::bad_alloc();
-    }
-    return copy;
-}
-
 /// A stream without a type can still be used by a host that knows the type by its name, so this is
 /// no error.
 void warnOfMissingType(const StreamNews &news)
 {
     warn("FerryAdapter_dds_discovery",
-         "topic '" + news.topic + "' is announced without a type: " + news.typeProblem);
+         "topic '" + news.key.first + "' is announced without a type: " + news.typeProblem);
 }
 
 } // namespace
 
-class DiscoveryReader::Lent {
+/// The host gets the base class, whose texts are those of the news.
+class DiscoveryReader::Lent : public QEL_FerrionStreamInfo {
 public:
-    explicit Lent(const StreamNews &news)
+    explicit Lent(StreamNews news) : QEL_FerrionStreamInfo{}, news_(std::move(news))
     {
-        partition_.reserve(news.partitions.size());
-        try {
-            stream.disposed = news.disposed ? 1 : 0;
-            stream.streamName = copyOf(news.topic);
-            stream.typeName = copyOf(news.typeName);
-            stream.typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
-            stream.typeRepresentation = const_cast<DDS_TypeCode *>(news.type);
-            for (const std::string &name : news.partitions) {
-                partition_.push_back(copyOf(name));
-            }
-        } catch (...) {
-            release();
-            throw;
+        disposed = news_.disposed ? 1 : 0;
+        streamName = news_.key.first.data();
+        typeName = news_.typeName.data();
+        typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
+        typeRepresentation = const_cast<DDS_TypeCode *>(news_.type);
+        for (std::string &name : news_.key.second) {
+            partitions_.push_back(name.data());
         }
-        const auto length = static_cast<std::int32_t>(partition_.size());
-        stream.partition = {partition_.empty() ? nullptr : partition_.data(), length, length};
+        const auto length = static_cast<std::int32_t>(partitions_.size());
+        partition = {partitions_.data(), length, length};
+        for (auto &[name, value] : news_.properties) {
+            pairs_.push_back({name.data(), value.data()});
+        }
+        properties = {pairs_.data(), static_cast<std::int32_t>(pairs_.size())};
         info.valid_data = 1;
         info.sample_state = DDS_NOT_READ_SAMPLE_STATE;
-        info.view_state = news.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
+        info.view_state = news_.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
         info.instance_state =
-            news.disposed ? DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE : DDS_ALIVE_INSTANCE_STATE;
+            news_.disposed ? DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE : DDS_ALIVE_INSTANCE_STATE;
         info.source_timestamp = {-1, 0};
         info.reception_timestamp = {-1, 0};
-    }
-    ~Lent()
-    {
-        release();
     }
     Lent(const Lent &) = delete;
     Lent &operator=(const Lent &) = delete;
 
-    QEL_FerrionStreamInfo stream{};
     DDS_SampleInfo info{};
+    QEL_FerrionProperties properties{};
 
 private:
-    void release()
-    {
-        DDS_String_free(stream.streamName);
-        DDS_String_free(stream.typeName);
-        for (char *name : partition_) {
-            DDS_String_free(name);
-        }
-    }
-
-    std::vector<char *> partition_;
+    StreamNews news_;
+    std::vector<char *> partitions_;
+    std::vector<QEL_FerrionNameValue> pairs_;
 };
 
 DiscoveryReader::DiscoveryReader(Direction direction,
@@ -105,12 +84,12 @@ Loan DiscoveryReader::read(QEL_FerrionEnvironment *)
     if (!loan_.empty()) {
         throw Failure("discovery reader: the last loan has not been returned");
     }
-    for (const StreamNews &news : watch_.load()->takeNews(direction_)) {
+    for (StreamNews &news : watch_.load()->takeNews(direction_)) {
         if (news.type == nullptr && !news.disposed && !news.typeProblem.empty()) {
             warnOfMissingType(news);
         }
-        loan_.push_back(std::make_unique<Lent>(news));
-        streams_.push_back(&loan_.back()->stream);
+        loan_.push_back(std::make_unique<Lent>(std::move(news)));
+        streams_.push_back(static_cast<QEL_FerrionStreamInfo *>(loan_.back().get()));
         infos_.push_back(&loan_.back()->info);
     }
     if (loan_.empty()) {
@@ -124,6 +103,11 @@ void DiscoveryReader::returnLoan()
     streams_.clear();
     infos_.clear();
     loan_.clear();
+}
+
+const QEL_FerrionProperties *DiscoveryReader::propertiesOf(const QEL_FerrionStreamInfo &lent)
+{
+    return &static_cast<const Lent &>(lent).properties;
 }
 
 void DiscoveryReader::update(const QEL_FerrionProperties *properties)

@@ -26,8 +26,12 @@ public:
     void returnLoan() override;
     void update(const QEL_FerrionProperties *properties) override;
 
+    /// What the endpoints of a stream that this reader has lent run with; valid as long as the
+    /// loan.
+    static const QEL_FerrionProperties *propertiesOf(const QEL_FerrionStreamInfo &lent);
+
 private:
-    /// One lent element; its strings are those of the platform.
+    /// One lent element.
     class Lent;
 
     const Direction direction_;

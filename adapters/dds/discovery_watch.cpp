@@ -9,7 +9,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-/// Writers of one topic that are there together are found within milliseconds of each other.
+/// Endpoints of one topic that are there together are found within milliseconds of each other.
 constexpr std::chrono::milliseconds moment{100};
 
 } // namespace
@@ -62,23 +62,35 @@ void DiscoveryWatch::pump()
         if (endpoint == nullptr) {
             return;
         }
-        (endpoint->isWriter != 0 ? inputs_ : outputs_).apply(kind, *endpoint);
+        tableOf(endpoint->isWriter != 0 ? Direction::input : Direction::output)
+            .apply(kind, *endpoint);
     }
 }
 
 std::vector<StreamNews> DiscoveryWatch::takeNews(Direction direction)
 {
+    if (anyNewWhileYoung(direction)) {
+        std::this_thread::sleep_for(moment);
+    }
     const std::lock_guard<std::mutex> lock(mutex_);
     pump();
-    return (direction == Direction::input ? inputs_ : outputs_).takeNews();
+    return tableOf(direction).takeNews();
 }
 
-Offer DiscoveryWatch::offerNow(const std::string &topic, Clock::time_point &settled)
+bool DiscoveryWatch::anyNewWhileYoung(Direction direction)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    pump();
+    return Clock::now() < settled_ && tableOf(direction).anyNew();
+}
+
+std::optional<DDS_DiscoveredQos> DiscoveryWatch::offerNow(const std::string &topic,
+                                                          Clock::time_point &settled)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     pump();
     settled = settled_;
-    return inputs_.offerOf(topic);
+    return inputs_.qosOf(topic);
 }
 
 std::uint64_t DiscoveryWatch::eventCount()
@@ -87,18 +99,18 @@ std::uint64_t DiscoveryWatch::eventCount()
     return events_;
 }
 
-Offer DiscoveryWatch::writersOffer(const std::string &topic)
+std::optional<DDS_DiscoveredQos> DiscoveryWatch::writersOffer(const std::string &topic)
 {
     start();
     Clock::time_point settled;
     for (;;) {
         // Counted before the look, so that what comes in between is not slept over.
         const std::uint64_t seen = eventCount();
-        const Offer offer = offerNow(topic, settled);
+        const std::optional<DDS_DiscoveredQos> offer = offerNow(topic, settled);
         if (Clock::now() >= settled) {
             return offer;
         }
-        if (offer.any) {
+        if (offer) {
             break;
         }
         std::unique_lock<std::mutex> lock(eventMutex_);

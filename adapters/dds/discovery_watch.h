@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,13 +16,6 @@
 #include "stream_table.h"
 
 namespace ferrydds {
-
-enum class Direction {
-    /// Topics with remote writers.
-    input,
-    /// Topics with remote readers.
-    output
-};
 
 class DiscoveryWatch {
 public:
@@ -36,17 +30,25 @@ public:
     /// Begins to watch; does nothing when it has begun. Throws Failure.
     void start();
 
-    /// What has changed since the last call for that direction.
+    /// What has changed since the last call for that direction. While the watch is young a call
+    /// that finds new streams takes a moment longer: what is there together is told together.
     std::vector<StreamNews> takeNews(Direction direction);
 
-    /// What the topic's remote writers offer. Starts the watch; one that has not run for the type
-    /// timeout yet gets the rest of it to find a first writer, and a moment more for others.
-    Offer writersOffer(const std::string &topic);
+    /// What all of the topic's remote writers offer; nothing when there are none. Starts the watch;
+    /// one that has not run for the type timeout yet gets the rest of it to find a first writer,
+    /// and a moment more for others.
+    std::optional<DDS_DiscoveredQos> writersOffer(const std::string &topic);
 
 private:
     static void onEvent(void *self);
     void pump();
-    Offer offerNow(const std::string &topic, std::chrono::steady_clock::time_point &settled);
+    std::optional<DDS_DiscoveredQos> offerNow(const std::string &topic,
+                                              std::chrono::steady_clock::time_point &settled);
+    bool anyNewWhileYoung(Direction direction);
+    StreamTable &tableOf(Direction direction)
+    {
+        return direction == Direction::input ? inputs_ : outputs_;
+    }
     std::uint64_t eventCount();
 
     const Participant participant_;
@@ -56,8 +58,8 @@ private:
     std::mutex mutex_;
     /// Guarded by mutex_, like the tables and the time.
     Owned<DDS_Discovery> discovery_;
-    StreamTable inputs_;
-    StreamTable outputs_;
+    StreamTable inputs_{Direction::input};
+    StreamTable outputs_{Direction::output};
     std::chrono::steady_clock::time_point settled_;
 
     /// The engine's thread takes this one alone, and nobody calls the engine while holding it.

@@ -5,6 +5,9 @@
 namespace ferrydds {
 namespace {
 
+/// Samples of each instance that are kept for late readers because a peer keeps as many.
+constexpr long mostDurable = 1000;
+
 std::string ownerOf(Place place, const QEL_FerrionStreamInfo &stream)
 {
     const std::string name = stream.streamName == nullptr ? "" : stream.streamName;
@@ -25,15 +28,16 @@ const DDS_TypeCode *typeOf(const std::string &owner, const QEL_FerrionStreamInfo
 }
 
 /// The stream's own property, its session's, the announcement's, the connection's: the first that
-/// says something.
+/// says something. What was announced elsewhere comes after the connection's.
 std::vector<std::string> partitionsOf(const Settings &settings, const Connection &connection,
-                                      const QEL_FerrionStreamInfo &stream)
+                                      const QEL_FerrionStreamInfo &stream, bool elsewhere)
 {
     if (settings.given(Setting::partitions)) {
         return settings.list(Setting::partitions);
     }
+    const bool said = connection.settings().given(Setting::partitions);
     const QEL_FerrionStringSeq &announced = stream.partition;
-    if (announced.buffer == nullptr || announced.length <= 0) {
+    if (announced.buffer == nullptr || announced.length <= 0 || (elsewhere && said)) {
         return connection.settings().list(Setting::partitions);
     }
     std::vector<std::string> names;
@@ -52,7 +56,8 @@ Endpoint::Endpoint(Place place, Connection &connection, const Session &session,
       type_(typeOf(settings.owner(), stream)),
       keyed_(DDS_TypeCode_is_keyed(DDS_TypeCode_resolve(type_)) != 0),
       topic_(settings.text(Setting::topic)), typeName_(settings.text(Setting::typeName)),
-      partitions_(partitionsOf(settings, connection, stream))
+      partitions_(partitionsOf(settings, connection, stream,
+                               Announced(properties).isElsewhere(place == onReader)))
 {
     if (topic_.empty()) {
         topic_ = stream.streamName == nullptr ? "" : stream.streamName;
@@ -60,15 +65,20 @@ Endpoint::Endpoint(Place place, Connection &connection, const Session &session,
     if (topic_.empty()) {
         throw Failure(settings.owner() + ": it has no name, and property 'topic' says none");
     }
-    settle(connection);
-    checkRules();
+    const Announced announced(properties);
+    settle(place, connection, announced);
+    checkRules(announced);
 }
 
-/// Combinations that would do nothing, or not what was meant.
-void Endpoint::checkRules() const
+/// Combinations that would do nothing, or not what was meant. What is said for every stream that a
+/// rule may find need not make sense for each.
+void Endpoint::checkRules(const Announced &announced) const
 {
     if (settings.given(Setting::depth) && !settings.is(Setting::history, "keep_last")) {
         throw Failure(owner() + ": property 'depth' needs 'history' to be keep_last");
+    }
+    if (announced.any()) {
+        return;
     }
     if (settings.given(Setting::ownershipStrength) &&
         !settings.is(Setting::ownership, "exclusive")) {
@@ -76,23 +86,79 @@ void Endpoint::checkRules() const
                       ": property 'ownership_strength' needs 'ownership' to be exclusive");
     }
     if (settings.given(Setting::durableDepth) &&
-        !(transientLocal_ && settings.is(Setting::history, "keep_all"))) {
+        !(transientLocal() && settings.is(Setting::history, "keep_all"))) {
         throw Failure(owner() + ": property 'durable_depth' needs 'durability' to be "
                                 "transient_local and 'history' to be keep_all");
     }
 }
 
-void Endpoint::settle(Connection &connection)
+/// Puts in place what is automatic: settings that say so, and, where the stream was announced,
+/// those that say nothing.
+void Endpoint::settle(Place place, Connection &connection, const Announced &announced)
 {
-    const bool anyReliability = settings.is(Setting::reliability, "auto");
-    const bool anyDurability = settings.is(Setting::durability, "auto");
-    reliable_ = settings.is(Setting::reliability, "reliable");
-    transientLocal_ = settings.is(Setting::durability, "transient_local");
-    if (anyReliability || anyDurability) {
-        const Offer offer = connection.watch().writersOffer(topic_);
-        reliable_ = anyReliability ? !offer.any || offer.reliable : reliable_;
-        transientLocal_ = anyDurability ? offer.any && offer.transientLocal : transientLocal_;
+    const bool reader = place == onReader;
+    const auto open = [&](Setting setting) {
+        return settings.automatic(setting) || (announced.any() && !settings.given(setting));
+    };
+    const auto settle = [&](Setting setting) {
+        if (open(setting)) {
+            const char *const name = Settings::name(setting);
+            settings.settle(setting, reader ? valueForReader(connection, announced, name)
+                                            : announced.find(name));
+        }
+    };
+    settle(Setting::reliability);
+    settle(Setting::durability);
+    settle(Setting::ownership);
+    if (!reader) {
+        settle(Setting::deadline);
+        settle(Setting::lifespan);
+        if (settings.is(Setting::ownership, "exclusive")) {
+            settle(Setting::ownershipStrength);
+        }
+        if (transientLocal() && settings.is(Setting::history, "keep_all") &&
+            !settings.given(Setting::durableDepth)) {
+            settings.settle(Setting::durableDepth, bounded(announced.find("durable_depth")));
+        }
     }
+    const auto partitions = announced.find(Settings::name(Setting::partitions));
+    exactPartitions_ =
+        !settings.given(Setting::partitions) && partitions && *partitions == joined(partitions_);
+}
+
+/// A peer may keep as much as it likes for late readers; what this process keeps, its user says.
+std::optional<std::string> Endpoint::bounded(std::optional<std::string> depth) const
+{
+    if (!depth || (*depth != "all" && std::stol(*depth) <= mostDurable)) {
+        return depth;
+    }
+    warn("FerryAdapter_dds_create",
+         owner() + ": the announced writers keep " + (*depth == "all" ? "every" : *depth) +
+             (*depth == "all" ? " sample" : " samples of each instance") +
+             " for late readers; this writer keeps " + std::to_string(mostDurable) +
+             " of each instance (durable_depth)");
+    return std::to_string(mostDurable);
+}
+
+/// What the announced writers offer; else what the topic's writers do that are known by now; else
+/// what the announced readers, which are at the other end, ask for.
+std::optional<std::string>
+Endpoint::valueForReader(Connection &connection, const Announced &announced, const char *name) const
+{
+    const std::optional<std::string> told = announced.find(name);
+    if (told && announced.ofWriters()) {
+        return told;
+    }
+    const std::optional<DDS_DiscoveredQos> offer = connection.watch().writersOffer(topic_);
+    if (!offer) {
+        return told;
+    }
+    for (const auto &[known, value] : propertiesOf(*offer, {}, Direction::input)) {
+        if (known == name) {
+            return value;
+        }
+    }
+    return std::nullopt;
 }
 
 DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
@@ -100,8 +166,8 @@ DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
     const auto number = [&](Setting s) { return static_cast<std::int32_t>(settings.number(s)); };
     const auto flag = [&](Setting s, const char *word) { return settings.is(s, word) ? 1 : 0; };
     DDS_EndpointQos qos{};
-    qos.reliable = reliable_ ? 1 : 0;
-    qos.durability = transientLocal_ ? DDS_TRANSIENT_LOCAL_DURABILITY : DDS_VOLATILE_DURABILITY;
+    qos.reliable = reliable() ? 1 : 0;
+    qos.durability = transientLocal() ? DDS_TRANSIENT_LOCAL_DURABILITY : DDS_VOLATILE_DURABILITY;
     qos.historyDepth = settings.is(Setting::history, "keep_last") ? number(Setting::depth) : 0;
     qos.durableDepth = qos.historyDepth == 0 ? number(Setting::durableDepth) : 0;
     qos.maxSamples = number(Setting::maxSamples);
@@ -112,6 +178,7 @@ DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
     qos.ownershipStrength = number(Setting::ownershipStrength);
     qos.autodispose = flag(Setting::autodispose, "true");
     qos.partitions = partitions.get();
+    qos.exactPartitions = exactPartitions_ ? 1 : 0;
     // The engine's own code generator lets types that may evolve go in XCDR2 only.
     const bool second = settings.is(Setting::representation, "auto")
                             ? DDS_TypeCode_holds_appendable(type_) != 0

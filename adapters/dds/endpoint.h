@@ -2,12 +2,15 @@
 #ifndef FERRYADAPTER_DDS_ENDPOINT_H
 #define FERRYADAPTER_DDS_ENDPOINT_H
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "connection.h"
 #include "dds_objects.h"
 #include "session.h"
 #include "settings.h"
+#include "stream_qos.h"
 
 namespace ferrydds {
 
@@ -43,11 +46,11 @@ public:
     }
     bool reliable() const
     {
-        return reliable_;
+        return settings.is(Setting::reliability, "reliable");
     }
     bool transientLocal() const
     {
-        return transientLocal_;
+        return settings.is(Setting::durability, "transient_local");
     }
     bool keyed() const
     {
@@ -63,16 +66,18 @@ public:
     Settings settings;
 
 private:
-    void settle(Connection &connection);
-    void checkRules() const;
+    void settle(Place place, Connection &connection, const Announced &announced);
+    std::optional<std::string> valueForReader(Connection &connection, const Announced &announced,
+                                              const char *name) const;
+    std::optional<std::string> bounded(std::optional<std::string> depth) const;
+    void checkRules(const Announced &announced) const;
 
     const DDS_TypeCode *type_;
     bool keyed_;
     std::string topic_;
     std::string typeName_;
     std::vector<std::string> partitions_;
-    bool reliable_ = true;
-    bool transientLocal_ = false;
+    bool exactPartitions_ = false;
 };
 
 } // namespace ferrydds

@@ -26,7 +26,7 @@ struct Row {
     const char *fallback;
     std::int64_t low;
     std::int64_t high;
-    /// Words of a choice, separated by blanks; one behind a '+' is for readers only.
+    /// Words of a choice, separated by blanks.
     const char *words;
     bool changeable;
 };
@@ -44,13 +44,13 @@ constexpr Row table[] = {
     {"partitions", onConnection | stream, Kind::text, "", 0, 0, "", false},
     {"topic", stream, Kind::text, "", 0, 0, "", false},
     {"type_name", stream, Kind::text, "", 0, 0, "", false},
-    {"reliability", stream, Kind::choice, "reliable", 0, 0, "reliable best_effort +auto", false},
-    {"durability", stream, Kind::choice, "volatile", 0, 0, "volatile transient_local +auto", false},
+    {"reliability", stream, Kind::choice, "reliable", 0, 0, "reliable best_effort auto", false},
+    {"durability", stream, Kind::choice, "volatile", 0, 0, "volatile transient_local auto", false},
     {"history", stream, Kind::choice, "keep_all", 0, 0, "keep_all keep_last", false},
     {"depth", stream, Kind::whole, "1", 1, most, "", false},
     {"durable_depth", onWriter, Kind::wholeOrAll, "1", 1, most, "", false},
     {"deadline", stream, Kind::duration, "0s", 0, longest, "", false},
-    {"ownership", stream, Kind::choice, "shared", 0, 0, "shared exclusive", false},
+    {"ownership", stream, Kind::choice, "shared", 0, 0, "shared exclusive auto", false},
     {"match", stream, Kind::choice, "type", 0, 0, "type name", false},
     {"ignore_local", stream, Kind::choice, "process", 0, 0, "process participant none", false},
     {"max_samples", onReader, Kind::whole, "8192", 0, most, "", false},
@@ -113,17 +113,13 @@ std::string unknownName(Place place, const std::string &name)
     return hint + " (known: " + (known.empty() ? "none" : known) + ")";
 }
 
-std::vector<std::string> wordsOf(const Row &row, unsigned place)
+std::vector<std::string> wordsOf(const Row &row)
 {
     std::vector<std::string> words;
     const std::string all = row.words;
     for (std::size_t at = 0; at < all.size();) {
         const std::size_t end = std::min(all.find(' ', at), all.size());
-        const bool readersOnly = all[at] == '+';
-        if (!readersOnly || (place & onReader) != 0) {
-            words.push_back(
-                all.substr(at + (readersOnly ? 1 : 0), end - at - (readersOnly ? 1 : 0)));
-        }
+        words.push_back(all.substr(at, end - at));
         at = end + 1;
     }
     return words;
@@ -156,13 +152,13 @@ std::optional<std::int64_t> parseDuration(const std::string &text)
     return std::llround(value * factor);
 }
 
-bool fits(const Row &row, unsigned place, const std::string &value)
+bool fits(const Row &row, const std::string &value)
 {
     switch (row.kind) {
     case Kind::text:
         return true;
     case Kind::choice: {
-        const std::vector<std::string> words = wordsOf(row, place);
+        const std::vector<std::string> words = wordsOf(row);
         return std::find(words.begin(), words.end(), value) != words.end();
     }
     case Kind::wholeOrAll:
@@ -178,7 +174,7 @@ bool fits(const Row &row, unsigned place, const std::string &value)
     return number && *number >= row.low && *number <= row.high;
 }
 
-std::string expectation(const Row &row, unsigned place)
+std::string expectation(const Row &row)
 {
     if (row.kind == Kind::whole || row.kind == Kind::wholeOrAll) {
         return "a whole number from " + std::to_string(row.low) + " to " +
@@ -189,7 +185,7 @@ std::string expectation(const Row &row, unsigned place)
                std::to_string(row.high / nanosecondsPerHour) + "h";
     }
     std::string all;
-    for (const std::string &word : wordsOf(row, place)) {
+    for (const std::string &word : wordsOf(row)) {
         all += (all.empty() ? "one of " : ", ") + word;
     }
     return all;
@@ -254,9 +250,9 @@ void Settings::take(const std::string &name, const std::string &value)
 void Settings::refuse(std::size_t index, const std::string &value) const
 {
     const Row &row = table[index];
-    if (!fits(row, place_, value)) {
+    if (!fits(row, value)) {
         throw Failure(owner_ + ": property '" + row.name + "' is '" + value + "', expected " +
-                      expectation(row, place_));
+                      expectation(row));
     }
 }
 
@@ -278,6 +274,11 @@ void Settings::update(const QEL_FerrionProperties *properties)
         }
     }
     values_ = updated.values_;
+}
+
+const char *Settings::name(Setting setting)
+{
+    return table[static_cast<std::size_t>(setting)].name;
 }
 
 std::string Settings::text(Setting setting) const

@@ -87,6 +87,17 @@ public:
         return values_[static_cast<std::size_t>(setting)].has_value();
     }
     std::string text(Setting setting) const;
+    /// Whether the word is "auto".
+    bool automatic(Setting setting) const
+    {
+        return is(setting, "auto");
+    }
+    /// Puts in what an automatic setting has turned out to be; nothing is the default.
+    void settle(Setting setting, std::optional<std::string> value)
+    {
+        values_[static_cast<std::size_t>(setting)] = std::move(value);
+    }
+    static const char *name(Setting setting);
     bool is(Setting setting, const char *word) const
     {
         return text(setting) == word;

@@ -7,107 +7,131 @@ namespace {
 
 bool sameStream(const StreamNews &a, const StreamNews &b)
 {
-    return a.typeName == b.typeName && a.type == b.type && a.partitions == b.partitions;
+    return a.typeName == b.typeName && a.type == b.type && a.properties == b.properties;
+}
+
+StreamKey keyOf(const DDS_DiscoveredEndpoint &endpoint)
+{
+    StreamKey key{endpoint.topic, {}};
+    for (std::int32_t i = 0; i < endpoint.partitions.length; ++i) {
+        key.second.emplace_back(endpoint.partitions.buffer[i]);
+    }
+    return key;
 }
 
 } // namespace
 
-StreamTable::Endpoint StreamTable::copyOf(const DDS_DiscoveredEndpoint &endpoint)
+void StreamTable::put(const StreamKey &key, Endpoint endpoint)
 {
-    Endpoint copy{};
-    std::copy_n(endpoint.guid, copy.guid.size(), copy.guid.begin());
-    copy.typeName = endpoint.typeName == nullptr ? "" : endpoint.typeName;
-    copy.type = endpoint.type;
-    copy.typeProblem = endpoint.typeProblem == nullptr ? "" : endpoint.typeProblem;
-    for (std::int32_t i = 0; i < endpoint.partitions.length; ++i) {
-        const char *name = endpoint.partitions.buffer[i];
-        copy.partitions.emplace_back(name == nullptr ? "" : name);
+    Endpoints &endpoints = streams_[key];
+    const auto known = std::find_if(endpoints.begin(), endpoints.end(),
+                                    [&](const Endpoint &e) { return e.guid == endpoint.guid; });
+    places_[endpoint.guid] = key;
+    if (known == endpoints.end()) {
+        endpoints.push_back(std::move(endpoint));
+    } else {
+        *known = std::move(endpoint);
     }
-    copy.reliable = endpoint.reliable != 0;
-    copy.transientLocal = endpoint.durability == DDS_TRANSIENT_LOCAL_DURABILITY;
-    return copy;
+    changed_.insert(key);
 }
 
+void StreamTable::drop(const StreamKey &key, const Guid &guid)
+{
+    Endpoints &endpoints = streams_[key];
+    endpoints.erase(std::remove_if(endpoints.begin(), endpoints.end(),
+                                   [&](const Endpoint &e) { return e.guid == guid; }),
+                    endpoints.end());
+    if (endpoints.empty()) {
+        streams_.erase(key);
+    }
+    places_.erase(guid);
+    changed_.insert(key);
+}
+
+/// An endpoint that changes its partitions goes from one stream to another.
 void StreamTable::apply(DDS_DiscoveryEventKind kind, const DDS_DiscoveredEndpoint &endpoint)
 {
-    Endpoint copy = copyOf(endpoint);
-    Endpoints &endpoints = topics_[endpoint.topic];
-    const auto known = std::find_if(endpoints.begin(), endpoints.end(),
-                                    [&](const Endpoint &e) { return e.guid == copy.guid; });
+    Endpoint copy{{},
+                  endpoint.typeName == nullptr ? "" : endpoint.typeName,
+                  endpoint.type,
+                  endpoint.typeProblem == nullptr ? "" : endpoint.typeProblem,
+                  endpoint.qos};
+    std::copy_n(endpoint.guid, copy.guid.size(), copy.guid.begin());
+    const StreamKey key = keyOf(endpoint);
+    const auto place = places_.find(copy.guid);
+    if (place != places_.end() && (kind == DDS_ENDPOINT_GONE || place->second != key)) {
+        drop(StreamKey(place->second), copy.guid);
+    }
     if (kind != DDS_ENDPOINT_GONE) {
-        if (known == endpoints.end()) {
-            endpoints.push_back(std::move(copy));
-        } else {
-            *known = std::move(copy);
-        }
-    } else if (known != endpoints.end()) {
-        endpoints.erase(known);
+        put(key, std::move(copy));
     }
-    if (endpoints.empty()) {
-        topics_.erase(endpoint.topic);
-    }
-    changed_.insert(endpoint.topic);
 }
 
-StreamNews StreamTable::summaryOf(const std::string &topic, const Endpoints &endpoints)
+StreamNews StreamTable::summaryOf(const StreamKey &key, const Endpoints &endpoints) const
 {
     const auto typed = std::find_if(endpoints.begin(), endpoints.end(),
                                     [](const Endpoint &e) { return e.type != nullptr; });
     const Endpoint &speaker = typed == endpoints.end() ? endpoints.front() : *typed;
+    DDS_DiscoveredQos common = endpoints.front().qos;
+    for (const Endpoint &endpoint : endpoints) {
+        widen(common, endpoint.qos, direction_);
+    }
     StreamNews news;
-    news.topic = topic;
+    news.key = key;
     news.typeName = speaker.typeName;
     news.type = speaker.type;
     news.typeProblem = speaker.typeProblem;
-    std::set<std::string> partitions;
-    for (const Endpoint &endpoint : endpoints) {
-        if (endpoint.partitions.empty()) {
-            partitions.insert("");
-        }
-        partitions.insert(endpoint.partitions.begin(), endpoint.partitions.end());
-    }
-    if (partitions != std::set<std::string>{""}) {
-        news.partitions.assign(partitions.begin(), partitions.end());
-    }
+    news.properties = propertiesOf(common, key.second, direction_);
     return news;
 }
 
 std::vector<StreamNews> StreamTable::takeNews()
 {
-    std::vector<StreamNews> all;
-    for (const std::string &topic : changed_) {
-        const auto present = topics_.find(topic);
-        const auto before = told_.find(topic);
-        if (present != topics_.end()) {
-            StreamNews news = summaryOf(topic, present->second);
+    std::vector<StreamNews> gone;
+    std::vector<StreamNews> there;
+    for (const StreamKey &key : changed_) {
+        const auto present = streams_.find(key);
+        const auto before = told_.find(key);
+        if (present != streams_.end()) {
+            StreamNews news = summaryOf(key, present->second);
             news.isNew = before == told_.end();
             if (news.isNew || !sameStream(news, before->second)) {
-                told_[topic] = news;
-                all.push_back(std::move(news));
+                told_[key] = news;
+                there.push_back(std::move(news));
             }
         } else if (before != told_.end()) {
-            all.push_back(before->second);
-            all.back().disposed = true;
-            all.back().isNew = false;
+            gone.push_back(std::move(before->second));
+            gone.back().disposed = true;
+            gone.back().isNew = false;
             told_.erase(before);
         }
     }
     changed_.clear();
-    return all;
+    gone.insert(gone.end(), std::make_move_iterator(there.begin()),
+                std::make_move_iterator(there.end()));
+    return gone;
 }
 
-Offer StreamTable::offerOf(const std::string &topic) const
+bool StreamTable::anyNew() const
 {
-    Offer offer;
-    const auto found = topics_.find(topic);
-    if (found != topics_.end()) {
-        offer.any = true;
-        for (const Endpoint &endpoint : found->second) {
-            offer.reliable = offer.reliable && endpoint.reliable;
-            offer.transientLocal = offer.transientLocal && endpoint.transientLocal;
+    return std::any_of(changed_.begin(), changed_.end(), [&](const StreamKey &key) {
+        return streams_.count(key) > 0 && told_.count(key) == 0;
+    });
+}
+
+std::optional<DDS_DiscoveredQos> StreamTable::qosOf(const std::string &topic) const
+{
+    std::optional<DDS_DiscoveredQos> common;
+    for (auto at = streams_.lower_bound({topic, {}});
+         at != streams_.end() && at->first.first == topic; ++at) {
+        for (const Endpoint &endpoint : at->second) {
+            if (!common) {
+                common = endpoint.qos;
+            }
+            widen(*common, endpoint.qos, direction_);
         }
     }
-    return offer;
+    return common;
 }
 
 } // namespace ferrydds

@@ -1,70 +1,77 @@
-// Remote endpoints of one direction, put together to streams: one a topic. Holds no lock and knows
-// no engine object.
+// Remote endpoints of one direction, put together to streams: one for a topic and a set of
+// partitions. Holds no lock and knows no engine object.
 #ifndef FERRYADAPTER_DDS_STREAM_TABLE_H
 #define FERRYADAPTER_DDS_STREAM_TABLE_H
 
 #include <array>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qddsdomain/discovery.h"
+#include "stream_qos.h"
 
 namespace ferrydds {
 
+/// A topic, and the partitions that endpoints are in: in order, at least one, the default one is
+/// "".
+using StreamKey = std::pair<std::string, std::vector<std::string>>;
+
 /// What the host is to be told of one stream.
 struct StreamNews {
-    std::string topic;
+    StreamKey key;
     std::string typeName;
     const DDS_TypeCode *type = nullptr;
     /// Why there is no type; "" when there is one.
     std::string typeProblem;
-    /// Sorted; empty when all endpoints are in the default partition and in no other.
-    std::vector<std::string> partitions;
+    QosProperties properties;
     bool disposed = false;
     /// The stream has not been told of before, or was told to have gone.
     bool isNew = false;
 };
 
-/// What all endpoints of a topic offer.
-struct Offer {
-    bool any = false;
-    bool reliable = true;
-    bool transientLocal = true;
-};
-
 class StreamTable {
 public:
-    /// One event of the engine. Returns whether there may be news now.
+    explicit StreamTable(Direction direction) : direction_(direction) {}
+
+    /// One event of the engine.
     void apply(DDS_DiscoveryEventKind kind, const DDS_DiscoveredEndpoint &endpoint);
 
-    /// What has changed since the last call, by topic.
+    /// What has changed since the last call: what has gone before what is there.
     std::vector<StreamNews> takeNews();
+    /// Whether that would have a stream that the host does not know yet.
+    bool anyNew() const;
 
-    Offer offerOf(const std::string &topic) const;
+    /// What the topic's endpoints have in common, whatever their partitions; nothing when there are
+    /// none.
+    std::optional<DDS_DiscoveredQos> qosOf(const std::string &topic) const;
 
 private:
+    using Guid = std::array<std::uint8_t, 16>;
     struct Endpoint {
-        std::array<std::uint8_t, 16> guid;
+        Guid guid;
         std::string typeName;
         const DDS_TypeCode *type;
         std::string typeProblem;
-        std::vector<std::string> partitions;
-        bool reliable;
-        bool transientLocal;
+        DDS_DiscoveredQos qos;
     };
     /// Endpoints in the order of their appearance: the first one with a type speaks for the stream,
     /// so a later one that disagrees changes nothing.
     using Endpoints = std::vector<Endpoint>;
 
-    static Endpoint copyOf(const DDS_DiscoveredEndpoint &endpoint);
-    static StreamNews summaryOf(const std::string &topic, const Endpoints &endpoints);
+    void put(const StreamKey &key, Endpoint endpoint);
+    void drop(const StreamKey &key, const Guid &guid);
+    StreamNews summaryOf(const StreamKey &key, const Endpoints &endpoints) const;
 
-    std::map<std::string, Endpoints> topics_;
+    const Direction direction_;
+    std::map<StreamKey, Endpoints> streams_;
+    std::map<Guid, StreamKey> places_;
     /// What the host was last told, of the streams that it believes to be there.
-    std::map<std::string, StreamNews> told_;
-    std::set<std::string> changed_;
+    std::map<StreamKey, StreamNews> told_;
+    std::set<StreamKey> changed_;
 };
 
 } // namespace ferrydds

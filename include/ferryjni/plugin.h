@@ -92,7 +92,9 @@ typedef void (*QEL_FerrionConnection_DeleteStreamWriterFn)(QEL_FerrionConnection
                                                            QEL_FerrionEnvironment *environment);
 
 /** A discovery reader of the connection, whose samples are `QEL_FerrionStreamInfo`; null when the
- * connection has none, which is no error. The connection keeps owning it. */
+ * connection has none, which is no error. The connection keeps owning it. Streams of one name in
+ * different partitions are different streams. A record that says that a stream has gone names its
+ * partitions; without any it stands for all streams of its name. */
 typedef QEL_FerrionStreamReader *(*QEL_FerrionConnection_GetDiscoveryReaderFn)(
     QEL_FerrionConnection *connection, QEL_FerrionEnvironment *environment);
 
@@ -220,6 +222,24 @@ typedef QEL_FerrionAdapterPlugin *(*QEL_FerrionAdapterPlugin_CreateFn)(
  */
 typedef void (*QEL_FerrionAdapterPlugin_StopByFn)(QEL_FerrionAdapterPlugin *plugin,
                                                   int64_t deadline);
+
+/**
+ * E_stream_properties: what the endpoints of an announced stream run with, as properties that the
+ * plug-in names. The host hands them to the reader and the writers of a route that it makes for the
+ * stream, in their property lists, as "qel.ferrion.announced.NAME"; there
+ * "qel.ferrion.announced.direction" is "input" for a stream that can be read and "output" for one
+ * that somebody wants to have written. The host compares them by their texts: a stream that is
+ * announced with others has changed.
+ *
+ * The host calls the function between a read of a discovery reader and the return of its loan, on
+ * the thread of that read.
+ *
+ * @param reader the discovery reader.
+ * @param lent   an element of its loan, of a stream that is there.
+ * @return valid until the loan is returned; null is an empty list.
+ */
+typedef const QEL_FerrionProperties *(*QEL_FerrionAdapterPlugin_StreamPropertiesFn)(
+    QEL_FerrionStreamReader *reader, const QEL_FerrionStreamInfo *lent);
 
 FERRYJNI_END
 

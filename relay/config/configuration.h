@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -125,8 +126,13 @@ struct DiscoverySettings {
     /// An empty list allows everything; one entry in a list is enough.
     StreamPatterns allow;
     StreamPatterns deny;
+    /// Whether the streams of one name that differ in their partitions share a route.
+    bool merged = false;
+    /// How long a route outlives its stream, in case that comes back; without a value it is the
+    /// adapter's to tell whether it does at all.
+    std::optional<std::chrono::milliseconds> grace;
     /// Each route, but for its name and type. The stream of the announced end is empty; other
-    /// streams and properties may hold `${stream}` and `${type}`.
+    /// streams and properties may hold `${stream}`, `${type}` and `${partitions}`.
     RouteSettings route;
 };
 

@@ -45,6 +45,9 @@ private:
     void readOnError(const Section &section, RouteSettings &route);
     void readDiscovery(const NamedNode &entry);
     void readDirection(const Section &section, DiscoverySettings &rule);
+    void readPartitions(const Section &section, DiscoverySettings &rule);
+    void readGrace(const Section &section, DiscoverySettings &rule);
+    bool isToldPartitions(const StreamSettings &end) const;
     void readOtherEnd(const NamedNode &entry, const Section &section, DiscoverySettings &rule);
     StreamPatterns readPatterns(const Section &section, const std::string &key);
     std::vector<std::string> readGlobs(const YAML::Node &node, const std::string &path,

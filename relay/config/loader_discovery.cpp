@@ -1,5 +1,8 @@
 // The section that says which routes are made at run time.
+#include <algorithm>
+
 #include "config/loader.h"
+#include "config/text.h"
 
 namespace ferry {
 
@@ -7,7 +10,7 @@ void Loader::readDiscovery(const NamedNode &entry)
 {
     const Section section(diagnostics_, entry.value, "discovery." + entry.name,
                           {"connection", "direction", "allow", "deny", "session", "properties",
-                           "outputs", "input", "on_error"});
+                           "outputs", "input", "on_error", "partitions", "grace"});
     DiscoverySettings rule;
     rule.name = entry.name;
     if (const auto name = section.requiredJavaText("connection")) {
@@ -20,6 +23,8 @@ void Loader::readDiscovery(const NamedNode &entry)
     rule.deny = readPatterns(section, "deny");
     readSession(section, rule.route);
     readOtherEnd(entry, section, rule);
+    readPartitions(section, rule);
+    readGrace(section, rule);
     readOnError(section, rule.route);
     configuration_.discovery.push_back(std::move(rule));
 }
@@ -38,6 +43,56 @@ void Loader::readDirection(const Section &section, DiscoverySettings &rule)
         diagnostics_.add(section.keyPlace(wrong),
                          section.pathOf(wrong) + " goes with \"direction: " +
                              (rule.inputs ? "output" : "input") + "\" only");
+    }
+}
+
+/// Streams of one name are kept apart where the other ends can tell them apart.
+void Loader::readPartitions(const Section &section, DiscoverySettings &rule)
+{
+    const auto &outputs = rule.route.outputs;
+    const bool told = rule.inputs
+                          ? std::all_of(outputs.begin(), outputs.end(),
+                                        [&](const auto &end) { return isToldPartitions(end); })
+                          : isToldPartitions(rule.route.input);
+    const std::string word = section.text("partitions").value_or(told ? "apart" : "merged");
+    rule.merged = word == "merged";
+    if (word != "apart" && word != "merged") {
+        diagnostics_.add(placeOf(section.find("partitions")),
+                         section.pathOf("partitions") + " must be apart or merged, not \"" + word +
+                             "\"" + suggestion(word, {"apart", "merged"}));
+    }
+}
+
+/// A Java adapter gets no partitions with a stream, so to it two of one name are the same, unless
+/// the name or a property says them.
+bool Loader::isToldPartitions(const StreamSettings &end) const
+{
+    const auto says = [](const std::string &text) {
+        return text.find("${partitions}") != std::string::npos;
+    };
+    if (end.connection >= configuration_.connections.size()) {
+        return true; // which has been told
+    }
+    const std::size_t adapter = configuration_.connections[end.connection].adapter;
+    return (adapter < configuration_.adapters.size() &&
+            configuration_.adapters[adapter].javaClass.empty()) ||
+           says(end.stream) ||
+           std::any_of(end.properties.begin(), end.properties.end(),
+                       [&](const auto &property) { return says(property.second); });
+}
+
+void Loader::readGrace(const Section &section, DiscoverySettings &rule)
+{
+    const auto text = section.text("grace");
+    if (!text) {
+        return;
+    }
+    rule.grace = *text == "0s" ? std::chrono::milliseconds(0) : parseDuration(*text);
+    if (!rule.grace) {
+        diagnostics_.add(placeOf(section.find("grace")),
+                         section.pathOf("grace") +
+                             " must be 0s or a duration from 1ms to 24h, such as 2s, not \"" +
+                             *text + "\"");
     }
 }
 

@@ -29,6 +29,8 @@ struct Announcer {
     std::string label;
     /// Owned by the connection; null when it announces nothing.
     QEL_FerrionStreamReader *reader = nullptr;
+    /// Null when the plug-in has no such function.
+    QEL_FerrionAdapterPlugin_StreamPropertiesFn properties = nullptr;
     std::atomic<bool> signalled{false};
     std::function<void()> wake;
     RepeatFilter filter;
@@ -61,9 +63,11 @@ public:
     void close(Route &route);
     /// Gets a discovery reader; false when there is none.
     bool openAnnouncer(Announcer &announcer);
-    /// Reads a discovery reader once and shows each element to `body`, whatever the read reports;
-    /// false when it failed, which is logged once in a while.
-    bool read(Announcer &announcer, const std::function<void(const QEL_FerrionStreamInfo &)> &body);
+    /// Reads a discovery reader once and shows each element to `body`, with its properties (null
+    /// when there are none), whatever the read reports; false when it failed, which is logged once
+    /// in a while.
+    bool read(Announcer &announcer, const std::function<void(const QEL_FerrionStreamInfo &,
+                                                             const QEL_FerrionProperties *)> &body);
     /// Logs, reports and counts what is out of service by itself.
     void refuse(const std::string &what, const std::string &reason);
     /// Two of each connection.

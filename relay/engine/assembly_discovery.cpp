@@ -48,11 +48,14 @@ bool Assembly::openAnnouncer(Announcer &announcer)
         call("discovery of " + announcer.label, *connection.adapter,
              [&](CallEnvironment &own) { return get(connection.handle, own.fresh()); });
     announcer.reader = announcerFailed(announcer) ? nullptr : reader;
+    announcer.properties = reinterpret_cast<QEL_FerrionAdapterPlugin_StreamPropertiesFn>(
+        host_.find(*connection.adapter->settings, "stream_properties"));
     return announcer.reader != nullptr;
 }
 
-bool Assembly::read(Announcer &announcer,
-                    const std::function<void(const QEL_FerrionStreamInfo &)> &body)
+bool Assembly::read(
+    Announcer &announcer,
+    const std::function<void(const QEL_FerrionStreamInfo &, const QEL_FerrionProperties *)> &body)
 {
     const Connection &connection = *connections_[announcer.connection];
     const QEL_FerrionAdapterOperations &operations = connection.operations();
@@ -68,7 +71,9 @@ bool Assembly::read(Announcer &announcer,
     for (std::int32_t i = 0; samples != nullptr && i < count; ++i) {
         const auto *const info = static_cast<const QEL_FerrionStreamInfo *>(samples[i]);
         if (info != nullptr && info->streamName != nullptr) {
-            body(*info);
+            body(*info, info->disposed == 0 && announcer.properties != nullptr
+                            ? announcer.properties(announcer.reader, info)
+                            : nullptr);
         }
     }
     call(what, *connection.adapter, [&](CallEnvironment &own) {

@@ -77,6 +77,7 @@ bool Discovery::isServed(const DiscoverySettings &rule) const
 void Discovery::turn(const std::function<bool()> &stop)
 {
     const bool due = Clock::now() >= nextTurn_;
+    removeMissed();
     removeReleased(stop);
     for (const auto &announcer : assembly_.announcers()) {
         if (announcer->reader != nullptr && (due || announcer->isPending()) && !stop()) {
@@ -99,43 +100,72 @@ bool Discovery::pending() const
            });
 }
 
+Clock::time_point Discovery::nextTurn() const
+{
+    Clock::time_point next = nextTurn_;
+    for (const auto &[key, made] : made_) {
+        next = std::min(next, made.absentUntil.value_or(next));
+    }
+    return next;
+}
+
 /// What has been told before is no news: an adapter may say the same at each read.
 void Discovery::read(Announcer &announcer, const std::function<bool()> &stop)
 {
     bool news = false;
-    const bool good = assembly_.read(announcer, [&](const QEL_FerrionStreamInfo &info) {
-        const AnnouncedStream stream =
-            announcedStream(info, announcer.connection, announcer.inputs);
-        if (stop() || !take(stream, info.disposed != 0)) {
-            return;
-        }
-        news = true;
-        stir();
-        if (info.disposed != 0) {
-            gone(stream);
-        } else {
-            announce(stream);
-        }
-        stir();
-    });
+    const bool good = assembly_.read(
+        announcer, [&](const QEL_FerrionStreamInfo &info, const QEL_FerrionProperties *properties) {
+            const AnnouncedStream stream =
+                announcedStream(info, properties, announcer.connection, announcer.inputs);
+            if (stop()) {
+                return;
+            }
+            const std::vector<AnnouncedStream> changed =
+                info.disposed != 0 ? lose(stream) : take(stream);
+            for (const AnnouncedStream &each : changed) {
+                news = true;
+                stir();
+                if (info.disposed != 0) {
+                    gone(each);
+                } else {
+                    announce(each);
+                }
+                stir();
+            }
+        });
     announcer.failed.store(!good);
     announcer.more.store(news);
 }
 
-/// Remembers an announcement; false when it is none.
-bool Discovery::take(const AnnouncedStream &stream, bool disposed)
+/// Remembers an announcement, and gives it back unless it is known.
+std::vector<AnnouncedStream> Discovery::take(const AnnouncedStream &stream)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const StreamKey key{stream.connection, !stream.input, stream.name};
-    const auto known = known_.find(key);
-    if (disposed) {
-        return known_.erase(key) > 0;
+    AnnouncedStream &known =
+        known_[{stream.connection, !stream.input, {stream.name, stream.partitions}}];
+    if (known == stream) {
+        return {};
     }
-    if (known != known_.end() && known->second == stream) {
-        return false;
+    known = stream;
+    return {stream};
+}
+
+/// Forgets what has gone, and tells which streams those were.
+std::vector<AnnouncedStream> Discovery::lose(const AnnouncedStream &stream)
+{
+    std::vector<AnnouncedStream> lost;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    auto at = known_.lower_bound({stream.connection, !stream.input, {stream.name, {}}});
+    while (at != known_.end() && at->second.connection == stream.connection &&
+           at->second.input == stream.input && at->second.name == stream.name) {
+        if (stream.partitions.empty() || stream.partitions == at->second.partitions) {
+            lost.push_back(std::move(at->second));
+            at = known_.erase(at);
+        } else {
+            ++at;
+        }
     }
-    known_[key] = stream;
-    return true;
+    return lost;
 }
 
 void Discovery::announce(const AnnouncedStream &stream)
@@ -144,7 +174,7 @@ void Discovery::announce(const AnnouncedStream &stream)
     compareRoutes(stream);
     for (std::size_t i = 0; i < configuration_.discovery.size(); ++i) {
         if (concerns(stream, configuration_.discovery[i])) {
-            apply(i, stream);
+            apply({i, idFor(configuration_.discovery[i], stream)});
         }
     }
 }
@@ -153,7 +183,7 @@ void Discovery::gone(const AnnouncedStream &stream)
 {
     for (std::size_t i = 0; i < configuration_.discovery.size(); ++i) {
         if (concerns(stream, configuration_.discovery[i])) {
-            dismiss({i, stream.name});
+            apply({i, idFor(configuration_.discovery[i], stream)});
         }
     }
 }
@@ -161,10 +191,15 @@ void Discovery::gone(const AnnouncedStream &stream)
 void Discovery::describe(const AnnouncedStream &stream)
 {
     const std::string type = stream.typeName.empty() ? "" : ", type " + stream.typeName;
-    assembly_.reporter().good((stream.input ? "input stream " : "output stream ") +
-                                  configuration_.connections[stream.connection].name + "/" +
-                                  stream.name,
+    assembly_.reporter().good((stream.input ? "input stream " : "output stream ") + nameOf(stream),
                               "announced" + type);
+}
+
+/// "connection/stream", for messages.
+std::string Discovery::nameOf(const AnnouncedStream &stream) const
+{
+    return configuration_.connections[stream.connection].name + "/" +
+           labelOf({stream.name, stream.partitions});
 }
 
 void Discovery::stir()

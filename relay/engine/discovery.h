@@ -5,6 +5,7 @@
 
 #include <map>
 #include <mutex>
+#include <optional>
 #include <tuple>
 
 #include "engine/assembly.h"
@@ -25,10 +26,7 @@ public:
     void turn(const std::function<bool()> &stop);
     /// Whether a turn has something to do before `nextTurn`.
     bool pending() const;
-    Clock::time_point nextTurn() const
-    {
-        return nextTurn_;
-    }
+    Clock::time_point nextTurn() const;
 
     /// Any thread: whether a rule may still make routes.
     bool watching() const
@@ -45,28 +43,43 @@ private:
     /// What a rule has made of a stream.
     struct Made {
         Route *route = nullptr;
+        /// As it was when the route was made.
+        AnnouncedStream stream;
+        /// As they were last announced.
+        Properties properties;
         /// The session has it, or had it.
         bool adopted = false;
         bool leaving = false;
+        /// The stream has gone, and the route goes at that time unless it comes back.
+        std::optional<Clock::time_point> absentUntil;
     };
-    /// Connection, whether it is an output stream, name.
-    using StreamKey = std::tuple<std::size_t, bool, std::string>;
+    /// Connection, whether it is an output stream, which one.
+    using StreamKey = std::tuple<std::size_t, bool, StreamId>;
     /// Rule and stream.
-    using MadeKey = std::pair<std::size_t, std::string>;
+    using MadeKey = std::pair<std::size_t, StreamId>;
 
     bool isOfUse(const Announcer &announcer) const;
     bool isServed(const DiscoverySettings &rule) const;
     void read(Announcer &announcer, const std::function<bool()> &stop);
-    bool take(const AnnouncedStream &stream, bool disposed);
+    std::vector<AnnouncedStream> take(const AnnouncedStream &stream);
+    std::vector<AnnouncedStream> lose(const AnnouncedStream &stream);
     void announce(const AnnouncedStream &stream);
     void gone(const AnnouncedStream &stream);
     void describe(const AnnouncedStream &stream);
+    std::string nameOf(const AnnouncedStream &stream) const;
     void compareRoutes(const AnnouncedStream &stream);
-    void apply(std::size_t rule, const AnnouncedStream &stream);
+    void apply(const MadeKey &key);
+    std::optional<AnnouncedStream> wanted(const MadeKey &key, bool &there) const;
     bool isTaken(std::size_t rule, const AnnouncedStream &stream) const;
-    void make(std::size_t rule, const AnnouncedStream &stream);
+    bool stays(const MadeKey &key, const AnnouncedStream &stream);
+    void warnOfChange(Made &made, const AnnouncedStream &stream);
+    void make(const MadeKey &key, const AnnouncedStream &stream);
     std::string obstacle(const RouteSettings &route, const AnnouncedStream &stream) const;
     void warnOfType(const RouteSettings &route, const AnnouncedStream &stream);
+    void miss(const MadeKey &key);
+    Clock::duration graceOf(const DiscoverySettings &rule) const;
+    void rest(Route &route, bool resting);
+    void removeMissed();
     void dismiss(const MadeKey &key);
     void remove(const MadeKey &key);
     void removeReleased(const std::function<bool()> &stop);

@@ -7,6 +7,9 @@
 namespace ferry {
 namespace {
 
+/// How long the route of a stream that has gone is kept where the configuration does not say.
+constexpr std::chrono::milliseconds defaultGrace{2000};
+
 void warn(const std::string &subject, const std::string &text)
 {
     logMessage(FERRYLOG_BIT_WARNING, "FERRYRelay_discover", FERRY_LOG_ENTITY_ANY_ss,
@@ -35,33 +38,94 @@ void Discovery::warnOfType(const RouteSettings &route, const AnnouncedStream &st
 {
     const std::string difference = differenceOf(route.type, stream.type);
     if (!difference.empty()) {
-        warn(route.name, "stream " + configuration_.connections[stream.connection].name + "/" +
-                             stream.name +
+        warn(route.name, "stream " + nameOf(stream) +
                              " is announced with another type than the route's: " + difference);
     }
 }
 
-/// A route stays while its stream is wanted, whatever becomes of its type: what runs is not stopped
-/// by what somebody says. Only one that misses a partition of its stream is made anew. What could
-/// not be made is tried again with each announcement.
-void Discovery::apply(std::size_t rule, const AnnouncedStream &stream)
+/// Makes of the streams that are announced now what the rule wants of them. What could not be made
+/// is tried again with each announcement.
+void Discovery::apply(const MadeKey &key)
 {
-    const MadeKey key{rule, stream.name};
-    const bool wanted = wants(configuration_.discovery[rule], stream) && !isTaken(rule, stream);
     const auto found = made_.find(key);
     if (found != made_.end() && found->second.leaving) {
         return; // decided again when it has left
     }
-    if (wanted && found != made_.end() && found->second.adopted) {
-        warnOfType(found->second.route->settings(), stream);
-        if (coversPartitions(found->second.route->settings(), stream)) {
-            return;
-        }
+    bool there = false;
+    const std::optional<AnnouncedStream> stream = wanted(key, there);
+    if (!there) {
+        miss(key);
+        return;
+    }
+    if (stream && found != made_.end() && stays(key, *stream)) {
+        return;
     }
     dismiss(key);
-    if (wanted && made_.count(key) == 0) {
-        make(rule, stream);
+    if (stream && made_.count(key) == 0) {
+        make(key, *stream);
     }
+}
+
+/// What the rule wants of the streams that are announced by that name, if anything; `there` tells
+/// whether there is any at all.
+std::optional<AnnouncedStream> Discovery::wanted(const MadeKey &key, bool &there) const
+{
+    const DiscoverySettings &rule = configuration_.discovery[key.first];
+    std::optional<AnnouncedStream> all;
+    for (auto at = known_.lower_bound({rule.connection, !rule.inputs, key.second});
+         at != known_.end() && concerns(at->second, rule) && at->second.name == key.second.first;
+         ++at) {
+        const AnnouncedStream &stream = at->second;
+        if (idFor(rule, stream) != key.second) {
+            continue;
+        }
+        there = true;
+        if (!wants(rule, stream) || isTaken(key.first, stream)) {
+            continue;
+        }
+        if (all) {
+            merge(*all, stream);
+        } else {
+            all = stream;
+        }
+    }
+    return all;
+}
+
+/// A route stays while its stream is wanted, whatever becomes of that: what runs is not stopped by
+/// what somebody says. Only one that misses a partition of its stream is made anew. A stream that
+/// comes back has to be what it was.
+bool Discovery::stays(const MadeKey &key, const AnnouncedStream &stream)
+{
+    Made &made = made_.at(key);
+    if (!made.adopted || !covers(made.stream, stream)) {
+        return false;
+    }
+    if (made.absentUntil) {
+        if (!differenceOf(made.route->settings().type, stream.type).empty() ||
+            stream.typeName != made.stream.typeName ||
+            stream.properties != made.stream.properties ||
+            made.route->state() != Route::State::active) {
+            return false;
+        }
+        made.absentUntil.reset();
+        rest(*made.route, false);
+    }
+    warnOfType(made.route->settings(), stream);
+    warnOfChange(made, stream);
+    return true;
+}
+
+void Discovery::warnOfChange(Made &made, const AnnouncedStream &stream)
+{
+    const std::string difference = differenceOf(made.stream.properties, stream.properties);
+    if (made.properties != stream.properties && !difference.empty()) {
+        warn(made.route->name(), "stream " + nameOf(stream) +
+                                     " is announced with other properties than its route was made "
+                                     "with, which keeps its own: " +
+                                     difference);
+    }
+    made.properties = stream.properties;
 }
 
 /// A configured route has the stream already, or the rule would read what it writes itself.
@@ -77,7 +141,7 @@ bool Discovery::isTaken(std::size_t rule, const AnnouncedStream &stream) const
            });
 }
 
-void Discovery::make(std::size_t rule, const AnnouncedStream &stream)
+void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
 {
     const DDS_TypeCode *type = stream.type;
     std::string typeName = stream.typeName;
@@ -88,7 +152,8 @@ void Discovery::make(std::size_t rule, const AnnouncedStream &stream)
         const char *const name = DDS_TypeCode_get_name(type);
         typeName = name == nullptr ? "" : name;
     }
-    const RouteSettings settings = routeFor(configuration_.discovery[rule], stream, typeName, type);
+    const RouteSettings settings =
+        routeFor(configuration_.discovery[key.first], stream, typeName, type);
     const std::string reason = obstacle(settings, stream);
     if (!reason.empty()) {
         warn(settings.name, "no route is made: the stream " + reason);
@@ -99,8 +164,10 @@ void Discovery::make(std::size_t rule, const AnnouncedStream &stream)
     std::unique_ptr<Route> opened = makeRoute(configuration_, settings, session);
     assembly_.open(*opened);
     Route &route = roster_.add(std::move(opened));
-    Made &made = made_[{rule, stream.name}];
+    Made &made = made_[key];
     made.route = &route;
+    made.stream = stream;
+    made.properties = stream.properties;
     if (route.state() == Route::State::active) {
         made.adopted = true;
         session.adopt(route);
@@ -128,6 +195,56 @@ std::string Discovery::obstacle(const RouteSettings &route, const AnnouncedStrea
     return refusal.empty() ? "" : "has a name or type that " + refusal;
 }
 
+/// A stream that has gone may be back in a moment, and its route would have missed what came first:
+/// so it stays for a while, with its reader. Where nobody is left to write to it rests, and what
+/// is to be read waits.
+void Discovery::miss(const MadeKey &key)
+{
+    const auto found = made_.find(key);
+    if (found == made_.end() || found->second.absentUntil) {
+        return;
+    }
+    Made &made = found->second;
+    const DiscoverySettings &rule = configuration_.discovery[key.first];
+    const Clock::duration grace = graceOf(rule);
+    if (grace == Clock::duration::zero() || !made.adopted ||
+        made.route->state() != Route::State::active) {
+        dismiss(key);
+        return;
+    }
+    made.absentUntil = Clock::now() + grace;
+    rest(*made.route, !rule.inputs);
+}
+
+/// Only an adapter whose readers and writers go on with a stream that comes back tells what streams
+/// run with; where a new reader may be needed, as for a file of the same name, one is made at once.
+Clock::duration Discovery::graceOf(const DiscoverySettings &rule) const
+{
+    const auto &announcers = assembly_.announcers();
+    const bool goesOn =
+        std::any_of(announcers.begin(), announcers.end(), [&](const auto &announcer) {
+            return announcer->connection == rule.connection && announcer->properties != nullptr;
+        });
+    return rule.grace.value_or(goesOn ? defaultGrace : std::chrono::milliseconds(0));
+}
+
+void Discovery::rest(Route &route, bool resting)
+{
+    route.rest(resting);
+    sessions_[route.settings().session]->wake();
+}
+
+/// Of streams that have not come back in time.
+void Discovery::removeMissed()
+{
+    const Clock::time_point now = Clock::now();
+    for (const auto &[key, made] : made_) {
+        if (made.absentUntil && now >= *made.absentUntil && !made.leaving) {
+            dismiss(MadeKey(key));
+        }
+    }
+}
+
 /// Gives a route back; what no session has goes at once.
 void Discovery::dismiss(const MadeKey &key)
 {
@@ -140,6 +257,7 @@ void Discovery::dismiss(const MadeKey &key)
         return;
     }
     found->second.leaving = true;
+    found->second.absentUntil.reset();
     ++leaving_;
     // An output stream that has gone takes nothing any more; an input stream may have left samples.
     Route &route = *found->second.route;
@@ -172,11 +290,7 @@ void Discovery::removeReleased(const std::function<bool()> &stop)
         remove(key);
         stir();
         --leaving_;
-        const DiscoverySettings &rule = configuration_.discovery[key.first];
-        const auto known = known_.find({rule.connection, !rule.inputs, key.second});
-        if (known != known_.end()) {
-            apply(key.first, AnnouncedStream(known->second));
-        }
+        apply(key);
     }
 }
 

@@ -1,7 +1,9 @@
 #include "engine/discovery_rule.h"
 
 #include <algorithm>
+#include <cstring>
 #include <fnmatch.h>
+#include <iterator>
 
 #include "config/text.h"
 
@@ -23,18 +25,16 @@ bool matchesAny(const std::vector<std::string> &globs, const std::vector<std::st
 }
 
 /// In one pass: a stream's name may hold what looks like a variable.
-std::string substitute(const std::string &text, const std::string &stream, const std::string &type)
+std::string substitute(const std::string &text, const Properties &words)
 {
-    static const std::string streamWord = "${stream}";
-    static const std::string typeWord = "${type}";
     std::string result;
     for (std::size_t at = 0; at < text.size();) {
-        if (text.compare(at, streamWord.size(), streamWord) == 0) {
-            result += stream;
-            at += streamWord.size();
-        } else if (text.compare(at, typeWord.size(), typeWord) == 0) {
-            result += type;
-            at += typeWord.size();
+        const auto word = std::find_if(words.begin(), words.end(), [&](const auto &each) {
+            return text.compare(at, each.first.size(), each.first) == 0;
+        });
+        if (word != words.end()) {
+            result += word->second;
+            at += word->first.size();
         } else {
             result += text[at++];
         }
@@ -42,11 +42,48 @@ std::string substitute(const std::string &text, const std::string &stream, const
     return result;
 }
 
-void complete(StreamSettings &end, const std::string &stream, const std::string &type)
+void complete(StreamSettings &end, const Properties &words)
 {
-    end.stream = substitute(end.stream, stream, type);
+    end.stream = substitute(end.stream, words);
     for (auto &[name, value] : end.properties) {
-        value = substitute(value, stream, type);
+        value = substitute(value, words);
+    }
+}
+
+std::string joined(const std::vector<std::string> &texts)
+{
+    std::string all;
+    for (const std::string &text : texts) {
+        all += (&text == texts.data() ? "" : ",") + text;
+    }
+    return all;
+}
+
+/// So that no name can be taken for several, or for the end of the list.
+std::string escaped(const std::string &partition)
+{
+    std::string text;
+    for (const char c : partition) {
+        text += std::strchr("\\[],", c) != nullptr && c != '\0' ? "\\" : "";
+        text += c;
+    }
+    return text;
+}
+
+std::string valueOf(const Properties &properties, const std::string &name)
+{
+    const auto found = std::find_if(properties.begin(), properties.end(),
+                                    [&](const auto &each) { return each.first == name; });
+    return found == properties.end() ? "" : found->second;
+}
+
+/// The end's properties, with what its stream was announced with.
+void tellAnnounced(StreamSettings &end, const AnnouncedStream &stream)
+{
+    static const std::string prefix = "qel.ferrion.announced.";
+    end.properties.emplace_back(prefix + "direction", stream.input ? "input" : "output");
+    for (const auto &[name, value] : stream.properties) {
+        end.properties.emplace_back(prefix + name, value);
     }
 }
 
@@ -64,16 +101,23 @@ std::string refusalOf(const StreamSettings &end)
 bool AnnouncedStream::operator==(const AnnouncedStream &other) const
 {
     return connection == other.connection && input == other.input && name == other.name &&
-           typeName == other.typeName && type == other.type && partitions == other.partitions;
+           typeName == other.typeName && type == other.type && partitions == other.partitions &&
+           properties == other.properties;
 }
 
-AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info, std::size_t connection,
+AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info,
+                                const QEL_FerrionProperties *properties, std::size_t connection,
                                 bool input)
 {
     AnnouncedStream stream;
     stream.connection = connection;
     stream.input = input;
     stream.name = info.streamName;
+    for (std::int32_t i = 0; i < info.partition.length; ++i) {
+        const char *const partition = info.partition.buffer[i];
+        stream.partitions.emplace_back(partition == nullptr ? "" : partition);
+    }
+    std::sort(stream.partitions.begin(), stream.partitions.end());
     if (info.disposed != 0) {
         return stream;
     }
@@ -81,14 +125,54 @@ AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info, std::size_t c
     if (info.typeRepresentationKind == QEL_FERRION_TYPE_REPRESENTATION_TYPECODE) {
         stream.type = static_cast<const DDS_TypeCode *>(info.typeRepresentation);
     }
-    for (std::int32_t i = 0; i < info.partition.length; ++i) {
-        const char *const partition = info.partition.buffer[i];
-        stream.partitions.emplace_back(partition == nullptr ? "" : partition);
-    }
     if (stream.partitions.empty()) {
         stream.partitions.emplace_back();
     }
+    for (std::int32_t i = 0; properties != nullptr && i < properties->count; ++i) {
+        stream.properties.emplace_back(properties->properties[i].name,
+                                       properties->properties[i].value);
+    }
     return stream;
+}
+
+std::string labelOf(const StreamId &stream)
+{
+    const auto &[name, partitions] = stream;
+    const bool plain = partitions.empty() || (partitions.size() == 1 && partitions[0].empty());
+    // A name that looks as if it had partitions gets its own behind it.
+    if (plain && (name.empty() || name.back() != ']')) {
+        return name;
+    }
+    std::vector<std::string> texts;
+    for (const std::string &partition : partitions) {
+        texts.push_back(escaped(partition));
+    }
+    return name + " [" + joined(texts) + "]";
+}
+
+StreamId idFor(const DiscoverySettings &rule, const AnnouncedStream &stream)
+{
+    return {stream.name, rule.merged ? std::vector<std::string>() : stream.partitions};
+}
+
+void merge(AnnouncedStream &stream, const AnnouncedStream &other)
+{
+    std::vector<std::string> all;
+    std::set_union(stream.partitions.begin(), stream.partitions.end(), other.partitions.begin(),
+                   other.partitions.end(), std::back_inserter(all));
+    stream.partitions = std::move(all);
+    if (stream.type == nullptr && other.type != nullptr) {
+        stream.type = other.type;
+        stream.typeName = other.typeName;
+    }
+    auto &mine = stream.properties;
+    mine.erase(std::remove_if(mine.begin(), mine.end(),
+                              [&](const auto &property) {
+                                  const auto &theirs = other.properties;
+                                  return std::find(theirs.begin(), theirs.end(), property) ==
+                                         theirs.end();
+                              }),
+               mine.end());
 }
 
 bool concerns(const AnnouncedStream &stream, const DiscoverySettings &rule)
@@ -131,30 +215,56 @@ RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &str
                        const std::string &typeName, const DDS_TypeCode *type)
 {
     RouteSettings route = rule.route;
-    route.name = rule.name + "/" + stream.name;
+    route.name = rule.name + "/" + labelOf(idFor(rule, stream));
     route.typeName = typeName;
     route.type = type;
     StreamSettings &announced = rule.inputs ? route.input : route.outputs[0];
     announced.stream = stream.name;
-    announced.partitions = stream.partitions;
+    const Properties words{{"${stream}", stream.name},
+                           {"${type}", typeName},
+                           {"${partitions}", joined(stream.partitions)}};
     if (rule.inputs) {
         for (StreamSettings &output : route.outputs) {
-            complete(output, stream.name, typeName);
+            complete(output, words);
         }
     } else {
-        complete(route.input, stream.name, typeName);
+        complete(route.input, words);
     }
+    for (StreamSettings &output : route.outputs) {
+        output.partitions = stream.partitions;
+        tellAnnounced(output, stream);
+    }
+    route.input.partitions = stream.partitions;
+    tellAnnounced(route.input, stream);
     return route;
 }
 
-bool coversPartitions(const RouteSettings &route, const AnnouncedStream &stream)
+bool covers(const AnnouncedStream &made, const AnnouncedStream &now)
 {
-    const std::vector<std::string> &made =
-        (stream.input ? route.input : route.outputs[0]).partitions;
-    return std::all_of(stream.partitions.begin(), stream.partitions.end(),
-                       [&](const std::string &partition) {
-                           return std::find(made.begin(), made.end(), partition) != made.end();
-                       });
+    return std::includes(made.partitions.begin(), made.partitions.end(), now.partitions.begin(),
+                         now.partitions.end());
+}
+
+std::string differenceOf(const Properties &before, const Properties &now)
+{
+    std::string text;
+    const auto compare = [&](const std::string &name) {
+        const std::string was = valueOf(before, name);
+        const std::string is = valueOf(now, name);
+        if (was != is) {
+            text += (text.empty() ? "" : ", ") + name + " " + (is.empty() ? "none" : is) +
+                    " (was " + (was.empty() ? "none" : was) + ")";
+        }
+    };
+    for (const auto &[name, value] : now) {
+        compare(name);
+    }
+    for (const auto &[name, value] : before) {
+        if (valueOf(now, name).empty()) {
+            compare(name);
+        }
+    }
+    return text;
 }
 
 std::string refusalOf(const RouteSettings &route)

@@ -3,9 +3,11 @@
 #define FERRY_ENGINE_DISCOVERY_RULE_H
 
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "config/configuration.h"
+#include "ferryjni/properties.h"
 #include "ferryjni/stream_info.h"
 
 namespace ferry {
@@ -21,15 +23,34 @@ struct AnnouncedStream {
     std::string typeName;
     /// Null when the adapter does not know it.
     const DDS_TypeCode *type = nullptr;
-    /// At least one; the default partition is "".
+    /// In order, at least one; the default partition is "". Of one that has gone there may be none:
+    /// then all streams of the name have.
     std::vector<std::string> partitions;
+    /// What its endpoints run with, as far as the adapter says.
+    Properties properties;
 
     bool operator==(const AnnouncedStream &other) const;
 };
 
-/// Takes over what a discovery reader lent; a stream that has gone has only its name.
-AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info, std::size_t connection,
+/// Takes over what a discovery reader lent. `properties` may be null.
+AnnouncedStream announcedStream(const QEL_FerrionStreamInfo &info,
+                                const QEL_FerrionProperties *properties, std::size_t connection,
                                 bool input);
+
+/// A stream among those of its connection and direction: its name and partitions. Without any it
+/// stands for all streams of that name, together.
+using StreamId = std::pair<std::string, std::vector<std::string>>;
+
+/// The stream as messages and routes name it: "name", or "name [a,b]" for one that is not just in
+/// the default partition. No two are named alike.
+std::string labelOf(const StreamId &stream);
+
+/// What a rule takes the stream for.
+StreamId idFor(const DiscoverySettings &rule, const AnnouncedStream &stream);
+
+/// Adds a stream of the same name: its partitions, and its type where none was known. Properties in
+/// which the two differ say nothing of both.
+void merge(AnnouncedStream &stream, const AnnouncedStream &other);
 
 /// Whether the rule is about streams of this connection and direction: names are told apart by
 /// them.
@@ -39,8 +60,9 @@ bool concerns(const AnnouncedStream &stream, const DiscoverySettings &rule);
 /// stream of several partitions is allowed, or denied, for any of them.
 bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream);
 
-/// The route that the rule makes of a stream: named "rule/stream", with `${stream}` and `${type}`
-/// replaced at its other end. `typeName` and `type` are what the route will have.
+/// The route that the rule makes of a stream: named "rule/label", with `${stream}`, `${type}` and
+/// `${partitions}` replaced at its other end, and with what was announced among the properties of
+/// both. `typeName` and `type` are what the route will have.
 RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &stream,
                        const std::string &typeName, const DDS_TypeCode *type);
 
@@ -51,9 +73,12 @@ bool writesTo(const RouteSettings &route, const AnnouncedStream &stream);
 /// Whether the route reads the input stream, or writes to the output stream.
 bool uses(const RouteSettings &route, const AnnouncedStream &stream);
 
-/// Whether the announced end of such a route was made with every partition that the stream is in
-/// now.
-bool coversPartitions(const RouteSettings &route, const AnnouncedStream &stream);
+/// Whether a route that was made for a stream as it was has every partition that it is in now.
+bool covers(const AnnouncedStream &made, const AnnouncedStream &now);
+
+/// What is announced in place of what before: "reliability best_effort (was reliable)"; "" when the
+/// properties are the same.
+std::string differenceOf(const Properties &before, const Properties &now);
 
 /// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.
 std::string refusalOf(const RouteSettings &route);

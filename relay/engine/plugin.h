@@ -200,6 +200,14 @@ public:
     {
         return false;
     }
+    /// The optional function `name` of a plug-in that was opened, see ferryjni/plugin.h; null when
+    /// it has none.
+    virtual void *find(const AdapterSettings &settings, const std::string &name)
+    {
+        static_cast<void>(settings);
+        static_cast<void>(name);
+        return nullptr;
+    }
     /// What the threads of the plug-ins' runtime are doing, for people. Any thread, any time.
     virtual std::string threadDump()
     {

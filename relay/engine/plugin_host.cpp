@@ -181,6 +181,19 @@ bool FerryPluginHost::anyStopBy() const
     return !listeners_.empty();
 }
 
+void *FerryPluginHost::find(const AdapterSettings &settings, const std::string &name)
+{
+    void *library = settings.library.empty()
+                        ? nullptr
+                        : dlopen(settings.library.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
+    if (library == nullptr) {
+        return nullptr;
+    }
+    void *symbol = dlsym(library, (settings.entry + "_" + name).c_str());
+    dlclose(library); // only what this look counted: a plug-in's library stays loaded
+    return symbol;
+}
+
 bool FerryPluginHost::attachThread()
 {
     if (global_ == nullptr) {

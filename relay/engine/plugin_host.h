@@ -35,6 +35,7 @@ public:
     void stop() override;
     void stopBy(std::chrono::steady_clock::time_point deadline) override;
     bool anyStopBy() const override;
+    void *find(const AdapterSettings &settings, const std::string &name) override;
     std::string threadDump() override;
 
 private:

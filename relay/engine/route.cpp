@@ -59,6 +59,9 @@ bool Route::ready(Clock::time_point now) const
     if (leaving_) {
         return true;
     }
+    if (resting()) {
+        return false;
+    }
     // After a failure signals do not count: they would make a failing reader spin.
     return now >= nextDue_ || (failuresInRow_ == 0 && (more_ || signalled_.load()));
 }

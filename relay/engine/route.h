@@ -158,6 +158,17 @@ public:
         return released_.load();
     }
 
+    /// Control thread: has the reader left alone until told otherwise, unless the route leaves. The
+    /// session is to be woken.
+    void rest(bool resting)
+    {
+        resting_.store(resting);
+    }
+    bool resting() const
+    {
+        return resting_.load();
+    }
+
     /// Session thread: whether the reader is to be read now, and when at the latest otherwise.
     bool ready(Clock::time_point now) const;
     Clock::time_point nextDue() const
@@ -235,6 +246,7 @@ private:
     std::atomic<bool> idle_{false};
     std::atomic<bool> failing_{false};
     std::atomic<bool> released_{false};
+    std::atomic<bool> resting_{false};
 
     // Session thread only.
     CallEnvironment environment_;

@@ -188,7 +188,7 @@ void Session::wait()
 {
     Clock::time_point due = Clock::time_point::max();
     for (const Route *route : routes_) {
-        if (route->state() == Route::State::active) {
+        if (route->state() == Route::State::active && !route->resting()) {
             due = std::min(due, route->nextDue());
         }
     }

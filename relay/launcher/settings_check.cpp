@@ -69,8 +69,10 @@ std::vector<std::string> fieldsOf(const std::string &text)
 bool isTemplate(const Properties &properties, const std::string &name)
 {
     return std::any_of(properties.begin(), properties.end(), [&](const auto &property) {
-        return property.first == name && (property.second.find("${stream}") != std::string::npos ||
-                                          property.second.find("${type}") != std::string::npos);
+        return property.first == name &&
+               (property.second.find("${stream}") != std::string::npos ||
+                property.second.find("${partitions}") != std::string::npos ||
+                property.second.find("${type}") != std::string::npos);
     });
 }
 

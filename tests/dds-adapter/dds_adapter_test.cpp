@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <map>
 #include <set>
 #include <thread>
@@ -106,9 +107,10 @@ private:
     bool dies_;
 };
 
-// "+P" makes a writer in partition P, "!P" writes to it once a reader is there, "-P" deletes it;
-// "rT" makes a reader of topic T that is never read; "kT" one that dies of its first sample. Nobody
-// waits for a peer that has died for longer than a second.
+// "+P" makes a writer in partitions P, "*P" one that is durable, exclusive and more, "!P" has the
+// first one write once a reader is there, "-P" deletes it, "-*P" the other one; "rT" makes a reader
+// of topic T that is never read, "RT" an exclusive one; "kT" one that dies of its first sample.
+// Nobody waits for a peer that has died for longer than a second.
 int serve(const char *domain)
 {
     Host host(domain, {{"engine_xml", "<Discovery><LeaseDuration>1s</LeaseDuration></Discovery>"}});
@@ -116,15 +118,26 @@ int serve(const char *domain)
     QEL_FerrionStreamReader *reader = nullptr;
     char line[80];
     while (std::fscanf(stdin, "%79s", line) == 1) {
-        QEL_FerrionStreamWriter *&writer = writers[line + 1];
+        QEL_FerrionStreamWriter *&writer = writers[line[0] == '*' ? line : line + 1];
         if (line[0] == '+') {
             writer = host.writer("peer", {{"partitions", line + 1},
                                           {"reliability", "best_effort"},
                                           {"wait_for_readers", "1"}});
         } else if (line[0] == '!') {
-            write(host, writer, births);
+            write(host, writer,
+                  {{"a", static_cast<int32_t>(std::strlen(line)), DDS_ALIVE_INSTANCE_STATE, 100}});
+        } else if (line[0] == '*') {
+            writer = host.writer("peer", {{"partitions", line + 1},
+                                          {"durability", "transient_local"},
+                                          {"durable_depth", "7"},
+                                          {"deadline", "1h"},
+                                          {"lifespan", "2h"},
+                                          {"ownership", "exclusive"},
+                                          {"ownership_strength", "5"}});
         } else if (line[0] == '-') {
             host.remove(writer);
+        } else if (line[0] == 'R') {
+            reader = host.reader(line + 1, {{"ownership", "exclusive"}, {"deadline", "1m"}});
         } else {
             reader = host.reader(line + 1, {{"max_samples", "10"}});
             if (line[0] == 'k' && eventually([&] { return host.signalled == reader; })) {
@@ -155,7 +168,7 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
         {'r', {{"linger", "1s"}}, "reader of stream 's': property 'linger' is one of writers"},
         {'r', {{"batch", ""}}, "'batch' is '', expected a whole number from 1"},
         {'r', {{"deadline", "-1s"}}, "'-1s', expected a duration"},
-        {'w', {{"durability", "auto"}}, "expected one of volatile, transient_local"},
+        {'w', {{"durability", "maybe"}}, "expected one of volatile, transient_local, auto"},
         {'w', {{"reliabilty", "x"}}, "did you mean 'reliability'?"},
         {'w', {{"depth", "3"}}, "'depth' needs 'history' to be keep_last"},
         {'w', {{"ownership_strength", "3"}}, "'ownership_strength' needs 'ownership' to be excl"},
@@ -382,6 +395,41 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
     right.remove(reader);
 }
 
+namespace {
+
+// What a stream of news says, as text: "-" when it has gone, name, partitions, properties.
+std::string newsOf(const QEL_FerrionStreamInfo &stream)
+{
+    std::string text = std::string(stream.disposed != 0 ? "-" : "") + stream.streamName;
+    for (int32_t i = 0; i < stream.partition.length; ++i) {
+        text += std::string(" ") + stream.partition.buffer[i];
+    }
+    const auto *all = FerryAdapter_dds_create_stream_properties(nullptr, &stream);
+    for (int32_t i = 0; stream.disposed == 0 && i < all->count; ++i) {
+        text += std::string(" ") + all->properties[i].value;
+    }
+    return text;
+}
+
+// Has the peer do something, and expects that the next news is this.
+void expectNext(Host &host, QEL_FerrionStreamReader *discovery, const Peer &peer,
+                const std::string &command, const std::string &expected)
+{
+    peer.tell(command);
+    std::string told;
+    ASSERT_TRUE(eventually([&] {
+        host.read<QEL_FerrionStreamInfo>(discovery, [&](auto &stream, auto &info) {
+            told += newsOf(stream);
+            EXPECT_EQ(info.instance_state, stream.disposed != 0 ? 2 : 1);
+            EXPECT_EQ(stream.typeRepresentation, readingType());
+        });
+        return !told.empty();
+    })) << command;
+    EXPECT_EQ(told, expected) << command;
+}
+
+} // namespace
+
 TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
 {
     Host host("24");
@@ -390,35 +438,89 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     ASSERT_NE(inputs, nullptr) << host.error();
     QEL_FerrionStreamWriter *own = host.writer("own"); // which is not told
     const Peer peer("24");
-    const auto expectNext = [&](const std::string &command, const std::string &expected) {
-        peer.tell(command);
-        std::string told;
-        ASSERT_TRUE(eventually([&] {
-            host.read<QEL_FerrionStreamInfo>(inputs, [&](auto &stream, auto &info) {
-                told = std::string(stream.disposed != 0 ? "-" : "") + stream.streamName;
-                EXPECT_EQ(info.instance_state, stream.disposed != 0 ? 2 : 1);
-                EXPECT_EQ(stream.typeRepresentation, readingType());
-                for (int32_t i = 0; i < stream.partition.length; ++i) {
-                    told += std::string(" ") + stream.partition.buffer[i];
-                }
-            });
-            return !told.empty();
-        })) << command;
-        EXPECT_EQ(told, expected) << command;
-    };
-    expectNext("+one", "peer one");
+    const std::string weak = " best_effort volatile shared ";
+    expectNext(host, inputs, peer, "+one", "peer one" + weak + "one");
     EXPECT_EQ(host.signalled, inputs);
-    expectNext("+two", "peer one two");
-    expectNext("-one", "peer two");
-    // The peer's writers are best effort: a reliable reader would not match them.
+    expectNext(host, inputs, peer, "+one,two", "peer one two" + weak + "one,two");
+    // The reader of the one stream gets nothing of the other, although that is in its partition.
+    char one[] = "one";
+    char *partitions[] = {one};
+    host.stream.partition = {partitions, 1, 1};
     QEL_FerrionStreamReader *reader =
-        host.reader("peer", {{"reliability", "auto"}, {"partitions", "t*"}});
-    peer.tell("!two");
-    EXPECT_TRUE(
-        eventually([&] { return host.read<DDS_DynamicData>(reader, [](auto &, auto &) {}) > 0; }));
+        host.reader("peer", {{"qel.ferrion.announced.direction", "input"},
+                             {"qel.ferrion.announced.reliability", "best_effort"},
+                             {"qel.ferrion.announced.partitions", "one"}});
+    host.stream.partition = {};
+    peer.tell("!one,two");
+    peer.tell("!one");
+    EXPECT_EQ(readSet(host, reader, 1), (std::set<std::string>{"a=4 @100"}));
     host.remove(reader);
-    expectNext("-two", "-peer two");
+    expectNext(host, inputs, peer, "-one", "-peer one");
+    // The peer's writers are best effort: a reliable reader would not match them.
+    for (List list :
+         {List{{"reliability", "auto"}}, List{{"qel.ferrion.announced.direction", "output"},
+                                              {"qel.ferrion.announced.reliability", "reliable"}}}) {
+        list.emplace_back("partitions", "t*");
+        reader = host.reader("peer", list);
+        peer.tell("!one,two");
+        EXPECT_EQ(readSet(host, reader, 1), (std::set<std::string>{"a=8 @100"}));
+        host.remove(reader);
+    }
+    // What two have in common does not change when the better one comes, but when it stays alone.
+    peer.tell("*one,two");
+    expectNext(host, inputs, peer, "-one,two",
+               "peer one two reliable transient_local exclusive 3600000.000000ms one,two 7 "
+               "7200000.000000ms 5");
+    expectNext(host, inputs, peer, "-*one,two", "-peer one two");
+    QEL_FerrionStreamReader *outputs =
+        host.table().get_sub_discovery_reader(host.connection, host.fresh());
+    expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000.000000ms");
     host.remove(own);
+}
+
+// Where the host says what was announced, that is what is not set.
+TEST(DdsAdapter, AWriterTakesTheQosThatWasAnnounced)
+{
+    Host left("28");
+    Host right("28");
+    const std::string announced = "qel.ferrion.announced.";
+    const List list = {{"ignore_local", "none"},
+                       {announced + "direction", "input"},
+                       {announced + "durability", "transient_local"},
+                       {announced + "durable_depth", "all"},
+                       {announced + "deadline", "3600000.000000ms"},
+                       {announced + "ownership", "exclusive"},
+                       {announced + "ownership_strength", "5"}};
+    const List late = {{"ignore_local", "none"},
+                       {"durability", "transient_local"},
+                       {"deadline", "2h"},
+                       {"ownership", "exclusive"}};
+    QEL_FerrionStreamWriter *writer = left.writer("auto", list);
+    ASSERT_NE(writer, nullptr) << left.error();
+    std::vector<Sent> all;
+    for (int i = 0; i < 1200; ++i) {
+        all.push_back({"a", i, DDS_ALIVE_INSTANCE_STATE, 100 + i});
+    }
+    EXPECT_EQ(write(left, writer, all), 1200);
+    QEL_FerrionStreamReader *reader = right.reader("auto", late);
+    std::set<std::string> seen;
+    EXPECT_TRUE(eventually([&] {
+        right.read<DDS_DynamicData>(
+            reader, [&](auto &sample, auto &info) { seen.insert(textOf(sample, info)); });
+        return seen.count("a=1199 @1299") > 0;
+    }));
+    EXPECT_EQ(seen.size(), 1000U); // a peer may ask for as many, and no more
+    left.remove(writer);
+    List own = list;
+    own.insert(own.end(), {{"durability", "volatile"}, {"durable_depth", "3"}});
+    writer = left.writer("auto", own);
+    EXPECT_TRUE(eventually([&] {
+        right.read<DDS_DynamicData>(reader, [](auto &, auto &) {});
+        return right.error() ==
+               "reader of stream 'auto': 1 times a writer did not match: durability";
+    })) << right.error();
+    left.remove(writer);
+    right.remove(reader);
 }
 
 int main(int argc, char **argv)

@@ -150,6 +150,9 @@ const Lines mistakes[] = {
      {"66: discovery.c.allow.stream must be a list of at least one pattern",
       "76: discovery.c.allow.type must be a list of at least one pattern",
       "79: unknown key \"topic\" in discovery.c.allow"}},
+    {"  e: {session: s, connection: in, outputs: *out, partitions: merge, grace: 2}",
+     {"62: discovery.e.partitions must be apart or merged, not \"merge\"; did you mean \"merged\"?",
+      "76: discovery.e.grace must be 0s or a duration from 1ms to 24h, such as 2s, not \"2\""}},
     {"  d: {connection: inn, outputs: [], deny: {stream: [''], partition: ['']}}",
      {"6: missing key \"session\" in discovery.d: there is more than one session",
       "19: discovery.d.connection: there is no connection \"inn\"; did you mean \"in\"?",
@@ -220,16 +223,20 @@ TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
 
 TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
 {
-    const auto configuration =
-        load("types: [{file: p.idl}]\n"
-             "adapters: {a: {class: C}}\n"
-             "connections: {in: {adapter: a}, out: {adapter: a}}\n"
-             "sessions: {s: {batch: 7, batch_bytes: 9}}\n"
-             "discovery:\n"
-             "  i: {connection: in,\n"
-             "      outputs: [{connection: out, stream: '${stream}.x', batch_bytes: 5}],\n"
-             "      allow: {partition: ['', a]}, properties: {p: '${type}'}, on_error: stop}\n"
-             "  o: {connection: out, direction: output, input: {connection: in, stream: q}}\n");
+    const auto configuration = load(
+        "types: [{file: p.idl}]\n"
+        "adapters: {a: {class: C}, n: {plugin: n}}\n"
+        "connections: {in: {adapter: a}, out: {adapter: a}, dds: {adapter: n}}\n"
+        "sessions: {s: {batch: 7, batch_bytes: 9}}\n"
+        "discovery:\n"
+        "  i: {connection: in,\n"
+        "      outputs: [{connection: out, stream: '${stream}.x', batch_bytes: 5}],\n"
+        "      allow: {partition: ['', a]}, properties: {p: '${type}'}, on_error: stop}\n"
+        "  o: {connection: out, direction: output, input: {connection: in, stream: q}}\n"
+        "  p: {connection: in, outputs: [&n {connection: dds, stream: q},\n"
+        "      {connection: out, stream: q, properties: {file: '${partitions}'}}], grace: 0s}\n"
+        "  m: {connection: in, outputs: [*n, {connection: out, stream: q}], grace: 3s}\n"
+        "  x: {connection: in, outputs: [*n], partitions: merged}\n");
     ASSERT_TRUE(configuration) << messages;
     const DiscoverySettings &i = configuration->discovery[0];
     EXPECT_EQ(i.allow.partition, (std::vector<std::string>{"", "a"}));
@@ -241,6 +248,15 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
     EXPECT_EQ(o.route.outputs[0].batchBytes, 9U);
     EXPECT_EQ(i.route.outputs[0].batchBytes, 5U);
     EXPECT_EQ(configuration->types.count("m::Color"), 0U);
+    // Who is not told the partitions cannot keep them apart.
+    std::string merged;
+    for (const DiscoverySettings &rule : configuration->discovery) {
+        merged += rule.merged ? rule.name : "";
+    }
+    EXPECT_EQ(merged, "iomx");
+    EXPECT_EQ(configuration->discovery[2].grace, std::chrono::milliseconds(0));
+    EXPECT_EQ(configuration->discovery[3].grace, std::chrono::milliseconds(3000));
+    EXPECT_FALSE(o.grace);
 }
 
 TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)

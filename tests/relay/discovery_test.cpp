@@ -57,22 +57,40 @@ TEST(DiscoveryRule, PutsNamesInOncePerPlace)
     DiscoverySettings rule;
     rule.name = "r";
     rule.route.outputs.resize(1);
-    rule.route.outputs[0].stream = "${stream}-${type}-${other}";
+    rule.route.outputs[0].stream = "${stream}-${type}-${partitions}-${other}";
     rule.route.outputs[0].properties = {{"p${type}", "${type}${"}};
     AnnouncedStream stream;
     stream.name = "${type}";
-    stream.partitions = {"a"};
+    stream.partitions = {"a", "b]"};
+    stream.properties = {{"k", "v"}};
     const RouteSettings route = routeFor(rule, stream, "T", nullptr);
-    EXPECT_EQ(route.name, "r/${type}");
+    EXPECT_EQ(route.name, "r/${type} [a,b\\]]");
     EXPECT_EQ(route.input.stream, "${type}");
-    EXPECT_EQ(route.outputs[0].stream, "${type}-T-${other}");
-    EXPECT_EQ(route.outputs[0].properties, (Properties{{"p${type}", "T${"}}));
+    EXPECT_EQ(route.outputs[0].stream, "${type}-T-a,b]-${other}");
+    EXPECT_EQ(route.outputs[0].properties, (Properties{{"p${type}", "T${"},
+                                                       {"qel.ferrion.announced.direction", "input"},
+                                                       {"qel.ferrion.announced.k", "v"}}));
     EXPECT_EQ(refusalOf(route), "");
-    EXPECT_TRUE(coversPartitions(route, stream));
-    stream.partitions.push_back("b");
-    EXPECT_FALSE(coversPartitions(route, stream));
     stream.name = "\xF0\x9F\x98\x80";
     EXPECT_NE(refusalOf(routeFor(rule, stream, "T", nullptr)), "");
+}
+
+TEST(DiscoveryRule, NamesEveryStreamInItsOwnWay)
+{
+    const std::vector<std::pair<StreamId, const char *>> names = {
+        {{"x", {""}}, "x"},
+        {{"x", {}}, "x"}, // all of that name together, which no rule has beside the one above
+        {{"x", {"a"}}, "x [a]"},
+        {{"x [a]", {""}}, "x [a] []"},
+        {{"x", {"", "a"}}, "x [,a]"},
+        {{"x", {"a,b"}}, "x [a\\,b]"},
+        {{"x", {"a", "b"}}, "x [a,b]"},
+        {{"x", {"a\\", "[b"}}, "x [a\\\\,\\[b]"},
+        {{"", {""}}, ""},
+    };
+    for (const auto &[stream, name] : names) {
+        EXPECT_EQ(labelOf(stream), name);
+    }
 }
 
 class DiscoveryTest : public RelayTest {
@@ -82,6 +100,16 @@ protected:
     {
         supervisor();
         runner = std::thread([this] { code = supervisor().run(); });
+    }
+    /// How often the log says so.
+    int times(const std::string &text)
+    {
+        const std::lock_guard<std::mutex> lock(logMutex);
+        int count = 0;
+        for (std::size_t at = 0; (at = log.find(text, at)) != std::string::npos; ++at) {
+            ++count;
+        }
+        return count;
     }
     int stop()
     {
@@ -143,6 +171,120 @@ TEST_F(DiscoveryTest, RoutesComeAndGoWithTheirStreams)
                             "create_reader o.in", "delete_reader o.in", "delete_writer o",
                             "delete_reader s", "delete_reader o", "delete_writer s.out",
                             "delete_writer o.out"}));
+}
+
+/// What comes back in time as what it was finds its route as it was, which has read on meanwhile;
+/// what comes back as something else gets another. The totals are one route's all the time.
+TEST_F(DiscoveryTest, AStreamThatComesBackKeepsItsRoute)
+{
+    configuration.sessions[0].period = std::chrono::hours(1);
+    addRule("r").grace = std::chrono::hours(1);
+    std::atomic<int> there{3};
+    script.streams["s"].source = [&, n = 0]() mutable {
+        return n < there ? Read{{++n}, ""} : Read{};
+    };
+    const auto readsTo = [&](int count) {
+        there = count;
+        Script::signal(script.streams["s"]);
+        EXPECT_TRUE(waitFor([&] { return totals("r/s").written == static_cast<unsigned>(count); }));
+    };
+    News news{"s", "T", type("T"), {}, false, {{"k", "1"}}};
+    script.announce("a", news);
+    start();
+    EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 3; }));
+    script.announce("a", gone("s"));
+    script.announce("a", {"barrier", "T", type("T")});
+    EXPECT_TRUE(waitFor([&] { return totals("r/barrier").name != ""; }));
+    readsTo(5);
+    script.announce("a", news);
+    news.properties = {{"k", "2"}}; // of what runs nothing is changed
+    script.announce("a", news);
+    EXPECT_TRUE(waitFor([&] { return times("which keeps its own: k 2 (was 1)") == 1; }));
+    readsTo(7);
+    for (const int lives : {2, 3}) {
+        news.type = lives == 2 ? type("T") : type("T", "y");
+        script.announce("a", gone("s"));
+        script.announce("a", news);
+        EXPECT_TRUE(waitFor([&] { return script.called("create_reader s") == lives; }));
+    }
+    readsTo(9);
+    EXPECT_EQ(supervisor().relay().totals().size(), 2U);
+    EXPECT_EQ(stop(), exitOk);
+    EXPECT_EQ(totals("r/s").read, 9U);
+    EXPECT_EQ(script.given("reader s"), "qel.ferrion.announced.direction=input "
+                                        "qel.ferrion.announced.k=2 ");
+}
+
+/// Nobody is there to write to: what is to be read waits, for as long as the stream may come back.
+TEST_F(DiscoveryTest, ARouteRestsWhileItsOutputStreamIsAway)
+{
+    end("b/");
+    DiscoverySettings back;
+    back.name = "back";
+    back.connection = 1;
+    back.inputs = false;
+    back.route.outputs = {end("b/")};
+    back.route.input = end("a/${stream}.in");
+    configuration.discovery = {back}; // the plug-in tells properties, so there is a grace time
+    addRoute("beat", "a/beat", {"b/beat.out"});
+    script.streams["o.in"].source = [] { return Read{{1}, ""}; };
+    script.streams["beat"].source = [] { return Read{{1}, ""}; };
+    script.announce("b", {"o", "T", type("T")}, false);
+    start();
+    EXPECT_TRUE(waitFor([&] { return totals("back/o").written > 0; }));
+    const auto rounds = [&](const char *route, std::uint64_t count) {
+        const std::uint64_t before = totals(route).read;
+        return waitFor([&] { return totals(route).read >= before + count; });
+    };
+    script.announce("b", gone("o"), false);
+    script.announce("b", {"barrier", "T", type("T")}, false);
+    EXPECT_TRUE(waitFor([&] { return totals("back/barrier").name != ""; }));
+    EXPECT_TRUE(rounds("beat", 2)); // the round that was under way is over
+    const std::uint64_t before = totals("back/o").read;
+    EXPECT_TRUE(rounds("beat", 10));
+    EXPECT_EQ(totals("back/o").read, before);
+    script.announce("b", {"o", "T", type("T")}, false);
+    EXPECT_TRUE(rounds("back/o", 1));
+    script.announce("b", gone("o"), false);
+    EXPECT_TRUE(waitFor([&] { return totals("back/o").gone; }));
+    EXPECT_EQ(stop(), exitOk);
+    EXPECT_EQ(script.called("create_reader o.in"), 1);
+}
+
+TEST_F(DiscoveryTest, PartitionsStayApartOrGoTogether)
+{
+    addRule("apart").deny.partition = {"secret"};
+    DiscoverySettings &one = addRule("one");
+    one.merged = true;
+    one.route.outputs[0].stream = "${stream}.one";
+    const News ab{"s", "T", type("T"), {"b", "a"}, false, {{"k", "1"}, {"q", "1"}}};
+    const News c{"s", "T", type("T"), {"c"}, false, {{"k", "2"}, {"q", "1"}}};
+    const News secret{"s", "T", type("T"), {"secret"}};
+    for (const News &news : {ab, secret, c}) {
+        script.announce("a", news);
+    }
+    start();
+    const auto there = [&](const char *route) {
+        const RouteTotals all = totals(route);
+        return !all.name.empty() && !all.gone;
+    };
+    EXPECT_TRUE(waitFor([&] { return there("apart/s [a,b]") && there("apart/s [c]"); }));
+    EXPECT_TRUE(waitFor([&] { return !script.given("reader s@a,b,c,secret").empty(); }));
+    EXPECT_EQ(totals("apart/s [secret]").name, "");
+    News end = c;
+    end.disposed = true;
+    script.announce("a", end);
+    EXPECT_TRUE(waitFor([&] { return totals("apart/s [c]").gone; }));
+    EXPECT_TRUE(there("apart/s [a,b]") && there("one/s"));
+    script.announce("a", gone("s"));
+    EXPECT_TRUE(waitFor([&] { return totals("apart/s [a,b]").gone && totals("one/s").gone; }));
+    EXPECT_EQ(stop(), exitOk);
+    const std::string input = "qel.ferrion.announced.direction=input ";
+    EXPECT_EQ(script.given("reader s@a,b"),
+              input + "qel.ferrion.announced.k=1 qel.ferrion.announced.q=1 ");
+    EXPECT_EQ(script.given("writer s.out@c"),
+              input + "qel.ferrion.announced.k=2 qel.ferrion.announced.q=1 ");
+    EXPECT_EQ(script.given("writer s.one@a,b,c,secret"), input);
 }
 
 TEST_F(DiscoveryTest, TakesTypesFromTheAnnouncementElseFromTheFile)

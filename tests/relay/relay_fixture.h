@@ -113,6 +113,7 @@ protected:
         end("b/");
         ferry::DiscoverySettings rule;
         rule.name = name;
+        rule.grace = std::chrono::milliseconds(0);
         rule.route.session = session;
         rule.route.outputs = {end("b/${stream}.out")};
         configuration.discovery.push_back(rule);

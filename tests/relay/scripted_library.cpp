@@ -4,6 +4,9 @@
 extern "C" QEL_FerrionAdapterPlugin *scripted_create(const QEL_FerrionProperties *,
                                                      QEL_FerrionEnvironment *);
 
+extern "C" const QEL_FerrionProperties *
+scripted_create_stream_properties(QEL_FerrionStreamReader *, const QEL_FerrionStreamInfo *);
+
 extern "C" [[gnu::visibility("default")]] QEL_FerrionAdapterPlugin *
 scripted_create(const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment)
 {
@@ -16,4 +19,11 @@ extern "C" [[gnu::visibility("default")]] void
 scripted_create_stop_by(QEL_FerrionAdapterPlugin *plugin, int64_t deadline)
 {
     scripted::stopBy(plugin, deadline);
+}
+
+extern "C" [[gnu::visibility("default")]] const QEL_FerrionProperties *
+scripted_create_stream_properties(QEL_FerrionStreamReader *reader,
+                                  const QEL_FerrionStreamInfo *lent)
+{
+    return scripted::streamProperties(reader, lent);
 }

@@ -1,5 +1,6 @@
 #include "scripted_plugin.h"
 
+#include <algorithm>
 #include <cstring>
 #include <gtest/gtest.h>
 #include <memory>
@@ -48,6 +49,7 @@ struct DiscoveryReader : Reader {
     std::deque<News> told;
     std::deque<QEL_FerrionStreamInfo> streams;
     std::deque<std::vector<char *>> partitions;
+    std::deque<ferry::PropertyList> properties;
 };
 using Plugin = Named<QEL_FerrionAdapterPlugin>;
 struct Connection : Named<QEL_FerrionConnection> {
@@ -106,26 +108,40 @@ QEL_FerrionSession *createSession(QEL_FerrionConnection *connection, const QEL_F
     return create<Session>("session", static_cast<Connection *>(connection)->name, environment);
 }
 
+std::string nameOf(const QEL_FerrionStreamInfo &info)
+{
+    std::string name = info.streamName;
+    for (std::int32_t i = 0; i < info.partition.length; ++i) {
+        const std::string partition = info.partition.buffer[i];
+        name += (i > 0 ? "," : partition.empty() ? "" : "@") + partition;
+    }
+    return name;
+}
+
 QEL_FerrionStreamReader *createReader(QEL_FerrionConnection *, QEL_FerrionSession *,
                                       const QEL_FerrionStreamInfo *info,
-                                      const QEL_FerrionProperties *,
+                                      const QEL_FerrionProperties *properties,
                                       const QEL_FerrionStreamReaderListener *listener,
                                       QEL_FerrionEnvironment *environment)
 {
-    Stream &stream = g_script->streams[info->streamName];
+    const std::string name = nameOf(*info);
+    g_script->remember("reader " + name, *properties);
+    Stream &stream = g_script->streams[name];
     stream.listener = *listener;
-    auto *reader = create<Reader>("reader", info->streamName, environment);
+    auto *reader = create<Reader>("reader", name, environment);
     reader->stream = &stream;
     return reader;
 }
 
 QEL_FerrionStreamWriter *createWriter(QEL_FerrionConnection *, QEL_FerrionSession *,
                                       const QEL_FerrionStreamInfo *info,
-                                      const QEL_FerrionProperties *,
+                                      const QEL_FerrionProperties *properties,
                                       QEL_FerrionEnvironment *environment)
 {
-    auto *writer = create<Writer>("writer", info->streamName, environment);
-    writer->stream = &g_script->streams[info->streamName];
+    const std::string name = nameOf(*info);
+    g_script->remember("writer " + name, *properties);
+    auto *writer = create<Writer>("writer", name, environment);
+    writer->stream = &g_script->streams[name];
     return writer;
 }
 
@@ -183,6 +199,7 @@ void tell(DiscoveryReader &reader)
         info.typeRepresentation = const_cast<DDS_TypeCode *>(news.type);
         info.partition = {partitions.data(), static_cast<std::int32_t>(partitions.size()), 0};
         reader.samples.push_back(&info);
+        reader.properties.emplace_back(news.properties);
     }
 }
 
@@ -230,6 +247,7 @@ void returnLoan(QEL_FerrionStreamReader *reader, void **samples, DDS_SampleInfo 
         static_cast<DiscoveryReader *>(self)->told.clear();
         static_cast<DiscoveryReader *>(self)->streams.clear();
         static_cast<DiscoveryReader *>(self)->partitions.clear();
+        static_cast<DiscoveryReader *>(self)->properties.clear();
     }
 }
 
@@ -310,6 +328,19 @@ void stopBy(QEL_FerrionAdapterPlugin *plugin, int64_t deadline)
     ++g_script->told;
 }
 
+const QEL_FerrionProperties *streamProperties(QEL_FerrionStreamReader *reader,
+                                              const QEL_FerrionStreamInfo *lent)
+{
+    auto &self = *static_cast<DiscoveryReader *>(reader);
+    for (std::size_t i = 0; i < self.streams.size(); ++i) {
+        if (&self.streams[i] == lent) {
+            return self.properties[i].get();
+        }
+    }
+    ADD_FAILURE() << "asked for the properties of what is not lent";
+    return nullptr;
+}
+
 Script::Script(const ferry::Configuration &configuration) : FerryPluginHost(configuration, {})
 {
     g_script = this;
@@ -339,6 +370,29 @@ void Script::hang()
     for (;;) {
         pause();
     }
+}
+
+void Script::remember(const std::string &end, const QEL_FerrionProperties &properties)
+{
+    std::string text;
+    for (std::int32_t i = 0; i < properties.count; ++i) {
+        const QEL_FerrionNameValue &each = properties.properties[i];
+        text += std::string(each.name) + "=" + each.value + " ";
+    }
+    const std::lock_guard<std::mutex> lock(callsMutex_);
+    given_[end] = text;
+}
+
+std::ptrdiff_t Script::called(const std::string &call)
+{
+    const std::lock_guard<std::mutex> lock(callsMutex_);
+    return std::count(calls.begin(), calls.end(), call);
+}
+
+std::string Script::given(const std::string &end)
+{
+    const std::lock_guard<std::mutex> lock(callsMutex_);
+    return given_[end];
 }
 
 void Script::enter(const std::string &call, QEL_FerrionEnvironment *environment, bool remember)

@@ -53,6 +53,7 @@ struct News {
     const DDS_TypeCode *type = nullptr;
     std::vector<std::string> partitions = {};
     bool disposed = false;
+    ferry::Properties properties = {};
 };
 
 /// The host that hands the plug-in out, and the script of all its adapters, which are told apart by
@@ -74,6 +75,10 @@ public:
     /// When the plug-ins were told to stop by, and how many were; 0 before.
     std::atomic<int64_t> stoppedBy{0};
     std::atomic<int> told{0};
+    /// The properties that "reader a" was last created with, as "k=v " each; "" before that. Of a
+    /// stream that is not in the default partition the name is "a@p,q", here and in all that goes
+    /// by names. Any thread.
+    std::string given(const std::string &end);
     /// Connections without discovery readers.
     std::set<std::string> silent;
     /// Handed out in place of a good record.
@@ -85,6 +90,8 @@ public:
 
     /// Every call but read, write and return_loan, in order; complete once the relay has ended.
     std::vector<std::string> calls;
+    /// How often there was such a call. Any thread.
+    std::ptrdiff_t called(const std::string &call);
     /// Blocks the calling thread for ever.
     static void hang();
 
@@ -102,11 +109,13 @@ public:
     /// By "connection in" or "connection out".
     std::map<std::string, Discovery> discoveries;
     std::mutex discoveryMutex;
+    void remember(const std::string &end, const QEL_FerrionProperties &properties);
     void enter(const std::string &call, QEL_FerrionEnvironment *environment, bool remember = true);
 
 private:
     std::atomic<int> attached_{0};
     std::mutex callsMutex_;
+    std::map<std::string, std::string> given_;
 };
 
 /// What the shared library's entry point does; the library finds it in the test's executable.
@@ -115,6 +124,9 @@ createAdapter(const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *e
 
 /// The library's other function. Runs the hook "stop_by" on the thread that tells.
 [[gnu::visibility("default")]] void stopBy(QEL_FerrionAdapterPlugin *plugin, int64_t deadline);
+/// The same for its function that tells what streams run with.
+[[gnu::visibility("default")]] const QEL_FerrionProperties *
+streamProperties(QEL_FerrionStreamReader *reader, const QEL_FerrionStreamInfo *lent);
 
 } // namespace scripted
 

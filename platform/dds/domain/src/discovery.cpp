@@ -34,22 +34,46 @@ bool isKeyed(const Guid &guid)
     return kind == 0x02 || kind == 0x07;
 }
 
-std::vector<std::string> partitionsOf(const dds_qos_t *qos)
+int64_t limitOf(dds_duration_t time)
 {
-    std::vector<std::string> partitions;
-    uint32_t count = 0;
-    char **names = nullptr;
-    if (dds_qget_partition(qos, &count, &names)) {
-        for (uint32_t i = 0; i < count; ++i) {
-            partitions.emplace_back(names[i]);
-            dds_free(names[i]);
-        }
-        dds_free(names);
+    return time == DDS_INFINITY ? 0 : time;
+}
+
+// Samples of each instance that a late reader gets. A peer that keeps none apart for them tells the
+// engine's default of one.
+int32_t durableDepthOf(const dds_qos_t &qos)
+{
+    dds_history_kind_t kind = DDS_HISTORY_KEEP_LAST;
+    int32_t depth = 1;
+    if (!dds_qget_durability_service(&qos, nullptr, &kind, &depth, nullptr, nullptr, nullptr)) {
+        return 1;
     }
-    if (partitions.size() == 1 && partitions[0].empty()) {
-        partitions.clear(); // the default partition's other spelling
-    }
-    return partitions;
+    return kind == DDS_HISTORY_KEEP_ALL ? 0 : std::max(depth, 1);
+}
+
+DDS_DiscoveredQos qosOf(const dds_qos_t &qos)
+{
+    DDS_DiscoveredQos made{};
+    dds_reliability_kind_t reliability = DDS_RELIABILITY_BEST_EFFORT;
+    dds_durability_kind_t durability = DDS_DURABILITY_VOLATILE;
+    dds_ownership_kind_t ownership = DDS_OWNERSHIP_SHARED;
+    dds_duration_t deadline = DDS_INFINITY;
+    dds_duration_t lifespan = DDS_INFINITY;
+    // Whatever the peer does not tell keeps its default.
+    (void)dds_qget_reliability(&qos, &reliability, nullptr);
+    (void)dds_qget_durability(&qos, &durability);
+    (void)dds_qget_ownership(&qos, &ownership);
+    (void)dds_qget_ownership_strength(&qos, &made.ownershipStrength);
+    (void)dds_qget_deadline(&qos, &deadline);
+    (void)dds_qget_lifespan(&qos, &lifespan);
+    made.reliable = reliability == DDS_RELIABILITY_RELIABLE ? 1 : 0;
+    made.durability = durability == DDS_DURABILITY_VOLATILE ? DDS_VOLATILE_DURABILITY
+                                                            : DDS_TRANSIENT_LOCAL_DURABILITY;
+    made.durableDepth = durableDepthOf(qos);
+    made.deadline = limitOf(deadline);
+    made.lifespan = limitOf(lifespan);
+    made.exclusiveOwnership = ownership == DDS_OWNERSHIP_EXCLUSIVE ? 1 : 0;
+    return made;
 }
 
 Endpoint endpointOf(const dds_builtintopic_endpoint_t &sample, bool isWriter)
@@ -61,15 +85,16 @@ Endpoint endpointOf(const dds_builtintopic_endpoint_t &sample, bool isWriter)
     made.typeName = sample.type_name != nullptr ? sample.type_name : "";
     made.partitions = partitionsOf(sample.qos);
     made.keyed = isKeyed(made.guid);
-    dds_reliability_kind_t reliability = DDS_RELIABILITY_BEST_EFFORT;
-    dds_duration_t blocking = 0;
-    made.reliable = dds_qget_reliability(sample.qos, &reliability, &blocking) &&
-                    reliability == DDS_RELIABILITY_RELIABLE;
-    dds_durability_kind_t durability = DDS_DURABILITY_VOLATILE;
-    if (dds_qget_durability(sample.qos, &durability) && durability != DDS_DURABILITY_VOLATILE) {
-        made.durability = DDS_TRANSIENT_LOCAL_DURABILITY;
-    }
+    made.qos = qosOf(*sample.qos);
     return made;
+}
+
+bool isSame(const DDS_DiscoveredQos &a, const DDS_DiscoveredQos &b)
+{
+    return a.reliable == b.reliable && a.durability == b.durability &&
+           a.durableDepth == b.durableDepth && a.deadline == b.deadline &&
+           a.lifespan == b.lifespan && a.exclusiveOwnership == b.exclusiveOwnership &&
+           a.ownershipStrength == b.ownershipStrength;
 }
 
 } // namespace
@@ -118,8 +143,9 @@ void DDS_Discovery::see(dds_builtintopic_endpoint_t &sample, dds_instance_handle
     const auto known = endpoints.find(handle);
     if (known != endpoints.end()) {
         Endpoint &endpoint = known->second;
-        if (endpoint.partitions != seen.partitions) {
+        if (endpoint.partitions != seen.partitions || !isSame(endpoint.qos, seen.qos)) {
             endpoint.partitions = std::move(seen.partitions);
+            endpoint.qos = seen.qos;
             if (endpoint.announced) {
                 tell(DDS_ENDPOINT_CHANGED, endpoint);
             }
@@ -282,8 +308,8 @@ try {
     }
     Endpoint &from = shown.endpoint;
     shown.partitions.clear();
-    for (std::string &partition : from.partitions) {
-        shown.partitions.push_back(partition.data());
+    for (const std::string &partition : from.partitions) {
+        shown.partitions.push_back(const_cast<char *>(partition.c_str()));
     }
     DDS_DiscoveredEndpoint &record = shown.record;
     std::copy(from.guid.begin(), from.guid.end(), record.guid);
@@ -295,8 +321,7 @@ try {
     const auto count = static_cast<int32_t>(shown.partitions.size());
     record.partitions = {shown.partitions.data(), count, count};
     record.isKeyed = from.keyed ? 1 : 0;
-    record.reliable = from.reliable ? 1 : 0;
-    record.durability = from.durability;
+    record.qos = from.qos;
     return &record;
 } catch (...) {
     return nullptr;

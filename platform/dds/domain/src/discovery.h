@@ -39,10 +39,9 @@ struct Endpoint {
     Guid guid{};
     bool isWriter = false;
     std::string topic, typeName;
-    std::vector<std::string> partitions;
+    std::set<std::string> partitions; // at least one; the default one is ""
     bool keyed = false;
-    bool reliable = false;
-    DDS_DurabilityKind durability = DDS_VOLATILE_DURABILITY;
+    DDS_DiscoveredQos qos{};
     const DDS_TypeCode *type = nullptr;
     std::string typeProblem;
 

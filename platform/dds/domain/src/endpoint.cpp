@@ -135,6 +135,29 @@ Qos groupQos(const DDS_EndpointQos &qos)
     return made;
 }
 
+std::set<std::string> partitionsOf(const dds_qos_t *qos)
+{
+    std::set<std::string> partitions;
+    uint32_t count = 0;
+    char **names = nullptr;
+    if (dds_qget_partition(qos, &count, &names)) {
+        for (uint32_t i = 0; i < count; ++i) {
+            partitions.emplace(names[i]);
+            dds_free(names[i]);
+        }
+        dds_free(names);
+    }
+    if (partitions.empty()) {
+        partitions.emplace();
+    }
+    return partitions;
+}
+
+std::set<std::string> partitionsOf(const DDS_EndpointQos &qos)
+{
+    return partitionsOf(groupQos(qos).get());
+}
+
 Qos readerQos(const DDS_EndpointQos &qos)
 {
     Qos made = commonQos(qos);

@@ -6,6 +6,8 @@
 
 #include <atomic>
 #include <memory>
+#include <set>
+#include <string>
 
 #include "participant.h"
 #include "qddsc/sample_info.h"
@@ -48,6 +50,9 @@ Topic makeEndpointTopic(const EndpointRequest &request, const WireType &wire,
 
 // Publishers and subscribers: partitions.
 Qos groupQos(const DDS_EndpointQos &qos);
+// At least one; the default one is "".
+std::set<std::string> partitionsOf(const dds_qos_t *qos);
+std::set<std::string> partitionsOf(const DDS_EndpointQos &qos);
 Qos readerQos(const DDS_EndpointQos &qos);
 // `blocking`: nanoseconds that the engine lets one write wait.
 Qos writerQos(const DDS_EndpointQos &qos, int64_t blocking);

@@ -132,6 +132,9 @@ DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, 
         return nullptr;
     }
     made->maxSamples = request.qos->maxSamples;
+    if (request.qos->exactPartitions != 0) {
+        made->writers.keepTo(partitionsOf(*request.qos));
+    }
     made->sieve.separation = request.qos->timeBasedFilter;
     made->block = std::make_unique<Block>();
     made->topic.arrivals->watch(onRefused, made.get());

@@ -32,6 +32,11 @@ struct ById {
 // once the writer has gone, so what is known is kept while samples may still come.
 class Writers {
 public:
+    // Has only those count that are in just these partitions; empty lets all of them.
+    void keepTo(std::set<std::string> partitions)
+    {
+        only = std::move(partitions);
+    }
     // From the engine's threads: writers have come or gone.
     void changed()
     {
@@ -39,16 +44,24 @@ public:
     }
     // Null for a writer that went before the first take after it had come.
     const Guid *find(dds_entity_t reader, dds_instance_handle_t handle);
+    // Whether what it writes is wanted; so it is of one that nothing is known of.
+    bool counts(dds_entity_t reader, dds_instance_handle_t handle);
     // Learns about new ones while they can be asked for.
     void refresh(dds_entity_t reader);
 
 private:
-    const Guid *learn(dds_entity_t reader, dds_instance_handle_t handle);
+    struct Writer {
+        Guid guid;
+        bool counts;
+    };
+    const Writer *lookUp(dds_entity_t reader, dds_instance_handle_t handle);
+    const Writer *learn(dds_entity_t reader, dds_instance_handle_t handle);
 
+    std::set<std::string> only;
     std::atomic<bool> stale{false};
-    std::unordered_map<dds_instance_handle_t, Guid> known;
+    std::unordered_map<dds_instance_handle_t, Writer> known;
     dds_instance_handle_t lastHandle = 0;
-    const Guid *last = nullptr; // elements of the map stay where they are
+    const Writer *last = nullptr; // elements of the map stay where they are
 };
 
 // The time-based filter, which the engine announces to peers but leaves to them.

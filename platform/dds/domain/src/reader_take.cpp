@@ -152,24 +152,37 @@ bool isWanted(DDS_DataReader &self)
     const Block &block = *self.block;
     const dds_sample_info_t &info = block.infos[block.next];
     return (info.valid_data || self.wire->keyType() != nullptr) &&
+           self.writers.counts(self.entity.get(), info.publication_handle) &&
            (block.atEnd || self.sieve.lets(info));
 }
 
 } // namespace
 
-const Guid *Writers::learn(dds_entity_t reader, dds_instance_handle_t handle)
+const Writers::Writer *Writers::learn(dds_entity_t reader, dds_instance_handle_t handle)
 {
     dds_builtintopic_endpoint_t *endpoint = dds_get_matched_publication_data(reader, handle);
     if (endpoint == nullptr) {
         return nullptr;
     }
-    Guid guid;
-    std::memcpy(guid.data(), endpoint->key.v, guid.size());
+    Writer writer{{}, only.empty() || partitionsOf(endpoint->qos) == only};
+    std::memcpy(writer.guid.data(), endpoint->key.v, writer.guid.size());
     dds_builtintopic_free_endpoint(endpoint);
-    return &known.emplace(handle, guid).first->second;
+    return &known.emplace(handle, writer).first->second;
 }
 
 const Guid *Writers::find(dds_entity_t reader, dds_instance_handle_t handle)
+{
+    const Writer *writer = lookUp(reader, handle);
+    return writer == nullptr ? nullptr : &writer->guid;
+}
+
+bool Writers::counts(dds_entity_t reader, dds_instance_handle_t handle)
+{
+    const Writer *writer = only.empty() ? nullptr : lookUp(reader, handle);
+    return writer == nullptr || writer->counts;
+}
+
+const Writers::Writer *Writers::lookUp(dds_entity_t reader, dds_instance_handle_t handle)
 {
     if (last != nullptr && handle == lastHandle) {
         return last;

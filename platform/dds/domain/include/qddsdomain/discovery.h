@@ -11,6 +11,22 @@ QDDSDOMAIN_BEGIN
 
 typedef struct DDS_Discovery DDS_Discovery;
 
+/** What a writer offers, or a reader asks for. Times are nanoseconds; 0 is no limit. */
+struct DDS_DiscoveredQos {
+    int32_t reliable;
+    DDS_DurabilityKind durability;
+    /** Writers, transient local: samples of each instance kept for readers that come later, as far
+     * as the peer tells; 0 keeps all. */
+    int32_t durableDepth;
+    /** Longest time between two samples of an instance. */
+    int64_t deadline;
+    /** Writers: how long a sample is worth delivering. */
+    int64_t lifespan;
+    int32_t exclusiveOwnership;
+    /** Writers: strength in the contest for an instance. */
+    int32_t ownershipStrength;
+};
+
 /** One reader or writer of another process. */
 struct DDS_DiscoveredEndpoint {
     uint8_t guid[16];
@@ -23,16 +39,15 @@ struct DDS_DiscoveredEndpoint {
     const DDS_TypeCode *type;
     /** Why `type` is null, naming what is not carried; null when there is a type. */
     const char *typeProblem;
-    /** Empty is the default partition. */
+    /** In order, each once, at least one; the default partition is "". */
     struct DDS_StringSeq partitions;
     int32_t isKeyed;
-    int32_t reliable;
-    DDS_DurabilityKind durability;
+    struct DDS_DiscoveredQos qos;
 };
 
 typedef enum DDS_DiscoveryEventKind {
     DDS_ENDPOINT_APPEARED = 1,
-    /** Its partitions have changed, or its type has become known. */
+    /** Its partitions or its QoS have changed, or its type has become known. */
     DDS_ENDPOINT_CHANGED = 2,
     DDS_ENDPOINT_GONE = 3
 } DDS_DiscoveryEventKind;

@@ -59,6 +59,9 @@ struct DDS_EndpointQos {
     int32_t autodispose;
     /** Patterns allowed; empty is the default partition. Not owned. */
     const struct DDS_StringSeq *partitions;
+    /** Readers: 1 passes over what comes from writers that are in other partitions, too, or not in
+     * all of these. For who has a reader for each set of partitions. */
+    int32_t exactPartitions;
     /** Writers only. */
     DDS_DataRepresentation representation;
     /** 1: no type information is announced, so that endpoints match when topic and type name

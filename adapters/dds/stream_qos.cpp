@@ -1,0 +1,111 @@
+#include "stream_qos.h"
+
+#include <algorithm>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+namespace ferrydds {
+namespace {
+
+constexpr const char prefix[] = "qel.ferrion.announced.";
+
+/// The longer of two times, or the larger of two numbers, of which 0 is without limit.
+template<class Number> Number wider(Number a, Number b)
+{
+    return a == 0 || b == 0 ? 0 : std::max(a, b);
+}
+
+/// The shorter of two times of which 0 is without limit.
+std::int64_t narrower(std::int64_t a, std::int64_t b)
+{
+    return a == 0 || b == 0 ? std::max(a, b) : std::min(a, b);
+}
+
+std::string textOf(std::int64_t nanoseconds)
+{
+    char text[40];
+    std::snprintf(text, sizeof text, "%" PRId64 ".%06" PRId64 "ms", nanoseconds / 1000000,
+                  nanoseconds % 1000000);
+    return text;
+}
+
+} // namespace
+
+void widen(DDS_DiscoveredQos &common, const DDS_DiscoveredQos &other, Direction direction)
+{
+    const bool writers = direction == Direction::input;
+    const auto join = [&](std::int32_t a, std::int32_t b) {
+        return writers ? std::min(a, b) : std::max(a, b);
+    };
+    common.reliable = join(common.reliable, other.reliable);
+    common.durability = static_cast<DDS_DurabilityKind>(join(common.durability, other.durability));
+    common.durableDepth = wider(common.durableDepth, other.durableDepth);
+    common.deadline = writers ? wider(common.deadline, other.deadline)
+                              : narrower(common.deadline, other.deadline);
+    common.lifespan = wider(common.lifespan, other.lifespan);
+    common.exclusiveOwnership = std::min(common.exclusiveOwnership, other.exclusiveOwnership);
+    common.ownershipStrength = std::max(common.ownershipStrength, other.ownershipStrength);
+}
+
+std::string joined(const std::vector<std::string> &names)
+{
+    std::string all;
+    for (const std::string &name : names) {
+        all += (&name == names.data() ? "" : ",") + name;
+    }
+    return all;
+}
+
+QosProperties propertiesOf(const DDS_DiscoveredQos &qos, const std::vector<std::string> &partitions,
+                           Direction direction)
+{
+    const bool durable = qos.durability == DDS_TRANSIENT_LOCAL_DURABILITY;
+    QosProperties all{{"reliability", qos.reliable != 0 ? "reliable" : "best_effort"},
+                      {"durability", durable ? "transient_local" : "volatile"},
+                      {"ownership", qos.exclusiveOwnership != 0 ? "exclusive" : "shared"}};
+    if (qos.deadline > 0) {
+        all.emplace_back("deadline", textOf(qos.deadline));
+    }
+    if (direction == Direction::output) {
+        return all;
+    }
+    all.emplace_back("partitions", joined(partitions));
+    if (durable) {
+        all.emplace_back("durable_depth",
+                         qos.durableDepth == 0 ? "all" : std::to_string(qos.durableDepth));
+    }
+    if (qos.lifespan > 0) {
+        all.emplace_back("lifespan", textOf(qos.lifespan));
+    }
+    if (qos.exclusiveOwnership != 0) {
+        // The adapter's own writers have none below 0.
+        all.emplace_back("ownership_strength", std::to_string(std::max(qos.ownershipStrength, 0)));
+    }
+    return all;
+}
+
+Announced::Announced(const QEL_FerrionProperties *properties)
+{
+    constexpr std::size_t length = sizeof prefix - 1;
+    for (std::int32_t i = 0; properties != nullptr && i < properties->count; ++i) {
+        const char *const name = properties->properties[i].name;
+        const char *const value = properties->properties[i].value;
+        if (name != nullptr && value != nullptr && std::strncmp(name, prefix, length) == 0) {
+            any_ = true;
+            properties_.emplace_back(name + length, value);
+        }
+    }
+}
+
+std::optional<std::string> Announced::find(const std::string &name) const
+{
+    for (const auto &[known, value] : properties_) {
+        if (known == name) {
+            return value;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace ferrydds
