@@ -174,8 +174,8 @@ def report(name, room, mutants, outcomes, options, seconds):
     asked = counted if room.explained else killed + len(without)
     print(f"{name}: {len(mutants)} faults: {killed} killed ({count['timed out']} by the time "
           f"limit), {count['survived']} survived; not counted: {count['not compiled']} do not "
-          f"compile, {count['equivalent']} make no other code, {count['twice']} the same as "
-          f"another\n{name}: {100 * killed / max(1, counted):.1f} % of {counted} killed; {seconds:.0f} s, "
+          f"compile, {count['equivalent']} make no other code, {count['twice']} that of another")
+    print(f"{name}: {100 * killed / max(1, counted):.1f} % of {counted} killed; {seconds:.0f} s, "
           f"{seconds * options.jobs / max(1, len(mutants)):.1f} s each", flush=True)
     return killed < room.least * asked and not options.listed or room.explained and bool(without)
 
