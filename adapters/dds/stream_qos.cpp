@@ -24,10 +24,12 @@ std::int64_t narrower(std::int64_t a, std::int64_t b)
 
 std::string textOf(std::int64_t nanoseconds)
 {
-    char text[40];
-    std::snprintf(text, sizeof text, "%" PRId64 ".%06" PRId64 "ms", nanoseconds / 1000000,
-                  nanoseconds % 1000000);
-    return text;
+    const std::int64_t rest = nanoseconds % 1000000;
+    char fraction[20] = "";
+    if (rest != 0) {
+        std::snprintf(fraction, sizeof fraction, ".%06" PRId64, rest);
+    }
+    return std::to_string(nanoseconds / 1000000) + fraction + "ms";
 }
 
 } // namespace

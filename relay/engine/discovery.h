@@ -47,6 +47,7 @@ private:
         AnnouncedStream stream;
         /// As they were last announced.
         Properties properties;
+        RepeatFilter changes;
         /// The session has it, or had it.
         bool adopted = false;
         bool leaving = false;

@@ -119,7 +119,8 @@ bool Discovery::stays(const MadeKey &key, const AnnouncedStream &stream)
 void Discovery::warnOfChange(Made &made, const AnnouncedStream &stream)
 {
     const std::string difference = differenceOf(made.stream.properties, stream.properties);
-    if (made.properties != stream.properties && !difference.empty()) {
+    if (made.properties != stream.properties && !difference.empty() &&
+        made.changes.admit(difference.c_str(), Clock::now())) {
         warn(made.route->name(), "stream " + nameOf(stream) +
                                      " is announced with other properties than its route was made "
                                      "with, which keeps its own: " +

@@ -131,7 +131,7 @@ int serve(const char *domain)
                                           {"durability", "transient_local"},
                                           {"durable_depth", "7"},
                                           {"deadline", "1h"},
-                                          {"lifespan", "2h"},
+                                          {"lifespan", "7200000.25ms"},
                                           {"ownership", "exclusive"},
                                           {"ownership_strength", "5"}});
         } else if (line[0] == '-') {
@@ -469,12 +469,12 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     // What two have in common does not change when the better one comes, but when it stays alone.
     peer.tell("*one,two");
     expectNext(host, inputs, peer, "-one,two",
-               "peer one two reliable transient_local exclusive 3600000.000000ms one,two 7 "
-               "7200000.000000ms 5");
+               "peer one two reliable transient_local exclusive 3600000ms one,two 7 "
+               "7200000.250000ms 5");
     expectNext(host, inputs, peer, "-*one,two", "-peer one two");
     QEL_FerrionStreamReader *outputs =
         host.table().get_sub_discovery_reader(host.connection, host.fresh());
-    expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000.000000ms");
+    expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000ms");
     host.remove(own);
 }
 
@@ -488,7 +488,7 @@ TEST(DdsAdapter, AWriterTakesTheQosThatWasAnnounced)
                        {announced + "direction", "input"},
                        {announced + "durability", "transient_local"},
                        {announced + "durable_depth", "all"},
-                       {announced + "deadline", "3600000.000000ms"},
+                       {announced + "deadline", "3600000.5ms"},
                        {announced + "ownership", "exclusive"},
                        {announced + "ownership_strength", "5"}};
     const List late = {{"ignore_local", "none"},
