@@ -15,6 +15,7 @@
 #include "dds/ddsi/q_hbcontrol.h"
 #include "dds/ddsi/q_thread.h"
 #include "dds/ddsi/q_whc.h"
+#include "dds/ddsi/q_xevent.h"
 /* These do not include what they need of the headers above. */
 #include "dds/ddsi/ddsi_endpoint.h"
 #include "dds/ddsi/ddsi_entity_match.h"
@@ -68,6 +69,34 @@ uint64_t qddsdomain_count_unacknowledged(int32_t writer, const struct ddsi_serty
     }
     thread_state_asleep(self);
     return count;
+}
+
+/* The engine sends a heartbeat when the last one is long enough ago. */
+static void ask_now(struct ddsi_writer *writer)
+{
+    ddsrt_mutex_lock(&writer->e.lock);
+    if (writer->heartbeat_xevent != NULL) {
+        writer->hbcontrol.t_of_last_hb.v = 0;
+        writer->hbcontrol.t_of_last_ackhb.v = 0;
+        (void)resched_xevent_if_earlier(writer->heartbeat_xevent, ddsrt_time_monotonic());
+    }
+    ddsrt_mutex_unlock(&writer->e.lock);
+}
+
+void qddsdomain_ask_for_acknowledgments(int32_t writer, const struct ddsi_sertype *type)
+{
+    const struct ddsi_domaingv *domain = domain_of(type);
+    struct thread_state *self = lookup_thread_state();
+    ddsi_guid_t guid;
+    if (!guid_of(writer, &guid)) {
+        return;
+    }
+    thread_state_awake(self, domain);
+    struct ddsi_writer *found = entidx_lookup_writer_guid(domain->entity_index, &guid);
+    if (found != NULL) {
+        ask_now(found);
+    }
+    thread_state_asleep(self);
 }
 
 static size_t writers_of(struct ddsi_reader *reader, struct QDomainWriterId *ids, size_t room)

@@ -18,6 +18,11 @@ struct ddsi_sertype;
  * the engine. */
 uint64_t qddsdomain_count_unacknowledged(int32_t writer, const struct ddsi_sertype *type);
 
+/* Has a writer ask its readers at once what they have received. By itself the engine asks a moment
+ * after a write, up to 100 ms. Any thread; takes the writer's lock
+ * in the engine. */
+void qddsdomain_ask_for_acknowledgments(int32_t writer, const struct ddsi_sertype *type);
+
 /* Identity of a writer of another process, as the engine keeps it. */
 struct QDomainWriterId {
     uint32_t words[4];

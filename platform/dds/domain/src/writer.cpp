@@ -265,6 +265,7 @@ int32_t DDS_DataWriter_wait_for_acknowledgments(DDS_DataWriter *self, int64_t ti
 try {
     DDS_DataWriter_flush(self);
     const int64_t end = endOf(timeout);
+    qddsdomain_ask_for_acknowledgments(self->entity.get(), self->topic.type);
     for (int64_t rest = timeout;;) {
         if (dds_wait_for_acks(self->entity.get(), std::clamp<int64_t>(rest, 0, SLICE)) == 0) {
             return 1;
