@@ -187,7 +187,8 @@ TEST_F(RelayTest, TellsACallSoonAfterItsTime)
         }
         const auto begin = Clock::now();
         EXPECT_TRUE(waitFor([&] { return lines() > told; }));
-        quickest = std::min(quickest, Clock::now() - begin);
+        // The first begins together with the watch.
+        quickest = told == 0 ? quickest : std::min(quickest, Clock::now() - begin);
         told = quickest < 1.5 * options.stall ? 10 : told + 1;
     };
     EXPECT_EQ(runUntil([&] { return told >= 10; }), exitOk);
