@@ -84,7 +84,8 @@ class Pairs:
         ferry = self.ferry(self.config([
             ("Flat", ("dds", "in_transient_local", kept), [("files", "kept.jsonl")]),
             ("Flat", ("dds", "in_volatile"), [("files", "lost.jsonl")]),
-            ("Flat", ("files", "source.jsonl"), [("dds", "out", kept), ("files", "written.jsonl")])]))
+            ("Flat", ("files", "source.jsonl"), [("dds", "out", {**kept, "durable_depth": "all"}),
+                                                 ("files", "written.jsonl")])]))
         for name in ["kept.jsonl", "written.jsonl"]:
             self.until(lambda: len(self.lines(name)) >= COUNT, f"whole {name}")
         late = self.partner(self.make, topic="out", count=COUNT, **kept)

@@ -193,7 +193,7 @@ std::string configuration(const DDS_ParticipantSettings &settings)
            "<WriteBatch>true</WriteBatch><SocketReceiveBufferSize max=\"4MB\"/>"
            "<SocketSendBufferSize min=\"default\" max=\"4MB\"/>"
            "<Watermarks><WhcLow>500kB</WhcLow><WhcHigh>1MB</WhcHigh><WhcHighInit>1MB</WhcHighInit>"
-           "</Watermarks></Internal>"
+           "</Watermarks><WriterLingerDuration>0s</WriterLingerDuration></Internal>"
            "</Domain></CycloneDDS>";
     if (settings.xml != nullptr && settings.xml[0] != '\0') {
         xml += ",";
