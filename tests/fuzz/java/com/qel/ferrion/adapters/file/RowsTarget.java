@@ -141,19 +141,27 @@ public final class RowsTarget {
                 + "\r\n]*+").matcher(text);
         List<String> cuts = new ArrayList<>();
         int next;
+        int wanted = 0;
         for (int at = text.startsWith("\u00EF\u00BB\u00BF") ? 3 : 0; at < text.length(); at = next) {
             int i = at;
             boolean open = false;
+            int cells = 0;
             for (boolean more = !json; more; more = !open && text.startsWith("" + delimiter, i++)) {
+                cells++;
                 open = !cell.region(i, text.length()).lookingAt();
                 i = open ? i : cell.end();
             }
             i -= json ? 0 : 1;
             boolean whole = json || (!open && text.substring(i).matches("(?s)\r?(\n.*)?"));
             int lineEnd = (text + "\n").indexOf('\n', open ? at : i);
-            int end = !open && text.substring(at, lineEnd).endsWith("\r") ? lineEnd - 1 : lineEnd;
+            int end = withoutReturn(text, at, lineEnd);
             boolean tooLong = (open ? text.length() : end) - at > longest;
-            lineEnd = tooLong ? (text + "\n").indexOf('\n', at) : lineEnd;
+            whole = whole && (wanted == 0 || end == at || cells == wanted);
+            if (!whole || tooLong) {
+                lineEnd = (text + "\n").indexOf('\n', at);
+                end = withoutReturn(text, at, lineEnd);
+            }
+            wanted = cuts.isEmpty() && end > at ? cells : wanted;
             next = Math.min(lineEnd + 1, text.length());
             if (end > at || !whole || tooLong) {
                 cuts.add(text.substring(0, at).replaceAll("[^\n]", "").length() + 1
@@ -161,5 +169,9 @@ public final class RowsTarget {
             }
         }
         return cuts;
+    }
+
+    private static int withoutReturn(String text, int at, int lineEnd) {
+        return text.substring(at, lineEnd).endsWith("\r") ? lineEnd - 1 : lineEnd;
     }
 }
