@@ -150,8 +150,11 @@ typedef int32_t (*QEL_FerrionStreamWriter_UpdateFn)(QEL_FerrionStreamWriter *wri
 /** A slot that no plug-in of this interface version fills. */
 typedef void (*QEL_FerrionReservedFn)(void);
 
-/** The 23 operations, by slot number. A null slot is an operation that the plug-in does not have.
- */
+/** The 23 operations, by slot number. Slots 0 to 4 are compulsory: `ferry` refuses a plug-in
+ * without one of them. A plug-in with readers has slots 5, 17 and 18, also where only its discovery
+ * readers are read; one with writers has 7 and 20. Where another slot is null the plug-in does not
+ * have the operation: a reader or writer without a delete slot is dropped, a connection without a
+ * discovery getter announces nothing. */
 typedef struct QEL_FerrionAdapterOperations {
     /* 0 */ QEL_FerrionAdapter_DeleteFn delete_adapter;
     /* 1 */ QEL_FerrionAdapter_CreateConnectionFn create_connection;

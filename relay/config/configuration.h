@@ -27,6 +27,7 @@ struct LogSettings {
     LogLevel level = LogLevel::status;
     /// Absolute; empty for standard error.
     std::filesystem::path file;
+    Place place{};
 };
 
 struct JavaSettings {
@@ -53,6 +54,7 @@ struct AdapterSettings {
     /// Jars that come with an adapter of the installation, behind those; only somebody who knows
     /// the installation can tell.
     std::vector<std::string> installedJars;
+    Place place{};
 
     /// All that this adapter does not share with others.
     std::vector<std::string> ownEntries() const
@@ -69,6 +71,7 @@ struct ConnectionSettings {
     /// Handed to the adapter as they are; a missing one is a null name.
     std::vector<std::string> names;
     Properties properties;
+    Place place{};
 };
 
 /// With as many bytes of samples a batch is full, however few they are.
@@ -82,6 +85,7 @@ struct SessionSettings {
     Properties properties;
     /// Bytes per write of outputs that do not say otherwise.
     std::uint64_t batchBytes = defaultBatchBytes;
+    Place place{};
 };
 
 struct StreamSettings {
@@ -94,6 +98,7 @@ struct StreamSettings {
     std::int32_t maxSamplesPerWrite = 0;
     /// Outputs only: the bytes of samples with which a write call is full.
     std::uint64_t batchBytes = defaultBatchBytes;
+    Place place{};
 };
 
 enum class OnError { carryOn, stop };
@@ -144,13 +149,15 @@ struct PropertySource {
     std::size_t owner = 0;
     /// As in messages: "connections.db".
     std::string path;
-    Place place;
+    Place place{};
     std::map<std::string, Place> places;
     Properties properties;
 };
 
 /// Adapters, connections and sessions are referred to by their index.
 struct Configuration {
+    /// As the user wrote it; stands before a place in messages.
+    std::string file;
     /// The file's name without directory and extension: what the service is called in messages.
     std::string name;
     /// Absolute directory that relative paths of the file start from.

@@ -136,6 +136,7 @@ std::optional<Configuration> loadConfiguration(const std::string &file, Diagnost
     }
     Loader loader(diagnostics, *text, fs::absolute(file));
     Configuration configuration = loader.load(*root);
+    configuration.file = file;
     const bool anyRoute = !configuration.routes.empty() || !configuration.discovery.empty();
     if (needs == Needs::routes && !anyRoute && diagnostics.empty()) {
         diagnostics.add({}, "the configuration file must specify at least one route or discovery");

@@ -63,6 +63,7 @@ void Loader::readAdapter(const NamedNode &entry)
                           {"class", "class_path", "library", "plugin", "entry", "properties"});
     AdapterSettings adapter;
     adapter.name = entry.name;
+    adapter.place = entry.place;
     const bool native = section.find("library").IsDefined();
     const bool plugin = section.find("plugin").IsDefined();
     if (native + plugin + section.find("class").IsDefined() > 1) {
@@ -113,6 +114,7 @@ void Loader::readConnection(const NamedNode &entry)
     const Section section(diagnostics_, entry.value, path, {"adapter", "names", "properties"});
     ConnectionSettings connection;
     connection.name = entry.name;
+    connection.place = entry.place;
     if (const auto adapter = section.requiredJavaText("adapter")) {
         connection.adapter = reference(configuration_.adapters, *adapter, "adapter",
                                        path + ".adapter", placeOf(section.find("adapter")));
@@ -147,6 +149,7 @@ void Loader::readSessionSettings(const NamedNode &entry)
                           {"period", "batch", "batch_bytes", "properties"});
     SessionSettings session;
     session.name = entry.name;
+    session.place = entry.place;
     if (const auto text = section.text("period")) {
         if (const auto period = parseDuration(*text)) {
             session.period = *period;
@@ -290,6 +293,7 @@ void Loader::readStream(const YAML::Node &node, const std::string &path, const c
                       placeOf(section.find("connection")));
     }
     stream.stream = section.requiredJavaText("stream").value_or("");
+    stream.place = section.place();
     stream.properties = readProperties(section, role, stream.connection);
     if (output) {
         stream.batchBytes = static_cast<std::uint64_t>(

@@ -101,6 +101,7 @@ void Loader::readOtherEnd(const NamedNode &entry, const Section &section, Discov
 {
     StreamSettings announced;
     announced.connection = rule.connection;
+    announced.place = entry.place;
     announced.properties =
         readProperties(section, rule.inputs ? "READER" : "WRITER", announced.connection);
     if (rule.inputs) {

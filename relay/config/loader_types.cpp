@@ -92,6 +92,7 @@ void Loader::readLog(const YAML::Node &node)
     }
     if (const auto file = section.text("file")) {
         configuration_.log.file = absolute(*file);
+        configuration_.log.place = placeOf(section.find("file"));
     }
 }
 

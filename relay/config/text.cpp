@@ -8,17 +8,15 @@
 #include <sstream>
 
 namespace ferry {
-namespace {
 
-/// Length of the UTF-8 sequence at `at`, 0 when it is none.
-std::size_t sequenceLength(const std::string &text, std::size_t at)
+std::size_t decodeUtf8(std::string_view text, std::size_t at, std::uint32_t &code)
 {
     const auto byte = [&](std::size_t i) -> unsigned {
         return i < text.size() ? static_cast<unsigned char>(text[i]) : 0U;
     };
     const unsigned lead = byte(at);
     std::size_t length = 0;
-    std::uint32_t code = 0;
+    code = lead;
     if (lead < 0x80) {
         return 1;
     }
@@ -45,12 +43,11 @@ std::size_t sequenceLength(const std::string &text, std::size_t at)
     return overlong || surrogate || code > 0x10FFFF ? 0 : length;
 }
 
-} // namespace
-
 std::size_t findInvalidUtf8(const std::string &text)
 {
+    std::uint32_t code = 0;
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = sequenceLength(text, at);
+        const std::size_t length = decodeUtf8(text, at, code);
         if (length == 0) {
             return at;
         }
@@ -61,8 +58,9 @@ std::size_t findInvalidUtf8(const std::string &text)
 
 std::string refusalForJava(const std::string &text)
 {
+    std::uint32_t code = 0;
     for (std::size_t at = 0; at < text.size();) {
-        const std::size_t length = sequenceLength(text, at);
+        const std::size_t length = decodeUtf8(text, at, code);
         if (length == 0) {
             return "is not valid UTF-8";
         }

@@ -3,10 +3,15 @@
 #define FERRY_CONFIG_TEXT_H
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace ferry {
+
+/// Length of the UTF-8 sequence at `at`, and its character; 0 when it is none.
+std::size_t decodeUtf8(std::string_view text, std::size_t at, std::uint32_t &code);
 
 /// Byte offset of the first sequence that is not UTF-8, or npos.
 std::size_t findInvalidUtf8(const std::string &text);

@@ -122,11 +122,11 @@ bool Assembly::giveUp()
 }
 
 void Assembly::problem(const std::string &what, const std::string &adapter,
-                       const std::string &operation)
+                       const std::string &operation, Place place)
 {
     ++problems_;
     logAdapterFailure("FERRYRelay_build", adapter, operation, environment());
-    reporter_.bad(what, operation + ": " + environment().text());
+    reporter_.bad(what, operation + ": " + environment().text(), place);
 }
 
 void Assembly::build(const std::function<bool()> &stop)
@@ -154,7 +154,7 @@ void Assembly::open(Route &route)
     route.setState(good ? Route::State::active : Route::State::failed);
     if (!good) {
         logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s, route.name().c_str());
-        reporter_.bad("route " + route.name(), "out of service");
+        reporter_.bad("route " + route.name(), "out of service", {});
     }
 }
 
@@ -172,7 +172,7 @@ void Assembly::openAdapter(Adapter &adapter)
         }
     }
     if (environment().failed()) {
-        problem("adapter " + settings.name, settings.name, "create");
+        problem("adapter " + settings.name, settings.name, "create", settings.place);
         return;
     }
     adapter.plugin = plugin;
@@ -207,7 +207,7 @@ void Assembly::openConnection(Connection &connection)
     const ConnectionSettings &settings = *connection.settings;
     const std::string what = "connection " + settings.name;
     if (connection.adapter->plugin == nullptr) {
-        reporter_.bad(what, "its adapter is out of service");
+        reporter_.bad(what, "its adapter is out of service", settings.place);
         return;
     }
     const PropertyList properties(settings.properties);
@@ -225,7 +225,7 @@ void Assembly::openConnection(Connection &connection)
     }
     if (environment().failed()) {
         connection.broken = true;
-        problem(what, connection.adapter->settings->name, "create " + what);
+        problem(what, connection.adapter->settings->name, "create " + what, settings.place);
         return;
     }
     const auto toString = connection.operations().connection_to_string;
@@ -259,7 +259,7 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
         environment().fail("no session");
     }
     if (environment().failed()) {
-        problem(what, owner->adapter->settings->name, "create " + what);
+        problem(what, owner->adapter->settings->name, "create " + what, settings.place);
         logError("FERRYRelay_build", FERRY_LOG_SESSION_START_FAILURE_s, settings.name.c_str());
     } else {
         made.handle = handle;
@@ -277,7 +277,8 @@ Assembly::PluginSession *Assembly::place(Endpoint &endpoint, const StreamSetting
     PluginSession &found = sessionOf(route.settings().session, settings.connection);
     if (found.handle == nullptr) {
         reporter_.bad("route " + route.name(),
-                      "connection " + connection.settings->name + " is out of service");
+                      "connection " + connection.settings->name + " is out of service",
+                      settings.place);
         return nullptr;
     }
     endpoint.operations = &connection.operations();
@@ -322,7 +323,7 @@ Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &set
         environment().fail("no stream " + kind);
     }
     if (environment().failed()) {
-        problem("route " + route.name(), *end.adapter, "create " + what);
+        problem("route " + route.name(), *end.adapter, "create " + what, settings.place);
         return nullptr;
     }
     return handle;

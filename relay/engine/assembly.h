@@ -191,7 +191,8 @@ private:
     void closeAdapters();
     PluginSession *findSession(std::size_t session, const StreamSettings &settings);
     void closed(const std::string &adapter, const std::string &what);
-    void problem(const std::string &what, const std::string &adapter, const std::string &operation);
+    void problem(const std::string &what, const std::string &adapter, const std::string &operation,
+                 Place place);
 
     /// Runs one slot call, which is given the thread's environment, while `where` tells of it.
     template<class Body> auto call(const std::string &what, const Adapter &adapter, Body &&body)

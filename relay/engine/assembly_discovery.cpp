@@ -20,7 +20,8 @@ bool Assembly::announcerFailed(Announcer &announcer)
         logAdapterFailure("FERRYRelay_discover",
                           connections_[announcer.connection]->adapter->settings->name, what,
                           environment());
-        reporter_.bad(announcer.label, environment().text());
+        reporter_.bad(announcer.label, environment().text(),
+                      configuration_.connections[announcer.connection].place);
     }
     return true;
 }
@@ -29,7 +30,7 @@ void Assembly::refuse(const std::string &what, const std::string &reason)
 {
     ++problems_;
     logError("FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss, what.c_str(), reason.c_str());
-    reporter_.bad(what, reason);
+    reporter_.bad(what, reason, {});
 }
 
 bool Assembly::openAnnouncer(Announcer &announcer)

@@ -1,6 +1,7 @@
 #include "engine/console.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -8,6 +9,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
+#include "config/printable.h"
 #include "engine/log.h"
 
 namespace ferry {
@@ -49,15 +51,31 @@ std::string now()
     return text;
 }
 
-void writeAll(int descriptor, const std::string &text)
+bool writeAll(int descriptor, const std::string &text)
 {
     for (std::size_t done = 0; done < text.size();) {
         const ssize_t wrote = write(descriptor, text.data() + done, text.size() - done);
+        if (wrote < 0 && errno == EINTR) {
+            continue;
+        }
         if (wrote <= 0) {
-            return;
+            return false;
         }
         done += static_cast<std::size_t>(wrote);
     }
+    return true;
+}
+
+/// The beginning of a line, cut between two characters. It counts bytes, so a line may come out
+/// shorter than it could be.
+std::string fitting(const std::string &line, std::size_t width)
+{
+    std::size_t end = std::min(width, line.size());
+    while (end < line.size() && end > 0 &&
+           (static_cast<unsigned char>(line[end]) & 0xC0U) == 0x80U) {
+        --end;
+    }
+    return line.substr(0, end);
 }
 
 winsize terminalSize()
@@ -97,39 +115,54 @@ Console::~Console()
     }
 }
 
-bool Console::start(const LogSettings &settings, LogLevel level)
+std::string Console::start(const LogSettings &settings, LogLevel level)
 {
     g_logMask.store(maskOf(level));
     if (!settings.file.empty()) {
-        const int file =
-            open(settings.file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
-        if (file < 0 || dup2(file, STDERR_FILENO) < 0) {
-            return false;
+        std::string reason = file_.open(settings.file);
+        if (!reason.empty()) {
+            return reason;
         }
-        close(file);
     }
     QELLog_setLogLevel = rememberLevel;
     QELLog_setSink(sink, this);
     started_ = true;
-    return true;
+    return "";
 }
 
 void Console::sink(void *self, const char *line, std::size_t length)
 {
-    static_cast<Console *>(self)->log(line, length);
+    static_cast<Console *>(self)->log(t_level, std::string(line, length));
 }
 
-void Console::log(const char *line, std::size_t length)
+void Console::log(std::uint32_t level, const std::string &line)
 {
-    std::string text = now() + " " + levelName(t_level) + " ";
-    text.append(line, length).append("\n");
-    logText(text);
+    std::string text = forLog(line);
+    const std::string *const scope = LogScope::name();
+    if (scope != nullptr && text.find(*scope) == std::string::npos) {
+        text += " [route " + printable(*scope) + "]";
+    }
+    const std::lock_guard<std::mutex> lock(mutex_);
+    std::uint64_t heldBack = 0;
+    if (!gate_.admit(text, FloodGate::Clock::now(), heldBack)) {
+        return;
+    }
+    if (heldBack > 0) {
+        text += " (" + std::to_string(heldBack) + " more of this line were left out)";
+    }
+    writeLog(now() + " " + levelName(level) + " " + text + "\n");
 }
 
 void Console::logText(const std::string &text)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
+    writeLog(forLog(text, Layout::kept));
+}
+
+void Console::writeLog(const std::string &text)
+{
     eraseLive();
+    file_.follow();
     writeAll(STDERR_FILENO, text);
     drawLive();
 }
@@ -137,8 +170,21 @@ void Console::logText(const std::string &text)
 void Console::print(const std::string &line)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
+    writeResult(printable(line) + "\n");
+}
+
+void Console::printText(const std::string &text)
+{
+    const std::lock_guard<std::mutex> lock(mutex_);
+    writeResult(printable(text, Layout::kept) + "\n");
+}
+
+void Console::writeResult(const std::string &text)
+{
     eraseLive();
-    writeAll(STDOUT_FILENO, line + "\n");
+    if (!writeAll(STDOUT_FILENO, text)) {
+        lostResults_.store(true);
+    }
     drawLive();
 }
 
@@ -146,7 +192,10 @@ void Console::show(const std::vector<std::string> &lines)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     eraseLive();
-    lines_ = lines;
+    lines_.clear();
+    for (const std::string &line : lines) {
+        lines_.push_back(printable(line));
+    }
     drawLive();
 }
 
@@ -170,7 +219,7 @@ void Console::drawLive()
     const std::size_t room = std::max<std::size_t>(size.ws_row, 3) - 2;
     std::string text;
     for (drawn_ = 0; drawn_ < std::min(room, lines_.size()); ++drawn_) {
-        text += lines_[drawn_].substr(0, size.ws_col - 1U) + "\n";
+        text += fitting(lines_[drawn_], size.ws_col - 1U) + "\n";
     }
     if (drawn_ < lines_.size()) {
         text += "... and " + std::to_string(lines_.size() - drawn_) + " more\n";

@@ -1,12 +1,15 @@
 #include "engine/entry.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <system_error>
 #include <unistd.h>
 
+#include "config/printable.h"
 #include "engine/exit_code.h"
 #include "engine/java_options.h"
+#include "engine/java_output.h"
 #include "engine/log.h"
 #include "engine/plugin_host.h"
 #include "engine/signals.h"
@@ -16,10 +19,14 @@
 namespace ferry {
 namespace {
 
-/// Says what `check` finds on standard output; `run` only keeps it in a verbose log.
+/// Says what `check` finds on standard output; `run` only keeps it in a verbose log. Of what fails
+/// first it tells all that `check` would.
 class ConsoleReporter : public Reporter {
 public:
-    ConsoleReporter(Console &console, bool print) : console_(console), print_(print) {}
+    ConsoleReporter(Console &console, const RelayRequest &request)
+        : console_(console), request_(request), print_(request.task == Task::check)
+    {
+    }
 
     void good(const std::string &what, const std::string &details) override
     {
@@ -31,17 +38,61 @@ public:
                        what.c_str(), text.c_str());
         }
     }
-    void bad(const std::string &what, const std::string &reason) override
+    void bad(const std::string &what, const std::string &reason, Place place) override
     {
         if (print_) {
-            console_.print("FAIL  " + what + ": " + reason);
+            const std::string where = place.line == 0 ? ""
+                                                      : request_.configuration->file + ":" +
+                                                            std::to_string(place.line) + ":" +
+                                                            std::to_string(place.column) + ": ";
+            console_.print("FAIL  " + where + what + ": " + withoutSecrets(reason));
+        } else if (request_.explain && !explained_) {
+            explained_ = true;
+            for (const std::string &line : request_.explain()) {
+                logError("FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss, "settings", line.c_str());
+            }
         }
     }
 
 private:
     Console &console_;
+    const RelayRequest &request_;
     const bool print_;
+    bool explained_ = false;
 };
+
+/// The configuration as the task has it: adapters are told when they are only tried.
+Configuration configurationFor(const RelayRequest &request)
+{
+    Configuration configuration = *request.configuration;
+    if (request.task != Task::check) {
+        return configuration;
+    }
+    const auto mark = [](auto &object) {
+        object.properties.emplace_back("qel.ferrion.check", "true");
+    };
+    const auto markRoute = [&](RouteSettings &route) {
+        mark(route.input);
+        std::for_each(route.outputs.begin(), route.outputs.end(), mark);
+    };
+    std::for_each(configuration.connections.begin(), configuration.connections.end(), mark);
+    std::for_each(configuration.sessions.begin(), configuration.sessions.end(), mark);
+    std::for_each(configuration.routes.begin(), configuration.routes.end(), markRoute);
+    for (DiscoverySettings &rule : configuration.discovery) {
+        markRoute(rule.route);
+    }
+    return configuration;
+}
+
+/// Whether `run` could write its log; true also without a log file.
+bool checkLogFile(const LogSettings &log, Reporter &reporter)
+{
+    const std::string reason = log.file.empty() ? "" : LogFile::probe(log.file);
+    if (!reason.empty()) {
+        reporter.bad("log file " + log.file.string(), reason, log.place);
+    }
+    return reason.empty();
+}
 
 /// Set while nobody but the relay itself may end the process.
 std::atomic<Supervisor *> g_running{nullptr};
@@ -89,31 +140,49 @@ std::filesystem::path crashDirectory(const Configuration &configuration)
     return error ? std::filesystem::path("/tmp") : directory;
 }
 
+/// What Java has to say goes to the console while this lives.
+class JavaConsole {
+public:
+    explicit JavaConsole(Console &console)
+    {
+        javaoutput::setConsole(&console);
+    }
+    ~JavaConsole()
+    {
+        javaoutput::setConsole(nullptr);
+    }
+    JavaConsole(const JavaConsole &) = delete;
+    JavaConsole &operator=(const JavaConsole &) = delete;
+};
+
 int runRelay(const RelayRequest &request)
 {
-    const Configuration &configuration = *request.configuration;
+    const Configuration configuration = configurationFor(request);
     const LogLevel level = levelOf(request);
     Console console;
     LogSettings log = configuration.log;
     if (request.task != Task::run) {
         log.file.clear();
     }
-    if (!console.start(log, level)) {
-        std::fprintf(stderr, "ferry: cannot write the log file %s\n", log.file.c_str());
+    const std::string reason = console.start(log, level);
+    if (!reason.empty()) {
+        std::fprintf(stderr, "ferry: cannot write the log file %s: %s\n", log.file.c_str(),
+                     reason.c_str());
         return exitNoStart;
     }
+    const JavaConsole javaConsole(console);
     JavaStart java;
     java.bridge = request.bridge;
-    java.classPath = classPathEntries(request.jars, configuration.java);
-    java.options =
-        javaOptions(java.classPath, configuration.java, request.vmVersion,
-                    crashDirectory(configuration), request.debugging, request.classArchive);
+    java.options = javaOptions(
+        classPathEntries(request.jars, configuration.java), configuration.java, level,
+        request.vmVersion, crashDirectory(configuration), request.debugging, request.classArchive);
     if (request.debugging.port != 0) {
         java.debuggers = debuggerAddress(request.debugging.port);
     }
     java.logMask = maskOf(level);
     FerryPluginHost host(configuration, std::move(java));
-    ConsoleReporter reporter(console, request.task == Task::check);
+    ConsoleReporter reporter(console, request);
+    const bool logGood = request.task != Task::check || checkLogFile(configuration.log, reporter);
     SupervisorOptions options;
     options.task = request.task;
     options.wait = request.wait;
@@ -137,7 +206,11 @@ int runRelay(const RelayRequest &request)
     g_running.store(&supervisor);
     const int code = supervisor.run();
     g_running.store(nullptr);
-    return code;
+    if (console.lostResults()) {
+        logError("FERRYRelay_main", FERRY_LOG_ENTITY_ANY_ss, "relay",
+                 "results could not be written to standard output");
+    }
+    return code == exitOk && (console.lostResults() || !logGood) ? exitErrors : code;
 }
 
 } // namespace

@@ -3,6 +3,8 @@
 #ifndef FERRY_ENGINE_ENTRY_H
 #define FERRY_ENGINE_ENTRY_H
 
+#include <functional>
+
 #include "config/configuration.h"
 #include "engine/java_options.h"
 #include "engine/task.h"
@@ -33,6 +35,9 @@ struct RelayRequest {
     /// Where that VM's archive of the product's classes is, if there is one.
     std::filesystem::path classArchive;
     JavaDebugging debugging;
+    /// What the Java adapters' declarations have against the configuration, with places; null where
+    /// nobody knows. Takes its time.
+    std::function<std::vector<std::string>()> explain;
 };
 
 } // namespace ferry

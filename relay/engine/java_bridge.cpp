@@ -2,7 +2,17 @@
 
 #include <dlfcn.h>
 
+#include "engine/java_output.h"
+#include "engine/log.h"
+#include "qddsc/string.h"
+
 namespace ferry {
+namespace {
+
+/// Of the bridge's log.
+constexpr std::uint32_t allModules = 0xFFFFF;
+
+} // namespace
 
 std::string JavaBridge::load(const std::filesystem::path &library)
 {
@@ -19,11 +29,44 @@ std::string JavaBridge::load(const std::filesystem::path &library)
     find(attachCurrentThread, "FERRYJNIGlobal_attachCurrentThread");
     find(detachCurrentThread, "FERRYJNIGlobal_detachCurrentThread");
     find(createAdapter, "FERRYJNIAdapter_create");
+    find(setBitmaps, "FERRYLog_setBitmaps");
+    find(createVm, "JNI_CreateJavaVM");
     if (complete) {
         return "";
     }
     const char *const reason = dlerror();
     return reason == nullptr ? "unknown reason" : reason;
+}
+
+FERRYJNIGlobal *JavaBridge::start(const std::vector<std::string> &options,
+                                  std::uint32_t logMask) const
+{
+    std::vector<JavaVMOption> all = {javaoutput::vmOption()};
+    for (const std::string &option : options) {
+        logMessage(FERRYLOG_BIT_DEBUG, "FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java VM",
+                   option.c_str());
+        all.push_back({const_cast<char *>(option.c_str()), nullptr});
+    }
+    JavaVMInitArgs arguments{JNI_VERSION_1_2, static_cast<jint>(all.size()), all.data(), JNI_FALSE};
+    JavaVM *vm = nullptr;
+    JNIEnv *env = nullptr;
+    const jint code = createVm(&vm, reinterpret_cast<void **>(&env), &arguments);
+    if (code != JNI_OK) {
+        const std::string text = "the VM does not start (" + std::to_string(code) + ")";
+        logError("FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java VM", text.c_str());
+        return nullptr;
+    }
+    if (!javaoutput::install(env)) {
+        logMessage(FERRYLOG_BIT_WARNING, "FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java VM",
+                   "System.err stays as it is: ferry's own classes do not fit");
+    }
+    // That there is a VM already would be a warning.
+    DDS_StringSeq none{};
+    DDS_StringSeq_initialize(&none);
+    FERRYJNIGlobal *const global =
+        newGlobal(&none, &none, logMask & ~FERRYLOG_BIT_WARNING, FERRYJNI_DESTROY_ALWAYS);
+    setBitmaps(allModules, logMask);
+    return global;
 }
 
 std::string JavaBridge::ask(const FERRYJNIGlobal *global, const char *className,

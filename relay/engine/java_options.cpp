@@ -29,6 +29,22 @@ std::string libraryPath()
            ":/usr/lib/" + architecture + ":/usr/lib/jni:/lib:/usr/lib";
 }
 
+/// As the JDK's loggers name it.
+const char *javaLevel(LogLevel level)
+{
+    switch (level) {
+    case LogLevel::error:
+        return "SEVERE";
+    case LogLevel::warning:
+        return "WARNING";
+    case LogLevel::status:
+        return "INFO";
+    case LogLevel::debug:
+        break;
+    }
+    return "FINE";
+}
+
 } // namespace
 
 std::vector<std::string> classPathEntries(const std::vector<std::string> &productJars,
@@ -40,7 +56,7 @@ std::vector<std::string> classPathEntries(const std::vector<std::string> &produc
 }
 
 std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
-                                     const JavaSettings &settings, int vmVersion,
+                                     const JavaSettings &settings, LogLevel level, int vmVersion,
                                      const std::filesystem::path &errorDirectory,
                                      const JavaDebugging &debugging,
                                      const std::filesystem::path &classArchive)
@@ -68,9 +84,10 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
         unlessSet(option + "UTF-8", {option});
     }
     unlessSet("-Djava.library.path=" + libraryPath(), {"-Djava.library.path="});
-    // What adapters log in Java stands beside our own lines: the time first, all in one line.
-    const std::string logFormat = "-Djava.util.logging.SimpleFormatter.format=";
-    unlessSet(logFormat + "%1$tFT%1$tT.%1$tL%1$tz %4$s %3$s: %5$s%6$s%n", {logFormat});
+    // What adapters log in Java stands among our own lines, from the same level on.
+    const std::string logging = "-Djava.util.logging.";
+    unlessSet(logging + "config.class=com.qel.ferrion.relay.LogSettings", {logging});
+    options.push_back(std::string("-Dcom.qel.ferrion.relay.level=") + javaLevel(level));
     unlessSet("-XX:ErrorFile=" + (errorDirectory / "ferry_java_crash_%p.log").string(),
               {"-XX:ErrorFile="});
     if (vmVersion >= nativeAccessVersion) {

@@ -32,12 +32,13 @@ std::vector<std::string> classPathEntries(const std::vector<std::string> &produc
  * The VM's options in the order in which it gets them: the class path, ferry's own options except
  * where the user has set the same thing, then the user's.
  *
+ * @param level          from which on the JDK's loggers log.
  * @param vmVersion      feature release of the VM (17, 21, ...).
  * @param errorDirectory where the VM writes its report when it crashes.
  * @param classArchive   used when it is there.
  */
 std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
-                                     const JavaSettings &settings, int vmVersion,
+                                     const JavaSettings &settings, LogLevel level, int vmVersion,
                                      const std::filesystem::path &errorDirectory,
                                      const JavaDebugging &debugging = {},
                                      const std::filesystem::path &classArchive = {});

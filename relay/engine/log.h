@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <string>
 
 #include "ferryjni/log.h"
 
@@ -26,6 +27,32 @@ void logMessage(std::uint32_t level, const char *context, const QELLogMessage &m
     }
     QELLog_printContextAndMsg(context, &message, arguments...);
 }
+
+/// While it lives, lines that anybody logs on the calling thread name the route that the thread
+/// works for.
+class LogScope {
+public:
+    explicit LogScope(const std::string &route) : before_(t_name)
+    {
+        t_name = &route;
+    }
+    ~LogScope()
+    {
+        t_name = before_;
+    }
+    LogScope(const LogScope &) = delete;
+    LogScope &operator=(const LogScope &) = delete;
+
+    /// Null when there is none.
+    static const std::string *name()
+    {
+        return t_name;
+    }
+
+private:
+    static inline thread_local const std::string *t_name = nullptr;
+    const std::string *const before_;
+};
 
 template<class... Arguments>
 void logError(const char *context, const QELLogMessage &message, Arguments... arguments)

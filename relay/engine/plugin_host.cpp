@@ -3,45 +3,14 @@
 #include <algorithm>
 #include <dlfcn.h>
 
+#include "engine/java_output.h"
 #include "engine/log.h"
-#include "qddsc/string.h"
 
 namespace ferry {
 namespace {
 
 /// Stands for an adapter with a class path of its own.
 constexpr const char *isolatedAdapter = "com/qel/ferrion/relay/IsolatedAdapter";
-
-/// A string sequence as the bridge wants it, for the length of a call.
-class StringSeq {
-public:
-    explicit StringSeq(const std::vector<std::string> &texts)
-    {
-        DDS_StringSeq_initialize(&sequence_);
-        for (const std::string &text : texts) {
-            complete_ = complete_ && DDS_StringSeq_append(&sequence_, text.c_str()) != 0;
-        }
-    }
-    ~StringSeq()
-    {
-        DDS_StringSeq_finalize(&sequence_);
-    }
-    StringSeq(const StringSeq &) = delete;
-    StringSeq &operator=(const StringSeq &) = delete;
-
-    const DDS_StringSeq *get() const
-    {
-        return &sequence_;
-    }
-    bool complete() const
-    {
-        return complete_;
-    }
-
-private:
-    DDS_StringSeq sequence_{};
-    bool complete_ = true;
-};
 
 } // namespace
 
@@ -60,11 +29,8 @@ bool FerryPluginHost::start()
         logError("FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java", reason.c_str());
         return false;
     }
-    const StringSeq classPath(java_.classPath);
-    const StringSeq options(java_.options);
-    if (classPath.complete() && options.complete()) {
-        FERRYJNIGlobal *const global = bridge_.newGlobal(
-            classPath.get(), options.get(), java_.logMask, FERRYJNI_DESTROY_IF_CREATED);
+    FERRYJNIGlobal *const global = bridge_.start(java_.options, java_.logMask);
+    {
         const std::lock_guard<std::mutex> lock(dumpMutex_);
         global_ = global;
     }
@@ -130,8 +96,11 @@ QEL_FerrionAdapterPlugin *FerryPluginHost::openNative(const AdapterSettings &set
     void *symbol = library == nullptr ? nullptr : dlsym(library, settings.entry.c_str());
     if (symbol == nullptr) {
         const char *reason = dlerror();
-        logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
-                 settings.library.c_str());
+        std::error_code ignored;
+        if (!std::filesystem::exists(settings.library, ignored)) {
+            logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
+                     settings.library.c_str());
+        }
         environment.fresh();
         environment.fail(reason == nullptr ? "the entry point is null" : reason);
         return nullptr;
@@ -220,6 +189,11 @@ void FerryPluginHost::stop()
     if (global != nullptr) {
         bridge_.destroy(global);
     }
+}
+
+FailureDetails FerryPluginHost::takeFailure(const std::string & /*adapter*/)
+{
+    return javaoutput::takeFailure();
 }
 
 std::string FerryPluginHost::threadDump()

@@ -15,7 +15,6 @@ namespace ferry {
 struct JavaStart {
     /// The bridge's library.
     std::filesystem::path bridge;
-    std::vector<std::string> classPath;
     std::vector<std::string> options;
     std::uint32_t logMask = 0;
     /// "" when debuggers cannot attach.
@@ -36,6 +35,7 @@ public:
     void stopBy(std::chrono::steady_clock::time_point deadline) override;
     bool anyStopBy() const override;
     void *find(const AdapterSettings &settings, const std::string &name) override;
+    FailureDetails takeFailure(const std::string &adapter) override;
     std::string threadDump() override;
 
 private:

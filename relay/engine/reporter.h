@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "config/diagnostics.h"
+
 namespace ferry {
 
 class Reporter {
@@ -11,8 +13,9 @@ public:
     virtual ~Reporter() = default;
     /// `what` is an object ("adapter files"), `details` what is known about it.
     virtual void good(const std::string &what, const std::string &details) = 0;
-    /// The reason has been logged in full; this is its short form.
-    virtual void bad(const std::string &what, const std::string &reason) = 0;
+    /// The reason has been logged in full; this is its short form. `place` is the object's in the
+    /// configuration file, line 0 where it has none.
+    virtual void bad(const std::string &what, const std::string &reason, Place place) = 0;
 };
 
 } // namespace ferry

@@ -172,6 +172,7 @@ void Session::round()
     bool worked = false;
     for (Route *route : routes_) {
         if (!stop_.load() && route->ready(Clock::now())) {
+            const LogScope scope(route->name());
             route->step(guard_);
             worked = true;
             if (route->state() == Route::State::failed) {

@@ -4,6 +4,7 @@
 #include <memory>
 #include <set>
 
+#include "config/printable.h"
 #include "qddsc/string.h"
 
 namespace ferry {
@@ -27,9 +28,9 @@ Row rowOf(const Configuration &configuration, const AnnouncedStream &stream)
                                                                    : "no";
     return {stream.input ? "input" : "output",
             configuration.connections[stream.connection].name,
-            stream.name,
-            partitionsOf(stream),
-            stream.typeName.empty() ? "-" : stream.typeName,
+            printable(stream.name),
+            printable(partitionsOf(stream)),
+            stream.typeName.empty() ? "-" : printable(stream.typeName),
             keyed};
 }
 

@@ -232,7 +232,7 @@ void Supervisor::printStreams()
     }
     const std::vector<std::string> texts = streamTypes(streams, *options_.idl);
     for (const std::string &text : texts) {
-        console_.print("\n" + text);
+        console_.printText("\n" + text);
     }
     found_ = !texts.empty() || options_.idl->empty();
     if (!found_) {
@@ -255,7 +255,7 @@ int Supervisor::result() const
 void Supervisor::endProcess(int code)
 {
     summarize();
-    _exit(code);
+    _exit(code == exitOk && console_.lostResults() ? exitErrors : code);
 }
 
 } // namespace ferry

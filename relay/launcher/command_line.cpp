@@ -1,7 +1,11 @@
 #include "launcher/command_line.h"
 
+#include <algorithm>
+#include <iostream>
+
 #include <CLI/CLI.hpp>
 
+#include "config/diagnostics.h"
 #include "engine/exit_code.h"
 #include "launcher/version.h"
 
@@ -128,6 +132,53 @@ Properties properties(const std::vector<std::string> &settings)
     return result;
 }
 
+std::vector<std::string> verbsOf(const CLI::App &app)
+{
+    std::vector<std::string> names;
+    for (const CLI::App *verb : app.get_subcommands([](const CLI::App *) { return true; })) {
+        names.push_back(verb->get_name());
+    }
+    return names;
+}
+
+/// Where the words lead that stand in the place of verbs; refuses the first that is none.
+const CLI::App *follow(const CLI::App &app, const std::vector<std::string> &words)
+{
+    const CLI::App *at = &app;
+    for (const std::string &word : words) {
+        const std::vector<std::string> verbs = verbsOf(*at);
+        if (verbs.empty() || word[0] == '-') {
+            break;
+        }
+        if (std::find(verbs.begin(), verbs.end(), word) == verbs.end()) {
+            throw CLI::ParseError("there is no \"" + at->get_name() + " " + word + "\"" +
+                                      suggestion(word, verbs),
+                                  exitUsage);
+        }
+        at = at->get_subcommand(word);
+    }
+    return at;
+}
+
+/// "ferry help list streams" asks for the same as "ferry list streams --help".
+void readVerbs(const CLI::App &app, std::vector<std::string> words)
+{
+    const bool help = !words.empty() && words[0] == "help";
+    if (help) {
+        words.erase(words.begin());
+    }
+    const CLI::App *const about = follow(app, words);
+    if (help) {
+        std::string before;
+        for (const CLI::App *outer = about->get_parent(); outer != nullptr;
+             outer = outer->get_parent()) {
+            before = outer->get_name() + (before.empty() ? "" : " ") + before;
+        }
+        std::cout << about->help(before);
+        throw CLI::Success();
+    }
+}
+
 Verb verbOf(const CLI::App &app)
 {
     return app.got_subcommand("run")       ? Verb::run
@@ -185,6 +236,7 @@ std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
         "doctor", "Tell which Java VM, libraries and jars were found and what is missing");
     doctor->add_option("--java-home", line.javaHome, "Java installation to use");
     try {
+        readVerbs(app, std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
         app.parse(argc, argv);
         line.untilIdle = seconds(run.idle);
         line.debugging.port = port(run.debug);

@@ -1,10 +1,12 @@
 // ferry: reads the command line and the configuration, finds a Java VM where an adapter needs one,
 // and hands over to the relay.
+#include <algorithm>
 #include <arpa/inet.h>
 #include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <iostream>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -14,6 +16,7 @@
 #include "ferryjni/log.h"
 #include "launcher/class_archive.h"
 #include "launcher/command_line.h"
+#include "launcher/complain.h"
 #include "launcher/doctor.h"
 #include "launcher/installation.h"
 #include "launcher/settings_check.h"
@@ -33,7 +36,7 @@ std::optional<Configuration> readConfiguration(const std::string &file, Needs ne
     std::optional<Configuration> configuration = loadConfiguration(file, diagnostics, needs);
     if (!configuration) {
         for (const std::string &line : diagnostics.lines()) {
-            std::fprintf(stderr, "%s\n", line.c_str());
+            complainLine(line);
         }
         QELLog_printContextAndMsg("ferry", &FERRY_LOG_CFG_FILE_PARSER_PARSING_FAILURE_s,
                                   file.c_str());
@@ -84,8 +87,7 @@ bool enter(const std::filesystem::path &directory)
     std::error_code error;
     std::filesystem::current_path(directory, error);
     if (error) {
-        std::fprintf(stderr, "ferry: cannot work in %s: %s\n", directory.c_str(),
-                     error.message().c_str());
+        complain("ferry: cannot work in " + directory.string() + ": " + error.message());
     }
     return !error;
 }
@@ -97,36 +99,36 @@ std::optional<VmCandidate> prepareJava(VmPlaces places, const Configuration &con
     VmSearch search;
     findVm(places, search);
     if (search.chosen == nullptr) {
-        std::fprintf(stderr, "ferry: %s\n", noVmText(search).c_str());
+        complain("ferry: " + noVmText(search));
         return std::nullopt;
     }
     const std::string reason = loadVm(search.chosen->library);
     if (!reason.empty()) {
-        std::fprintf(stderr, "ferry: %s\n  \"ferry doctor\" tells more.\n", reason.c_str());
+        complain("ferry: " + reason + "\n  \"ferry doctor\" tells more.");
         return std::nullopt;
     }
     return *search.chosen;
 }
 
-/// What the Java adapters' declarations say of the configuration; whether `check` may go on.
-bool settingsAllow(const SettingsCheck &check, const std::string &file)
+/// What the Java adapters' declarations have against the configuration.
+std::vector<std::string> settingsProblems(const SettingsCheck &check, const std::string &file)
 {
     Diagnostics diagnostics(file);
     if (!check.run(diagnostics)) {
-        std::fprintf(stderr, "ferry: the adapters could not be asked for their settings\n");
+        complain("ferry: the adapters could not be asked for their settings");
     }
-    for (const std::string &line : diagnostics.lines()) {
-        std::fprintf(stderr, "%s\n", line.c_str());
-    }
-    return diagnostics.empty();
+    return diagnostics.lines();
 }
 
 int printSettings(const SettingsCheck &check, const std::string &javaClass)
 {
     const std::optional<std::string> text = check.describe(javaClass);
-    std::fputs(text ? text->c_str() : "ferry: the adapters could not be asked\n",
-               text ? stdout : stderr);
-    return text ? exitOk : exitNoStart;
+    if (!text) {
+        complain("ferry: the adapters could not be asked");
+        return exitNoStart;
+    }
+    std::fputs(text->c_str(), stdout);
+    return exitOk;
 }
 
 /// The VM would end the process over a port that is taken. True also for 0, which is none.
@@ -145,11 +147,38 @@ bool portIsFree(int port)
     const bool free = bind(socket, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0 &&
                       listen(socket, 1) == 0;
     if (!free) {
-        std::fprintf(stderr, "ferry: debuggers cannot attach at %s: %s\n",
-                     debuggerAddress(port).c_str(), std::strerror(errno));
+        complain("ferry: debuggers cannot attach at " + debuggerAddress(port) + ": " +
+                 std::strerror(errno));
     }
     close(socket);
     return free;
+}
+
+/// The part of a start that only Java adapters need. `settings` is made for them. Nothing when the
+/// relay may start, else the exit code.
+std::optional<int> prepareForJava(const CommandLine &line, const VmPlaces &places,
+                                  const Installation &installation,
+                                  const Configuration &configuration, RelayRequest &request,
+                                  std::optional<SettingsCheck> &settings)
+{
+    const std::optional<VmCandidate> vm = prepareJava(places, configuration);
+    if (!vm) {
+        return exitNoStart;
+    }
+    // An installation that does not say is taken for the oldest.
+    request.vmVersion = std::max(vm->version, oldestVm);
+    request.classArchive = classArchive(installation, *vm);
+    settings.emplace(vm->home, installation, configuration);
+    if (line.settings) {
+        return printSettings(*settings, line.settingsClass);
+    }
+    if (line.verb == Verb::check) {
+        const std::vector<std::string> problems = settingsProblems(*settings, line.file);
+        std::for_each(problems.begin(), problems.end(), complainLine);
+        return problems.empty() ? std::nullopt : std::make_optional<int>(exitUsage);
+    }
+    request.explain = [&settings, &line] { return settingsProblems(*settings, line.file); };
+    return portIsFree(line.debugging.port) ? std::nullopt : std::make_optional<int>(exitNoStart);
 }
 
 int runRelay(const CommandLine &line, const VmPlaces &places)
@@ -161,31 +190,20 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
     RelayRequest request;
     const Installation installation = findInstallation();
     installation.complete(*configuration);
+    std::optional<SettingsCheck> settings;
     if (configuration->needsJava() || line.settings) {
-        const std::optional<VmCandidate> vm = prepareJava(places, *configuration);
-        if (!vm) {
-            return exitNoStart;
-        }
-        // An installation that does not say is taken for the oldest.
-        request.vmVersion = std::max(vm->version, oldestVm);
-        request.classArchive = classArchive(installation, *vm);
-        const SettingsCheck settings(vm->home, installation, *configuration);
-        if (line.settings) {
-            return printSettings(settings, line.settingsClass);
-        }
-        if (line.verb == Verb::check && !settingsAllow(settings, line.file)) {
-            return exitUsage;
-        }
-        if (!portIsFree(line.debugging.port)) {
-            return exitNoStart;
+        const std::optional<int> end =
+            prepareForJava(line, places, installation, *configuration, request, settings);
+        if (end) {
+            return *end;
         }
     } else if (line.debugging.port != 0 || line.debugging.check) {
-        std::fprintf(stderr, "ferry: no adapter is a Java class, so there is no VM to debug\n");
+        complain("ferry: no adapter is a Java class, so there is no VM to debug");
     }
     std::string reason;
     const RelayMain relay = loadRelay(installation, reason);
     if (relay == nullptr) {
-        std::fprintf(stderr, "ferry: %s\n  \"ferry doctor\" tells more.\n", reason.c_str());
+        complain("ferry: " + reason + "\n  \"ferry doctor\" tells more.");
         return exitNoStart;
     }
     if (!enter(configuration->directory)) {
@@ -208,6 +226,17 @@ int runRelay(const CommandLine &line, const VmPlaces &places)
     return relay(&request);
 }
 
+/// The exit code, which is none of success when results could not be written.
+int withResultsWritten(int code)
+{
+    std::cout.flush();
+    const bool written = std::cout.good() && std::fflush(stdout) == 0 && std::ferror(stdout) == 0;
+    if (!written) {
+        complain("ferry: results could not be written to standard output");
+    }
+    return code == exitOk && !written ? exitErrors : code;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -217,7 +246,7 @@ int main(int argc, char **argv)
     try {
         const std::optional<CommandLine> line = readCommandLine(argc, argv, code);
         if (!line) {
-            return code;
+            return withResultsWritten(code);
         }
         VmPlaces places = vmPlaces();
         if (!line->javaHome.empty()) {
@@ -228,9 +257,8 @@ int main(int argc, char **argv)
                : line->verb == Verb::archive ? makeClassArchive(findInstallation(), places)
                                              : runRelay(*line, places);
     } catch (const std::exception &error) {
-        std::fprintf(stderr, "ferry: %s\n", error.what());
+        complain(std::string("ferry: ") + error.what());
         code = exitNoStart;
     }
-    std::fflush(stdout);
-    return code;
+    return withResultsWritten(code);
 }

@@ -11,11 +11,13 @@ import socket
 import subprocess
 import sys
 import tempfile
+import textwrap
 import time
 import unittest
 import zipfile
 
 FERRY, EXAMPLES, CLASSES = (str(pathlib.Path(path).resolve()) for path in sys.argv[1:4])
+JAVA_HOME = pathlib.Path(shutil.which(os.environ.get("JAVAC", "javac"))).resolve().parent.parent
 # How many times longer things may take, below a tool that slows them down.
 PATIENCE = int(os.environ.get("FERRY_TEST_PATIENCE", "1"))
 
@@ -105,6 +107,19 @@ class Probe implements Adapter {
     protected void finalize() { see("ends"); }
 }
 """
+MINE = """
+package org.example;
+
+import com.qel.ferrion.adapter.*;
+import com.qel.ferrion.adapter.infrastructure.Version;
+
+public class MineAdapter implements Adapter {
+    public Connection createConnection(String first, String second, StreamReaderListener output,
+            StreamReaderListener input, java.util.Properties properties) { return null; }
+    public void deleteConnection(Connection connection) {}
+    public Version getVersion() { return new Version(1, 0, 0, 0); }
+}
+"""
 LIBRARY = 'class Library { static String VERSION() { return "%s"; } }'
 ISOLATED = """
 adapters:
@@ -177,7 +192,15 @@ class FerryTest(Ferry):
                          r"^ferry \d+\.\d+\.\d+\n$")
         self.assertIn("JAVA_HOME names /nowhere",
                       self.ferry("doctor", code=1, environment=nowhere).stdout)
-        for wrong in [[], ["fly"], ["run"], ["run", "x", "--until-idle=0"],
+        for wrong, near in [(["rnu"], 'no "ferry rnu"; did you mean "run"?'),
+                            (["list", "strems"], 'no "list strems"; did you mean "streams"?'),
+                            (["help", "fly"], 'no "ferry fly"')]:
+            self.assertIn(near, self.ferry(*wrong, code=2, environment=nowhere).stderr)
+        for asked, there in [([], "Exit codes:"), (["list", "streams"], "--domain")]:
+            text = self.ferry("help", *asked, code=0, environment=nowhere).stdout
+            self.assertIn(there, text)
+            self.assertEqual(text, self.ferry(*asked, "--help", code=0).stdout)
+        for wrong in [[], ["run"], ["run", "x", "--until-idle=0"],
                       ["run", "x", "--until-idle=soon"], ["run", "x", "-q", "-v"]]:
             self.ferry(*wrong, code=2, environment=nowhere)
         broken = self.directory / "broken.yaml"
@@ -254,6 +277,16 @@ class FerryTest(Ferry):
         self.assertIn("ok    route observations: type weather::Observation", text)
         self.assertIn("input stream in/observations.csv: announced", text)
         self.assertEqual(output.read_text(), "precious\n")
+        # What could not be written is told with its place, and nothing is left behind.
+        path = self.relay()
+        path.write_text(path.read_text() + "log: {file: nowhere/ferry.log}\n")
+        (self.directory / "out" / "good.jsonl").mkdir()
+        before = sorted(self.directory.rglob("*"))
+        text = self.ferry("check", path, code=1).stdout
+        self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:15: route good: create writer of "
+                               r"out/good.jsonl: .*good.jsonl")
+        self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:13: log file \S+nowhere/ferry.log: No such file")
+        self.assertEqual(sorted(self.directory.rglob("*")), before)
 
     def test_check_holds_properties_against_what_adapters_declare(self):
         text = self.ferry("check", self.relay(), "--settings", code=0).stdout
@@ -272,16 +305,121 @@ class FerryTest(Ferry):
             "(known: directory, poll_ms, type_idl, type_name)\n"
             "FILE:4:63: connections.in: property 'poll_ms' is '0', expected a whole number from 1 "
             "to 3600000\n"
-            "FILE:10:92: discovery.ticks.outputs[0]: property 'mode' is '1\n2', expected one of "
+            "FILE:10:92: discovery.ticks.outputs[0]: property 'mode' is '1\\n2', expected one of "
             "create, append, overwrite\n")
+        # A run goes on with what is good, and tells all the same.
+        self.assertIn(f"[settings] {path}:4:63: connections.in: property 'poll_ms' is '0', expected",
+                      self.ferry("run", path, "--until-idle=0.1", code=3).stderr)
 
-    def test_log_file_gets_traces_too(self):
+    def test_a_failure_has_its_own_sentence_and_one_trace(self):
         path = self.relay(at="createSession")
         path.write_text(path.read_text() + "log: {file: ferry.log, level: warning}\n")
         self.assertEqual(self.ferry("run", path, "--until-idle=0.2", code=1).stderr, "")
-        text = (self.directory / "ferry.log").read_text()
-        self.assertIn("\tat com.qel.ferrion.test.relay.TroubleAdapter", text)
-        self.assertRegex(text, r"(?m)^\d{4}-\d\d-\d\dT[\d:.]+Z ERROR FERRYJNISession_new:!exception$")
+        log = (self.directory / "ferry.log").read_text()
+        self.assertRegex(log, r"(?m)^\d{4}-\d\d-\d\dT[\d:.]+Z ERROR FERRYJNISession_new:!exception$")
+        self.assertRegex(log, r"Z ERROR .*adapter 'bad' error: create session other of connection "
+                              r"bad: trouble in createSession: \\x1b\[2Jjdbc:x://\*\*\*@host/db\?"
+                              r"password=\*\*\*&x=1; next line \(java.io.IOException at "
+                              r"com.qel.ferrion.test.relay.TroubleAdapter.at\(TroubleAdapter.java:\d+")
+        self.assertRegex(log, r"(?m)^java.lang.IllegalStateException: trouble in createSession\n\tat ")
+        # The same again, in another way, and by the adapter's own hand; in Java's words once.
+        process = self.start(self.relay(at="read", count=10 ** 9, bad=10 ** 9))
+        log = "".join(process.stderr.readline() for _ in range(40))
+        self.assertEqual(log.count("Caused by: java.io.IOException"), 1, log)
+        process.kill()
+        process.communicate()
+        for secret in ["hunter2", "\x1b", "Exception in thread"]:
+            self.assertNotIn(secret, log)
+
+    def test_every_yaml_block_of_the_documentation_is_accepted(self):
+        shutil.copytree(EXAMPLES, self.directory, dirs_exist_ok=True,
+                        ignore=shutil.ignore_patterns("out"))
+        libraries = pathlib.Path(FERRY).parent.parent
+        (self.directory / "MineAdapter.java").write_text(MINE)
+        subprocess.run([os.environ.get("JAVAC", "javac"), "-cp",
+                        f"{libraries}/share/ferryjni/java/*", "-nowarn", "-d", self.directory / "libs",
+                        self.directory / "MineAdapter.java"], check=True, capture_output=True)
+        for jar in ["extra.jar", "mine.jar"]:
+            with zipfile.ZipFile(self.directory / jar, "w") as archive:
+                for file in (self.directory / "libs").rglob("*.class"):
+                    archive.write(file, file.relative_to(self.directory / "libs"))
+        shutil.copy(libraries / "lib/libferryadapter_dds.so", self.directory / "libother.so")
+        # What a page has to name, and this machine does not have.
+        here = {"/usr/lib/jvm/default-java": str(JAVA_HOME), "eth0": "lo", "192.0.2.7": "127.0.0.1",
+                "entry: other_create": "entry: FerryAdapter_dds_create"}
+        root = pathlib.Path(EXAMPLES).parent.parent
+        seen = 0
+        for page in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
+            text = page.read_text(encoding="utf-8")
+            indented = [textwrap.dedent(block) for block in re.findall(r"(?:^    .*\n|^\n)+", text, re.M)]
+            blocks = re.findall(r"(?ms)^```yaml\n(.*?)^```", text) + [
+                block for block in indented if re.match(r"\s*(adapters|connections|routes):\n", block)]
+            for block in blocks:
+                with self.subTest(page=page.name, block=block):
+                    for there, instead in here.items():
+                        block = block.replace(there, instead)
+                    whole = bool(re.search(r"(?m)^(routes|discovery):", block))
+                    # A page may show a part only.
+                    if not re.search(r"(?m)^adapters:", block):
+                        block += "\nadapters: {dds: {plugin: dds}}\n"
+                    if not re.search(r"(?m)^connections:", block):
+                        block += "\nconnections: {c: {adapter: dds}}\n"
+                    path = self.directory / "block.yaml"
+                    path.write_text(block)
+                    self.ferry(*(["check", path] if whole else ["list", "streams", path, "--wait=0"]),
+                               code=0, environment={"LD_LIBRARY_PATH": str(libraries / "lib")})
+                    seen += 1
+        self.assertGreater(seen, 3)
+
+    def test_the_context_class_loader_of_each_call(self):
+        own = f"class: com.qel.ferrion.test.relay.TroubleAdapter\n    class_path: [{CLASSES}]"
+        for adapter, of_adapter in [(None, "app"), (own, "bad")]:
+            path = self.relay(kind="loader")
+            if adapter:
+                path.write_text(re.sub(r"(?s)(  bad:\n    )class: \S+", r"\1" + adapter,
+                                       path.read_text(), count=1))
+            text = self.ferry("run", path, "--until-idle=0.2", code=0).stderr
+            seen = dict(re.findall(r"(?m)^loader of (\w+): (\S+)$", text))
+            expected = {name: of_adapter for name in [
+                "constructor", "getVersion", "createConnection", "deleteConnection", "finalize"]}
+            expected.update((name, "app") for name in [
+                "createSession", "createStreamReader", "createStreamWriter", "toString",
+                "deleteStreamReader", "deleteStreamWriter", "deleteSession"])
+            expected.update((name, "none") for name in ["read", "returnLoan", "write"])
+            self.assertEqual({name: seen.get(name) for name in expected}, expected)
+
+    def test_what_java_logs_has_ferrys_form_and_level(self):
+        levels = {"-q": 1, "": 3, "-v": 4}
+        for option, count in levels.items():
+            text = self.ferry("run", self.relay(at="constructor", kind="log"), "--until-idle=0.2",
+                              *filter(None, [option]), code=0).stderr
+            self.assertEqual(re.findall(r"(?m)^\S+Z (\w+) trouble: at \w+$", text),
+                             ["DEBUG", "STATUS", "WARNING", "ERROR"][4 - count:])
+            self.assertEqual(text.count("java.lang.IllegalStateException: own words\n\tat "), 1)
+            self.assertIn("no\\u202eend\n", text)
+
+    def test_the_log_file_goes_by_its_name(self):
+        path = self.relay(count=10 ** 9)
+        path.write_text(path.read_text() + "log: {file: ferry.log}\n")
+        log, old = self.directory / "ferry.log", self.directory / "ferry.log.1"
+        process = subprocess.Popen([FERRY, "run", path], stdout=subprocess.DEVNULL)
+        self.until(lambda: log.exists() and "Service started OK" in log.read_text())
+        log.rename(old)
+        process.send_signal(signal.SIGQUIT)
+        self.until(lambda: log.exists() and "Full thread dump" in log.read_text())
+        self.assertNotIn("thread dump", old.read_text())
+        process.terminate()
+        self.assertEqual(process.wait(timeout=20 * PATIENCE), 0)
+
+    def test_results_that_cannot_be_written_are_no_success(self):
+        for arguments in [["--version"], ["help"], ["doctor"], ["check", "--settings", self.relay()],
+                          ["list", "streams", "--domain=77", "--wait=0"],
+                          ["run", self.relay(), "--until-idle=0.2", "-q"]]:
+            with self.subTest(arguments=arguments), open("/dev/full", "w") as full:
+                result = subprocess.run([FERRY, *map(str, arguments)], stdout=full, text=True,
+                                        stderr=subprocess.PIPE, timeout=60 * PATIENCE)
+                self.assertEqual(result.returncode, 1)
+                self.assertIn("results could not be written", result.stderr)
 
     def test_a_signal_stops_in_order(self):
         good = self.directory / "out" / "good.jsonl"

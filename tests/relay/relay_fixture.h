@@ -23,7 +23,7 @@ public:
     {
         lines.push_back(what + ": " + details);
     }
-    void bad(const std::string &what, const std::string &) override
+    void bad(const std::string &what, const std::string &, ferry::Place) override
     {
         lines.push_back("bad " + what);
     }

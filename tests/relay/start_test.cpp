@@ -1,8 +1,10 @@
 // Before the relay runs: which Java VM is taken, and what it is started with.
+#include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include "engine/flood_gate.h"
 #include "engine/java_options.h"
 #include "launcher/virtual_machine.h"
 
@@ -96,21 +98,88 @@ TEST(JavaOptions, AreFerrysUnlessTheUserHasSetThem)
     const std::string libraries =
         "-Djava.library.path=/mine:/usr/java/packages/lib:/usr/lib/x86_64-linux-gnu/jni:"
         "/lib/x86_64-linux-gnu:/usr/lib/x86_64-linux-gnu:/usr/lib/jni:/lib:/usr/lib";
-    const std::string logFormat = "-Djava.util.logging.SimpleFormatter.format=%1$tFT%1$tT.%1$tL"
-                                  "%1$tz %4$s %3$s: %5$s%6$s%n";
-    EXPECT_EQ(javaOptions(path, settings, 17, "/crash"),
+    const std::string logging =
+        "-Djava.util.logging.config.class=com.qel.ferrion.relay.LogSettings";
+    const std::string level = "-Dcom.qel.ferrion.relay.level=";
+    EXPECT_EQ(javaOptions(path, settings, LogLevel::status, 17, "/crash"),
               (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Xmx512m", "-Dfile.encoding=UTF-8",
                      "-Dstdout.encoding=UTF-8", "-Dstderr.encoding=UTF-8",
                      "-Dsun.stdout.encoding=UTF-8", "-Dsun.stderr.encoding=UTF-8", libraries,
-                     logFormat, "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
+                     logging, level + "INFO", "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
     settings.options = {"-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1",
-                        "-Djava.library.path=/y", "-XX:ErrorFile=/x"};
-    EXPECT_EQ(javaOptions(path, settings, 24, "/crash"),
-              (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Dstdout.encoding=UTF-8",
-                     "-Dstderr.encoding=UTF-8", "-Dsun.stdout.encoding=UTF-8",
-                     "-Dsun.stderr.encoding=UTF-8", logFormat, "--enable-native-access=ALL-UNNAMED",
-                     "-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1",
-                     "-Djava.library.path=/y", "-XX:ErrorFile=/x"}));
+                        "-Djava.library.path=/y", "-XX:ErrorFile=/x",
+                        "-Djava.util.logging.config.file=/z"};
+    EXPECT_EQ(
+        javaOptions(path, settings, LogLevel::debug, 24, "/crash"),
+        (Texts{"-Djava.class.path=/p.jar:/u.jar", "-Xrs", "-Dstdout.encoding=UTF-8",
+               "-Dstderr.encoding=UTF-8", "-Dsun.stdout.encoding=UTF-8",
+               "-Dsun.stderr.encoding=UTF-8", level + "FINE", "--enable-native-access=ALL-UNNAMED",
+               "-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1", "-Djava.library.path=/y",
+               "-XX:ErrorFile=/x", "-Djava.util.logging.config.file=/z"}));
+}
+
+TEST(JavaOptions, YieldToEachWayOfSettingTheSame)
+{
+    const auto has = [](const JavaSettings &settings, int version, const std::string &option,
+                        const JavaDebugging &debugging = {}, const fs::path &archive = {}) {
+        const Texts all =
+            javaOptions({}, settings, LogLevel::error, version, "/", debugging, archive);
+        return std::find(all.begin(), all.end(), option) != all.end();
+    };
+    for (const char *own :
+         {"-Xmx1g", "-XX:MaxHeapSize=1g", "-XX:MaxRAMPercentage=5", "-XX:MaxRAM=1g"}) {
+        JavaSettings settings;
+        settings.options = {own};
+        EXPECT_FALSE(has(settings, 17, "-Xmx512m")) << own;
+        EXPECT_TRUE(has(settings, 17, own));
+        EXPECT_TRUE(has(settings, 17, "-Xrs"));
+    }
+    EXPECT_TRUE(has({}, 17, "-Dcom.qel.ferrion.relay.level=SEVERE"));
+    EXPECT_FALSE(has({}, 21, "--enable-native-access=ALL-UNNAMED"));
+    EXPECT_TRUE(has({}, 22, "--enable-native-access=ALL-UNNAMED"));
+    // The archive: only one that is there, and where the user has none of their own.
+    const std::string archive = testing::TempDir() + "ferry_archive.jsa";
+    std::ofstream(archive) << "";
+    const std::string mapped = "-XX:SharedArchiveFile=" + archive;
+    EXPECT_TRUE(has({}, 17, mapped, {}, archive));
+    EXPECT_TRUE(has({}, 17, "-Xlog:cds=off,cds+dynamic=off", {}, archive));
+    for (const char *own :
+         {"-Xshare:off", "-XX:SharedArchiveFile=/x", "-XX:ArchiveClassesAtExit=/x"}) {
+        JavaSettings settings;
+        settings.options = {own};
+        EXPECT_FALSE(has(settings, 17, mapped, {}, archive)) << own;
+    }
+    fs::remove(archive);
+    EXPECT_FALSE(has({}, 17, mapped, {}, archive));
+    const std::string agent =
+        "-agentlib:jdwp=transport=dt_socket,server=y,suspend=n,quiet=y,address=127.0.0.1:5005";
+    EXPECT_TRUE(has({}, 17, agent, {5005, false}));
+    EXPECT_FALSE(has({}, 17, "-Xcheck:jni", {5005, false}));
+    EXPECT_TRUE(has({}, 17, "-Xcheck:jni", {0, true}));
+    EXPECT_TRUE(has({}, 17, "-XX:+DisplayVMOutputToStderr", {0, true}));
+    EXPECT_FALSE(has({}, 17, agent, {0, true}));
+}
+
+TEST(FloodGate, CountsWhatIsTooMuchOfOneLine)
+{
+    FloodGate gate;
+    const FloodGate::Clock::time_point begin{};
+    std::uint64_t heldBack = 0;
+    int admitted = 0;
+    for (int i = 0; i < 1000; ++i) {
+        admitted += gate.admit("a", begin, heldBack) ? 1 : 0;
+        EXPECT_TRUE(gate.admit("b" + std::to_string(i), begin, heldBack));
+    }
+    EXPECT_LT(admitted, 20);
+    gate = FloodGate();
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(gate.admit("a", begin, heldBack), i < 5);
+    }
+    EXPECT_FALSE(gate.admit("a", begin + std::chrono::milliseconds(9999), heldBack));
+    EXPECT_TRUE(gate.admit("a", begin + std::chrono::seconds(10), heldBack));
+    EXPECT_EQ(heldBack, 96U);
+    EXPECT_TRUE(gate.admit("a", begin + std::chrono::seconds(10), heldBack));
+    EXPECT_EQ(heldBack, 0U);
 }
 
 } // namespace

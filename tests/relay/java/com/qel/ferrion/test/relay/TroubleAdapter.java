@@ -12,6 +12,7 @@ import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.adapter.infrastructure.Version;
 import com.qel.ferrion.test.Hostile;
+import java.io.IOException;
 import java.lang.reflect.Method;
 import java.lang.reflect.Proxy;
 import java.util.List;
@@ -24,6 +25,9 @@ import java.util.concurrent.locks.LockSupport;
  * samples a signal, and its writers take everything.
  */
 public final class TroubleAdapter implements Adapter {
+    private static final List<System.Logger.Level> LEVELS = List.of(System.Logger.Level.DEBUG,
+            System.Logger.Level.INFO, System.Logger.Level.WARNING, System.Logger.Level.ERROR);
+
     private final String place;
     private final String kind;
 
@@ -38,12 +42,26 @@ public final class TroubleAdapter implements Adapter {
     }
 
     private void at(String method) {
+        if (kind.equals("loader")) {
+            ClassLoader loader = Thread.currentThread().getContextClassLoader();
+            System.err.println("loader of " + method + ": "
+                    + (loader == null ? "none" : loader.getName()));
+        }
         if (!method.equals(place)) {
             return;
         }
         System.err.println("trouble: " + kind + " in " + method);
         if (kind.equals("throw")) {
-            throw new IllegalStateException("trouble in " + method);
+            throw new IllegalStateException("trouble in " + method, new IOException(
+                    "\u001b[2Jjdbc:x://user:hunter2@host/db?password=hunter2&x=1\nnext line"));
+        }
+        if (kind.equals("log")) {
+            for (System.Logger.Level level : LEVELS) {
+                System.getLogger("trouble").log(level, "at " + level);
+            }
+            new IllegalStateException("own words").printStackTrace();
+            new Thread(() -> System.err.print("no\u202eend")).start();
+            return;
         }
         Hostile.act(kind);
     }
@@ -84,6 +102,10 @@ public final class TroubleAdapter implements Adapter {
         private long batch;
         private TypeCode type;
         private DynamicData sample;
+        /** Of another type than the stream's. */
+        private final DynamicData alien = new DynamicData(
+                TypeCode.fromIdl("struct Alien { string s; long long n; };", "Alien"),
+                DynamicData.PROPERTY_DEFAULT);
         private StreamReaderListener signal;
         private long next;
 
@@ -123,8 +145,9 @@ public final class TroubleAdapter implements Adapter {
         private void read(Object self, List<Object> samples) {
             boolean more = next < count;
             for (long i = 0; i < batch && next < count; i++) {
-                DynamicData each =
-                        batch == 1 ? sample : new DynamicData(type, DynamicData.PROPERTY_DEFAULT);
+                DynamicData each = kind.equals("alien") ? alien
+                        : batch == 1 ? sample
+                        : new DynamicData(type, DynamicData.PROPERTY_DEFAULT);
                 each.setLong("n", next++);
                 samples.add(each);
             }
