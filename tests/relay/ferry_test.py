@@ -324,7 +324,7 @@ class FerryTest(Ferry):
         self.assertRegex(log, r"(?m)^java.lang.IllegalStateException: trouble in createSession\n\tat ")
         # The same again, in another way, and by the adapter's own hand; in Java's words once.
         process = self.start(self.relay(at="read", count=10 ** 9, bad=10 ** 9))
-        log = "".join(process.stderr.readline() for _ in range(40))
+        log = "".join(process.stderr.readline() for _ in range(20))
         self.assertEqual(log.count("Caused by: java.io.IOException"), 1, log)
         process.kill()
         process.communicate()
