@@ -56,8 +56,11 @@ public:
     void look(const std::string &owner, Entity *entity, std::uint32_t matched,
               std::int32_t (*describe)(Entity *, DDS_ErrorText *))
     {
+        if (matched > 0) {
+            return;
+        }
         const auto now = std::chrono::steady_clock::now();
-        if (matched > 0 || now < next_) {
+        if (now < next_) {
             return;
         }
         next_ = now + pause;

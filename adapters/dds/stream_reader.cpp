@@ -162,6 +162,12 @@ void StreamReader::update(const QEL_FerrionProperties *properties)
 
 void StreamReader::reportLast(QEL_FerrionEnvironment *environment)
 {
+    const std::uint64_t unread = DDS_DataReader_discard(reader_.get());
+    if (unread > 0 && endpoint_.reliable()) {
+        warn("FerryAdapter_dds_delete",
+             endpoint_.owner() + ": " + std::to_string(unread) +
+                 " samples had arrived and were not read; they are lost");
+    }
     notices_.hurry();
     notices_.report(endpoint_.owner(), reader_.get(), DDS_DataReader_take_notice, environment);
 }

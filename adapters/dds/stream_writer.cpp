@@ -46,8 +46,8 @@ StreamWriter::StreamWriter(Connection &connection, const Session &session,
     if (writer_ == nullptr) {
         throw Failure(endpoint_.owner() + ": " + error.text);
     }
-    stop_.enlist(*writer_);
     warnOfDepth(endpoint_);
+    stop_.enlist(*writer_); // last: only what is whole is taken off the list again
 }
 
 StreamWriter::~StreamWriter()

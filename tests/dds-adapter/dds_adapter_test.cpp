@@ -7,15 +7,32 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <mutex>
 #include <set>
 #include <thread>
 #include <unistd.h>
+
+#include "qddscore/log.h"
 
 namespace {
 
 template<typename Condition> bool eventually(Condition condition)
 {
     return within(std::chrono::seconds(10), condition);
+}
+
+// Whether the text was logged; each time that it was is told once.
+std::mutex g_logMutex;
+std::string g_log;
+bool logged(const std::string &text)
+{
+    const std::lock_guard<std::mutex> lock(g_logMutex);
+    const size_t at = g_log.find(text);
+    if (at == std::string::npos) {
+        return false;
+    }
+    g_log.erase(at, text.size());
+    return true;
 }
 
 // A sample with its information, as text: "a=1 @100", or "a disposed @102".
@@ -222,6 +239,7 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     QEL_FerrionStreamReader *reader =
         right.reader("life", {{"ignore_local", "none"}, {"batch", "2"}});
     ASSERT_TRUE(eventually([&] { return write(left, writer, births) == 3; })) << left.error();
+    EXPECT_TRUE(logged("'life': 3 samples were written while there was no reader"));
     EXPECT_EQ(readSet(right, reader, 3),
               (std::set<std::string>{"a=1 @100", "b=2 @101", "c=3 @102"}));
     EXPECT_EQ(write(left, writer, ends), 2) << left.error();
@@ -237,6 +255,7 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
 
     // What holds for the first write holds for every one.
     right.remove(reader);
+    EXPECT_TRUE(logged("'life': 2 samples had arrived and were not read; they are lost"));
     QEL_FerrionStreamReader *misfit =
         right.reader("life", {{"ignore_local", "none"}, {"durability", "transient_local"}});
     EXPECT_EQ(write(left, writer, births), 0);
@@ -275,6 +294,8 @@ TEST(DdsAdapter, ADurableWriterKeepsAsMuchAsItIsTold)
         EXPECT_EQ(readSet(right, reader, kept.size()), kept);
         right.remove(reader);
         left.remove(writer);
+        const bool all = setting == List{{"durable_depth", "all"}};
+        EXPECT_EQ(logged("durable_depth is all"), all);
     }
 }
 
@@ -390,8 +411,23 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
     EXPECT_EQ(right.error(), "reader of stream 'q': 1 times a writer did not match: durability");
     EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
     EXPECT_EQ(right.error(), "");
-    left.remove(apart);
     left.remove(writer);
+    right.remove(reader);
+
+    // When there is none but such ones the log says so.
+    reader = right.reader("q", {{"ignore_local", "none"}, {"partitions", "here"}});
+    const std::chrono::seconds twoLooks(25);
+    EXPECT_TRUE(within(twoLooks, [&] {
+        EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
+        write(left, apart, births);
+        return logged("reader of stream 'q': 1 writer does not match: partition \"elsewhere\"");
+    }));
+    EXPECT_EQ(right.error(), "");
+    EXPECT_TRUE(within(twoLooks, [&] {
+        write(left, apart, births);
+        return logged("writer of stream 'q': 1 reader does not match: partition \"here\"");
+    }));
+    left.remove(apart);
     right.remove(reader);
 }
 
@@ -529,5 +565,11 @@ int main(int argc, char **argv)
         return serve(argv[2]);
     }
     testing::InitGoogleTest(&argc, argv);
+    QELLog_setSink(
+        [](void *, const char *line, std::size_t) {
+            const std::lock_guard<std::mutex> lock(g_logMutex);
+            g_log += std::string(line) + "\n";
+        },
+        nullptr);
     return RUN_ALL_TESTS();
 }

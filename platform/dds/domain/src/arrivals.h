@@ -38,6 +38,15 @@ public:
     {
         return closed.load(std::memory_order_acquire);
     }
+    // A message came when nothing is let in any more.
+    void turnAway()
+    {
+        late.fetch_add(1, std::memory_order_relaxed);
+    }
+    uint64_t turnedAway() const
+    {
+        return late.load(std::memory_order_relaxed);
+    }
 
     void refuse(const char *reason)
     {
@@ -107,6 +116,7 @@ private:
     std::atomic<uint64_t> count{0};
     std::string lastReason;
     std::atomic<bool> closed{false};
+    std::atomic<uint64_t> late{0};
     void (*wake)(void *) = nullptr;
     void *argument = nullptr;
     std::list<Known> keys; // most recent first

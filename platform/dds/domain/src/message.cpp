@@ -149,6 +149,7 @@ Serdata *fromKey(const Sertype &type, const Bytes &key)
 Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *payload, size_t size)
 {
     if (type.arrivals->isClosed()) {
+        type.arrivals->turnAway();
         dropNextEngineLine();
         return nullptr;
     }

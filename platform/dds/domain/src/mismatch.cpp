@@ -49,6 +49,16 @@ Names partitionsOf(const dds_qos_t *qos)
     return partitions;
 }
 
+// "north" or "south"; "" is the default partition.
+std::string listOf(const Names &names)
+{
+    std::string list;
+    for (const std::string &name : names) {
+        list += (list.empty() ? "\"" : " or \"") + name + "\"";
+    }
+    return list;
+}
+
 bool isPattern(const std::string &name)
 {
     return name.find_first_of("*?[") != std::string::npos;
@@ -194,8 +204,9 @@ std::string reasonOf(const OwnEndpoint &own, const Described &mine, const Sample
     for (const uint32_t policy : differences(offered, asked)) {
         add(policyName(policy));
     }
-    if (!haveCommon(mine.partitions, partitionsOf(other.qos))) {
-        add("partition");
+    const Names theirs = partitionsOf(other.qos);
+    if (!haveCommon(mine.partitions, theirs)) {
+        add(("partition " + listOf(theirs)).c_str());
     }
     return reason.empty() ? policyName(DDS_TYPE_CONSISTENCY_ENFORCEMENT_QOS_POLICY_ID) : reason;
 }

@@ -16,9 +16,9 @@ struct OwnEndpoint {
     bool isWriter;
 };
 
-// "2 readers do not match: durability (1), partition (2)": of those on the same topic that it would
-// talk to. Empty when all match, or there are none. Asks the engine for every endpoint of the
-// domain: for people, not for each sample.
+// "3 readers do not match: durability (1), partition "north" (2)": of those on the same topic that
+// it would talk to. Empty when all match, or there are none. Asks the engine for every endpoint of
+// the domain: for people, not for each sample.
 std::string mismatchesOf(const OwnEndpoint &own);
 
 } // namespace qddsdomain

@@ -209,6 +209,20 @@ try {
     return nullptr;
 }
 
+uint64_t DDS_DataReader_discard(DDS_DataReader *self) noexcept
+try {
+    self->topic.arrivals->close();
+    delist(*self);
+    uint64_t count = samplesOf(*self->block);
+    for (const auto &block : self->ahead) {
+        count += samplesOf(*block);
+    }
+    count += drain(*self);
+    return count + self->topic.arrivals->turnedAway();
+} catch (...) {
+    return 0;
+}
+
 void DDS_DataReader_delete(DDS_DataReader *self) noexcept
 {
     delete self;

@@ -176,6 +176,8 @@ constexpr uint64_t MOST_AHEAD = 32 << 20; // bytes
 // At which its writers may go on: what is left lasts until they have noticed.
 constexpr uint64_t RESUME_AHEAD = MOST_AHEAD / 2;
 uint64_t bytesOf(const Block &block);
+// Samples that it still holds; ends of instances are none.
+uint64_t samplesOf(const Block &block);
 // Reliable readers with a limit. The first one starts the thread: throws std::system_error when
 // there is none to be had. Once delist returns the thread knows nothing of the reader.
 void enlist(DDS_DataReader &reader);
@@ -184,8 +186,8 @@ void delist(DDS_DataReader &reader);
 void callRelief();
 
 // Empties a reader that is about to be deleted and lets nothing more in: as long as the receiving
-// thread waits, the engine cannot delete the reader.
-void drain(DDS_DataReader &self);
+// thread waits, the engine cannot delete the reader. Returns how many samples that were.
+uint64_t drain(DDS_DataReader &self);
 
 // Takes up to `wanted` messages from the engine, with the reader's mutex held. The engine's code.
 dds_return_t fetch(DDS_DataReader &self, Block &block, uint32_t wanted);

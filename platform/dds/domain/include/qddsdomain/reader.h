@@ -41,6 +41,10 @@ DDS_DataReader_new(DDS_DomainParticipant *participant, const char *topic, const 
                    const DDS_TypeCode *type, const struct DDS_EndpointQos *qos, DDS_OnDataFn onData,
                    void *argument, struct DDS_ErrorText *error) QDDSDOMAIN_NOEXCEPT;
 
+/** Lets nothing more in and drops what has not been taken. Returns how many samples that is:
+ * writers may believe of them that they have arrived. Afterwards the reader can only be deleted. */
+QDDSDOMAIN_API uint64_t DDS_DataReader_discard(DDS_DataReader *self) QDDSDOMAIN_NOEXCEPT;
+
 /** Once it returns `onData` does not run and will not run again. Null does nothing. */
 QDDSDOMAIN_API void DDS_DataReader_delete(DDS_DataReader *self) QDDSDOMAIN_NOEXCEPT;
 

@@ -70,7 +70,8 @@ QDDSDOMAIN_API void DDS_DataWriter_stop_by(DDS_DataWriter *self,
                                            int64_t deadline) QDDSDOMAIN_NOEXCEPT;
 
 /** Why readers of the topic that are known now are not matched, for people: "2 readers do not
- * match: durability (1), partition (1)". Looks through all endpoints of the domain.
+ * match: durability (1), partition "north" (1)", which is theirs. Looks through all endpoints of
+ * the domain.
  *
  * @return 1 with `text` filled, or 0 when every known reader is matched or there is none. */
 QDDSDOMAIN_API int32_t
