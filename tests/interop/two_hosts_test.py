@@ -15,13 +15,15 @@ RATE = 50  # samples a second
 PATIENT = "<Discovery><LeaseDuration>60s</LeaseDuration></Discovery>"
 CUT = [(3, "down"), (33, "up")]
 # Durability, multicast, engine, seconds, what happens at which second, and what comes of it: after
-# samples up to some number it goes on with the next ("whole"), a later one ("lost") or the first.
+# samples up to some number it goes on with the next ("whole"), the first ("again") or one between
+# ("part", if at all).
 CASES = {
     "short_cut": ("volatile", "all", "", 15, [(3, "down"), (7, "up")], "whole"),
-    "cut": ("volatile", "all", "", 45, CUT, "lost"),
+    "cut": ("volatile", "all", "", 45, CUT, "part"),
     "cut_kept": ("transient_local", "none", "", 45, CUT, "again"),
     "cut_patient": ("volatile", "none", PATIENT, 45, CUT, "whole"),
-    "receiver": ("volatile", "none", "", 15, [(3, ("kill", 1)), (5, ("start", 1))], "lost"),
+    "receiver": ("volatile", "none", "", 15, [(3, ("kill", 1)), (5, ("start", 1))],
+                 "part"),
     "receiver_kept": ("transient_local", "all", "", 15, [(3, ("kill", 1)), (5, ("start", 1))],
                       "again"),
     "sender": ("volatile", "all", "", 15, [(3, ("kill", 0)), (5, ("start", 0))], "again")}
@@ -56,12 +58,15 @@ class TwoHosts(Rig):
         and what the sending ferry logged."""
         hosts = Hosts(self)
         qos, out = {"durability": durability}, f"{name}.out.jsonl"
+        # Longer than any cut: what readers acknowledge later than that is told as an error.
+        patient = {"wait_for_readers": 1, "write_timeout": "60s"}
+        kept = {"durable_depth": "all"} if durability == "transient_local" else {}
 
         def start(host):
             net = {"interfaces": "eth0", "multicast": multicast, "engine_xml": xml,
                    "peers": f"10.9.8.{2 - host}" if multicast == "none" else ""}
             route = [("Flat", ("files", f"{name}.jsonl", {"follow": "true"}),
-                      [("dds", "t", {**qos, "wait_for_readers": 1})]),
+                      [("dds", "t", {**qos, **kept, **patient})]),
                      ("Flat", ("dds", "t", qos), [("files", out)])][host]
             return self.ferry(self.config([route], net), prefix=hosts.inside(host))
         ferries, events = [start(host) for host in range(2)], list(events)
@@ -98,12 +103,14 @@ class TwoHosts(Rig):
             print(f"{name}: {len(ids)} of {seconds * RATE}, {outcome}; at "
                   f"{[(ids[k - 1], ids[k]) for k in breaks]}")
             with self.subTest(name):
-                self.assertEqual((ids[0], len(breaks)), (0, 0 if outcome == "whole" else 1))
+                self.assertEqual(sorted(set(ids)), list(range(len(set(ids)))))
+                # The write that lost its reader is kept twice where all is kept.
+                self.assertLessEqual(len(breaks), 2 if outcome == "again" else 1)
                 self.assertTrue({"whole": not breaks, "again": again == 0,
-                                 "lost": breaks and again > ids[breaks[0] - 1]}[outcome])
+                                 "part": not breaks or 0 < again}[outcome])
                 self.assertLess(log.count("\n"), 12)  # an outage floods no log
                 if name == "cut":
-                    self.assertRegex(log, r"\d+ samples were written while there was no reader")
+                    self.assertRegex(log, r"a reader left during a write of \d+ samples")
 
 
 if __name__ == "__main__":
