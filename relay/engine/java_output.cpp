@@ -94,7 +94,7 @@ std::string formatted(const char *format, va_list arguments)
 /// In place of vfprintf in the VM. It may hold the VM's own locks: nothing here calls Java.
 jint JNICALL onVmOutput(FILE *file, const char *format, va_list arguments)
 {
-    if (file == stdout) {
+    if (file != stderr) { // results, and the VM's own log files
         return std::vfprintf(file, format, arguments);
     }
     const std::string text = formatted(format, arguments);
