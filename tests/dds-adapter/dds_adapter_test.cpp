@@ -361,8 +361,8 @@ TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
     peer.tell("rslow");
     QEL_FerrionStreamWriter *writer = host.writer(
         "slow", {{"wait_for_readers", "1"}, {"write_timeout", "100ms"}, {"linger", "50ms"}});
-    // Together more than the engine keeps for a reader however slowly they are written.
-    const std::string large(1000, 'a');
+    // Together more than the domain keeps in memory for a reader that takes nothing.
+    const std::string large(100'000, 'a');
     const int written =
         write(host, writer, {1000, {large.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100}});
     EXPECT_TRUE(written > 0 && written < 1000) << written;
