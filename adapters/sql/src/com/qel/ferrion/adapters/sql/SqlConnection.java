@@ -10,6 +10,7 @@ import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.Watch;
 import com.qel.ferrion.kit.WriterBase;
 import java.lang.System.Logger.Level;
+import java.nio.file.Files;
 import java.util.Collections;
 import java.util.IdentityHashMap;
 import java.util.Set;
@@ -31,7 +32,7 @@ final class SqlConnection extends DiscoveryConnectionBase {
     SqlConnection(String name, Settings settings) throws AdapterException {
         database = new Database(settings);
         pool = new Pool(database, database.connections());
-        look = new Access(pool, database, Database.Use.READ, settings.owner(), "the watch");
+        look = new Access(pool, database, Database.Use.READ, settings.owner(), "its tables");
         watch = new Watch("sql-watch-" + (name == null ? "" : name), Access.LOG, Secrets::text);
     }
 
@@ -48,6 +49,9 @@ final class SqlConnection extends DiscoveryConnectionBase {
     @Override
     protected void probe() throws AdapterException {
         probed = true;
+        if (database.file() != null && Files.isDirectory(database.file())) {
+            throw new AdapterException(settings().owner() + ": " + database + " is a directory");
+        }
         if (database.missingFile() == null) {
             look.probe(link -> Table.list(link.connection, database.schema()));
         }

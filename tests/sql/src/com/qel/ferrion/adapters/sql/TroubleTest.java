@@ -198,7 +198,8 @@ public class TroubleTest {
             rig.use("driver.open_mode", "1");
             assertThrows(AdapterException.class, () -> rig.writer("checked", ROW, check, "true"));
             rig.url = "jdbc:sqlite:" + root + "/folder";
-            assertThrows(AdapterException.class, () -> rig.connect(check, "true"));
+            assertTrue(assertThrows(AdapterException.class, () -> rig.connect(check, "true"))
+                    .getMessage().endsWith("is a directory"));
         }
         assertEquals(before, listing(root));
     }
