@@ -94,13 +94,14 @@ final class Cell {
 
     private int readBytes(ResultSet row, int index, DynamicData data)
             throws SQLException, BadRow {
-        if (row.getObject(index) instanceof Number) {
-            throw new BadRow("a number, and no bytes");
-        }
-        byte[] bytes = row.getBytes(index);
-        if (bytes == null) {
+        Object value = row.getObject(index);
+        if (value == null) {
             return NULL;
         }
+        if (value instanceof Number) {
+            throw new BadRow("a number, and no bytes");
+        }
+        byte[] bytes = value instanceof byte[] ? (byte[]) value : row.getBytes(index);
         field.setBytes(data, bytes);
         return bytes.length;
     }
@@ -122,12 +123,12 @@ final class Cell {
         }
         switch (field.kind) {
             case STRING -> {
-                String string = dialect.text(row, index);
+                String string = dialect.text(row, index, value);
                 data.setString(field.place, string);
                 return string.length();
             }
             case CHAR -> {
-                String one = dialect.text(row, index);
+                String one = dialect.text(row, index, value);
                 if (one.length() > 1) {
                     throw new BadRow("'" + one + "' is more than one character");
                 }
@@ -137,7 +138,7 @@ final class Cell {
                 if (value instanceof Number) {
                     data.setLong(field.place, whole(value));
                 } else {
-                    data.setString(field.place, dialect.text(row, index));
+                    data.setString(field.place, dialect.text(row, index, value));
                 }
             }
             case BOOLEAN -> data.setBoolean(field.place, truth(value));

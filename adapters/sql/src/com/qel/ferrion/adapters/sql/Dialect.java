@@ -84,8 +84,8 @@ abstract class Dialect {
     /** Whether the database hands over all rows of a result at once, however large they are. */
     abstract boolean isEager();
 
-    /** The value of an item whose member is a text; not null. */
-    abstract String text(ResultSet row, int index) throws SQLException, BadRow;
+    /** What the driver gave as an object, not null, as a text. */
+    abstract String text(ResultSet row, int index, Object value) throws SQLException, BadRow;
 
     /** Whether a column's values have bytes that an octet sequence can be. */
     abstract boolean hasBytes(Column column);

@@ -179,8 +179,8 @@ final class Postgres extends Dialect {
     }
 
     @Override
-    String text(ResultSet row, int index) throws SQLException {
-        return row.getString(index);
+    String text(ResultSet row, int index, Object value) throws SQLException {
+        return value instanceof String ? (String) value : row.getString(index);
     }
 
     @Override

@@ -146,9 +146,8 @@ final class Sqlite extends Dialect {
 
     /** SQLite writes reals with 15 digits, and takes any bytes for a text. */
     @Override
-    String text(ResultSet row, int index) throws SQLException, BadRow {
-        Object value = row.getObject(index);
-        String text = row.getString(index);
+    String text(ResultSet row, int index, Object value) throws SQLException, BadRow {
+        String text = value instanceof String ? (String) value : row.getString(index);
         if (value instanceof Double && Double.parseDouble(text) != (Double) value) {
             return value.toString();
         }
