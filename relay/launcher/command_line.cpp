@@ -172,7 +172,7 @@ void readVerbs(const CLI::App &app, std::vector<std::string> words)
         std::string before;
         for (const CLI::App *outer = about->get_parent(); outer != nullptr;
              outer = outer->get_parent()) {
-            before = outer->get_name() + (before.empty() ? "" : " ") + before;
+            before.insert(0, outer->get_name() + (before.empty() ? "" : " "));
         }
         std::cout << about->help(before);
         throw CLI::Success();

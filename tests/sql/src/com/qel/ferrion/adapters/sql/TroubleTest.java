@@ -113,10 +113,13 @@ public class TroubleTest {
             assertEquals(1, Rig.write(rig.writer("shared" + i, ROW), List.of(row(2, "b")),
                     List.of()));
         }
-        if (rig.server) {
-            int open = Integer.parseInt(rig.rows("SELECT count(*) FROM pg_stat_activity WHERE "
+        // The server's end of a closed connection takes its time.
+        int open = 3;
+        for (int look = 0; rig.server && open > 2; look++) {
+            assertTrue(open + " connections", look < 100);
+            Thread.sleep(50);
+            open = Integer.parseInt(rig.rows("SELECT count(*) FROM pg_stat_activity WHERE "
                     + "application_name = 'ferry'"));
-            assertTrue("" + open, open <= 2);
         }
     }
 

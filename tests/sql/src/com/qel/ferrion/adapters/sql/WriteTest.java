@@ -231,10 +231,9 @@ public class WriteTest {
     public void aLockedTableIsWaitedFor() throws Exception {
         rig.sql("DROP TABLE IF EXISTS locked", "CREATE TABLE locked (id INT, v INT)");
         String lock = rig.server ? "BEGIN; LOCK TABLE locked" : "BEGIN IMMEDIATE";
-        StreamWriter writer = rig.connect(rig.server ? "driver.options" : "driver.busy_timeout",
-                rig.server ? "-c lock_timeout=20" : "20").createStreamWriter(null, new StreamInfo(
-                "locked", new com.qel.ferrion.adapter.infrastructure.TypeInfo("Row", ROW), false),
-                Rig.properties("retry_for", "20s"));
+        rig.use(rig.server ? "driver.options" : "driver.busy_timeout",
+                rig.server ? "-c lock_timeout=20" : "20");
+        StreamWriter writer = rig.writer("locked", ROW, "retry_for", "20s");
         rig.sql(lock);
         var later = Executors.newSingleThreadScheduledExecutor();
         AtomicBoolean released = new AtomicBoolean();
