@@ -91,16 +91,20 @@ inline std::int64_t now()
     return std::int64_t{time.tv_sec} * 1'000'000'000 + time.tv_nsec;
 }
 
+/// Waits for the script's line.
+inline void await()
+{
+    std::fflush(stdout);
+    for (int byte = 0; byte != '\n' && byte != EOF;) {
+        byte = std::getchar();
+    }
+}
+
 /// Tells the script, which answers with a line when the measurement shall begin.
 inline void announceAndWait()
 {
     std::puts("matched");
-    std::fflush(stdout);
-    while (const int byte = std::getchar()) {
-        if (byte == '\n' || byte == EOF) {
-            break;
-        }
-    }
+    await();
 }
 
 /// Keeps a sender at its rate: sample `index` is due at begin + index / rate.
@@ -171,6 +175,7 @@ public:
             std::printf(", \"p50\": %.1f, \"p99\": %.1f, \"max\": %.1f", at(50), at(99), at(100));
         }
         std::printf(", \"mib\": %.1f}\n", peakMib());
+        await(); // a writer that is acknowledged may not lose its reader before
         return complete() && gaps_ == 0;
     }
 

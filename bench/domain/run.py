@@ -237,11 +237,13 @@ class Bench:
             fail(f"{variant.name}: {result['samples']} of {count} samples came, "
                  f"{result['gaps']} gaps")
         peaks = {}
-        for name in ("pub", "sub"):
-            if name in processes:
-                text = processes[name].rest()
-                peaks[name] = json.loads(text)["mib"] if text else result["mib"]
+        if "pub" in processes:
+            peaks["pub"] = json.loads(processes["pub"].rest())["mib"]
         self.end(variant, count, processes)
+        if "sub" in processes:
+            processes["sub"].go()
+            processes["sub"].rest()
+            peaks["sub"] = result["mib"]
         return {**result, "cpu": cpu, "memory": memory, "peaks": peaks}
 
     def result(self, processes):

@@ -71,13 +71,14 @@ uint64_t qddsdomain_count_unacknowledged(int32_t writer, const struct ddsi_serty
     return count;
 }
 
-/* The engine sends a heartbeat when the last one is long enough ago. */
+/* The engine sends a heartbeat when the last one is long enough ago. It wants an answer to it only
+   when the last write is long enough ago: without that, every wait takes a tenth of a second. */
 static void ask_now(struct ddsi_writer *writer)
 {
     ddsrt_mutex_lock(&writer->e.lock);
     if (writer->heartbeat_xevent != NULL) {
         writer->hbcontrol.t_of_last_hb.v = 0;
-        writer->hbcontrol.t_of_last_ackhb.v = 0;
+        writer->hbcontrol.t_of_last_write.v = 0;
         (void)resched_xevent_if_earlier(writer->heartbeat_xevent, ddsrt_time_monotonic());
     }
     ddsrt_mutex_unlock(&writer->e.lock);
