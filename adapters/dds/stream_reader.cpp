@@ -124,7 +124,7 @@ void StreamReader::grow(std::int32_t limit)
 void StreamReader::returnLoan()
 {
     std::size_t bytes = 0;
-    for (std::int32_t i = 0; i < lent_; ++i) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(lent_); ++i) {
         std::size_t length = 0;
         DDS_DynamicData_get_cdr(samples_[i], &length);
         bytes += length;

@@ -7,6 +7,7 @@ import collections
 import glob
 import json
 import os
+import re
 import subprocess
 import sys
 
@@ -20,19 +21,50 @@ JARS = [f"/usr/share/java/{name}.jar" for name in (
 Line = collections.namedtuple("Line", "file number branches missed")
 
 
-def native_lines():
-    report = json.loads(subprocess.check_output(
-        ["gcovr", "--root", ROOT, "--branches", "--json", "-", "--exclude-throw-branches",
-         "--exclude-unreachable-branches", "--exclude", f"{ROOT}/(tests|bench|build)/", BUILD]))
+def profiled():
+    """The programs and libraries that count."""
+    for folder, _, names in os.walk(BUILD):
+        for path in (f"{folder}/{name}" for name in names if name.partition(".")[2] in ("", "so")):
+            if not os.path.islink(path) and b"__llvm_covmap" in open(path, "rb").read():
+                yield path
+
+
+def conditions(report):
+    """Each condition of the sources: where it is, and how often it was true, and not."""
     for file in report["files"]:
-        for entry in file["lines"]:
-            counts = [branch["count"] for branch in entry["branches"]]
-            if counts:
-                yield Line(file["file"], entry["line_number"], len(counts), counts.count(0))
+        for branch in file["branches"]:
+            yield (file["filename"], *branch[:4]), branch[4:6]
+        for macro in file["expansions"]:
+            for branch in macro["branches"]:
+                yield (macro["filenames"][branch[6]], *branch[:4]), branch[4:6]
+
+
+def native_lines():
+    counts = sorted(glob.glob(f"{BUILD}/native/*.profraw"))
+    subprocess.check_call(["llvm-profdata", "merge", "-o", f"{BUILD}/native.profdata", *counts])
+    objects = [word for path in profiled() for word in ("-object", path)]
+    report = json.loads(subprocess.check_output(
+        ["llvm-cov", "export", f"-instr-profile={BUILD}/native.profdata", "-skip-functions",
+         f"-ignore-filename-regex={ROOT}/(tests|bench|build)/|^/usr/", *objects[1:]]))
+    taken = collections.defaultdict(lambda: (0, 0))
+    for place, (yes, no) in conditions(report["data"][0]):
+        taken[place] = (taken[place][0] + yes, taken[place][1] + no)
+    texts = collections.defaultdict(list)
+    branches = collections.defaultdict(list)
+    for (path, line, column, *_), ways in taken.items():
+        file = os.path.relpath(path, ROOT)
+        texts[file] = texts[file] or open(path).read().splitlines()
+        # What a label is not is another label's.
+        label = re.match(r"case\b|default\b", texts[file][line - 1][column - 1:])
+        branches[file, line] += ways[:1] if label else ways
+    for (file, line), ways in branches.items():
+        yield Line(file, line, len(ways), ways.count(0))
 
 
 def java_lines(sources):
     """The same of Java, whose classes know a package and a file's name."""
+    if not os.path.exists(f"{BUILD}/java.exec"):
+        return   # no test with a VM has run
     folder_of = {file.split("/src/")[1]: file for file in sources if "/src/" in file}
     jars = glob.glob(f"{BUILD}/share/ferryjni/**/*.jar", recursive=True)
     printed = subprocess.check_output(

@@ -1,7 +1,6 @@
 // The domain library on a real network: two engine domains of this process that are one outside, so
 // that everything between "near" and "far" goes through sockets.
 #include <dlfcn.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -85,39 +84,6 @@ int64_t monotonic()
 {
     return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
-
-// Bytes, as RLIMIT_DATA counts them.
-rlim_t dataSize()
-{
-    std::ifstream status("/proc/self/status");
-    std::string word;
-    rlim_t kibibytes = 0;
-    while (status >> word && word != "VmData:") {
-    }
-    status >> kibibytes;
-    return kibibytes << 10U;
-}
-
-// A limit of this process while it lives.
-class Limited {
-public:
-    Limited(__rlimit_resource_t limited, rlim_t value) : resource(limited)
-    {
-        EXPECT_EQ(0, getrlimit(resource, &before));
-        const rlimit now{value, before.rlim_max};
-        EXPECT_EQ(0, setrlimit(resource, &now));
-    }
-    Limited(const Limited &) = delete;
-    Limited &operator=(const Limited &) = delete;
-    ~Limited()
-    {
-        EXPECT_EQ(0, setrlimit(resource, &before));
-    }
-
-private:
-    __rlimit_resource_t resource;
-    rlimit before{};
-};
 
 // A list of partitions.
 class Strings {

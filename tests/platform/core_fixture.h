@@ -3,8 +3,10 @@
 #define TESTS_PLATFORM_CORE_FIXTURE_H
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
 #include <chrono>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -43,6 +45,39 @@ inline QELOsapiHeapUsage heapUsage()
     QELOsapiHeap_getUsage(&usage);
     return usage;
 }
+
+// Bytes, as RLIMIT_DATA counts them.
+inline rlim_t dataSize()
+{
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    rlim_t kibibytes = 0;
+    while (status >> word && word != "VmData:") {
+    }
+    status >> kibibytes;
+    return kibibytes << 10U;
+}
+
+// A limit of this process while it lives.
+class Limited {
+public:
+    Limited(__rlimit_resource_t limited, rlim_t value) : resource(limited)
+    {
+        EXPECT_EQ(0, getrlimit(resource, &before));
+        const rlimit now{value, before.rlim_max};
+        EXPECT_EQ(0, setrlimit(resource, &now));
+    }
+    Limited(const Limited &) = delete;
+    Limited &operator=(const Limited &) = delete;
+    ~Limited()
+    {
+        EXPECT_EQ(0, setrlimit(resource, &before));
+    }
+
+private:
+    __rlimit_resource_t resource;
+    rlimit before{};
+};
 
 // The log's lines while the object lives.
 struct Lines {

@@ -50,15 +50,36 @@ TEST(Log, RendersEachMessageAsOneLine)
     QELLog_debug("free %d\n", 5);
     QELLog_debug("a\nb\tc\r\x1b[0m\x7f \xc3\xa4 %s", "\n");
     QELLog_debug("%s", std::string(5000, '\n').c_str());
+    const QELLogMessage empty{9, nullptr};
+    QELLog_printContextAndMsg("ctx", &empty);
+    QELLog_debug("%s %ls", "a", L"\u00e4"); // the locale has no such letter
     std::string escaped;
     for (int i = 0; i < 4999; ++i) { // the last one ends the line
         escaped += "\\n";
     }
-    EXPECT_EQ(lines.all, (std::vector<std::string>{
-                             "ctx:text", "ctx:!text", "ctx:!create thing",
-                             "ctx:!allocate array of 3 elements of -4 bytes", "no context",
-                             "ctx:(null)", "100%d:%s %n", "ctx:" + longText, "free 5",
-                             "a\\nb\\tc\\r\\x1b[0m\\x7f \xc3\xa4 ", escaped}));
+    EXPECT_EQ(lines.all,
+              (std::vector<std::string>{
+                  "ctx:text", "ctx:!text", "ctx:!create thing",
+                  "ctx:!allocate array of 3 elements of -4 bytes", "no context", "ctx:(null)",
+                  "100%d:%s %n", "ctx:" + longText, "free 5", "a\\nb\\tc\\r\\x1b[0m\\x7f \xc3\xa4 ",
+                  escaped, "ctx:(no message)", "(message that cannot be printed)"}));
+}
+
+// What there is room for comes, and nothing is written beyond it.
+TEST(Log, CutsALineForWhichMemoryIsShort)
+{
+    const std::string large(64U << 20U, 'x');
+    const std::string controls(8U << 20U, '\t'); // have room until they are escaped
+    Lines lines;
+    {
+        const Limited limited(RLIMIT_DATA, dataSize() + (28U << 20U));
+        QELLog_printContextAndMsg("ctx", &QEL_LOG_ANY_s, large.c_str());
+        QELLog_printContextAndMsg(large.c_str(), &QEL_LOG_ANY_s, "x");
+        QELLog_debug("%s", controls.c_str());
+    }
+    EXPECT_EQ(lines.all, (std::vector<std::string>{"ctx:" + std::string(1018, 'x'),
+                                                   std::string(1022, 'x') + ":x",
+                                                   std::string(controls.size(), ' ')}));
 }
 
 TEST(Log, KeepsLinesOfThreadsApart)
@@ -135,6 +156,11 @@ TEST(Log, PrintsWhatASinkLogsItself)
         QELLog_setSink(nullptr, nullptr);
     });
     EXPECT_EQ(text, "again one\n");
+    const int saved = dup(2);
+    close(2);
+    QELLog_debug("to nobody");
+    dup2(saved, 2);
+    close(saved);
 }
 
 } // namespace
