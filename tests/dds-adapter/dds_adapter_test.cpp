@@ -24,6 +24,7 @@ template<typename Condition> bool eventually(Condition condition)
 // Whether the text was logged; each time that it was is told once.
 std::mutex g_logMutex;
 std::string g_log;
+std::atomic<uint32_t> g_level{0}; // of the last line
 bool logged(const std::string &text)
 {
     const std::lock_guard<std::mutex> lock(g_logMutex);
@@ -65,7 +66,8 @@ int write(Host &host, QEL_FerrionStreamWriter *writer, const std::vector<Sent> &
     std::vector<DDS_SampleInfo> values(all.size());
     std::vector<DDS_SampleInfo *> infos;
     for (size_t i = 0; i < all.size(); ++i) {
-        owners.push_back(makeSample(readingType()));
+        owners.push_back(
+            makeSample(static_cast<const DDS_TypeCode *>(host.stream.typeRepresentation)));
         setString(owners.back(), "id", all[i].id);
         DDS_DynamicData_set_long(owners.back().get(), "n", all[i].n);
         samples.push_back(owners.back().get());
@@ -100,6 +102,25 @@ std::set<std::string> readSet(Host &host, QEL_FerrionStreamReader *reader, size_
     return seen;
 }
 
+// A read without the return of what was lent is refused.
+void expectOneLoan(Host &host, QEL_FerrionStreamReader *reader)
+{
+    void **samples = nullptr;
+    DDS_SampleInfo **infos = nullptr;
+    int32_t count = 0;
+    EXPECT_TRUE(eventually([&] {
+        host.table().read(reader, &samples, &infos, &count, host.fresh());
+        return count == 1;
+    }));
+    host.table().read(reader, &samples, &infos, &count, host.fresh());
+    EXPECT_EQ(count, 0);
+    EXPECT_NE(host.error().find("the last loan has not been returned"), std::string::npos);
+    host.environment.message[0] = '\0';
+    host.table().read(reader, &samples, &infos, &count, &host.environment);
+    EXPECT_EQ(host.error(), ""); // the first error of a call is the one
+    host.table().return_loan(reader, samples, infos, count, host.fresh());
+}
+
 // This program as another process, which does what it is told until it is let go.
 class Peer {
 public:
@@ -126,8 +147,8 @@ private:
 
 // "+P" makes a writer in partitions P, "*P" one that is durable, exclusive and more, "!P" has the
 // first one write once a reader is there, "-P" deletes it, "-*P" the other one; "rT" makes a reader
-// of topic T that is never read, "RT" an exclusive one; "kT" one that dies of its first sample.
-// Nobody waits for a peer that has died for longer than a second.
+// of topic T that is never read, "RT" an exclusive one; "?T" a writer that tells no type; "kT" one
+// that dies of its first sample. Nobody waits for a peer that has died for longer than a second.
 int serve(const char *domain)
 {
     Host host(domain, {{"engine_xml", "<Discovery><LeaseDuration>1s</LeaseDuration></Discovery>"}});
@@ -151,6 +172,8 @@ int serve(const char *domain)
                                           {"lifespan", "7200000.25ms"},
                                           {"ownership", "exclusive"},
                                           {"ownership_strength", "5"}});
+        } else if (line[0] == '?') {
+            writer = host.writer(line + 1, {{"match", "name"}});
         } else if (line[0] == '-') {
             host.remove(writer);
         } else if (line[0] == 'R') {
@@ -181,15 +204,29 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
         {'c', {{"domian", "1"}}, "connection: unknown property 'domian'; did you mean 'domain'? "},
         {'c', {{"domain", "231"}}, "'domain' is '231', expected a whole number from 0 to 230"},
         {'c', {{"batch", "1"}}, "'batch' is one of readers (known: domain, interfaces, "},
+        {'c', {{"topic", "1"}}, "'topic' is one of readers and writers (known: domain, "},
+        {'c',
+         {{"domain", "29"}, {"interfaces", "no0"}, {"multicast", "discovery"}},
+         "connection: domain 29 on no0, multicast discovery: the engine refuses domain 29"},
+        {'c', {{"domain", "29"}, {"interfaces", "no0"}, {"multicast", "none"}}, ", multicast none"},
         {'c', {{"type_timeout", "1 d"}}, "'1 d', expected a duration such as 100ms"},
         {'r', {{"linger", "1s"}}, "reader of stream 's': property 'linger' is one of writers"},
         {'r', {{"batch", ""}}, "'batch' is '', expected a whole number from 1"},
+        {'r', {{"batch", "9x"}}, "'9x', expected a whole number"},
         {'r', {{"deadline", "-1s"}}, "'-1s', expected a duration"},
+        {'r', {{"deadline", ".s"}}, "'.s', expected a duration"},
+        {'r', {{"deadline", "1.5.5s"}}, "'1.5.5s', expected a duration"},
+        {'r', {{"deadline", "8760.1h"}}, "'8760.1h', expected a duration"},
+        {'r', {{"topic", "a b"}}, "reader of stream 's': the engine does not take the topic name"},
+        {'w', {{"topic", "a b"}}, "writer of stream 's': the engine does not take the topic name"},
         {'w', {{"durability", "maybe"}}, "expected one of volatile, transient_local, auto"},
         {'w', {{"reliabilty", "x"}}, "did you mean 'reliability'?"},
         {'w', {{"depth", "3"}}, "'depth' needs 'history' to be keep_last"},
         {'w', {{"ownership_strength", "3"}}, "'ownership_strength' needs 'ownership' to be excl"},
         {'w', {{"durable_depth", "3"}}, "'durable_depth' needs 'durability' to be transient_local"},
+        {'w',
+         {{"durability", "transient_local"}, {"history", "keep_last"}, {"durable_depth", "3"}},
+         "to be transient_local and 'history' to be keep_all"},
         {'w',
          {{"durable_depth", "0"}},
          "'0', expected a whole number from 1 to 2147483647, or all"},
@@ -218,6 +255,32 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
     EXPECT_EQ(host.table().stream_reader_update(reader, &refused.raw, host.fresh()), 0);
     EXPECT_NE(host.error().find("'reliability' cannot be changed"), std::string::npos);
     host.remove(reader);
+    host.table().connection_update(host.connection, &allowed.raw, host.fresh());
+    EXPECT_NE(host.error().find("'batch' is one of readers"), std::string::npos);
+    const Properties other(List{{"domain", "22"}});
+    host.table().connection_update(host.connection, &other.raw, host.fresh());
+    EXPECT_NE(host.error().find("'domain' cannot be changed while in use (those that can: none)"),
+              std::string::npos);
+    EXPECT_EQ(FerryAdapter_dds_create(&allowed.raw, host.fresh()), nullptr);
+    EXPECT_NE(host.error().find("'batch' is one of readers (known: none)"), std::string::npos);
+    // A text that is cut ends with a whole character.
+    std::string umlauts;
+    for (int i = 0; i < 1000; ++i) {
+        umlauts += "\xc3\xa4";
+    }
+    for (const std::string &value : {umlauts, "x" + umlauts}) {
+        EXPECT_EQ(host.reader("s", {{"batch", value}}), nullptr);
+        EXPECT_EQ(
+            host.error(),
+            ("reader of stream 's': property 'batch' is '" + value).substr(0, host.error().size()));
+        EXPECT_EQ(host.error().back(), '\xa4');
+    }
+    EXPECT_EQ(host.reader(nullptr), nullptr);
+    EXPECT_EQ(host.error(), "reader of stream '': it has no name, and property 'topic' says none");
+    host.stream.typeRepresentationKind = 1;
+    EXPECT_EQ(host.reader("s"), nullptr);
+    EXPECT_NE(host.error().find("is given as representation 1; only 0"), std::string::npos);
+    host.stream.typeRepresentationKind = 0;
     host.stream.typeRepresentation = nullptr;
     EXPECT_EQ(host.reader("s"), nullptr);
     EXPECT_NE(host.error().find("it has no type"), std::string::npos);
@@ -245,6 +308,8 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     EXPECT_EQ(write(left, writer, ends), 2) << left.error();
     EXPECT_EQ(readSet(right, reader, 2), (std::set<std::string>{"a disposed @103", "b left @104"}));
     EXPECT_EQ(right.signalled, reader);
+    write(left, writer, {births[0]});
+    expectOneLoan(right, reader);
 
     // One bad sample costs no other.
     const Sample good = makeSample(readingType());
@@ -297,6 +362,26 @@ TEST(DdsAdapter, ADurableWriterKeepsAsMuchAsItIsTold)
         const bool all = setting == List{{"durable_depth", "all"}};
         EXPECT_EQ(logged("durable_depth is all"), all);
     }
+    // Without a key there is one instance, which never ends.
+    const DDS_TypeCode *const plain = typeFromIdl("struct Plain { string id; long n; };", "Plain");
+    left.stream.typeRepresentation = right.stream.typeRepresentation =
+        const_cast<DDS_TypeCode *>(plain);
+    List now = common;
+    now.emplace_back("timestamps", "now");
+    QEL_FerrionStreamWriter *writer = left.writer("plain", now);
+    EXPECT_TRUE(logged("its type has no key, so readers that come later get the last sample only"));
+    EXPECT_EQ(g_level, 2U);
+    EXPECT_EQ(write(left, writer, {births[0], births[1], ends[0]}), 3) << left.error();
+    QEL_FerrionStreamReader *reader = right.reader("plain", common);
+    EXPECT_TRUE(eventually([&] {
+        return right.read<DDS_DynamicData>(reader, [](auto &sample, auto &info) {
+            int32_t n = 0;
+            DDS_DynamicData_get_long(&sample, "n", &n);
+            EXPECT_TRUE(n == 2 && info.source_timestamp.sec > 1000) << n;
+        }) == 1;
+    }));
+    right.remove(reader);
+    left.remove(writer);
 }
 
 // A read ends with the sample that brings it to `batch_bytes`.
@@ -390,6 +475,10 @@ TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
     host.remove(writer);
     EXPECT_NE(host.error().find("of 1 readers after the host's stop"), std::string::npos)
         << host.error();
+    writer = host.writer("slow", {{"wait_for_readers", "2"}, {"wait_timeout", "1h"}});
+    EXPECT_EQ(write(host, writer, births), 0);
+    EXPECT_NE(host.error().find("after the host's stop there are "), std::string::npos);
+    host.remove(writer);
 }
 
 TEST(DdsAdapter, ANoticeIsToldOnce)
@@ -511,6 +600,9 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     QEL_FerrionStreamReader *outputs =
         host.table().get_sub_discovery_reader(host.connection, host.fresh());
     expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000ms");
+    peer.tell("?plain");
+    expectOneLoan(host, inputs);
+    EXPECT_TRUE(logged("topic 'plain' is announced without a type: the peer tells no type"));
     host.remove(own);
 }
 
@@ -523,7 +615,7 @@ TEST(DdsAdapter, AWriterTakesTheQosThatWasAnnounced)
     const List list = {{"ignore_local", "none"},
                        {announced + "direction", "input"},
                        {announced + "durability", "transient_local"},
-                       {announced + "durable_depth", "all"},
+                       {announced + "durable_depth", "5000"},
                        {announced + "deadline", "3600000.5ms"},
                        {announced + "ownership", "exclusive"},
                        {announced + "ownership_strength", "5"}};
@@ -537,6 +629,8 @@ TEST(DdsAdapter, AWriterTakesTheQosThatWasAnnounced)
     for (int i = 0; i < 1200; ++i) {
         all.push_back({"a", i, DDS_ALIVE_INSTANCE_STATE, 100 + i});
     }
+    EXPECT_TRUE(logged("keep 5000 samples of each instance for late readers; this writer keeps "
+                       "1000 of each instance (durable_depth)"));
     EXPECT_EQ(write(left, writer, all), 1200);
     QEL_FerrionStreamReader *reader = right.reader("auto", late);
     std::set<std::string> seen;
@@ -565,6 +659,7 @@ int main(int argc, char **argv)
         return serve(argv[2]);
     }
     testing::InitGoogleTest(&argc, argv);
+    QELLog_setLogLevel = [](uint32_t level) { g_level = level; };
     QELLog_setSink(
         [](void *, const char *line, std::size_t) {
             const std::lock_guard<std::mutex> lock(g_logMutex);

@@ -121,13 +121,14 @@ TEST(DdsAdapter, EachSettingReachesItsPolicy)
         {'b', {{"ownership", "exclusive"}}, {{"ownership", "exclusive"}}},
         {'b', {{"history", "keep_last"}}, {{"history", "1"}}},
         {'b', {{"history", "keep_last"}, {"depth", "7"}}, {{"history", "7"}}},
-        {'b', {{"partitions", "north, s*"}}, {{"partitions", "north;s*;"}}},
+        {'b', {{"partitions", "north, , s*"}}, {{"partitions", "north;;s*;"}}},
         {'r', {{"ignore_local", "participant"}}, {{"ignores", "participant"}}},
         {'w',
          {{"ignore_local", "participant"}},
          {{"ignores", "participant"}, {"blocking", "15000ms"}}},
         {'r', {{"durability", "transient_local"}}, {{"durability", "transient local"}}},
         {'r', {{"max_samples", "9"}}, {{"samples", "9"}}},
+        {'r', {{"reliability", "auto"}}, {}}, // of nobody
         {'r', {{"max_samples", "0"}}, {{"samples", "-1"}}},
         {'w', {{"durability", "transient_local"}}, {{"durability", "transient local"}}},
         {'w',
@@ -136,6 +137,11 @@ TEST(DdsAdapter, EachSettingReachesItsPolicy)
         {'w',
          {{"durability", "transient_local"}, {"durable_depth", "5"}},
          {{"durability", "transient local"}, {"kept", "5"}}},
+        {'w',
+         {{"qel.ferrion.announced.direction", "input"},
+          {"qel.ferrion.announced.durability", "transient_local"},
+          {"qel.ferrion.announced.durable_depth", "900"}},
+         {{"durability", "transient local"}, {"kept", "900"}, {"partitions", "connection's;"}}},
         {'w', {{"lifespan", "4s"}}, {{"lifespan", "4000ms"}}},
         {'w', {{"autodispose", "true"}}, {{"disposes", "yes"}}},
         {'w',
@@ -146,7 +152,10 @@ TEST(DdsAdapter, EachSettingReachesItsPolicy)
         {'w',
          {{"write_timeout", "70s"}, {"ignore_local", "none"}},
          {{"blocking", "70000ms"}, {"ignores", "none"}}}};
-    Host host("28");
+    Host host("28", {{"type_timeout", "50ms"}, {"name", ""}, {"partitions", "connection's"}});
+    char announced[] = "announced";
+    char *partitions[] = {announced, nullptr};
+    host.stream.partition = {partitions, 2, 2};
     const dds_entity_t watcher = dds_create_participant(28, nullptr, nullptr);
     int made = 0;
     for (const char place : {'r', 'w'}) {
