@@ -2,18 +2,13 @@
 // that everything between "near" and "far" goes through sockets.
 #include <dlfcn.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <atomic>
-#include <cstring>
-#include <fstream>
+#include <functional>
 #include <future>
-#include <sstream>
-#include <thread>
 
-#include "../platform/fixture.h"
-#include "qddsdomain/reader.h"
-#include "qddsdomain/writer.h"
+#include "engine_fixture.h"
+#include "qddsdomain/discovery.h"
 
 // A text that is sent in an encapsulation that nobody knows.
 constexpr char UNKNOWN_ENCAPSULATION[] = "0x4b1d:";
@@ -38,184 +33,15 @@ extern "C" __attribute__((visibility("default"))) ssize_t sendmsg(int socket, co
 
 namespace {
 
-using Participant = std::unique_ptr<DDS_DomainParticipant, Deleter<DDS_DomainParticipant_delete>>;
-using Reader = std::unique_ptr<DDS_DataReader, Deleter<DDS_DataReader_delete>>;
-using Writer = std::unique_ptr<DDS_DataWriter, Deleter<DDS_DataWriter_delete>>;
-
-constexpr int64_t SECOND = 1000000000;
-// Other processes that run these tests have another tag, and see nothing of it.
-const std::string OUTSIDE = "<Discovery><ExternalDomainId>85</ExternalDomainId><Tag>" +
-                            std::to_string(getpid()) + "</Tag></Discovery>";
-
-const DDS_TypeCode *typeNamed(const std::string &name)
-{
-    std::stringstream text;
-    text << std::ifstream(DESCRIBED_IDL).rdbuf()
-         << "struct Text { string s; }; struct Numbers { long n; long m; };"
-            "@final struct Wide { @key long long a; long long b; };"
-            "@final struct Pair { @key long b; @key long long a; };"
-            "@final struct Stamp { @key long long b, a; };"
-            "@final struct Long { @key long long b, a, c; };";
-    return typeFromIdl(text.str().c_str(), name.c_str());
-}
-
-Participant join(int32_t domain, const char *xml = OUTSIDE.c_str(), std::string *why = nullptr,
-                 const char *interfaces = nullptr)
-{
-    DDS_ErrorText error{};
-    const DDS_ParticipantSettings settings{domain, interfaces, 0, nullptr, xml, "engine test"};
-    Participant made(DDS_DomainParticipant_new(&settings, &error));
-    EXPECT_TRUE(made != nullptr || why != nullptr) << error.text;
-    if (why != nullptr) {
-        *why = error.text;
-    }
-    return made;
-}
-
-DDS_EndpointQos reliable()
-{
-    DDS_EndpointQos qos{};
-    qos.reliable = 1;
-    qos.writeTimeout = 5 * SECOND;
-    return qos;
-}
-
-int64_t monotonic()
-{
-    return std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-// A list of partitions.
-class Strings {
-public:
-    explicit Strings(std::vector<std::string> made) : names(std::move(made))
-    {
-        for (std::string &name : names) {
-            pointers.push_back(name.data());
-        }
-        const auto count = static_cast<int32_t>(pointers.size());
-        list = {pointers.data(), count, count};
-    }
-    const DDS_StringSeq *get() const
-    {
-        return &list;
-    }
-
-private:
-    std::vector<std::string> names;
-    std::vector<char *> pointers;
-    DDS_StringSeq list{};
-};
-
-struct Taken {
-    Sample sample;
-    DDS_SampleInfo info;
-};
-
-class Engine : public testing::Test {
-protected:
-    Participant near = join(85), far = join(86);
-    Reader reader;
-    Writer writer;
-    std::string topic;
-
-    // A reader near and a writer far, on a topic of their own: another's
-    // endpoints may still be leaving.
-    void connect(const char *readerType, DDS_EndpointQos asked, const char *writerType,
-                 DDS_EndpointQos offered, bool matching = true,
-                 DDS_DomainParticipant *from = nullptr)
-    {
-        static int count = 0;
-        topic = "topic_" + std::to_string(++count);
-        DDS_ErrorText error{};
-        reader.reset(DDS_DataReader_new(near.get(), topic.c_str(), "Type", typeNamed(readerType),
-                                        &asked, nullptr, nullptr, &error));
-        ASSERT_NE(nullptr, reader) << error.text;
-        writer.reset(DDS_DataWriter_new(from != nullptr ? from : far.get(), topic.c_str(), "Type",
-                                        typeNamed(writerType), &offered, &error));
-        ASSERT_NE(nullptr, writer) << error.text;
-        if (matching) {
-            ASSERT_EQ(1, DDS_DataWriter_wait_for_readers(writer.get(), 1, 5 * SECOND));
-        }
-    }
-
-    void expectTold(const char *wanted, const char *atWriter)
-    {
-        DDS_ErrorText told{};
-        EXPECT_TRUE(within(std::chrono::nanoseconds(5 * SECOND), [&] {
-            return DDS_DataReader_get_mismatches(reader.get(), &told) == 1;
-        })) << wanted;
-        EXPECT_EQ("1 writer does not match: " + std::string(wanted), told.text);
-        EXPECT_TRUE(within(std::chrono::nanoseconds(5 * SECOND), [&] {
-            return DDS_DataWriter_get_mismatches(writer.get(), &told) == 1;
-        })) << wanted;
-        EXPECT_EQ("1 reader does not match: " + std::string(atWriter), told.text);
-    }
-
-    void expectRefused(uint64_t count, const std::string &notice)
-    {
-        DDS_ReaderStatistics statistics;
-        DDS_DataReader_get_statistics(reader.get(), &statistics);
-        EXPECT_EQ(count, statistics.malformed);
-        DDS_ErrorText told{};
-        EXPECT_EQ(1, DDS_DataReader_take_notice(reader.get(), &told));
-        EXPECT_EQ(notice, std::string(told.text).substr(0, notice.size()));
-        EXPECT_EQ(0, DDS_DataReader_take_notice(reader.get(), &told)) << told.text;
-    }
-
-    DDS_ReturnCode_t write(const Sample &sample, const DDS_SampleInfo *info = nullptr)
-    {
-        DDS_ErrorText error{};
-        const DDS_ReturnCode_t code =
-            DDS_DataWriter_write(writer.get(), sample.get(), info, &error);
-        EXPECT_EQ(code != DDS_RETCODE_OK, error.text[0] != '\0');
-        DDS_DataWriter_flush(writer.get());
-        return code;
-    }
-
-    void writeNumber(const Sample &sample, int32_t number)
-    {
-        DDS_DynamicData_set_long(sample.get(), "n", number);
-        ASSERT_EQ(DDS_RETCODE_OK, write(sample));
-    }
-
-    // One by one, so that every block of the engine is cut somewhere.
-    std::vector<Taken> take(const char *type, size_t wanted, int64_t limit = 5 * SECOND)
-    {
-        const DDS_TypeCode *code = typeNamed(type);
-        std::vector<Taken> all;
-        within(std::chrono::nanoseconds(limit), [&] {
-            for (;;) {
-                Taken taken{makeSample(code), {}};
-                DDS_DynamicData *sample = taken.sample.get();
-                DDS_SampleInfo *info = &taken.info;
-                DDS_ErrorText error{};
-                if (DDS_DataReader_take(reader.get(), &sample, &info, 1, nullptr, &error) != 1) {
-                    EXPECT_STREQ("", error.text);
-                    return all.size() >= wanted;
-                }
-                all.push_back(std::move(taken));
-            }
-        });
-        EXPECT_EQ(wanted, all.size());
-        return all;
-    }
-};
-
-int32_t number(const Taken &taken, const char *path = "n")
-{
-    int32_t value = -1;
-    DDS_DynamicData_get_long(taken.sample.get(), path, &value);
-    return value;
-}
-
 // An end must reach a reader who comes late to it as well as one that took the data before.
 TEST_F(Engine, EndsOfInstancesAreToldWithTheirKeys)
 {
     const char *type = "described::Ident";
     const Sample sample = makeSample(typeNamed(type));
     for (const bool takenBefore : {false, true}) {
-        ASSERT_NO_FATAL_FAILURE(connect(type, reliable(), type, reliable()));
+        DDS_EndpointQos offered = reliable();
+        offered.representation = takenBefore ? DDS_XCDR2_REPRESENTATION : DDS_XCDR1_REPRESENTATION;
+        ASSERT_NO_FATAL_FAILURE(connect(type, reliable(), type, offered));
         std::vector<Taken> taken;
         setString(sample, "note", "there");
         for (const int32_t state :
@@ -464,6 +290,104 @@ TEST_F(Engine, FullReaderKeepsNobodyButItsWriterWaiting)
     reader.reset(); // while it is full again
 }
 
+// By the source time of what was let through, for each instance by itself.
+TEST_F(Engine, ATimeBasedFilterPassesOverWhatComesTooSoon)
+{
+    DDS_EndpointQos asked = reliable();
+    asked.timeBasedFilter = 10 * SECOND;
+    ASSERT_NO_FATAL_FAILURE(connect("Wide", asked, "Wide", reliable()));
+    const Sample sample = makeSample(typeNamed("Wide"));
+    struct Sent {
+        int64_t instance;
+        int32_t seconds;
+        int32_t end;
+    };
+    const auto seen = [&](const std::vector<Sent> &all, size_t count) {
+        for (const Sent &sent : all) {
+            DDS_SampleInfo info{};
+            info.valid_data = sent.end == 0 ? 1 : 0;
+            info.instance_state = sent.end;
+            info.source_timestamp = {sent.seconds, 0};
+            DDS_DynamicData_set_longlong(sample.get(), "a", sent.instance);
+            EXPECT_EQ(DDS_RETCODE_OK, write(sample, &info));
+        }
+        EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 5 * SECOND));
+        std::string text;
+        for (const Taken &taken : take("Wide", count)) {
+            text += std::to_string(taken.info.instance_handle.keyHash[7]);
+            text += taken.info.valid_data == 0
+                        ? " ended "
+                        : "@" + std::to_string(taken.info.source_timestamp.sec) + " ";
+        }
+        return text;
+    };
+    EXPECT_EQ("1@100 1@110 2@101 ", seen({{1, 100, 0}, {1, 109, 0}, {2, 101, 0}, {1, 110, 0}}, 3));
+    // The clock went back; what ends begins anew.
+    const int32_t disposed = DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE;
+    EXPECT_EQ("1@90 1 ended ", seen({{1, 90, 0}, {1, 98, 0}, {1, 99, disposed}}, 2));
+    EXPECT_EQ("1@99 ", seen({{1, 99, 0}}, 1));
+    EXPECT_EQ("2@112 2 ended ", seen({{2, 112, 0}, {2, 113, disposed}}, 2));
+}
+
+TEST_F(Engine, WhatGetsLostOrIsLateIsTold)
+{
+    const auto told = [](auto ask, const auto &endpoint, const char *wanted) {
+        DDS_ErrorText text{};
+        return within(std::chrono::nanoseconds(30 * SECOND), [&] {
+            return ask(endpoint.get(), &text) == 1 && std::strstr(text.text, wanted) != nullptr;
+        });
+    };
+    const Sample sample = makeSample(typeNamed("Wide"));
+    DDS_EndpointQos qos{};
+    qos.maxSamples = 2;
+    qos.deadline = SECOND / 5;
+    ASSERT_NO_FATAL_FAILURE(connect("Wide", qos, "Wide", qos));
+    for (int64_t i = 0; i < 5; ++i) {
+        DDS_DynamicData_set_longlong(sample.get(), "a", i);
+        ASSERT_EQ(DDS_RETCODE_OK, write(sample));
+    }
+    EXPECT_TRUE(told(DDS_DataReader_take_notice, reader, "samples found no room and were dropped"));
+    EXPECT_TRUE(told(DDS_DataReader_take_notice, reader, "times the deadline was missed"));
+    EXPECT_TRUE(told(DDS_DataWriter_take_notice, writer, "deadline missed "));
+
+    // Records of another type, or with no room for the sample, which is lost then.
+    DDS_ErrorText error{};
+    const Sample other = makeSample(typeNamed("Text"));
+    EXPECT_EQ(DDS_RETCODE_BAD_PARAMETER,
+              DDS_DataWriter_write(writer.get(), other.get(), nullptr, &error));
+    EXPECT_EQ(DDS_RETCODE_BAD_PARAMETER,
+              DDS_DataWriter_write(writer.get(), nullptr, nullptr, &error));
+    DDS_DynamicData *record = other.get();
+    DDS_SampleInfo info{};
+    DDS_SampleInfo *infos = &info;
+    EXPECT_EQ(-1, DDS_DataReader_take(reader.get(), &record, &infos, 1, nullptr, &error));
+    EXPECT_STREQ("sample 0 is not of the reader's type Wide", error.text);
+    ASSERT_NO_FATAL_FAILURE(connect("Text", reliable(), "Text", reliable()));
+    DDS_SampleInfo end{};
+    EXPECT_EQ(DDS_RETCODE_BAD_PARAMETER, write(other, &end)); // there are no instances
+    for (const size_t size : {size_t{10}, size_t{1000}, size_t{20}}) {
+        setString(other, "s", std::string(size, 'x'));
+        ASSERT_EQ(DDS_RETCODE_OK, write(other));
+    }
+    EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 5 * SECOND));
+    const DDS_DynamicDataProperty_t property{0, 100};
+    const Sample first(DDS_DynamicData_new(typeNamed("Text"), &property));
+    const Sample second(DDS_DynamicData_new(typeNamed("Text"), &property));
+    DDS_DynamicData *both[] = {first.get(), second.get()};
+    DDS_SampleInfo *bothInfos[] = {&info, &end};
+    std::string counts;
+    EXPECT_TRUE(within(std::chrono::nanoseconds(5 * SECOND), [&] {
+        const int32_t count =
+            DDS_DataReader_take(reader.get(), both, bothInfos, 2, nullptr, &error);
+        counts += count != 0 ? std::to_string(count) + " " : "";
+        return getString(first, "s").size() == 20;
+    }));
+    EXPECT_EQ("1 -1 1 ", counts);
+    DDS_ReaderStatistics statistics;
+    DDS_DataReader_get_statistics(reader.get(), &statistics);
+    EXPECT_EQ(1U, statistics.lost);
+}
+
 TEST_F(Engine, LocalEndpointsAreIgnoredAsAsked)
 {
     const Participant other = join(85);
@@ -504,7 +428,14 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
         EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error));
         EXPECT_NE(nullptr, std::strstr(error.text, refused.reason)) << error.text;
     }
-    EXPECT_NE(nullptr, join(230, nullptr, nullptr, " 127.0.0.1 "));
+    DDS_ErrorText error{};
+    EXPECT_EQ(nullptr, DDS_DomainParticipant_new(nullptr, &error));
+    EXPECT_STREQ("no settings", error.text);
+    EXPECT_NE(nullptr, join(230, "", nullptr, " 127.0.0.1 "));
+    EXPECT_EQ(nullptr, join(91, "<General/><!-- <SharedMemory/>", &why));
+    EXPECT_NE(std::string::npos, why.find("the engine refuses domain 91")) << why;
+    EXPECT_EQ(nullptr, join(91, nullptr, &why, "lo, ::1"));
+    EXPECT_NE(std::string::npos, why.find("the engine refuses domain 91")) << why;
     EXPECT_EQ(nullptr, join(91, "<General><Bogus>1</Bogus></General>", &why));
     EXPECT_NE(std::string::npos, why.find("Bogus")) << why;
     for (const char *xml : {"<CycloneDDS><Domain><SharedMemory><Enable>true</Enable></SharedMemory>"
@@ -514,6 +445,67 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
         EXPECT_NE(std::string::npos, why.find("SharedMemory cannot be set")) << why;
     }
     EXPECT_NE(nullptr, join(91, "<!-- <SharedMemory/> --><General/>")); // nothing is left of these
+}
+
+TEST_F(Engine, EndpointsThatCannotBeAreRefusedByName)
+{
+    const std::string longName(300, 'x');
+    const std::string idl =
+        "struct A" + longName + " { long m; }; struct M { long " + longName + "; };";
+    struct Asked {
+        DDS_DomainParticipant *participant;
+        const char *topic;
+        const DDS_TypeCode *type;
+        DDS_EndpointQos qos;
+    };
+    struct Case {
+        std::function<void(Asked &)> change;
+        const char *reason;
+    };
+    const char *missing =
+        "a participant, a topic name, a type and its quality of service are needed";
+    const Case cases[] = {
+        {[](Asked &a) { a.participant = nullptr; }, missing},
+        {[](Asked &a) { a.topic = nullptr; }, missing},
+        {[](Asked &a) { a.topic = ""; }, missing},
+        {[](Asked &a) { a.type = nullptr; }, missing},
+        {[](Asked &a) { a.topic = "a b"; }, "the engine does not take the topic name \"a b\""},
+        {[](Asked &a) { a.type = typeNamed("described::Sky"); },
+         "topic \"t\": its type is no struct"},
+        {[&](Asked &a) { a.type = typeFromIdl(idl.c_str(), ("A" + longName).c_str()); },
+         longName.c_str()},
+        {[&](Asked &a) { a.type = typeFromIdl(idl.c_str(), "M"); }, longName.c_str()},
+        {[](Asked &a) { a.qos.deadline = -1; }, "deadline is negative"},
+        {[](Asked &a) { a.qos.ownershipStrength = -1; }, "ownership strength is negative"},
+        {[](Asked &a) {
+             a.qos.historyDepth = 9;
+             a.qos.maxSamples = 8;
+         },
+         "history depth 9 is above the most samples kept, 8"},
+        {[](Asked &a) { a.qos.ignoreLocal = static_cast<DDS_IgnoreLocalKind>(-1); },
+         "unknown kind -1 of ignoring"},
+        {[](Asked &a) { a.qos.ignoreLocal = static_cast<DDS_IgnoreLocalKind>(3); },
+         "unknown kind 3 of ignoring"},
+        {[](Asked &a) { a.qos.representation = static_cast<DDS_DataRepresentation>(1); },
+         "unknown data representation 1"}};
+    for (const Case &c : cases) {
+        Asked asked{near.get(), "t", typeNamed("Numbers"), reliable()};
+        c.change(asked);
+        DDS_ErrorText error{};
+        EXPECT_EQ(nullptr, DDS_DataReader_new(asked.participant, asked.topic, "", asked.type,
+                                              &asked.qos, nullptr, nullptr, &error));
+        EXPECT_NE(nullptr, std::strstr(error.text, c.reason)) << error.text;
+        error = {};
+        EXPECT_EQ(nullptr, DDS_DataWriter_new(asked.participant, asked.topic, "", asked.type,
+                                              &asked.qos, &error));
+        EXPECT_NE(nullptr, std::strstr(error.text, c.reason)) << error.text;
+    }
+    DDS_ErrorText error{};
+    EXPECT_EQ(nullptr,
+              DDS_DataWriter_new(near.get(), "t", "", typeNamed("Numbers"), nullptr, &error));
+    EXPECT_STREQ(missing, error.text);
+    EXPECT_EQ(nullptr, DDS_Discovery_new(nullptr, 0, nullptr, nullptr, &error));
+    EXPECT_STREQ("no participant", error.text);
 }
 
 // The engine itself crashes then.

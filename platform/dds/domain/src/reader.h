@@ -77,13 +77,12 @@ public:
         const auto [there, isNew] = last.emplace(info.instance_handle, info.source_timestamp);
         const int64_t passed = info.source_timestamp - there->second;
         const bool late = isNew || passed < 0 || passed >= separation;
-        if (info.instance_state != DDS_IST_ALIVE) {
-            last.erase(there); // told as ended behind this sample or those after it
-        } else if (late) {
+        if (late) {
             there->second = info.source_timestamp;
         }
         return late;
     }
+    // Once its end is told, and not with the samples that wait when it ends.
     void forget(dds_instance_handle_t instance)
     {
         last.erase(instance);
