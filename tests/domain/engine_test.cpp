@@ -482,8 +482,6 @@ TEST_F(Engine, EndpointsThatCannotBeAreRefusedByName)
              a.qos.maxSamples = 8;
          },
          "history depth 9 is above the most samples kept, 8"},
-        {[](Asked &a) { a.qos.ignoreLocal = static_cast<DDS_IgnoreLocalKind>(-1); },
-         "unknown kind -1 of ignoring"},
         {[](Asked &a) { a.qos.ignoreLocal = static_cast<DDS_IgnoreLocalKind>(3); },
          "unknown kind 3 of ignoring"},
         {[](Asked &a) { a.qos.representation = static_cast<DDS_DataRepresentation>(1); },
