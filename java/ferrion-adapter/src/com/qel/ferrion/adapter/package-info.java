@@ -9,9 +9,13 @@
  *
  * <p>All methods run on threads of the host. A session's readers and writers are called by one
  * thread at a time; different sessions may be served by different threads at once, and creation and
- * deletion may come from yet another thread. Host threads have <b>no context class loader</b>
- * ({@code Thread.getContextClassLoader()} is null): pass your own class's loader wherever a library
- * would look there ({@code ServiceLoader}, JDBC, JAXP and the like).
+ * deletion may come from yet another thread.
+ *
+ * <p>Do not count on the <b>context class loader</b> of these threads. A session's thread has none
+ * ({@code Thread.getContextClassLoader()} is null). The thread that makes and deletes has the VM's
+ * for applications; in the calls of {@link com.qel.ferrion.adapter.Adapter} it has the adapter's own
+ * if the host gave the adapter a class path of its own. Pass your own class's loader wherever a
+ * library would look there ({@code ServiceLoader}, JDBC, JAXP and the like).
  *
  * <p>The one call in the other direction, {@link com.qel.ferrion.adapter.StreamReaderListener}, may
  * be made from any thread. Threads that an adapter starts should be daemons, and have to end in the

@@ -16,8 +16,8 @@ import java.util.Properties;
  * connection and the stream before the host gets it. Log entries go to the {@link System.Logger} of
  * the adapter's package.
  *
- * <p>An extending class needs the public constructor that {@link Adapter} asks for. The first lines
- * of it, before the super constructor has returned, run without context class loader.
+ * <p>An extending class needs the public constructor that {@link Adapter} asks for. All of it runs
+ * with the context class loader of the host's thread, which need not be the adapter's.
  */
 public abstract class AdapterBase implements Adapter {
     private final Guard guard = new Guard(getClass());

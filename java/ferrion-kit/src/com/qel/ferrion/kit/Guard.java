@@ -6,8 +6,9 @@ import java.util.Properties;
 import java.util.concurrent.Callable;
 
 /**
- * What surrounds every call of the host: the context class loader, which the host's threads lack,
- * and a log entry for whatever comes out. Made on the host's thread, read by any.
+ * What surrounds every call of the host: the adapter's class loader as context class loader, in
+ * place of none or of another one that the host's thread has, and a log entry for whatever comes
+ * out. Made on the host's thread, read by any.
  */
 final class Guard {
     private final ClassLoader loader;
