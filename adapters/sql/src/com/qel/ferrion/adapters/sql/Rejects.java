@@ -39,8 +39,9 @@ final class Rejects {
                     + (file == null ? "not written" : "set aside in " + file));
         }
         if (file != null) {
-            lines.append("{\"time\":\"").append(Instant.now()).append("\",\"stream\":");
-            quote(stream).append(",\"reason\":");
+            // Files that begin so are no streams to the discovery of the file adapter.
+            lines.append("{\"rejected\":");
+            quote(stream).append(",\"time\":\"").append(Instant.now()).append("\",\"reason\":");
             quote(reason).append(",\"disposed\":").append(disposed).append(",\"sample\":{");
             for (Field field : fields) {
                 quote(field.path).append(':');

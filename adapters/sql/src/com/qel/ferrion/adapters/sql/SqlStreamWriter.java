@@ -58,6 +58,8 @@ final class SqlStreamWriter extends WriterBase {
     private final List<Field> fields = new ArrayList<>();
     private final Rejects rejects;
     private Statements statements;
+    /** Whether the table may no longer be what the statements were made for. */
+    private boolean stale;
     /** The present batch: what is not null counts. */
     private DynamicData[] samples = new DynamicData[1024];
     private boolean[] disposed = new boolean[1024];
@@ -127,13 +129,13 @@ final class SqlStreamWriter extends WriterBase {
     }
 
     /**
-     * Finds out, once, how the type and the table go together.
+     * Finds out how the type and the table go together: once, and again when the table has changed.
      *
      * @param create whether a missing table may be made now
      * @return null when that has to wait for the first batch
      */
     private Statements bind(Link link, boolean create) throws SQLException, AdapterException {
-        if (statements != null) {
+        if (statements != null && !stale) {
             return statements;
         }
         Connection connection = link.connection;
@@ -166,6 +168,7 @@ final class SqlStreamWriter extends WriterBase {
         link.execute(made.trial);
         connection.rollback(); // Nothing was written, and no lock is kept for that.
         statements = made;
+        stale = false;
         return made;
     }
 
@@ -254,14 +257,14 @@ final class SqlStreamWriter extends WriterBase {
     private Void attempt(Link link) throws SQLException, AdapterException {
         if (unknown != null) {
             // A server that was down cannot be asked: then the batch may come to be there twice.
-            boolean done = server != null && server.equals(link.server())
+            boolean done = server.equals(link.server())
                     && database.dialect().wasCommitted(link.connection, unknown);
             unknown = null;
             if (done) {
                 return null;
             }
         }
-        bind(link, true);
+        bindAgain(link);
         refused = 0;
         rejects.clear();
         try {
@@ -278,9 +281,22 @@ final class SqlStreamWriter extends WriterBase {
         return null;
     }
 
+    /** Who changes a table may not be done yet: what no longer fits is tried again. */
+    private void bindAgain(Link link) throws SQLException, AdapterException {
+        try {
+            bind(link, true);
+        } catch (AdapterException e) {
+            if (statements == null) {
+                throw e;
+            }
+            throw new SQLException(e.getMessage());
+        }
+    }
+
     /** Why some sample cannot be written; throws on what has another cause. */
     private String refusal(Exception e) throws SQLException {
         if (e instanceof SQLException && !database.dialect().isAboutData((SQLException) e)) {
+            stale |= database.dialect().isPermanent((SQLException) e);
             throw (SQLException) e;
         }
         return e instanceof SQLException ? Secrets.text(e) : e.getMessage();

@@ -5,7 +5,10 @@ import java.util.List;
 import java.util.StringJoiner;
 import java.util.concurrent.atomic.AtomicLong;
 
-/** The statements that write a stream. Immutable but for the cells. */
+/**
+ * The statements that write a stream. Columns in conditions are written with the table's alias: a
+ * name alone that no longer exists is a text to SQLite. Immutable but for the cells.
+ */
 final class Statements {
     /** What the parameters of {@link #put} are, in their order. */
     final List<Cell> cells;
@@ -47,7 +50,7 @@ final class Statements {
             if (cell.field.key) {
                 keys.add(cell);
                 conflict.add(column);
-                same.add(column + " = ?");
+                same.add("t." + column + " = ?");
             } else {
                 updates.add(column + " = excluded." + column);
             }
@@ -66,7 +69,8 @@ final class Statements {
         put = begin + values + ")" + end;
         trial = "EXPLAIN " + begin + values.toString().replace("?", "NULL") + ")" + end;
         remove = keys.isEmpty() || onDispose == OnDispose.IGNORE ? null
-                : mark() + (onDispose == OnDispose.DELETE ? "DELETE FROM " + target
-                        : "UPDATE " + target + " SET " + marked + " = TRUE") + " WHERE " + same;
+                : mark() + (onDispose == OnDispose.DELETE ? "DELETE FROM " + target + " AS t"
+                        : "UPDATE " + target + " AS t SET " + marked + " = TRUE")
+                + " WHERE " + same;
     }
 }

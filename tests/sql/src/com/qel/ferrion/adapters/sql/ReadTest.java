@@ -7,6 +7,8 @@ import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.StreamReader;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import java.nio.file.Files;
+import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
 import org.junit.Assert;
@@ -178,12 +180,21 @@ public class ReadTest {
             {"BOOLEAN", "TRUE", "boolean", "true"}, {"INT", "2", "boolean", null},
             {"TIMESTAMP", "'2026-01-02 03:04:05.678'", "long long", "1767323045678000"},
             {"TIMESTAMP", "'2026-01-02 03:04:05.678'", "string", "2026-01-02 03:04:05.678"},
+            {bytes, ones, "octet v[2]; long w", "0101"}, {bytes, ones, "octet v[3]; long w", null},
+            {bytes, ones, "string", rig.server ? "\\x0101" : null}, {bytes, "NULL",
+                "sequence<octet>", null}, {"BOOLEAN", "FALSE", "short", "0"},
+            {"DATE", "'2026-01-02'", "string", "2026-01-02"}, {"DATE", "'2026-01-02'", "char",
+                null}, {"NUMERIC(40, 0)", "1" + "0".repeat(30), "long", null},
+            {"TEXT", "'" + "9".repeat(300) + "'", "long", null},
+            {rig.server ? "TIMESTAMPTZ" : "DATETIME", "'2026-01-02T03:04:05+01:00'", "long long",
+                "1767319445000000"},
         };
         for (String[] cell : cells) {
             rig.sql("DROP TABLE IF EXISTS cell", "CREATE TABLE cell (id INT PRIMARY KEY, v "
                     + cell[0] + ")", "INSERT INTO cell VALUES (1, " + cell[1] + ")");
-            TypeCode type = TypeCode.fromIdl("enum Color { RED, GREEN }; struct Cell { " + cell[2]
-                    + " v; };", null);
+            String members = cell[2].contains(";") ? cell[2] : cell[2] + " v";
+            TypeCode type = TypeCode.fromIdl("enum Color { RED, GREEN }; struct Cell { " + members
+                    + "; };", null);
             rig.errors.clear();
             StreamReader reader = rig.reader("cell", type);
             List<DynamicData> found = rig.read(reader, false);
@@ -191,6 +202,8 @@ public class ReadTest {
             String where = String.join(" ", cell);
             assertEquals(where + rig.errors, cell[3] == null ? 0 : 1, found.size());
             assertEquals(where, cell[3] == null ? 1 : 0, rig.errors.size());
+            assertTrue(where, cell[3] != null || rig.errors.get(0).matches(
+                    "(?s)\"cell\", row id=1: column 'v': .{3,260}"));
             if (cell[3] != null) {
                 assertEquals(where, cell[3], Field.of(type).get(0).text(found.get(0)));
             }
@@ -208,6 +221,15 @@ public class ReadTest {
         rig.connection.deleteStreamReader(reader);
         refused("says 'position by id' instead of 'position by t, id'", "one", "position_file",
                 file, "order_by", "t");
+        String[][] damaged = {{"", "says '' instead of 'position by id'"},
+            {"position by id\n", "damaged"}, {"position by id\nx1\n", "damaged"},
+            {"position by id\n\n", "damaged"}, {"position by id\ni1\ni2\n", "damaged"}};
+        for (String[] each : damaged) {
+            Files.writeString(Path.of(file), each[0]);
+            refused(each[1], "one", "position_file", file);
+        }
+        refused("a table or a query, not both", "s", "table", "one", "query", "SELECT 1");
+        refused("has no column for any member", "s", "query", "SELECT 1 AS other");
         refused("there is no table 'once'; did you mean 'one'?", "once");
         refused("has no column 'idd'; did you mean 'id'?", "one", "order_by", "idd");
         refused("has no primary key: property 'order_by'", "x", "query", "SELECT * FROM one");

@@ -60,6 +60,10 @@ final class Rig extends ExternalResource {
         return (DiscoveryConnection) adapter.createConnection("test", null, null, null, properties);
     }
 
+    void delete(DiscoveryConnection other) {
+        adapter.deleteConnection(other);
+    }
+
     /** Has another connection in place of the one before. */
     void use(String... more) throws AdapterException {
         adapter.deleteConnection(connection);
@@ -162,7 +166,7 @@ final class Rig extends ExternalResource {
             Thread.sleep(5);
             tables.read(found, new ArrayList<>());
         }
-        adapter.deleteConnection(other);
+        delete(other);
         return found.stream().map(each -> (StreamInfo) each).toList();
     }
 
