@@ -41,6 +41,5 @@ BRANCHES = collections.defaultdict(lambda: 0.90, {
     "jni": 0.97, "support": 0.97,
     "platform/core": 0.79, "platform/dds/domain": 0.75, "relay/config": 0.83,
     "relay/engine": 0.68, "relay/launcher": 0.61, "adapters/dds": 0.72,
-    "platform/java": 0.89, "relay/java": 0.85, "adapters/file": 0.89, "adapters/sql": 0.78,
-    "java/ferrion-adapter": 0.71,
+    "platform/java": 0.89, "relay/java": 0.85,
 })
