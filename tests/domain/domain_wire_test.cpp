@@ -83,6 +83,19 @@ void checkKeys(const WireType &wire, const Value &value)
                 << error.text;
             ASSERT_EQ(other, wanted);
         }
+        const Bytes big = naivePayload(keyPart(value), representation, true);
+        ASSERT_TRUE(wire.decodeKey(big.data(), big.size(), other, &error)) << error.text;
+        ASSERT_EQ(other, wanted);
+        for (size_t size = 0; size < big.size(); ++size) {
+            const Bytes cut(big.begin(), big.begin() + static_cast<std::ptrdiff_t>(size));
+            const bool taken = wire.decodeKey(cut.data(), size, other, &error);
+            // Where there may be delimiters, half a key may look like a whole one.
+            ASSERT_TRUE(!taken || other == wanted || representation == Representation::xcdr2);
+        }
+        KeyHash lie;
+        lie.fill(0xEE);
+        ASSERT_TRUE(!wire.keyFromHash(lie, other, representation) ||
+                    wire.hashIsKey(representation));
         if (wire.hashIsKey(representation)) {
             const KeyHash hash = wire.keyHash(key, representation);
             ASSERT_TRUE(wire.keyFromHash(hash, other, representation));
@@ -280,6 +293,11 @@ TEST(DomainWire, UnknownEncapsulationsAreMarkedInPackets)
         Bytes cut(packet.begin(), packet.begin() + static_cast<std::ptrdiff_t>(size));
         qddsdomain_mark_unknown_encapsulations(cut.data(), cut.size());
     }
+    Bytes other = packet;
+    other[0] = 'X'; // of another protocol
+    const Bytes before = other;
+    qddsdomain_mark_unknown_encapsulations(other.data(), other.size());
+    EXPECT_EQ(other, before);
     qddsdomain_mark_unknown_encapsulations(packet.data(), packet.size());
     EXPECT_EQ(packet, fromHex(wanted));
 }

@@ -147,6 +147,10 @@ TEST_F(Foreign, DiscoveryTellsOfOthersAsTheyComeAndGo)
         dds_qset_lifespan(qos, DDS_SECS(1));
     });
     expect("+news by described::Ident keyed reliable 101000000000 a b");
+    dds_qos_t *changed = dds_create_qos(); // in what is not told
+    dds_qset_userdata(changed, "x", 1);
+    EXPECT_EQ(0, dds_set_qos(made, changed));
+    dds_delete_qos(changed);
     dds_delete(made);
     expect("-news by described::Ident keyed reliable 101000000000 a b");
     make(dds_create_subscriber(participant, nullptr, nullptr), refused_WithUnion_desc, "odd");

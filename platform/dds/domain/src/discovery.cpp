@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <tuple>
 
 #include "endpoint.h"
 #include "error_text.h"
@@ -91,10 +92,11 @@ Endpoint endpointOf(const dds_builtintopic_endpoint_t &sample, bool isWriter)
 
 bool isSame(const DDS_DiscoveredQos &a, const DDS_DiscoveredQos &b)
 {
-    return a.reliable == b.reliable && a.durability == b.durability &&
-           a.durableDepth == b.durableDepth && a.deadline == b.deadline &&
-           a.lifespan == b.lifespan && a.exclusiveOwnership == b.exclusiveOwnership &&
-           a.ownershipStrength == b.ownershipStrength;
+    const auto all = [](const DDS_DiscoveredQos &qos) {
+        return std::tie(qos.reliable, qos.durability, qos.durableDepth, qos.deadline, qos.lifespan,
+                        qos.exclusiveOwnership, qos.ownershipStrength);
+    };
+    return all(a) == all(b);
 }
 
 } // namespace
@@ -114,12 +116,11 @@ bool DDS_Discovery::isOwn(const dds_guid_t &key)
     if (ownParticipants.count(guidOf(key)) != 0) {
         return true;
     }
-    std::array<dds_entity_t, AT_ONCE> here{};
-    const dds_return_t count = dds_lookup_participant(
-        static_cast<dds_domainid_t>(*participant->domain), here.data(), here.size());
-    for (dds_return_t i = 0; i < std::min(count, static_cast<dds_return_t>(here.size())); ++i) {
+    const auto domain = static_cast<dds_domainid_t>(*participant->domain);
+    for (const dds_entity_t here : engine::allOf<dds_entity_t>(
+             [&](auto *to, size_t room) { return dds_lookup_participant(domain, to, room); })) {
         dds_guid_t guid;
-        if (dds_get_guid(here[static_cast<size_t>(i)], &guid) == 0) {
+        if (dds_get_guid(here, &guid) == 0) {
             ownParticipants.insert(guidOf(guid));
         }
     }

@@ -9,6 +9,10 @@
 
 #include "dds/dds.h"
 
+#include <algorithm>
+#include <utility>
+#include <vector>
+
 namespace qddsdomain::engine {
 
 constexpr dds_return_t BAD_PARAMETER = DDS_RETCODE_BAD_PARAMETER;
@@ -16,6 +20,20 @@ constexpr dds_return_t PRECONDITION_NOT_MET = DDS_RETCODE_PRECONDITION_NOT_MET;
 constexpr dds_return_t OUT_OF_RESOURCES = DDS_RETCODE_OUT_OF_RESOURCES;
 constexpr dds_return_t TIMEOUT = DDS_RETCODE_TIMEOUT;
 constexpr uint32_t ANY_STATE = DDS_ANY_STATE;
+
+// All that the engine lists: `ask` fills an array and returns how many there are, be it more.
+template<class Element, class Ask> std::vector<Element> allOf(const Ask &ask)
+{
+    std::vector<Element> all(16);
+    for (;;) {
+        const auto there = static_cast<size_t>(std::max<int64_t>(ask(all.data(), all.size()), 0));
+        const bool complete = there <= all.size();
+        all.resize(there);
+        if (complete) {
+            return all;
+        }
+    }
+}
 
 // Owns an entity; deleting it deletes what it contains.
 class Entity {
@@ -28,11 +46,7 @@ public:
     }
     Entity &operator=(Entity &&other) noexcept
     {
-        if (this != &other) {
-            reset();
-            handle = other.handle;
-            other.handle = 0;
-        }
+        std::swap(handle, other.handle);
         return *this;
     }
     ~Entity()

@@ -16,37 +16,20 @@ namespace qddsdomain {
 namespace {
 
 using Sample = dds_builtintopic_endpoint_t;
-using Names = std::vector<std::string>;
+using Names = std::set<std::string>;
 
-template<typename Value, auto get> Value valueOf(const dds_qos_t *qos, Value missing)
+// Whatever an endpoint does not tell keeps its default.
+template<typename Value, auto get> Value valueOf(const dds_qos_t *qos, Value value)
 {
-    Value value = missing;
-    return get(qos, &value) ? value : missing;
+    (void)get(qos, &value);
+    return value;
 }
 
 dds_reliability_kind_t reliabilityOf(const dds_qos_t *qos)
 {
     dds_reliability_kind_t kind = DDS_RELIABILITY_BEST_EFFORT;
-    dds_duration_t blocking = 0;
-    return dds_qget_reliability(qos, &kind, &blocking) ? kind : DDS_RELIABILITY_BEST_EFFORT;
-}
-
-Names partitionsOf(const dds_qos_t *qos)
-{
-    uint32_t count = 0;
-    char **names = nullptr;
-    Names partitions;
-    if (dds_qget_partition(qos, &count, &names)) {
-        for (uint32_t i = 0; i < count; ++i) {
-            partitions.emplace_back(names[i]);
-            dds_free(names[i]);
-        }
-        dds_free(names);
-    }
-    if (partitions.empty()) {
-        partitions.emplace_back(); // the default partition
-    }
-    return partitions;
+    (void)dds_qget_reliability(qos, &kind, nullptr);
+    return kind;
 }
 
 // "north" or "south"; "" is the default partition.
@@ -214,34 +197,18 @@ std::string reasonOf(const OwnEndpoint &own, const Described &mine, const Sample
 std::vector<dds_instance_handle_t> matchedWith(const OwnEndpoint &own)
 {
     const auto ask = own.isWriter ? dds_get_matched_subscriptions : dds_get_matched_publications;
-    std::vector<dds_instance_handle_t> matched(16);
-    for (;;) {
-        const dds_return_t count = ask(own.entity, matched.data(), matched.size());
-        const size_t there = count > 0 ? static_cast<size_t>(count) : 0;
-        const bool all = there <= matched.size();
-        matched.resize(there);
-        if (all) {
-            return matched;
-        }
-    }
+    return engine::allOf<dds_instance_handle_t>(
+        [&](auto *to, size_t room) { return ask(own.entity, to, room); });
 }
 
 bool isOwnParticipant(const OwnEndpoint &own, const dds_guid_t &key)
 {
     dds_domainid_t domain = 0;
-    std::vector<dds_entity_t> here(16);
-    for (;;) {
-        if (dds_get_domainid(own.participant, &domain) != 0) {
-            return false;
-        }
-        const dds_return_t count = dds_lookup_participant(domain, here.data(), here.size());
-        const size_t there = count > 0 ? static_cast<size_t>(count) : 0;
-        const bool all = there <= here.size();
-        here.resize(there);
-        if (all) {
-            break;
-        }
+    if (dds_get_domainid(own.participant, &domain) != 0) {
+        return false;
     }
+    const auto here = engine::allOf<dds_entity_t>(
+        [&](auto *to, size_t room) { return dds_lookup_participant(domain, to, room); });
     return std::any_of(here.begin(), here.end(), [&key](dds_entity_t participant) {
         dds_guid_t guid;
         return dds_get_guid(participant, &guid) == 0 &&

@@ -19,16 +19,10 @@ constexpr uint64_t MOST_IN_FLIGHT = 512;
 
 std::vector<WriterId> remoteWriters(const DDS_DataReader &reader)
 {
-    std::vector<WriterId> ids(16);
-    for (;;) {
-        const size_t there = qddsdomain_remote_writers(reader.entity.get(), reader.topic.type,
-                                                       ids.data(), ids.size());
-        const bool all = there <= ids.size();
-        ids.resize(there);
-        if (all) {
-            return ids;
-        }
-    }
+    return engine::allOf<WriterId>([&](WriterId *to, size_t room) {
+        return static_cast<int64_t>(
+            qddsdomain_remote_writers(reader.entity.get(), reader.topic.type, to, room));
+    });
 }
 
 // With the reader's mutex held. What it gives up is bounded by what it has room for, so that other

@@ -198,17 +198,8 @@ void Writers::refresh(dds_entity_t reader)
     if (!stale.exchange(false, std::memory_order_acquire)) {
         return;
     }
-    std::vector<dds_instance_handle_t> matched(16);
-    for (;;) {
-        const dds_return_t count =
-            dds_get_matched_publications(reader, matched.data(), matched.size());
-        const size_t there = count > 0 ? static_cast<size_t>(count) : 0;
-        const bool all = there <= matched.size();
-        matched.resize(there);
-        if (all) {
-            break;
-        }
-    }
+    const auto matched = engine::allOf<dds_instance_handle_t>(
+        [&](auto *to, size_t room) { return dds_get_matched_publications(reader, to, room); });
     for (const dds_instance_handle_t handle : matched) {
         if (known.find(handle) == known.end()) {
             (void)learn(reader, handle);
