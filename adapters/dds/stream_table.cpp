@@ -1,13 +1,14 @@
 #include "stream_table.h"
 
 #include <algorithm>
+#include <tuple>
 
 namespace ferrydds {
 namespace {
 
 bool sameStream(const StreamNews &a, const StreamNews &b)
 {
-    return a.typeName == b.typeName && a.type == b.type && a.properties == b.properties;
+    return std::tie(a.typeName, a.type, a.properties) == std::tie(b.typeName, b.type, b.properties);
 }
 
 StreamKey keyOf(const DDS_DiscoveredEndpoint &endpoint)

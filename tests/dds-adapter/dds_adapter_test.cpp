@@ -279,6 +279,13 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
     }
     EXPECT_EQ(host.reader(nullptr), nullptr);
     EXPECT_EQ(host.error(), "reader of stream '': it has no name, and property 'topic' says none");
+    host.remove(static_cast<QEL_FerrionStreamReader *>(nullptr));
+    host.remove(static_cast<QEL_FerrionStreamWriter *>(nullptr));
+    char name[] = "s";
+    host.stream.streamName = name;
+    host.remove(host.table().create_stream_reader(host.connection, host.session, &host.stream,
+                                                  nullptr, nullptr, host.fresh()));
+    EXPECT_EQ(host.error(), "");
     host.stream.typeRepresentationKind = 1;
     EXPECT_EQ(host.reader("s"), nullptr);
     EXPECT_NE(host.error().find("is given as representation 1; only 0"), std::string::npos);
@@ -573,6 +580,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     QEL_FerrionStreamReader *inputs =
         host.table().get_pub_discovery_reader(host.connection, host.fresh());
     ASSERT_NE(inputs, nullptr) << host.error();
+    EXPECT_EQ(inputs, host.table().get_pub_discovery_reader(host.connection, host.fresh()));
     QEL_FerrionStreamWriter *own = host.writer("own"); // which is not told
     const Peer peer("24");
     const std::string weak = " best_effort volatile shared ";
