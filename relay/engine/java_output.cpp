@@ -78,7 +78,7 @@ thread_local FailureDetails t_failure;
 /// beginning, "Exception in thread ...", and has the exception print itself next.
 thread_local bool t_describing = false;
 
-std::string formatted(const char *format, va_list arguments)
+[[gnu::format(printf, 1, 0)]] std::string formatted(const char *format, va_list arguments)
 {
     va_list again;
     va_copy(again, arguments);
@@ -92,7 +92,8 @@ std::string formatted(const char *format, va_list arguments)
 }
 
 /// In place of vfprintf in the VM. It may hold the VM's own locks: nothing here calls Java.
-jint JNICALL onVmOutput(FILE *file, const char *format, va_list arguments)
+[[gnu::format(printf, 2, 0)]] jint JNICALL onVmOutput(FILE *file, const char *format,
+                                                      va_list arguments)
 {
     if (file != stderr) { // results, and the VM's own log files
         return std::vfprintf(file, format, arguments);
