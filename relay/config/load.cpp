@@ -102,9 +102,8 @@ bool checkDocuments(const std::string &text, Diagnostics &diagnostics)
     }
     const bool stuck = marks.back().pos == marks[marks.size() - 2].pos;
     const YAML::Mark &mark = stuck ? marks.back() : marks[1];
-    diagnostics.add({mark.line + 1, mark.column + 1},
-                    stuck ? "not valid YAML: nothing can begin here"
-                          : "a second document: one file, one document");
+    diagnostics.add(placeOf(mark), stuck ? "not valid YAML: nothing can begin here"
+                                         : "a second document: one file, one document");
     return false;
 }
 
@@ -114,9 +113,7 @@ std::optional<YAML::Node> parse(const std::string &text, Diagnostics &diagnostic
         return checkDocuments(text, diagnostics) ? std::make_optional(YAML::Load(text))
                                                  : std::nullopt;
     } catch (const YAML::Exception &error) {
-        const Place place =
-            error.mark.is_null() ? Place{} : Place{error.mark.line + 1, error.mark.column + 1};
-        diagnostics.add(place, "not valid YAML: " + error.msg);
+        diagnostics.add(placeOf(error.mark), "not valid YAML: " + error.msg);
         return std::nullopt;
     }
 }

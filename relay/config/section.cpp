@@ -19,7 +19,7 @@ const char *kindOf(const YAML::Node &node)
 
 std::string join(const std::string &path, const std::string &key)
 {
-    return path.empty() ? key : path + "." + key;
+    return path + "." + key;
 }
 
 std::string within(const std::string &path)
@@ -109,10 +109,14 @@ private:
 
 } // namespace
 
+Place placeOf(const YAML::Mark &mark)
+{
+    return mark.is_null() ? Place{} : Place{mark.line + 1, mark.column + 1};
+}
+
 Place placeOf(const YAML::Node &node)
 {
-    const YAML::Mark mark = node.Mark();
-    return mark.is_null() ? Place{} : Place{mark.line + 1, mark.column + 1};
+    return placeOf(node.Mark());
 }
 
 std::vector<NamedNode> readEntries(Diagnostics &diagnostics, const YAML::Node &node,

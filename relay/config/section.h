@@ -17,6 +17,7 @@
 
 namespace ferry {
 
+Place placeOf(const YAML::Mark &mark);
 Place placeOf(const YAML::Node &node);
 
 /// One key of a mapping whose keys the user chooses.

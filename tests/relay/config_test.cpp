@@ -7,6 +7,7 @@
 
 #include "config/load.h"
 #include "config/printable.h"
+#include "config/text.h"
 
 namespace {
 
@@ -31,11 +32,11 @@ protected:
         std::ofstream(directory / name, std::ios::binary) << text;
     }
 
-    std::optional<Configuration> load(const std::string &text)
+    std::optional<Configuration> load(const std::string &text, Needs needs = Needs::routes)
     {
         write("c.yaml", text);
         Diagnostics diagnostics((directory / "c.yaml").string());
-        auto result = loadConfiguration((directory / "c.yaml").string(), diagnostics);
+        auto result = loadConfiguration((directory / "c.yaml").string(), diagnostics, needs);
         messages.clear();
         for (const std::string &line : diagnostics.lines()) {
             messages += std::regex_replace(line, std::regex(directory.string() + "/"), "") + "\n";
@@ -62,6 +63,7 @@ struct Lines {
     std::vector<const char *> messages;
 };
 
+#define IS_CLASS_PATH "the class path is set with java.class_path, not with an option"
 #define IS_NO_PERIOD "must be a duration from 1ms to 24h, such as 100ms, 2s, 5m or 1h, not "
 
 /// One file with all the mistakes that do not hide each other.
@@ -71,10 +73,13 @@ const Lines mistakes[] = {
     {"types: [{file: p.idl}]\n"
      "log: {level: loud}",
      {"14: log.level must be error, warning, status or debug, not \"loud\""}},
-    {"java: {options: [-Djava.class.path=x, Xmx1g], class_path: [nowhere.jar]}",
-     {"18: the class path is set with java.class_path, not with an option",
+    {"java: {options: [-Djava.class.path=x, Xmx1g, -cp, -classpath, --class-path=x],",
+     {"18: " IS_CLASS_PATH,
       "39: \"Xmx1g\" is no option of the Java VM: options start with '-', one per entry",
-      "60: java.class_path: there is no nowhere.jar"}},
+      "46: " IS_CLASS_PATH, "51: " IS_CLASS_PATH, "63: " IS_CLASS_PATH}},
+    {"       class_path: [nowhere.jar, a.jar:b.jar]}",
+     {"21: java.class_path: there is no nowhere.jar",
+      "34: java.class_path takes one file or directory per entry; \"a.jar:b.jar\" holds a ':'"}},
     {"adapters:\n"
      "  files: {class: a.b.C}\n"
      "  a: {class: x, library: y.so, entry: z}",
@@ -86,6 +91,8 @@ const Lines mistakes[] = {
      {"15: adapters.p.plugin must be a plain word of letters, digits and '_', not \"d-ds\""}},
     {"  b: {library: y.so}", {"6: missing key \"entry\" in adapters.b"}},
     {"  c: ~", {"6: missing key \"class\" in adapters.c"}},
+    {"  i: {class: x, entry: y}", {"24: adapters.i.entry goes with \"library\" only"}},
+    {"  j: {plugin: d_s}", {}},
     // Properties are handed to Java.
     {"  d: {class: x, properties: {list: [1, 2], q: {r: 1}, q.r: 2}}",
      {"36: adapters.d.properties.list is a list, which a property cannot be: write one text, in "
@@ -99,14 +106,17 @@ const Lines mistakes[] = {
       "(\"\xF0\x9F\x98\x80\"), which cannot be handed to Java unchanged",
       "50: the value of adapters.f.properties.n holds a NUL character, which cannot be handed to "
       "Java"}},
-    {"  h: {class: x, properties: {v: '${env:FERRY_TEST_NOTHING}'}}",
+    {"  h: {class: x, properties: {v: '${env:FERRY_TEST_NOTHING}', b: '${env:FERRY_TEST_BYTE}'}}",
      {"33: the value of adapters.h.properties.v needs FERRY_TEST_NOTHING, which the environment "
-      "does not have"}},
+      "does not have",
+      "65: the value of adapters.h.properties.b is not valid UTF-8"}},
     {"  g\xF0\x9F\x98\x80: {class: x}",
      {"3: a key in adapters holds a character beyond U+FFFF (\"\xF0\x9F\x98\x80\"), which cannot "
       "be handed to Java unchanged"}},
-    {"connections: {in: {adapter: files}}\n"
-     "sessions:\n"
+    {"connections: {in: {adapter: files}, c: {names: [a, b, c]}}",
+     {"40: missing key \"adapter\" in connections.c",
+      "48: connections.c.names takes at most two names"}},
+    {"sessions:\n"
      "  s: {period: 100}",
      {"15: sessions.s.period " IS_NO_PERIOD "\"100\""}},
     {"  t: {period: 0ms, batch: 0, batch_bytes: 8M}",
@@ -120,7 +130,7 @@ const Lines mistakes[] = {
      {"39: unknown key \"conection\" in routes.a.input; did you mean \"connection\"?"}},
     {"  b: {session: s, type: m::P, input: *in,\n"
      "      input: *in, outputs: []}",
-     {"7: key \"input\" in routes.b is given twice (first in line 26)",
+     {"7: key \"input\" in routes.b is given twice (first in line 29)",
       "28: routes.b.outputs must be a list of at least one output"}},
     {"  c: {session: s, type: m::P, input: {connection: inn, stream: s}, outputs: *out}",
      {"51: routes.c.input.connection: there is no connection \"inn\"; did you mean "
@@ -131,9 +141,12 @@ const Lines mistakes[] = {
      {"25: routes.e.type: \"m::Color\" is not a struct"}},
     {"  f: {type: m::P, input: *in, outputs: *out}",
      {"6: missing key \"session\" in routes.f: there is more than one session"}},
-    {"  g: {session: xyz, type: m::P, input: *in, outputs: *out, on_error: stopp}",
-     {"16: routes.g.session: there is no session \"xyz\"",
-      "70: routes.g.on_error must be continue or stop, not \"stopp\"; did you mean "
+    {"  i: {session: [s], type: m::P, input: *in, outputs: {}, on_error: continue}",
+     {"16: routes.i.session must be a text, but is a list",
+      "54: routes.i.outputs must be a list of at least one output"}},
+    {"  g: {session: x, type: m::P, input: *in, outputs: *out, on_error: stopp}",
+     {"16: routes.g.session: there is no session \"x\"",
+      "68: routes.g.on_error must be continue or stop, not \"stopp\"; did you mean "
       "\"stop\"?"}},
     {"  h: {session: s, type: m::P, input: *in, outputs: [{connection: in, stream: t,",
      {"53: routes.h.outputs[0]: property qel.ferrion.jni.max_samples_per_write must be a whole "
@@ -159,10 +172,16 @@ const Lines mistakes[] = {
       "19: discovery.d.connection: there is no connection \"inn\"; did you mean \"in\"?",
       "33: discovery.d.outputs must be a list of at least one output",
       "53: discovery.d.deny.stream[0] must be a text, but is empty"}},
+    {"  f: {session: s, direction: output, input: {connection: i, stream: q}, allow: {partition: "
+     "[[x]]}}",
+     {"6: missing key \"connection\" in discovery.f",
+      "58: discovery.f.input.connection: there is no connection \"i\"; did you mean \"in\"?",
+      "93: discovery.f.allow.partition[0] must be a text, but is a list"}},
 };
 
 TEST_F(ConfigTest, TellsEveryMistakeWithItsPlace)
 {
+    setenv("FERRY_TEST_BYTE", "\xFF", 1);
     std::string text;
     std::string expected;
     for (const Lines &lines : mistakes) {
@@ -176,10 +195,12 @@ TEST_F(ConfigTest, TellsEveryMistakeWithItsPlace)
     EXPECT_EQ(messages, expected);
 }
 
+#define NO_LUNG "Scoped name 'lung' cannot be resolved\n"
+
 TEST_F(ConfigTest, TellsWhatIsWrongWithAFileAsAWhole)
 {
-    const std::pair<const char *, const char *> files[] = {
-        {"routes: {r: \xC3}\n", "c.yaml:1:13: the file is not valid UTF-8 here\n"},
+    const std::pair<std::string, const char *> files[] = {
+        {"#\nroutes: {r: \xC3}\n", "c.yaml:2:13: the file is not valid UTF-8 here\n"},
         {"a: [1,\n", "c.yaml:2:1: not valid YAML: end of sequence flow not found\n"},
         {"- a\n", "c.yaml:1:1: the file must be a mapping, not a list\n"},
         {", x: 1\n", "c.yaml:1:1: not valid YAML: nothing can begin here\n"},
@@ -208,11 +229,49 @@ TEST_F(ConfigTest, TellsWhatIsWrongWithAFileAsAWhole)
          "cannot be handed to Java unchanged\n"},
         // A type written in the file is told by the file's own line.
         {"types:\n  - idl: |\n      struct A {\n        lung x;\n      };\n",
-         "c.yaml:4:3: Scoped name 'lung' cannot be resolved\n"},
+         "c.yaml:4:3: " NO_LUNG},
+        {"types: [{idl: 'struct A { lung x; };'}]", "c.yaml:1:12: " NO_LUNG},
+        {"types: [{idl: 'struct A { lung x; };'}]\n#\n", "c.yaml:1:12: " NO_LUNG},
+        {"types: [{idl: 'struct A { lung x; };'}]\n#    a longer line\n", "c.yaml:1:12: " NO_LUNG},
+        {"types: x\n", "c.yaml:1:8: types must be a list of \"- file: ...\" or \"- idl: ...\"\n"},
+        // What the same mistake leads to is told once, and no route is blamed for its type.
+        {"types: [{idl: [x]}, {file: [y]}, {file: no.idl}, {file: no.idl}]\n"
+         "adapters: {a: {class: x}}\nconnections: {in: {adapter: a}}\n" +
+             route,
+         "c.yaml:1:15: types[0].idl must be a text, but is a list\n"
+         "c.yaml:1:28: types[1].file must be a text, but is a list\n"
+         "no.idl: cannot be opened: No such file or directory\n"},
+        {"types: ~\njava: {class_path: ~}\nconnections: {c: {adapter: a}}\n",
+         "c.yaml:3:28: connections.c.adapter: there is no adapter \"a\"\n"},
     };
     for (const auto &[text, message] : files) {
         load(text);
         EXPECT_EQ(messages, message);
+    }
+    EXPECT_FALSE(load("adapters: {a: {class: x}}\n", Needs::connections));
+    EXPECT_EQ(messages, "c.yaml: the configuration file must specify at least one connection\n");
+    EXPECT_FALSE(load("log: x\n", Needs::connections));
+    EXPECT_TRUE(
+        load("adapters: {a: {class: x}}\nconnections: {c: {adapter: a}}\n", Needs::connections));
+    for (const fs::path &path : {directory, directory / "nowhere"}) {
+        Diagnostics diagnostics(path);
+        EXPECT_FALSE(loadConfiguration(path, diagnostics, Needs::routes));
+        EXPECT_EQ(diagnostics.lines(), std::vector{path.string() + ": cannot be read"});
+    }
+}
+
+TEST(Text, ReadsDurationsAndNumbersOrNothing)
+{
+    const std::pair<const char *, int> durations[] = {
+        {"1ms", 1}, {"1.5s", 1500}, {"2m", 120000}, {"24h", 86400000}, {"24.1h", 0},  {"0.4ms", 0},
+        {"5", 0},   {"", 0},        {"ms", 0},      {"..s", 0},        {"1.2.3s", 0}, {"5x", 0}};
+    for (const auto &[text, expected] : durations) {
+        EXPECT_EQ(parseDuration(text).value_or(std::chrono::milliseconds(0)).count(), expected);
+    }
+    const std::pair<const char *, long> numbers[] = {
+        {"2", 2}, {"7", 7}, {"1", 0}, {"8", 0}, {"7x", 0}, {"99999999999999999999", 0}};
+    for (const auto &[text, expected] : numbers) {
+        EXPECT_EQ(parseWhole(text, 2, 7).value_or(0), expected) << text;
     }
 }
 
@@ -275,13 +334,15 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
         "sessions: {s: {batch: 7, batch_bytes: 9}}\n"
         "discovery:\n"
         "  i: {connection: in,\n"
-        "      outputs: [{connection: out, stream: '${stream}.x', batch_bytes: 5}],\n"
+        "      outputs: [{connection: out, stream: '${stream}.x', batch_bytes: 5,\n"
+        "                 properties: {qel.ferrion.jni.max_samples_per_write: 3}}],\n"
         "      allow: {partition: ['', a]}, properties: {p: '${type}'}, on_error: stop}\n"
         "  o: {connection: out, direction: output, input: {connection: in, stream: q}}\n"
         "  p: {connection: in, outputs: [&n {connection: dds, stream: q},\n"
         "      {connection: out, stream: q, properties: {file: '${partitions}'}}], grace: 0s}\n"
         "  m: {connection: in, outputs: [*n, {connection: out, stream: q}], grace: 3s}\n"
-        "  x: {connection: in, outputs: [*n], partitions: merged}\n");
+        "  x: {connection: in, outputs: [*n], partitions: merged}\n"
+        "  y: {connection: in, outputs: [{connection: out, stream: '${partitions}'}]}\n");
     ASSERT_TRUE(configuration) << messages;
     const DiscoverySettings &i = configuration->discovery[0];
     EXPECT_EQ(i.allow.partition, (std::vector<std::string>{"", "a"}));
@@ -292,6 +353,7 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
     EXPECT_EQ(o.route.outputs[0].maxSamplesPerWrite, 7);
     EXPECT_EQ(o.route.outputs[0].batchBytes, 9U);
     EXPECT_EQ(i.route.outputs[0].batchBytes, 5U);
+    EXPECT_EQ(i.route.outputs[0].maxSamplesPerWrite, 3);
     EXPECT_EQ(configuration->types.count("m::Color"), 0U);
     // Who is not told the partitions cannot keep them apart.
     std::string merged;
@@ -354,10 +416,14 @@ TEST(Printable, EscapesWhatMovesCursorsForgesLinesOrIsNoUtf8)
         {"plain \xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80",
          "plain \xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"},
         {"a\nb\tc\x1b[2J\x7f", "a\\nb\\tc\\x1b[2J\\x7f"},
-        {"\xC2\x9B\xE2\x80\xAE\xE2\x81\xA6\xD8\x9C\xE2\x80\xA8",
-         "\\u009b\\u202e\\u2066\\u061c\\u2028"},
+        {"\xC2\x9B\xE2\x80\xAE\xE2\x81\xA6\xD8\x9C\xE2\x80\xA8\xE2\x80\xA9\xE2\x80\x8E\xE2\x80\x8F",
+         "\\u009b\\u202e\\u2066\\u061c\\u2028\\u2029\\u200e\\u200f"},
         {"\xC2\xA0\xE2\x80\xAF\xE2\x80\x90", "\xC2\xA0\xE2\x80\xAF\xE2\x80\x90"},
         {"x\xFFy\xE2\x82", "x\\xffy\\xe2\\x82"},
+        // Longer than need be, half of a pair, beyond the last.
+        {"\xE0\x80\x80 \xF0\x80\x80\x80", "\\xe0\\x80\\x80 \\xf0\\x80\\x80\\x80"},
+        {"\xED\xA0\x80 \xF4\x90\x80\x80", "\\xed\\xa0\\x80 \\xf4\\x90\\x80\\x80"},
+        {"\xEE\x80\x80\xF4\x8F\xBF\xBF", "\xEE\x80\x80\xF4\x8F\xBF\xBF"},
         {std::string("\0", 1), "\\x00"},
     };
     for (const auto &[text, expected] : texts) {
@@ -376,6 +442,7 @@ TEST(Printable, HidesSecretsWhoeverWroteThemAndNothingElse)
         {"jdbc:x://h/db?user=u&password=y@z&ssl=1", "jdbc:x://h/db?user=u&password=***&ssl=1"},
         {"http://host/path and mail a@b.c", "http://host/path and mail a@b.c"},
         {"jdbc:sqlite:a@b", "jdbc:sqlite:***@b"},
+        {"no jdbc:x y@z or jdbc:x", "no jdbc:x y@z or jdbc:x"},
         // JSON, also in a text.
         {R"({"password":"se\"cret", "token" : "abc", "n": 1})",
          R"({"password":"***", "token" : "***", "n": 1})"},
@@ -390,12 +457,21 @@ TEST(Printable, HidesSecretsWhoeverWroteThemAndNothingElse)
          "with PGPASSWORD=*** DB_PASS=*** accessKey=*** private-key=*** pwd=***;f=1 sslkey: g"},
         {"to x;password={a;b c};encrypt=1", "to x;password=***"},
         {"a\\npassword=b", "a\\npassword=***"},
+        {"a\\tpassword=b c", "a\\tpassword=*** c"},
+        {"# password=two words", "# password=***"},
+        {"x pw=a,b=1 proxy.auth=c", "x pw=***,b=1 proxy.auth=***"},
+        {"x password=a,b", "x password=***"},
+        {"x password=a\nb password=\\c d", "x password=***\nb password=*** d"},
+        {"x='password=a' y=\"password =b\"", "x='password=***' y=\"password =***\""},
         {"secret => x", "secret => ***"},
         // Others.
         {"<passphrase>x</passphrase>", "<passphrase>***</passphrase>"},
-        {"USER x PASSWORD 'y' z", "USER x PASSWORD '***' z"},
+        {"USER x PASSWORD 'y' z PASSWORD \"a\" b", "USER x PASSWORD '***' z PASSWORD \"***\" b"},
         {"property 'password' is 'y', expected", "property 'password' is '***', expected"},
         {"x Authorization: Bearer abc.def", "x Authorization: ***"},
+        {"x Authorization: Basic abc", "x Authorization: ***"},
+        {"(password: a) (Password:12 b token: c\ntoken: d e",
+         "(password: ***) (Password:*** b token: c\ntoken: ***"},
         {"the password:abc) and token:d", "the password:***) and token:***"},
         // What only looks like one.
         {"unexpected token: }", "unexpected token: }"},
@@ -405,7 +481,7 @@ TEST(Printable, HidesSecretsWhoeverWroteThemAndNothingElse)
         {"bypass=1 tokens=5 monkey=3 primaryKey=7 Key (id)=(5)",
          "bypass=1 tokens=5 monkey=3 primaryKey=7 Key (id)=(5)"},
         {"x password=", "x password="},
-        {"x password=\"open", "x password=\"***"},
+        {"x password=\"open\nx <password a=b>", "x password=\"***\nx <password a=b>"},
     };
     for (const auto &[text, expected] : texts) {
         EXPECT_EQ(withoutSecrets(text), expected);

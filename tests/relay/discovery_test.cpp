@@ -333,6 +333,7 @@ TEST_F(DiscoveryTest, OutlivesFailuresOfReadersAndCreations)
     addRule("deaf").connection = 1;
     script.silent = {"b"};
     script.errors["read a in"] = "cannot look";
+    script.errors["return_loan a in"] = "cannot leave";
     script.errors["create_reader bad"] = "no such thing";
     script.streams["good"].reads = {{{1}, ""}};
     script.announce("a", {"bad", "T", type("T")});
@@ -342,6 +343,7 @@ TEST_F(DiscoveryTest, OutlivesFailuresOfReadersAndCreations)
                          "r/good: 1 read, 1 written, 0 errors\n");
     EXPECT_TRUE(logged("discovery of input streams of connection a: cannot look")) << log;
     EXPECT_EQ(log.find("cannot look"), log.rfind("cannot look")) << log;
+    EXPECT_TRUE(logged("cannot leave")) << log;
     EXPECT_TRUE(logged("input streams of connection b are not announced: out of service")) << log;
 }
 

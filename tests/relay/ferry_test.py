@@ -1,16 +1,20 @@
 #!/usr/bin/env python3
 """Runs ferry as a user would. Usage: ferry_test.py FERRY EXAMPLES TEST_CLASSES [unittest arguments]"""
 
+import fcntl
 import json
 import os
 import pathlib
+import pty
 import re
 import shutil
 import signal
 import socket
+import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import textwrap
 import time
 import unittest
@@ -137,8 +141,8 @@ class Ferry(unittest.TestCase):
         self.directory = pathlib.Path(tempfile.mkdtemp(prefix="ferry_test_"))
         self.addCleanup(shutil.rmtree, self.directory)
 
-    def ferry(self, *arguments, code, environment=None, cwd=None):
-        result = subprocess.run([FERRY, *map(str, arguments)], capture_output=True, text=True,
+    def ferry(self, *arguments, code, environment=None, cwd=None, program=FERRY):
+        result = subprocess.run([program, *map(str, arguments)], capture_output=True, text=True,
                                 timeout=60 * PATIENCE, cwd=cwd,
                                 env={**os.environ, **(environment or {})})
         self.assertEqual(result.returncode, code, result.stdout + result.stderr)
@@ -200,9 +204,11 @@ class FerryTest(Ferry):
             text = self.ferry("help", *asked, code=0, environment=nowhere).stdout
             self.assertIn(there, text)
             self.assertEqual(text, self.ferry(*asked, "--help", code=0).stdout)
-        for wrong in [[], ["run"], ["run", "x", "--until-idle=0"],
-                      ["run", "x", "--until-idle=soon"], ["run", "x", "-q", "-v"]]:
-            self.ferry(*wrong, code=2, environment=nowhere)
+        for wrong in ["", "run", "run x --until-idle=0", "run x --until-idle=soon", "run x -q -v",
+                      "run x --until-idle=86401", "run x --java-debug=x", "run x --java-debug=0",
+                      "run x --java-debug=65536", "list streams --set =x", "list streams x"]:
+            self.ferry(*wrong.split(), code=2, environment=nowhere)
+        self.ferry("archive", code=3, environment=nowhere)
         broken = self.directory / "broken.yaml"
         broken.write_text("adaptors: {}\n")
         text = self.ferry("run", broken, code=2, environment=nowhere).stderr
@@ -212,15 +218,71 @@ class FerryTest(Ferry):
         self.assertIn("JAVA_HOME names /nowhere", text)
         self.assertIn("openjdk-17-jre-headless", text)
         # Without Java adapters nobody looks for Java; a missing plug-in is told with its place.
-        text = self.ferry("run", self.native(), code=3, environment=nowhere).stderr
+        text = self.ferry("run", self.native(), "--java-check", code=3, environment=nowhere).stderr
         self.assertRegex(text, r"lib/libferryadapter_nothing.so: cannot open")
+        self.assertIn("there is no VM to debug", text)
         self.assertNotIn("JAVA_HOME", text)
         text = self.ferry("check", self.native(), code=1, environment=nowhere).stdout
         self.assertNotIn("JAVA_HOME", text)
-        self.ferry("list", "streams", "--domain=77", "--wait=0", code=0, environment=nowhere)
+        self.ferry("list", "streams", "--domain=77", "--set", "interfaces=lo", "--wait=0", code=0,
+                   environment=nowhere)
 
-    def test_doctor_is_content(self):
-        self.assertIn("everything is there", self.ferry("doctor", code=0).stdout)
+    def test_doctor_knows_what_is_there_and_what_is_not(self):
+        self.assertIn("everything is there",
+                      self.ferry("doctor", "--java-home", JAVA_HOME, code=0).stdout)
+        # An installation of links, and a Java of which only the library is good.
+        there, here = pathlib.Path(FERRY).parent.parent, self.directory
+        for folder in ["bin", "lib", "share/ferryjni/java", "java/bin"]:
+            (here / folder).mkdir(parents=True)
+        shutil.copy(FERRY, here / "bin")
+        (here / "java" / "lib").symlink_to(JAVA_HOME / "lib")
+        (here / "java/bin/java").symlink_to("/bin/false")
+
+        def run(*arguments, code):
+            result = self.ferry(*arguments, code=code, program=here / "bin/ferry", environment={
+                "JAVA_HOME": str(here / "java"), "LD_LIBRARY_PATH": str(there / "lib"),
+                "JAVA_TOOL_OPTIONS": ""})
+            return result.stdout + result.stderr
+
+        text = run("doctor", code=1)
+        for missing in ["library missing: .*/lib64/libferryrelay.so", "jar missing: .*/qdds.jar",
+                        r"java \(version unknown, by JAVA_HOME\)"]:
+            self.assertRegex(text, missing)
+        self.assertIn("libferryrelay.so: cannot open", run("run", self.native(), code=3))
+        for library in (there / "lib").glob("lib*.so"):
+            (here / "lib" / library.name).symlink_to(library)
+        bad, bridge = here / "lib/libferryadapter_bad.so", here / "lib/libferryjni.so"
+        bridge.rename(here / "bridge")
+        for file in [bad, bridge, bad.with_suffix(".txt"), here / "share/ferryjni/java/note.txt"]:
+            file.write_text("neither\n")
+        text = run("doctor", code=1)
+        self.assertIn("plug-in bad does not load: ", text)
+        self.assertIn("libraries do not load: ", text)
+        self.assertIn("could not be asked\n", run("check", self.relay(), "--settings", code=3))
+        text = run("check", self.relay(), code=3)
+        self.assertIn("the adapters could not be asked for their settings", text)
+        self.assertIn("libferryjni.so: file too short", text)
+        # With all of it there is an archive to be made, by a Java that is one.
+        shutil.rmtree(here / "share")
+        (here / "share").symlink_to(there / "share")
+        (here / "bridge").rename(bridge)
+        bad.unlink()
+        made = run("archive", "--java-home", JAVA_HOME, code=0).splitlines()[-1]
+        self.assertIn(f"  class archive: {made}\n", run("doctor", "--java-home", JAVA_HOME, code=0))
+
+    def test_a_terminal_shows_how_it_stands(self):
+        master, slave = pty.openpty()
+        fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 3, 12, 0, 0))
+        process = subprocess.Popen([FERRY, "run", self.relay(count=10 ** 9)], stdout=slave,
+                                   stderr=subprocess.DEVNULL)
+        os.close(slave)
+        seen = b""
+        while b"and 1 more\r\n\x1b[2A\r\x1b[J" not in seen:
+            seen += os.read(master, 4096)
+        process.terminate()
+        self.assertEqual(process.wait(timeout=60 * PATIENCE), 0)
+        os.close(master)
+        self.assertRegex(seen, rb"good: \d+ r?e?a?d?\r\n\.\.\. and 1 more\r\n")
 
     def test_quickstart_there_and_back(self):
         shutil.copytree(EXAMPLES, self.directory, dirs_exist_ok=True,
@@ -256,7 +318,8 @@ class FerryTest(Ferry):
         self.assertRegex(text, r"ticks/early.csv: 2 read, 2 written, 0 errors, \d+ samples/s\n")
         self.assertRegex(text, r"ticks/late.csv: 3 read, 3 written, .* \(gone\)\n")
         self.assertEqual(self.numbers("late.csv.jsonl"), [4, 5, 6])
-        text = self.ferry("list", "streams", path, "--wait=0.3", "--idl=Tick", code=0).stdout
+        for idl in ["--idl", "--idl=Tick"]:
+            text = self.ferry("list", "streams", path, "--wait=0.3", idl, code=0).stdout
         self.assertRegex(text, r"DIRECTION +CONNECTION +STREAM +PARTITIONS +TYPE +KEYED\n"
                                r"input +in +early.csv +- +Tick +yes\n"
                                r"input +in +untyped.csv +- +- +no type announced\n")
@@ -287,6 +350,11 @@ class FerryTest(Ferry):
                                r"out/good.jsonl: .*good.jsonl")
         self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:13: log file \S+nowhere/ferry.log: No such file")
         self.assertEqual(sorted(self.directory.rglob("*")), before)
+        self.assertIn("nowhere/ferry.log: No such file", self.ferry("run", path, code=3).stderr)
+        path.write_text(path.read_text().replace("nowhere/ferry", "out/good").replace("good.j", "x.j"))
+        (self.directory / "out" / "good.log").write_text("old\n")
+        self.ferry("check", path, code=0)
+        self.assertEqual((self.directory / "out" / "good.log").read_text(), "old\n")
 
     def test_check_holds_properties_against_what_adapters_declare(self):
         text = self.ferry("check", self.relay(), "--settings", code=0).stdout
@@ -396,6 +464,10 @@ class FerryTest(Ferry):
             self.assertEqual(re.findall(r"(?m)^\S+Z (\w+) trouble: at \w+$", text),
                              ["DEBUG", "STATUS", "WARNING", "ERROR"][4 - count:])
             self.assertEqual(text.count("java.lang.IllegalStateException: own words\n\tat "), 1)
+            self.assertEqual(text.count("CIRCULAR"), 1)
+            self.assertRegex(text, r"(?s)\nan object\n.*\nbehind it\n")
+            self.assertEqual(text.count("Z ERROR trouble: at its: limit (java.io.IOException at "), 2)
+            self.assertEqual(text.count("java.io.IOException: limit\n\tat "), 1)
             self.assertIn("no\\u202eend\n", text)
 
     def test_the_log_file_goes_by_its_name(self):

@@ -168,6 +168,9 @@ TEST(SignalDeathTest, FirstStopsSecondEndsLateIsForced)
 TEST_F(RelayTest, TellsACallSoonAfterItsTime)
 {
     addRoute("r", "a/in", {"b/x"});
+    for (int i = 0; i < 7; ++i) {
+        addRoute("q" + std::to_string(i), "a/q", {"b/y"});
+    }
     options.stall = milliseconds(300);
     std::atomic<int> told{0};
     script.streams["in"].source = [n = 0]() mutable { return Read{{++n}, ""}; };
@@ -193,6 +196,7 @@ TEST_F(RelayTest, TellsACallSoonAfterItsTime)
     };
     EXPECT_EQ(runUntil([&] { return told >= 10; }), exitOk);
     EXPECT_LT(quickest, 1.5 * options.stall);
+    EXPECT_TRUE(logged("; behind it in session main wait q0, q1, q2, q3, q4 and 2 more")) << log;
 }
 
 TEST_F(RelayTest, StartsNothingWithoutItsHost)

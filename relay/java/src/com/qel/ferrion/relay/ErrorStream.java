@@ -49,6 +49,6 @@ final class ErrorStream extends PrintStream {
     private static boolean isOfTrace(String line) {
         String text = line.stripLeading();
         return text.startsWith("at ") || text.startsWith("... ") || text.startsWith("Caused by: ")
-                || text.startsWith("Suppressed: ") || text.startsWith("[CIRCULAR REFERENCE");
+                || text.startsWith("Suppressed: ");
     }
 }

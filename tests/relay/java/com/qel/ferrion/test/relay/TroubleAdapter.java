@@ -59,7 +59,17 @@ public final class TroubleAdapter implements Adapter {
             for (System.Logger.Level level : LEVELS) {
                 System.getLogger("trouble").log(level, "at " + level);
             }
-            new IllegalStateException("own words").printStackTrace();
+            for (int i = 0; i < 2; i++) {
+                System.getLogger("trouble").log(LEVELS.get(3), "at its", new IOException("limit"));
+            }
+            IllegalStateException own = new IllegalStateException("own words",
+                    new IOException("x".repeat(10_000)));
+            own.addSuppressed(new IllegalStateException(own));
+            synchronized (System.err) {
+                System.err.println((Object) "an object");
+                own.printStackTrace();
+                System.err.println((Object) "behind it");
+            }
             new Thread(() -> System.err.print("no\u202eend")).start();
             return;
         }
