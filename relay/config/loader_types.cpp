@@ -56,7 +56,7 @@ void Loader::addInlineType(const YAML::Node &node, const std::string &text)
     const Place place = placeOf(node);
     const std::string firstLine = text.substr(0, text.find('\n'));
     std::size_t lineStart = 0;
-    for (int line = 1; line <= place.line && lineStart != std::string::npos; ++line) {
+    for (int line = 1; line <= place.line; ++line) {
         lineStart = text_.find('\n', lineStart);
         lineStart = lineStart == std::string::npos ? lineStart : lineStart + 1;
     }

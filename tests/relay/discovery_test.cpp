@@ -188,7 +188,7 @@ TEST_F(DiscoveryTest, AStreamThatComesBackKeepsItsRoute)
         Script::signal(script.streams["s"]);
         EXPECT_TRUE(waitFor([&] { return totals("r/s").written == static_cast<unsigned>(count); }));
     };
-    News news{"s", "T", type("T"), {}, false, {{"k", "1"}}};
+    News news{"s", "T", type("T"), {}, false, {{"k", "1"}, {"old", "o"}}};
     script.announce("a", news);
     start();
     EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 3; }));
@@ -197,12 +197,15 @@ TEST_F(DiscoveryTest, AStreamThatComesBackKeepsItsRoute)
     EXPECT_TRUE(waitFor([&] { return totals("r/barrier").name != ""; }));
     readsTo(5);
     script.announce("a", news);
-    news.properties = {{"k", "2"}}; // of what runs nothing is changed
+    news.properties = {{"k", "2"}, {"new", "n"}}; // of what runs nothing is changed
     script.announce("a", news);
-    EXPECT_TRUE(waitFor([&] { return times("which keeps its own: k 2 (was 1)") == 1; }));
+    EXPECT_TRUE(waitFor([&] {
+        return times("which keeps its own: k 2 (was 1), new n (was none), old none (was o)") == 1;
+    }));
     readsTo(7);
-    for (const int lives : {2, 3}) {
+    for (const int lives : {2, 3, 4}) {
         news.type = lives == 2 ? type("T") : type("T", "y");
+        news.typeName = lives == 4 ? "U" : "T";
         script.announce("a", gone("s"));
         script.announce("a", news);
         EXPECT_TRUE(waitFor([&] { return script.called("create_reader s") == lives; }));
@@ -212,7 +215,8 @@ TEST_F(DiscoveryTest, AStreamThatComesBackKeepsItsRoute)
     EXPECT_EQ(stop(), exitOk);
     EXPECT_EQ(totals("r/s").read, 9U);
     EXPECT_EQ(script.given("reader s"), "qel.ferrion.announced.direction=input "
-                                        "qel.ferrion.announced.k=2 ");
+                                        "qel.ferrion.announced.k=2 "
+                                        "qel.ferrion.announced.new=n ");
 }
 
 /// Nobody is there to write to: what is to be read waits, for as long as the stream may come back.
