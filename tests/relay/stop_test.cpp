@@ -56,7 +56,7 @@ protected:
     [[noreturn]] void runAndStop()
     {
         dup2(STDERR_FILENO, STDOUT_FILENO);
-        options.drain = milliseconds(300);
+        options.drain = milliseconds(2000); // in which a thread is to be told
         options.stall = milliseconds(20);
         QELLog_setSink(
             [](void *self, const char *line, std::size_t length) {
