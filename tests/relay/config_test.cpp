@@ -456,7 +456,7 @@ TEST(Printable, HidesSecretsWhoeverWroteThemAndNothingElse)
         {"with PGPASSWORD=a DB_PASS=b accessKey=c private-key=d pwd=e;f=1 sslkey: g",
          "with PGPASSWORD=*** DB_PASS=*** accessKey=*** private-key=*** pwd=***;f=1 sslkey: g"},
         {"to x;password={a;b c};encrypt=1", "to x;password=***"},
-        {"a\\npassword=b", "a\\npassword=***"},
+        {"a\\npassword=b c", "a\\npassword=***"},
         {"a\\tpassword=b c", "a\\tpassword=*** c"},
         {"# password=two words", "# password=***"},
         {"x pw=a,b=1 proxy.auth=c", "x pw=***,b=1 proxy.auth=***"},
