@@ -4,7 +4,9 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <map>
+#include <memory>
 #include <sstream>
 
 #include "core_fixture.h"
@@ -73,6 +75,11 @@ TEST(Log, CutsALineForWhichMemoryIsShort)
     Lines lines;
     {
         const Limited limited(RLIMIT_DATA, dataSize() + (28U << 20U));
+        const std::unique_ptr<void, decltype(&std::free)> more(std::malloc(large.size()),
+                                                               std::free);
+        if (more != nullptr) {
+            GTEST_SKIP() << "valgrind lets a process pass this limit";
+        }
         QELLog_printContextAndMsg("ctx", &QEL_LOG_ANY_s, large.c_str());
         QELLog_printContextAndMsg(large.c_str(), &QEL_LOG_ANY_s, "x");
         QELLog_debug("%s", controls.c_str());
