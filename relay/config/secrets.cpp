@@ -105,7 +105,10 @@ public:
     {
         while (at_ < text_.size()) {
             const char c = text_[at_];
-            if (isNameChar(c)) {
+            if (at_ == content_) {
+                content_ = nowhere;
+                hideValue(false);
+            } else if (isNameChar(c)) {
                 readName();
             } else {
                 // The letter of an escape, such as "\n", begins no name.
@@ -144,6 +147,12 @@ private:
         if (doubt == Doubt::innocent) {
             return;
         }
+        if (before == '<' && (peek(at_) == '>' || isSpace(static_cast<char>(peek(at_))))) {
+            // Its attributes come first, and may be secrets themselves.
+            const std::size_t close = std::min(text_.find('>', at_), lineEnd());
+            content_ = peek(close) == '>' ? close + 1 : nowhere;
+            return;
+        }
         const std::size_t value = findValue(before, doubt, alone);
         if (value != nowhere) {
             copy(value - at_);
@@ -160,9 +169,6 @@ private:
             at += peek(at) == '\\' ? 1 : 0;
             quoted = peek(at) == before;
             at += quoted ? 1 : 0;
-        }
-        if (before == '<' && peek(at) == '>') {
-            return at + 1;
         }
         const std::size_t spaces = skipSpaces(at);
         const int sign = peek(spaces);
@@ -269,6 +275,8 @@ private:
     std::size_t at_ = 0;
     /// Nothing but spaces has come since the line began: a name here is a property's.
     bool lineBegins_ = true;
+    /// Where the content of an XML element begins that is a secret, or nowhere.
+    std::size_t content_ = nowhere;
     std::string result_;
 };
 

@@ -481,6 +481,8 @@ TEST(Printable, HidesSecretsWhoeverWroteThemAndNothingElse)
         {"bypass=1 tokens=5 monkey=3 primaryKey=7 Key (id)=(5)",
          "bypass=1 tokens=5 monkey=3 primaryKey=7 Key (id)=(5)"},
         {"x password=", "x password="},
+        {"<passwd>a</passwd><password a='b' token=\"c\">d</password><secret/> <token=e",
+         "<passwd>***</passwd><password a='b' token=\"***\">***</password><secret/> <token=***"},
         {"x password=\"open\nx <password a=b>", "x password=\"***\nx <password a=b>"},
     };
     for (const auto &[text, expected] : texts) {
