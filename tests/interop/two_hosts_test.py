@@ -16,14 +16,14 @@ PATIENT = "<Discovery><LeaseDuration>60s</LeaseDuration></Discovery>"
 CUT = [(3, "down"), (33, "up")]
 # Durability, multicast, engine, seconds, what happens at which second, and what comes of it: after
 # samples up to some number it goes on with the next ("whole"), the first ("again") or one between
-# ("part", if at all).
+# ("part", if at all). Who is killed may have acknowledged what it had not written yet ("hole").
 CASES = {
     "short_cut": ("volatile", "all", "", 15, [(3, "down"), (7, "up")], "whole"),
     "cut": ("volatile", "all", "", 45, CUT, "part"),
     "cut_kept": ("transient_local", "none", "", 45, CUT, "again"),
     "cut_patient": ("volatile", "none", PATIENT, 45, CUT, "whole"),
     "receiver": ("volatile", "none", "", 15, [(3, ("kill", 1)), (5, ("start", 1))],
-                 "part"),
+                 "hole"),
     "receiver_kept": ("transient_local", "all", "", 15, [(3, ("kill", 1)), (5, ("start", 1))],
                       "again"),
     "sender": ("volatile", "all", "", 15, [(3, ("kill", 0)), (5, ("start", 0))], "again")}
@@ -103,11 +103,13 @@ class TwoHosts(Rig):
             print(f"{name}: {len(ids)} of {seconds * RATE}, {outcome}; at "
                   f"{[(ids[k - 1], ids[k]) for k in breaks]}")
             with self.subTest(name):
-                self.assertEqual(sorted(set(ids)), list(range(len(set(ids)))))
+                missing = set(range(seconds * RATE)) - set(ids)
+                self.assertLess(len(missing), RATE if outcome == "hole" else 1, missing)
                 # The write that lost its reader is kept twice where all is kept.
                 self.assertLessEqual(len(breaks), 2 if outcome == "again" else 1)
                 self.assertTrue({"whole": not breaks, "again": again == 0,
-                                 "part": not breaks or 0 < again}[outcome])
+                                 "part": not breaks or 0 < again,
+                                 "hole": not breaks or 0 < again}[outcome])
                 self.assertLess(log.count("\n"), 12)  # an outage floods no log
                 if name == "cut":
                     self.assertRegex(log, r"a reader left during a write of \d+ samples")
