@@ -145,7 +145,7 @@ std::optional<std::string> Endpoint::bounded(std::optional<std::string> depth) c
 std::optional<std::string>
 Endpoint::valueForReader(Connection &connection, const Announced &announced, const char *name) const
 {
-    const std::optional<std::string> told = announced.find(name);
+    std::optional<std::string> told = announced.find(name);
     if (told && announced.ofWriters()) {
         return told;
     }

@@ -190,7 +190,7 @@ StreamWriter::Outcome StreamWriter::writeToReaders(const Slice &slice,
 {
     for (int round = 0; round < mostRounds; ++round) {
         const Readers before = awaitReaders();
-        const Outcome outcome = writeAll(slice);
+        Outcome outcome = writeAll(slice);
         if (reached(before, outcome, environment)) {
             return outcome;
         }
