@@ -24,48 +24,49 @@ struct Row {
     Kind kind;
     /// Of a duration without a default: no limit.
     const char *fallback;
-    std::int64_t low;
-    std::int64_t high;
     /// Words of a choice, separated by blanks.
-    const char *words;
-    bool changeable;
+    const char *words = "";
+    /// Of numbers and durations: the largest, and the smallest.
+    std::int64_t high{};
+    std::int64_t low{};
+    bool changeable{};
 };
 
 constexpr unsigned stream = onReader | onWriter;
 
 constexpr Row table[] = {
-    {"domain", onConnection, Kind::whole, "0", 0, 230, "", false},
-    {"interfaces", onConnection, Kind::text, "loopback", 0, 0, "", false},
-    {"multicast", onConnection, Kind::choice, "all", 0, 0, "none discovery all", false},
-    {"peers", onConnection, Kind::text, "", 0, 0, "", false},
-    {"engine_xml", onConnection, Kind::text, "", 0, 0, "", false},
-    {"name", onConnection, Kind::text, "ferry", 0, 0, "", false},
-    {"type_timeout", onConnection, Kind::duration, "2s", 0, longest, "", false},
-    {"partitions", onConnection | stream, Kind::text, "", 0, 0, "", false},
-    {"topic", stream, Kind::text, "", 0, 0, "", false},
-    {"type_name", stream, Kind::text, "", 0, 0, "", false},
-    {"reliability", stream, Kind::choice, "reliable", 0, 0, "reliable best_effort auto", false},
-    {"durability", stream, Kind::choice, "volatile", 0, 0, "volatile transient_local auto", false},
-    {"history", stream, Kind::choice, "keep_all", 0, 0, "keep_all keep_last", false},
-    {"depth", stream, Kind::whole, "1", 1, most, "", false},
-    {"durable_depth", onWriter, Kind::wholeOrAll, "1", 1, most, "", false},
-    {"deadline", stream, Kind::duration, "0s", 0, longest, "", false},
-    {"ownership", stream, Kind::choice, "shared", 0, 0, "shared exclusive auto", false},
-    {"match", stream, Kind::choice, "type", 0, 0, "type name", false},
-    {"ignore_local", stream, Kind::choice, "process", 0, 0, "process participant none", false},
-    {"max_samples", onReader, Kind::whole, "8192", 0, most, "", false},
-    {"batch", onReader, Kind::whole, "1024", 1, 1'000'000, "", true},
-    {"batch_bytes", onReader, Kind::whole, "8388608", 1, 1LL << 40, "", true},
-    {"time_based_filter", onReader, Kind::duration, "0s", 0, longest, "", false},
-    {"representation", onWriter, Kind::choice, "auto", 0, 0, "auto xcdr1 xcdr2", false},
-    {"ownership_strength", onWriter, Kind::whole, "0", 0, most, "", false},
-    {"lifespan", onWriter, Kind::duration, "0s", 0, longest, "", false},
-    {"autodispose", onWriter, Kind::choice, "false", 0, 0, "true false", false},
-    {"write_timeout", onWriter, Kind::duration, "15s", 0, longest, "", false},
-    {"wait_for_readers", onWriter, Kind::whole, "0", 0, most, "", false},
-    {"wait_timeout", onWriter, Kind::duration, "30s", 0, longest, "", false},
-    {"linger", onWriter, Kind::duration, "5s", 0, longest, "", true},
-    {"timestamps", onWriter, Kind::choice, "source", 0, 0, "source now", false},
+    {"domain", onConnection, Kind::whole, "0", "", 230},
+    {"interfaces", onConnection, Kind::text, "loopback"},
+    {"multicast", onConnection, Kind::choice, "all", "none discovery all"},
+    {"peers", onConnection, Kind::text, ""},
+    {"engine_xml", onConnection, Kind::text, ""},
+    {"name", onConnection, Kind::text, "ferry"},
+    {"type_timeout", onConnection, Kind::duration, "2s", "", longest},
+    {"partitions", onConnection | stream, Kind::text, ""},
+    {"topic", stream, Kind::text, ""},
+    {"type_name", stream, Kind::text, ""},
+    {"reliability", stream, Kind::choice, "reliable", "reliable best_effort auto"},
+    {"durability", stream, Kind::choice, "volatile", "volatile transient_local auto"},
+    {"history", stream, Kind::choice, "keep_all", "keep_all keep_last"},
+    {"depth", stream, Kind::whole, "1", "", most, 1},
+    {"durable_depth", onWriter, Kind::wholeOrAll, "1", "", most, 1},
+    {"deadline", stream, Kind::duration, "0s", "", longest},
+    {"ownership", stream, Kind::choice, "shared", "shared exclusive auto"},
+    {"match", stream, Kind::choice, "type", "type name"},
+    {"ignore_local", stream, Kind::choice, "process", "process participant none"},
+    {"max_samples", onReader, Kind::whole, "8192", "", most},
+    {"batch", onReader, Kind::whole, "1024", "", 1'000'000, 1, true},
+    {"batch_bytes", onReader, Kind::whole, "8388608", "", 1LL << 40, 1, true},
+    {"time_based_filter", onReader, Kind::duration, "0s", "", longest},
+    {"representation", onWriter, Kind::choice, "auto", "auto xcdr1 xcdr2"},
+    {"ownership_strength", onWriter, Kind::whole, "0", "", most},
+    {"lifespan", onWriter, Kind::duration, "0s", "", longest},
+    {"autodispose", onWriter, Kind::choice, "false", "true false"},
+    {"write_timeout", onWriter, Kind::duration, "15s", "", longest},
+    {"wait_for_readers", onWriter, Kind::whole, "0", "", most},
+    {"wait_timeout", onWriter, Kind::duration, "30s", "", longest},
+    {"linger", onWriter, Kind::duration, "5s", "", longest, 0, true},
+    {"timestamps", onWriter, Kind::choice, "source", "source now"},
 };
 static_assert(std::size(table) == static_cast<std::size_t>(Setting::count));
 

@@ -220,7 +220,6 @@ std::int32_t StreamWriter::write(void *const *samples, DDS_SampleInfo *const *in
 {
     const Slice slice{samples, infos, count};
     const Outcome outcome = wanted_ == 0 ? writeAll(slice) : writeToReaders(slice, environment);
-    anyWritten_ = anyWritten_ || outcome.written > 0;
     tellUnheard(outcome.unheard);
     if (outcome.bad > 0) {
         report(environment, endpoint_.owner() + ": " + std::to_string(outcome.written) + " of " +
@@ -241,7 +240,7 @@ void StreamWriter::finish(QEL_FerrionEnvironment *environment)
 {
     tellUnheard(0);
     const std::int64_t linger = endpoint_.settings.nanoseconds(Setting::linger);
-    if (anyWritten_ && DDS_DataWriter_wait_for_acknowledgments(writer_.get(), linger) == 0) {
+    if (DDS_DataWriter_wait_for_acknowledgments(writer_.get(), linger) == 0) {
         report(environment, endpoint_.owner() + ": " +
                                 std::to_string(DDS_DataWriter_get_unacknowledged(writer_.get())) +
                                 " samples are not acknowledged by all of " +

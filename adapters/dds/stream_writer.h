@@ -70,7 +70,6 @@ private:
     const bool timestamps_;
     /// Readers that every write is for.
     const std::uint32_t wanted_;
-    bool anyWritten_ = false;
     /// Samples written since there was a reader, where the writer keeps none for later ones.
     std::uint64_t unheard_ = 0;
     Notices notices_;

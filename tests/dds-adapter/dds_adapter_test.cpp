@@ -1,5 +1,6 @@
 // Drives the adapter's table as a host would; peers are other connections of this process, or this
 // program again as another process.
+#include "../platform/records.h"
 #include "host.h"
 
 #include <algorithm>
@@ -52,6 +53,8 @@ std::string textOf(const DDS_DynamicData &sample, const DDS_SampleInfo &info)
            std::to_string(info.source_timestamp.sec);
 }
 
+constexpr int32_t ALIVE = DDS_ALIVE_INSTANCE_STATE;
+
 struct Sent {
     const char *id;
     int32_t n;
@@ -72,7 +75,7 @@ int write(Host &host, QEL_FerrionStreamWriter *writer, const std::vector<Sent> &
         DDS_DynamicData_set_long(owners.back().get(), "n", all[i].n);
         samples.push_back(owners.back().get());
         values[i].instance_state = all[i].state;
-        values[i].valid_data = all[i].state == DDS_ALIVE_INSTANCE_STATE ? 1 : 0;
+        values[i].valid_data = all[i].state == ALIVE ? 1 : 0;
         values[i].source_timestamp = {all[i].seconds, 500000000};
         infos.push_back(&values[i]);
     }
@@ -82,9 +85,7 @@ int write(Host &host, QEL_FerrionStreamWriter *writer, const std::vector<Sent> &
 
 // The ends are written when the samples have been read: an end that overtakes them is told with
 // them, at their time.
-const std::vector<Sent> births = {{"a", 1, DDS_ALIVE_INSTANCE_STATE, 100},
-                                  {"b", 2, DDS_ALIVE_INSTANCE_STATE, 101},
-                                  {"c", 3, DDS_ALIVE_INSTANCE_STATE, 102}};
+const std::vector<Sent> births = {{"a", 1, ALIVE, 100}, {"b", 2, ALIVE, 101}, {"c", 3, ALIVE, 102}};
 const std::vector<Sent> ends = {{"a", 9, DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE, 103},
                                 {"b", 9, DDS_NOT_ALIVE_NO_WRITERS_INSTANCE_STATE, 104}};
 
@@ -96,7 +97,7 @@ std::set<std::string> readSet(Host &host, QEL_FerrionStreamReader *reader, size_
         const int read = host.read<DDS_DynamicData>(
             reader, [&](auto &sample, auto &info) { seen.insert(textOf(sample, info)); });
         EXPECT_LE(read, 2);
-        EXPECT_EQ(host.error(), "");
+        host.expectError("");
         return seen.size() >= count;
     });
     return seen;
@@ -114,10 +115,10 @@ void expectOneLoan(Host &host, QEL_FerrionStreamReader *reader)
     }));
     host.table().read(reader, &samples, &infos, &count, host.fresh());
     EXPECT_EQ(count, 0);
-    EXPECT_NE(host.error().find("the last loan has not been returned"), std::string::npos);
+    host.expectError("the last loan has not been returned");
     host.environment.message[0] = '\0';
     host.table().read(reader, &samples, &infos, &count, &host.environment);
-    EXPECT_EQ(host.error(), ""); // the first error of a call is the one
+    host.expectError(""); // the first error of a call is the one
     host.table().return_loan(reader, samples, infos, count, host.fresh());
 }
 
@@ -151,35 +152,32 @@ private:
 // that dies of its first sample. Nobody waits for a peer that has died for longer than a second.
 int serve(const char *domain)
 {
-    Host host(domain, {{"engine_xml", "<Discovery><LeaseDuration>1s</LeaseDuration></Discovery>"}});
+    Host host(std::stoi(domain), "",
+              "engine_xml=<Discovery><LeaseDuration>1s</LeaseDuration></Discovery>");
     std::map<std::string, QEL_FerrionStreamWriter *> writers;
     QEL_FerrionStreamReader *reader = nullptr;
     char line[80];
     while (std::fscanf(stdin, "%79s", line) == 1) {
         QEL_FerrionStreamWriter *&writer = writers[line[0] == '*' ? line : line + 1];
+        const std::string partitions = "partitions=" + std::string(line + 1) + "; ";
         if (line[0] == '+') {
-            writer = host.writer("peer", {{"partitions", line + 1},
-                                          {"reliability", "best_effort"},
-                                          {"wait_for_readers", "1"}});
+            writer =
+                host.writer("peer", partitions + "reliability=best_effort; wait_for_readers=1");
         } else if (line[0] == '!') {
-            write(host, writer,
-                  {{"a", static_cast<int32_t>(std::strlen(line)), DDS_ALIVE_INSTANCE_STATE, 100}});
+            write(host, writer, {{"a", static_cast<int32_t>(std::strlen(line)), ALIVE, 100}});
         } else if (line[0] == '*') {
-            writer = host.writer("peer", {{"partitions", line + 1},
-                                          {"durability", "transient_local"},
-                                          {"durable_depth", "7"},
-                                          {"deadline", "1h"},
-                                          {"lifespan", "7200000.25ms"},
-                                          {"ownership", "exclusive"},
-                                          {"ownership_strength", "5"}});
+            writer =
+                host.writer("peer", partitions + "durability=transient_local; durable_depth=7; "
+                                                 "deadline=1h; lifespan=7200000.25ms; "
+                                                 "ownership=exclusive; ownership_strength=5");
         } else if (line[0] == '?') {
-            writer = host.writer(line + 1, {{"match", "name"}});
+            writer = host.writer(line + 1, "match=name");
         } else if (line[0] == '-') {
             host.remove(writer);
         } else if (line[0] == 'R') {
-            reader = host.reader(line + 1, {{"ownership", "exclusive"}, {"deadline", "1m"}});
+            reader = host.reader(line + 1, "ownership=exclusive; deadline=1m");
         } else {
-            reader = host.reader(line + 1, {{"max_samples", "10"}});
+            reader = host.reader(line + 1, "max_samples=10");
             if (line[0] == 'k' && eventually([&] { return host.signalled == reader; })) {
                 raise(SIGKILL);
             }
@@ -193,85 +191,48 @@ int serve(const char *domain)
 
 } // namespace
 
+// Lines of data/settings.txt.
 TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
 {
-    struct Case {
-        char place;
-        List list;
-        const char *expected;
-    };
-    const Case cases[] = {
-        {'c', {{"domian", "1"}}, "connection: unknown property 'domian'; did you mean 'domain'? "},
-        {'c', {{"domain", "231"}}, "'domain' is '231', expected a whole number from 0 to 230"},
-        {'c', {{"batch", "1"}}, "'batch' is one of readers (known: domain, interfaces, "},
-        {'c', {{"topic", "1"}}, "'topic' is one of readers and writers (known: domain, "},
-        {'c',
-         {{"domain", "29"}, {"interfaces", "no0"}, {"multicast", "discovery"}},
-         "connection: domain 29 on no0, multicast discovery: the engine refuses domain 29"},
-        {'c', {{"domain", "29"}, {"interfaces", "no0"}, {"multicast", "none"}}, ", multicast none"},
-        {'c', {{"type_timeout", "1 d"}}, "'1 d', expected a duration such as 100ms"},
-        {'r', {{"linger", "1s"}}, "reader of stream 's': property 'linger' is one of writers"},
-        {'r', {{"batch", ""}}, "'batch' is '', expected a whole number from 1"},
-        {'r', {{"batch", "9x"}}, "'9x', expected a whole number"},
-        {'r', {{"deadline", "-1s"}}, "'-1s', expected a duration"},
-        {'r', {{"deadline", ".s"}}, "'.s', expected a duration"},
-        {'r', {{"deadline", "1.5.5s"}}, "'1.5.5s', expected a duration"},
-        {'r', {{"deadline", "8760.1h"}}, "'8760.1h', expected a duration"},
-        {'r', {{"topic", "a b"}}, "reader of stream 's': the engine does not take the topic name"},
-        {'w', {{"topic", "a b"}}, "writer of stream 's': the engine does not take the topic name"},
-        {'w', {{"durability", "maybe"}}, "expected one of volatile, transient_local, auto"},
-        {'w', {{"reliabilty", "x"}}, "did you mean 'reliability'?"},
-        {'w', {{"depth", "3"}}, "'depth' needs 'history' to be keep_last"},
-        {'w', {{"ownership_strength", "3"}}, "'ownership_strength' needs 'ownership' to be excl"},
-        {'w', {{"durable_depth", "3"}}, "'durable_depth' needs 'durability' to be transient_local"},
-        {'w',
-         {{"durability", "transient_local"}, {"history", "keep_last"}, {"durable_depth", "3"}},
-         "to be transient_local and 'history' to be keep_all"},
-        {'w',
-         {{"durable_depth", "0"}},
-         "'0', expected a whole number from 1 to 2147483647, or all"},
-        {'w', {{"qel.ferrion.jni.anything", "x"}, {"depth", "3"}, {"history", "keep_last"}}, ""},
-    };
-    Host host("21");
-    for (const Case &c : cases) {
-        const Properties properties(c.list);
-        if (c.place == 'c') {
+    Host host(21);
+    for (const std::string &line : linesOf("dds-adapter/data/settings.txt")) {
+        const size_t arrow = line.find(" -> ");
+        const std::string settings = line.substr(2, arrow - 2);
+        if (line[0] == 'c') {
+            const Properties properties(settings);
             EXPECT_EQ(host.table().create_connection(host.plugin, nullptr, nullptr, nullptr,
                                                      nullptr, nullptr, nullptr, &properties.raw,
                                                      host.fresh()),
                       nullptr);
-        } else if (c.place == 'r') {
-            EXPECT_EQ(host.reader("s", c.list), nullptr);
-        } else if (QEL_FerrionStreamWriter *made = host.writer("s", c.list); made != nullptr) {
+        } else if (line[0] == 'r') {
+            EXPECT_EQ(host.reader("s", settings), nullptr);
+        } else if (QEL_FerrionStreamWriter *made = host.writer("s", settings); made != nullptr) {
             host.remove(made);
         }
-        EXPECT_NE(host.error().find(c.expected), std::string::npos) << host.error();
-        EXPECT_EQ(host.error().empty(), *c.expected == '\0') << host.error();
+        host.expectError(line.substr(arrow + 4));
     }
-    QEL_FerrionStreamReader *reader = host.reader("s", {{"batch", "5"}});
-    const Properties allowed(List{{"batch", "7"}, {"reliability", "reliable"}});
+    QEL_FerrionStreamReader *reader = host.reader("s", "batch=5");
+    const Properties allowed("batch=7; reliability=reliable");
     EXPECT_NE(host.table().stream_reader_update(reader, &allowed.raw, host.fresh()), 0);
-    const Properties refused(List{{"reliability", "best_effort"}});
+    const Properties refused("reliability=best_effort");
     EXPECT_EQ(host.table().stream_reader_update(reader, &refused.raw, host.fresh()), 0);
-    EXPECT_NE(host.error().find("'reliability' cannot be changed while in use (those "
-                                "that can: batch, batch_bytes)"),
-              std::string::npos);
+    host.expectError("'reliability' cannot be changed while in use (those "
+                     "that can: batch, batch_bytes)");
     host.remove(reader);
     host.table().connection_update(host.connection, &allowed.raw, host.fresh());
-    EXPECT_NE(host.error().find("'batch' is one of readers"), std::string::npos);
-    const Properties other(List{{"domain", "22"}});
+    host.expectError("'batch' is one of readers");
+    const Properties other("domain=22");
     host.table().connection_update(host.connection, &other.raw, host.fresh());
-    EXPECT_NE(host.error().find("'domain' cannot be changed while in use (those that can: none)"),
-              std::string::npos);
+    host.expectError("'domain' cannot be changed while in use (those that can: none)");
     EXPECT_EQ(FerryAdapter_dds_create(&allowed.raw, host.fresh()), nullptr);
-    EXPECT_NE(host.error().find("'batch' is one of readers (known: none)"), std::string::npos);
+    host.expectError("'batch' is one of readers (known: none)");
     // A text that is cut ends with a whole character.
     std::string umlauts;
     for (int i = 0; i < 1000; ++i) {
         umlauts += "\xc3\xa4";
     }
     for (const std::string &value : {umlauts, "x" + umlauts}) {
-        EXPECT_EQ(host.reader("s", {{"batch", value}}), nullptr);
+        EXPECT_EQ(host.reader("s", "batch=" + value), nullptr);
         EXPECT_EQ(
             host.error(),
             ("reader of stream 's': property 'batch' is '" + value).substr(0, host.error().size()));
@@ -285,31 +246,29 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
     host.stream.streamName = name;
     host.remove(host.table().create_stream_reader(host.connection, host.session, &host.stream,
                                                   nullptr, nullptr, host.fresh()));
-    EXPECT_EQ(host.error(), "");
+    host.expectError("");
     host.stream.typeRepresentationKind = 1;
     EXPECT_EQ(host.reader("s"), nullptr);
-    EXPECT_NE(host.error().find("is given as representation 1; only 0"), std::string::npos);
+    host.expectError("is given as representation 1; only 0");
     host.stream.typeRepresentationKind = 0;
     host.stream.typeRepresentation = nullptr;
     EXPECT_EQ(host.reader("s"), nullptr);
-    EXPECT_NE(host.error().find("it has no type"), std::string::npos);
+    host.expectError("it has no type");
 }
 
 TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
 {
-    Host left("21");
-    Host right("21");
+    Host left(21, NEAR);
+    Host right(21, NEAR);
     EXPECT_STREQ(left.table().connection_to_string(left.connection), "domain 21 on loopback");
-    QEL_FerrionStreamWriter *writer = left.writer(
-        "life", {{"ignore_local", "none"}, {"wait_for_readers", "1"}, {"wait_timeout", "50ms"}});
+    QEL_FerrionStreamWriter *writer = left.writer("life", "wait_for_readers=1; wait_timeout=50ms");
     EXPECT_EQ(write(left, writer, births), 0);
-    EXPECT_NE(left.error().find("after 50ms there are 0 of 1 readers"), std::string::npos);
-    QEL_FerrionStreamWriter *careless = left.writer("life", {{"ignore_local", "none"}});
+    left.expectError("after 50ms there are 0 of 1 readers");
+    QEL_FerrionStreamWriter *careless = left.writer("life");
     EXPECT_EQ(write(left, careless, births), 0); // to nobody
-    EXPECT_EQ(left.error(), "");
+    left.expectError("");
     left.remove(careless);
-    QEL_FerrionStreamReader *reader =
-        right.reader("life", {{"ignore_local", "none"}, {"batch", "2"}});
+    QEL_FerrionStreamReader *reader = right.reader("life", "batch=2");
     ASSERT_TRUE(eventually([&] { return write(left, writer, births) == 3; })) << left.error();
     EXPECT_TRUE(logged("'life': 3 samples were written while there was no reader"));
     EXPECT_EQ(readSet(right, reader, 3),
@@ -325,18 +284,15 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     const Sample wrong = makeSample(typeFromIdl("struct Wrong { long n; };", "Wrong"));
     void *samples[] = {nullptr, good.get(), wrong.get(), good.get()};
     EXPECT_EQ(left.table().write(writer, samples, nullptr, 4, left.fresh()), 2);
-    EXPECT_NE(left.error().find("2 of 4 samples were written; sample 0: "), std::string::npos);
+    left.expectError("2 of 4 samples were written; sample 0: ");
 
     // What holds for the first write holds for every one.
     right.remove(reader);
     EXPECT_TRUE(logged("'life': 2 samples had arrived and were not read; they are lost"));
-    QEL_FerrionStreamReader *misfit =
-        right.reader("life", {{"ignore_local", "none"}, {"durability", "transient_local"}});
+    QEL_FerrionStreamReader *misfit = right.reader("life", "durability=transient_local");
     EXPECT_EQ(write(left, writer, births), 0);
-    EXPECT_NE(left.error().find("after 50ms there are 0 of 1 readers (wait_for_readers); 1 reader "
-                                "does not match: durability; nothing was written"),
-              std::string::npos)
-        << left.error();
+    left.expectError("after 50ms there are 0 of 1 readers (wait_for_readers); 1 reader "
+                     "does not match: durability; nothing was written");
     right.remove(misfit);
     left.remove(writer);
 }
@@ -344,44 +300,46 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
 // A late reader gets what a durable writer keeps: by default the last sample of each instance.
 TEST(DdsAdapter, ADurableWriterKeepsAsMuchAsItIsTold)
 {
-    Host left("25");
-    Host right("25");
-    const List common = {{"ignore_local", "none"}, {"durability", "transient_local"}};
-    for (const auto &[setting, kept] : std::vector<std::pair<List, std::set<std::string>>>{
-             {{}, {"a=4 @103", "b=2 @101"}},
-             {{{"durable_depth", "2"}}, {"a=3 @102", "a=4 @103", "b=2 @101"}},
-             {{{"history", "keep_last"}, {"depth", "2"}}, {"a=3 @102", "a=4 @103", "b=2 @101"}},
-             {{{"durable_depth", "all"}}, {"a=1 @100", "a=3 @102", "a=4 @103", "b=2 @101"}}}) {
-        List list = common;
-        list.insert(list.end(), setting.begin(), setting.end());
-        QEL_FerrionStreamWriter *writer = left.writer("kept", list);
+    Host left(25, NEAR);
+    Host right(25, NEAR);
+    const std::set<std::string> two = {"a=3 @102", "a=4 @103", "b=2 @101"};
+    const std::pair<const char *, std::set<std::string>> cases[] = {
+        {"", {"a=4 @103", "b=2 @101"}},
+        {"; durable_depth=2", two},
+        {"; history=keep_last; depth=2", two},
+        {"; durable_depth=all", {"a=1 @100", "a=3 @102", "a=4 @103", "b=2 @101"}}};
+    const std::string durable = "durability=transient_local";
+    for (const auto &[setting, kept] : cases) {
+        QEL_FerrionStreamWriter *writer = left.writer("kept", durable + setting);
         ASSERT_NE(writer, nullptr) << left.error();
         EXPECT_EQ(write(left, writer,
-                        {{"a", 1, DDS_ALIVE_INSTANCE_STATE, 100},
-                         {"b", 2, DDS_ALIVE_INSTANCE_STATE, 101},
-                         {"a", 3, DDS_ALIVE_INSTANCE_STATE, 102},
-                         {"a", 4, DDS_ALIVE_INSTANCE_STATE, 103}}),
+                        {{"a", 1, ALIVE, 100},
+                         {"b", 2, ALIVE, 101},
+                         {"a", 3, ALIVE, 102},
+                         {"a", 4, ALIVE, 103}}),
                   4);
-        List late = common;
-        late.emplace_back("batch", "2");
-        QEL_FerrionStreamReader *reader = right.reader("kept", late);
+        QEL_FerrionStreamReader *reader = right.reader("kept", durable + "; batch=2");
         EXPECT_EQ(readSet(right, reader, kept.size()), kept);
         right.remove(reader);
         left.remove(writer);
-        const bool all = setting == List{{"durable_depth", "all"}};
-        EXPECT_EQ(logged("durable_depth is all"), all);
+        EXPECT_EQ(logged("durable_depth is all"), kept.size() == 4);
+    }
+    // A peer may keep as many as it likes.
+    for (const auto &[depth, text] : {std::pair("5000", "keep 5000 samples of each instance for"),
+                                      std::pair("all", "keep every sample for")}) {
+        left.remove(left.writer("kept", durable + "; ~durable_depth=" + depth));
+        EXPECT_TRUE(logged(text + std::string(" late readers; this writer keeps 1000 of each "
+                                              "instance (durable_depth)")));
     }
     // Without a key there is one instance, which never ends.
     const DDS_TypeCode *const plain = typeFromIdl("struct Plain { string id; long n; };", "Plain");
     left.stream.typeRepresentation = right.stream.typeRepresentation =
         const_cast<DDS_TypeCode *>(plain);
-    List now = common;
-    now.emplace_back("timestamps", "now");
-    QEL_FerrionStreamWriter *writer = left.writer("plain", now);
+    QEL_FerrionStreamWriter *writer = left.writer("plain", durable + "; timestamps=now");
     EXPECT_TRUE(logged("its type has no key, so readers that come later get the last sample only"));
     EXPECT_EQ(g_level, 2U);
     EXPECT_EQ(write(left, writer, {births[0], births[1], ends[0]}), 3) << left.error();
-    QEL_FerrionStreamReader *reader = right.reader("plain", common);
+    QEL_FerrionStreamReader *reader = right.reader("plain", durable);
     EXPECT_TRUE(eventually([&] {
         return right.read<DDS_DynamicData>(reader, [](auto &sample, auto &info) {
             int32_t n = 0;
@@ -396,18 +354,16 @@ TEST(DdsAdapter, ADurableWriterKeepsAsMuchAsItIsTold)
 // A read ends with the sample that brings it to `batch_bytes`.
 TEST(DdsAdapter, ABatchIsBoundedInBytes)
 {
-    Host left("26");
-    Host right("26");
-    QEL_FerrionStreamReader *reader =
-        right.reader("large", {{"ignore_local", "none"}, {"batch_bytes", "2000"}});
-    QEL_FerrionStreamWriter *writer =
-        left.writer("large", {{"ignore_local", "none"}, {"wait_for_readers", "1"}});
+    Host left(26, NEAR);
+    Host right(26, NEAR);
+    QEL_FerrionStreamReader *reader = right.reader("large", "batch_bytes=2000");
+    QEL_FerrionStreamWriter *writer = left.writer("large", "wait_for_readers=1");
     // Of about 500 bytes each, then one beyond the bound; all are there before the first read.
     const std::string small(480, 'a');
     const std::string large(9000, 'b');
-    std::vector<Sent> all(6, {small.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100});
-    all.push_back({large.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100});
-    all.push_back({small.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100});
+    std::vector<Sent> all(6, {small.c_str(), 1, ALIVE, 100});
+    all.push_back({large.c_str(), 1, ALIVE, 100});
+    all.push_back({small.c_str(), 1, ALIVE, 100});
     ASSERT_EQ(write(left, writer, all), 8) << left.error();
     std::vector<int> counts;
     const auto none = [](auto &, auto &) {};
@@ -421,7 +377,7 @@ TEST(DdsAdapter, ABatchIsBoundedInBytes)
     const std::string huge(2'000'000, 'c');
     std::vector<int64_t> kept;
     for (const std::string &id : {huge, small}) {
-        ASSERT_EQ(write(left, writer, {{id.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100}}), 1);
+        ASSERT_EQ(write(left, writer, {{id.c_str(), 1, ALIVE, 100}}), 1);
         EXPECT_TRUE(eventually([&] { return right.read<DDS_DynamicData>(reader, none) == 1; }));
         kept.push_back(heapUsage().bytes);
     }
@@ -434,14 +390,13 @@ TEST(DdsAdapter, ABatchIsBoundedInBytes)
 // to the next one.
 TEST(DdsAdapter, AWriteThatLosesItsReadersIsWrittenAgain)
 {
-    Host left("27");
-    Host right("27");
-    QEL_FerrionStreamWriter *writer =
-        left.writer("fatal", {{"ignore_local", "none"}, {"wait_for_readers", "1"}});
+    Host left(27, NEAR);
+    Host right(27, NEAR);
+    QEL_FerrionStreamWriter *writer = left.writer("fatal", "wait_for_readers=1");
     const std::string large(1000, 'a');
     std::vector<Sent> all;
     for (int i = 0; i < 1000; ++i) {
-        all.push_back({large.c_str(), i, DDS_ALIVE_INSTANCE_STATE, i});
+        all.push_back({large.c_str(), i, ALIVE, i});
     }
     int written = -1;
     std::thread writing([&] { written = write(left, writer, all); });
@@ -449,8 +404,7 @@ TEST(DdsAdapter, AWriteThatLosesItsReadersIsWrittenAgain)
         const Peer peer("27", true);
         peer.tell("kfatal");
     }
-    QEL_FerrionStreamReader *reader =
-        right.reader("fatal", {{"ignore_local", "none"}, {"batch", "2"}});
+    QEL_FerrionStreamReader *reader = right.reader("fatal", "batch=2");
     EXPECT_EQ(readSet(right, reader, 1000).size(), 1000U);
     writing.join();
     EXPECT_EQ(written, 1000) << left.error();
@@ -460,57 +414,48 @@ TEST(DdsAdapter, AWriteThatLosesItsReadersIsWrittenAgain)
 
 TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
 {
-    Host host("22");
+    Host host(22);
     const Peer peer("22");
     peer.tell("rslow");
-    QEL_FerrionStreamWriter *writer = host.writer(
-        "slow", {{"wait_for_readers", "1"}, {"write_timeout", "100ms"}, {"linger", "50ms"}});
+    QEL_FerrionStreamWriter *writer =
+        host.writer("slow", "wait_for_readers=1; write_timeout=1s; linger=50ms");
     // Together more than the domain keeps in memory for a reader that takes nothing.
     const std::string large(100'000, 'a');
-    const int written =
-        write(host, writer, {1000, {large.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100}});
+    const int written = write(host, writer, {1000, {large.c_str(), 1, ALIVE, 100}});
     EXPECT_TRUE(written > 0 && written < 1000) << written;
-    EXPECT_NE(host.error().find(std::to_string(written) + " of 1000 samples were written; sample " +
-                                std::to_string(written) + ": slow readers"),
-              std::string::npos)
-        << host.error();
+    host.expectError(std::to_string(written) + " of 1000 samples were written; sample " +
+                     std::to_string(written) + ": slow readers");
     host.remove(writer);
-    EXPECT_NE(host.error().find(" samples are not acknowledged by all of 1 readers after 50ms"),
-              std::string::npos)
-        << host.error();
+    host.expectError(" samples are not acknowledged by all of 1 readers after 50ms");
 
     // A host that stops waits for neither. (What a write is told before it begins holds for it.)
-    writer =
-        host.writer("slow", {{"wait_for_readers", "1"}, {"write_timeout", "1h"}, {"linger", "1h"}});
+    writer = host.writer("slow", "wait_for_readers=1; write_timeout=1h; linger=1h");
     std::thread stopping([&] {
         FerryAdapter_dds_create_stop_by(
             host.plugin,
             std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count() +
                 3'000'000'000);
     });
-    EXPECT_LT(write(host, writer, {1000, {large.c_str(), 1, DDS_ALIVE_INSTANCE_STATE, 100}}), 1000);
+    EXPECT_LT(write(host, writer, {1000, {large.c_str(), 1, ALIVE, 100}}), 1000);
     EXPECT_NE(host.error(), "");
     stopping.join();
     host.remove(writer);
-    EXPECT_NE(host.error().find("of 1 readers after the host's stop"), std::string::npos)
-        << host.error();
-    writer = host.writer("slow", {{"wait_for_readers", "2"}, {"wait_timeout", "1h"}});
+    host.expectError("of 1 readers after the host's stop");
+    writer = host.writer("slow", "wait_for_readers=2; wait_timeout=1h");
     EXPECT_EQ(write(host, writer, births), 0);
-    EXPECT_NE(host.error().find("after the host's stop there are "), std::string::npos);
+    host.expectError("after the host's stop there are ");
     host.remove(writer);
 }
 
 TEST(DdsAdapter, ANoticeIsToldOnce)
 {
-    Host left("23");
-    Host right("23");
-    QEL_FerrionStreamReader *reader =
-        right.reader("q", {{"ignore_local", "none"}, {"durability", "transient_local"}});
+    Host left(23, NEAR);
+    Host right(23, NEAR);
+    QEL_FerrionStreamReader *reader = right.reader("q", "durability=transient_local");
     // Partitions keep apart on purpose: of the first writer there is nothing to tell.
-    QEL_FerrionStreamWriter *apart = left.writer(
-        "q",
-        {{"ignore_local", "none"}, {"durability", "transient_local"}, {"partitions", "elsewhere"}});
-    QEL_FerrionStreamWriter *writer = left.writer("q", {{"ignore_local", "none"}});
+    QEL_FerrionStreamWriter *apart =
+        left.writer("q", "durability=transient_local; partitions=elsewhere");
+    QEL_FerrionStreamWriter *writer = left.writer("q");
     const auto none = [](auto &, auto &) {};
     ASSERT_TRUE(eventually([&] {
         EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
@@ -518,19 +463,19 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
     }));
     EXPECT_EQ(right.error(), "reader of stream 'q': 1 times a writer did not match: durability");
     EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
-    EXPECT_EQ(right.error(), "");
+    right.expectError("");
     left.remove(writer);
     right.remove(reader);
 
     // When there is none but such ones the log says so.
-    reader = right.reader("q", {{"ignore_local", "none"}, {"partitions", "here"}});
+    reader = right.reader("q", "partitions=here");
     const std::chrono::seconds twoLooks(25);
     EXPECT_TRUE(within(twoLooks, [&] {
         EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
         write(left, apart, births);
         return logged("reader of stream 'q': 1 writer does not match: partition \"elsewhere\"");
     }));
-    EXPECT_EQ(right.error(), "");
+    right.expectError("");
     EXPECT_TRUE(within(twoLooks, [&] {
         write(left, apart, births);
         return logged("writer of stream 'q': 1 reader does not match: partition \"here\"");
@@ -576,7 +521,7 @@ void expectNext(Host &host, QEL_FerrionStreamReader *discovery, const Peer &peer
 
 TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
 {
-    Host host("24");
+    Host host(24);
     QEL_FerrionStreamReader *inputs =
         host.table().get_pub_discovery_reader(host.connection, host.fresh());
     ASSERT_NE(inputs, nullptr) << host.error();
@@ -592,9 +537,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     char *partitions[] = {one};
     host.stream.partition = {partitions, 1, 1};
     QEL_FerrionStreamReader *reader =
-        host.reader("peer", {{"qel.ferrion.announced.direction", "input"},
-                             {"qel.ferrion.announced.reliability", "best_effort"},
-                             {"qel.ferrion.announced.partitions", "one"}});
+        host.reader("peer", "~direction=input; ~reliability=best_effort; ~partitions=one");
     host.stream.partition = {};
     peer.tell("!one,two");
     peer.tell("!one");
@@ -602,21 +545,21 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     host.remove(reader);
     expectNext(host, inputs, peer, "-one", "-peer one");
     // The peer's writers are best effort: a reliable reader would not match them.
-    for (List list :
-         {List{{"reliability", "auto"}}, List{{"qel.ferrion.announced.direction", "output"},
-                                              {"qel.ferrion.announced.reliability", "reliable"}}}) {
-        list.emplace_back("partitions", "t*");
-        reader = host.reader("peer", list);
+    for (const char *settings : {"reliability=auto; partitions=t*",
+                                 "~direction=output; ~reliability=reliable; partitions=t*"}) {
+        reader = host.reader("peer", settings);
         peer.tell("!one,two");
         EXPECT_EQ(readSet(host, reader, 1), (std::set<std::string>{"a=8 @100"}));
         host.remove(reader);
     }
-    // What two have in common does not change when the better one comes, but when it stays alone.
+    // What two have in common changes when the better one stays alone and when the weak one comes.
     peer.tell("*one,two");
     expectNext(host, inputs, peer, "-one,two",
                "peer one two reliable transient_local exclusive 3600000ms one,two 7 "
                "7200000.250000ms 5");
-    expectNext(host, inputs, peer, "-*one,two", "-peer one two");
+    expectNext(host, inputs, peer, "+one,two", "peer one two" + weak + "one,two");
+    peer.tell("-*one,two");
+    expectNext(host, inputs, peer, "-one,two", "-peer one two");
     QEL_FerrionStreamReader *outputs =
         host.table().get_sub_discovery_reader(host.connection, host.fresh());
     expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000ms");
@@ -624,53 +567,6 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     expectOneLoan(host, inputs);
     EXPECT_TRUE(logged("topic 'plain' is announced without a type: the peer tells no type"));
     host.remove(own);
-}
-
-// Where the host says what was announced, that is what is not set.
-TEST(DdsAdapter, AWriterTakesTheQosThatWasAnnounced)
-{
-    Host left("28");
-    Host right("28");
-    const std::string announced = "qel.ferrion.announced.";
-    const List list = {{"ignore_local", "none"},
-                       {announced + "direction", "input"},
-                       {announced + "durability", "transient_local"},
-                       {announced + "durable_depth", "5000"},
-                       {announced + "deadline", "3600000.5ms"},
-                       {announced + "ownership", "exclusive"},
-                       {announced + "ownership_strength", "5"}};
-    const List late = {{"ignore_local", "none"},
-                       {"durability", "transient_local"},
-                       {"deadline", "2h"},
-                       {"ownership", "exclusive"}};
-    QEL_FerrionStreamWriter *writer = left.writer("auto", list);
-    ASSERT_NE(writer, nullptr) << left.error();
-    std::vector<Sent> all;
-    for (int i = 0; i < 1200; ++i) {
-        all.push_back({"a", i, DDS_ALIVE_INSTANCE_STATE, 100 + i});
-    }
-    EXPECT_TRUE(logged("keep 5000 samples of each instance for late readers; this writer keeps "
-                       "1000 of each instance (durable_depth)"));
-    EXPECT_EQ(write(left, writer, all), 1200);
-    QEL_FerrionStreamReader *reader = right.reader("auto", late);
-    std::set<std::string> seen;
-    EXPECT_TRUE(eventually([&] {
-        right.read<DDS_DynamicData>(
-            reader, [&](auto &sample, auto &info) { seen.insert(textOf(sample, info)); });
-        return seen.count("a=1199 @1299") > 0;
-    }));
-    EXPECT_EQ(seen.size(), 1000U); // a peer may ask for as many, and no more
-    left.remove(writer);
-    List own = list;
-    own.insert(own.end(), {{"durability", "volatile"}, {"durable_depth", "3"}});
-    writer = left.writer("auto", own);
-    EXPECT_TRUE(eventually([&] {
-        right.read<DDS_DynamicData>(reader, [](auto &, auto &) {});
-        return right.error() ==
-               "reader of stream 'auto': 1 times a writer did not match: durability";
-    })) << right.error();
-    left.remove(writer);
-    right.remove(reader);
 }
 
 int main(int argc, char **argv)

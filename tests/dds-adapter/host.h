@@ -2,6 +2,7 @@
 #ifndef TESTS_DDS_ADAPTER_HOST_H
 #define TESTS_DDS_ADAPTER_HOST_H
 
+#include <algorithm>
 #include <atomic>
 #include <gtest/gtest.h>
 #include <string>
@@ -12,7 +13,8 @@
 #include "adapter.h"
 #include "qddsc/sample_info.h"
 
-using List = std::vector<std::pair<std::string, std::string>>;
+// Reader and writer may be of one process.
+constexpr const char *NEAR = "ignore_local=none";
 
 inline const DDS_TypeCode *readingType()
 {
@@ -21,30 +23,48 @@ inline const DDS_TypeCode *readingType()
     return type;
 }
 
+// The pairs of "a=1; b=two"; "~a" is what was announced as a.
+inline std::vector<std::pair<std::string, std::string>> pairsOf(const std::string &text)
+{
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (size_t at = 0, end = 0; at < text.size(); at = end + 2) {
+        end = std::min(text.find("; ", at), text.size());
+        const size_t equals = text.find('=', at);
+        std::string name = text.substr(at, equals - at);
+        if (name[0] == '~') {
+            name.replace(0, 1, "qel.ferrion.announced.");
+        }
+        pairs.emplace_back(name, text.substr(equals + 1, end - equals - 1));
+    }
+    return pairs;
+}
+
 // A property list for one call.
 struct Properties {
-    explicit Properties(List list) : texts(std::move(list))
+    explicit Properties(const std::string &text) : texts(pairsOf(text))
     {
         for (auto &[name, value] : texts) {
             pairs.push_back({name.data(), value.data()});
         }
         raw = {pairs.data(), static_cast<int32_t>(pairs.size())};
     }
-    List texts;
+    std::vector<std::pair<std::string, std::string>> texts;
     std::vector<QEL_FerrionNameValue> pairs;
     QEL_FerrionProperties raw{};
 };
 
 // One connection with one session, and the error of the last call.
 struct Host {
-    explicit Host(const char *domain, List list = {})
+    explicit Host(int domain, const std::string &forSession = "",
+                  const std::string &forConnection = "")
     {
-        list.emplace_back("domain", domain);
-        const Properties properties(std::move(list));
+        const std::string id = "domain=" + std::to_string(domain);
+        const Properties own(forConnection.empty() ? id : id + "; " + forConnection);
+        const Properties common(forSession);
         plugin = FerryAdapter_dds_create(nullptr, fresh());
         connection = table().create_connection(plugin, nullptr, nullptr, &listener, &listener,
-                                               nullptr, nullptr, &properties.raw, fresh());
-        session = table().create_session(connection, nullptr, &environment);
+                                               nullptr, nullptr, &own.raw, fresh());
+        session = table().create_session(connection, &common.raw, &environment);
     }
     ~Host()
     {
@@ -65,16 +85,22 @@ struct Host {
     {
         return environment.errorFlag != 0 ? environment.message : "";
     }
-    QEL_FerrionStreamReader *reader(const char *topic, List list = {})
+    // Whether the last call failed with a text that says this; with "" it must not have failed.
+    void expectError(const std::string &part) const
     {
-        const Properties properties(std::move(list));
+        EXPECT_NE(error().find(part), std::string::npos) << part << " is wanted of: " << error();
+        EXPECT_EQ(error().empty(), part.empty()) << error();
+    }
+    QEL_FerrionStreamReader *reader(const char *topic, const std::string &settings = "")
+    {
+        const Properties properties(settings);
         stream.streamName = const_cast<char *>(topic);
         return table().create_stream_reader(connection, session, &stream, &properties.raw,
                                             &listener, fresh());
     }
-    QEL_FerrionStreamWriter *writer(const char *topic, List list = {})
+    QEL_FerrionStreamWriter *writer(const char *topic, const std::string &settings = "")
     {
-        const Properties properties(std::move(list));
+        const Properties properties(settings);
         stream.streamName = const_cast<char *>(topic);
         return table().create_stream_writer(connection, session, &stream, &properties.raw, fresh());
     }

@@ -35,6 +35,16 @@ inline std::vector<Record> recordsOf(const std::string &name)
     return records;
 }
 
+// All fields of a table in which each is a record of its own.
+inline Record linesOf(const std::string &name)
+{
+    Record lines;
+    for (const Record &record : recordsOf(name)) {
+        lines.insert(lines.end(), record.begin(), record.end());
+    }
+    return lines;
+}
+
 inline std::vector<uint8_t> fromHex(const std::string &hex)
 {
     std::vector<uint8_t> bytes;
