@@ -71,6 +71,11 @@ TEST_F(Foreign, PoliciesThatDoNotMatchAreNamed)
         [](dds_qos_t *of) {
             dds_qset_destination_order(of, DDS_DESTINATIONORDER_BY_SOURCE_TIMESTAMP);
         },
+        [](dds_qos_t *of) { dds_qset_deadline(of, DDS_SECS(1)); },
+        [](dds_qos_t *of) {
+            dds_qset_durability(of, DDS_DURABILITY_TRANSIENT_LOCAL);
+            dds_qset_ownership(of, DDS_OWNERSHIP_EXCLUSIVE);
+        },
         [&](dds_qos_t *of) { dds_qset_data_representation(of, 1, &xcdr2); }};
     for (const Change &change : asked) {
         dds_qos_t *group = dds_create_qos();
@@ -82,17 +87,17 @@ TEST_F(Foreign, PoliciesThatDoNotMatchAreNamed)
     const dds_entity_t other = dds_create_participant(87, nullptr, nullptr);
     make(dds_create_subscriber(other, nullptr, nullptr), described_Scalars_desc, name);
     make(dds_create_publisher(participant, nullptr, nullptr), described_Ident_desc, name,
-         [](dds_qos_t *of) { dds_qset_latency_budget(of, DDS_SECS(1)); });
-    const auto told = [&](auto ask, const auto &endpoint, const std::string &wanted) {
-        within(std::chrono::nanoseconds(10 * SECOND),
-               [&] { return ask(endpoint.get(), &text) == 1 && text.text == wanted; });
-        EXPECT_EQ(wanted, text.text);
-    };
-    told(DDS_DataWriter_get_mismatches, writer,
-         "8 readers do not match: data representation (1), destination order (1), liveliness (2), "
-         "presentation (3), type name described::Scalars (1)");
-    told(DDS_DataReader_get_mismatches, reader,
-         "1 writer does not match: durability and latency budget");
+         [](dds_qos_t *of) {
+             dds_qset_reliability(of, DDS_RELIABILITY_BEST_EFFORT, 0);
+             dds_qset_latency_budget(of, DDS_SECS(1));
+         });
+    const std::string atWriter = "10 readers do not match: data representation (1), deadline (1), "
+                                 "destination order (1), durability and ownership (1), liveliness "
+                                 "(2), presentation (3), type name described::Scalars (1)";
+    EXPECT_EQ(atWriter, said(DDS_DataWriter_get_mismatches, writer, atWriter));
+    const std::string atReader = "1 writer does not match: reliability and durability and "
+                                 "latency budget";
+    EXPECT_EQ(atReader, said(DDS_DataReader_get_mismatches, reader, atReader));
     dds_delete(other);
 }
 

@@ -1,11 +1,11 @@
 // Types as peers see them: byte for byte what the engine's own IDL compiler announces, and back.
-#include <gtest/gtest.h>
-
 #include <dds/ddsi/ddsi_xt_typeinfo.h>
 
 #include <algorithm>
 #include <map>
+#include <sstream>
 
+#include "../platform/fixture.h"
 #include "../platform/records.h"
 #include "described.h"
 #include "refused.h"
@@ -21,13 +21,9 @@ using Bytes = std::vector<uint8_t>;
 
 const DDS_TypeCode *fromIdl(const char *name)
 {
-    static DDS_TypeLibrary *const library = [] {
-        DDS_TypeLibrary *made = DDS_TypeLibrary_new();
-        DDS_ErrorText error{};
-        EXPECT_EQ(DDS_TypeLibrary_add_idl_file(made, DESCRIBED_IDL, &error), 1) << error.text;
-        return made;
-    }();
-    return DDS_TypeLibrary_find(library, name);
+    std::stringstream text;
+    text << std::ifstream(DESCRIBED_IDL).rdbuf();
+    return typeFromIdl(text.str().c_str(), name);
 }
 
 Bytes bytesOf(const dds_type_meta_ser &blob)
