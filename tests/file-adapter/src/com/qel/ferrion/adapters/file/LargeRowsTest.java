@@ -6,6 +6,7 @@ import static org.junit.Assert.assertTrue;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.kit.harness.TestHost;
+import java.io.RandomAccessFile;
 import java.nio.file.Files;
 import java.util.List;
 import org.junit.Rule;
@@ -73,7 +74,13 @@ public class LargeRowsTest {
         TestHost.Reader reader = host.reader("f.jsonl", TYPE);
         assertEquals(List.of(1, 3), Host.ids(host.readAll(reader)));
         assertEquals(1, host.errors.size());
-        assertTrue(host.errors.get(0), host.errors.get(0).contains("f.jsonl:2: a row of 30013 bytes")
-                && host.errors.get(0).contains("-Xmx"));
+        String text = host.errors.remove(0);
+        assertTrue(text, text.contains("f.jsonl:2: a row of 30013 bytes") && text.contains("-Xmx"));
+        try (RandomAccessFile file = new RandomAccessFile(host.path("g.jsonl").toFile(), "rw")) {
+            file.setLength(200 << 20);
+        }
+        host.read(host.reader("g.jsonl", TYPE, "max_record_bytes", "1000000000"));
+        text = host.errors.remove(0);
+        assertTrue(text, text.contains("a row of more than ") && text.contains("-Xmx"));
     }
 }

@@ -2,7 +2,6 @@ package com.qel.ferrion.adapters.file;
 
 import static org.junit.Assert.assertEquals;
 import static org.junit.Assert.assertFalse;
-import static org.junit.Assert.assertThrows;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.dynamicdata.MemberPath;
@@ -98,14 +97,5 @@ public class ReadTest {
             assertEquals(record, String.join("\n", lines.subList(3, lines.size())),
                     String.join("\n", outcome(lines)));
         }
-    }
-
-    @Test
-    public void onlySomePropertiesCanChange() throws Exception {
-        host.put("f.csv", "id;value\n1;2\n");
-        TestHost.Reader reader = host.reader("f.csv", Host.POINT, "delimiter", ";");
-        reader.update("batch", "1", "delimiter", ";");
-        assertThrows(AdapterException.class, () -> reader.update("delimiter", ","));
-        assertEquals(List.of(Host.point(1, "", 2)), host.readAll(reader));
     }
 }

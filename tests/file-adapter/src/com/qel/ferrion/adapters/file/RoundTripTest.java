@@ -9,6 +9,7 @@ import com.qel.ferrion.kit.harness.TestHost;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.Map;
 import java.util.Random;
 import org.junit.Rule;
 import org.junit.Test;
@@ -37,6 +38,10 @@ public class RoundTripTest {
     private static final double[] NUMBERS = {0.0, -0.0, 1, -1.5, 0.1, 1e-320, Double.MIN_VALUE,
         Double.MAX_VALUE, 2.2250738585072014E-308, 9007199254740993.0, Double.NaN,
         Double.POSITIVE_INFINITY, Double.NEGATIVE_INFINITY, 1.0E23, 4.35};
+    private static final Map<String, long[]> BOUNDS = Map.of("o", new long[] {255, 128},
+            "i8", new long[] {-128, 127}, "s", new long[] {-32768, 32767},
+            "us", new long[] {65535, 32768}, "l", new long[] {-1L << 31, (1L << 31) - 1},
+            "ul", new long[] {(1L << 32) - 1, 1L << 31}, "color", new long[] {300, 301});
     private static final long[] LONGS = {0, 1, -1, Long.MIN_VALUE, Long.MAX_VALUE,
         9007199254740993L, -9007199254740993L};
 
@@ -61,19 +66,13 @@ public class RoundTripTest {
         data.setString("name", TEXTS[i % TEXTS.length]);
         data.setBoolean("b", i % 2 == 1);
         data.setChar("c", (char) (i % 256));
-        data.setInt("o", new int[] {0, 255, 128}[i % 3]);
-        data.setInt("i8", new int[] {0, -128, 127}[i % 3]);
-        data.setInt("s", new int[] {0, Short.MIN_VALUE, Short.MAX_VALUE}[i % 3]);
-        data.setInt("us", new int[] {0, 65535, 32768}[i % 3]);
-        data.setInt("l", new int[] {0, Integer.MIN_VALUE, Integer.MAX_VALUE}[i % 3]);
-        data.setLong("ul", new long[] {0, 4294967295L, 2147483648L}[i % 3]);
+        BOUNDS.forEach((member, bounds) -> data.setLong(member, i % 3 == 0 ? 0 : bounds[i % 3 - 1]));
         data.setLong("ll", i < LONGS.length ? LONGS[i] : random.nextLong());
         data.setLong("ull", i < LONGS.length ? LONGS[i] : random.nextLong());
         data.setFloat("f", i < NUMBERS.length ? (float) NUMBERS[i]
                 : Float.intBitsToFloat(random.nextInt() & 0xFF7FFFFF));
         data.setDouble("d", i < NUMBERS.length ? NUMBERS[i]
                 : Double.longBitsToDouble(random.nextLong() & 0xFFEFFFFFFFFFFFFFL));
-        data.setInt("color", new int[] {0, 300, 301}[i % 3]);
         data.setDouble("place.lat", random.nextDouble() - 0.5);
         data.setFloat("place.lon", random.nextFloat() * -360);
         data.setLength("words", i % 5);

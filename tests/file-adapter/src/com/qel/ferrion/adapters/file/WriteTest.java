@@ -37,43 +37,6 @@ public class WriteTest {
     @Rule public final Host host = new Host();
 
     @Test
-    public void modesDecideWhatHappensToAnEarlierFile() throws Exception {
-        for (String mode : new String[] {"append", "overwrite", "create"}) {
-            host.put("m.jsonl", "old\n");
-            TestHost.Writer writer = host.writer("m.jsonl", Host.POINT, "mode", mode);
-            assertEquals("making a writer touches nothing", "old\n", host.text("m.jsonl"));
-            if (mode.equals("create")) {
-                assertTrue(host.refusal(writer).contains("m.jsonl: exists, and mode is 'create'"));
-                assertEquals("old\n", host.text("m.jsonl"));
-                Files.delete(host.path("m.jsonl"));
-            }
-            host.write(writer, Host.point(1, "a", 1));
-            host.write(writer, Host.point(1, "a", 1));
-            writer.delete();
-            assertEquals((mode.equals("append") ? "old\n" : "") + ROW + ROW, host.text("m.jsonl"));
-        }
-    }
-
-    @Test
-    public void appendingGoesOnWhereTheLastRecordEnds() throws Exception {
-        host.put("a.jsonl", "{\"id\":0}");
-        host.write(host.writer("a.jsonl", Host.POINT), Host.point(1, "a", 1));
-        assertEquals("{\"id\":0}\n" + ROW, host.text("a.jsonl"));
-
-        host.put("a.csv", "id,text,value\r\n1,\"a\nb\",1");
-        TestHost.Writer table = host.writer("a.csv", Host.POINT);
-        host.write(table, Host.point(2, "", Double.NaN));
-        host.write(table, Host.point(3, "", 3));
-        assertEquals("id,text,value\r\n1,\"a\nb\",1\n2,,\n3,,3.0\n", host.text("a.csv"));
-
-        host.put("b.csv", "id,value\n1,1\n");
-        assertTrue(host.refusal(host.writer("b.csv", Host.POINT)).contains("its header is not"));
-        host.put("c.csv", "id,text,value\n1,\"a\nb");
-        assertTrue(host.refusal(host.writer("c.csv", Host.POINT)).contains("c.csv:2: quote is not"));
-        assertEquals("id,text,value\n1,\"a\nb", host.text("c.csv"));
-    }
-
-    @Test
     public void aDisposalCountsAsTakenAndAMissingSampleDoesNot() throws Exception {
         SampleInfo gone = new SampleInfo();
         gone.valid_data = false;
@@ -142,14 +105,6 @@ public class WriteTest {
     private static String withoutHeader(String table) {
         assertTrue(table, table.startsWith("id,text,value\n"));
         return table.substring(table.indexOf('\n') + 1);
-    }
-
-    @Test
-    public void aFullDiskNamesTheFile() throws Exception {
-        Files.createSymbolicLink(host.path("full.jsonl"), Path.of("/dev/full"));
-        String text = host.refusal(host.writer("full.jsonl", Host.POINT));
-        assertTrue(text, text.contains("full.jsonl: cannot be written"));
-        assertTrue(text, text.contains("No space left"));
     }
 
     @Test
