@@ -32,7 +32,7 @@ ROOMS = {
     "api": Room(("java/ferrion-adapter",), (r" java-units\.",),
                 (r" kit\.", r" bridge\.(Threads|Bridge.Cases)")),
     "kit": Room(("java/ferrion-kit",), (r" kit\.",),
-                (r" file-adapter\.\w+Test$", r" sql\.\w+Test$")),
+                (r" file-adapter\.\w+Test$", r" sql\.\w+Test$", FERRY[0])),
 }
 
 # How many of a folder's branches are to be taken: 90 %, but for the bridge, whose every gap has its

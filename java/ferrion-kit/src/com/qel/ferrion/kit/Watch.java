@@ -94,7 +94,6 @@ public final class Watch {
                 thread.setDaemon(true);
                 return thread;
             });
-            executor.prestartCoreThread();
             executor.setRemoveOnCancelPolicy(true);
         }
         Task task = new Task(look);

@@ -1,6 +1,7 @@
 package com.qel.ferrion.kit;
 
 import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.subscription.SampleInfo;
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
@@ -10,6 +11,7 @@ import com.qel.ferrion.adapter.infrastructure.Version;
 import com.qel.ferrion.kit.AdapterSettings.Role;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Objects;
 import java.util.Properties;
 import java.util.concurrent.Semaphore;
 
@@ -40,18 +42,35 @@ public final class Echo extends AdapterBase {
 
     @Override
     protected ConnectionBase connect(String name, Settings settings) throws Exception {
+        Objects.requireNonNull(settings());
         return new Link();
     }
 
     /** Every call passes here. */
     private static final class Link extends DiscoveryConnectionBase {
+        boolean is(String fault) {
+            return settings().get(FAULT).equals(fault);
+        }
+
         void pass(String call) throws Exception {
             if (Thread.currentThread().getContextClassLoader() != Echo.class.getClassLoader()) {
                 throw new AssertionError(call + " without context class loader");
             }
-            if (settings().get(FAULT).equals(call)) {
+            if (is(call)) {
                 throw new java.io.IOException("as told");
             }
+        }
+
+        /** Begins a reader or writer. */
+        void begin(String call, Stream stream) throws Exception {
+            pass(call);
+            Objects.requireNonNull(stream.session());
+            open++;
+        }
+
+        void end(String call) throws Exception {
+            open--;
+            pass(call);
         }
 
         @Override
@@ -60,10 +79,9 @@ public final class Echo extends AdapterBase {
             last = getInputStreamDiscoveryReader();
             pass("opened");
             for (int i = 0; i < 40; i++) {
-                getInputStreamDiscoveryReader().announce(
-                        new StreamInfo("s" + i, new TypeInfo(null, null), false));
+                last.announce(new StreamInfo("s" + i, new TypeInfo(null, null), false));
             }
-            getInputStreamDiscoveryReader().dispose("s7");
+            last.dispose("s7");
         }
 
         @Override
@@ -84,15 +102,13 @@ public final class Echo extends AdapterBase {
 
         @Override
         protected void release() throws Exception {
-            open--;
-            pass("release");
+            end("release");
         }
 
         @Override
         protected ReaderBase openReader(Stream stream) throws Exception {
-            pass("openReader");
+            begin("openReader", stream);
             heard = stream.listener;
-            open++;
             return new ReaderBase(stream) {
                 @Override
                 protected void fill(List<Object> samples, List<Object> infos) throws Exception {
@@ -103,14 +119,17 @@ public final class Echo extends AdapterBase {
                         samples.add(next);
                         limit.add(next == null ? 0 : next.size());
                     }
-                    if (Link.this.settings().get(FAULT).equals("lend")) {
+                    if (is("lend")) {
                         samples.add("no sample");
                     }
+                    if (is("inform")) {
+                        infos.add(new SampleInfo());
+                    }
                     pass("fill");
-                    if (Link.this.settings().get(FAULT).equals("bad")) {
+                    if (is("bad")) {
                         throw new BadSamplesException("two rows", 2);
                     }
-                    if (Link.this.settings().get(FAULT).equals("heap")) {
+                    if (is("heap")) {
                         throw new OutOfMemoryError("no room");
                     }
                 }
@@ -128,23 +147,21 @@ public final class Echo extends AdapterBase {
 
                 @Override
                 protected void release() throws Exception {
-                    open--;
-                    if (Link.this.settings().get(FAULT).equals("thread")) {
+                    if (is("thread")) {
                         new Thread(LEFT::acquireUninterruptibly, "left").start();
                     }
-                    pass("releaseReader");
+                    Link.this.end("releaseReader");
                 }
             };
         }
 
         @Override
         protected WriterBase openWriter(Stream stream) throws Exception {
-            pass("openWriter");
-            open++;
+            begin("openWriter", stream);
             return new WriterBase(stream) {
                 @Override
                 protected int store(List<Object> samples, List<Object> infos) throws Exception {
-                    if (Link.this.settings().get(FAULT).equals("keep")) {
+                    if (is("keep")) {
                         samples.forEach(sample -> KEPT.add((DynamicData) sample));
                     } else {
                         Sample.copies(samples, infos).forEach(sample -> KEPT.add(sample.data()));
@@ -160,8 +177,7 @@ public final class Echo extends AdapterBase {
 
                 @Override
                 protected void release() throws Exception {
-                    open--;
-                    pass("releaseWriter");
+                    Link.this.end("releaseWriter");
                 }
             };
         }

@@ -126,10 +126,13 @@ public class HarnessTest {
 
     @Test
     public void whatWouldEndTheProcessIsTakenOut() throws Exception {
-        try (TestHost host = new TestHost(Echo.class)) {
-            TestHost.Reader reader = host.connect("c", "fault", "lend").reader("s", TYPE);
-            assertEquals(1, reader.read().size());
-            assertTrue(host.takeFailures().get(0).getMessage().contains("java.lang.String"));
+        for (String[] one : new String[][] {{"lend", "1", "a java.lang.String, not"},
+            {"inform", "0", "1 informations about 0 samples"}}) {
+            try (TestHost host = new TestHost(Echo.class)) {
+                TestHost.Reader reader = host.connect("c", "fault", one[0]).reader("s", TYPE);
+                assertEquals(one[1], "" + reader.read().size());
+                assertTrue(host.takeFailures().get(0).getMessage().contains(one[2]));
+            }
         }
     }
 
@@ -141,6 +144,8 @@ public class HarnessTest {
             try (TestHost host = new TestHost(Echo.class, (String[]) null)) {
                 TestHost.Link link = host.connect("c");
                 link.writer("s", TYPE).write(points(5));
+                assertThrows(SettingsException.class,
+                        () -> link.reader("s", TYPE, "batch", "0", "batch_bytes", "1"));
                 TestHost.Reader reader = link.reader("s", TYPE, "batch", one[0]);
                 reader.update("batch_bytes", one[1]);
                 StringBuilder sizes = new StringBuilder();
@@ -214,10 +219,12 @@ public class HarnessTest {
     @Test
     public void whatIsLeftBehindIsFound() throws Exception {
         TestHost host = new TestHost(Echo.class);
-        host.connect("c", "fault", "thread").reader("s", TYPE).delete();
+        TestHost.Link link = host.connect("c", "fault", "thread");
+        link.reader("s", TYPE).delete();
+        link.reader("s", TYPE).delete();
         Echo.heard.onDataAvailable(null);
         String text = assertThrows(AssertionError.class, host::close).getMessage();
-        Echo.LEFT.release();
+        Echo.LEFT.release(2);
         assertTrue(text, text.contains("a signal after the deletion")
                 && text.contains("left") && text.contains("no daemon"));
     }
