@@ -1,6 +1,5 @@
 // Native samples and records that the Java unit tests hold against Java objects. Errors come back
 // as return codes.
-#include <array>
 #include <string>
 
 #include <jni.h>
@@ -30,32 +29,8 @@ std::string bytesOf(JNIEnv *env, jbyteArray array)
     return bytes;
 }
 
-constexpr jsize INFO_FIELDS = 20;
-
-// The fields of a record by name, in one order for both directions.
-template<typename Visit> void visitInfo(DDS_SampleInfo &info, Visit visit)
-{
-    visit(info.sample_state);
-    visit(info.view_state);
-    visit(info.instance_state);
-    visit(info.valid_data);
-    visit(info.source_timestamp.sec);
-    visit(info.source_timestamp.nanosec);
-    visit(info.reception_timestamp.sec);
-    visit(info.reception_timestamp.nanosec);
-    visit(info.instance_handle.keyHash[0]);
-    visit(info.instance_handle.keyHash[15]);
-    visit(info.instance_handle.isValid);
-    visit(info.publication_handle.keyHash[15]);
-    visit(info.publication_handle.isValid);
-    visit(info.disposed_generation_count);
-    visit(info.no_writers_generation_count);
-    visit(info.sample_rank);
-    visit(info.generation_rank);
-    visit(info.absolute_generation_rank);
-    visit(info.publication_sequence_number.high);
-    visit(info.publication_sequence_number.low);
-}
+// A record as it lies in memory.
+constexpr jsize INFO_WORDS = sizeof(DDS_SampleInfo) / sizeof(jint);
 
 } // namespace
 
@@ -113,26 +88,18 @@ PEER(jint, setNumber, jlong data, jbyteArray path, jint kind, jlong bits)
                                                                   static_cast<uint64_t>(bits));
 }
 
-PEER(jlong, createInfo, jlongArray values)
+PEER(jlong, createInfo, jintArray words)
 {
-    std::array<jlong, INFO_FIELDS> fields{};
-    env->GetLongArrayRegion(values, 0, INFO_FIELDS, fields.data());
     auto *info = new DDS_SampleInfo();
-    size_t next = 0;
-    visitInfo(*info, [&](auto &field) {
-        field = static_cast<std::remove_reference_t<decltype(field)>>(fields[next++]);
-    });
+    env->GetIntArrayRegion(words, 0, INFO_WORDS, reinterpret_cast<jint *>(info));
     return reinterpret_cast<jlong>(info);
 }
 
-PEER(jlongArray, takeInfo, jlong address)
+PEER(jintArray, takeInfo, jlong address)
 {
-    auto *info = reinterpret_cast<DDS_SampleInfo *>(address);
-    std::array<jlong, INFO_FIELDS> fields{};
-    size_t next = 0;
-    visitInfo(*info, [&](const auto &field) { fields[next++] = static_cast<jlong>(field); });
-    delete info;
-    const jlongArray values = env->NewLongArray(INFO_FIELDS);
-    env->SetLongArrayRegion(values, 0, INFO_FIELDS, fields.data());
-    return values;
+    const auto *info = reinterpret_cast<const jint *>(address);
+    const jintArray words = env->NewIntArray(INFO_WORDS);
+    env->SetIntArrayRegion(words, 0, INFO_WORDS, info);
+    delete reinterpret_cast<DDS_SampleInfo *>(address);
+    return words;
 }

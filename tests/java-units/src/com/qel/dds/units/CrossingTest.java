@@ -13,6 +13,7 @@ import com.qel.dds.dynamicdata.DynamicDataProperty_t;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.subscription.SampleInfoHelper;
 import com.qel.dds.typecode.TypeCode;
+import java.util.stream.IntStream;
 import org.junit.Test;
 
 /** Samples and sample infos between Java and native. */
@@ -101,29 +102,33 @@ public class CrossingTest {
         }
     }
 
-    /** Every field another value, so that none can stand for another. */
+    /** Every word another value, so that none can stand for another. */
     @Test
     public void everyFieldOfASampleInfoCrosses() {
-        long[] fields = {101, 102, 103, 0, 105, 106, 107, 108, 9, 10, 1, 12, 0, 114, 115, 116, 117,
-            118, -119, 0xF0000000L};
+        int[] words = IntStream.range(101, 128).toArray();
+        words[3] = 0;           // no data
+        words[13] = 1;          // the instance's handle is valid,
+        words[19] = 0;          // the writer's is not
+        words[25] = -119;
+        words[26] = 0xF0000000; // not to be taken for a negative number
         SampleInfo info = new SampleInfo();
-        long record = Peer.createInfo(fields);
+        long record = Peer.createInfo(words);
         SampleInfoHelper.pull_from_nativeI(info, record);
         Peer.takeInfo(record);
         assertEquals(103, info.instance_state);
         assertFalse(info.valid_data);
         assertEquals(106, info.source_timestamp.nanosec);
-        assertEquals(9, info.instance_handle.keyHash[0]);
+        assertEquals(109, info.instance_handle.keyHash[0]);
         assertTrue(info.instance_handle.isValid && !info.publication_handle.isValid);
         assertEquals((-119L << 32) + 0xF0000000L, info.publication_sequence_number);
         SampleInfo copy = new SampleInfo();
         copy.copyFrom(info);
-        long target = Peer.createInfo(new long[20]);
+        long target = Peer.createInfo(new int[27]);
         SampleInfoHelper.push_to_nativeI(copy, target);
-        assertArrayEquals(fields, Peer.takeInfo(target));
+        assertArrayEquals(words, Peer.takeInfo(target));
 
         copy.valid_data = true;
-        long valid = Peer.createInfo(fields);
+        long valid = Peer.createInfo(words);
         SampleInfoHelper.push_to_nativeI(copy, valid);
         assertEquals(1, Peer.takeInfo(valid)[3]);
         copy.clear();

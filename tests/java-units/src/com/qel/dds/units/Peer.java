@@ -77,9 +77,9 @@ final class Peer implements AutoCloseable {
 
     private static native int setNumber(long data, byte[] path, int kind, long bits);
 
-    /** A new native sample info with these fields, in the order of the native code. */
-    static native long createInfo(long[] fields);
+    /** A new native sample info, which has these words. */
+    static native long createInfo(int[] words);
 
-    /** The fields of a native sample info, which is deleted. */
-    static native long[] takeInfo(long info);
+    /** The words of a native sample info, which is deleted. */
+    static native int[] takeInfo(long info);
 }

@@ -7,6 +7,7 @@ import com.qel.dds.dynamicdata.MemberPath;
 import com.qel.dds.typecode.Kind;
 import com.qel.dds.typecode.TypeCode;
 import java.util.Random;
+import java.util.function.Supplier;
 import java.util.stream.Collectors;
 
 /** Changes a Java sample and a native one at random places in the same way. */
@@ -58,50 +59,44 @@ final class RandomWalk {
 
     private boolean resize(String path) {
         int count = random.nextInt(7);
-        return attempt(path, "length " + count, () -> java.setLength(path, count),
-                peer.setNumber(path, Kind.SEQUENCE, count)) && expect(count, java.getLength(path));
+        return both(path, count, peer.setNumber(path, Kind.SEQUENCE, count),
+                () -> java.setLength(path, count), () -> java.getLength(path));
     }
 
     private boolean set(String path, TypeCode type) {
         MemberPath place = MemberPath.of(java.type(), path);
-        switch (type.kind()) {
+        Kind kind = type.kind();
+        long bits = kind == Kind.ENUM
+                ? type.enumerators().get(random.nextInt(type.enumerators().size())).value()
+                : random.nextLong();
+        float number = (float) random.nextGaussian();
+        switch (kind) {
         case STRING:
             String text = random.ints(random.nextInt(6), 0, PIECES.length)
                     .mapToObj(i -> PIECES[i]).collect(Collectors.joining());
-            return attempt(path, text, () -> java.setString(path, text),
-                    peer.setString(path, text)) && expect(text, java.getString(place));
+            return both(path, text, peer.setString(path, text),
+                    () -> java.setString(path, text), () -> java.getString(place));
         case FLOAT:
         case DOUBLE:
-            float number = (float) random.nextGaussian();
-            return attempt(path, number, () -> java.setDouble(place, number),
-                    peer.setNumber(path, type.kind(), type.kind() == Kind.FLOAT
-                            ? Float.floatToIntBits(number) : Double.doubleToLongBits(number)))
-                    && expect((double) number, java.getDouble(path));
+            return both(path, (double) number, peer.setNumber(path, kind, kind == Kind.FLOAT
+                    ? Float.floatToIntBits(number) : Double.doubleToLongBits(number)),
+                    () -> java.setDouble(place, number), () -> java.getDouble(path));
         case BOOLEAN:
-            boolean flag = random.nextBoolean();
-            return attempt(path, flag, () -> java.setBoolean(place, flag),
-                    peer.setNumber(path, type.kind(), flag ? 1 : 0))
-                    && expect(flag, java.getBoolean(path));
+            return both(path, bits > 0, peer.setNumber(path, kind, bits > 0 ? 1 : 0),
+                    () -> java.setBoolean(place, bits > 0), () -> java.getBoolean(path));
         case CHAR:
-            char character = (char) random.nextInt(256);
-            return attempt(path, character, () -> java.setChar(path, character),
-                    peer.setNumber(path, type.kind(), character))
-                    && expect(character, java.getChar(place));
+            char character = (char) (bits & 0xFF);
+            return both(path, character, peer.setNumber(path, kind, character),
+                    () -> java.setChar(path, character), () -> java.getChar(place));
         default:
-            long value = integer(type);
-            return attempt(path, value, () -> java.setLong(place, value),
-                    peer.setNumber(path, type.kind(), value))
-                    && expect(value, java.getLong(path));
+            long value = fitted(kind, bits);
+            return both(path, value, peer.setNumber(path, kind, value),
+                    () -> java.setLong(place, value), () -> java.getLong(path));
         }
     }
 
-    private long integer(TypeCode type) {
-        if (type.kind() == Kind.ENUM) {
-            var all = type.enumerators();
-            return all.get(random.nextInt(all.size())).value();
-        }
-        long bits = random.nextLong();
-        return switch (type.kind()) {
+    private static long fitted(Kind kind, long bits) {
+        return switch (kind) {
             case OCTET -> bits & 0xFF;
             case INT8 -> (byte) bits;
             case SHORT -> (short) bits;
@@ -112,20 +107,18 @@ final class RandomWalk {
         };
     }
 
-    private boolean attempt(String path, Object value, Runnable javaChange, boolean peerTook) {
+    /** Changes the Java sample as the native one has been changed. Says whether both took it. */
+    private boolean both(String path, Object value, boolean peerTook, Runnable change,
+            Supplier<Object> found) {
         last = path + " = " + value;
         boolean javaTook = true;
         try {
-            javaChange.run();
+            change.run();
+            assertEquals(last, value, found.get());
         } catch (IllegalArgumentException refused) {
             javaTook = false;
         }
         assertEquals(last + ": taken by one only; by Java", peerTook, javaTook);
         return javaTook;
-    }
-
-    private boolean expect(Object wanted, Object found) {
-        assertEquals(last, wanted, found);
-        return true;
     }
 }
