@@ -12,6 +12,7 @@ final class SampleBuffer {
     /** Longest array that every VM can make. */
     private static final int MAX_SAMPLE = Integer.MAX_VALUE - 8;
     private static final int CURSORS = 4;
+    private static final Cursor[] NONE = {};
     /** An array up to this length is kept whatever the sample holds. */
     private static final int KEPT = 1 << 14;
     /** A longer one is kept while the content it is used for takes this part of it. */
@@ -28,8 +29,11 @@ final class SampleBuffer {
     /** Starts of the root's members behind the first one of variable size; the first are known. */
     private final int[] index;
     private int indexed;
-    /** How far walks over elements of variable size got, for the outermost levels. */
-    private final Cursor[] cursors;
+    /**
+     * How far walks over elements of variable size got, for the outermost levels; none before the
+     * first such walk, as most samples never see one.
+     */
+    private Cursor[] cursors = NONE;
     /** Element counts of the sequences on the path walked last, by its steps. */
     private int[] counts = new int[CURSORS];
     private Relay relay;
@@ -47,10 +51,6 @@ final class SampleBuffer {
         int wanted = property.buffer_max_size;
         limit = wanted > 0 ? Math.min(wanted, MAX_SAMPLE) : MAX_SAMPLE;
         index = new int[root.members.length - root.offsets.length];
-        cursors = new Cursor[root.fixed ? 0 : CURSORS];
-        for (int i = 0; i < cursors.length; i++) {
-            cursors[i] = new Cursor();
-        }
         long needed = root.defaultSize(0);
         requireRoom(needed);
         initial = (int) Math.min(needed + property.buffer_initial_size, limit);
@@ -249,6 +249,10 @@ final class SampleBuffer {
     private long findElement(TypeLayout container, int depth, int element, long at) {
         if (container.element.fixed) {
             return container.element.skipDefaults(at, element);
+        }
+        if (cursors == NONE) {
+            cursors = new Cursor[CURSORS];
+            Arrays.setAll(cursors, i -> new Cursor());
         }
         Cursor cursor = cursors[depth % CURSORS];
         if (cursor.container != container || cursor.content != at || cursor.element > element) {

@@ -10,6 +10,8 @@ import java.util.List;
 
 /** What one attempt at a read has brought. */
 final class Batch {
+    /** When, by the clock that only goes forward. */
+    final long began = System.nanoTime();
     private final Query query;
     private final SamplePool pool;
     private final boolean nulls;
@@ -21,6 +23,7 @@ final class Batch {
     private int looked;
     private long bytes;
     private boolean stopped;
+    private boolean full;
     private List<Object> last;
 
     /**
@@ -96,6 +99,16 @@ final class Batch {
 
     long bytes() {
         return bytes;
+    }
+
+    /** @param reached whether it was its limit that ended the batch */
+    void endedFull(boolean reached) {
+        full = reached;
+    }
+
+    /** Whether rows may be left behind it that can be read. */
+    boolean hasMore() {
+        return full && !stopped;
     }
 
     /** Whether a bad row is in the way. */

@@ -25,7 +25,8 @@ import java.util.Map;
  * and only then the position moves, in memory and on the disk.
  *
  * <p>The database is asked only when there is reason to: at the start, behind a full batch, and
- * when the watching thread has seen a row.
+ * when the watching thread has seen a row. Behind a full batch the watching thread asks for the
+ * next one while the host has that.
  */
 final class SqlStreamReader extends ReaderBase {
     static final Setting<String> TABLE = Setting.text("table",
@@ -81,7 +82,7 @@ final class SqlStreamReader extends ReaderBase {
     private final Reports reports;
     private final Unordered unordered;
     private final Horizon horizon;
-    private final SamplePool pool;
+    private final ReadAhead ahead;
     private final SampleInfo info = new SampleInfo();
     private final SampleInfo ended = new SampleInfo();
     private Watch watch;
@@ -98,7 +99,8 @@ final class SqlStreamReader extends ReaderBase {
     private boolean stale;
     /** Most rows of a read: fewer than configured after some that memory was too small for. */
     private int most = Integer.MAX_VALUE;
-    /** Of the present loan: the position behind it, and whether rows may be left. */
+    /** Of the present loan: its samples, the position behind it, and whether rows may be left. */
+    private SamplePool pool;
     private List<Object> reached;
     private boolean more;
     /** Whether nothing has been read, so that no file has to be left. */
@@ -120,6 +122,7 @@ final class SqlStreamReader extends ReaderBase {
         }
         name = settings.has(TABLE) ? settings.get(TABLE) : stream.name();
         pool = new SamplePool(type);
+        ahead = new ReadAhead(new SamplePool(type));
         ended.valid_data = false;
         ended.instance_state = SampleInfo.NOT_ALIVE_DISPOSED_INSTANCE_STATE;
         reports = new Reports(settings.get(REPORT));
@@ -221,15 +224,22 @@ final class SqlStreamReader extends ReaderBase {
             return;
         }
         lent = true;
-        Batch batch = access.run(this::fetch, settings().get(RETRY),
-                database.dialect()::isPermanent);
+        Batch batch = ahead.take(position, settings());
+        if (batch != null) {
+            pool = ahead.exchange(pool);
+        } else {
+            batch = access.run(this::fetch, settings().get(RETRY),
+                    database.dialect()::isPermanent);
+        }
         for (int i = 0; i < batch.count(); i++) {
             samples.add(pool.get(i));
             infos.add(batch.isEnd(i) ? ended : info);
         }
         reached = batch.last();
         stopped = batch.isStopped();
+        more = batch.hasMore();
         due = more;
+        readAhead();
         batch.bad().forEach(text -> reports.add(text, 1));
         if (stopped) {
             reports.add(settings().owner() + " stops here", 0);
@@ -238,21 +248,46 @@ final class SqlStreamReader extends ReaderBase {
         reports.tell(!more);
     }
 
+    /** Fetches what is behind the loan, if memory has sufficed for whole batches. */
+    private void readAhead() {
+        Settings with = settings();
+        int limit = with.get(BatchLimit.SAMPLES);
+        if (!more || most < limit) {
+            ahead.end();
+            return;
+        }
+        Query bound = query;
+        List<Object> from = reached;
+        ahead.begin(watch, from, with, () -> access.once(link -> {
+            try {
+                return fetch(bound, link, from, limit, ahead.pool());
+            } catch (SQLException e) {
+                judge(e);
+                throw e;
+            }
+        }));
+    }
+
+    private void judge(SQLException failure) {
+        stale |= database.dialect().isPermanent(failure) || database.dialect().isOutdated(failure);
+    }
+
     private Batch fetch(Link link) throws SQLException, AdapterException {
         int limit = Math.min(most, settings().get(BatchLimit.SAMPLES));
         try {
-            Batch batch = fetch(bind(link), link, limit);
+            Batch batch = fetch(bind(link), link, position, limit, pool);
             most = (int) Math.min(2L * Math.max(most, 1), Integer.MAX_VALUE);
             return batch;
         } catch (OutOfMemoryError e) {
             pool.release();
+            ahead.end();
             if (limit == 1) {
                 throw new OutOfHeapException("a row of " + query.table.source, e);
             }
             most = limit / 4 + 1;
             throw new SQLException("memory does not suffice for " + limit + " rows", e);
         } catch (SQLException e) {
-            stale |= database.dialect().isPermanent(e) || database.dialect().isOutdated(e);
+            judge(e);
             if (database.dialect().isTooLarge(e)) {
                 pool.release();
                 most = limit / 4 + 1;
@@ -262,32 +297,33 @@ final class SqlStreamReader extends ReaderBase {
     }
 
     /**
-     * Reads up to a batch of rows into the pool. Where positions are not unique a batch goes on to
+     * Reads up to a batch of rows behind a position. Where positions are not unique a batch goes on to
      * the end of those rows that have its last one's, however many they are.
      */
-    private Batch fetch(Query bound, Link link, int limit) throws SQLException {
-        Batch batch = new Batch(bound, pool, settings().get(NULLS) == Nulls.DEFAULT,
+    private Batch fetch(Query bound, Link link, List<Object> from, int limit, SamplePool into)
+            throws SQLException {
+        Batch batch = new Batch(bound, into, settings().get(NULLS) == Nulls.DEFAULT,
                 settings().get(ON_BAD_ROW) == OnBadRow.STOP);
         int bytes = settings().get(BatchLimit.BYTES);
         List<Object> settled = horizon.end();
-        more = false;
         if (horizon.hidesAll()) {
             return batch;
         }
+        boolean full;
         if (bound.unique) {
-            try (ResultSet rows = bound.rows(link, position, settled, limit, bytes)) {
+            try (ResultSet rows = bound.rows(link, from, settled, limit, bytes)) {
                 batch.addAll(rows, limit, bytes);
             }
-            more = batch.looked() == limit || batch.bytes() >= bytes;
+            full = batch.looked() == limit || batch.bytes() >= bytes;
         } else {
-            List<Object> end = bound.end(link, position, settled, limit, bytes);
-            try (ResultSet rows = bound.rows(link, position, end == null ? settled : end)) {
+            List<Object> end = bound.end(link, from, settled, limit, bytes);
+            try (ResultSet rows = bound.rows(link, from, end == null ? settled : end)) {
                 batch.addAll(rows, Integer.MAX_VALUE, Long.MAX_VALUE);
             }
-            more = end != null;
+            full = end != null;
         }
-        more &= !batch.isStopped();
-        if (!more) {
+        batch.endedFull(full);
+        if (!batch.hasMore()) {
             unordered.look(bound, link);
         }
         return batch;
@@ -313,6 +349,7 @@ final class SqlStreamReader extends ReaderBase {
         List<Object> now = reached;
         reached = null;
         pool.returned();
+        ahead.returned();
         if (now != null) {
             position = now;
             try {
@@ -336,6 +373,7 @@ final class SqlStreamReader extends ReaderBase {
         if (task != null) {
             task.cancel();
         }
+        ahead.cancel();
         String untold = reports.take();
         if (!untold.isEmpty()) {
             Access.LOG.log(Level.WARNING, untold);

@@ -87,6 +87,24 @@ public class ReadTest {
         return seen;
     }
 
+    /** What was fetched beforehand is given up when rows or settings can have come in between. */
+    @Test
+    public void readingAheadHidesNothing() throws Exception {
+        rig.sql("DROP TABLE IF EXISTS gaps", "CREATE TABLE gaps (id INT PRIMARY KEY, t INT)",
+                "INSERT INTO gaps VALUES (10, 1), (20, 1), (30, 1), (40, NULL), (50, 1)");
+        StreamReader reader = rig.reader("gaps", ROW, "batch", "1", "report", "0s");
+        assertEquals(10, rig.read(reader, false).get(0).getInt("id"));
+        Thread.sleep(1100);
+        rig.sql("INSERT INTO gaps VALUES (15, 1)");
+        for (int id : new int[] {15, 20}) {
+            assertEquals(id, rig.read(reader, false).get(0).getInt("id"));
+        }
+        reader.update(Rig.properties("batch", "2", "poll", "10ms", "report", "0s"));
+        assertEquals(1, rig.read(reader, false).size());
+        assertEquals(1, rig.bad);
+        assertEquals(50, rig.read(reader, false).get(0).getInt("id"));
+    }
+
     /** A position goes through a file, and which ones are equal only the database knows. */
     @Test
     public void anyTypeCanBeTheOrder() throws Exception {

@@ -72,7 +72,7 @@ public class TroubleTest {
     public void aChangedTableIsTold() throws Exception {
         rig.sql("DROP TABLE IF EXISTS changing",
                 "CREATE TABLE changing (id INTEGER PRIMARY KEY, v TEXT)",
-                "INSERT INTO changing VALUES (1, 'a'), (2, 'b'), (3, 'c')");
+                "INSERT INTO changing VALUES (1, 'a'), (2, 'b'), (3, 'c'), (4, 'd'), (5, 'e')");
         StreamReader reader = rig.reader("changing", ROW, "batch", "1");
         StreamWriter writer = rig.writer("changing", ROW, "mode", "upsert", "on_dispose", "delete",
                 "retry_for", "1ms");
@@ -80,14 +80,17 @@ public class TroubleTest {
         assertEquals("a", rig.read(reader, false).get(0).getString("v"));
         for (String column : new String[] {"v", "id"}) {
             rig.sql("ALTER TABLE changing RENAME COLUMN " + column + " TO other");
+            for (DynamicData ahead : rig.read(reader, false)) { // Of before, if it was quick.
+                assertEquals(ahead.getInt("id"), ahead.getString("v").charAt(0) - 'a' + 1);
+            }
             for (int i = 0; i < 3; i++) {
                 assertEquals(List.of(), rig.read(reader, false));
             }
-            assertTrue(rig.errors.toString(), rig.errors.get(2).contains("\"changing\" has "
+            assertTrue(rig.errors.toString(), rig.errors.get(rig.errors.size() - 1).contains("\"changing\" has "
                     + "changed: " + (column.equals("v") ? "it no longer has a column for member "
                     + "'v', which was 'v'" : "its rows are in the order of other instead of id")));
             rig.errors.clear();
-            DynamicData sample = row(4, "d");
+            DynamicData sample = row(6, "f");
             List<DynamicData> ends = column.equals("v") ? List.of() : List.of(sample);
             assertThrows(AdapterException.class, () -> Rig.write(writer, List.of(sample), ends));
             String text = assertThrows(AdapterException.class,
