@@ -1,6 +1,7 @@
 package com.qel.ferrion.adapters.sql;
 
 import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.SamplePool;
 import java.sql.ResultSet;
 import java.sql.SQLException;
@@ -12,6 +13,8 @@ import java.util.List;
 final class Batch {
     /** When, by the clock that only goes forward. */
     final long began = System.nanoTime();
+    /** Whose rows these are. */
+    final Sequence sequence;
     private final Query query;
     private final SamplePool pool;
     private final boolean nulls;
@@ -23,14 +26,15 @@ final class Batch {
     private int looked;
     private long bytes;
     private boolean stopped;
-    private boolean full;
+    private boolean more;
     private List<Object> last;
 
     /**
      * @param nulls whether NULL stands for a member's default
      * @param stopAtBad whether a bad row is not passed over
      */
-    Batch(Query query, SamplePool pool, boolean nulls, boolean stopAtBad) {
+    Batch(Sequence sequence, Query query, SamplePool pool, boolean nulls, boolean stopAtBad) {
+        this.sequence = sequence;
         this.measured = query.measured && query.unique;
         this.query = query;
         this.pool = pool;
@@ -101,14 +105,19 @@ final class Batch {
         return bytes;
     }
 
-    /** @param reached whether it was its limit that ended the batch */
-    void endedFull(boolean reached) {
-        full = reached;
+    /** Whether there were no rows. */
+    boolean isEmpty() {
+        return looked == 0 && !stopped;
     }
 
-    /** Whether rows may be left behind it that can be read. */
+    /** @param left whether rows may be left that are to be read behind these */
+    void end(boolean left) {
+        more = left;
+    }
+
+    /** Whether rows may be left that can be read. */
     boolean hasMore() {
-        return full && !stopped;
+        return more && !stopped;
     }
 
     /** Whether a bad row is in the way. */
@@ -119,6 +128,13 @@ final class Batch {
     /** The bad rows, each in one line. */
     List<String> bad() {
         return bad;
+    }
+
+    /** Moves the sequence behind the rows, if there were any. */
+    void acknowledge() throws AdapterException {
+        if (last != null) {
+            sequence.moveTo(last, query.order);
+        }
     }
 
     /** The position of the last row taken; null when there was none. */

@@ -30,11 +30,13 @@ final class Query {
 
     final Table table;
     /** In the order of the select list, from the first on. */
-    final List<Cell> cells = new ArrayList<>();
+    final List<Cell> cells;
     /** Names of the columns that give rows their order; their values are a position. */
     final List<String> order;
     /** Whether no two rows have the same position. */
     final boolean unique;
+    /** The rows that NULL leaves without a place in the order, by their key; null if not read. */
+    final Query rest;
     /** Whether the database itself ends a batch at its bytes, and {@link #bytes} says at which. */
     final boolean measured;
     private final String mark = Statements.mark();
@@ -48,7 +50,7 @@ final class Query {
     private final String size;
     private final String ordered;
     private final String backwards;
-    private final String noNulls;
+    private final String condition;
     private final String after;
     private final String upTo;
     private final String nulls;
@@ -58,13 +60,11 @@ final class Query {
      *
      * @throws AdapterException when there is no order, or the type does not go with the table
      */
-    Query(Table table, Dialect dialect, TypeCode type, Settings settings)
+    static Query of(Table table, Dialect dialect, TypeCode type, Settings settings)
             throws AdapterException {
-        this.table = table;
-        this.dialect = dialect;
-        bindMembers(type, settings);
+        List<Cell> cells = cells(table, dialect, type, settings);
         String mark = settings.get(SqlStreamReader.DELETED);
-        deleted = mark == null ? null : table.named(mark);
+        Column deleted = mark == null ? null : table.named(mark);
         if (deleted != null && cells.stream().noneMatch(cell -> cell.field.key)) {
             throw new AdapterException("property 'deleted_column': the stream's type has no key "
                     + "that says which instance has ended");
@@ -75,14 +75,47 @@ final class Query {
                 columns.add(table.named(name.strip()));
             }
         }
+        Set<Column> key = new LinkedHashSet<>();
         for (String name : table.key) {
-            columns.add(table.named(name));
+            key.add(table.named(name));
         }
+        columns.addAll(key);
         if (columns.isEmpty()) {
             throw new AdapterException(table.source + " has no primary key"
                     + (table.isTable ? ", and " + dialect.withoutKey() : "") + ": property "
                     + "'order_by' has to name the columns that give its rows an order");
         }
+        List<Column> empty = columns.stream()
+                .filter(column -> !key.contains(column) && table.mayBeNull(column)).toList();
+        Query rest = null;
+        if (settings.get(SqlStreamReader.ORDER_NULLS) == OrderNulls.LAST && !empty.isEmpty()) {
+            if (key.isEmpty()) {
+                throw new AdapterException("property 'order_nulls': " + table.source + " has no "
+                        + "primary key in whose order rows could be read that have NULL in "
+                        + join(empty, Column::name));
+            }
+            // One column that is NULL for all of them is no other order, but that of an index.
+            Set<Column> order = new LinkedHashSet<>(empty.size() == 1 ? empty : List.of());
+            order.addAll(key);
+            rest = new Query(table, dialect, cells, deleted, key, order, "("
+                    + String.join(" OR ", empty.stream().map(each -> place(each) + " IS NULL")
+                            .toList()) + ") AND ", null);
+        }
+        return new Query(table, dialect, cells, deleted, columns, columns, "", rest);
+    }
+
+    /**
+     * @param columns whose values are a position
+     * @param sorted the columns for the database to sort by, with the same result
+     * @param filter what else is asked of rows
+     */
+    private Query(Table table, Dialect dialect, List<Cell> cells, Column deleted,
+            Set<Column> columns, Set<Column> sorted, String filter, Query rest) {
+        this.table = table;
+        this.dialect = dialect;
+        this.cells = cells;
+        this.deleted = deleted;
+        this.rest = rest;
         order = columns.stream().map(Column::name).toList();
         unique = !table.key.isEmpty();
 
@@ -91,10 +124,11 @@ final class Query {
         String values = "(" + "?, ".repeat(order.size() - 1) + "?)";
         after = " AND " + row + " > " + values;
         upTo = " AND " + row + " <= " + values;
-        ordered = " ORDER BY " + String.join(", ", places);
-        backwards = " ORDER BY " + join(places, place -> place + " DESC");
-        noNulls = places.stream().map(place -> place + " IS NOT NULL")
+        ordered = " ORDER BY " + join(sorted, Query::place);
+        backwards = " ORDER BY " + join(sorted, each -> place(each) + " DESC");
+        String noNulls = places.stream().map(place -> place + " IS NOT NULL")
                 .collect(Collectors.joining(" AND "));
+        condition = filter + noNulls;
         nulls = columns.stream().noneMatch(table::mayBeNull) ? null
                 : "SELECT count(*) FROM " + table.from + " WHERE NOT (" + noNulls + ")";
         exact = positionItems(places);
@@ -111,11 +145,13 @@ final class Query {
         measured = dialect.isEager() && !sizes.isEmpty();
     }
 
-    private void bindMembers(TypeCode type, Settings settings) throws AdapterException {
+    private static List<Cell> cells(Table table, Dialect dialect, TypeCode type, Settings settings)
+            throws AdapterException {
         List<Field> fields = Field.of(type);
         Map<String, String> given = settings.get(SqlStreamReader.COLUMNS);
         Table.checkMembers(fields, given.keySet());
         Map<Field, Column> bound = table.bind(fields, given, dialect);
+        List<Cell> cells = new ArrayList<>();
         bound.forEach((field, column) -> cells.add(new Cell(field, column, dialect,
                 settings.get(SqlStreamReader.UNIT))));
         String without = fields.stream().filter(field -> !bound.containsKey(field))
@@ -127,6 +163,7 @@ final class Query {
             Access.LOG.log(Level.INFO, settings.owner()
                     + ": members without a column keep their default: " + without);
         }
+        return cells;
     }
 
     private static String place(Column column) {
@@ -167,7 +204,7 @@ final class Query {
 
     /** The rows between two positions, both of which may be null. */
     private String from(String selected, List<Object> position, List<Object> end) {
-        return "SELECT " + selected + " FROM " + table.from + " WHERE " + noNulls
+        return "SELECT " + selected + " FROM " + table.from + " WHERE " + condition
                 + (position == null ? "" : after) + (end == null ? "" : upTo);
     }
 
@@ -256,7 +293,12 @@ final class Query {
         return from("1", position, end) + ordered + " LIMIT 1";
     }
 
-    /** How many rows have no place in the order, and so are never read. */
+    /** What the rows that are never read have no place in the order of. */
+    Query counted() {
+        return rest != null ? rest : this;
+    }
+
+    /** How many rows have no place in the order. */
     long withoutOrder(Link link) throws SQLException {
         if (nulls == null) {
             return 0;

@@ -54,6 +54,9 @@ final class SqlStreamReader extends ReaderBase {
     private static final Setting<Duration> COUNT_NULLS = Setting.duration("count_nulls",
             Duration.ofMillis(1), Duration.ofHours(24), "least time between two counts of rows "
             + "that have NULL in an order column").defaultTo(Duration.ofHours(1));
+    static final Setting<OrderNulls> ORDER_NULLS = Setting.choice("order_nulls", OrderNulls.class,
+            "whether rows that have NULL in an order column are only counted, or read last, in "
+            + "the order of the primary key").defaultTo(OrderNulls.COUNT);
     private static final Setting<Duration> SETTLE = Setting.duration("settle", Duration.ZERO,
             Duration.ofHours(24), "how long the newest rows are held back, so that transactions "
             + "that are still open can put rows in front of them").defaultTo(Duration.ZERO);
@@ -67,7 +70,7 @@ final class SqlStreamReader extends ReaderBase {
             Duration.ofHours(24), "how long a read tries to reach the database; 0s is for ever")
             .defaultTo(Duration.ofSeconds(2)).changeable();
     static final Setting<?>[] SETTINGS = {TABLE, QUERY, ORDER, POSITION, POLL, BatchLimit.SAMPLES,
-            BatchLimit.BYTES, NULLS, ON_BAD_ROW, REPORT, COUNT_NULLS, SETTLE, DELETED, UNIT,
+            BatchLimit.BYTES, NULLS, ON_BAD_ROW, REPORT, COUNT_NULLS, ORDER_NULLS, SETTLE, DELETED, UNIT,
             COLUMNS, RETRY};
 
     private enum Nulls { REJECT, DEFAULT }
@@ -78,10 +81,12 @@ final class SqlStreamReader extends ReaderBase {
     private final TypeCode type;
     private final String name;
     private final Access access;
-    private final PositionFile file;
+    /** Of the rows that have a place in the order. */
+    private final Sequence placed;
+    /** Of those that have none, if they are read. */
+    private final Sequence unplaced;
     private final Reports reports;
     private final Unordered unordered;
-    private final Horizon horizon;
     private final ReadAhead ahead;
     private final SampleInfo info = new SampleInfo();
     private final SampleInfo ended = new SampleInfo();
@@ -90,7 +95,6 @@ final class SqlStreamReader extends ReaderBase {
     private Watch.Task task;
     /** What follows is shared with the watching thread, which only reads it, but for due. */
     private volatile Query query;
-    private volatile List<Object> position;
     private volatile boolean due = true;
     /** Whether rows behind the position are with the host: they are no news. */
     private volatile boolean lent;
@@ -99,9 +103,9 @@ final class SqlStreamReader extends ReaderBase {
     private boolean stale;
     /** Most rows of a read: fewer than configured after some that memory was too small for. */
     private int most = Integer.MAX_VALUE;
-    /** Of the present loan: its samples, the position behind it, and whether rows may be left. */
+    /** Of the present loan: its samples, and what they come from. */
     private SamplePool pool;
-    private List<Object> reached;
+    private Batch loan;
     private boolean more;
     /** Whether nothing has been read, so that no file has to be left. */
     private boolean traceless;
@@ -127,22 +131,29 @@ final class SqlStreamReader extends ReaderBase {
         ended.instance_state = SampleInfo.NOT_ALIVE_DISPOSED_INSTANCE_STATE;
         reports = new Reports(settings.get(REPORT));
         unordered = new Unordered(settings.get(COUNT_NULLS));
-        horizon = new Horizon(settings.get(SETTLE).toNanos());
         access = new Access(connections, database, Database.Use.READ, settings.owner(),
                 settings.has(QUERY) ? "the query" : "table '" + name + "'");
         String where = settings.has(POSITION) ? settings.get(POSITION)
                 : PositionFile.usual(database.label(), stream.name());
+        placed = sequence(settings, where);
         try {
-            file = where.equals("none") ? null : new PositionFile(Path.of(where));
-        } catch (AdapterException e) {
-            throw new AdapterException(settings.owner() + ": " + e.getMessage(), e);
-        }
-        try {
+            unplaced = settings.get(ORDER_NULLS) == OrderNulls.COUNT ? null
+                    : sequence(settings, where.equals("none") ? where : where + ".nulls");
             access.tryOnce(this::bind);
         } catch (AdapterException e) {
             traceless = true;
             release();
             throw e;
+        }
+    }
+
+    private static Sequence sequence(Settings settings, String where) throws AdapterException {
+        try {
+            return new Sequence(settings.owner(),
+                    where.equals("none") ? null : new PositionFile(Path.of(where)),
+                    settings.get(SETTLE).toNanos());
+        } catch (AdapterException e) {
+            throw new AdapterException(settings.owner() + ": " + e.getMessage(), e);
         }
     }
 
@@ -155,11 +166,13 @@ final class SqlStreamReader extends ReaderBase {
             if (table == null) {
                 throw Table.missing(link.connection, database.schema(), name);
             }
-            Query bound = new Query(table, database.dialect(), type, settings());
+            Query bound = Query.of(table, database.dialect(), type, settings());
             if (query != null) {
                 bound.requireLike(query);
-            } else {
-                position = file == null ? null : file.load(bound.order);
+            }
+            placed.load(bound.order);
+            if (bound.rest != null) {
+                unplaced.load(bound.rest.order);
             }
             query = bound;
             stale = false;
@@ -185,12 +198,11 @@ final class SqlStreamReader extends ReaderBase {
         try {
             Query now = query;
             if (!found && !lent && !stopped && now != null) {
-                List<Object> from = position;
                 found = own.once(link -> {
-                    unordered.look(now, link);
-                    horizon.look(now, link, from);
-                    return unordered.isNews()
-                            || (!horizon.hidesAll() && now.hasMore(link, from, horizon.end()));
+                    unordered.look(now.counted(), link);
+                    boolean more = placed.hasMore(now, link);
+                    more |= now.rest != null && unplaced.hasMore(now.rest, link);
+                    return more || unordered.isNews();
                 });
             }
         } catch (SQLException e) {
@@ -224,7 +236,7 @@ final class SqlStreamReader extends ReaderBase {
             return;
         }
         lent = true;
-        Batch batch = ahead.take(position, settings());
+        Batch batch = ahead.take(placed.position(), settings());
         if (batch != null) {
             pool = ahead.exchange(pool);
         } else {
@@ -235,7 +247,7 @@ final class SqlStreamReader extends ReaderBase {
             samples.add(pool.get(i));
             infos.add(batch.isEnd(i) ? ended : info);
         }
-        reached = batch.last();
+        loan = batch;
         stopped = batch.isStopped();
         more = batch.hasMore();
         due = more;
@@ -244,7 +256,7 @@ final class SqlStreamReader extends ReaderBase {
         if (stopped) {
             reports.add(settings().owner() + " stops here", 0);
         }
-        unordered.report(query, reports);
+        unordered.report(query.counted(), reports);
         reports.tell(!more);
     }
 
@@ -252,12 +264,12 @@ final class SqlStreamReader extends ReaderBase {
     private void readAhead() {
         Settings with = settings();
         int limit = with.get(BatchLimit.SAMPLES);
-        if (!more || most < limit) {
+        if (!more || most < limit || loan.sequence != placed) {
             ahead.end();
             return;
         }
         Query bound = query;
-        List<Object> from = reached;
+        List<Object> from = loan.last();
         ahead.begin(watch, from, with, () -> access.once(link -> {
             try {
                 return fetch(bound, link, from, limit, ahead.pool());
@@ -275,7 +287,7 @@ final class SqlStreamReader extends ReaderBase {
     private Batch fetch(Link link) throws SQLException, AdapterException {
         int limit = Math.min(most, settings().get(BatchLimit.SAMPLES));
         try {
-            Batch batch = fetch(bind(link), link, position, limit, pool);
+            Batch batch = fetch(bind(link), link, placed.position(), limit, pool);
             most = (int) Math.min(2L * Math.max(most, 1), Integer.MAX_VALUE);
             return batch;
         } catch (OutOfMemoryError e) {
@@ -296,17 +308,30 @@ final class SqlStreamReader extends ReaderBase {
         }
     }
 
+    /** Reads behind a position; at the end of the order, those rows that have no place in it. */
+    private Batch fetch(Query bound, Link link, List<Object> from, int limit, SamplePool into)
+            throws SQLException {
+        Batch batch = fetch(bound, link, placed, from, limit, into);
+        if (batch.isEmpty() && bound.rest != null) {
+            batch = fetch(bound.rest, link, unplaced, unplaced.position(), limit, into);
+        }
+        if (!batch.hasMore()) {
+            unordered.look(bound.counted(), link);
+        }
+        return batch;
+    }
+
     /**
      * Reads up to a batch of rows behind a position. Where positions are not unique a batch goes on to
      * the end of those rows that have its last one's, however many they are.
      */
-    private Batch fetch(Query bound, Link link, List<Object> from, int limit, SamplePool into)
-            throws SQLException {
-        Batch batch = new Batch(bound, into, settings().get(NULLS) == Nulls.DEFAULT,
+    private Batch fetch(Query bound, Link link, Sequence sequence, List<Object> from, int limit,
+            SamplePool into) throws SQLException {
+        Batch batch = new Batch(sequence, bound, into, settings().get(NULLS) == Nulls.DEFAULT,
                 settings().get(ON_BAD_ROW) == OnBadRow.STOP);
         int bytes = settings().get(BatchLimit.BYTES);
-        List<Object> settled = horizon.end();
-        if (horizon.hidesAll()) {
+        List<Object> settled = sequence.horizon.end();
+        if (sequence.horizon.hidesAll()) {
             return batch;
         }
         boolean full;
@@ -322,10 +347,7 @@ final class SqlStreamReader extends ReaderBase {
             }
             full = end != null;
         }
-        batch.endedFull(full);
-        if (!batch.hasMore()) {
-            unordered.look(bound, link);
-        }
+        batch.end(full || (bound.rest != null && !batch.isEmpty()));
         return batch;
     }
 
@@ -333,9 +355,10 @@ final class SqlStreamReader extends ReaderBase {
     @Override
     protected void probe() throws AdapterException {
         traceless = true;
-        access.probe(link -> bind(link).hasMore(link, position, null));
-        if (file != null) {
-            file.probe(settings().owner());
+        access.probe(link -> bind(link).hasMore(link, placed.position(), null));
+        placed.probe();
+        if (unplaced != null) {
+            unplaced.probe();
         }
     }
 
@@ -346,19 +369,12 @@ final class SqlStreamReader extends ReaderBase {
      */
     @Override
     protected void returned(List<Object> samples, List<Object> infos) throws AdapterException {
-        List<Object> now = reached;
-        reached = null;
+        Batch done = loan;
+        loan = null;
         pool.returned();
         ahead.returned();
-        if (now != null) {
-            position = now;
-            try {
-                if (file != null) {
-                    file.save(query.order, now);
-                }
-            } catch (AdapterException e) {
-                throw new AdapterException(settings().owner() + ": " + e.getMessage(), e);
-            }
+        if (done != null) {
+            done.acknowledge();
         }
         lent = false;
         if (more) {
@@ -378,8 +394,9 @@ final class SqlStreamReader extends ReaderBase {
         if (!untold.isEmpty()) {
             Access.LOG.log(Level.WARNING, untold);
         }
-        if (file != null) {
-            file.close(traceless);
+        placed.close(traceless);
+        if (unplaced != null) {
+            unplaced.close(traceless);
         }
     }
 }

@@ -11,6 +11,8 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Set;
+import java.util.stream.Collectors;
 import org.junit.Assert;
 import org.junit.Rule;
 import org.junit.Test;
@@ -85,6 +87,35 @@ public class ReadTest {
         } while (!last.isEmpty());
         assertEquals(List.of(), rig.errors);
         return seen;
+    }
+
+    /** Rows without a place in the order come last, also over restarts, and none comes twice. */
+    @Test
+    public void rowsWithoutAPlaceAreReadLast() throws Exception {
+        for (String batch : new String[] {"1", "2", "100"}) {
+            rig.sql("DROP TABLE IF EXISTS odd", "CREATE TABLE odd (id INT PRIMARY KEY, t INT)",
+                    "INSERT INTO odd VALUES (1, NULL), (2, 5), (3, NULL), (4, 1), (5, NULL)");
+            String[] properties = {"order_by", "t", "order_nulls", "last", "nulls", "default",
+                "batch", batch, "position_file", rig.folder.getRoot() + "/p" + batch};
+            StreamReader reader = rig.reader("odd", ROW, properties);
+            assertEquals("[4, 2, 1, 3, 5]", ids(rig.readUntil(reader, 5)));
+            rig.sql("INSERT INTO odd VALUES (6, NULL), (7, 5), (8, 9)");
+            assertEquals(Set.of(6, 7, 8), rig.readUntil(reader, 3).stream()
+                    .map(each -> each.getInt("id")).collect(Collectors.toSet()));
+            rig.connection.deleteStreamReader(reader);
+            rig.sql("INSERT INTO odd VALUES (9, NULL), (10, 10)");
+            StreamReader second = rig.reader("odd", ROW, properties);
+            assertEquals("[10, 9]", ids(rig.readUntil(second, 2)));
+            assertEquals(0, rig.read(second, false).size());
+            rig.connection.deleteStreamReader(second);
+        }
+        assertEquals(List.of(), rig.errors);
+        refused("property 'order_nulls': the query has no primary key", "s", "query",
+                "SELECT * FROM odd", "order_by", "t", "order_nulls", "last");
+    }
+
+    private static String ids(List<DynamicData> samples) {
+        return samples.stream().map(each -> each.getInt("id")).toList().toString();
     }
 
     /** What was fetched beforehand is given up when rows or settings can have come in between. */

@@ -436,7 +436,7 @@ public class TroubleTest {
 
     private Query query(String table) throws Exception {
         TypeCode id = TypeCode.fromIdl("struct Id { long id; };", null);
-        return new Query(Table.find(rig.direct(), null, table), Dialect.of(rig.url), id,
+        return Query.of(Table.find(rig.direct(), null, table), Dialect.of(rig.url), id,
                 SqlAdapter.SETTINGS.of(Role.READER).parse("reader", Rig.properties()));
     }
 
