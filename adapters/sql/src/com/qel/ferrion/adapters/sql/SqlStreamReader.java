@@ -73,6 +73,9 @@ final class SqlStreamReader extends ReaderBase {
             BatchLimit.BYTES, NULLS, ON_BAD_ROW, REPORT, COUNT_NULLS, ORDER_NULLS, SETTLE, DELETED, UNIT,
             COLUMNS, RETRY};
 
+    /** A batch of more than this part of the bytes that it may have is large. */
+    private static final int LARGE = 4;
+
     private enum Nulls { REJECT, DEFAULT }
 
     private enum OnBadRow { SKIP, STOP }
@@ -260,11 +263,15 @@ final class SqlStreamReader extends ReaderBase {
         reports.tell(!more);
     }
 
-    /** Fetches what is behind the loan, if memory has sufficed for whole batches. */
+    /**
+     * Fetches what is behind the loan. Large rows gain little by that and take twice the memory, so
+     * what counts is that it was their number which ended the batch, and by far.
+     */
     private void readAhead() {
         Settings with = settings();
         int limit = with.get(BatchLimit.SAMPLES);
-        if (!more || most < limit || loan.sequence != placed) {
+        boolean large = loan.bytes() > with.get(BatchLimit.BYTES) / LARGE;
+        if (!more || large || most < limit || loan.sequence != placed) {
             ahead.end();
             return;
         }
