@@ -195,7 +195,8 @@ final class Output implements Closeable {
 
     private boolean isFull(long unwritten, long record) {
         long limit = rotateBytes;
-        long filled = size + unwritten;
+        // A new file gets the header with its first record.
+        long filled = Math.max(size, header.length) + unwritten;
         return limit > 0 && filled > header.length && filled + record > limit;
     }
 

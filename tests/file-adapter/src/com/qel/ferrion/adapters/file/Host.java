@@ -1,5 +1,6 @@
 package com.qel.ferrion.adapters.file;
 
+import static org.junit.Assert.assertEquals;
 import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
@@ -126,6 +127,13 @@ final class Host extends ExternalResource {
     String refusal(TestHost.Writer writer, DynamicData... samples) {
         write(writer, samples.length > 0 ? samples : new DynamicData[] {point(1, "a", 1)});
         return errors.remove(0);
+    }
+
+    static void limitFileSize(String bytes) throws Exception {
+        Process process = new ProcessBuilder("prlimit", "--pid",
+                Long.toString(ProcessHandle.current().pid()), "--fsize=" + bytes + ":unlimited")
+                .inheritIO().start();
+        assertEquals(0, process.waitFor());
     }
 
     static DynamicData point(int id, String text, double value) {

@@ -6,6 +6,7 @@ import static org.junit.Assert.assertTrue;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.Check;
 import com.qel.ferrion.kit.harness.TestHost;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -13,8 +14,11 @@ import java.nio.file.StandardOpenOption;
 import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.HashMap;
 import java.util.List;
+import java.util.Map;
 import java.util.stream.Collectors;
+import java.util.stream.Stream;
 import org.junit.Rule;
 import org.junit.Test;
 import org.junit.runner.RunWith;
@@ -29,7 +33,9 @@ import org.junit.runners.Parameterized.Parameters;
 public class StepsTest {
     @Rule public final Host host = new Host();
     private final List<String> steps;
+    private final Map<String, TestHost.Writer> writers = new HashMap<>();
     private TestHost.Reader reader;
+    /** The one that was made last. */
     private TestHost.Writer writer;
 
     public StepsTest(String name, List<String> steps) {
@@ -69,6 +75,14 @@ public class StepsTest {
         case "add" -> Files.writeString(host.path(name), rest, StandardOpenOption.APPEND);
         case "move" -> Files.move(host.path(name), host.path(rest));
         case "link" -> Files.createSymbolicLink(host.path(name), Path.of(rest));
+        case "name" -> Files.createLink(host.path(name), host.path(rest));
+        case "limit" -> Host.limitFileSize(name);
+        case "files" -> {
+            try (Stream<Path> there = Files.walk(host.path(""))) {
+                assertEquals(all, there.skip(1).map(file -> file.getFileName().toString())
+                        .sorted().collect(Collectors.joining(" ")));
+            }
+        }
         case "folder" -> Files.createDirectory(host.path(name));
         case "text" -> assertEquals(steps.get(at), rest, host.text(name));
         case "logged" -> assertTrue("" + host.logged, host.logged.remove(0).contains(all));
@@ -76,10 +90,15 @@ public class StepsTest {
         case "connect" -> host.connection = host.connect(properties(all));
         case "announced" -> assertTrue(steps.get(at) + ": " + announced(), soon(all));
         case "reader" -> reader = host.reader(name, Host.POINT, properties(rest));
-        case "writer" -> writer = host.writer(name, Host.POINT, properties(rest));
+        case "writer" -> {
+            writer = host.writer(name, Host.POINT, properties(rest));
+            writers.put(name, writer);
+        }
         case "update" -> reader.update(properties(all));
-        case "write" -> host.write(writer, point(all));
-        case "end" -> writer.delete();
+        case "change" -> writer.update(properties(all));
+        case "write" -> host.write(writer, Arrays.stream(all.split(" ")).map(StepsTest::point)
+                .toArray(DynamicData[]::new));
+        case "end" -> writers.remove(name).delete();
         case "delete" -> reader.delete();
         case "close" -> host.connection.delete();
         case "pause" -> Thread.sleep(200); // in which the host would notice a signal
@@ -110,7 +129,8 @@ public class StepsTest {
 
     private String[] properties(String pairs) {
         return pairs.isEmpty() ? new String[0]
-                : pairs.replace("FOLDER", host.path("").toString()).split("[ =]");
+                : pairs.replace("FOLDER", host.path("").toString())
+                        .replace("CHECK", Check.PROPERTY + "=true").split("[ =]");
     }
 
     /** The streams that are there, with the names of their types. */

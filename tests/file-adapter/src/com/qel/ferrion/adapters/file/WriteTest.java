@@ -15,11 +15,9 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
-import com.qel.ferrion.kit.Check;
 import com.qel.ferrion.kit.Sample;
 import com.qel.ferrion.kit.harness.TestHost;
 import java.nio.file.Files;
-import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -77,31 +75,6 @@ public class WriteTest {
         assertEquals(List.of(nothing, nothing), host.readAll(host.reader("one.csv", one)));
     }
 
-    @Test
-    public void filesRotateBetweenRecordsAndLoseNone() throws Exception {
-        host.put("r.csv.4", "earlier");
-        TestHost.Writer writer = host.writer("r.csv", Host.POINT, "rotate_bytes", "60");
-        int id = 100;
-        for (int batch = 0; batch < 4; batch++) {
-            host.write(writer, Host.point(id++, "a\nb", 1), Host.point(id++, "", 2),
-                    Host.point(id++, "c", 3));
-        }
-        host.write(writer, Host.point(id++, "x".repeat(100), 1));
-        writer.update("rotate_bytes", "0");
-        assertTrue(assertThrows(AdapterException.class, () -> writer.update("rotate_bytes", "9",
-                "mode", "create")).getMessage().contains("'mode' cannot"));
-        host.write(writer, Host.point(id++, "y".repeat(100), 1));
-        writer.delete();
-
-        assertEquals("earlier", host.text("r.csv.4"));
-        int files = 5;
-        for (; Files.exists(host.path("r.csv." + files)); files++) {
-            assertTrue(Files.size(host.path("r.csv." + files)) <= 60);
-        }
-        assertTrue("rotated " + files, files >= 8);
-        assertEquals(IntStream.range(100, id).boxed().toList(), idsOf("r.csv", 5));
-    }
-
     private static String withoutHeader(String table) {
         assertTrue(table, table.startsWith("id,text,value\n"));
         return table.substring(table.indexOf('\n') + 1);
@@ -120,14 +93,14 @@ public class WriteTest {
             // One record alone is larger than a file may grow, behind some that fit.
             DynamicData[] batch = new DynamicData[40];
             Arrays.setAll(batch, i -> Host.point(31 + i, "x".repeat(i < 39 ? 1000 : 90000), 1));
-            limitFileSize("65536");
+            Host.limitFileSize("65536");
             try {
                 String failure = host.refusal(writer, batch);
                 assertTrue(failure, failure.contains(name + ": cannot be written"));
                 assertEquals(before, host.text(name));
                 assertFalse(Files.exists(host.path(name + ".2")));
             } finally {
-                limitFileSize("unlimited");
+                Host.limitFileSize("unlimited");
             }
             assertEquals(40, host.write(writer, batch));
             writer.delete();
@@ -145,44 +118,9 @@ public class WriteTest {
         return Host.ids(host.readAll(host.reader("joined.csv", Host.POINT)));
     }
 
-    private static void limitFileSize(String bytes) throws Exception {
-        Process process = new ProcessBuilder("prlimit", "--pid",
-                Long.toString(ProcessHandle.current().pid()), "--fsize=" + bytes + ":unlimited")
-                .inheritIO().start();
-        assertEquals(0, process.waitFor());
-    }
-
     private void refused(String text, ThrowingRunnable creation) {
         String message = assertThrows(text, AdapterException.class, creation).getMessage();
         assertTrue(message, message.contains(text));
-    }
-
-    @Test
-    public void aFileIsReadOrHasOneWriterUnderAllItsNames() throws Exception {
-        host.put("there.csv", "id,text,value\n1,a,1\n");
-        Files.createDirectory(host.path("sub"));
-        Files.createLink(host.path("sub/hard.csv"), host.path("there.csv"));
-        Files.createSymbolicLink(host.path("soft"), host.path("sub"));
-        TestHost.Link other = host.connect("directory", host.path("soft").toString());
-        TestHost.Writer first = host.writer("sub/later.csv", Host.POINT);
-        refused("has it written already", () -> host.writer("x", Host.POINT, "file", "sub/later.csv"));
-        refused("has it written already", () -> other.writer("x", Host.POINT, "file", "later.csv"));
-        other.reader("later.csv", Host.POINT, "follow", "true").delete();
-        refused("has it written already", () -> host.reader("there.csv", Host.POINT, "reject_file",
-                "sub/later.csv"));
-        first.delete();
-        TestHost.Writer anew = host.writer("sub/later.csv", Host.POINT, "mode", "overwrite");
-        refused("has it written already", () -> other.reader("later.csv", Host.POINT, "follow",
-                "true"));
-        anew.delete();
-        TestHost.Writer behind = other.writer("hard.csv", Host.POINT);
-        TestHost.Reader reader = host.reader("there.csv", Host.POINT, "reject_file", "bad");
-        host.reader("sub/hard.csv", Host.POINT, "reject_file", "bad");
-        behind.delete();
-        refused("has it read already", () -> other.writer("hard.csv", Host.POINT, "mode", "overwrite"));
-        refused("has it appended to already", () -> host.writer("x.csv", Host.POINT, "file", "bad",
-                "format", "csv"));
-        assertEquals(List.of(1), Host.ids(host.readAll(reader)));
     }
 
     /** As a host does that has one route: it writes before it gives the loan back. */
@@ -234,38 +172,5 @@ public class WriteTest {
         OsLock.tryLock(host.path("held.csv.1"), false).close();
         rotating.delete();
         OsLock.tryLock(host.path("held.csv"), false).close();
-    }
-
-    @Test
-    public void aCheckTriesPlacesAndLeavesNothingBehind() throws Exception {
-        host.put("there.csv", "id,text,value\n");
-        host.put("other.csv", "id\n");
-        Files.createDirectory(host.path("dir.csv"));
-        String[][] bad = {{"dir.csv", "append", "is a directory"},
-            {"other.csv", "append", "its header is not"}, {"there.csv", "create", "exists"},
-            {"there.csv/below.csv", "append", "NotDirectory"}, {"/proc/no.csv", "append", "/proc"}};
-        for (String[] one : bad) {
-            TestHost.Link link = one[0].startsWith("/") ? host.connect("directory", "/proc")
-                    : host.connection;
-            refused(one[2], () -> link.writer("s", Host.POINT, "format", "csv", "file",
-                    one[0].replace("/proc/", ""), "mode", one[1], Check.PROPERTY, "true"));
-        }
-        refused("is a directory", () -> host.reader("there.csv", Host.POINT, "reject_file",
-                "dir.csv", Check.PROPERTY, "true"));
-        refused("NotDirectory", () -> host.reader("there.csv", Host.POINT, "reject_file",
-                "there.csv/bad", Check.PROPERTY, "true"));
-        limitFileSize("1000");
-        try {
-            refused("cannot be written", () -> host.writer("new/deep.csv", Host.POINT,
-                    Check.PROPERTY, "true"));
-        } finally {
-            limitFileSize("unlimited");
-        }
-        host.writer("new/deep.csv", Host.POINT, Check.PROPERTY, "true");
-        host.writer("there.csv", Host.POINT, Check.PROPERTY, "true");
-        try (Stream<Path> left = Files.walk(host.path(""))) {
-            assertEquals(4, left.count());
-        }
-        assertEquals("id,text,value\n", host.text("there.csv"));
     }
 }
