@@ -6,6 +6,7 @@
 #include <atomic>
 #include <functional>
 #include <future>
+#include <regex>
 
 #include "engine_fixture.h"
 #include "qddsdomain/discovery.h"
@@ -431,6 +432,49 @@ TEST_F(Engine, EndpointsThatCannotBeAreRefusedByName)
     DDS_ErrorText error{};
     EXPECT_EQ(nullptr, DDS_Discovery_new(nullptr, 0, nullptr, nullptr, &error));
     EXPECT_STREQ("no participant", error.text);
+}
+
+// As the engine writes it into its trace: each setting that comes from the library.
+TEST(Domain, SettingsReachTheEngine)
+{
+    const std::string trace = testing::TempDir() + "engine_trace_" + std::to_string(getpid());
+    const std::string xml =
+        "<Tracing><Verbosity>config</Verbosity><OutputFile>" + trace + "</OutputFile></Tracing>";
+    const std::string always = "ParticipantIndex: auto; MaxAutoParticipantIndex: 119; "
+                               "WriterLingerDuration: 0 s; SocketReceiveBufferSize[@max]: 4 MiB; "
+                               "SocketSendBufferSize[@min]: default; "
+                               "SocketSendBufferSize[@max]: 4 MiB; GenerateKeyhash: true; "
+                               "WriteBatch: true; WhcLow: 500 KiB; WhcHigh: 1 MiB; "
+                               "WhcHighInit: 1 MiB; Domain[@Id]: 91; ";
+    struct Case {
+        const char *interfaces, *peers;
+        int32_t multicast;
+        std::string expected;
+    };
+    for (const Case &c : {Case{nullptr, nullptr, 0,
+                               "NetworkInterface[@address]: 127.0.0.1; AllowMulticast: false; "
+                               "Peer[@Address]: 127.0.0.1; "},
+                          {" ", "localhost", 2,
+                           "NetworkInterface[@address]: 127.0.0.1; AllowMulticast: true; "
+                           "Peer[@Address]: localhost; Peer[@Address]: 127.0.0.1; "},
+                          {"lo", "127.0.0.1, localhost", 1,
+                           "NetworkInterface[@name]: lo; AllowMulticast: spdp; "
+                           "Peer[@Address]: 127.0.0.1; Peer[@Address]: localhost; "}}) {
+        const DDS_ParticipantSettings settings{91,      c.interfaces, c.multicast,
+                                               c.peers, xml.c_str(),  nullptr};
+        const Participant made(DDS_DomainParticipant_new(&settings, nullptr));
+        std::ifstream file(trace);
+        std::string told;
+        for (std::string line; std::getline(file, line);) {
+            std::smatch found;
+            if (std::regex_search(line, found,
+                                  std::regex("config: .*?([^/]*?)(/#text)?(: .*) \\{0\\}$"))) {
+                told += found.str(1) + found.str(3) + "; ";
+            }
+        }
+        EXPECT_EQ(c.expected + always, told);
+        std::remove(trace.c_str());
+    }
 }
 
 // The engine itself crashes then.

@@ -104,12 +104,16 @@ TEST(Malformed, ErrorsNameTheValueAndThePlace)
 
 TEST(Malformed, AnUncheckedBooleanOrTextIsAnErrorWhenItIsRead)
 {
-    const Sample sample = makeSample(typeFromIdl("struct S { boolean b; string s; };", "S"));
-    const uint8_t bytes[] = {2, 0, 0, 0, 1, 0, 0, 0, 'x'};
-    std::memcpy(DDS_DynamicData_loan_cdr(sample.get(), sizeof bytes), bytes, sizeof bytes);
+    const Sample sample = makeSample(typeFromIdl(
+        "struct I { string s; octet o; }; struct S { boolean b; string s; I i; string t; };", "S"));
+    const std::vector<uint8_t> bytes =
+        fromHex("02000000 01000000 78000000 00000000 01000000 02000000 7900");
+    uint8_t *place = DDS_DynamicData_loan_cdr(sample.get(), bytes.size());
+    std::copy(bytes.begin(), bytes.end(), place);
     int32_t value = 0;
     EXPECT_EQ(DDS_DynamicData_get_boolean(sample.get(), "b", &value), DDS_RETCODE_ERROR);
     EXPECT_EQ(getString(sample, "s"), "error 1");
+    EXPECT_EQ(getString(sample, "t"), "error 1") << "i.s has not even a NUL";
     EXPECT_EQ(setString(sample, "s", "abc"), DDS_RETCODE_ERROR);
 }
 

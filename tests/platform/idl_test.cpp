@@ -36,11 +36,17 @@ TEST(Idl, IsRefusedByNameLineAndColumnOrChangesNothing)
     for (const Record &test : recordsOf("platform/data/idl_texts.txt")) {
         EXPECT_EQ(refusal(test.at(0)), test.at(1)) << test.at(0);
     }
-    std::string deep = "typedef ";
+    std::string sequences = "typedef ";
+    std::string modules;
+    std::string flat; // which is not deep
     for (int i = 0; i < 200000; ++i) {
-        deep += "sequence<";
+        sequences += "sequence<";
+        modules += "module m{";
+        flat += i < 100 ? "module m { struct S" + std::to_string(i) + " { long x; }; };" : "";
     }
-    EXPECT_EQ(refusal(deep), "x.idl:1:593: nested deeper than 64 levels");
+    EXPECT_EQ(refusal(sequences), "x.idl:1:593: nested deeper than 64 levels");
+    EXPECT_EQ(refusal(modules), "x.idl:1:585: nested deeper than 64 levels");
+    EXPECT_EQ(refusal(flat), "accepted");
 }
 
 TEST(Idl, KeepsALibraryAsItWasWhenATextIsRefused)

@@ -125,6 +125,17 @@ TEST(TypeCode, DifferencesAreExplainedAndMakeOtherTypes)
         EXPECT_EQ(DDS_TypeCode_explain_difference(here, there, &found), test.at(2).empty() ? 0 : 1);
         EXPECT_EQ(found.text, test.at(2));
     }
+    // Each pair of types is looked at once: there are more ways to the last one than time.
+    std::string chain;
+    for (int i = 1; i < 30; ++i) {
+        const std::string inner = "sequence<T" + std::to_string(i - 1) + ">";
+        chain += "struct T" + std::to_string(i) + " { " + inner + " a; " + inner + " b; };";
+    }
+    const std::string named = "typedef long L; struct T0 { L x; };" + chain;
+    const std::string plain = "struct T0 { long x; };" + chain;
+    EXPECT_EQ(DDS_TypeCode_explain_difference(typeFromIdl(named.c_str(), "T29"),
+                                              typeFromIdl(plain.c_str(), "T29"), nullptr),
+              0);
 }
 
 } // namespace

@@ -80,7 +80,7 @@ final class Value {
         }
     }
 
-    /** Another element of a collection of scalars: only its place differs. */
+    /** Another element of a collection, not of structs: only its place differs. */
     private Value(Value element, String path, MemberPath place) {
         this.root = element.root;
         this.type = element.type;
@@ -117,10 +117,6 @@ final class Value {
         return kind == Kind.SEQUENCE || kind == Kind.ARRAY;
     }
 
-    private boolean isScalar() {
-        return kind != Kind.STRUCT && !isCollection();
-    }
-
     /** Adds the places a table has columns for: everything but structs, which are taken apart. */
     void addColumns(List<Value> columns) {
         if (kind != Kind.STRUCT) {
@@ -138,7 +134,7 @@ final class Value {
         }
         String name = path + "[" + index + "]";
         if (index >= KEPT_ELEMENTS && elements.length > 0 && elements[0] != null
-                && elements[0].isScalar()) {
+                && elements[0].kind != Kind.STRUCT) {
             return new Value(elements[0], name, place.at(index));
         }
         boolean inner = kind == Kind.ARRAY && dimension + 1 < type.dimensions().length;
