@@ -1,6 +1,7 @@
 // What the library does not export: property lookup and the class path option; property lists with
 // defaults; and the support functions without memory.
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <iterator>
 #include <memory>
@@ -8,6 +9,7 @@
 
 #include "JNICommon.h"
 #include "ferryjni/route.h"
+#include "ferryjni/stream_info.h"
 #include "ferryjni/types.h"
 #include "harness.h"
 
@@ -88,47 +90,48 @@ class RecordHost {
 public:
     void execute(const std::string &command)
     {
+        std::istringstream stream(command);
+        std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
+        const std::string &what = words[1];
+        const bool isPartition = what == "partition" || what == "finalize";
+        if (isPartition && info_ == nullptr) {
+            return;
+        }
         note(command);
-        std::string result;
-        if (command == "> new_discovered") {
-            result = recordOrNull(info_ = QEL_FerrionStreamInfo_new_discoveredI("A", "T", 0, this));
-        } else if (command == "> new_disposed") {
-            result = recordOrNull(gone_ = QEL_FerrionStreamInfo_new_disposedI("A"));
-        } else if (command == "> new_event") {
-            result = recordOrNull(event_ = QEL_FerrionRouteEvent_newI(&route_));
-        } else if (command == "> delete") {
+        const void *made = this;
+        if (what == "new_discovered") {
+            made = info_ = QEL_FerrionStreamInfo_new_discoveredI("A", "T", 0, this);
+        } else if (what == "new_disposed") {
+            made = gone_ = QEL_FerrionStreamInfo_new_disposedI("A");
+        } else if (what == "new_event") {
+            made = event_ = QEL_FerrionRouteEvent_newI(&route_);
+        } else if (what == "partition") {
+            std::vector<char *> pointers;
+            for (size_t i = 2; i < words.size(); ++i) {
+                pointers.push_back(words[i].data());
+            }
+            const auto count = static_cast<int32_t>(pointers.size());
+            const QEL_FerrionStringSeq source = {pointers.data(), count, count};
+            made = QEL_FerrionStringSeq_copy(&info_->partition, &source);
+        } else if (what == "finalize") {
+            QEL_FerrionStreamInfo_finalize(info_);
+            QEL_FerrionStreamInfo_finalize(info_);
+        } else {
             QEL_FerrionStreamInfo_deleteI(info_);
             QEL_FerrionStreamInfo_deleteI(gone_);
             QEL_FerrionRouteEvent_deleteI(event_);
-        } else if (info_ != nullptr) {
-            result = copyPartition(command);
-        } else {
-            transcript();
-            return;
         }
-        note("<" + result);
+        note(std::string("< ") + (made != nullptr ? "record" : "null") +
+             (isPartition ? partition() : ""));
     }
 
 private:
-    static std::string recordOrNull(const void *record)
+    std::string partition() const
     {
-        return record != nullptr ? " record" : " null";
-    }
-    std::string copyPartition(const std::string &command)
-    {
-        std::istringstream stream(command.substr(sizeof("> partition")));
-        std::vector<std::string> words{std::istream_iterator<std::string>(stream), {}};
-        std::vector<char *> pointers;
-        for (std::string &word : words) {
-            pointers.push_back(word.data());
-        }
-        const auto count = static_cast<int32_t>(words.size());
-        const QEL_FerrionStringSeq source = {pointers.data(), count, count};
-        QEL_FerrionStringSeq &partition = info_->partition;
-        std::string text = recordOrNull(QEL_FerrionStringSeq_copy(&partition, &source));
-        text += " " + std::to_string(partition.length) + " of " + std::to_string(partition.maximum);
-        for (int32_t i = 0; i < partition.maximum; ++i) {
-            text += std::string(" ") + (partition.buffer[i] != nullptr ? partition.buffer[i] : "-");
+        const QEL_FerrionStringSeq &all = info_->partition;
+        std::string text = " " + std::to_string(all.length) + " of " + std::to_string(all.maximum);
+        for (int32_t i = 0; all.buffer != nullptr && i < all.maximum; ++i) {
+            text += std::string(" ") + (all.buffer[i] != nullptr ? all.buffer[i] : "-");
         }
         return text;
     }
@@ -141,14 +144,27 @@ private:
 
 TEST(Sweeps, OfTheCHeapComesOutAsReviewed)
 {
-    sweep("libc",
-          {"> new_discovered", "> new_disposed", "> partition a bb", "> partition c longer third",
-           "> new_event", "> delete"},
-          []() -> std::function<void(const std::string &)> {
-              return [host = std::make_shared<RecordHost>()](const std::string &command) {
-                  host->execute(command);
-              };
-          });
+    mallopt(M_PERTURB, 0x5A); // fresh memory is never zero
+    const std::vector<std::string> scenario = {
+        "> new_discovered", "> new_disposed", "> partition a bb", "> partition c longer third",
+        "> partition x",    "> partition",    "> new_event",      "> finalize",
+        "> delete"};
+    RecordHost once;
+    for (const std::string &command : scenario) {
+        once.execute(command);
+    }
+    // Copies grow, but never shrink.
+    EXPECT_EQ(transcript(), "\n> new_discovered\n< record\n> new_disposed\n< record"
+                            "\n> partition a bb\n< record 2 of 2 a bb"
+                            "\n> partition c longer third\n< record 3 of 3 c longer third"
+                            "\n> partition x\n< record 1 of 3 x longer third"
+                            "\n> partition\n< record 0 of 3 x longer third"
+                            "\n> new_event\n< record\n> finalize\n< record 0 of 3"
+                            "\n> delete\n< record");
+    const auto begin = []() -> std::function<void(const std::string &)> {
+        return [host = std::make_shared<RecordHost>()](const auto &line) { host->execute(line); };
+    };
+    sweep("libc", scenario, begin, "libc");
 }
 
 } // namespace

@@ -113,10 +113,11 @@ bool isCommand(const std::string &line);
 
 /// Plays the commands of a scenario once without a fault, and then with each call that can fail
 /// failing, once and for good. `begin` gives who executes the lines of one run. What came of each
-/// fault is held against cases/<kind>.sweep, whose head says how to read it; where the variable
+/// fault is held against cases/<file>.sweep, whose head says how to read it; where the variable
 /// FERRY_SWEEP_WRITE is set the file is written anew instead, its comments kept.
 void sweep(const std::string &kind, const std::vector<std::string> &scenario,
-           const std::function<std::function<void(const std::string &)>()> &begin);
+           const std::function<std::function<void(const std::string &)>()> &begin,
+           const std::string &file);
 /// Blocks from the C heap that the code under test holds, where a test counts them.
 extern int64_t libcBlocks;
 

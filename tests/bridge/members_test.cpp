@@ -1,5 +1,5 @@
-// The member cache, held against a list of its own: what is looked up, in which order, where it is
-// kept, what each failure says, and that nothing is left behind.
+// The member cache: where each member is kept, in which order all are let go, and what comes of
+// every failure to find one.
 #include <gtest/gtest.h>
 
 #include "harness.h"
@@ -8,133 +8,76 @@ using namespace bridge;
 
 namespace {
 
-enum Kind { Class, Method, StaticMethod, Field, StaticField, Object };
-
-struct Member {
-    int position;
-    Kind kind;
-    const char *type;
-    std::string name;
-    std::string signature;
-    const char *missing;
-    const char *noGlobalRef;
-    bool described;
-};
-
-const std::vector<Member> members = {
-#define MEMBER(...) Member{__VA_ARGS__},
-#include "members.inc"
-#undef MEMBER
-};
-
-const std::string context = "\nFERRYJNIGlobal_new:!";
-const std::string noReference =
-    "\nFERRYJNICommon_newGlobalRef:!create global reference"
-    "\nJNICommon_newGlobalRefReplacingLocalRef:!create global reference";
-const char *const unnoticed = "error finding DiscoveryConnection class";
-
-std::string lookupOf(const Member &member)
+FERRYJNIGlobal *resolve()
 {
-    return member.type + (member.name.empty() ? "" : " " + member.name + " " + member.signature);
+    const StringList none = {};
+    return FERRYJNIGlobal_new(&none, &none, 0x1, FERRYJNI_DESTROY_NEVER);
 }
 
-class Members : public testing::Test {
-protected:
-    void SetUp() override
-    {
-        FERRYJNIGlobal *global = startVm();
-        ASSERT_NE(global, nullptr);
-        ASSERT_EQ(members.size(), 78U);
-        FERRYLog_setBitmaps(0xFFFFF, 0x1);
-        env = FERRYJNIGlobal_getEnv(global);
-    }
-    static FERRYJNIGlobal *resolve()
-    {
-        const StringList none = {};
-        return FERRYJNIGlobal_new(&none, &none, 0x1, FERRYJNI_DESTROY_NEVER);
-    }
-    static void checkWithoutDiscovery(FERRYJNIGlobal *global)
-    {
-        EXPECT_NE(global->discoveryConnectionGetOutputStreamDiscoveryReader, nullptr);
-        Host host(global);
-        host.given("connection");
-        host.execute("> get_pub");
-        EXPECT_EQ(transcript(), "\n> get_pub\n< null");
-        host.deleteAll();
-        transcript();
-        FERRYJNIGlobal_destroy(global);
-    }
-    JNIEnv *env = nullptr;
-};
-
-TEST_F(Members, EachStandsAtItsPositionUntilReleasedInTheDocumentedOrder)
+/// What is looked up, in which order, and what each failure says stands in members.sweep.
+TEST(Members, AFailureAtAnyCallComesOutAsReviewed)
 {
-    // Positions in the record.
-    const std::vector<int> order = {1,  5,  10, 12, 21, 24, 26, 28, 33, 37, 44, 47,
-                                    50, 54, 57, 60, 63, 53, 56, 66, 68, 73, 77};
+    FERRYJNIGlobal *first = startVm();
+    ASSERT_NE(first, nullptr);
+    JNIEnv *env = FERRYJNIGlobal_getEnv(first);
+    const auto begin = [env]() -> std::function<void(const std::string &)> {
+        return [env](const std::string &line) {
+            note(line);
+            FERRYJNIGlobal *made = resolve();
+            note(made != nullptr ? "< record" : "< null");
+            FERRYJNIGlobal_destroy(made);
+            EXPECT_EQ(env->ExceptionCheck(), JNI_FALSE);
+        };
+    };
+    begin()("> new");
+    transcript();
+    sweep("jni", {"> new"}, begin, "members");
+}
+
+TEST(Members, StandAtTheirPositionsUntilReleasedInTheDocumentedOrder)
+{
+    ASSERT_NE(startVm(), nullptr);
+    // Positions in the record, in the order in which members are looked up and references deleted.
+    const std::vector<int> found = {1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12, 13, 14, 15, 16,
+                                    17, 18, 19, 20, 21, 22, 23, 24, 25, 26, 27, 28, 29, 30, 31, 32,
+                                    33, 34, 35, 36, 37, 38, 39, 40, 42, 41, 43, 44, 45, 46, 47, 48,
+                                    49, 54, 55, 56, 50, 51, 52, 53, 57, 58, 59, 60, 61, 62, 63, 64,
+                                    65, 66, 67, 68, 69, 70, 71, 72, 73, 74, 75, 76, 77, 78};
+    const std::vector<int> deleted = {1,  5,  10, 12, 21, 24, 26, 28, 33, 37, 44, 47,
+                                      50, 54, 57, 60, 63, 53, 56, 66, 68, 73, 77};
     jni.found.clear();
     FERRYJNIGlobal *other = resolve();
     ASSERT_NE(other, nullptr);
-    ASSERT_EQ(jni.found.size(), members.size());
     void **slots = reinterpret_cast<void **>(reinterpret_cast<char *>(other) + 16);
-    for (size_t i = 0; i < members.size(); ++i) {
-        EXPECT_EQ(slots[members[i].position - 1], jni.found[i])
-            << members[i].type << " " << members[i].name;
-    }
-    std::vector<const void *> expected;
-    for (const int position : order) {
-        expected.push_back(slots[position - 1]);
-    }
+    const auto at = [slots](const std::vector<int> &positions) {
+        std::vector<const void *> there;
+        for (const int position : positions) {
+            there.push_back(slots[position - 1]);
+        }
+        return there;
+    };
+    EXPECT_EQ(jni.found, at(found));
+    const std::vector<const void *> held = at(deleted);
     jni.deleted.clear();
     FERRYJNIGlobal_destroy(other);
-    EXPECT_EQ(jni.deleted, expected);
+    EXPECT_EQ(jni.deleted, held);
 }
 
-TEST_F(Members, AFailureAtAnyCallSaysWhichAndLeavesNothingBehind)
+/// Of one reference nobody notices that it could not be made.
+TEST(Members, WithoutTheClassOfDiscoveryAConnectionHasNone)
 {
-    const size_t references = jni.globals.size();
-    const int64_t blocks = heapBlocks();
-    size_t call = 0;
-    for (size_t step = 1; step <= members.size(); ++step) {
-        const Member &member = members[step - 1];
-        for (const bool isReference : {false, true}) {
-            if (isReference && member.noGlobalRef == nullptr) {
-                continue;
-            }
-            ++call;
-            for (const bool forGood : {false, true}) {
-                SCOPED_TRACE(member.type + std::string(forGood ? " and all after" : ""));
-                jni.lookups.clear();
-                fault = {"jni", "", call, forGood};
-                FERRYJNIGlobal *resolved = resolve();
-                EXPECT_FALSE(fault.isPending());
-                fault = {};
-                // This reference alone goes unnoticed; its connections then have no discovery.
-                const bool goesOn = isReference && strcmp(member.missing, unnoticed) == 0;
-                EXPECT_EQ(resolved != nullptr, goesOn && !forGood);
-                EXPECT_EQ(
-                    transcript(),
-                    (isReference ? noReference : std::string()) +
-                        (!isReference && member.described ? "\n(described)" : "") +
-                        (goesOn ? (forGood ? context + members[step].missing : "")
-                                : context + (isReference ? member.noGlobalRef : member.missing)));
-                EXPECT_EQ(env->ExceptionCheck(), JNI_FALSE);
-                EXPECT_EQ(jni.lookups.size(),
-                          resolved != nullptr ? members.size() : step + (goesOn ? 1 : 0));
-                if (resolved == nullptr) {
-                    EXPECT_EQ(jni.lookups.back(), lookupOf(members[jni.lookups.size() - 1]));
-                } else {
-                    checkWithoutDiscovery(resolved);
-                    // The adapter's class and its connection stay.
-                    EXPECT_EQ(jni.globals.size(), references + 2);
-                    jni.globals.resize(references);
-                }
-                EXPECT_EQ(jni.globals.size(), references);
-                EXPECT_EQ(heapBlocks(), blocks);
-            }
-        }
-    }
-    EXPECT_EQ(call, 78U + 23U);
+    ASSERT_NE(startVm(), nullptr);
+    fault = {"jni", "NewGlobalRef", 12};
+    FERRYJNIGlobal *global = resolve();
+    fault = {};
+    ASSERT_NE(global, nullptr);
+    EXPECT_NE(global->discoveryConnectionGetOutputStreamDiscoveryReader, nullptr);
+    Host host(global);
+    host.given("connection");
+    host.execute("> get_pub");
+    EXPECT_EQ(transcript(), "\n> get_pub\n< null");
+    host.deleteAll();
+    FERRYJNIGlobal_destroy(global);
 }
 
 } // namespace

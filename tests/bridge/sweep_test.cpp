@@ -31,7 +31,7 @@ TEST_P(Sweeps, ComeOutAsReviewed)
     for (const std::string &line : scenario) {
         warmUp(line);
     }
-    sweep(GetParam(), scenario, begin);
+    sweep(GetParam(), scenario, begin, GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(Bridge, Sweeps, testing::Values("jni", "env", "heap"),

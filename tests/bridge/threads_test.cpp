@@ -1,6 +1,5 @@
-// Host threads: attached, remembered, detached; and a long run of reads on an attached one.
+// Host threads: attached, remembered, detached.
 #include <gtest/gtest.h>
-#include <malloc.h>
 
 #include <map>
 #include <thread>
@@ -117,29 +116,6 @@ TEST_F(Threads, AFailedDetachIsForgottenAllTheSame)
                   "!detach native thread from Java VM" + detach +
                   "native thread not attached to Java VM"
                   "\nFERRYJNIGlobal_forgetAttachment:!forget thread attachment");
-}
-
-TEST_F(Threads, AHundredThousandSamplesLeaveNoReferencesBehind)
-{
-    Host host(global);
-    host.given("writer");
-    host.execute("! read 500 i500");
-    const auto work = [&host](int times) {
-        for (int i = 0; i < times; ++i) {
-            host.execute("> read");
-            host.execute("> return_loan");
-            transcript();
-        }
-        return mallinfo2().uordblks;
-    };
-    onThread([&] {
-        FERRYJNIGlobal_attachCurrentThread(global);
-        // By then the VM has compiled what it compiles.
-        const size_t before = work(100);
-        // One reference a sample and one an info would take over three megabytes.
-        EXPECT_LT(work(200), before + 1000000U);
-        FERRYJNIGlobal_detachCurrentThread(global);
-    });
 }
 
 } // namespace

@@ -129,36 +129,6 @@ TEST_F(Vm, RefusedForWhateverReasonLeavesTheWayFree)
     EXPECT_EQ(transcript(), destroyed);
 }
 
-TEST_F(Vm, EndsNotBeforeAThreadThatIsAttached)
-{
-    FERRYJNIGlobal *global = FERRYJNIGlobal_new(&classPath, &options, 0x43, 0);
-    ASSERT_NE(global, nullptr);
-    transcript();
-    static std::atomic<int> stage = 0;
-    static std::atomic<bool> detached = false;
-    std::thread([global] {
-        EXPECT_NE(FERRYJNIGlobal_attachCurrentThread(global), nullptr);
-        stage = 1;
-        while (vmCount() == 1 && stage < 50) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            ++stage;
-        }
-        FERRYJNIGlobal_detachCurrentThread(global);
-        detached = true;
-    }).detach();
-    while (stage == 0) {
-        std::this_thread::yield();
-    }
-    FERRYJNIGlobal_destroy(global);
-    EXPECT_EQ(stage, 50) << "it was ended under the other thread";
-    EXPECT_EQ(vmCount(), 0);
-    // The VM counts the thread as gone before its detach is over, and when it ends in between the
-    // detach never returns.
-    for (int i = 0; i < 100 && !detached; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-}
-
 // Nothing detaches a host's thread but the host.
 TEST_F(Vm, NeverEndsWhenAThreadEndedAttached)
 {
@@ -212,14 +182,6 @@ TEST_F(Vm, WithoutTheAdapterClassesItIsEndedAgain)
     EXPECT_EQ(FERRYJNIGlobal_new(&none, &none, 0x41, 0), nullptr);
     EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:Creating JavaVM"
                             "\nFERRYJNIGlobal_new: Error creating JavaVM (-1)");
-}
-
-TEST_F(Vm, AnInterfaceThatReturnsSomethingElseIsRefused)
-{
-    const StringList doctored = {BRIDGE_DOCTORED_JAR, BRIDGE_ADAPTER_JAR, BRIDGE_BINDING_JAR};
-    EXPECT_EQ(FERRYJNIGlobal_new(&doctored, &options, 0x1, 1), nullptr);
-    EXPECT_EQ(transcript(), "\nFERRYJNIGlobal_new:!error getting stream writer write method");
-    EXPECT_EQ(vmCount(), 1);
 }
 
 TEST_F(Vm, IsNotAdoptedByAThreadThatIsNotAttached)
