@@ -162,9 +162,20 @@ protected:
         return text;
     }
 
-    bool logged(const std::string &text) const
+    bool logged(const std::string &text)
     {
-        return log.find(text) != std::string::npos;
+        return times(text) > 0;
+    }
+
+    /// How often the log says so. Any thread.
+    int times(const std::string &text)
+    {
+        const std::lock_guard<std::mutex> lock(logMutex);
+        int count = 0;
+        for (std::size_t at = 0; (at = log.find(text, at)) != std::string::npos; ++at) {
+            ++count;
+        }
+        return count;
     }
 
     ferry::Configuration configuration;

@@ -44,12 +44,27 @@ struct Reader : Named<QEL_FerrionStreamReader> {
     std::vector<DDS_SampleInfo *> infos;
     bool lent = false;
 };
-/// Without a stream: a discovery reader, with what it has lent.
+/// What a discovery reader lends, with all that the record refers to.
+struct Announcement {
+    explicit Announcement(News toTell) : news(std::move(toTell)), properties(news.properties)
+    {
+        for (std::string &partition : news.partitions) {
+            partitions.push_back(partition.data());
+        }
+        info.disposed = news.disposed ? 1 : 0;
+        info.streamName = news.stream.data();
+        info.typeName = news.typeName.empty() ? nullptr : news.typeName.data();
+        info.typeRepresentation = const_cast<DDS_TypeCode *>(news.type);
+        info.partition = {partitions.data(), static_cast<std::int32_t>(partitions.size()), 0};
+    }
+    News news;
+    std::vector<char *> partitions;
+    ferry::PropertyList properties;
+    QEL_FerrionStreamInfo info = {};
+};
+/// Without a stream.
 struct DiscoveryReader : Reader {
-    std::deque<News> told;
-    std::deque<QEL_FerrionStreamInfo> streams;
-    std::deque<std::vector<char *>> partitions;
-    std::deque<ferry::PropertyList> properties;
+    std::deque<Announcement> lentStreams;
 };
 using Plugin = Named<QEL_FerrionAdapterPlugin>;
 struct Connection : Named<QEL_FerrionConnection> {
@@ -182,24 +197,14 @@ void lend(Reader &reader, const Read &read)
 
 void tell(DiscoveryReader &reader)
 {
+    std::deque<News> told;
     {
         const std::lock_guard<std::mutex> lock(g_script->discoveryMutex);
-        reader.told.swap(g_script->discoveries[reader.name].news);
+        told.swap(g_script->discoveries[reader.name].news);
     }
     reader.samples.clear();
-    for (News &news : reader.told) {
-        std::vector<char *> &partitions = reader.partitions.emplace_back();
-        for (std::string &partition : news.partitions) {
-            partitions.push_back(partition.data());
-        }
-        QEL_FerrionStreamInfo &info = reader.streams.emplace_back();
-        info.disposed = news.disposed ? 1 : 0;
-        info.streamName = news.stream.data();
-        info.typeName = news.typeName.empty() ? nullptr : news.typeName.data();
-        info.typeRepresentation = const_cast<DDS_TypeCode *>(news.type);
-        info.partition = {partitions.data(), static_cast<std::int32_t>(partitions.size()), 0};
-        reader.samples.push_back(&info);
-        reader.properties.emplace_back(news.properties);
+    for (const News &news : told) {
+        reader.samples.push_back(&reader.lentStreams.emplace_back(news).info);
     }
 }
 
@@ -244,10 +249,7 @@ void returnLoan(QEL_FerrionStreamReader *reader, void **samples, DDS_SampleInfo 
     }
     self->lent = false;
     if (self->stream == nullptr) {
-        static_cast<DiscoveryReader *>(self)->told.clear();
-        static_cast<DiscoveryReader *>(self)->streams.clear();
-        static_cast<DiscoveryReader *>(self)->partitions.clear();
-        static_cast<DiscoveryReader *>(self)->properties.clear();
+        static_cast<DiscoveryReader *>(self)->lentStreams.clear();
     }
 }
 
@@ -331,10 +333,9 @@ void stopBy(QEL_FerrionAdapterPlugin *plugin, int64_t deadline)
 const QEL_FerrionProperties *streamProperties(QEL_FerrionStreamReader *reader,
                                               const QEL_FerrionStreamInfo *lent)
 {
-    auto &self = *static_cast<DiscoveryReader *>(reader);
-    for (std::size_t i = 0; i < self.streams.size(); ++i) {
-        if (&self.streams[i] == lent) {
-            return self.properties[i].get();
+    for (const Announcement &each : static_cast<DiscoveryReader *>(reader)->lentStreams) {
+        if (&each.info == lent) {
+            return each.properties.get();
         }
     }
     ADD_FAILURE() << "asked for the properties of what is not lent";

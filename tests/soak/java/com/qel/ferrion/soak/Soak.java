@@ -47,11 +47,6 @@ public final class Soak extends StreamReaderBase
         }
     }
 
-    private static Soak make(Properties properties, StreamInfo stream, StreamReaderListener ear) {
-        Soak made = new Soak(properties, stream, ear);
-        return made.act.equals("null") ? null : made;
-    }
-
     /** A reader signals, on a thread that comes and goes; a connection announces streams. */
     @Override public void update(Properties properties) {
         take(properties);
@@ -112,10 +107,8 @@ public final class Soak extends StreamReaderBase
 
     @Override public Connection createConnection(String first, String second,
             StreamReaderListener output, StreamReaderListener input, Properties properties) {
-        Soak made = make(properties, null, null);
-        if (made != null) {
-            made.discovery = List.of(new DiscoveryReader(input), new DiscoveryReader(output));
-        }
+        Soak made = new Soak(properties);
+        made.discovery = List.of(new DiscoveryReader(input), new DiscoveryReader(output));
         return made;
     }
 
@@ -127,17 +120,17 @@ public final class Soak extends StreamReaderBase
     }
 
     @Override public Session createSession(Properties properties) {
-        return make(properties, null, null);
+        return new Soak(properties);
     }
 
     @Override public StreamReader createStreamReader(Session session, StreamInfo stream,
             Properties properties, StreamReaderListener listener) {
-        return make(properties, stream, listener);
+        return new Soak(properties, stream, listener);
     }
 
     @Override public StreamWriter createStreamWriter(Session session, StreamInfo stream,
             Properties properties) {
-        return make(properties, stream, null);
+        return new Soak(properties, stream, null);
     }
 
     @Override public void deleteStreamReader(StreamReader reader) { ((Soak) reader).close(); }
