@@ -10,6 +10,8 @@ cp -r "$2" "$work"
 rm -rf "$work/out"
 # From another folder on purpose: the configuration must not depend on the current one.
 cd /
+# And not on what would spoil text and class path.
+export LC_ALL=C CLASSPATH=/nowhere.jar
 "$ferry" run "$work/weather.yaml" --until-idle
 python3 "$work/verify.py"
 "$ferry" run "$work/and-back.yaml" --until-idle
