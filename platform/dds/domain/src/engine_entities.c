@@ -163,13 +163,14 @@ int qddsdomain_hold(const struct ddsi_sertype *type, const struct QDomainWriterI
     return changed;
 }
 
-/* What reads from a socket in every domain. */
+/* What reads from a socket in every domain; set once, and then read by the threads that receive. */
 static ddsi_tran_read_fn_t read_udp;
 
 static ssize_t read_packet(ddsi_tran_conn_t connection, unsigned char *buffer, size_t room,
                            bool spurious, ddsi_locator_t *source)
 {
-    const ssize_t size = read_udp(connection, buffer, room, spurious, source);
+    const ddsi_tran_read_fn_t receive = __atomic_load_n(&read_udp, __ATOMIC_ACQUIRE);
+    const ssize_t size = receive(connection, buffer, room, spurious, source);
     if (size > 0) {
         qddsdomain_mark_unknown_encapsulations(buffer, (size_t)size);
     }
@@ -184,10 +185,14 @@ void qddsdomain_watch_packets(const struct ddsi_sertype *type)
     pthread_mutex_lock(&mutex);
     for (size_t i = 0; i < sizeof connections / sizeof connections[0]; ++i) {
         struct ddsi_tran_conn *connection = connections[i];
-        if (connection != NULL && !connection->m_stream && connection->m_read_fn != read_packet &&
-            (read_udp == NULL || read_udp == connection->m_read_fn)) {
-            read_udp = connection->m_read_fn;
-            connection->m_read_fn = read_packet;
+        if (connection == NULL || connection->m_stream || connection->m_read_fn == read_packet) {
+            continue;
+        }
+        if (read_udp == NULL) {
+            __atomic_store_n(&read_udp, connection->m_read_fn, __ATOMIC_RELEASE);
+        }
+        if (read_udp == connection->m_read_fn) {
+            __atomic_store_n(&connection->m_read_fn, read_packet, __ATOMIC_RELEASE);
         }
     }
     pthread_mutex_unlock(&mutex);
