@@ -101,7 +101,7 @@ TEST_F(RelayTest, StopsForWhateverIsNoSuccess)
          "topic route will be disabled from now on: 5",
          2},
         // Ends of instances are no samples, but a loss where they are not taken.
-        {{{1, 2, 3}, "", {2, 3}}, 1, "", "1 read, 0 written, 0 errors, 2 lost, 2 ends", "took 1"},
+        {{{1, 2, 3}, "", {1, 3}}, 1, "", "1 read, 0 written, 0 errors, 2 lost, 2 ends", "took 1"},
         {{{1, -1, 3, -1}, ""},
          all,
          "",

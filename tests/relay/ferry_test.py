@@ -99,10 +99,9 @@ class Ferry(unittest.TestCase):
             line = process.stderr.readline()
         return line
 
-    def start(self, path, *arguments, ignored=signal.SIGPIPE):
+    def start(self, path, *arguments):
         process = subprocess.Popen([FERRY, "run", path, *arguments], stdout=subprocess.PIPE,
-                                   stderr=subprocess.PIPE, text=True,
-                                   preexec_fn=lambda: signal.signal(ignored, signal.SIG_IGN))
+                                   stderr=subprocess.PIPE, text=True)
         self.addCleanup(process.stdout.close)
         self.addCleanup(process.stderr.close)
         self.read_to(process, "Service started OK")
@@ -411,14 +410,6 @@ class FerryTest(Ferry):
             self.assertEqual(read, written)
             self.assertEqual(self.numbers("good.jsonl"), list(range(read)))
             good.unlink()
-        # Under nohup a lost terminal does not stop it.
-        process = self.start(self.relay(count=10 ** 9), ignored=signal.SIGHUP)
-        process.send_signal(signal.SIGHUP)
-        self.until(lambda: good.exists() and good.stat().st_size > 1000)
-        size = good.stat().st_size
-        self.until(lambda: good.stat().st_size > size)
-        process.terminate()
-        self.assertIn("good: ", process.communicate(timeout=60 * PATIENCE)[0])
         # Before anything is started they end it as they end any program.
         fifo = self.directory / "fifo.yaml"
         os.mkfifo(fifo)

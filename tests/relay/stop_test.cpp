@@ -109,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
              "delete_writer x\ndelete_writer y\ndelete_connection b\ndelete_adapter c"},
         Hang{"write x", 2, exitHung,
              "hangs in write of b/x and(.|\n)*delete_reader in\n(.|\n)*"
-             "r: 5 read, 2 written, 0 errors, 3 lost"},
+             "r: 5 read, 2 written, 0 errors, 3 lost(.|\n)*s: [01] read, [^(\n]*\n"},
         Hang{"create_connection b", 1, exitHung,
              "create of connection b has not come back for 0 s(.|\n)*connection b does not come "
              "back("
@@ -172,6 +172,7 @@ TEST_F(RelayTest, TellsACallSoonAfterItsTime)
         addRoute("q" + std::to_string(i), "a/q", {"b/y"});
     }
     options.stall = milliseconds(300);
+    configuration.sessions.push_back({"second", milliseconds(10), 0, {}});
     std::atomic<int> told{0};
     script.streams["in"].source = [n = 0]() mutable { return Read{{++n}, ""}; };
     Clock::duration quickest = std::chrono::hours(1);
@@ -179,6 +180,7 @@ TEST_F(RelayTest, TellsACallSoonAfterItsTime)
         if (told >= 10) {
             return;
         }
+        EXPECT_EQ(supervisor().relay().callsUnderWay().size(), 1U);
         const auto begin = Clock::now();
         EXPECT_TRUE(waitFor([&] { return times("write of b/x has not") > told; }));
         // The first begins together with the watch.
@@ -193,11 +195,16 @@ TEST_F(RelayTest, TellsACallSoonAfterItsTime)
 TEST_F(RelayTest, AwaitsAFirstSampleIfToldTo)
 {
     addRoute("r", "a/in", {"b/x"});
+    addRoute("idle", "a/in2", {"b/y"});
     options.afterFirst = true;
     script.streams["in"].reads.resize(20); // with pauses longer than what counts as idle
-    script.streams["in"].reads.push_back({{1}, ""});
+    // What goes on is not idle beside a route that is.
+    script.streams["in"].source = [n = 0]() mutable {
+        sleepFor(5);
+        return ++n <= 20 ? Read{{n}, ""} : Read{};
+    };
     EXPECT_EQ(runUntilIdle(20), exitOk);
-    EXPECT_EQ(summary(), "r: 1 read, 1 written, 0 errors\n");
+    EXPECT_EQ(summary(), "r: 20 read, 20 written, 0 errors\nidle: 0 read, 0 written, 0 errors\n");
 }
 
 TEST_F(RelayTest, StartsNothingWithoutItsHost)
@@ -213,9 +220,11 @@ TEST_F(RelayTest, StartsNothingWithoutItsThreads)
 {
     addRoute("r", "a/in", {"b/x"});
     addRule("d");
+    configuration.sessions.push_back({"nobody's", std::chrono::milliseconds(10), 0, {}});
     script.refusesThreads = true;
     EXPECT_EQ(supervisor().run(), exitNoStart);
     EXPECT_TRUE(logged("!start main session") && !logged("started OK")) << log;
+    EXPECT_FALSE(logged("!start nobody's session")) << log;
     EXPECT_EQ(summary(), "r: 0 read, 0 written, 1 errors (out of service)\n");
 }
 

@@ -7,7 +7,6 @@ Every kind runs in a folder and a network of its own. Root, a Linux kernel with 
 the clock libfaketime (faketime) are needed. Prints a line for each; ends with 1 when one was not as
 it should be."""
 import glob
-import json
 import os
 import pathlib
 import random
@@ -238,32 +237,7 @@ def hostile_peer():
     return f"{len(set(rows(0, 600).splitlines()) - set(there))} of 600 rows missing; {end}"
 
 
-def dirty_rows():
-    """200,000 CSV rows of which one in twenty is dirty in one of ten ways"""
-    bad, good = 0, []
-    with open("in.csv", "wb") as table:
-        table.write(b"n,text,x\r\n")
-        for i in range(200000):
-            text = random.choice(["plain", "a, b", 'say "hi"', "line\nbreak", "ü😀", " b ", ""])
-            dirt = random.choice([
-                f"{i},a", f"{i}x,a,1", f'{i},"never closed,1', f'{i},"a"b,1', ",a,1",
-                f"9999999{i},a,1", f"{i},a\rb,1", f"{i},a\0b,1", f"{i},a,1,2",
-                f"{i},\udcff\udcc3,1"])
-            is_bad = random.random() < 0.05
-            cell = '"' + text.replace('"', '""') + '"' if re.search('[,"\n]', text) else text
-            bad += is_bad
-            good += [] if is_bad else [(i, text)]
-            line = dirt if is_bad else f"{i},{cell},{i}.25"
-            table.write(line.encode(errors="surrogateescape") + random.choice([b"\n", b"\r\n"]))
-    configure("dirty.yaml", "", "files", "in.csv", "reject_file: rejects.txt", "files", "out.jsonl",
-              OVERWRITE)
-    end = finish(start("dirty.yaml", "--until-idle"), "dirty.yaml")
-    there = [(row["n"], row["text"]) for row in map(json.loads, open("out.jsonl"))]
-    assert there == good, f"{len(set(good) - set(there))} good rows missing, {end}"
-    return f"the {len(good)} good ones, in order; {bad} bad; {end}"
-
-
-KINDS = [killed, full_disk, descriptors, clock, stopped, stopped_for_long, hostile_peer, dirty_rows]
+KINDS = [killed, full_disk, descriptors, clock, stopped, stopped_for_long, hostile_peer]
 
 
 def inside(kind):
