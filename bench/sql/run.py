@@ -1,6 +1,6 @@
 #!/usr/bin/env python3
 """Loads a CSV file of a million rows into an SQLite table with ferry, beside a plain Java program,
-and reads the table into a CSV file again, beside another one.
+and reads the table, and one four times as long, into a CSV file again, beside another one.
 
 usage: run.py FERRY [--rows N] [--quick] [--rounds N] [--json FILE [--extend]] [--pictures DIR]
 
@@ -152,14 +152,15 @@ def main():
         shutil.copy(HERE / "read.yaml", work)
         subprocess.run(["javac", "-cp", JARS, "-d", str(work), str(HERE / "PlainLoad.java"),
                         str(HERE / "PlainRead.java")], check=True)
+        java = ["java", "-Xmx512m", "-cp", f"{work}:{JARS}"]
         for mode in ("insert", "upsert"):
             os.environ["MODE"] = mode
             ratios, rates = [], []
             for _ in range(rounds):
                 for database in ("plain.db", "relayed.db"):
                     (work / database).unlink(missing_ok=True)
-                plain = million_rows.timed(["java", "-Xmx512m", "-cp", f"{work}:{JARS}",
-                                            "PlainLoad", "rows.csv", "plain.db", mode], work)[0]
+                plain = million_rows.timed([*java, "PlainLoad", "rows.csv", "plain.db", mode],
+                                           work)[0]
                 relayed = million_rows.timed([ferry, "run", "relay.yaml", "--until-idle=0.1",
                                               "--quiet"], work)[0]
                 compare(work, rows)
@@ -170,21 +171,27 @@ def main():
             objects.append(report.entry(f"sql: {mode}", 1024, "row", ratios,
                                         rows_per_second=report.quartiles(rates)))
             drawn.append((mode, report.quartiles(ratios), False))
-        ratios, rates = [], []
-        for _ in range(rounds):
-            for name in ("plain.csv", "relayed.csv"):
-                (work / name).unlink(missing_ok=True)
-            plain = million_rows.timed(["java", "-Xmx512m", "-cp", f"{work}:{JARS}", "PlainRead",
-                                        "plain.db", "plain.csv"], work)[0]
-            relayed = million_rows.timed([ferry, "run", "read.yaml", "--until-idle=0.1",
-                                          "--quiet"], work)[0]
-            compare_files(work)
-            ratios.append(plain / relayed)
-            rates.append(rows / relayed)
-        print(f"| read | {report.spread(rates, digits=0)} | {report.spread(ratios)} |", flush=True)
-        objects.append(report.entry("sql: read", 1024, "row", ratios,
-                                    rows_per_second=report.quartiles(rates)))
-        drawn.append(("read", report.quartiles(ratios), False))
+        for name, count in [("read", rows), ("read, long", 4 * rows)]:
+            if count != rows:
+                million_rows.make_rows(work / "rows.csv", count)
+                (work / "plain.db").unlink()
+                subprocess.run([*java, "PlainLoad", "rows.csv", "plain.db", "upsert"], cwd=work,
+                               check=True)
+            ratios, rates = [], []
+            for _ in range(rounds):
+                for file in ("plain.csv", "relayed.csv"):
+                    (work / file).unlink(missing_ok=True)
+                plain = million_rows.timed([*java, "PlainRead", "plain.db", "plain.csv"], work)[0]
+                relayed = million_rows.timed([ferry, "run", "read.yaml", "--until-idle=0.1",
+                                              "--quiet"], work)[0]
+                compare_files(work)
+                ratios.append(plain / relayed)
+                rates.append(count / relayed)
+            print(f"| {name} | {report.spread(rates, digits=0)} | {report.spread(ratios)} |",
+                  flush=True)
+            objects.append(report.entry(f"sql: {name}", 1024, "row", ratios,
+                                        rows_per_second=report.quartiles(rates)))
+            drawn.append((name, report.quartiles(ratios), False))
         polled = 10 * rows
         pages = poll_cost(ferry, work, polled)
         if pages is not None:
