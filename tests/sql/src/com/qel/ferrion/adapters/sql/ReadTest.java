@@ -186,8 +186,12 @@ public class ReadTest {
         assertTrue(rig.errors.toString(), rig.errors.get(0).startsWith("3 rows"));
 
         rig.errors.clear();
-        StreamReader byKey = rig.reader("holes", ROW, "report", "0s");
-        assertEquals(2, rig.read(byKey, false).size());
+        // The first is told at once, the others together: here at the end of the rows.
+        StreamReader byKey = rig.reader("holes", ROW, "batch", "1");
+        rig.bad = 0;
+        assertEquals(2, rig.readUntil(byKey, 2).size());
+        assertEquals(0, rig.read(byKey, false).size() + rig.read(byKey, false).size());
+        assertEquals(3, rig.bad);
         assertEquals("\"holes\", row id=1: column 't': NULL, for which a long has no value",
                 rig.errors.get(0).split("\n")[0]);
         StreamReader filled = rig.reader("holes", ROW, "nulls", "default", "batch", "1");

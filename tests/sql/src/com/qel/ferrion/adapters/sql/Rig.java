@@ -1,5 +1,7 @@
 package com.qel.ferrion.adapters.sql;
 
+import static org.junit.Assert.assertTrue;
+
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
@@ -16,8 +18,12 @@ import java.sql.ResultSet;
 import java.sql.Statement;
 import java.util.ArrayList;
 import java.util.List;
+import java.util.Map;
 import java.util.Properties;
 import java.util.StringJoiner;
+import java.util.concurrent.ConcurrentHashMap;
+import java.util.concurrent.Semaphore;
+import java.util.concurrent.TimeUnit;
 import org.junit.rules.ExternalResource;
 import org.junit.rules.TemporaryFolder;
 
@@ -34,6 +40,7 @@ final class Rig extends ExternalResource {
     boolean server;
     String url;
     DiscoveryConnection connection;
+    private final Map<StreamReader, Semaphore> signals = new ConcurrentHashMap<>();
     private SqlAdapter adapter;
     private Connection direct;
 
@@ -114,7 +121,8 @@ final class Rig extends ExternalResource {
         Properties properties = properties(pairs);
         properties.putIfAbsent("position_file", "none");
         properties.putIfAbsent("poll", "10ms");
-        return connection.createStreamReader(null, stream(table, type), properties, null);
+        return connection.createStreamReader(null, stream(table, type), properties,
+                reader -> signalsOf(reader).release());
     }
 
     StreamWriter writer(String table, TypeCode type, String... pairs) throws AdapterException {
@@ -146,12 +154,17 @@ final class Rig extends ExternalResource {
         return copies;
     }
 
-    /** Reads until there are so many samples, which may take any time. */
+    private Semaphore signalsOf(StreamReader reader) {
+        return signals.computeIfAbsent(reader, any -> new Semaphore(0));
+    }
+
+    /** Reads until there are so many samples, when told to and never else. */
     List<DynamicData> readUntil(StreamReader reader, int count) throws Exception {
         List<DynamicData> found = new ArrayList<>();
         while (found.size() < count) {
+            assertTrue("no signal", signalsOf(reader).tryAcquire(60, TimeUnit.SECONDS));
+            signalsOf(reader).drainPermits();
             found.addAll(read(reader, false));
-            Thread.sleep(5);
         }
         return found;
     }
