@@ -329,8 +329,8 @@ final class SqlStreamReader extends ReaderBase {
     }
 
     /**
-     * Reads up to a batch of rows behind a position. Where positions are not unique a batch goes on to
-     * the end of those rows that have its last one's, however many they are.
+     * Reads up to a batch of rows behind a position. Where positions are not unique a batch goes on
+     * to the end of those rows that have its last one's, however many they are.
      */
     private Batch fetch(Query bound, Link link, Sequence sequence, List<Object> from, int limit,
             SamplePool into) throws SQLException {

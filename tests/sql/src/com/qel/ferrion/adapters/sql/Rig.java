@@ -162,7 +162,7 @@ final class Rig extends ExternalResource {
     List<DynamicData> readUntil(StreamReader reader, int count) throws Exception {
         List<DynamicData> found = new ArrayList<>();
         while (found.size() < count) {
-            assertTrue("no signal", signalsOf(reader).tryAcquire(60, TimeUnit.SECONDS));
+            assertTrue("no signal", signalsOf(reader).tryAcquire(30, TimeUnit.SECONDS));
             signalsOf(reader).drainPermits();
             found.addAll(read(reader, false));
         }

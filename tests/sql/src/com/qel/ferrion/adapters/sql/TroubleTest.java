@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.sql;
 
 import static org.junit.Assert.assertEquals;
 import static org.junit.Assert.assertFalse;
+import static org.junit.Assert.assertNull;
 import static org.junit.Assert.assertSame;
 import static org.junit.Assert.assertThrows;
 import static org.junit.Assert.assertTrue;
@@ -14,6 +15,9 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.SamplePool;
+import com.qel.ferrion.kit.Settings;
+import com.qel.ferrion.kit.Watch;
 import java.io.PrintWriter;
 import java.io.StringWriter;
 import java.nio.file.Files;
@@ -23,6 +27,8 @@ import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
+import java.util.concurrent.Callable;
+import java.util.concurrent.CountDownLatch;
 import java.util.stream.Stream;
 import org.junit.Assume;
 import org.junit.Rule;
@@ -416,6 +422,60 @@ public class TroubleTest {
         assertFalse(query.hasMore(link, end, end));
     }
 
+    /** What was fetched beforehand serves whom it was fetched for, or nobody. */
+    @Test
+    public void aBatchIsFetchedBeforehandWhereThatPays() throws Exception {
+        rig.sql("DROP TABLE IF EXISTS ahead", "CREATE TABLE ahead (id INT PRIMARY KEY)");
+        Query query = query("ahead");
+        Settings settings = readerSettings();
+        Watch watch = new Watch("ahead", Access.LOG, Throwable::toString);
+        List<Object> position = List.of(1L);
+        int[] fetched = {0};
+        ReadAhead ahead = new ReadAhead(new SamplePool(ROW));
+        Callable<Batch> fetch = () -> {
+            fetched[0]++;
+            return new Batch(null, query, ahead.pool(), false, false);
+        };
+        Batch found = null;
+        for (int i = 0; i < 100 && found == null; i++) { // One that took a second is too old.
+            ahead.begin(watch, position, settings, fetch);
+            found = ahead.take(position, settings);
+        }
+        assertEquals(0, found.count());
+        assertNull(ahead.take(position, settings));
+        ahead.begin(watch, position, settings, fetch);
+        assertNull("behind other rows", ahead.take(List.of(2L), settings));
+        ahead.begin(watch, position, settings, fetch);
+        assertNull("with other settings", ahead.take(position, readerSettings()));
+        ahead.begin(watch, position, settings, fetch);
+        Thread.sleep(1100);
+        ahead.returned();
+        assertNull("too old", ahead.take(position, settings));
+        int before = fetched[0];
+        ahead.begin(watch, position, settings, fetch);
+        assertNull("the host is slow", ahead.take(position, settings));
+        assertEquals(before, fetched[0]);
+        ahead.returned();
+        ahead.begin(watch, position, settings, () -> {
+            throw new OutOfMemoryError("planted");
+        });
+        assertNull(ahead.take(position, settings));
+        ahead.begin(watch, position, settings, fetch);
+        assertNull("memory is scarce", ahead.take(position, settings));
+        assertEquals(before, fetched[0]);
+        CountDownLatch busy = new CountDownLatch(1);
+        watch.once(busy::await);
+        ReadAhead other = new ReadAhead(new SamplePool(ROW));
+        other.begin(watch, position, settings, fetch);
+        other.cancel();
+        busy.countDown();
+        CountDownLatch done = new CountDownLatch(1);
+        watch.once(done::countDown);
+        done.await();
+        assertEquals("for nobody", before, fetched[0]);
+        assertTrue(watch.stop(() -> { }));
+    }
+
     /** The look for more goes by the index, however the server plans it. */
     @Test
     public void aLookForMoreReadsNoTable() throws Exception {
@@ -437,7 +497,11 @@ public class TroubleTest {
     private Query query(String table) throws Exception {
         TypeCode id = TypeCode.fromIdl("struct Id { long id; };", null);
         return Query.of(Table.find(rig.direct(), null, table), Dialect.of(rig.url), id,
-                SqlAdapter.SETTINGS.of(Role.READER).parse("reader", Rig.properties()));
+                readerSettings());
+    }
+
+    private static Settings readerSettings() throws Exception {
+        return SqlAdapter.SETTINGS.of(Role.READER).parse("reader", Rig.properties());
     }
 
     /** A getter's failure is one row's. */
