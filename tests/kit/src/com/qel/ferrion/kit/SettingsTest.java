@@ -6,8 +6,11 @@ import static org.junit.Assert.assertThrows;
 import static org.junit.Assert.assertTrue;
 
 import com.qel.ferrion.kit.AdapterSettings.Role;
+import java.nio.file.Files;
 import java.nio.file.Path;
 import java.time.Duration;
+import java.util.HashMap;
+import java.util.List;
 import java.util.Map;
 import java.util.Properties;
 import org.junit.Test;
@@ -48,19 +51,28 @@ public class SettingsTest {
         return ALL.of(Role.CONNECTION).parse("connection 'c'", properties(pairs));
     }
 
+    /** data/settings.txt: a property's name and value, what it is read as, or "!" and what is said. */
     @Test
-    public void valuesAreRead() throws SettingsException {
-        Object[][] cases = {{URL, "a b", "a b"}, {BATCH, " 500 ", 500}, {BATCH, "1", 1},
-            {BYTES, "9223372036854775807", Long.MAX_VALUE}, {POLL, "5ms", Duration.ofMillis(5)},
-            {POLL, "2h", Duration.ofHours(2)}, {POLL, "3m", Duration.ofMinutes(3)},
-            {POLL, "250s", Duration.ofSeconds(250)}, {ON_ERROR, "stop_here", OnError.STOP_HERE},
-            {SYNC, "true", true}, {SYNC, "false", false}, {FOLDER, "a/b", Path.of("a/b")},
-            {PASSWORD, "open", new Secret("open")}};
-        for (Object[] one : cases) {
-            Setting<?> setting = (Setting<?>) one[0];
-            Settings settings = parse(setting.name(), (String) one[1]);
-            assertEquals(setting + "=" + one[1], one[2], settings.get(setting));
-            assertTrue(settings.has(setting));
+    public void valuesAreReadOrRefusedInWords() throws Exception {
+        Map<String, Setting<?>> all = new HashMap<>();
+        for (Setting<?> each : List.of(URL, BATCH, BYTES, POLL, ON_ERROR, SYNC, FOLDER, COLUMNS)) {
+            all.put(each.name(), each);
+        }
+        for (String line : Files.readAllLines(Path.of(System.getProperty("settings")))) {
+            String[] parts = line.replace("\\0", "\0").split("=| -> ", 3);
+            if (line.startsWith("#")) {
+                continue;
+            }
+            if (parts[2].startsWith("! ")) {
+                String text = assertThrows(line, SettingsException.class,
+                        () -> parse(parts[0], parts[1])).getMessage();
+                assertTrue(text, text.startsWith("connection 'c': ")
+                        && text.contains(parts[2].substring(2)));
+            } else {
+                Settings settings = parse(parts[0], parts[1]);
+                assertEquals(line, parts[2], "" + settings.get(all.get(parts[0])));
+                assertTrue(line, settings.has(all.get(parts[0])));
+            }
         }
         assertEquals(Map.of("a", "1", "b.c", "2"),
                 parse("columns.b.c", "2", "columns.a", "1").get(COLUMNS));
@@ -77,26 +89,6 @@ public class SettingsTest {
         assertEquals("90s", POLL.defaultText());
         Settings none = AdapterSettings.none().of(Role.READER).parse("reader", null);
         assertThrows(IllegalArgumentException.class, () -> none.get(BATCH));
-    }
-
-    @Test
-    public void whatIsWrongIsToldInWords() {
-        String[][] cases = {{"batch", "0", "property 'batch' is '0', expected a whole number from "
-            + "1 to 500"}, {"batch", "501", "'501'"}, {"batch", "1.5", "'1.5'"},
-            {"bytes", "9223372036854775808", "from 0 to 9223372036854775807"},
-            {"poll", "4ms", "a duration like 250ms, 5s, 2m or 1h from 5ms to 2h"},
-            {"poll", "7201s", "'7201s'"}, {"poll", "5", "'5'"}, {"poll", "-5s", "'-5s'"},
-            {"poll", "999999999999999999h", "999h"}, {"on_error", "SKIP", "skip, stop_here"},
-            {"sync", "yes", "one of true, false"}, {"folder", "a\0b", "a path"},
-            {"url", " ", "property 'url' is missing: what to open (a text)"},
-            {"pol", "5s", "unknown property 'pol'; did you mean 'poll'? (known: url, batch, "},
-            {"columns.", "a", "unknown property 'columns.'"},
-            {"password", "abc", "expected four characters or more"}};
-        for (String[] one : cases) {
-            String text = assertThrows(one[0], SettingsException.class,
-                    () -> parse(one[0], one[1])).getMessage();
-            assertTrue(text, text.startsWith("connection 'c': ") && text.contains(one[2]));
-        }
     }
 
     @Test
@@ -119,7 +111,9 @@ public class SettingsTest {
 
     @Test
     public void secretsAreNotShown() throws SettingsException {
-        String text = parse("password", "hush!").toString();
+        Settings settings = parse("password", "hush");
+        assertEquals(new Secret("hush"), settings.get(PASSWORD));
+        String text = settings.toString();
         assertTrue(text, text.contains("password=***") && !text.contains("hush"));
     }
 
