@@ -55,5 +55,9 @@ public class ValuesTest {
         for (Object[] one : texts) {
             assertEquals(one[0], one[1].toString());
         }
+        Version version = new Version(1, 2, 3, 4);
+        assertEquals(List.of(1, 2, 3, 4), List.of(version.getMajorNumber(),
+                version.getMinorNumber(), version.getReleaseNumber(), version.getRevisionNumber()));
+        assertEquals("of T", new TypeInfo("T", "of T").getTypeRepresentation());
     }
 }

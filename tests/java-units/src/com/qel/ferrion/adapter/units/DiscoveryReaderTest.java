@@ -3,6 +3,7 @@ package com.qel.ferrion.adapter.units;
 import static org.junit.Assert.assertEquals;
 import static org.junit.Assert.assertFalse;
 import static org.junit.Assert.assertSame;
+import static org.junit.Assert.assertThrows;
 import static org.junit.Assert.assertTrue;
 
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
@@ -45,6 +46,13 @@ public class DiscoveryReaderTest {
         assertEquals("[a: T, a: T, disposed]", streams.toString());
         assertSame(TYPE, gone.getTypeInfo());
         assertEquals(2, signals.get());
+        reader.announce(new StreamInfo("b", TYPE, false));
+        reader.announce(new StreamInfo("b", TYPE, true));
+        assertFalse(reader.dispose("b"));
+        assertEquals("[b: T, b: T, disposed]", read().toString());
+        assertThrows(NullPointerException.class,
+                () -> reader.announce(new StreamInfo(null, TYPE, false)));
+        signals.set(2);
         for (int i = 0; i < 40; i++) {
             reader.announce(new StreamInfo("n" + i, TYPE, false));
         }
