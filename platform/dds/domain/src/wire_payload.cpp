@@ -105,9 +105,10 @@ bool takeRewritten(const DDS_TypeCode &type, const Body &body, const Form &xcdr2
     Sink sink(plain, 0);
     Transcoder transcoder(form, body.bytes, body.size, PLAIN_FORM, sink);
     if (!transcoder.run(type, openEnd)) {
-        setError(error, "%s: %s: %s (byte %llu of %zu)", type.name.c_str(), transcoder.path(),
-                 transcoder.problem(), static_cast<unsigned long long>(transcoder.position()),
-                 body.size);
+        const char *path = transcoder.path();
+        setError(error, "%s: %s%s%s (byte %llu of %zu)", type.name.c_str(), path,
+                 *path == '\0' ? "" : ": ", transcoder.problem(),
+                 static_cast<unsigned long long>(transcoder.position()), body.size);
         return false;
     }
     if (body.size - transcoder.position() > MAX_TRAILER && !openEnd) {
