@@ -15,7 +15,7 @@ public abstract class StreamReaderBase implements StreamReader {
     /** Guarded by lock: threads inside of the listener, once for every call they are in. */
     private final List<Thread> signalling = new ArrayList<>(4);
     /** Guarded by lock: those of them that called close, and so do not wait for each other. */
-    private final List<Thread> closing = new ArrayList<>(1);
+    private final List<Thread> closing = new ArrayList<>();
     /** Guarded by lock. */
     private boolean closed;
 

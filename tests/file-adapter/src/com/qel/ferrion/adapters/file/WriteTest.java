@@ -17,6 +17,7 @@ import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.kit.Sample;
 import com.qel.ferrion.kit.harness.TestHost;
+import java.io.IOException;
 import java.nio.file.Files;
 import java.util.ArrayList;
 import java.util.Arrays;
@@ -172,5 +173,8 @@ public class WriteTest {
         OsLock.tryLock(host.path("held.csv.1"), false).close();
         rotating.delete();
         OsLock.tryLock(host.path("held.csv"), false).close();
+        String none = assertThrows(IOException.class,
+                () -> OsLock.tryLock(host.path("none"), false)).getMessage();
+        assertTrue(none, none.endsWith("none: no such file or directory"));
     }
 }
