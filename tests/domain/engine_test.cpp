@@ -8,6 +8,7 @@
 #include <future>
 #include <regex>
 
+#include "../platform/records.h"
 #include "engine_fixture.h"
 #include "qddsdomain/discovery.h"
 
@@ -440,39 +441,21 @@ TEST(Domain, SettingsReachTheEngine)
     const std::string trace = testing::TempDir() + "engine_trace_" + std::to_string(getpid());
     const std::string xml =
         "<Tracing><Verbosity>config</Verbosity><OutputFile>" + trace + "</OutputFile></Tracing>";
-    const std::string always = "ParticipantIndex: auto; MaxAutoParticipantIndex: 119; "
-                               "WriterLingerDuration: 0 s; SocketReceiveBufferSize[@max]: 4 MiB; "
-                               "SocketSendBufferSize[@min]: default; "
-                               "SocketSendBufferSize[@max]: 4 MiB; GenerateKeyhash: true; "
-                               "WriteBatch: true; WhcLow: 500 KiB; WhcHigh: 1 MiB; "
-                               "WhcHighInit: 1 MiB; Domain[@Id]: 91; ";
-    struct Case {
-        const char *interfaces, *peers;
-        int32_t multicast;
-        std::string expected;
-    };
-    for (const Case &c : {Case{nullptr, nullptr, 0,
-                               "NetworkInterface[@address]: 127.0.0.1; AllowMulticast: false; "
-                               "Peer[@Address]: 127.0.0.1; "},
-                          {" ", "localhost", 2,
-                           "NetworkInterface[@address]: 127.0.0.1; AllowMulticast: true; "
-                           "Peer[@Address]: localhost; Peer[@Address]: 127.0.0.1; "},
-                          {"lo", "127.0.0.1, localhost", 1,
-                           "NetworkInterface[@name]: lo; AllowMulticast: spdp; "
-                           "Peer[@Address]: 127.0.0.1; Peer[@Address]: localhost; "}}) {
-        const DDS_ParticipantSettings settings{91,      c.interfaces, c.multicast,
-                                               c.peers, xml.c_str(),  nullptr};
+    for (const Record &test : recordsOf("domain/data/engine_settings.txt")) {
+        const DDS_ParticipantSettings settings{
+            91,     test.at(0).c_str(), std::stoi(test.at(2)), test.at(1).c_str(), xml.c_str(),
+            nullptr};
         const Participant made(DDS_DomainParticipant_new(&settings, nullptr));
         std::ifstream file(trace);
-        std::string told;
+        Record told(test.begin(), test.begin() + 3);
         for (std::string line; std::getline(file, line);) {
             std::smatch found;
             if (std::regex_search(line, found,
                                   std::regex("config: .*?([^/]*?)(/#text)?(: .*) \\{0\\}$"))) {
-                told += found.str(1) + found.str(3) + "; ";
+                told.push_back(found.str(1) + found.str(3));
             }
         }
-        EXPECT_EQ(c.expected + always, told);
+        EXPECT_EQ(test, told);
         std::remove(trace.c_str());
     }
 }
