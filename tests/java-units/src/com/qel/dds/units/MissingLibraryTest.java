@@ -27,8 +27,9 @@ public class MissingLibraryTest {
         saysEveryTime(binding, () -> SampleInfoHelper.push_to_nativeI(new SampleInfo(), 8));
         var reader = new DiscoveryReader(null);
         StreamReaderListenerImpl listener = new StreamReaderListenerImpl(8);
-        saysEveryTime(System.getProperty("ferryjni.library"),
+        saysEveryTime("(" + System.getProperty("ferryjni.library") + ")",
                 () -> listener.onDataAvailable(reader));
+        new StreamReaderListenerImpl(0).onDataAvailable(reader); // to nobody
         assertThrows(NullPointerException.class, () -> listener.onDataAvailable(null));
     }
 }
