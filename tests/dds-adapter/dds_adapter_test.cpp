@@ -44,7 +44,7 @@ std::string textOf(const DDS_DynamicData &sample, const DDS_SampleInfo &info)
     int32_t n = -1;
     DDS_DynamicData_get_string(&sample, "id", &id, nullptr);
     DDS_DynamicData_get_long(&sample, "n", &n);
-    EXPECT_EQ(info.source_timestamp.nanosec, 500000000U);
+    EXPECT_EQ(info.source_timestamp.nanosec, 123456789U);
     EXPECT_TRUE(info.publication_handle.isValid == 1 && info.instance_handle.isValid == 1);
     EXPECT_TRUE(info.valid_data != 0 || n == 0);
     const char *end =
@@ -76,7 +76,7 @@ int write(Host &host, QEL_FerrionStreamWriter *writer, const std::vector<Sent> &
         samples.push_back(owners.back().get());
         values[i].instance_state = all[i].state;
         values[i].valid_data = all[i].state == ALIVE ? 1 : 0;
-        values[i].source_timestamp = {all[i].seconds, 500000000};
+        values[i].source_timestamp = {all[i].seconds, 123456789};
         infos.push_back(&values[i]);
     }
     return host.table().write(writer, samples.data(), infos.data(),
