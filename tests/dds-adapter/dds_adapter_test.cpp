@@ -155,7 +155,7 @@ int serve(const char *domain)
     Host host(std::stoi(domain), "",
               "engine_xml=<Discovery><LeaseDuration>1s</LeaseDuration></Discovery>");
     std::map<std::string, QEL_FerrionStreamWriter *> writers;
-    QEL_FerrionStreamReader *reader = nullptr;
+    std::vector<QEL_FerrionStreamReader *> readers;
     char line[80];
     while (std::fscanf(stdin, "%79s", line) == 1) {
         QEL_FerrionStreamWriter *&writer = writers[line[0] == '*' ? line : line + 1];
@@ -174,17 +174,23 @@ int serve(const char *domain)
             writer = host.writer(line + 1, "match=name");
         } else if (line[0] == '-') {
             host.remove(writer);
+            writer = nullptr;
         } else if (line[0] == 'R') {
-            reader = host.reader(line + 1, "ownership=exclusive; deadline=1m");
+            readers.push_back(host.reader(line + 1, "ownership=exclusive; deadline=1m"));
         } else {
-            reader = host.reader(line + 1, "max_samples=10");
-            if (line[0] == 'k' && eventually([&] { return host.signalled == reader; })) {
+            readers.push_back(host.reader(line + 1, "max_samples=10"));
+            if (line[0] == 'k' && eventually([&] { return host.signalled == readers.back(); })) {
                 raise(SIGKILL);
             }
         }
     }
-    if (reader != nullptr) {
-        host.remove(reader);
+    for (QEL_FerrionStreamReader *each : readers) {
+        host.remove(each);
+    }
+    for (const auto &[name, each] : writers) {
+        if (each != nullptr) {
+            host.remove(each);
+        }
     }
     return 0;
 }
