@@ -198,7 +198,7 @@ def main():
             print(f"\nA look for more in a table of {polled} rows of PostgreSQL reads {pages} pages.")
     report.save(arguments, objects)
     if arguments.pictures:
-        report.picture(arguments.pictures / "sql.svg", "A million rows into an SQLite table",
+        report.picture(arguments.pictures / "sql.svg", "Rows into an SQLite table and out of it",
                        "rate, ferry / plain Java program", drawn)
 
 
