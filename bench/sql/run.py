@@ -153,45 +153,37 @@ def main():
         subprocess.run(["javac", "-cp", JARS, "-d", str(work), str(HERE / "PlainLoad.java"),
                         str(HERE / "PlainRead.java")], check=True)
         java = ["java", "-Xmx512m", "-cp", f"{work}:{JARS}"]
-        for mode in ("insert", "upsert"):
-            os.environ["MODE"] = mode
+
+        def measure(name, made, plain, config, count, check):
+            """The two programs in turn; each makes what is named, which is compared."""
             ratios, rates = [], []
             for _ in range(rounds):
-                for database in ("plain.db", "relayed.db"):
-                    (work / database).unlink(missing_ok=True)
-                plain = million_rows.timed([*java, "PlainLoad", "rows.csv", "plain.db", mode],
-                                           work)[0]
-                relayed = million_rows.timed([ferry, "run", "relay.yaml", "--until-idle=0.1",
-                                              "--quiet"], work)[0]
-                compare(work, rows)
-                ratios.append(plain / relayed)
-                rates.append(rows / relayed)
-            print(f"| {mode} | {report.spread(rates, digits=0)} | {report.spread(ratios)} |",
-                  flush=True)
-            objects.append(report.entry(f"sql: {mode}", 1024, "row", ratios,
-                                        rows_per_second=report.quartiles(rates)))
-            drawn.append((mode, report.quartiles(ratios), False))
-        for name, count in [("read", rows), ("read, long", 4 * rows)]:
-            if count != rows:
-                million_rows.make_rows(work / "rows.csv", count)
-                (work / "plain.db").unlink()
-                subprocess.run([*java, "PlainLoad", "rows.csv", "plain.db", "upsert"], cwd=work,
-                               check=True)
-            ratios, rates = [], []
-            for _ in range(rounds):
-                for file in ("plain.csv", "relayed.csv"):
+                for file in made:
                     (work / file).unlink(missing_ok=True)
-                plain = million_rows.timed([*java, "PlainRead", "plain.db", "plain.csv"], work)[0]
-                relayed = million_rows.timed([ferry, "run", "read.yaml", "--until-idle=0.1",
-                                              "--quiet"], work)[0]
-                compare_files(work)
-                ratios.append(plain / relayed)
+                reference = million_rows.timed([*java, *plain], work)[0]
+                relayed = million_rows.timed([ferry, "run", config, "--until-idle=0.1", "--quiet"],
+                                             work)[0]
+                check()
+                ratios.append(reference / relayed)
                 rates.append(count / relayed)
             print(f"| {name} | {report.spread(rates, digits=0)} | {report.spread(ratios)} |",
                   flush=True)
             objects.append(report.entry(f"sql: {name}", 1024, "row", ratios,
                                         rows_per_second=report.quartiles(rates)))
             drawn.append((name, report.quartiles(ratios), False))
+
+        for mode in ("insert", "upsert"):
+            os.environ["MODE"] = mode
+            measure(mode, ("plain.db", "relayed.db"), ("PlainLoad", "rows.csv", "plain.db", mode),
+                    "relay.yaml", rows, lambda: compare(work, rows))
+        for name, count in [("read", rows), ("read, long", 4 * rows)]:
+            if count != rows:
+                million_rows.make_rows(work / "rows.csv", count)
+                (work / "plain.db").unlink()
+                subprocess.run([*java, "PlainLoad", "rows.csv", "plain.db", "upsert"], cwd=work,
+                               check=True)
+            measure(name, ("plain.csv", "relayed.csv"), ("PlainRead", "plain.db", "plain.csv"),
+                    "read.yaml", count, lambda: compare_files(work))
         polled = 10 * rows
         pages = poll_cost(ferry, work, polled)
         if pages is not None:

@@ -109,7 +109,6 @@ final class SqlStreamReader extends ReaderBase {
     /** Of the present loan: its samples, and what they come from. */
     private SamplePool pool;
     private Batch loan;
-    private boolean more;
     /** Whether nothing has been read, so that no file has to be left. */
     private boolean traceless;
 
@@ -252,15 +251,14 @@ final class SqlStreamReader extends ReaderBase {
         }
         loan = batch;
         stopped = batch.isStopped();
-        more = batch.hasMore();
-        due = more;
+        due = batch.hasMore();
         readAhead();
         batch.bad().forEach(text -> reports.add(text, 1));
         if (stopped) {
             reports.add(settings().owner() + " stops here", 0);
         }
         unordered.report(query.counted(), reports);
-        reports.tell(!more);
+        reports.tell(!batch.hasMore());
     }
 
     /**
@@ -271,7 +269,7 @@ final class SqlStreamReader extends ReaderBase {
         Settings with = settings();
         int limit = with.get(BatchLimit.SAMPLES);
         boolean large = loan.bytes() > with.get(BatchLimit.BYTES) / LARGE;
-        if (!more || large || most < limit || loan.sequence != placed) {
+        if (!loan.hasMore() || large || most < limit || loan.sequence != placed) {
             ahead.end();
             return;
         }
@@ -384,8 +382,7 @@ final class SqlStreamReader extends ReaderBase {
             done.acknowledge();
         }
         lent = false;
-        if (more) {
-            more = false;
+        if (done != null && done.hasMore()) {
             signal();
         }
     }
