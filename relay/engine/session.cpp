@@ -30,7 +30,7 @@ bool Session::start()
         return false;
     }
     std::unique_lock<std::mutex> lock(mutex_);
-    beginning_.wait(lock, [this] { return begun_ || ended_; });
+    beginning_.wait(lock, [this] { return begun_; });
     return !broken();
 }
 
@@ -127,6 +127,7 @@ void Session::run()
     changed_();
 }
 
+/// Has start() return; what the start has come to is to be seen by then.
 void Session::begin()
 {
     {
@@ -146,10 +147,11 @@ void Session::end(bool broken)
         broken_.store(broken);
         rest.swap(mail_);
     }
-    beginning_.notify_one();
     for (const Mail &mail : rest) {
         send(*mail.route, mail.wish);
     }
+    // Not before, or a start that failed is told while its routes still count as active.
+    begin();
 }
 
 void Session::loop()
