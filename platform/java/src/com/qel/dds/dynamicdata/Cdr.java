@@ -49,13 +49,17 @@ final class Cdr {
         case ARRAY:
             return skipElements(buffer, layout.element, at, layout.elementCount);
         default:
-            int member = layout.offsets.length - 1;
-            at += layout.offset(member, at);
-            for (; member < layout.members.length; member++) {
-                at = skip(buffer, layout.members[member], at);
+            for (int run = 0; run < layout.runEnds.length; run++) {
+                at = skipRun(buffer, layout, run, at);
             }
             return at;
         }
+    }
+
+    /** From the start of a struct's run to its end. */
+    static long skipRun(SampleBuffer buffer, TypeLayout struct, int run, long start) {
+        int last = struct.runEnds[run] - 1;
+        return skip(buffer, struct.members[last], struct.memberStart(last, start));
     }
 
     static long skipElements(SampleBuffer buffer, TypeLayout element, long start, int count) {

@@ -16,6 +16,17 @@ final class Defaults {
         }
     }
 
+    /** Writes those of a struct's run; returns their end. */
+    static int writeRun(byte[] bytes, TypeLayout struct, int run, int start) {
+        int end = (int) struct.skipRun(run, start);
+        Arrays.fill(bytes, start, end, (byte) 0);
+        int at = start;
+        for (int i = struct.firstOf(run); i < struct.runEnds[run]; i++) {
+            at = poke(bytes, struct.members[i], at);
+        }
+        return end;
+    }
+
     /** Writes what is not zero of one default value; returns its end. */
     private static int poke(byte[] bytes, TypeLayout layout, int start) {
         int end = start + (int) layout.defaultSize(start);

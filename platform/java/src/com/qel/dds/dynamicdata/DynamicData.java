@@ -60,7 +60,7 @@ public final class DynamicData {
 
     /** @return bytes of the content: those of {@link #toCdr} */
     public int size() {
-        return buffer.size;
+        return buffer.complete().size;
     }
 
     /**
@@ -77,6 +77,7 @@ public final class DynamicData {
 
     /** @return a copy of the sample as plain CDR (XCDR1, little endian, no encapsulation header) */
     public byte[] toCdr() {
+        buffer.complete();
         return Arrays.copyOf(buffer.bytes, buffer.size);
     }
 

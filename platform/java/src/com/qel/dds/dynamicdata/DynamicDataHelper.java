@@ -20,7 +20,7 @@ public final class DynamicDataHelper {
      */
     public static void push_to_nativeI(DynamicData data, long address) {
         requireBoth(data, address);
-        SampleBuffer buffer = data.buffer;
+        SampleBuffer buffer = data.buffer.complete();
         int result = push(address, buffer.root.type.get_native_typecode(), buffer.bytes,
                 buffer.size);
         if (result == OTHER_TYPE) {

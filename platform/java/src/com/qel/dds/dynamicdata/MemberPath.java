@@ -27,8 +27,10 @@ public final class MemberPath {
     private final int flat;
     /** Where the value starts, its padding behind it, in every sample; or NO_OFFSET. */
     final int offset;
-    /** Its place in a sample's index of the root's members; or -1. */
-    final int indexed;
+    /** Of the root's runs of members the one that the path goes into. */
+    final int run;
+    /** Which of the root's members the value is; or -1 for what lies inside of one. */
+    final int member;
     /** What the value's start is aligned to, once it has been reached. */
     final int alignment;
     private final String text;
@@ -44,7 +46,8 @@ public final class MemberPath {
         this.text = text;
         this.alignment = Math.max(1, target.scalarSize);
         this.offset = findOffset();
-        this.indexed = children.length == 1 ? Math.max(-1, children[0] - root.offsets.length) : -1;
+        this.run = children.length == 0 ? 0 : root.runs[children[0]];
+        this.member = children.length == 1 ? children[0] : -1;
     }
 
     /**
@@ -171,8 +174,8 @@ public final class MemberPath {
         long start = 0;
         for (int i = 0; i < children.length; i++) {
             TypeLayout container = containers[i];
-            if (container.kind == Kind.STRUCT && children[i] < container.offsets.length) {
-                start += container.offset(children[i], start);
+            if (container.kind == Kind.STRUCT && container.runs[children[i]] == 0) {
+                start = container.memberStart(children[i], start);
             } else if (container.kind == Kind.ARRAY
                     && (container.element.fixed || children[i] == 0)) {
                 start = container.element.skipDefaults(start, children[i]);

@@ -38,7 +38,7 @@ final class Relay {
         if (rest < 0) {
             throw buffer.malformed(path.toString());
         }
-        buffer.reserve(to + rest);
+        buffer.reserve(buffer.whole(to + rest));
         System.arraycopy(buffer.bytes, from, buffer.bytes, (int) to, rest);
         System.arraycopy(scratch, 0, buffer.bytes, newEnd, used);
         buffer.size = (int) to + rest;

@@ -7,6 +7,9 @@ import java.util.Arrays;
 /**
  * The bytes of a sample, and what is known about where things lie in them. For one thread at a
  * time, also when only reading: what a read finds out is kept.
+ *
+ * <p>Runs of members that nobody has asked for since the sample was cleared are not there yet:
+ * members that are set in their order are appended, instead of moving the defaults behind them.
  */
 final class SampleBuffer {
     /** Longest array that every VM can make. */
@@ -21,14 +24,18 @@ final class SampleBuffer {
     final TypeLayout root;
     /** Never a longer array than {@link #limit}, except for what a default sample takes. */
     byte[] bytes;
+    /** Without the runs that are not there yet: see {@link #complete}. */
     int size;
     /** Most bytes the sample may take. */
     final int limit;
     /** Length that the array begins with, and is never cut below. */
     private final int initial;
-    /** Starts of the root's members behind the first one of variable size; the first are known. */
-    private final int[] index;
-    private int indexed;
+    /** How many of the root's runs of members are there; all but the last ones. */
+    private int laid;
+    /** Where the root's runs start, as far as that is known. */
+    private final int[] starts;
+    /** The last one of them. */
+    private int known;
     /**
      * How far walks over elements of variable size got, for the outermost levels; none before the
      * first such walk, as most samples never see one.
@@ -50,7 +57,7 @@ final class SampleBuffer {
         this.root = root;
         int wanted = property.buffer_max_size;
         limit = wanted > 0 ? Math.min(wanted, MAX_SAMPLE) : MAX_SAMPLE;
-        index = new int[root.members.length - root.offsets.length];
+        starts = new int[root.runEnds.length];
         long needed = root.defaultSize(0);
         requireRoom(needed);
         initial = (int) Math.min(needed + property.buffer_initial_size, limit);
@@ -61,7 +68,29 @@ final class SampleBuffer {
     /** Sets everything to its default. */
     void clear() {
         replace((int) root.defaultSize(0));
-        Defaults.write(bytes, root, 0, 1);
+        size = 0;
+        laid = 0;
+    }
+
+    /** Has all members there. Room was kept for those that were not. */
+    SampleBuffer complete() {
+        layOut(starts.length - 1);
+        return this;
+    }
+
+    private void layOut(int run) {
+        while (laid <= run) {
+            size = Defaults.writeRun(bytes, root, laid++, size);
+        }
+    }
+
+    /** Bytes of a sample whose members that are there take so many. */
+    long whole(long there) {
+        long end = there;
+        for (int run = laid; run < starts.length; run++) {
+            end = root.skipRun(run, end);
+        }
+        return end;
     }
 
     /** Makes place for {@code length} bytes that the caller fills; what was there may be lost. */
@@ -73,6 +102,7 @@ final class SampleBuffer {
             bytes = new byte[Math.max(length, initial)];
         }
         size = length;
+        laid = starts.length;
         forgetPositions();
     }
 
@@ -83,6 +113,7 @@ final class SampleBuffer {
 
     /** Cuts the array to what it holds. */
     void trim() {
+        complete();
         int least = Math.max(size, initial);
         if (bytes.length > least) {
             bytes = Arrays.copyOf(bytes, least);
@@ -105,12 +136,12 @@ final class SampleBuffer {
     }
 
     void copyFrom(SampleBuffer other) {
-        replace(other.size);
+        replace(other.complete().size);
         System.arraycopy(other.bytes, 0, bytes, 0, size);
     }
 
     private void forgetPositions() {
-        indexed = 0;
+        known = 0;
         for (Cursor cursor : cursors) {
             cursor.container = null;
         }
@@ -143,18 +174,19 @@ final class SampleBuffer {
             throw new TypeException("path \"" + path + "\" belongs to " + path.root.type
                     + ", the sample is of " + root.type);
         }
+        if (path.run >= laid) {
+            layOut(path.run);
+        }
         if (path.offset >= 0) {
             return path.offset;
         }
-        return path.indexed >= 0 ? locateIndexed(path) : walk(path);
+        return path.member >= 0 ? locateMember(path) : walk(path);
     }
 
     /** A member of the root: apart from {@link #walk}, which is much code to compile in each use. */
-    private int locateIndexed(MemberPath path) {
-        if (indexed <= path.indexed) {
-            extendIndex(path.indexed);
-        }
-        long at = TypeLayout.align(index[path.indexed], path.alignment);
+    private int locateMember(MemberPath path) {
+        long at = TypeLayout.align(root.memberStart(path.member, startOf(path.run)),
+                path.alignment);
         if (at > size) {
             throw malformed(path.toString());
         }
@@ -212,7 +244,7 @@ final class SampleBuffer {
         TypeLayout container = path.containers[step];
         switch (container.kind) {
         case STRUCT:
-            return container.members.length;
+            return step == 0 ? root.firstOf(laid) : container.members.length;
         case ARRAY:
             return container.elementCount;
         default:
@@ -221,29 +253,21 @@ final class SampleBuffer {
     }
 
     private long findMember(TypeLayout struct, boolean isRoot, int member, long at) {
-        int known = struct.offsets.length;
-        if (member < known) {
-            return at + struct.offset(member, at);
+        int wanted = struct.runs[member];
+        long start = isRoot ? startOf(wanted) : at;
+        for (int run = 0; run < wanted && !isRoot; run++) {
+            start = Cdr.skipRun(this, struct, run, start);
         }
-        if (!isRoot) {
-            long start = at + struct.offset(known - 1, at);
-            for (int i = known - 1; i < member; i++) {
-                start = Cdr.skip(this, struct.members[i], start);
-            }
-            return start;
-        }
-        int wanted = member - known;
-        extendIndex(wanted);
-        return index[wanted];
+        return struct.memberStart(member, start);
     }
 
-    private void extendIndex(int wanted) {
-        int known = root.offsets.length;
-        while (indexed <= wanted) {
-            long start = indexed == 0 ? root.offset(known - 1, 0) : index[indexed - 1];
-            index[indexed] = (int) Cdr.skip(this, root.members[known - 1 + indexed], start);
-            indexed++;
+    /** Where a run of the root's members starts, which is there. */
+    private int startOf(int run) {
+        while (known < run) {
+            starts[known + 1] = (int) Cdr.skipRun(this, root, known, starts[known]);
+            known++;
         }
+        return starts[run];
     }
 
     private long findElement(TypeLayout container, int depth, int element, long at) {
@@ -278,12 +302,16 @@ final class SampleBuffer {
      */
     void splice(MemberPath path, int from, long oldEnd, long newEnd) {
         requireRoom(newEnd);
-        if (relay == null) {
-            relay = new Relay(this);
+        if (oldEnd == size) {
+            reserve(whole(newEnd));
+            size = (int) newEnd;
+        } else {
+            if (relay == null) {
+                relay = new Relay(this);
+            }
+            relay.run(path, (int) oldEnd, (int) newEnd);
         }
-        relay.run(path, (int) oldEnd, (int) newEnd);
-        int known = root.offsets.length;
-        indexed = Math.min(indexed, Math.max(0, path.children[0] + 1 - known));
+        known = Math.min(known, path.run);
         for (Cursor cursor : cursors) {
             if (cursor.position > from) {
                 cursor.container = null;
@@ -292,11 +320,12 @@ final class SampleBuffer {
     }
 
     boolean sameAs(SampleBuffer other) {
-        return root == other.root
+        return root == other.root && complete().size == other.complete().size
                 && Arrays.equals(bytes, 0, size, other.bytes, 0, other.size);
     }
 
     int contentHash() {
+        complete();
         int hash = root.type.hashCode();
         for (int i = 0; i < size; i++) {
             hash = 31 * hash + bytes[i];

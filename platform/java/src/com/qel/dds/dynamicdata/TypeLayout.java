@@ -42,10 +42,16 @@ final class TypeLayout {
     /** Of a struct. */
     final TypeLayout[] members;
     /**
-     * Of a struct: distance of each member's start from the struct's start, up to and including the
-     * first member of variable size.
+     * Of a struct, whose members come in runs: each ends with a member of variable size, or the
+     * last one. Where a run starts says where all of its members do.
      */
-    final long[][] offsets;
+    final int[] runs;
+    /** Of each run the number of members up to its end. */
+    final int[] runEnds;
+    /** Bytes of each run's default values. */
+    private final long[][] runSizes;
+    /** Distance of each member's start from that of its run. */
+    private final long[][] offsets;
     /** Of a sequence or array. */
     final TypeLayout element;
     /** Of an array, all dimensions together. */
@@ -93,7 +99,13 @@ final class TypeLayout {
         zeroDefault = isZeroDefault();
         alignment = greatestAlignment();
         minimum = leastSize();
-        offsets = kind == Kind.STRUCT ? new long[knownMembers()][RESIDUES] : null;
+        runs = runs();
+        runEnds = runEnds();
+        runSizes = new long[runEnds.length][RESIDUES];
+        offsets = new long[members.length][RESIDUES];
+        for (int run = 0; run < runEnds.length; run++) {
+            layOutRun(run);
+        }
         size = new long[RESIDUES];
         for (int residue = 0; residue < RESIDUES; residue++) {
             size[residue] = layOut(residue);
@@ -214,9 +226,19 @@ final class TypeLayout {
         return size[(int) position & MASK];
     }
 
-    /** Distance of a member's start from its struct's; the member is among the known ones. */
-    long offset(int member, long structStart) {
-        return offsets[member][(int) structStart & MASK];
+    /** The member that a run begins with. */
+    int firstOf(int run) {
+        return run == 0 ? 0 : runEnds[run - 1];
+    }
+
+    /** Where a member starts whose run does at a position. */
+    long memberStart(int member, long runStart) {
+        return runStart + offsets[member][(int) runStart & MASK];
+    }
+
+    /** Where a run of default values ends that starts at a position. */
+    long skipRun(int run, long runStart) {
+        return runStart + runSizes[run][(int) runStart & MASK];
     }
 
     /** Where {@code count} values end of which each takes the bytes of a default one. */
@@ -262,12 +284,20 @@ final class TypeLayout {
         return kind == Kind.ARRAY ? element.minimum * elementCount : least;
     }
 
-    private int knownMembers() {
-        int known = 1;
-        while (known < members.length && members[known - 1].fixed) {
-            known++;
+    private int[] runs() {
+        int[] found = new int[members.length];
+        for (int i = 1; i < found.length; i++) {
+            found[i] = found[i - 1] + (members[i - 1].fixed ? 0 : 1);
         }
-        return known;
+        return found;
+    }
+
+    private int[] runEnds() {
+        int[] found = new int[members.length == 0 ? 0 : runs[members.length - 1] + 1];
+        for (int i = 0; i < members.length; i++) {
+            found[runs[i]] = i + 1;
+        }
+        return found;
     }
 
     private long layOut(int residue) {
@@ -276,12 +306,20 @@ final class TypeLayout {
         }
         long end = align(residue, Math.max(1, scalarSize)) + (kind == Kind.STRING ? 1 : 0)
                 + scalarSize;
-        for (int i = 0; i < members.length; i++) {
-            if (i < offsets.length) {
-                offsets[i][residue] = end - residue;
-            }
-            end += members[i].defaultSize(end);
+        for (int run = 0; run < runEnds.length; run++) {
+            end = skipRun(run, end);
         }
         return end - residue;
+    }
+
+    private void layOutRun(int run) {
+        for (int residue = 0; residue < RESIDUES; residue++) {
+            long end = residue;
+            for (int i = firstOf(run); i < runEnds[run]; i++) {
+                offsets[i][residue] = end - residue;
+                end += members[i].defaultSize(end);
+            }
+            runSizes[run][residue] = end - residue;
+        }
     }
 }

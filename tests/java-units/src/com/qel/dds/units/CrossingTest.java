@@ -72,6 +72,10 @@ public class CrossingTest {
                     () -> DynamicDataHelper.pull_from_nativeI(limited, peer.address));
             assertThrows(IllegalArgumentException.class, () -> limited.setLength("blob", 120));
             assertArrayEquals(kept, limited.toCdr());
+            limited.clear();
+            assertThrows("members that nobody has touched count",
+                    IllegalArgumentException.class, () -> limited.setLength("blob", 120));
+            assertEquals(least, limited.size());
         }
         assertThrows(IllegalArgumentException.class,
                 () -> new DynamicData(Peer.ALL, new DynamicDataProperty_t(0, least - 1)));
