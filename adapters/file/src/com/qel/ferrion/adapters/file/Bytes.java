@@ -39,6 +39,12 @@ final class Bytes extends OutputStream {
         }
     }
 
+    /** Appends a text of whole characters. */
+    void utf8(String text) {
+        byte[] bytes = text.getBytes(StandardCharsets.UTF_8);
+        write(bytes, 0, bytes.length);
+    }
+
     /** Appends the number formatted last. */
     void plain(Decimals number) {
         int length = number.length();
@@ -84,7 +90,7 @@ final class Bytes extends OutputStream {
     }
 
     /** The whole as text. */
-    String utf8() {
+    String text() {
         return new String(buffer, 0, count, StandardCharsets.UTF_8);
     }
 

@@ -4,24 +4,29 @@ import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.io.IOException;
 import java.nio.charset.StandardCharsets;
-import java.util.ArrayList;
 import java.util.Map;
 import org.apache.commons.csv.CSVFormat;
 
 /** Samples to CSV rows: a column per member, structs taken apart, NaN as an empty cell. */
 final class CsvEncoder implements RowEncoder {
-    private static final int FIRST_ROW = 256;
-    /** Characters of a row that room is kept for. */
+    private static final int FIRST_CELL = 256;
+    /** Characters of a cell that room is kept for. */
     private static final int KEPT = 1 << 16;
 
-    private final Value[] columns;
+    /** Each column's way of its own: one method for all kinds takes the VM seconds to compile. */
+    private final Cell[] cells;
     private final byte[] header;
     private final CSVFormat format;
     private final char delimiter;
     private final Decimals decimals = new Decimals();
     private final JsonEncoder json;
     private final Bytes element = new Bytes();
-    private StringBuilder row = new StringBuilder(FIRST_ROW);
+    private StringBuilder cell = new StringBuilder(FIRST_CELL);
+
+    /** Appends a sample's cell, and the delimiter in front of it unless it is a row's first. */
+    private interface Cell {
+        void append(DynamicData data, boolean first, Bytes out) throws IOException;
+    }
 
     /**
      * @param renamed names for columns, by path of the member
@@ -32,7 +37,8 @@ final class CsvEncoder implements RowEncoder {
         this.delimiter = delimiter;
         this.json = new JsonEncoder(root);
         Map<Value, String> names = CsvDecoder.columnNames(root, renamed);
-        this.columns = new ArrayList<>(names.keySet()).toArray(new Value[0]);
+        this.cells = names.keySet().stream().map(this::cellOf).toArray(Cell[]::new);
+        StringBuilder row = new StringBuilder();
         try {
             for (String name : names.values()) {
                 format.print(name, row, row.length() == 0);
@@ -50,48 +56,86 @@ final class CsvEncoder implements RowEncoder {
 
     @Override
     public void encode(DynamicData data, Bytes out) throws IOException {
-        row.setLength(0);
-        for (int i = 0; i < columns.length; i++) {
-            appendCell(columns[i], data, i == 0);
+        int start = out.size();
+        for (int i = 0; i < cells.length; i++) {
+            cells[i].append(data, i == 0, out);
         }
-        if (row.length() == 0) {
+        if (out.size() == start) {
             // A blank line is no row to most readers, ours included.
-            row.append("\"\"");
+            out.plain("\"\"");
         }
-        byte[] encoded = row.append('\n').toString().getBytes(StandardCharsets.UTF_8);
-        out.write(encoded, 0, encoded.length);
-        if (row.capacity() > KEPT) {
-            row = new StringBuilder(FIRST_ROW);
+        out.write('\n');
+    }
+
+    private Cell cellOf(Value column) {
+        switch (column.kind) {
+        case STRING:
+            return (data, first, out) -> appendText(data.getString(column.place), first, out);
+        case CHAR:
+            return (data, first, out) -> {
+                char c = data.getChar(column.place);
+                appendText(c == 0 ? "" : String.valueOf(c), first, out);
+            };
+        case SEQUENCE:
+        case ARRAY:
+            return (data, first, out) -> {
+                element.reset();
+                json.write(column, data, element);
+                appendText(element.text(), first, out);
+            };
+        case ENUM:
+            return (data, first, out) -> {
+                int value = data.getInt(column.place);
+                String name = column.enumName(value);
+                appendText(name == null ? Integer.toString(value) : name, first, out);
+            };
+        default:
+            return (data, first, out) -> {
+                if (!first) {
+                    out.write(delimiter);
+                }
+                String odd = column.scalar.append(data, decimals, out);
+                if (odd != null && !odd.equals("NaN")) {
+                    out.plain(odd);
+                }
+            };
         }
     }
 
-    /** Texts are quoted by the CSV library where they need it; numbers never do. */
-    private void appendCell(Value column, DynamicData data, boolean first) throws IOException {
-        switch (column.kind) {
-        case STRING:
-            format.print(data.getString(column.place), row, first);
+    /** What may need quotes goes through the CSV library. */
+    private void appendText(String text, boolean first, Bytes out) throws IOException {
+        if (isPlain(text, first)) {
+            if (!first) {
+                out.write(delimiter);
+            }
+            out.utf8(text);
             return;
-        case CHAR:
-            char c = data.getChar(column.place);
-            format.print(c == 0 ? "" : String.valueOf(c), row, first);
-            return;
-        case SEQUENCE:
-        case ARRAY:
-            element.reset();
-            json.write(column, data, element);
-            format.print(element.utf8(), row, first);
-            return;
-        case ENUM:
-            int value = data.getInt(column.place);
-            String name = column.enumName(value);
-            format.print(name == null ? Integer.toString(value) : name, row, first);
-            return;
-        default:
-            break;
         }
-        if (!first) {
-            row.append(delimiter);
+        cell.setLength(0);
+        format.print(text, cell, first);
+        out.utf8(cell.toString());
+        if (cell.capacity() > KEPT) {
+            cell = new StringBuilder(FIRST_CELL);
         }
-        Scalars.append(column, data, decimals, row);
+    }
+
+    /** Whether the library would write a text as it is; it does so with some others as well. */
+    private boolean isPlain(String text, boolean first) {
+        int last = text.length() - 1;
+        if (last < 0 || text.charAt(last) <= ' ' || !beginsPlain(text.charAt(0), first)) {
+            return false;
+        }
+        for (int i = 1; i <= last; i++) {
+            char c = text.charAt(i);
+            if (c == '"' || c == delimiter || c == '\n' || c == '\r') {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    private static boolean beginsPlain(char c, boolean first) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9')
+                || (c >= 0x80 && !first);
     }
 }

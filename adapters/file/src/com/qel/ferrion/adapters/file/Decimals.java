@@ -144,13 +144,6 @@ final class Decimals {
         start = at;
     }
 
-    /** Appends the number formatted last. */
-    void appendTo(StringBuilder out) {
-        for (int i = start; i < text.length; i++) {
-            out.append((char) text[i]);
-        }
-    }
-
     /** Java gives the others an exponent. */
     private static boolean isPlain(double size) {
         return size >= 1e-3 && size < 1e7;

@@ -76,47 +76,13 @@ final class JsonEncoder implements RowEncoder {
                 quote(name, out);
             }
             break;
-        case BOOLEAN:
-            out.plain(data.getBoolean(value.place) ? "true" : "false");
-            break;
         default:
-            writeNumber(value, data, out);
-            break;
-        }
-    }
-
-    private void writeNumber(Value value, DynamicData data, Bytes out) {
-        switch (value.kind) {
-        case FLOAT:
-            float single = data.getFloat(value.place);
-            if (decimals.format(single)) {
-                out.plain(decimals);
-            } else {
-                out.plain(Float.isFinite(single) ? Float.toString(single) : word(single));
-            }
-            break;
-        case DOUBLE:
-            double number = data.getDouble(value.place);
-            if (decimals.format(number)) {
-                out.plain(decimals);
-            } else {
-                out.plain(Double.isFinite(number) ? Double.toString(number) : word(number));
-            }
-            break;
-        default:
-            long whole = data.getLong(value.place);
-            if (value.kind == Kind.ULONGLONG && whole < 0) {
-                out.plain(Long.toUnsignedString(whole));
-            } else {
-                decimals.format(whole);
-                out.plain(decimals);
+            String odd = value.scalar.append(data, decimals, out);
+            if (odd != null) {
+                out.plain(odd.equals("NaN") ? "null" : '"' + odd + '"');
             }
             break;
         }
-    }
-
-    private static String word(double number) {
-        return Double.isNaN(number) ? "null" : '"' + Double.toString(number) + '"';
     }
 
     /** Appends a string of whole characters as JSON and UTF-8. */

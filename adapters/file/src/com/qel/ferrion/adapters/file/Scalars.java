@@ -196,34 +196,50 @@ final class Scalars {
                 + Names.suggestion(text, value.enumNames()));
     }
 
-    /** Text of a number or boolean; reads back as the same value. NaN is an empty text. */
-    static void append(Value value, DynamicData data, Decimals decimals, StringBuilder out) {
+    /** Appends the text of a sample's number or boolean, which reads back as the same value. */
+    interface Appender {
+        /** @return null; or the Java text of a number that is not finite: nothing was appended */
+        String append(DynamicData data, Decimals decimals, Bytes out);
+    }
+
+    /** The one of a number's or boolean's kind. */
+    static Appender appender(Value value) {
         switch (value.kind) {
         case BOOLEAN:
-            out.append(data.getBoolean(value.place));
-            break;
-        case ULONGLONG:
-            out.append(Long.toUnsignedString(data.getLong(value.place)));
-            break;
+            return (data, decimals, out) ->
+                    finite(data.getBoolean(value.place) ? "true" : "false", out);
         case FLOAT:
-            float single = data.getFloat(value.place);
-            if (decimals.format(single)) {
-                decimals.appendTo(out);
-            } else if (!Float.isNaN(single)) {
-                out.append(single);
-            }
-            break;
+            return (data, decimals, out) -> {
+                float number = data.getFloat(value.place);
+                return decimals.format(number) ? finite(decimals, out)
+                        : Float.isFinite(number) ? finite(Float.toString(number), out)
+                        : Float.toString(number);
+            };
         case DOUBLE:
-            double number = data.getDouble(value.place);
-            if (decimals.format(number)) {
-                decimals.appendTo(out);
-            } else if (!Double.isNaN(number)) {
-                out.append(number);
-            }
-            break;
+            return (data, decimals, out) -> {
+                double number = data.getDouble(value.place);
+                return decimals.format(number) ? finite(decimals, out)
+                        : Double.isFinite(number) ? finite(Double.toString(number), out)
+                        : Double.toString(number);
+            };
+        case ULONGLONG:
+            return (data, decimals, out) ->
+                    finite(Long.toUnsignedString(data.getLong(value.place)), out);
         default:
-            out.append(data.getLong(value.place));
-            break;
+            return (data, decimals, out) -> {
+                decimals.format(data.getLong(value.place));
+                return finite(decimals, out);
+            };
         }
+    }
+
+    private static String finite(String text, Bytes out) {
+        out.plain(text);
+        return null;
+    }
+
+    private static String finite(Decimals number, Bytes out) {
+        out.plain(number);
+        return null;
     }
 }

@@ -33,6 +33,8 @@ final class Value {
     final Kind kind;
     /** The place in a sample; null for the sample itself. */
     final MemberPath place;
+    /** Appends a number or boolean as text. */
+    final Scalars.Appender scalar;
     /** Members of a struct by name, in their order; empty otherwise. */
     final Map<String, Value> members;
     /** The same without their names. */
@@ -60,6 +62,7 @@ final class Value {
         this.kind = type.kind();
         this.dimension = dimension;
         this.place = place;
+        this.scalar = Scalars.appender(this);
         this.members = kind == Kind.STRUCT ? bindMembers() : Collections.emptyMap();
         this.ordered = members.values().toArray(new Value[0]);
         if (kind == Kind.ARRAY) {
@@ -89,6 +92,7 @@ final class Value {
         this.kind = element.kind;
         this.dimension = element.dimension;
         this.place = place;
+        this.scalar = Scalars.appender(this);
         this.members = element.members;
         this.ordered = element.ordered;
         this.size = element.size;

@@ -34,9 +34,8 @@ public final class DecimalsTest {
     }
 
     private static String text(Decimals decimals) {
-        StringBuilder text = new StringBuilder();
-        decimals.appendTo(text);
-        return text.toString();
+        return new String(decimals.text(), decimals.start(), decimals.length(),
+                StandardCharsets.ISO_8859_1);
     }
 
     @Test

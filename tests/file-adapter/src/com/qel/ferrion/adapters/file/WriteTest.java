@@ -23,6 +23,8 @@ import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
 import java.util.Properties;
+import java.util.Random;
+import java.util.stream.Collectors;
 import java.util.stream.IntStream;
 import java.util.stream.Stream;
 import org.junit.Rule;
@@ -63,6 +65,33 @@ public class WriteTest {
             List<DynamicData> rows = host.readAll(host.reader(name, Host.POINT));
             assertEquals(List.of(Host.point(1, "a", 1), Host.point(2, "b", 2)), rows);
         }
+    }
+
+    /** Most texts pass the CSV library by: what it would quote must not. */
+    @Test
+    public void cellsAreQuotedAsTheCsvLibraryDoes() throws Exception {
+        TypeCode two = TypeCode.fromIdl("struct Two { string a; string b; };", null);
+        String pieces = "a Z09é漢;\"\n\r\t#!'+-.,~";
+        Random random = new Random(3);
+        StringBuilder expected = new StringBuilder("a;b\n");
+        List<DynamicData> rows = new ArrayList<>();
+        for (int i = 0; i < 5000; i++) {
+            String[] cells = new String[2];
+            for (int j = 0; j < 2; j++) {
+                cells[j] = random.ints(random.nextInt(4), 0, pieces.length())
+                        .mapToObj(each -> pieces.substring(each, each + 1))
+                        .collect(Collectors.joining());
+            }
+            CsvDecoder.format(';').printRecord(expected, (Object[]) cells);
+            DynamicData row = new DynamicData(two, null);
+            row.setString("a", cells[0]);
+            row.setString("b", cells[1]);
+            rows.add(row);
+        }
+        TestHost.Writer writer = host.writer("two.csv", two, "delimiter", ";");
+        host.write(writer, rows.toArray(new DynamicData[0]));
+        writer.delete();
+        assertEquals(expected.toString(), host.text("two.csv"));
     }
 
     @Test
