@@ -28,6 +28,14 @@ final class Cell {
     final Column column;
     private final Dialect dialect;
     private final TimeUnit unit;
+    private final Setter setter;
+
+    /** Sets the member to a value, which is neither NULL nor a blob. */
+    private interface Setter {
+        /** @return about how many bytes the value takes */
+        int set(ResultSet row, int index, Object value, DynamicData data)
+                throws SQLException, BadRow;
+    }
 
     /** What an integer counts that stands for a point in time. */
     enum TimeUnit {
@@ -56,6 +64,7 @@ final class Cell {
         this.column = column;
         this.dialect = dialect;
         this.unit = unit;
+        setter = setter();
     }
 
     /**
@@ -121,45 +130,63 @@ final class Cell {
         if (value instanceof byte[]) {
             throw new BadRow("a blob");
         }
-        switch (field.kind) {
-            case STRING -> {
-                String string = dialect.text(row, index, value);
-                data.setString(field.place, string);
-                return string.length();
-            }
-            case CHAR -> {
+        return setter.set(row, index, value, data);
+    }
+
+    /** By the member's kind: one method for all of them takes the VM seconds to compile. */
+    private Setter setter() {
+        return switch (field.kind) {
+            case STRING -> (row, index, value, data) -> {
+                String text = dialect.text(row, index, value);
+                data.setString(field.place, text);
+                return text.length();
+            };
+            case CHAR -> (row, index, value, data) -> {
                 String one = dialect.text(row, index, value);
                 if (one.length() > 1) {
                     throw new BadRow("'" + one + "' is more than one character");
                 }
                 data.setChar(field.place, one.isEmpty() ? '\0' : one.charAt(0));
-            }
-            case ENUM -> {
+                return SMALL;
+            };
+            case ENUM -> (row, index, value, data) -> {
                 if (value instanceof Number) {
                     data.setLong(field.place, whole(value));
                 } else {
                     data.setString(field.place, dialect.text(row, index, value));
                 }
-            }
-            case BOOLEAN -> data.setBoolean(field.place, truth(value));
-            case FLOAT, DOUBLE -> readReal(value, data);
-            case ULONGLONG -> data.setLong(field.place, unsigned(value));
-            default -> data.setLong(field.place, whole(value));
-        }
-        return SMALL;
+                return SMALL;
+            };
+            case BOOLEAN -> (row, index, value, data) -> {
+                data.setBoolean(field.place, truth(value));
+                return SMALL;
+            };
+            case FLOAT -> (row, index, value, data) -> {
+                double number = real(value);
+                if (Float.isInfinite((float) number) && !Double.isInfinite(number)) {
+                    throw new BadRow(number + " is beyond the largest float");
+                }
+                data.setFloat(field.place, (float) number);
+                return SMALL;
+            };
+            case DOUBLE -> (row, index, value, data) -> {
+                data.setDouble(field.place, real(value));
+                return SMALL;
+            };
+            case ULONGLONG -> (row, index, value, data) -> {
+                data.setLong(field.place, unsigned(value));
+                return SMALL;
+            };
+            default -> (row, index, value, data) -> {
+                data.setLong(field.place, whole(value));
+                return SMALL;
+            };
+        };
     }
 
-    private void readReal(Object value, DynamicData data) throws BadRow {
-        double number = value instanceof Number ? ((Number) value).doubleValue()
+    private static double real(Object value) {
+        return value instanceof Number ? ((Number) value).doubleValue()
                 : Double.parseDouble(value.toString());
-        if (field.kind == Kind.FLOAT) {
-            if (Float.isInfinite((float) number) && !Double.isInfinite(number)) {
-                throw new BadRow(number + " is beyond the largest float");
-            }
-            data.setFloat(field.place, (float) number);
-        } else {
-            data.setDouble(field.place, number);
-        }
     }
 
     static boolean truth(Object value) throws BadRow {
