@@ -86,17 +86,17 @@ void Relay::startSessions()
 {
     std::vector<bool> used(sessions_.size());
     for (const DiscoverySettings &rule : configuration_.discovery) {
-        used[rule.route.session] = true;
+        used[rule.route.session] = discovery_.watching();
     }
     roster_.visit([&](Route &route) {
-        used[route.settings().session] = true;
         if (route.state() == Route::State::active) {
+            used[route.settings().session] = true;
             sessions_[route.settings().session]->adopt(route);
         }
     });
     for (std::size_t i = 0; i < sessions_.size(); ++i) {
-        if (used[i]) {
-            sessions_[i]->start();
+        if (used[i] && sessions_[i]->start()) {
+            started_ = true;
         }
     }
 }

@@ -71,6 +71,12 @@ public:
     {
         return assembly_;
     }
+    /// Whether a session runs that has routes or may get some; from Phase::running on. Its routes
+    /// may have gone out of service since.
+    bool started() const
+    {
+        return started_;
+    }
     /// Whether a route moves samples, or may still be made.
     bool anyActive() const;
     /// Failures beside those of the routes.
@@ -104,6 +110,8 @@ private:
     std::vector<std::unique_ptr<Thread>> rescuers_;
     StallWatch controlWatch_;
     std::vector<StallWatch> sessionWatches_;
+    /// Written before the phase that says so.
+    bool started_ = false;
     std::atomic<Phase> phase_{Phase::starting};
     std::atomic<bool> stop_{false};
     std::atomic<bool> close_{false};

@@ -66,7 +66,7 @@ bool Supervisor::waitForStart()
         return false;
     }
     const bool isRun = options_.task == Task::run;
-    started_ = relay_.phase() == Relay::Phase::running && (!isRun || relay_.anyActive());
+    started_ = relay_.phase() == Relay::Phase::running && (!isRun || relay_.started());
     if (started_ && isRun) {
         logMessage(FERRYLOG_BIT_STATUS, "FERRYSupervisor_run", FERRY_LOG_SERVICE_START_STATUS_ss,
                    configuration_.name.c_str(), "ferry");

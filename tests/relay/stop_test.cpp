@@ -41,8 +41,8 @@ TEST_F(RelayTest, FinishesThePresentLoanAndReadsNoMore)
 }
 
 struct Hang {
-    /// The call that never comes back, at its `time`th time.
-    const char *call;
+    /// The calls that never come back, at their `time`th time.
+    std::vector<const char *> calls;
     int time;
     int code;
     const char *log;
@@ -90,37 +90,54 @@ TEST_P(StopDeathTest, CallThatNeverComesBack)
     addRoute("s", "c/in2", {"c/y"});
     script.streams["in"].reads = {{{1, 2, 3, 4, 5}, ""}};
     script.streams["in2"].reads = {{{1}, ""}};
-    script.hooks[GetParam().call] = [this, times = 0]() mutable {
-        if (++times == GetParam().time) {
-            hanging = true;
-            Script::hang();
-        }
-    };
+    for (const char *call : GetParam().calls) {
+        script.hooks[call] = [this, times = 0]() mutable {
+            if (++times == GetParam().time) {
+                hanging = true;
+                Script::hang();
+            }
+        };
+    }
     EXPECT_EXIT(runAndStop(), testing::ExitedWithCode(GetParam().code), GetParam().log);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     All, StopDeathTest,
     testing::Values(
-        Hang{"read in", 1, exitHung,
+        Hang{{"read in"},
+             1,
+             exitHung,
              "read of a/in has not come back for 0 s; behind it in session main wait s\n(.|\n)*"
              "main session stop timeout(.|\n)*r. "
              "hangs in read of a/in and is left behind(.|\n)*"
              "delete_writer x\ndelete_writer y\ndelete_connection b\ndelete_adapter c"},
-        Hang{"write x", 2, exitHung,
+        Hang{{"write x"},
+             2,
+             exitHung,
              "hangs in write of b/x and(.|\n)*delete_reader in\n(.|\n)*"
              "r: 5 read, 2 written, 0 errors, 3 lost(.|\n)*s: [01] read, [^(\n]*\n"},
-        Hang{"create_connection b", 1, exitHung,
+        Hang{{"create_connection b"},
+             1,
+             exitHung,
              "create of connection b has not come back for 0 s(.|\n)*connection b does not come "
              "back("
              ".|\n)*delete_adapter c"},
-        Hang{"delete_session b", 1, exitHung,
+        Hang{{"delete_session b"},
+             1,
+             exitHung,
              "delete of session main of connection b does not come back(.|\n)*delete_adapter c"},
-        Hang{"delete_reader in", 1, exitHung,
+        Hang{{"delete_reader in"},
+             1,
+             exitHung,
              "delete of reader of a/in does not come back(.|\n)*delete_writer x\ndelete_writer y\n"
              "(.|\n)*r: 5 read, 5 written"},
-        Hang{"stop_by", 1, exitHung, "a plug-in does not come back from being told to stop"},
-        Hang{"stop", 1, exitOk, "the Java VM does not end"}));
+        Hang{{"delete_reader in", "delete_reader in2", "delete_writer x"},
+             1,
+             exitHung,
+             "delete of reader of c/in2 does not come back(.|\n)*delete of writer of b/x does not "
+             "come back(.|\n)*test stop timeout"},
+        Hang{{"stop_by"}, 1, exitHung, "a plug-in does not come back from being told to stop"},
+        Hang{{"stop"}, 1, exitOk, "the Java VM does not end"}));
 
 /// A process that watches for signals as ferry does; the stop takes its time.
 [[noreturn]] void watchSignals(const std::vector<int> &signals, int limit, bool end)
@@ -207,6 +224,16 @@ TEST_F(RelayTest, AwaitsAFirstSampleIfToldTo)
     EXPECT_EQ(summary(), "r: 20 read, 20 written, 0 errors\nidle: 0 read, 0 written, 0 errors\n");
 }
 
+/// At once, however soon after the start, and not when somebody looks.
+TEST_F(RelayTest, EndsWhenNoRouteIsLeft)
+{
+    addRoute("r", "a/in", {"b/x"}).onError = OnError::stop;
+    script.streams["in"].reads = {{{1, 2}, ""}, {{}, "out of order"}};
+    options.stall = std::chrono::hours(100);
+    EXPECT_EQ(supervisor().run(), exitErrors);
+    EXPECT_EQ(summary(), "r: 2 read, 2 written, 1 errors (out of service)\n");
+}
+
 TEST_F(RelayTest, StartsNothingWithoutItsHost)
 {
     addRoute("r", "a/in", {"b/x"});
@@ -219,13 +246,16 @@ TEST_F(RelayTest, StartsNothingWithoutItsHost)
 TEST_F(RelayTest, StartsNothingWithoutItsThreads)
 {
     addRoute("r", "a/in", {"b/x"});
+    addRoute("bad", "a/in2", {"b/y"});
+    script.errors["create_reader in2"] = "not today";
     addRule("d");
     configuration.sessions.push_back({"nobody's", std::chrono::milliseconds(10), 0, {}});
     script.refusesThreads = true;
     EXPECT_EQ(supervisor().run(), exitNoStart);
     EXPECT_TRUE(logged("!start main session") && !logged("started OK")) << log;
     EXPECT_FALSE(logged("!start nobody's session")) << log;
-    EXPECT_EQ(summary(), "r: 0 read, 0 written, 1 errors (out of service)\n");
+    EXPECT_EQ(summary(), "r: 0 read, 0 written, 1 errors (out of service)\n"
+                         "bad: 0 read, 0 written, 0 errors (out of service)\n");
 }
 
 } // namespace
