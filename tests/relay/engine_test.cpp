@@ -170,11 +170,12 @@ TEST_F(RelayTest, ForwardsWhatAFailedReadBroughtAndKeepsUpWithItsReader)
     }
     const auto begin = Clock::now();
     EXPECT_EQ(runUntil([&] { return totals("r").errors == 41; }), exitErrors);
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(20));
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(100));
     ASSERT_EQ(script.streams["x"].writes.size(), 21U);
     EXPECT_EQ(script.streams["x"].writes[2], std::vector<int>{1});
     EXPECT_EQ(summary(), "r: 21 read, 21 written, 41 errors, 20 unreadable\n");
     EXPECT_TRUE(logged("read of a/in: half a line") && logged("read of a/in: bad line")) << log;
+    EXPECT_LT(times("sample 2 of the 2 of this read is null"), 10) << log;
 }
 
 TEST_F(RelayTest, NeitherSpinsNorFloodsTheLogWhenAReaderAlwaysThrows)

@@ -142,7 +142,7 @@ protected:
 
     static bool waitFor(const std::function<bool()> &condition)
     {
-        const auto limit = ferry::Clock::now() + std::chrono::seconds(30);
+        const auto limit = ferry::Clock::now() + std::chrono::seconds(120);
         while (ferry::Clock::now() < limit) {
             if (condition()) {
                 return true;
