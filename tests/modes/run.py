@@ -177,15 +177,17 @@ def under(name, test, command):
     return 99 if found else code if code >= 0 else 128 - code
 
 
-def wrapped(name):
-    """Writes CTest's list of the tree's tests, each below this script; returns its folder."""
-    mode = MODES[name]
+def tests_of(mode):
     ctest = subprocess.run(["ctest", "--test-dir", mode.tree, "--show-only=json-v1"], check=True,
                            capture_output=True, text=True)
-    tests = json.loads(ctest.stdout)["tests"] + [
+    return json.loads(ctest.stdout)["tests"] + [
         {"name": "planted." + fault, "command": [f"{mode.tree}/tests/modes/modes_planted", fault],
          "properties": []} for fault in mode.planted]
-    lines = []
+
+
+def wrapped(name, tests):
+    """Writes CTest's list of the tests, each below this script; returns its folder."""
+    mode, lines = MODES[name], []
     for test in tests:
         properties = {row["name"]: row["value"] for row in test["properties"]}
         foreign = mode.prefix and not test["command"][0].startswith(f"{mode.tree}/")
@@ -217,7 +219,12 @@ def run(name, options):
                     ["cmake", "--build", mode.tree, "--", "--quiet"]):
         if subprocess.run(command, cwd=SOURCE).returncode != 0:
             return False, f"mode {name}: does not build"
-    folder = wrapped(name)
+    tests = tests_of(mode)
+    # CTest gives no command for a program that it does not find.
+    missing = [test["name"] for test in tests if "command" not in test]
+    if missing:
+        return False, f"mode {name}: not built: {', '.join(missing)}"
+    folder = wrapped(name, tests)
     green = subprocess.run(["ctest", "--test-dir", folder, "--output-on-failure",
                             "--no-tests=error", "-j", str(os.cpu_count()), "--output-junit",
                             folder / "junit.xml", *options]).returncode == 0
