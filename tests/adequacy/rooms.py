@@ -24,7 +24,7 @@ ROOMS = {
                     (r" fuzz\.(cdr|properties)", r" kit\.", r" file-adapter\.\w+Test$")),
     "relay": Room(("relay/config", "relay/engine", "relay/launcher"),
                   ("^relay_config_test ", r" fuzz\.relay", "^relay_engine_test ",
-                   "^relay_start_test "), FERRY),
+                   "^relay_start_test "), (*FERRY, r" Examples\.NewAdapter")),
     "relay-java": Room(("relay/java",), (), FERRY),
     "dds": Room(("adapters/dds",), ("^dds_adapter_test ",), (PARTNERS,)),
     "file": Room(("adapters/file",), (r" file-adapter\.\w+Test$",),
