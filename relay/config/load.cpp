@@ -101,9 +101,8 @@ bool checkDocuments(const std::string &text, Diagnostics &diagnostics)
         return true;
     }
     const bool stuck = marks.back().pos == marks[marks.size() - 2].pos;
-    const YAML::Mark &mark = stuck ? marks.back() : marks[1];
-    diagnostics.add(placeOf(mark), stuck ? "not valid YAML: nothing can begin here"
-                                         : "a second document: one file, one document");
+    diagnostics.add(placeOf(marks[1]), stuck ? "not valid YAML: nothing can begin here"
+                                             : "a second document: one file, one document");
     return false;
 }
 

@@ -83,13 +83,12 @@ Doubt judge(std::string_view name)
     if (std::any_of(certain.begin(), certain.end(), within)) {
         return Doubt::none;
     }
-    const std::string &last = words.back();
+    const std::string last = words.back();
+    words.pop_back();
     if (endsWith(all, "pwd") || last == "pass" || last == "pw") {
         return Doubt::none;
     }
-    const auto isBefore = [&](const char *word) {
-        return words.size() > 1 && words[words.size() - 2] == word;
-    };
+    const auto isBefore = [&](const char *word) { return !words.empty() && words.back() == word; };
     const auto compound = [&](const char *word) { return last == std::string(word) + "key"; };
     const bool key = (last == "key" && std::none_of(open.begin(), open.end(), isBefore)) ||
                      std::any_of(closed.begin(), closed.end(), compound);
@@ -213,15 +212,14 @@ private:
         // Of a text that is quoted itself, as JSON in a message, the quotes are escaped.
         const std::size_t escape = peek(at_) == '\\' && peek(at_ + 1) == '"' ? 1 : 0;
         const auto first = static_cast<char>(peek(at_ + escape));
-        std::size_t end = 0;
-        if (first == '"' || first == '\'') {
+        const bool quoted = first == '"' || first == '\'';
+        if (quoted) {
             copy(escape + 1);
-            end = endOfQuoted(first, escape != 0);
-        } else if (first == '{' || first == '[') {
-            end = lineEnd();
-        } else {
-            end = alone ? lineEnd() : endOfWord();
         }
+        const bool whole = alone || first == '{' || first == '[';
+        const std::size_t end = quoted  ? endOfQuoted(first, escape != 0)
+                                : whole ? lineEnd()
+                                        : endOfWord();
         if (end > at_) {
             result_ += mask;
             at_ = end;

@@ -63,7 +63,8 @@ bool Route::ready(Clock::time_point now) const
         return false;
     }
     // After a failure signals do not count: they would make a failing reader spin.
-    return now >= nextDue_ || (failuresInRow_ == 0 && (more_ || signalled_.load()));
+    return now >= nextDue_ ||
+           (failuresInRow_ == 0 && (last_ == Outcome::data || signalled_.load()));
 }
 
 Route::Outcome Route::step(CallGuard &guard)
@@ -111,7 +112,7 @@ Route::Outcome Route::step(CallGuard &guard)
 void Route::plan(Outcome outcome, bool progress)
 {
     const Clock::time_point now = Clock::now();
-    more_ = outcome == Outcome::data;
+    last_ = outcome;
     if (outcome != Outcome::error) {
         failuresInRow_ = 0;
         nextDue_ = now + period_;

@@ -252,7 +252,7 @@ private:
     CallEnvironment environment_;
     std::vector<void *> compactSamples_;
     std::vector<DDS_SampleInfo *> compactInfos_;
-    bool more_ = true;
+    Outcome last_ = Outcome::empty;
     int failuresInRow_ = 0;
     Clock::time_point nextDue_;
     bool leaving_ = false;

@@ -285,11 +285,16 @@ TEST_F(DiscoveryTest, TakesTypesFromTheAnnouncementElseFromTheFile)
 {
     addRoute("fixed", "a/in", {"b/in.out"}).type = type("T");
     configuration.types["Known"] = type("Known");
-    addRule("r").deny.partition = {"secret"};
+    DiscoverySettings &rule = addRule("r");
+    rule.deny.partition = {"secret"};
+    rule.route.outputs[0].properties = {{"t", "${type}"}};
     script.announce("a", {"denied", "T", type("T"), {"open", "secret"}});
     script.announce("a", {"in", "T", type("T", "y")});    // a configured route has it
     script.announce("a", {"in.out.out", "T", type("T")}); // nobody's
     script.announce("a", {"by name", "Known"});
+    script.announce("a", {"by type", "", type("U")});
+    script.announce("a", {"bare"});
+    script.announce("a", {"\xF0\x9F\x98\x80", "T", type("T")});
     script.announce("a", {"untyped", "What"});
     script.announce("a", {"untyped", "What"});
     script.announce("a", {"number", "L", DDS_TypeCode_get_primitive(DDS_TK_LONG)});
@@ -299,13 +304,16 @@ TEST_F(DiscoveryTest, TakesTypesFromTheAnnouncementElseFromTheFile)
     EXPECT_EQ(summary(), "fixed: 0 read, 0 written, 0 errors\n"
                          "r/in.out.out: 0 read, 0 written, 0 errors\n"
                          "r/by name: 0 read, 0 written, 0 errors\n"
+                         "r/by type: 0 read, 0 written, 0 errors\n"
                          "r/moves: 0 read, 0 written, 0 errors\n");
     for (const char *text :
          {"[fixed] stream a/in is announced with another type than the route's: ",
           "[r/moves] stream a/moves is announced with another type than the route's: ",
-          "\"types\" has no struct \"What\"", "is of type L, which is not a struct"}) {
+          "\"types\" has no struct \"What\"", "is of type L, which is not a struct",
+          "the stream is announced without a type", "the stream has a name or type that"}) {
         EXPECT_EQ(times(text), 1) << text << " in " << log;
     }
+    EXPECT_NE(script.given("writer by type.out").find("t=U "), std::string::npos);
     EXPECT_TRUE(std::regex_search(log, std::regex("a/moves is .*\\bx\\b"))) << log;
 }
 
@@ -318,6 +326,8 @@ TEST_F(DiscoveryTest, NeverTakesWhatTheRuleWritesItself)
     script.announce("a", {"s.out", "T", type("T")});
     EXPECT_EQ(runUntilIdle(), exitOk);
     EXPECT_EQ(summary(), "chain/s: 0 read, 0 written, 0 errors\n");
+    EXPECT_TRUE(logged("[same/s] no route is made: the stream would be written to where it"))
+        << log;
 }
 
 TEST_F(DiscoveryTest, OutlivesFailuresOfReadersAndCreations)

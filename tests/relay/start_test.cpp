@@ -78,7 +78,7 @@ TEST_F(VmTest, TakesTheNamedOneElseThatOnThePathElseTheSystems)
 TEST_F(VmTest, TakesNoOtherWhenTheNamedOneIsUseless)
 {
     install("jvm/b-25", "25.0.3");
-    const fs::path old = install("old", "11.0.2");
+    const fs::path old = install("old", "1.8.0_392");
     places.javaHome = "/nowhere";
     EXPECT_EQ(find(), "none: JAVA_HOME names /nowhere, but there is no such directory");
     places.javaHome = root.string();
@@ -86,7 +86,7 @@ TEST_F(VmTest, TakesNoOtherWhenTheNamedOneIsUseless)
               "none: JAVA_HOME names " + root.string() + ", but it has no lib/server/libjvm.so");
     places.javaHome = old.string();
     EXPECT_EQ(find(), "none: JAVA_HOME names " + old.string() +
-                          ", but it is version 11.0.2, older than 17");
+                          ", but it is version 1.8.0_392, older than 17");
 }
 
 TEST(JavaOptions, AreFerrysUnlessTheUserHasSetThem)
