@@ -26,7 +26,6 @@ TEST(Common, TheFirstPairOfANameCounts)
     EXPECT_EQ(FERRYJNICommon_lookup_property(&list, nullptr), nullptr);
 }
 
-// What is made of entries and CLASSPATH is tested in tests/fuzz.
 TEST(Common, TheClassPathOptionIsLeftOutWithoutEntries)
 {
     listen();

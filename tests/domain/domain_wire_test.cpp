@@ -3,7 +3,7 @@
 
 #include "../fuzz/samples.h"
 #include "../platform/records.h"
-#include "keyed_hash.h"
+#include "arrivals.h"
 #include "packets.h"
 
 namespace {
@@ -179,47 +179,36 @@ TEST(DomainWire, AppendableTypesMayGrowAndOthersMayNot)
 
 // Either refused with a text, or a sample that makes the trip again; in no more memory than a
 // payload of that size could ask for.
-bool useMalformed(const WireType &wire, const Bytes &payload)
-{
-    const Bytes exact(payload);
-    Bytes plain;
-    DDS_ErrorText error{};
-    const bool good = wire.decode(exact.data(), exact.size(), plain, &error);
-    EXPECT_LE(plain.capacity(), 8 * payload.size() + 1024);
-    EXPECT_EQ(good, error.text[0] == '\0') << error.text;
-    if (good) {
-        checkSample(wire, plain);
-    }
-    return good;
-}
-
 TEST(DomainWire, LiesAreRefusedOrHarmless)
 {
     const WireType &wire = wireOf(observationType());
-    const Sample sample = makeFilled();
     Value value;
     value.type = observationType();
-    ASSERT_TRUE(model::read(sample.get(), value));
-    for (const Representation representation : BOTH) {
-        for (const bool big : {false, true}) {
-            const Bytes good = naivePayload(value, representation, big);
-            int refused = 0;
-            for (size_t size = 0; size + 4 < good.size(); ++size) {
-                const Bytes prefix(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(size));
-                refused += useMalformed(wire, prefix) ? 0 : 1;
-            }
-            EXPECT_GT(refused, static_cast<int>(good.size() / 2));
-            for (size_t at = 0; at < good.size(); ++at) {
-                for (const char *lie :
-                     {"00", "7f", "80", "ff", "00000080", "80000000", "ffffffff"}) {
-                    Bytes bytes = good;
-                    const Bytes word = fromHex(lie);
-                    std::copy_n(word.begin(), std::min(word.size(), bytes.size() - at),
-                                bytes.begin() + static_cast<std::ptrdiff_t>(at));
-                    useMalformed(wire, bytes);
+    ASSERT_TRUE(model::read(makeFilled().get(), value));
+    for (const int form : {0, 1, 2, 3}) {
+        const Bytes good = naivePayload(value, BOTH[form / 2], form % 2 != 0);
+        size_t cutAndRefused = 0;
+        for (size_t at = 0; at + 4 < good.size(); ++at) {
+            for (const char *lie :
+                 {"", "00", "7f", "80", "ff", "00000080", "80000000", "ffffffff"}) {
+                const Bytes word = fromHex(lie);
+                Bytes bytes = good;
+                bytes.resize(word.empty() ? at : good.size());
+                std::copy(word.begin(), word.end(),
+                          bytes.begin() + static_cast<std::ptrdiff_t>(at));
+                const Bytes exact(bytes);
+                Bytes plain;
+                DDS_ErrorText error{};
+                const bool taken = wire.decode(exact.data(), exact.size(), plain, &error);
+                EXPECT_LE(plain.capacity(), 8 * exact.size() + 1024);
+                EXPECT_EQ(taken, error.text[0] == '\0') << error.text;
+                if (taken) {
+                    checkSample(wire, plain);
                 }
+                cutAndRefused += word.empty() && !taken ? 1 : 0;
             }
         }
+        EXPECT_GT(cutAndRefused, good.size() / 2);
     }
 }
 
@@ -268,6 +257,28 @@ TEST(DomainWire, HashesAreKeyed)
               qddsdomain::sipHash({0x0706050403020100U, 0x0f0e0d0c0b0a0908U}, bytes.data(), 15));
     EXPECT_NE(qddsdomain::sipHash(qddsdomain::makeHashSecret(), bytes.data(), 15),
               qddsdomain::sipHash(qddsdomain::makeHashSecret(), bytes.data(), 15));
+}
+
+// The key that was used longest ago goes first.
+TEST(DomainWire, SoManyKeysAreRemembered)
+{
+    const auto hashOf = [](size_t i) {
+        return KeyHash{static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8U),
+                       static_cast<uint8_t>(i >> 16U)};
+    };
+    const auto most = qddsdomain::Arrivals::MOST_KEYS;
+    qddsdomain::Arrivals arrivals;
+    for (size_t i = 0; i < most; ++i) {
+        arrivals.remember(hashOf(i), Bytes{static_cast<uint8_t>(i)});
+    }
+    Bytes key;
+    EXPECT_TRUE(!arrivals.hasForgotten() && arrivals.recall(hashOf(0), key) && key == Bytes{0});
+    arrivals.remember(hashOf(0), {});
+    arrivals.remember(hashOf(most), {});
+    EXPECT_TRUE(arrivals.hasForgotten() && arrivals.recall(hashOf(0), key));
+    EXPECT_FALSE(arrivals.recall(hashOf(1), key));
+    arrivals.refuse("nobody watches");
+    EXPECT_EQ(1U, arrivals.refused());
 }
 
 // Longer than what is hashed at once: every byte counts.

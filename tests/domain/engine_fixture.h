@@ -28,6 +28,7 @@ inline const DDS_TypeCode *typeNamed(const std::string &name)
             "@final struct Wide { @key long long a; long long b; };"
             "@final struct Pair { @key long b; @key long long a; };"
             "@final struct Stamp { @key long long b, a; };"
+            "@final struct Named { @key string s; };"
             "@final struct Long { @key long long b, a, c; };";
     return typeFromIdl(text.str().c_str(), name.c_str());
 }

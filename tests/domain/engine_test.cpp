@@ -227,6 +227,16 @@ TEST_F(Engine, MalformedMessagesAreCountedAndGoodOnesStillCome)
     EXPECT_EQ("abc", getString(take("Text", 2).at(1).sample, "s"));
     expectRefused(2, "2 messages were no samples of type Text");
 
+    // Of a key.
+    ASSERT_NO_FATAL_FAILURE(connect("Named", qos, "described::Ident", qos));
+    const Sample keyed = makeSample(typeNamed("described::Ident"));
+    DDS_DynamicData_set_long(keyed.get(), "zone", 1000);
+    DDS_SampleInfo end{};
+    end.source_timestamp.sec = -1;
+    write(keyed, &end);
+    EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 5 * SECOND));
+    expectRefused(1, "1 messages were no samples of type Named");
+
     // In one packet, and in fragments.
     ASSERT_NO_FATAL_FAILURE(connect("Text", qos, "Text", qos));
     const Sample text = makeSample(typeNamed("Text"));
@@ -352,6 +362,7 @@ TEST_F(Engine, WhatGetsLostOrIsLateIsTold)
         DDS_DynamicData_set_longlong(sample.get(), "a", i);
         write(sample);
     }
+    EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 0)); // by nobody
     said(DDS_DataReader_take_notice, reader, "samples found no room and were dropped");
     said(DDS_DataReader_take_notice, reader, "times the deadline was missed");
     said(DDS_DataWriter_take_notice, writer, "deadline missed ");
@@ -478,6 +489,7 @@ TEST_F(Engine, EndpointsThatCannotBeAreRefusedByName)
                                               asked.given, &error));
         EXPECT_NE(nullptr, std::strstr(error.text, reason.c_str())) << error.text;
     }
+    DDS_DataWriter_delete(nullptr);
     DDS_ErrorText error{};
     EXPECT_EQ(nullptr, DDS_Discovery_new(nullptr, 0, nullptr, nullptr, &error));
     EXPECT_STREQ("no participant", error.text);

@@ -165,7 +165,38 @@ TEST_F(Foreign, DiscoveryTellsOfOthersAsTheyComeAndGo)
     writer.reset(
         DDS_DataWriter_new(far.get(), "plain", nullptr, typeNamed("Numbers"), &plain, &error));
     expect("+plain by the peer tells no type reliable 010 ");
+    writer.reset();
+    expect("-plain by the peer tells no type reliable 010 ");
     EXPECT_LT(2, calls);
+}
+
+// An end of the one instance that there is tells a reader nothing.
+TEST_F(Foreign, WithoutAKeyNothingEnds)
+{
+    DDS_EndpointQos qos = reliable();
+    DDS_ErrorText error{};
+    reader.reset(DDS_DataReader_new(near.get(), "keyless", nullptr, typeNamed("described::Scalars"),
+                                    &qos, nullptr, nullptr, &error));
+    ASSERT_NE(nullptr, reader) << error.text;
+    const dds_entity_t other =
+        make(dds_create_publisher(participant, nullptr, nullptr), described_Scalars_desc, "keyless",
+             [](dds_qos_t *of) { dds_qset_history(of, DDS_HISTORY_KEEP_ALL, 0); });
+    ASSERT_TRUE(eventually([&] {
+        dds_publication_matched_status_t status{};
+        return dds_get_publication_matched_status(other, &status) == 0 && status.current_count == 1;
+    }));
+    described_Scalars sample{};
+    sample.text = const_cast<char *>("");
+    for (sample.l = 1; sample.l < 3; ++sample.l) {
+        EXPECT_EQ(0, dds_write(other, &sample));
+        EXPECT_EQ(0, dds_dispose(other, &sample));
+        dds_write_flush(other);
+    }
+    std::string seen;
+    for (const Taken &taken : take("described::Scalars", 2)) {
+        seen += std::to_string(number(taken, "l")) + " ";
+    }
+    EXPECT_EQ("1 2 ", seen);
 }
 
 // A place in the engine's code that speaks again and again is heard once in a while.
@@ -179,6 +210,7 @@ TEST(Domain, LinesOfTheEngineComeOnceEach)
         dds_log(kind, __FILE__, line, __func__, "%s\n", text);
         return level;
     };
+    EXPECT_EQ(0U, log(DDS_LC_INFO, 1, "nobody asked"));
     EXPECT_EQ(2U, log(DDS_LC_WARNING, 1, "a"));
     EXPECT_EQ(1U, log(DDS_LC_ERROR, 2, "b\n"));
     EXPECT_EQ(1U, log(DDS_LC_WARNING, 2, "held back"));

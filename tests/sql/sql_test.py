@@ -7,6 +7,7 @@ Usage: sql_test.py FERRY EXAMPLES JAVA JUNIT_CLASS_PATH LIBRARY_PATH [unittest a
 import contextlib
 import glob
 import importlib.util
+import json
 import os
 import pathlib
 import re
@@ -25,63 +26,26 @@ FERRY, EXAMPLES, JAVA = (str(pathlib.Path(path).resolve()) for path in sys.argv[
 CLASS_PATH, LIBRARY_PATH = sys.argv[4:6]
 # Of a machine with other things to do; what goes well takes a small part of it.
 PATIENCE = 200
+SQL = "com.qel.ferrion.adapters.sql.SqlAdapter"
 
 
-RELAY = """
-types: [{{idl: "struct Row {{ @key long long n; string text; }};"}}]
-adapters:
-  sql: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}
-  same: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}  # one native library serves both
-connections:
-  source: {{adapter: sql, properties: {{url: "jdbc:sqlite:source.db"}}}}
-  cut:
-    adapter: sql
-    properties: {{url: "jdbc:postgresql://127.0.0.1:{cut}/postgres", user: tester}}
-  server: {{adapter: sql, properties: {{url: "{url}", user: tester}}}}
-  sink: {{adapter: same, properties: {{url: "jdbc:sqlite:sink.db"}}}}
-sessions: {{a: {{period: 20ms}}, b: {{period: 20ms}}}}
-routes:
-  in:
-    session: a
-    type: Row
-    input:
-      connection: source
-      stream: rows
-      properties: {{position_file: in, batch: {batch}, poll: 20ms, retry_for: 10m}}
-    outputs: [{{connection: cut, stream: rows, properties: {{retry_for: 10m}}}}]
-  out:
-    session: b
-    type: Row
-    input:
-      connection: server
-      stream: rows
-      properties: {{position_file: out, poll: 20ms, retry_for: 10m}}
-    outputs: [{{connection: sink, stream: rows, properties: {{mode: upsert, create: true}}}}]
-"""
+def end(connection, stream, **properties):
+    return {"connection": connection, "stream": stream, "properties": properties}
 
 
-# By way of the server and back, with a heap that holds some of the rows only.
-LARGE = """
-types: [{{idl: "struct Row {{ @key long long n; string text; sequence<octet> bytes; }};"}}]
-java: {{options: ["-Xmx160m"]}}
-adapters: {{sql: {{class: com.qel.ferrion.adapters.sql.SqlAdapter}}}}
-connections:
-  source: {{adapter: sql, properties: {{url: "jdbc:sqlite:source.db"}}}}
-  server: {{adapter: sql, properties: {{url: "{url}", user: tester}}}}
-  sink: {{adapter: sql, properties: {{url: "jdbc:sqlite:sink.db"}}}}
-sessions: {{a: {{period: 20ms}}, b: {{period: 20ms}}}}
-routes:
-  there:
-    session: a
-    type: Row
-    input: {{connection: source, stream: wide}}
-    outputs: [{{connection: server, stream: wide, properties: {{mode: upsert}}}}]
-  back:
-    session: b
-    type: Row
-    input: {{connection: server, stream: wide, properties: {{poll: 20ms}}}}
-    outputs: [{{connection: sink, stream: rows, properties: {{mode: upsert, create: true}}}}]
-"""
+def configuration(member, connections, routes, sink="sql", **more):
+    """There and back again; JSON is YAML."""
+    return json.dumps({
+        "types": [{"idl": f"struct Row {{ @key long long n; string text; {member} }};"}],
+        "adapters": {name: {"class": SQL} for name in {"sql", sink}},
+        "connections": {name: {"adapter": sink if name == "sink" else "sql",
+                               "properties": {"url": f"jdbc:{url}"}}
+                        for name, url in {"source": "sqlite:source.db", "sink": "sqlite:sink.db",
+                                          **connections}.items()},
+        "sessions": {name: {"period": "20ms"} for name in routes},
+        "routes": {name: {"session": name, "type": "Row", "input": source, "outputs": [target]}
+                   for name, (source, target) in routes.items()}, **more})
+
 
 TABLES = """
 adapters:
@@ -144,8 +108,8 @@ class Server:
                         "-m", "immediate", "stop"], check=False, stdout=subprocess.DEVNULL)
         shutil.rmtree(self.directory)
 
-    def url(self):
-        return f"jdbc:postgresql://127.0.0.1:{self.port}/postgres"
+    def url(self, port=None):
+        return f"postgresql://127.0.0.1:{port or self.port}/postgres?user=tester"
 
     def sql(self, text):
         return subprocess.run(
@@ -212,7 +176,7 @@ class SqlTest(unittest.TestCase):
 
     def test_junit_over_the_server(self):
         docs = pathlib.Path(EXAMPLES).parent / "docs" / "sql-adapter.md"
-        server = [f"-Dsql.url={self.server.url()}?user=tester", f"-Dsql.docs={docs}",
+        server = [f"-Dsql.url=jdbc:{self.server.url()}", f"-Dsql.docs={docs}",
                   "-Duser.timezone=Europe/Berlin"]  # With hours that it leaves out in spring.
         for options, names in [(server, ["ReadTest", "WriteTest", "TroubleTest", "TypesTest"]),
                                ([f"-Dsql.docs={docs}"], ["TypesTest"])]:
@@ -235,7 +199,13 @@ class SqlTest(unittest.TestCase):
                 for n in range(600)))
             source.commit()
         self.server.sql("CREATE TABLE wide (n bigint PRIMARY KEY, text text, bytes bytea)")
-        (self.directory / "relay.yaml").write_text(LARGE.format(url=self.server.url()))
+        # By way of the server and back, with a heap that holds some of the rows only.
+        (self.directory / "relay.yaml").write_text(configuration(
+            "sequence<octet> bytes;", {"server": self.server.url()}, {
+                "there": (end("source", "wide"), end("server", "wide", mode="upsert")),
+                "back": (end("server", "wide", poll="20ms"),
+                         end("sink", "rows", mode="upsert", create=True))},
+            java={"options": ["-Xmx160m"]}))
         process = self.relay()
         self.wait_for(process, 600)
         self.stop(process)
@@ -297,9 +267,8 @@ class SqlTest(unittest.TestCase):
             if url == "postgresql":
                 shutil.rmtree(self.directory / "out")
                 for path in self.directory.glob("*.yaml"):
-                    text = path.read_text().replace("jdbc:sqlite:${config_dir}/out/weather.db",
-                                                    self.server.url() + "?user=tester")
-                    path.write_text(text)
+                    path.write_text(path.read_text().replace(
+                        "sqlite:${config_dir}/out/weather.db", self.server.url()))
             # The second time upserts change nothing, and nothing is left to read.
             for rows in [5040, 0] if url == "sqlite" else [5040]:
                 for example, read in [("file-to-sqlite", 5040), ("sqlite-to-file", rows)]:
@@ -354,8 +323,14 @@ class SqlTest(unittest.TestCase):
                                ((n, f"row {n}") for n in range(rows)))
             source.commit()
         cutter = Cutter(self.server.port)
-        (self.directory / "relay.yaml").write_text(RELAY.format(
-            cut=cutter.port, url=self.server.url(), batch=batch))
+        kept = {"poll": "20ms", "retry_for": "10m"}
+        (self.directory / "relay.yaml").write_text(configuration(
+            "", {"server": self.server.url(), "cut": self.server.url(cutter.port)}, {
+                "in": (end("source", "rows", position_file="in", batch=batch, **kept),
+                       end("cut", "rows", retry_for="10m")),
+                "out": (end("server", "rows", position_file="out", **kept),
+                        end("sink", "rows", mode="upsert", create=True))},
+            sink="same"))  # One native library serves both adapters.
         process = self.relay()
         relays_killed = servers_killed = 0
         for target in [600, 1200, 1800, 2400, rows]:

@@ -46,9 +46,7 @@ int32_t durableDepthOf(const dds_qos_t &qos)
 {
     dds_history_kind_t kind = DDS_HISTORY_KEEP_LAST;
     int32_t depth = 1;
-    if (!dds_qget_durability_service(&qos, nullptr, &kind, &depth, nullptr, nullptr, nullptr)) {
-        return 1;
-    }
+    (void)dds_qget_durability_service(&qos, nullptr, &kind, &depth, nullptr, nullptr, nullptr);
     return kind == DDS_HISTORY_KEEP_ALL ? 0 : std::max(depth, 1);
 }
 
@@ -82,8 +80,8 @@ Endpoint endpointOf(const dds_builtintopic_endpoint_t &sample, bool isWriter)
     Endpoint made;
     made.guid = guidOf(sample.key);
     made.isWriter = isWriter;
-    made.topic = sample.topic_name != nullptr ? sample.topic_name : "";
-    made.typeName = sample.type_name != nullptr ? sample.type_name : "";
+    made.topic = sample.topic_name;
+    made.typeName = sample.type_name;
     made.partitions = partitionsOf(sample.qos);
     made.keyed = isKeyed(made.guid);
     made.qos = qosOf(*sample.qos);
@@ -117,12 +115,8 @@ bool DDS_Discovery::isOwn(const dds_guid_t &key)
         return true;
     }
     const auto domain = static_cast<dds_domainid_t>(*participant->domain);
-    for (const dds_entity_t here : engine::allOf<dds_entity_t>(
-             [&](auto *to, size_t room) { return dds_lookup_participant(domain, to, room); })) {
-        dds_guid_t guid;
-        if (dds_get_guid(here, &guid) == 0) {
-            ownParticipants.insert(guidOf(guid));
-        }
+    for (const dds_guid_t &own : engine::ownParticipants(domain)) {
+        ownParticipants.insert(guidOf(own));
     }
     return ownParticipants.count(guidOf(key)) != 0;
 }
@@ -255,19 +249,18 @@ DDS_Discovery *makeDiscovery(DDS_DomainParticipant &participant, int64_t typeTim
         dds_create_reader(parent, DDS_BUILTIN_TOPIC_DCPSSUBSCRIPTION, nullptr, nullptr));
     made->stop = engine::Entity(dds_create_guardcondition(parent));
     made->waitset = engine::Entity(dds_create_waitset(parent));
-    for (const engine::Entity *entity : {&made->writers, &made->readers, &made->stop}) {
-        dds_return_t code = std::min(entity->get(), made->waitset.get());
-        if (code > 0 && entity != &made->stop) {
-            code = dds_set_status_mask(entity->get(), DDS_DATA_AVAILABLE_STATUS);
-        }
-        if (code >= 0) {
-            code = dds_waitset_attach(made->waitset.get(), entity->get(), 0);
-        }
-        if (code < 0) {
-            setError(error, "the engine does not let discovery be watched: %s",
-                     complaints.text(code).c_str());
-            return nullptr;
-        }
+    const dds_entity_t set = made->waitset.get();
+    const dds_return_t worst =
+        std::min({made->writers.get(), made->readers.get(), made->stop.get(), set,
+                  dds_set_status_mask(made->writers.get(), DDS_DATA_AVAILABLE_STATUS),
+                  dds_set_status_mask(made->readers.get(), DDS_DATA_AVAILABLE_STATUS),
+                  dds_waitset_attach(set, made->writers.get(), 0),
+                  dds_waitset_attach(set, made->readers.get(), 0),
+                  dds_waitset_attach(set, made->stop.get(), 0)});
+    if (worst < 0) {
+        setError(error, "the engine does not let discovery be watched: %s",
+                 complaints.text(worst).c_str());
+        return nullptr;
     }
     made->thread = std::thread(&DDS_Discovery::run, made.get());
     return made.release();

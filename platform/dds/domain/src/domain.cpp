@@ -235,8 +235,8 @@ struct Lease {
         }
         Registry &table = registry();
         const std::lock_guard<std::mutex> guard(table.mutex);
-        const auto found = table.running.find(id);
-        if (found != table.running.end() && --found->second.leases == 0) {
+        const auto found = table.running.find(id); // there as long as it has a lease
+        if (--found->second.leases == 0) {
             table.running.erase(found);
         }
     }

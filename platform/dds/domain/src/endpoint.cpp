@@ -68,7 +68,7 @@ bool checkQos(const DDS_EndpointQos &qos, DDS_ErrorText *error)
                  qos.maxSamples);
         return false;
     }
-    if (qos.ignoreLocal < DDS_IGNORE_LOCAL_NONE || qos.ignoreLocal > DDS_IGNORE_LOCAL_PROCESS) {
+    if (static_cast<unsigned>(qos.ignoreLocal) > DDS_IGNORE_LOCAL_PROCESS) {
         setError(error, "unknown kind %d of ignoring local endpoints", qos.ignoreLocal);
         return false;
     }
@@ -97,15 +97,17 @@ bool checkRequest(const EndpointRequest &request, DDS_ErrorText *error)
     return checkQos(*request.qos, error);
 }
 
-Topic makeEndpointTopic(const EndpointRequest &request, const WireType &wire,
-                        Representation representation, DDS_ErrorText *error)
+Topic makeEndpointTopic(const EndpointRequest &request, Representation representation,
+                        const WireType *&wire, DDS_ErrorText *error)
 {
-    TopicRequest wanted{request.topic, request.typeName, &wire, representation, {}};
+    const DDS_TypeCode *type = DDS_TypeCode_resolve(request.type);
+    wire = WireType::of(type, error);
+    TopicRequest wanted{request.topic, request.typeName, wire, representation, {}};
     if (wanted.typeName == nullptr || wanted.typeName[0] == '\0') {
-        wanted.typeName = DDS_TypeCode_get_name(&wire.type());
+        wanted.typeName = DDS_TypeCode_get_name(type);
     }
-    if (request.qos->matchByNameOnly == 0 &&
-        !describeType(wire.type(), wanted.description, error)) {
+    if (wire == nullptr ||
+        (request.qos->matchByNameOnly == 0 && !describeType(*type, wanted.description, error))) {
         return {};
     }
     const EngineComplaints complaints;
@@ -118,6 +120,23 @@ Topic makeEndpointTopic(const EndpointRequest &request, const WireType &wire,
                  complaints.text(made).c_str());
     }
     return topic;
+}
+
+Entities makeEntities(const EndpointRequest &request, const Makers &makers, const Topic &topic,
+                      const Qos &qos, const Listener &listener, DDS_ErrorText *error)
+{
+    const EngineComplaints complaints;
+    Entities made;
+    made.group = engine::Entity(
+        makers.group(request.participant->entity.get(), groupQos(*request.qos).get(), nullptr));
+    made.endpoint = engine::Entity(
+        makers.endpoint(made.group.get(), topic.entity.get(), qos.get(), listener.get()));
+    const dds_return_t code = std::min(made.group.get(), made.endpoint.get());
+    if (code < 0) {
+        setError(error, "the engine makes no %s of topic \"%s\": %s", makers.what, request.topic,
+                 complaints.text(code).c_str());
+    }
+    return made;
 }
 
 Qos groupQos(const DDS_EndpointQos &qos)
@@ -140,13 +159,12 @@ std::set<std::string> partitionsOf(const dds_qos_t *qos)
     std::set<std::string> partitions;
     uint32_t count = 0;
     char **names = nullptr;
-    if (dds_qget_partition(qos, &count, &names)) {
-        for (uint32_t i = 0; i < count; ++i) {
-            partitions.emplace(names[i]);
-            dds_free(names[i]);
-        }
-        dds_free(names);
+    (void)dds_qget_partition(qos, &count, &names);
+    for (uint32_t i = 0; i < count; ++i) {
+        partitions.emplace(names[i]);
+        dds_free(names[i]);
     }
+    dds_free(names);
     if (partitions.empty()) {
         partitions.emplace();
     }

@@ -44,9 +44,24 @@ struct EndpointRequest {
 // False, with the error filled, when something is missing or out of range.
 bool checkRequest(const EndpointRequest &request, DDS_ErrorText *error);
 
-// The topic for one endpoint; null entity with the error filled on failure.
-Topic makeEndpointTopic(const EndpointRequest &request, const WireType &wire,
-                        Representation representation, DDS_ErrorText *error);
+// The topic for one endpoint, and what its samples are on the wire; null entity with the error
+// filled on failure.
+Topic makeEndpointTopic(const EndpointRequest &request, Representation representation,
+                        const WireType *&wire, DDS_ErrorText *error);
+
+// An endpoint, below a publisher or subscriber of its own.
+struct Entities {
+    engine::Entity group, endpoint;
+};
+// The engine's functions for them, and what people call the endpoint.
+struct Makers {
+    const char *what;
+    decltype(&dds_create_publisher) group;
+    decltype(&dds_create_writer) endpoint;
+};
+// No positive endpoint, with the error filled, when the engine refuses.
+Entities makeEntities(const EndpointRequest &request, const Makers &makers, const Topic &topic,
+                      const Qos &qos, const Listener &listener, DDS_ErrorText *error);
 
 // Publishers and subscribers: partitions.
 Qos groupQos(const DDS_EndpointQos &qos);

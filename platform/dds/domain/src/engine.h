@@ -35,6 +35,25 @@ template<class Element, class Ask> std::vector<Element> allOf(const Ask &ask)
     }
 }
 
+// All zeros, which is nobody's, for an entity that has gone.
+inline dds_guid_t guidOf(dds_entity_t entity)
+{
+    dds_guid_t guid{};
+    (void)dds_get_guid(entity, &guid);
+    return guid;
+}
+
+// Of the participants that any code of this process has in a domain.
+inline std::vector<dds_guid_t> ownParticipants(dds_domainid_t domain)
+{
+    std::vector<dds_guid_t> guids;
+    for (const dds_entity_t one : allOf<dds_entity_t>(
+             [&](auto *to, size_t room) { return dds_lookup_participant(domain, to, room); })) {
+        guids.push_back(guidOf(one));
+    }
+    return guids;
+}
+
 // Owns an entity; deleting it deletes what it contains.
 class Entity {
 public:

@@ -21,15 +21,39 @@
 #include "dds/ddsi/ddsi_entity_match.h"
 #include "dds/ddsi/ddsi_proxy_endpoint.h"
 
-static int guid_of(dds_entity_t entity, ddsi_guid_t *guid)
+/* All zeros, which is nobody's, for a handle that is none. */
+static ddsi_guid_t guid_of(dds_entity_t entity)
 {
-    dds_guid_t bytes;
-    if (dds_get_guid(entity, &bytes) != 0) {
-        return 0;
+    dds_guid_t bytes = {{0}};
+    ddsi_guid_t guid;
+    (void)dds_get_guid(entity, &bytes);
+    memcpy(&guid, bytes.v, sizeof guid);
+    return nn_ntoh_guid(guid);
+}
+
+static struct ddsi_domaingv *domain_of(const struct ddsi_sertype *type)
+{
+    return ddsrt_atomic_ldvoidp(&type->gv);
+}
+
+/* What `use` makes of a writer with its lock held; 0 when it is not there. */
+static uint64_t with_writer(dds_entity_t writer, const struct ddsi_sertype *type,
+                            uint64_t (*use)(struct ddsi_writer *))
+{
+    const struct ddsi_domaingv *domain = domain_of(type);
+    struct thread_state *self = lookup_thread_state();
+    const ddsi_guid_t guid = guid_of(writer);
+    uint64_t result = 0;
+    /* While this thread is awake the engine frees no entity that it has looked up. */
+    thread_state_awake(self, domain);
+    struct ddsi_writer *found = entidx_lookup_writer_guid(domain->entity_index, &guid);
+    if (found != NULL) {
+        ddsrt_mutex_lock(&found->e.lock);
+        result = use(found);
+        ddsrt_mutex_unlock(&found->e.lock);
     }
-    memcpy(guid, bytes.v, sizeof *guid);
-    *guid = nn_ntoh_guid(*guid);
-    return 1;
+    thread_state_asleep(self);
+    return result;
 }
 
 /* The iteration lends one sample at a time, which the writer's lock keeps from others. */
@@ -38,66 +62,33 @@ static uint64_t count_in(struct ddsi_writer *writer)
     struct whc_sample_iter iterator;
     struct whc_borrowed_sample sample;
     uint64_t count = 0;
-    ddsrt_mutex_lock(&writer->e.lock);
     whc_sample_iter_init(writer->whc, &iterator);
     while (whc_sample_iter_borrow_next(&iterator, &sample)) {
         count += sample.unacked ? 1 : 0;
     }
-    ddsrt_mutex_unlock(&writer->e.lock);
     return count;
-}
-
-static struct ddsi_domaingv *domain_of(const struct ddsi_sertype *type)
-{
-    return ddsrt_atomic_ldvoidp(&type->gv);
 }
 
 uint64_t qddsdomain_count_unacknowledged(int32_t writer, const struct ddsi_sertype *type)
 {
-    const struct ddsi_domaingv *domain = domain_of(type);
-    struct thread_state *self = lookup_thread_state();
-    uint64_t count = 0;
-    ddsi_guid_t guid;
-    if (!guid_of(writer, &guid)) {
-        return 0;
-    }
-    /* While this thread is awake the engine frees no entity that it has looked up. */
-    thread_state_awake(self, domain);
-    struct ddsi_writer *found = entidx_lookup_writer_guid(domain->entity_index, &guid);
-    if (found != NULL) {
-        count = count_in(found);
-    }
-    thread_state_asleep(self);
-    return count;
+    return with_writer(writer, type, count_in);
 }
 
 /* The engine sends a heartbeat when the last one is long enough ago. It wants an answer to it only
    when the last write is long enough ago: without that, every wait takes a tenth of a second. */
-static void ask_now(struct ddsi_writer *writer)
+static uint64_t ask_now(struct ddsi_writer *writer)
 {
-    ddsrt_mutex_lock(&writer->e.lock);
     if (writer->heartbeat_xevent != NULL) {
         writer->hbcontrol.t_of_last_hb.v = 0;
         writer->hbcontrol.t_of_last_write.v = 0;
         (void)resched_xevent_if_earlier(writer->heartbeat_xevent, ddsrt_time_monotonic());
     }
-    ddsrt_mutex_unlock(&writer->e.lock);
+    return 0;
 }
 
 void qddsdomain_ask_for_acknowledgments(int32_t writer, const struct ddsi_sertype *type)
 {
-    const struct ddsi_domaingv *domain = domain_of(type);
-    struct thread_state *self = lookup_thread_state();
-    ddsi_guid_t guid;
-    if (!guid_of(writer, &guid)) {
-        return;
-    }
-    thread_state_awake(self, domain);
-    struct ddsi_writer *found = entidx_lookup_writer_guid(domain->entity_index, &guid);
-    if (found != NULL) {
-        ask_now(found);
-    }
-    thread_state_asleep(self);
+    (void)with_writer(writer, type, ask_now);
 }
 
 static size_t writers_of(struct ddsi_reader *reader, struct QDomainWriterId *ids, size_t room)
@@ -122,11 +113,8 @@ size_t qddsdomain_remote_writers(int32_t reader, const struct ddsi_sertype *type
 {
     const struct ddsi_domaingv *domain = domain_of(type);
     struct thread_state *self = lookup_thread_state();
+    const ddsi_guid_t guid = guid_of(reader);
     size_t count = 0;
-    ddsi_guid_t guid;
-    if (!guid_of(reader, &guid)) {
-        return 0;
-    }
     thread_state_awake(self, domain);
     struct ddsi_reader *found = entidx_lookup_reader_guid(domain->entity_index, &guid);
     if (found != NULL) {

@@ -64,9 +64,7 @@ try {
         return;
     }
     std::string line(data->message, data->size);
-    while (!line.empty() && (line.back() == '\n' || line.back() == '\0')) {
-        line.pop_back();
-    }
+    line.erase(line.find_last_not_of('\n') + 1);
     if (innermost != nullptr) {
         collect(line);
         return;

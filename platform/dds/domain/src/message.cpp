@@ -201,12 +201,8 @@ ddsi_serdata *makeKeySample(const ddsi_sertype *type, const uint8_t *plain, size
 Message look(const ddsi_serdata *message)
 {
     const Serdata &from = own(message);
-    return {from.payload() + ENCAPSULATION_SIZE,
-            from.plainSize,
-            from.key(),
-            from.keySize,
-            from.keyType != nullptr ? &from.identity : nullptr,
-            from.kind != SDK_DATA};
+    return {from.payload() + ENCAPSULATION_SIZE, from.plainSize, from.key(), from.keySize,
+            from.keyType != nullptr ? &from.identity : nullptr};
 }
 
 void retain(const ddsi_serdata *message)

@@ -48,13 +48,16 @@ bool isPattern(const std::string &name)
 }
 
 // A pattern matches names, not other patterns.
+bool matches(const std::string &pattern, const std::string &name)
+{
+    return isPattern(pattern) && !isPattern(name) && fnmatch(pattern.c_str(), name.c_str(), 0) == 0;
+}
+
 bool haveCommon(const Names &left, const Names &right)
 {
     for (const std::string &a : left) {
         for (const std::string &b : right) {
-            if (a == b ||
-                (isPattern(a) && !isPattern(b) && fnmatch(a.c_str(), b.c_str(), 0) == 0) ||
-                (isPattern(b) && !isPattern(a) && fnmatch(b.c_str(), a.c_str(), 0) == 0)) {
+            if (a == b || matches(a, b) || matches(b, a)) {
                 return true;
             }
         }
@@ -67,11 +70,9 @@ bool sharesRepresentation(const dds_qos_t *offered, const dds_qos_t *asked)
     const auto all = [](const dds_qos_t *qos) {
         uint32_t count = 0;
         dds_data_representation_id_t *values = nullptr;
-        std::vector<dds_data_representation_id_t> made;
-        if (dds_qget_data_representation(qos, &count, &values)) {
-            made.assign(values, values + count);
-            dds_free(values);
-        }
+        (void)dds_qget_data_representation(qos, &count, &values);
+        std::vector<dds_data_representation_id_t> made(values, values + count);
+        dds_free(values);
         if (made.empty()) {
             made.push_back(DDS_DATA_REPRESENTATION_XCDR1);
         }
@@ -155,22 +156,20 @@ struct Described {
 
 bool describe(const OwnEndpoint &own, Described &made)
 {
-    std::array<char, 1024> name{};
-    made.qos = Qos(dds_create_qos());
+    std::array<char, 1024> topic{};
+    std::array<char, 1024> type{};
     const Qos group(dds_create_qos());
     const dds_entity_t of = dds_get_topic(own.entity);
-    if (of < 0 || dds_get_name(of, name.data(), name.size()) < 0 ||
-        dds_get_qos(own.entity, made.qos.get()) != 0 || dds_get_qos(own.group, group.get()) != 0 ||
-        dds_get_guid(own.participant, &made.participant) != 0) {
-        return false;
-    }
-    made.topic = name.data();
-    if (dds_get_type_name(of, name.data(), name.size()) < 0) {
-        return false;
-    }
-    made.typeName = name.data();
+    made.qos = Qos(dds_create_qos());
+    const dds_return_t worst =
+        std::min({dds_get_name(of, topic.data(), topic.size()),
+                  dds_get_type_name(of, type.data(), type.size()),
+                  dds_get_qos(own.entity, made.qos.get()), dds_get_qos(own.group, group.get())});
+    made.topic = topic.data();
+    made.typeName = type.data();
+    made.participant = engine::guidOf(own.participant);
     made.partitions = partitionsOf(group.get());
-    return true;
+    return worst >= 0;
 }
 
 std::string reasonOf(const OwnEndpoint &own, const Described &mine, const Sample &other)
@@ -204,15 +203,10 @@ std::vector<dds_instance_handle_t> matchedWith(const OwnEndpoint &own)
 bool isOwnParticipant(const OwnEndpoint &own, const dds_guid_t &key)
 {
     dds_domainid_t domain = 0;
-    if (dds_get_domainid(own.participant, &domain) != 0) {
-        return false;
-    }
-    const auto here = engine::allOf<dds_entity_t>(
-        [&](auto *to, size_t room) { return dds_lookup_participant(domain, to, room); });
-    return std::any_of(here.begin(), here.end(), [&key](dds_entity_t participant) {
-        dds_guid_t guid;
-        return dds_get_guid(participant, &guid) == 0 &&
-               std::memcmp(guid.v, key.v, sizeof guid.v) == 0;
+    (void)dds_get_domainid(own.participant, &domain);
+    const auto here = engine::ownParticipants(domain);
+    return std::any_of(here.begin(), here.end(), [&key](const dds_guid_t &guid) {
+        return std::memcmp(guid.v, key.v, sizeof guid.v) == 0;
     });
 }
 
@@ -279,10 +273,9 @@ std::string mismatchesOf(const OwnEndpoint &own)
 {
     Described mine;
     Tally tally;
-    if (!describe(own, mine)) {
-        return {};
+    if (describe(own, mine)) {
+        countAll(own, mine, tally);
     }
-    countAll(own, mine, tally);
     if (tally.endpoints == 0) {
         return {};
     }

@@ -33,12 +33,12 @@ DDS_DomainParticipant *makeParticipant(const DDS_ParticipantSettings &settings,
     made->entity = qddsdomain::engine::Entity(
         dds_create_participant(static_cast<dds_domainid_t>(settings.domainId), qos.get(), nullptr));
     const dds_entity_t entity = made->entity.get();
-    const dds_return_t code = entity < 0 ? entity : dds_get_guid(entity, &made->guid);
-    if (code < 0) {
+    if (entity < 0) {
         setError(error, "the engine makes no participant in domain %d: %s", settings.domainId,
-                 complaints.text(code).c_str());
+                 complaints.text(entity).c_str());
         return nullptr;
     }
+    made->guid = qddsdomain::engine::guidOf(entity);
     return made.release();
 }
 

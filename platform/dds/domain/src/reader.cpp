@@ -90,28 +90,6 @@ Listener listenerOf(DDS_DataReader *reader)
     return listener;
 }
 
-bool makeEntities(const EndpointRequest &request, DDS_DataReader &made, DDS_ErrorText *error)
-{
-    const EngineComplaints complaints;
-    const Qos group = groupQos(*request.qos);
-    made.participant = request.participant->entity.get();
-    made.subscriber = engine::Entity(
-        dds_create_subscriber(request.participant->entity.get(), group.get(), nullptr));
-    dds_return_t code = made.subscriber.get();
-    if (code > 0) {
-        const Listener listener = listenerOf(&made);
-        const Qos qos = readerQos(*request.qos);
-        made.entity = engine::Entity(
-            dds_create_reader(code, made.topic.entity.get(), qos.get(), listener.get()));
-        code = made.entity.get();
-    }
-    if (code < 0) {
-        setError(error, "the engine makes no reader of topic \"%s\": %s", request.topic,
-                 complaints.text(code).c_str());
-    }
-    return code > 0;
-}
-
 DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, void *argument,
                            DDS_ErrorText *error)
 {
@@ -119,15 +97,11 @@ DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, 
         return nullptr;
     }
     auto made = std::make_unique<DDS_DataReader>();
-    made->wire = WireType::of(DDS_TypeCode_resolve(request.type), error);
-    if (made->wire == nullptr) {
-        return nullptr;
-    }
     made->onData = onData;
     made->argument = argument;
     made->reliable = request.qos->reliable != 0;
     made->exclusive = request.qos->exclusiveOwnership != 0;
-    made->topic = makeEndpointTopic(request, *made->wire, Representation::xcdr1, error);
+    made->topic = makeEndpointTopic(request, Representation::xcdr1, made->wire, error);
     if (made->topic.entity.get() <= 0) {
         return nullptr;
     }
@@ -138,7 +112,13 @@ DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, 
     made->sieve.separation = request.qos->timeBasedFilter;
     made->block = std::make_unique<Block>();
     made->topic.arrivals->watch(onRefused, made.get());
-    if (!makeEntities(request, *made, error)) {
+    made->participant = request.participant->entity.get();
+    Entities entities =
+        makeEntities(request, {"reader", dds_create_subscriber, dds_create_reader}, made->topic,
+                     readerQos(*request.qos), listenerOf(made.get()), error);
+    made->subscriber = std::move(entities.group);
+    made->entity = std::move(entities.endpoint);
+    if (made->entity.get() <= 0) {
         return nullptr;
     }
     if (made->reliable && made->maxSamples != 0) {

@@ -15,15 +15,12 @@ using qddsc::setError;
 constexpr int64_t NANOSECONDS = 1000000000;
 constexpr size_t WRITERS_KEPT = 64; // beside twice those that are matched
 
-void setHandle(DDS_InstanceHandle_t &handle, const uint8_t *bytes)
+void setHandle(DDS_InstanceHandle_t &handle, const std::array<uint8_t, 16> *bytes)
 {
+    constexpr std::array<uint8_t, 16> NONE{};
     handle.length = 16;
     handle.isValid = bytes != nullptr ? 1 : 0;
-    if (bytes != nullptr) {
-        std::memcpy(handle.keyHash, bytes, 16);
-    } else {
-        std::memset(handle.keyHash, 0, 16);
-    }
+    std::memcpy(handle.keyHash, (bytes != nullptr ? *bytes : NONE).data(), NONE.size());
 }
 
 DDS_Time_t timeOf(dds_time_t time)
@@ -55,8 +52,8 @@ void setInfo(DDS_SampleInfo &info, const dds_sample_info_t &from, const KeyHash 
     info.valid_data = from.valid_data ? 1 : 0;
     info.source_timestamp = timeOf(from.source_timestamp);
     info.reception_timestamp = {-1, 0};
-    setHandle(info.instance_handle, instance != nullptr ? instance->data() : nullptr);
-    setHandle(info.publication_handle, writer != nullptr ? writer->data() : nullptr);
+    setHandle(info.instance_handle, instance);
+    setHandle(info.publication_handle, writer);
     info.disposed_generation_count = static_cast<int32_t>(from.disposed_generation_count);
     info.no_writers_generation_count = static_cast<int32_t>(from.no_writers_generation_count);
     info.sample_rank = static_cast<int32_t>(from.sample_rank);
@@ -127,9 +124,7 @@ bool hand(DDS_DataReader &self, DDS_DynamicData *sample, DDS_SampleInfo &info)
     if (room == nullptr) {
         return false;
     }
-    if (length > 0) {
-        std::memcpy(room, plain, length);
-    }
+    std::memcpy(room, plain, length);
     setInfo(info, from, message.hash,
             self.writers.find(self.entity.get(), from.publication_handle));
     return true;

@@ -128,12 +128,12 @@ Topic makeTopic(dds_entity_t participant, TopicRequest request)
 bool typeOf(dds_builtintopic_endpoint_t &endpoint, EquivalenceHash &hash)
 {
     const dds_typeinfo_t *information = nullptr;
-    if (dds_builtintopic_get_endpoint_type_info(&endpoint, &information) != 0 ||
-        information == nullptr) {
+    (void)dds_builtintopic_get_endpoint_type_info(&endpoint, &information);
+    if (information == nullptr) {
         return false;
     }
     const ddsi_typeid_t *identifier = ddsi_typeinfo_complete_typeid(information);
-    if (identifier == nullptr || !ddsi_typeid_is_hash(identifier)) {
+    if (!ddsi_typeid_is_hash(identifier)) {
         return false;
     }
     DDS_XTypes_EquivalenceHash bytes;
@@ -150,8 +150,8 @@ bool fetchTypeObject(dds_entity_t participant, const EquivalenceHash &hash, int6
     identifier.x._d = DDS_XTypes_EK_COMPLETE;
     std::memcpy(identifier.x._u.equivalence_hash, hash.data(), hash.size());
     dds_typeobj_t *object = nullptr;
-    if (dds_get_typeobj(participant, &identifier, std::max<int64_t>(timeout, 1), &object) != 0 ||
-        object == nullptr) {
+    (void)dds_get_typeobj(participant, &identifier, std::max<int64_t>(timeout, 1), &object);
+    if (object == nullptr) {
         return false;
     }
     dds_ostreamLE_t stream;

@@ -56,7 +56,6 @@ struct Message {
     const uint8_t *key;
     size_t keyLength;
     const KeyHash *hash; // null for a type without key
-    bool isKeyOnly;
 };
 Message look(const ddsi_serdata *message);
 // Messages are counted: one more and one less who holds it.

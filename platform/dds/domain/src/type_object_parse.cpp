@@ -13,12 +13,9 @@ namespace {
 
 std::string checkedName(std::string name)
 {
-    const auto isFit = [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-               c == '_' || c == ':';
-    };
+    constexpr const char *FIT = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_:";
     if (name.empty() || name.size() > xtypes::TYPE_NAME_MAX_LENGTH ||
-        !std::all_of(name.begin(), name.end(), isFit)) {
+        name.find_first_not_of(FIT) != std::string::npos) {
         throw Refusal("its description holds a name that is none");
     }
     return name;

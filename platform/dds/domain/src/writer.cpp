@@ -80,7 +80,7 @@ int64_t now()
 int64_t endOf(int64_t timeout)
 {
     const int64_t start = now();
-    return timeout > NEVER - start ? NEVER : start + timeout;
+    return start + std::min(timeout, NEVER - start);
 }
 
 // What is left until `end`, or until the writer has to stop; that may have become earlier
@@ -97,10 +97,6 @@ DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
         return nullptr;
     }
     auto made = std::make_unique<DDS_DataWriter>();
-    made->wire = WireType::of(DDS_TypeCode_resolve(request.type), error);
-    if (made->wire == nullptr) {
-        return nullptr;
-    }
     made->participant = request.participant->entity.get();
     made->timeout = request.qos->writeTimeout;
     // Where there may be readers in this process the engine also waits for these, behind the
@@ -111,7 +107,7 @@ DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
     const Representation representation = request.qos->representation == DDS_XCDR2_REPRESENTATION
                                               ? Representation::xcdr2
                                               : Representation::xcdr1;
-    made->topic = makeEndpointTopic(request, *made->wire, representation, error);
+    made->topic = makeEndpointTopic(request, representation, made->wire, error);
     if (made->topic.entity.get() <= 0) {
         return nullptr;
     }
@@ -119,23 +115,12 @@ DDS_DataWriter *makeWriter(const EndpointRequest &request, DDS_ErrorText *error)
     dds_lset_publication_matched(listener.get(), onMatched);
     dds_lset_offered_incompatible_qos(listener.get(), onIncompatible);
     dds_lset_offered_deadline_missed(listener.get(), onDeadline);
-    const EngineComplaints complaints;
-    const Qos group = groupQos(*request.qos);
-    made->publisher = engine::Entity(
-        dds_create_publisher(request.participant->entity.get(), group.get(), nullptr));
-    dds_return_t code = made->publisher.get();
-    if (code > 0) {
-        const Qos qos = writerQos(*request.qos, made->slice);
-        made->entity = engine::Entity(
-            dds_create_writer(code, made->topic.entity.get(), qos.get(), listener.get()));
-        code = made->entity.get();
-    }
-    if (code < 0) {
-        setError(error, "the engine makes no writer of topic \"%s\": %s", request.topic,
-                 complaints.text(code).c_str());
-        return nullptr;
-    }
-    return made.release();
+    Entities entities =
+        makeEntities(request, {"writer", dds_create_publisher, dds_create_writer}, made->topic,
+                     writerQos(*request.qos, made->slice), listener, error);
+    made->publisher = std::move(entities.group);
+    made->entity = std::move(entities.endpoint);
+    return made->entity.get() > 0 ? made.release() : nullptr;
 }
 
 // Whether a sample only tells of its instance's end, and how.
@@ -337,5 +322,5 @@ uint32_t DDS_DataWriter_get_readers(DDS_DataWriter *self, uint64_t *handles,
                                     uint32_t capacity) noexcept
 {
     const dds_return_t count = dds_get_matched_subscriptions(self->entity.get(), handles, capacity);
-    return count > 0 ? static_cast<uint32_t>(count) : 0;
+    return static_cast<uint32_t>(std::max(count, 0));
 }

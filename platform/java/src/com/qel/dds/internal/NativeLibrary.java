@@ -67,9 +67,8 @@ public final class NativeLibrary {
             Charset names = Charset.forName(System.getProperty("sun.jnu.encoding", "UTF-8"));
             byte[] maps = Files.readAllBytes(Path.of("/proc/self/maps"));
             for (String line : new String(maps, names).split("\n")) {
-                int slash = line.indexOf('/');
-                if (slash >= 0 && line.matches(".*/libqddsc\\.so(\\.[0-9]+)*")) {
-                    return Path.of(line.substring(slash)).getParent();
+                if (line.matches(".*/libqddsc\\.so(\\.[0-9]+)*")) {
+                    return Path.of(line.substring(line.indexOf('/'))).getParent();
                 }
             }
         } catch (IOException | IllegalArgumentException e) {

@@ -136,7 +136,11 @@ public class CrossingTest {
         SampleInfoHelper.push_to_nativeI(copy, valid);
         assertEquals(1, Peer.takeInfo(valid)[3]);
         copy.clear();
+        long cleared = Peer.createInfo(words);
+        SampleInfoHelper.push_to_nativeI(copy, cleared);
+        long fresh = Peer.createInfo(words);
+        SampleInfoHelper.push_to_nativeI(new SampleInfo(), fresh);
+        assertArrayEquals(Peer.takeInfo(fresh), Peer.takeInfo(cleared));
         assertTrue(copy.valid_data && copy.instance_state == SampleInfo.ALIVE_INSTANCE_STATE);
-        assertFalse(copy.source_timestamp.isValid());
     }
 }

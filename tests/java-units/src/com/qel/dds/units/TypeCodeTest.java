@@ -60,7 +60,8 @@ public class TypeCodeTest {
         assertTrue(second, second.startsWith("idl:2:"));
         String named = refusal(() -> TypeCode.fromIdl("struct A { long b; };", "B"));
         assertTrue(named, named.contains("B"));
-        refusal(() -> TypeCode.fromIdl("enum E { A };", null));
+        assertEquals("idl: no struct is declared",
+                refusal(() -> TypeCode.fromIdl("enum E { A };", null)));
         refusal(() -> TypeCode.fromIdl("struct A \0{};", null));
         Path file = Files.createTempFile("units", ".idl");
         try {

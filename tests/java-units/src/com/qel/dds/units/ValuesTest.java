@@ -58,6 +58,8 @@ public class ValuesTest {
         Version version = new Version(1, 2, 3, 4);
         assertEquals(List.of(1, 2, 3, 4), List.of(version.getMajorNumber(),
                 version.getMinorNumber(), version.getReleaseNumber(), version.getRevisionNumber()));
-        assertEquals("of T", new TypeInfo("T", "of T").getTypeRepresentation());
+        TypeInfo type = new TypeInfo("T", "of T");
+        assertEquals(List.of("T", "of T"),
+                List.of(type.getTypeName(), type.getTypeRepresentation()));
     }
 }

@@ -171,7 +171,16 @@ public class HarnessTest {
         });
         looked.await();
         assertTrue(watch.stop(() -> {}));
-        assertEquals("[w: a, w: b, w: b]",
+        Watch stuck = new Watch("s", System.getLogger(logger.getName()), Throwable::getMessage);
+        CountDownLatch begun = new CountDownLatch(1);
+        stuck.once(() -> {
+            begun.countDown();
+            Echo.LEFT.acquireUninterruptibly();
+        });
+        begun.await();
+        assertFalse(stuck.stop(() -> {}));
+        Echo.LEFT.release();
+        assertEquals("[w: a, w: b, w: b, thread s does not end]",
                 logged.stream().map(LogRecord::getMessage).toList().toString());
     }
 

@@ -51,20 +51,13 @@ final class BridgeLibrary {
             Charset names = Charset.forName(System.getProperty("sun.jnu.encoding", "UTF-8"));
             byte[] maps = Files.readAllBytes(Path.of("/proc/self/maps"));
             for (String line : new String(maps, names).split("\n")) {
-                int slash = line.indexOf('/');
-                int name = line.lastIndexOf('/') + 1;
-                if (slash >= 0 && isLibrary(line.substring(name))) {
-                    return line.substring(slash);
+                if (line.matches(".*/libferryjni\\.so(\\.[0-9]+)*")) { // maybe with a version
+                    return line.substring(line.indexOf('/'));
                 }
             }
         } catch (IOException | IllegalArgumentException e) {
             // Without /proc there is nothing to find, and the caller says what it tried next.
         }
         return null;
-    }
-
-    /** Whether a file name is the library's, with or without a version at its end. */
-    private static boolean isLibrary(String name) {
-        return name.equals(FILE) || name.matches("libferryjni\\.so(\\.[0-9]+)+");
     }
 }

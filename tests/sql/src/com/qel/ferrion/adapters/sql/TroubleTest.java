@@ -283,6 +283,10 @@ public class TroubleTest {
         } else {
             rig.use("driver.open_mode", "1");
             assertThrows(AdapterException.class, () -> rig.writer("checked", ROW, check, "true"));
+            rig.url = "jdbc:sqlite:" + root + "/none.db";
+            rig.use();
+            assertTrue(assertThrows(AdapterException.class, () -> rig.writer("checked", ROW))
+                    .getMessage().endsWith("'create: true' makes it"));
             rig.url = "jdbc:sqlite:" + root + "/folder";
             assertTrue(assertThrows(AdapterException.class, () -> rig.connect(check, "true"))
                     .getMessage().endsWith("is a directory"));
