@@ -183,7 +183,7 @@ final class SampleBuffer {
         return path.member >= 0 ? locateMember(path) : walk(path);
     }
 
-    /** A member of the root: apart from {@link #walk}, which is much code to compile in each use. */
+    /** A member of the root: apart from {@link #walk}, much code to compile in each use. */
     private int locateMember(MemberPath path) {
         long at = TypeLayout.align(root.memberStart(path.member, startOf(path.run)),
                 path.alignment);

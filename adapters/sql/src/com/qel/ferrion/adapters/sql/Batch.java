@@ -47,14 +47,17 @@ final class Batch {
         while (looked < most && bytes < mostBytes && !stopped && rows.next()) {
             add(rows);
         }
+        if (looked > 0 && last == null) {
+            last = query.lastPosition();
+        }
     }
 
     private void add(ResultSet row) throws SQLException {
-        List<Object> here = query.position(row);
         int count = ended.size();
         DynamicData data = pool.get(count);
         data.clear();
         long size = 0;
+        boolean isWhole = false;
         try {
             boolean isEnd = query.isDeleted(row);
             for (int i = 0; i < query.cells.size(); i++) {
@@ -64,16 +67,17 @@ final class Batch {
                 }
             }
             ended.add(isEnd);
+            isWhole = !isEnd;
         } catch (BadRow e) {
-            bad.add(query.table.source + ", row " + BadRow.shortened(describe(here)) + ": "
-                    + e.getMessage());
+            bad.add(query.table.source + ", row "
+                    + BadRow.shortened(describe(query.position(row))) + ": " + e.getMessage());
             if (stopAtBad) {
                 stopped = true;
                 return;
             }
         }
         bytes = measured ? query.bytes(row) : bytes + size;
-        last = here;
+        last = isWhole && query.remembersPosition() ? null : query.position(row);
         looked++;
     }
 

@@ -29,6 +29,8 @@ final class Cell {
     private final Dialect dialect;
     private final TimeUnit unit;
     private final Setter setter;
+    private boolean remembers;
+    private Object last;
 
     /** Sets the member to a value, which is neither NULL nor a blob. */
     private interface Setter {
@@ -115,12 +117,29 @@ final class Cell {
         return bytes.length;
     }
 
+    /** Whether the driver's object is the value itself, and no blob. */
+    boolean isScalar() {
+        return !field.octets && !column.isTime();
+    }
+
+    /** From now on the driver's object for the row read last is kept. */
+    void remember() {
+        remembers = true;
+    }
+
+    Object remembered() {
+        return last;
+    }
+
     /** NaN has no other form in a table than NULL. */
     private int readScalar(ResultSet row, int index, DynamicData data)
             throws SQLException, BadRow {
         boolean text = field.kind == Kind.STRING || field.kind == Kind.CHAR;
         OffsetDateTime time = column.isTime() && !text ? dialect.time(row, index, column) : null;
         Object value = time != null ? (Object) unit.of(time) : row.getObject(index);
+        if (remembers) {
+            last = value;
+        }
         if (value == null) {
             if (field.isReal()) {
                 data.setDouble(field.place, Double.NaN);

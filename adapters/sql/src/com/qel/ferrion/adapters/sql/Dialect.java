@@ -93,6 +93,9 @@ abstract class Dialect {
     /** What {@link #exact} gave, as an object of the four kinds that a position is made of. */
     abstract Object position(ResultSet row, int index) throws SQLException;
 
+    /** Whether what the driver gives for a member as an object is what it gives for a position. */
+    abstract boolean givesExactly();
+
     /** Binds a value of a position for a comparison with its column. */
     abstract void bindPosition(PreparedStatement statement, int index, Object value)
             throws SQLException;

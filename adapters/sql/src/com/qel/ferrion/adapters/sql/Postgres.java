@@ -194,6 +194,11 @@ final class Postgres extends Dialect {
     }
 
     @Override
+    boolean givesExactly() {
+        return false;
+    }
+
+    @Override
     void bindPosition(PreparedStatement statement, int index, Object value) throws SQLException {
         statement.setObject(index, value, Types.OTHER);
     }

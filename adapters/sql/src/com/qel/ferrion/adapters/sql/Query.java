@@ -39,6 +39,8 @@ final class Query {
     final Query rest;
     /** Whether the database itself ends a batch at its bytes, and {@link #bytes} says at which. */
     final boolean measured;
+    /** Whose values are a position once a row has been read; null if that has to be asked for. */
+    private final List<Cell> remembered;
     private final String mark = Statements.mark();
     private final Dialect dialect;
     /** The column whose truth ends the row's instance, or null. */
@@ -119,6 +121,7 @@ final class Query {
         order = columns.stream().map(Column::name).toList();
         unique = !table.key.isEmpty();
 
+        remembered = remembered();
         List<String> places = columns.stream().map(Query::place).toList();
         String row = "(" + String.join(", ", places) + ")";
         String values = "(" + "?, ".repeat(order.size() - 1) + "?)";
@@ -332,8 +335,39 @@ final class Query {
     private List<Object> position(ResultSet row, int from) throws SQLException {
         List<Object> values = new ArrayList<>(order.size());
         for (int i = 0; i < order.size(); i++) {
-            values.add(dialect.position(row, from + i));
+            values.add(plain(dialect.position(row, from + i)));
         }
         return values;
+    }
+
+    private List<Cell> remembered() {
+        List<Cell> found = new ArrayList<>();
+        for (String name : order) {
+            cells.stream().filter(cell -> cell.column.name().equals(name) && cell.isScalar())
+                    .findFirst().ifPresent(found::add);
+        }
+        if (!dialect.givesExactly() || found.size() < order.size()) {
+            return null;
+        }
+        found.forEach(Cell::remember);
+        return found;
+    }
+
+    /** Whether {@link #lastPosition} knows. */
+    boolean remembersPosition() {
+        return remembered != null;
+    }
+
+    /** The position of the row whose cells were all read last. */
+    List<Object> lastPosition() {
+        List<Object> values = new ArrayList<>(remembered.size());
+        for (Cell cell : remembered) {
+            values.add(plain(cell.remembered()));
+        }
+        return values;
+    }
+
+    private static Object plain(Object value) {
+        return value instanceof Integer ? Long.valueOf((Integer) value) : value;
     }
 }

@@ -70,8 +70,8 @@ final class SqlStreamReader extends ReaderBase {
             Duration.ofHours(24), "how long a read tries to reach the database; 0s is for ever")
             .defaultTo(Duration.ofSeconds(2)).changeable();
     static final Setting<?>[] SETTINGS = {TABLE, QUERY, ORDER, POSITION, POLL, BatchLimit.SAMPLES,
-            BatchLimit.BYTES, NULLS, ON_BAD_ROW, REPORT, COUNT_NULLS, ORDER_NULLS, SETTLE, DELETED, UNIT,
-            COLUMNS, RETRY};
+            BatchLimit.BYTES, NULLS, ON_BAD_ROW, REPORT, COUNT_NULLS, ORDER_NULLS, SETTLE, DELETED,
+            UNIT, COLUMNS, RETRY};
 
     /** A batch of more than this part of the bytes that it may have is large. */
     private static final int LARGE = 4;

@@ -165,8 +165,12 @@ final class Sqlite extends Dialect {
 
     @Override
     Object position(ResultSet row, int index) throws SQLException {
-        Object value = row.getObject(index);
-        return value instanceof Integer ? Long.valueOf((Integer) value) : value;
+        return row.getObject(index);
+    }
+
+    @Override
+    boolean givesExactly() {
+        return true;
     }
 
     @Override
