@@ -230,6 +230,7 @@ TEST_F(DiscoveryTest, ARouteRestsWhileItsOutputStreamIsAway)
         const std::uint64_t before = totals(route).read;
         return waitFor([&] { return totals(route).read >= before + count; });
     };
+    const auto away = Clock::now();
     script.announce("b", gone("o"), false);
     script.announce("b", {"barrier", "T", type("T")}, false);
     EXPECT_TRUE(waitFor([&] { return totals("back/barrier").name != ""; }));
@@ -239,10 +240,12 @@ TEST_F(DiscoveryTest, ARouteRestsWhileItsOutputStreamIsAway)
     EXPECT_EQ(totals("back/o").read, before);
     script.announce("b", {"o", "T", type("T")}, false);
     EXPECT_TRUE(rounds("back/o", 1));
+    // A machine so slow that the grace time went by meanwhile has made another.
+    EXPECT_TRUE(script.called("create_reader o.in") == 1 ||
+                Clock::now() - away >= std::chrono::seconds(2));
     script.announce("b", gone("o"), false);
     EXPECT_TRUE(waitFor([&] { return totals("back/o").gone; }));
     EXPECT_EQ(stop(), exitOk);
-    EXPECT_EQ(script.called("create_reader o.in"), 1);
 }
 
 TEST_F(DiscoveryTest, PartitionsStayApartOrGoTogether)
