@@ -122,7 +122,10 @@ final class CsvEncoder implements RowEncoder {
     /** Whether the library would write a text as it is; it does so with some others as well. */
     private boolean isPlain(String text, boolean first) {
         int last = text.length() - 1;
-        if (last < 0 || text.charAt(last) <= ' ' || !beginsPlain(text.charAt(0), first)) {
+        if (last < 0) {
+            return !first;
+        }
+        if (text.charAt(last) <= ' ' || !beginsPlain(text.charAt(0), first)) {
             return false;
         }
         for (int i = 1; i <= last; i++) {
