@@ -276,7 +276,8 @@ class FerryTest(Ferry):
 
     def test_check_holds_properties_against_what_adapters_declare(self):
         text = self.ferry("check", self.relay(), "--settings", code=0).stdout
-        self.assertIn("    poll_ms: a whole number from 1 to 3600000; default 200\n", text)
+        self.assertIn("  connection\n    directory: a path; required\n        where the files are\n"
+                      "    poll_ms: a whole number from 1 to 3600000; default 200\n", text)
         self.assertIn("TroubleAdapter\n  declares no settings\n", text)
         alone = self.ferry("check", "--settings=com.qel.ferrion.adapters.file.FileAdapter", code=0)
         self.assertIn(alone.stdout, text)
