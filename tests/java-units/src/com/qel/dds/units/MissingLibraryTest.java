@@ -50,7 +50,8 @@ public class MissingLibraryTest {
         StreamReaderListenerImpl listener = new StreamReaderListenerImpl(8);
         assertTrue(assertThrows(UnsatisfiedLinkError.class,
                 () -> listener.onDataAvailable(reader)).getCause() instanceof UnsatisfiedLinkError);
-        saysEveryTime("(" + System.getProperty("ferryjni.library") + ")",
+        String bridge = System.getProperty("ferryjni.library");
+        saysEveryTime("system property ferryjni.library=" + bridge + " (" + bridge + ")",
                 () -> listener.onDataAvailable(reader));
         new StreamReaderListenerImpl(0).onDataAvailable(reader); // to nobody
         assertThrows(NullPointerException.class, () -> listener.onDataAvailable(null));
