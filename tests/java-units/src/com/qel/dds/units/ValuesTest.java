@@ -4,6 +4,8 @@ import static org.junit.Assert.assertEquals;
 
 import com.qel.dds.InstanceHandle_t;
 import com.qel.dds.Time_t;
+import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.adapter.infrastructure.Version;
 import java.util.List;
@@ -49,7 +51,12 @@ public class ValuesTest {
         assertEquals("000000000000000000000000000000ab", copy.toString());
         copy.clear();
         assertEquals(new InstanceHandle_t(), copy);
-        Object[][] texts = {{"nil", copy}, {"no time", new Time_t()},
+        DynamicData sample = new DynamicData(TypeCode.fromIdl("struct P { double d; }; struct S { "
+                + "sequence<long> l; string s; P p; };", null), null);
+        sample.setLength("l", 2);
+        sample.setInt("l[1]", 7);
+        Object[][] texts = {{"S{l: [0, 7], s: \"\", p: {d: 0.0}}", sample}, {"nil", copy},
+            {"no time", new Time_t()},
             {"1970-01-01T00:00:05.000000007Z", new Time_t(5, 7)}, {"1.2.3.4", new Version(1, 2, 3, 4)},
             {"T", new TypeInfo("T", "")}, {"T (unknown)", new TypeInfo("T", null)}};
         for (Object[] one : texts) {
