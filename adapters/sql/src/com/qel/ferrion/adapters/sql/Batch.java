@@ -77,7 +77,9 @@ final class Batch {
             }
         }
         bytes = measured ? query.bytes(row) : bytes + size;
-        last = isWhole && query.remembersPosition() ? null : query.position(row);
+        // What cells remember is this row's only until the next one; a bad one may be the end.
+        boolean late = isWhole && !stopAtBad && query.remembersPosition();
+        last = late ? null : query.position(row);
         looked++;
     }
 

@@ -210,6 +210,13 @@ public class ReadTest {
             assertTrue("not looked for", i < 499);
             Thread.sleep(10);
         }
+        // What a row in the way follows is acknowledged, and no more: it comes once it is mended.
+        rig.sql("INSERT INTO holes VALUES (7, 1), (8, NULL), (9, 2)");
+        stops.update(Rig.properties("on_bad_row", "stop"));
+        assertEquals(1, rig.read(stops, false).size());
+        rig.sql("UPDATE holes SET t = 8 WHERE id = 8");
+        stops.update(Rig.properties("on_bad_row", "skip"));
+        assertEquals(8, rig.read(stops, false).get(0).getInt("t"));
     }
 
     @Test
