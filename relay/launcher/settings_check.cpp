@@ -65,6 +65,32 @@ std::vector<std::string> fieldsOf(const std::string &text)
     return fields;
 }
 
+/// What SettingsTool prints of classes, for people.
+std::string described(const std::vector<std::string> &fields)
+{
+    std::string text;
+    std::string role;
+    for (std::size_t i = 0; i + 3 < fields.size();) {
+        const std::string *field = &fields[i];
+        if (field[0] == "class") {
+            text += field[1] + (field[2] == "ok" ? "\n" : "\n  declares no settings\n");
+            role.clear();
+            i += 4;
+            continue;
+        }
+        if (field[1] != role) {
+            role = field[1];
+            text += "  " + role + "\n";
+        }
+        const auto has = [&](char flag) { return field[8].find(flag) != std::string::npos; };
+        text += "    " + field[2] + ": " + field[9] + (has('r') ? "; required" : "") +
+                (has('d') ? "; default " + field[7] : "") +
+                (has('c') ? "; may change in use" : "") + "\n        " + field[10] + "\n";
+        i += 11;
+    }
+    return text;
+}
+
 /// Whether the value is completed when a stream is found, and so cannot be judged yet.
 bool isTemplate(const Properties &properties, const std::string &name)
 {
@@ -164,7 +190,8 @@ bool SettingsCheck::run(const Paths &own, Diagnostics &diagnostics) const
 std::optional<std::string> SettingsCheck::describe(const std::string &javaClass) const
 {
     if (!javaClass.empty()) {
-        return ask(installation_.adapterJars(javaClass), {javaClass}, "");
+        const auto answer = ask(installation_.adapterJars(javaClass), {javaClass}, "");
+        return answer ? std::optional(described(fieldsOf(*answer))) : std::nullopt;
     }
     std::string text;
     for (const Paths &own : adapterPaths()) {
@@ -180,7 +207,7 @@ std::optional<std::string> SettingsCheck::describe(const std::string &javaClass)
         if (!answer) {
             return std::nullopt;
         }
-        text += *answer;
+        text += described(fieldsOf(*answer));
     }
     return text;
 }

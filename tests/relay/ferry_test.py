@@ -288,14 +288,14 @@ class FerryTest(Ferry):
             ".jsonl\"", ".jsonl\", properties: {format: \"${type}\", mode: \"1\\n2\"}"))
         text = self.ferry("check", path, code=2).stderr
         self.assertEqual(text.replace(str(path), "FILE"),
-            "FILE:3:51: connections.in: unknown property 'pol_ms'; did you mean 'poll_ms'? "
+            "FILE:3:51: connections.in: unknown property \"pol_ms\"; did you mean \"poll_ms\"? "
             "(known: directory, poll_ms, type_idl, type_name)\n"
-            "FILE:3:63: connections.in: property 'poll_ms' is '0', expected a whole number from 1 "
-            "to 3600000\n"
-            "FILE:9:92: discovery.ticks.outputs[0]: property 'mode' is '1\\n2', expected one of "
-            "create, append, overwrite\n")
+            "FILE:3:63: connections.in: property \"poll_ms\" must be a whole number from 1 to "
+            "3600000, not \"0\"\n"
+            "FILE:9:92: discovery.ticks.outputs[0]: property \"mode\" must be one of create, append, "
+            "overwrite, not \"1\\n2\"\n")
         # A run goes on with what is good, and tells all the same.
-        self.assertIn(f"[settings] {path}:3:63: connections.in: property 'poll_ms' is '0', expected",
+        self.assertIn(f"[settings] {path}:3:63: connections.in: property \"poll_ms\" must",
                       self.ferry("run", path, "--until-idle=0.1", code=3).stderr)
 
     def test_a_failure_has_its_own_sentence_and_one_trace(self):

@@ -59,7 +59,7 @@ public abstract class AdapterBase implements Adapter {
             StreamReaderListener inputDiscoveryListener, Properties properties)
             throws AdapterException {
         String name = firstName == null ? secondName : firstName;
-        String owner = name == null ? "connection" : "connection '" + name + "'";
+        String owner = name == null ? "connection" : "connection \"" + name + "\"";
         Guard inner = guard.inner(owner);
         return inner.call("createConnection", () -> {
             Settings settings = inner.parse(declared, Role.CONNECTION, owner, properties);

@@ -26,7 +26,7 @@ public final class BatchLimit {
             "most samples of one read").defaultTo(1024).changeable();
     /** The setting {@code batch_bytes}. */
     public static final Setting<Integer> BYTES = Setting.integer("batch_bytes", 1, 1 << 30,
-            "bytes of samples at which a read ends, even if they are fewer than 'batch'")
+            "bytes of samples at which a read ends, even if they are fewer than \"batch\"")
             .defaultTo(8 << 20).changeable();
 
     private int samplesLeft;

@@ -104,7 +104,7 @@ public abstract class ConnectionBase implements Connection {
     @Override
     public final StreamReader createStreamReader(Session session, StreamInfo stream,
             Properties properties, StreamReaderListener listener) throws AdapterException {
-        String owner = "reader of stream '" + stream.getStreamName() + "'";
+        String owner = "reader of stream \"" + stream.getStreamName() + "\"";
         Guard inner = guard.inner(owner);
         return inner.call("createStreamReader", () -> {
             inner.parse(declared, Role.READER, owner, properties);
@@ -123,7 +123,7 @@ public abstract class ConnectionBase implements Connection {
     @Override
     public final StreamWriter createStreamWriter(Session session, StreamInfo stream,
             Properties properties) throws AdapterException {
-        String owner = "writer of stream '" + stream.getStreamName() + "'";
+        String owner = "writer of stream \"" + stream.getStreamName() + "\"";
         Guard inner = guard.inner(owner);
         return inner.call("createStreamWriter", () -> {
             inner.parse(declared, Role.WRITER, owner, properties);

@@ -7,12 +7,8 @@ import java.util.List;
 import java.util.Locale;
 import java.util.Map;
 import java.util.Objects;
-import java.util.StringJoiner;
 import java.util.TreeMap;
-import java.util.function.Function;
 import java.util.function.Predicate;
-import java.util.regex.Matcher;
-import java.util.regex.Pattern;
 
 /**
  * A property that an adapter understands, declared once: its name, the type of its value, what is
@@ -33,49 +29,35 @@ public final class Setting<T> {
     /** Names that begin like this belong to the host and its bridge. */
     static final String HOST_PREFIX = "qel.ferrion.";
 
-    private static final Pattern DURATION = Pattern.compile("(\\d{1,18})(ms|s|m|h)");
-    /** In milliseconds. */
-    private static final Map<String, Long> UNITS = Map.of("h", 3_600_000L, "m", 60_000L, "s",
-            1000L, "ms", 1L);
-
-    /** A value's text to the value; an IllegalArgumentException or ArithmeticException refuses. */
-    private final Function<String, ? extends T> parser;
-    private final Function<T, String> format;
-    private final Predicate<T> test;
     private final String name;
-    private final String allowed;
+    private final Values<T> values;
     private final String help;
     private final T absent;
     private final boolean required;
     private final boolean changeable;
 
-    private Setting(String name, String allowed, String help, Function<String, ? extends T> parser,
-            Function<T, String> format, Predicate<T> test, T absent, boolean required,
+    private Setting(String name, Values<T> values, String help, T absent, boolean required,
             boolean changeable) {
         if (name.isBlank() || name.startsWith(HOST_PREFIX)) {
-            throw new IllegalArgumentException("no name for a setting: '" + name + "'");
+            throw new IllegalArgumentException("no name for a setting: \"" + name + "\"");
         }
-        if (absent != null && !test.test(absent)) {
-            throw new IllegalArgumentException("the default of '" + name + "' is "
-                    + format.apply(absent) + ", which is not " + allowed);
+        if (absent != null && !values.test().test(absent)) {
+            throw new IllegalArgumentException("the default of \"" + name + "\" must be "
+                    + values.expected() + ", not \"" + values.format().apply(absent) + "\"");
         }
         this.name = name;
-        this.allowed = allowed;
+        this.values = values;
         this.help = Objects.requireNonNull(help);
-        this.parser = parser;
-        this.format = format;
-        this.test = test;
         this.absent = absent;
         this.required = required;
         this.changeable = changeable;
     }
 
-    private static <T> Setting<T> of(String name, String allowed, String help,
-            Function<String, ? extends T> parser, Function<T, String> format, Predicate<T> test) {
+    private static <T> Setting<T> of(String name, Values<T> values, String help) {
         if (name.endsWith(".")) {
-            throw new IllegalArgumentException("'" + name + "' names a group of properties");
+            throw new IllegalArgumentException("\"" + name + "\" names a group of properties");
         }
-        return new Setting<>(name, allowed, help, parser, format, test, null, false, false);
+        return new Setting<>(name, values, help, null, false, false);
     }
 
     /**
@@ -86,111 +68,72 @@ public final class Setting<T> {
      */
     public static Setting<Map<String, String>> group(String prefix, String help) {
         if (!prefix.endsWith(".")) {
-            throw new IllegalArgumentException("'" + prefix + "' ends without a dot");
+            throw new IllegalArgumentException("\"" + prefix + "\" ends without a dot");
         }
-        return new Setting<>(prefix, "a text each", help, null, Map::toString, texts -> true, Map.of(),
-                false, false);
+        return new Setting<>(prefix, Values.group(), help, Map.of(), false, false);
     }
 
     /** {@return a setting whose value is any text} */
     public static Setting<String> text(String name, String help) {
-        return of(name, "a text", help, text -> text, text -> text, text -> true);
+        return of(name, Values.text(), help);
     }
 
     /** {@return a setting whose value is a text that is not shown} */
     public static Setting<Secret> secret(String name, String help) {
-        return of(name, "a secret", help, Secret::new, Secret::toString, secret -> true);
+        return of(name, Values.secret(), help);
     }
 
     /** {@return a setting that is a path; a relative one starts where the process works} */
     public static Setting<Path> path(String name, String help) {
-        return of(name, "a path", help, Path::of, Path::toString,
-                path -> !path.toString().isBlank());
+        return of(name, Values.path(), help);
     }
 
     /** {@return a setting that is {@code true} or {@code false}} */
     public static Setting<Boolean> flag(String name, String help) {
-        return words(name, help, String::valueOf, List.of(true, false));
+        return of(name, Values.flag(), help);
     }
 
     /** {@return a setting that is one of an enumeration's constants, in small letters} */
     public static <E extends Enum<E>> Setting<E> choice(String name, Class<E> constants,
             String help) {
-        return words(name, help, value -> value.name().toLowerCase(Locale.ROOT),
-                List.of(constants.getEnumConstants()));
-    }
-
-    private static <T> Setting<T> words(String name, String help, Function<T, String> word,
-            List<T> values) {
-        Map<String, T> known = new TreeMap<>();
-        StringJoiner list = new StringJoiner(", ", "one of ", "");
-        values.forEach(value -> {
-            known.put(word.apply(value), value);
-            list.add(word.apply(value));
-        });
-        return of(name, list.toString(), help, known::get, word, Objects::nonNull);
+        return of(name, Values.choice(value -> value.name().toLowerCase(Locale.ROOT),
+                List.of(constants.getEnumConstants())), help);
     }
 
     /** {@return a setting that is a whole number within limits, both allowed} */
     public static Setting<Integer> integer(String name, int least, int most, String help) {
-        return of(name, range("a whole number", least, most), help,
-                text -> Integer.parseInt(text.strip()), String::valueOf,
-                number -> number >= least && number <= most);
+        return of(name, Values.integer(least, most), help);
     }
 
     /** {@return a setting that is a whole number within limits, both allowed} */
     public static Setting<Long> longInteger(String name, long least, long most, String help) {
-        return of(name, range("a whole number", least, most), help,
-                text -> Long.parseLong(text.strip()), String::valueOf,
-                number -> number >= least && number <= most);
+        return of(name, Values.whole(least, most), help);
     }
 
-    /** {@return a setting like 250ms, 5s, 2m or 1h within limits, both allowed} */
+    /** {@return a setting like 4096, 64KiB, 8MiB or 1GiB within limits in bytes, both allowed} */
+    public static Setting<Long> bytes(String name, long least, long most, String help) {
+        return of(name, Values.bytes(least, most), help);
+    }
+
+    /** {@return a setting like 50us, 250ms, 1.5s, 2m or 1h within limits, both allowed} */
     public static Setting<Duration> duration(String name, Duration least, Duration most,
             String help) {
-        return of(name, range("a duration like 250ms, 5s, 2m or 1h", text(least), text(most)), help,
-                Setting::parseDuration, Setting::text,
-                value -> value.compareTo(least) >= 0 && value.compareTo(most) <= 0);
-    }
-
-    private static String range(String what, Object least, Object most) {
-        return what + " from " + least + " to " + most;
-    }
-
-    private static Duration parseDuration(String text) {
-        Matcher parts = DURATION.matcher(text.strip());
-        if (!parts.matches()) {
-            throw new IllegalArgumentException(text);
-        }
-        return Duration.ofMillis(
-                Math.multiplyExact(Long.parseLong(parts.group(1)), UNITS.get(parts.group(2))));
-    }
-
-    /** A duration as a setting would have it, in the largest unit that leaves no rest. */
-    private static String text(Duration duration) {
-        long millis = duration.toMillis();
-        for (String unit : new String[] {"h", "m", "s"}) {
-            if (millis != 0 && millis % UNITS.get(unit) == 0) {
-                return millis / UNITS.get(unit) + unit;
-            }
-        }
-        return millis + "ms";
+        return of(name, Values.duration(least, most), help);
     }
 
     /** {@return this setting with a value for when it is absent; it must be an allowed one} */
     public Setting<T> defaultTo(T value) {
-        return new Setting<>(name, allowed, help, parser, format, test,
-                Objects.requireNonNull(value), false, changeable);
+        return new Setting<>(name, values, help, Objects.requireNonNull(value), false, changeable);
     }
 
     /** {@return this setting as one that must be there, and not be blank} */
     public Setting<T> required() {
-        return new Setting<>(name, allowed, help, parser, format, test, null, true, changeable);
+        return new Setting<>(name, values, help, null, true, changeable);
     }
 
     /** {@return this setting as one that may change while what it belongs to lives} */
     public Setting<T> changeable() {
-        return new Setting<>(name, allowed, help, parser, format, test, absent, required, true);
+        return new Setting<>(name, values, help, absent, required, true);
     }
 
     /**
@@ -201,8 +144,8 @@ public final class Setting<T> {
      * @return this setting with both
      */
     public Setting<T> where(Predicate<T> narrower, String expected) {
-        return new Setting<>(name, expected, help, parser, format, test.and(narrower), absent,
-                required, changeable);
+        return new Setting<>(name, values.where(narrower, expected), help, absent, required,
+                changeable);
     }
 
     /** Whether this setting's value comes from a property. */
@@ -219,42 +162,45 @@ public final class Setting<T> {
      * @throws IllegalArgumentException saying in words what is wrong; it shows no secret
      */
     T read(Map<String, String> texts) {
-        String text = texts.get(name);
-        if (required && (text == null || text.isBlank())) {
-            throw new IllegalArgumentException("property '" + name + "' is missing: " + help + " ("
-                    + allowed + ")");
+        Map<String, String> members = members(texts);
+        String text = isGroup() ? String.valueOf(members) : texts.get(name);
+        if (required && (isGroup() ? members.isEmpty() : text == null || text.isBlank())) {
+            throw new IllegalArgumentException("missing property \"" + name + "\": " + help + " ("
+                    + allowed() + ")");
         }
-        if (text == null && !isGroup()) {
+        if (text == null) {
             return absent;
         }
-        T value = null;
-        try {
-            value = isGroup() ? members(texts) : parser.apply(text);
-        } catch (IllegalArgumentException | ArithmeticException unreadable) {
-            // Told below, like a value out of its limits.
-        }
-        if (value == null || !test.test(value)) {
-            throw new IllegalArgumentException("property '" + name + "' is "
-                    + (value instanceof Secret ? "not usable (its value is not shown)"
-                                               : "'" + (isGroup() ? value : text) + "'")
-                    + ", expected " + allowed);
+        T value = isGroup() ? group(members) : values.parse(text);
+        if (value == null || !values.test().test(value)) {
+            throw new IllegalArgumentException(
+                    "property \"" + name + "\" " + values.rejection(text));
         }
         return value;
     }
 
-    @SuppressWarnings("unchecked") // Groups are made by group() alone: there T is this map.
-    private T members(Map<String, String> texts) {
+    private Map<String, String> members(Map<String, String> texts) {
         Map<String, String> found = new TreeMap<>();
         texts.forEach((property, text) -> {
-            if (takes(property)) {
+            if (isGroup() && takes(property)) {
                 found.put(property.substring(name.length()), text);
             }
         });
-        return (T) Collections.unmodifiableMap(found);
+        return Collections.unmodifiableMap(found);
+    }
+
+    @SuppressWarnings("unchecked") // Groups are made by group() alone: there T is this map.
+    private T group(Map<String, String> members) {
+        return (T) members;
     }
 
     private boolean isGroup() {
         return name.endsWith(".");
+    }
+
+    /** What may be set, for the host's tools. */
+    Values<T> values() {
+        return values;
     }
 
     /** @return the property's name */
@@ -264,7 +210,7 @@ public final class Setting<T> {
 
     /** @return what its value may be, in words */
     public String allowed() {
-        return allowed;
+        return values.expected();
     }
 
     /** @return what it is for */
@@ -274,7 +220,7 @@ public final class Setting<T> {
 
     /** @return the default as it would be configured; null when there is none */
     public String defaultText() {
-        return absent == null || isGroup() ? null : format.apply(absent);
+        return absent == null || isGroup() ? null : values.format().apply(absent);
     }
 
     /** @return whether it must be there */

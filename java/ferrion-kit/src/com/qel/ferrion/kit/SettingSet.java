@@ -39,7 +39,7 @@ public final class SettingSet {
         List<Setting<?>> all = new ArrayList<>(settings);
         for (Setting<?> setting : more) {
             if (all.stream().anyMatch(known -> known.name().equals(setting.name()))) {
-                throw new IllegalArgumentException("two settings '" + setting.name() + "'");
+                throw new IllegalArgumentException("two settings \"" + setting.name() + "\"");
             }
             all.add(setting);
         }
@@ -86,8 +86,8 @@ public final class SettingSet {
                     problems.add(new SettingsException.Problem(setting.name(), fixed(setting)));
                 }
                 values.put(setting, value);
-            } catch (IllegalArgumentException refused) {
-                problems.add(new SettingsException.Problem(setting.name(), refused.getMessage()));
+            } catch (IllegalArgumentException rejected) {
+                problems.add(new SettingsException.Problem(setting.name(), rejected.getMessage()));
             }
         }
         if (!problems.isEmpty()) {
@@ -111,13 +111,13 @@ public final class SettingSet {
 
     private String unknown(String name) {
         List<String> names = settings.stream().map(Setting::name).collect(Collectors.toList());
-        return "unknown property '" + name + "'" + Names.suggestion(name, names) + " (known: "
+        return "unknown property \"" + name + "\"" + Names.suggestion(name, names) + " (known: "
                 + (names.isEmpty() ? "none" : String.join(", ", names)) + ")";
     }
 
     private String fixed(Setting<?> setting) {
         StringJoiner those = new StringJoiner(", ", " (those that can: ", ")").setEmptyValue("");
         settings.stream().filter(Setting::isChangeable).forEach(can -> those.add(can.name()));
-        return "property '" + setting.name() + "' cannot be changed while in use" + those;
+        return "property \"" + setting.name() + "\" cannot be changed while in use" + those;
     }
 }

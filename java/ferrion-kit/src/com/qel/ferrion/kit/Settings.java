@@ -28,7 +28,7 @@ public final class Settings {
     @SuppressWarnings("unchecked") // The value was put there by the setting itself.
     public <T> T get(Setting<T> setting) {
         if (!values.containsKey(setting)) {
-            throw new IllegalArgumentException("'" + setting + "' is no setting of this set");
+            throw new IllegalArgumentException("\"" + setting + "\" is no setting of this set");
         }
         return (T) values.get(setting);
     }
@@ -50,7 +50,7 @@ public final class Settings {
      *
      * @param properties null stands for none
      * @return the new values; these stay as they are
-     * @throws SettingsException for what {@link SettingSet#parse} refuses, and for another value of
+     * @throws SettingsException for what {@link SettingSet#parse} rejects, and for another value of
      *     a setting that is not changeable
      */
     public Settings updated(Properties properties) throws SettingsException {

@@ -4,7 +4,7 @@ import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import java.util.ArrayList;
 import java.util.List;
 
-/** Properties that are refused, all that is wrong with them at once. */
+/** Rejected properties: all that is wrong with them, at once. */
 public final class SettingsException extends AdapterException {
     private static final long serialVersionUID = 1L;
 
@@ -28,7 +28,7 @@ public final class SettingsException extends AdapterException {
             return owner + ": " + problems.get(0).text();
         }
         StringBuilder text = new StringBuilder(owner).append(": ").append(problems.size())
-                .append(" properties are refused:");
+                .append(" properties are rejected:");
         problems.forEach(problem -> text.append("\n  ").append(problem.text()));
         return text.toString();
     }

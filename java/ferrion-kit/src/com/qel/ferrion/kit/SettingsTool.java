@@ -1,11 +1,13 @@
 package com.qel.ferrion.kit;
 
 import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.Values.Kind;
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
 import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
+import java.util.Locale;
 import java.util.Map;
 import java.util.TreeMap;
 
@@ -14,9 +16,17 @@ import java.util.TreeMap;
  * is not made for that, only its class is loaded.
  *
  * <p>With arguments, names of classes, it prints what they declare. Without, it reads property
- * lists from its input and prints what is wrong with them, both as fields that end with NUL:
- * class, role, number of properties, their names and values; then number of the list, name and
- * fault.
+ * lists from its input and prints what is wrong with them. Both are fields that end with NUL:
+ *
+ * <ul>
+ * <li>of a class: {@code class}, its name, {@code ok}, {@code none} (it declares no settings) or
+ *     {@code missing} (it cannot be loaded), and for {@code missing} the reason, else nothing;
+ *     behind {@code ok} its settings, each as {@code row}, role, name, kind, smallest and largest
+ *     value (durations in nanoseconds), words separated by blanks, default, flags (c: changeable,
+ *     d: has a default, r: required, s: secret), what is allowed, help
+ * <li>of a property list in the input: class, role, number of properties, their names and values
+ * <li>of a fault: number of the list, name of the property, fault
+ * </ul>
  */
 final class SettingsTool {
     private static final long LIMIT_MS = 10_000;
@@ -32,11 +42,7 @@ final class SettingsTool {
         limit.setDaemon(true);
         limit.start();
         for (String name : classes) {
-            AdapterSettings declared = declaredBy(name);
-            out.println(name + (declared == null ? "\n  declares no settings" : ""));
-            for (Role role : declared == null ? new Role[0] : Role.values()) {
-                describe(role, declared.declared(role), out);
-            }
+            describe(name, out);
         }
         if (classes.length == 0) {
             check(new String(System.in.readAllBytes(), StandardCharsets.UTF_8).split("\0", -1), out);
@@ -56,32 +62,58 @@ final class SettingsTool {
         Runtime.getRuntime().halt(1);
     }
 
-    /** @return null when the class has none, or cannot be loaded, which making it will tell */
-    private static AdapterSettings declaredBy(String name) {
+    /** @return null for a class that has none */
+    private static AdapterSettings declaredBy(String name) throws ClassNotFoundException {
         try {
             return (AdapterSettings) Class.forName(name).getField("SETTINGS").get(null);
-        } catch (ReflectiveOperationException | RuntimeException | LinkageError none) {
+        } catch (NoSuchFieldException | IllegalAccessException | RuntimeException none) {
             return null;
         }
     }
 
-    private static void describe(Role role, SettingSet set, PrintStream out) {
-        if (!set.settings().isEmpty()) {
-            out.println("  " + role.name().toLowerCase(java.util.Locale.ROOT));
+    private static void describe(String name, PrintStream out) {
+        try {
+            AdapterSettings declared = declaredBy(name);
+            print(out, "class", name, declared == null ? "none" : "ok", "");
+            for (Role role : declared == null ? new Role[0] : Role.values()) {
+                declared.declared(role).settings().forEach(setting -> row(role, setting, out));
+            }
+        } catch (ClassNotFoundException missing) {
+            print(out, "class", name, "missing", "there is no such class");
+        } catch (LinkageError unusable) {
+            Throwable reason = unusable.getCause() == null ? unusable : unusable.getCause();
+            print(out, "class", name, "missing", reason.toString());
         }
-        for (Setting<?> setting : set.settings()) {
-            out.println("    " + setting + ": " + setting.allowed()
-                    + (setting.isRequired() ? "; required" : "")
-                    + (setting.defaultText() != null ? "; default " + setting.defaultText() : "")
-                    + (setting.isChangeable() ? "; may change in use" : "") + "\n        "
-                    + setting.help());
+    }
+
+    private static void row(Role role, Setting<?> setting, PrintStream out) {
+        Values<?> values = setting.values();
+        String absent = setting.defaultText();
+        String flags = (setting.isChangeable() ? "c" : "") + (absent == null ? "" : "d")
+                + (setting.isRequired() ? "r" : "") + (values.kind() == Kind.SECRET ? "s" : "");
+        print(out, "row", lower(role), setting.name(), lower(values.kind()), text(values.low()),
+                text(values.high()), String.join(" ", values.words()), text(absent), flags,
+                setting.allowed(), setting.help());
+    }
+
+    private static String lower(Enum<?> constant) {
+        return constant.name().toLowerCase(Locale.ROOT);
+    }
+
+    private static String text(Object value) {
+        return value == null ? "" : value.toString();
+    }
+
+    private static void print(PrintStream out, String... fields) {
+        for (String field : fields) {
+            out.print(field + "\0");
         }
     }
 
     private static void check(String[] fields, PrintStream out) {
         int list = 0;
         for (int at = 0; at + 2 < fields.length; list++) {
-            AdapterSettings declared = declaredBy(fields[at]);
+            String name = fields[at];
             Role role = Role.valueOf(fields[at + 1]);
             int end = at + 3 + 2 * Integer.parseInt(fields[at + 2]);
             Map<String, String> texts = new TreeMap<>();
@@ -91,13 +123,16 @@ final class SettingsTool {
                 }
             }
             try {
+                AdapterSettings declared = declaredBy(name);
                 if (declared != null) {
                     declared.of(role).parse("", texts, null);
                 }
-            } catch (SettingsException refused) {
-                for (SettingsException.Problem problem : refused.problems()) {
-                    out.print(list + "\0" + problem.name() + "\0" + problem.text() + "\0");
+            } catch (SettingsException rejected) {
+                for (SettingsException.Problem problem : rejected.problems()) {
+                    print(out, "" + list, problem.name(), problem.text());
                 }
+            } catch (ClassNotFoundException | LinkageError untold) {
+                // Whoever makes the adapter reports that.
             }
         }
     }

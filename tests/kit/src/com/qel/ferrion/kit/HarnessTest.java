@@ -81,19 +81,19 @@ public class HarnessTest {
 
     @Test
     public void everyFailureIsLoggedWithItsPlaceAndThrownOn() throws Exception {
-        String connection = "Echo, connection 'c'";
+        String connection = "Echo, connection \"c\"";
         String[][] cases = {{"opened", ": createConnection"},
             {"openSession", ", session: createSession"},
-            {"openReader", ", reader of stream 's': createStreamReader"},
+            {"openReader", ", reader of stream \"s\": createStreamReader"},
             {"probe", ": createConnection"},
-            {"probeReader", ", reader of stream 's': createStreamReader"},
-            {"probeWriter", ", writer of stream 's': createStreamWriter"},
-            {"openWriter", ", writer of stream 's': createStreamWriter"},
-            {"fill", ", reader of stream 's': read"},
-            {"returned", ", reader of stream 's': returnLoan"},
-            {"releaseReader", ", reader of stream 's': deleteStreamReader"},
-            {"store", ", writer of stream 's': write"},
-            {"releaseWriter", ", writer of stream 's': deleteStreamWriter"},
+            {"probeReader", ", reader of stream \"s\": createStreamReader"},
+            {"probeWriter", ", writer of stream \"s\": createStreamWriter"},
+            {"openWriter", ", writer of stream \"s\": createStreamWriter"},
+            {"fill", ", reader of stream \"s\": read"},
+            {"returned", ", reader of stream \"s\": returnLoan"},
+            {"releaseReader", ", reader of stream \"s\": deleteStreamReader"},
+            {"store", ", writer of stream \"s\": write"},
+            {"releaseWriter", ", writer of stream \"s\": deleteStreamWriter"},
             {"release", ": deleteConnection"}};
         for (String[] one : cases) {
             logged.clear();

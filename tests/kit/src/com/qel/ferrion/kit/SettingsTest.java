@@ -22,7 +22,7 @@ public class SettingsTest {
     private static final Setting<Integer> BATCH =
             Setting.integer("batch", 1, 500, "rows of a read").defaultTo(64).changeable();
     private static final Setting<Long> BYTES =
-            Setting.longInteger("bytes", 0, Long.MAX_VALUE, "size of a file");
+            Setting.bytes("bytes", 1, 1 << 30, "size of a file");
     private static final Setting<Duration> POLL = Setting.duration("poll", Duration.ofMillis(5),
             Duration.ofHours(2), "how often to look").defaultTo(Duration.ofSeconds(90));
     private static final Setting<OnError> ON_ERROR =
@@ -48,12 +48,12 @@ public class SettingsTest {
     }
 
     private static Settings parse(String... pairs) throws SettingsException {
-        return ALL.of(Role.CONNECTION).parse("connection 'c'", properties(pairs));
+        return ALL.of(Role.CONNECTION).parse("connection \"c\"", properties(pairs));
     }
 
     /** data/settings.txt: a property's name and value, what it is read as, or "!" and what is said. */
     @Test
-    public void valuesAreReadOrRefusedInWords() throws Exception {
+    public void valuesAreReadOrRejectedInWords() throws Exception {
         Map<String, Setting<?>> all = new HashMap<>();
         for (Setting<?> each : List.of(URL, BATCH, BYTES, POLL, ON_ERROR, SYNC, FOLDER, COLUMNS)) {
             all.put(each.name(), each);
@@ -66,7 +66,7 @@ public class SettingsTest {
             if (parts[2].startsWith("! ")) {
                 String text = assertThrows(line, SettingsException.class,
                         () -> parse(parts[0], parts[1])).getMessage();
-                assertTrue(text, text.startsWith("connection 'c': ")
+                assertTrue(text, text.startsWith("connection \"c\": ")
                         && text.contains(parts[2].substring(2)));
             } else {
                 Settings settings = parse(parts[0], parts[1]);
@@ -76,6 +76,37 @@ public class SettingsTest {
         }
         assertEquals(Map.of("a", "1", "b.c", "2"),
                 parse("columns.b.c", "2", "columns.a", "1").get(COLUMNS));
+    }
+
+    /** What the native side reads and prints in the same way. */
+    @Test
+    public void quantitiesFollowTheSharedGrammar() throws Exception {
+        for (String line : Files.readAllLines(Path.of(System.getProperty("grammar")))) {
+            String[] part = line.split("[|=]", -1);
+            if (line.startsWith("#")) {
+                continue;
+            }
+            long low = Long.parseLong(part[1]);
+            long high = Long.parseLong(part[2]);
+            Setting<?> setting = switch (part[0]) {
+                case "whole" -> Setting.longInteger("x", low, high, "");
+                case "bytes" -> Setting.bytes("x", low, high, "");
+                default -> Setting.duration("x", Duration.ofNanos(low), Duration.ofNanos(high), "");
+            };
+            if (part[4].equals("-")) {
+                assertThrows(line, IllegalArgumentException.class,
+                        () -> setting.read(Map.of("x", part[3])));
+            } else {
+                assertEquals(line, part[4] + " " + part[part.length == 6 ? 5 : 3],
+                        readAndPrinted(setting, part[3]));
+            }
+        }
+    }
+
+    private static <T> String readAndPrinted(Setting<T> setting, String text) {
+        T value = setting.read(Map.of("x", text));
+        return (value instanceof Duration ? ((Duration) value).toNanos() : value) + " "
+                + setting.defaultTo(value).defaultText();
     }
 
     @Test
@@ -92,8 +123,8 @@ public class SettingsTest {
     }
 
     @Test
-    public void everyFaultIsToldAtOnceAndTheHostsAreLeftAlone() {
-        SettingsException refused = assertThrows(SettingsException.class,
+    public void everyFaultIsReportedAtOnceAndTheHostsAreLeftAlone() {
+        SettingsException rejected = assertThrows(SettingsException.class,
                 () -> ALL.of(Role.CONNECTION).parse("c", new Properties() {
                     private static final long serialVersionUID = 1L;
                     {
@@ -103,10 +134,10 @@ public class SettingsTest {
                         setProperty("poll", "soon");
                     }
                 }));
-        assertEquals("[passwort, url, poll, password]", refused.problems().stream()
+        assertEquals("[passwort, url, poll, password]", rejected.problems().stream()
                 .map(SettingsException.Problem::name).toList().toString());
-        assertFalse(refused.getMessage(), refused.getMessage().contains("hush")
-                || refused.getMessage().contains("hsh"));
+        assertFalse(rejected.getMessage(), rejected.getMessage().contains("hush")
+                || rejected.getMessage().contains("hsh"));
     }
 
     @Test
@@ -124,10 +155,11 @@ public class SettingsTest {
         assertEquals(9, (int) after.get(BATCH));
         assertEquals(7, (int) before.get(BATCH));
         assertEquals(Duration.ofMinutes(1), before.updated(null).get(POLL));
-        String[][] refused = {{"poll", "61s", "'poll' cannot be changed while in use (those that "
-            + "can: batch)"}, {"url", "db:y", "'url' cannot"}, {"columns.a", "b", "'columns.'"},
-            {"batch", "many", "a whole number"}, {"bach", "1", "did you mean 'batch'"}};
-        for (String[] one : refused) {
+        String[][] rejected = {{"poll", "61s", "\"poll\" cannot be changed while in use (those "
+            + "that can: batch)"}, {"url", "db:y", "\"url\" cannot"},
+            {"columns.a", "b", "\"columns.\""}, {"batch", "many", "a whole number"},
+            {"bach", "1", "did you mean \"batch\""}};
+        for (String[] one : rejected) {
             String text = assertThrows(SettingsException.class,
                     () -> before.updated(properties(one[0], one[1]))).getMessage();
             assertTrue(text, text.contains(one[2]));
@@ -135,7 +167,7 @@ public class SettingsTest {
     }
 
     @Test
-    public void declarationsThatContradictThemselvesAreRefused() {
+    public void declarationsThatContradictThemselvesAreRejected() {
         Runnable[] cases = {() -> BATCH.defaultTo(501), () -> Setting.text("qel.ferrion.x", ""),
             () -> SettingSet.of(URL, URL), () -> ALL.with(Role.CONNECTION, SYNC),
             () -> Setting.text("columns.", ""), () -> Setting.group("columns", "")};

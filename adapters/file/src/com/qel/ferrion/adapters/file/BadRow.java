@@ -36,6 +36,6 @@ final class BadRow extends Exception {
 
     /** A value shortened for a message. */
     static String quote(String value) {
-        return value.length() <= 60 ? "'" + value + "'" : "'" + value.substring(0, 57) + "...'";
+        return value.length() <= 60 ? "\"" + value + "\"" : "\"" + value.substring(0, 57) + "...\"";
     }
 }

@@ -80,14 +80,14 @@ final class CsvDecoder implements RowDecoder {
             String name = given == null ? column.path : given;
             String other = paths.put(name, column.path);
             if (other != null) {
-                throw new AdapterException("column name '" + name + "' is given to both '" + other
-                        + "' and '" + column.path + "'");
+                throw new AdapterException("column name \"" + name + "\" is given to both \""
+                        + other + "\" and \"" + column.path + "\"");
             }
             names.put(column, name);
         }
         for (String unknown : left.keySet()) {
-            throw new AdapterException("property 'columns." + unknown + "': the type has no member "
-                    + "'" + unknown + "' that is a column"
+            throw new AdapterException("property \"columns." + unknown + "\": the type has no "
+                    + "member \"" + unknown + "\" that is a column"
                     + Names.suggestion(unknown, paths.values()));
         }
         return names;
@@ -119,7 +119,7 @@ final class CsvDecoder implements RowDecoder {
                 String what = places.containsKey(names[i]) ? "appears twice"
                         : "is no member of the type" + Names.suggestion(names[i], places.keySet());
                 throw new AdapterException(file + ":" + record.line() + ": column " + (i + 1)
-                        + " '" + names[i] + "' " + what);
+                        + " \"" + names[i] + "\" " + what);
             }
             clearFirst |= bound[i].isCollection();
         }

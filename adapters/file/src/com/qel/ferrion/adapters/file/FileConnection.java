@@ -38,7 +38,7 @@ final class FileConnection implements DiscoveryConnection {
 
     FileConnection(String name, StreamReaderListener outputListener,
             StreamReaderListener inputListener, Properties properties) throws AdapterException {
-        String owner = name == null ? "file connection" : "connection '" + name + "'";
+        String owner = name == null ? "file connection" : "connection \"" + name + "\"";
         settings = FileSettings.ALL.of(Role.CONNECTION).parse(owner, properties);
         directory = settings.get(FileSettings.DIRECTORY).toAbsolutePath().normalize();
         if (Files.exists(directory) && !Files.isDirectory(directory)) {
@@ -66,7 +66,7 @@ final class FileConnection implements DiscoveryConnection {
     public synchronized StreamReader createStreamReader(Session session, StreamInfo streamInfo,
             Properties properties, StreamReaderListener listener) throws AdapterException {
         Settings ours = FileSettings.ALL.of(Role.READER)
-                .parse("reader of stream '" + streamInfo.getStreamName() + "'", properties);
+                .parse("reader of stream \"" + streamInfo.getStreamName() + "\"", properties);
         StreamFile place = new StreamFile(directory, streamInfo, ours);
         FileStreamReader reader = new FileStreamReader(place, listener, ours);
         try {
@@ -97,7 +97,7 @@ final class FileConnection implements DiscoveryConnection {
     public synchronized StreamWriter createStreamWriter(Session session, StreamInfo streamInfo,
             Properties properties) throws AdapterException {
         Settings ours = FileSettings.ALL.of(Role.WRITER)
-                .parse("writer of stream '" + streamInfo.getStreamName() + "'", properties);
+                .parse("writer of stream \"" + streamInfo.getStreamName() + "\"", properties);
         StreamFile place = new StreamFile(directory, streamInfo, ours);
         FileStreamWriter writer = new FileStreamWriter(place, ours);
         try {

@@ -25,7 +25,7 @@ final class FileSettings {
     static final Setting<StreamFile.Format> FORMAT = Setting.choice("format",
             StreamFile.Format.class, "what the file holds; told by its extension when absent");
     static final Setting<String> DELIMITER = Setting.text("delimiter", "CSV: between two cells")
-            .where(StreamFile::isDelimiter, "one punctuation mark such as ';', or tab")
+            .where(StreamFile::isDelimiter, "one punctuation mark such as \";\", or tab")
             .defaultTo(",");
     static final Setting<Map<String, String>> COLUMNS =
             Setting.group("columns.", "CSV: name of a member's column");

@@ -124,7 +124,7 @@ final class JsonReader {
                 throw new BadRow(unknown(value, parser.getCurrentName()));
             }
             if (!member.firstIn(round)) {
-                throw new BadRow("member '" + member.path + "' appears twice");
+                throw new BadRow("member \"" + member.path + "\" appears twice");
             }
             parser.nextToken();
             read(parser, member, data);

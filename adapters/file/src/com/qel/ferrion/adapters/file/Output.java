@@ -221,8 +221,8 @@ final class Output implements Closeable {
     }
 
     private AdapterException exists(IOException cause) {
-        return new AdapterException(path + ": exists, and mode is 'create'; nothing is overwritten",
-                cause);
+        return new AdapterException(
+                path + ": exists, and mode is \"create\"; nothing is overwritten", cause);
     }
 
     private void checkAppend() throws IOException, AdapterException {

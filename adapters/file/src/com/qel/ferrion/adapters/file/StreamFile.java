@@ -33,7 +33,7 @@ final class StreamFile {
                 : info.getTypeInfo().getTypeRepresentation();
         if (!(representation instanceof TypeCode)
                 || ((TypeCode) representation).resolve().kind() != Kind.STRUCT) {
-            throw new AdapterException("stream '" + stream + "': its type is no known struct");
+            throw new AdapterException("stream \"" + stream + "\": its type is no known struct");
         }
         this.type = (TypeCode) representation;
         String file = settings.get(FileSettings.FILE);
@@ -49,9 +49,9 @@ final class StreamFile {
         case "jsonl":
             return Format.JSONL;
         default:
-            throw new AdapterException("stream '" + stream + "': the format of "
-                    + path.getFileName() + " is not known by its extension; set property 'format' "
-                    + "to csv or jsonl");
+            throw new AdapterException("stream \"" + stream + "\": the format of "
+                    + path.getFileName() + " is not known by its extension; set property "
+                    + "\"format\" to csv or jsonl");
         }
     }
 
@@ -73,8 +73,8 @@ final class StreamFile {
         } catch (InvalidPathException e) {
             // Refused below.
         }
-        throw new AdapterException("stream '" + stream + "': '" + name
-                + "' is no file below directory " + directory);
+        throw new AdapterException("stream \"" + stream + "\": \"" + name
+                + "\" is no file below directory " + directory);
     }
 
     /** Whether a text stands for a delimiter: one that is no part of numbers, names or quotes. */
@@ -97,7 +97,8 @@ final class StreamFile {
     /** Refuses properties that mean something for CSV alone. */
     static void refuseForJson(Settings settings) throws AdapterException {
         if (settings.has(FileSettings.DELIMITER) || settings.has(FileSettings.COLUMNS)) {
-            throw new AdapterException("properties 'delimiter' and 'columns.' are for CSV only");
+            throw new AdapterException(
+                    "properties \"delimiter\" and \"columns.\" are for CSV only");
         }
     }
 

@@ -100,7 +100,7 @@ final class Cell {
     }
 
     private BadRow bad(String reason) {
-        return new BadRow("column '" + column.name() + "': " + reason);
+        return new BadRow("column \"" + column.name() + "\": " + reason);
     }
 
     private int readBytes(ResultSet row, int index, DynamicData data)
@@ -163,7 +163,7 @@ final class Cell {
             case CHAR -> (row, index, value, data) -> {
                 String one = dialect.text(row, index, value);
                 if (one.length() > 1) {
-                    throw new BadRow("'" + one + "' is more than one character");
+                    throw new BadRow("\"" + one + "\" is more than one character");
                 }
                 data.setChar(field.place, one.isEmpty() ? '\0' : one.charAt(0));
                 return SMALL;
@@ -212,7 +212,7 @@ final class Cell {
         return switch (value.toString()) {
             case "1", "true", "t" -> true;
             case "0", "false", "f" -> false;
-            default -> throw new BadRow("'" + value + "' is neither true nor false");
+            default -> throw new BadRow("\"" + value + "\" is neither true nor false");
         };
     }
 
@@ -259,7 +259,7 @@ final class Cell {
             return bindScalar(statement, index, data);
         } catch (IllegalArgumentException | ArithmeticException | DateTimeException
                 | TypeException e) {
-            throw new BadRow("member '" + field.path + "': " + e.getMessage());
+            throw new BadRow("member \"" + field.path + "\": " + e.getMessage());
         }
     }
 
@@ -318,7 +318,7 @@ final class Cell {
             dialect.bindLarge(statement, index, number);
         } else if (column.jdbcType() == Types.BIT || column.jdbcType() == Types.BOOLEAN) {
             if (number != 0 && number != 1) {
-                throw new BadRow("member '" + field.path + "': " + number
+                throw new BadRow("member \"" + field.path + "\": " + number
                         + " is neither true nor false");
             }
             statement.setBoolean(index, number == 1);

@@ -69,12 +69,12 @@ final class Database {
         this.dialect = Dialect.of(url);
         // No message repeats the URL: it may hold a password.
         if (dialect == null) {
-            throw refused("property 'url' is neither jdbc:sqlite:FILE nor jdbc:postgresql:...");
+            throw refused("property \"url\" must be jdbc:sqlite:FILE or jdbc:postgresql:...");
         }
         if (dialect.hasUserInfo(url)) {
-            throw refused("property 'url' has a user or password before an '@', which JDBC does "
-                    + "not know; give them as properties 'user' and 'password_file', "
-                    + "'password_env' or 'password'");
+            throw refused("property \"url\" has a user or password before an \"@\", which JDBC "
+                    + "does not know; give them as properties \"user\" and \"password_file\", "
+                    + "\"password_env\" or \"password\"");
         }
         checkDriver();
         int ways = 0;
@@ -101,18 +101,18 @@ final class Database {
         } catch (ClassNotFoundException e) {
             throw refused(withoutDriver().getMessage());
         } catch (SQLException e) {
-            throw refused("the JDBC driver cannot read property 'url'");
+            throw refused("the JDBC driver cannot read property \"url\"");
         }
         List<String> names = Arrays.stream(known).map(each -> each.name).toList();
         for (String name : settings.get(DRIVER).keySet()) {
             if (!names.contains(name)) {
-                throw refused("the JDBC driver has no property '" + name + "'"
+                throw refused("the JDBC driver has no property \"" + name + "\""
                         + Names.suggestion(name, names));
             }
         }
         for (DriverPropertyInfo each : known) {
             if (dialect.isWrong(each)) {
-                throw refused("the JDBC driver's property '" + each.name + "' is none of "
+                throw refused("the JDBC driver's property \"" + each.name + "\" must be one of "
                         + String.join(", ", each.choices));
             }
         }
@@ -215,7 +215,7 @@ final class Database {
             String value = System.getenv(variable);
             if (value == null) {
                 throw new SQLException("the environment has no variable " + variable
-                        + " (property 'password_env')", REFUSED);
+                        + " (property \"password_env\")", REFUSED);
             }
             return value;
         }
@@ -224,7 +224,7 @@ final class Database {
             return file == null ? null
                     : Files.readString(file).lines().findFirst().orElse("");
         } catch (IOException e) {
-            throw new SQLException("property 'password_file': " + e, REFUSED, e);
+            throw new SQLException("property \"password_file\": " + e, REFUSED, e);
         }
     }
 

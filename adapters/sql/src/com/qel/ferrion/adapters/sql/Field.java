@@ -71,7 +71,7 @@ final class Field {
     /** @throws AdapterException for a collection of anything but octets */
     void requireCarried() throws AdapterException {
         if (!isCarried()) {
-            throw new AdapterException("member '" + path + "' is " + declared
+            throw new AdapterException("member \"" + path + "\" is " + declared
                     + "; of sequences and arrays columns hold those of octets only");
         }
     }

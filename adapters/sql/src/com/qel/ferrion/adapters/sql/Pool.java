@@ -107,7 +107,7 @@ final class Pool {
         long left = TimeUnit.NANOSECONDS.toMillis(end - System.nanoTime());
         if (left <= 0) {
             throw new SQLException("all " + limit + " connections have been in use for "
-                    + database.networkTimeout().toSeconds() + " s; property 'connections' allows "
+                    + database.networkTimeout().toSeconds() + " s; property \"connections\" allows "
                     + "more");
         }
         try {

@@ -107,9 +107,9 @@ final class PositionFile {
         }
         String wanted = header(order);
         if (lines.isEmpty() || !lines.get(0).equals(wanted)) {
-            throw new AdapterException("position_file: " + file + " says '"
-                    + (lines.isEmpty() ? "" : lines.get(0)) + "' instead of '" + wanted
-                    + "'; remove it to read from the start");
+            throw new AdapterException("position_file: " + file + " says \""
+                    + (lines.isEmpty() ? "" : lines.get(0)) + "\" instead of \"" + wanted
+                    + "\"; remove it to read from the start");
         }
         List<Object> values = new ArrayList<>();
         try {

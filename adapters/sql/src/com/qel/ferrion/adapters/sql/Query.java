@@ -68,7 +68,7 @@ final class Query {
         String mark = settings.get(SqlStreamReader.DELETED);
         Column deleted = mark == null ? null : table.named(mark);
         if (deleted != null && cells.stream().noneMatch(cell -> cell.field.key)) {
-            throw new AdapterException("property 'deleted_column': the stream's type has no key "
+            throw new AdapterException("property \"deleted_column\": the stream's type has no key "
                     + "that says which instance has ended");
         }
         Set<Column> columns = new LinkedHashSet<>();
@@ -85,14 +85,14 @@ final class Query {
         if (columns.isEmpty()) {
             throw new AdapterException(table.source + " has no primary key"
                     + (table.isTable ? ", and " + dialect.withoutKey() : "") + ": property "
-                    + "'order_by' has to name the columns that give its rows an order");
+                    + "\"order_by\" has to name the columns that give its rows an order");
         }
         List<Column> empty = columns.stream()
                 .filter(column -> !key.contains(column) && table.mayBeNull(column)).toList();
         Query rest = null;
         if (settings.get(SqlStreamReader.ORDER_NULLS) == OrderNulls.LAST && !empty.isEmpty()) {
             if (key.isEmpty()) {
-                throw new AdapterException("property 'order_nulls': " + table.source + " has no "
+                throw new AdapterException("property \"order_nulls\": " + table.source + " has no "
                         + "primary key in whose order rows could be read that have NULL in "
                         + join(empty, Column::name));
             }
@@ -199,8 +199,8 @@ final class Query {
         for (Cell cell : before.cells) {
             if (cells.stream().noneMatch(each -> each.field.path.equals(cell.field.path))) {
                 throw new AdapterException(table.source + " has changed: it no longer has a column "
-                        + "for member '" + cell.field.path + "', which was '" + cell.column.name()
-                        + "'");
+                        + "for member \"" + cell.field.path + "\", which was \""
+                        + cell.column.name() + "\"");
             }
         }
     }

@@ -59,8 +59,8 @@ final class SqlConnection extends DiscoveryConnectionBase {
 
     private static TypeCode typeOf(Stream stream) throws AdapterException {
         if (stream.type() == null || stream.type().resolve().kind() != Kind.STRUCT) {
-            throw new AdapterException("stream '" + stream.name()
-                    + "': its type is no known struct");
+            throw new AdapterException("stream \"" + stream.name()
+                    + "\": its type is no known struct");
         }
         return stream.type();
     }
@@ -85,7 +85,7 @@ final class SqlConnection extends DiscoveryConnectionBase {
             Access.LOG.log(Level.INFO, settings().owner() + ": " + database + " gets up to "
                     + Math.min(pool.limit(), sessions.size() + 1)
                     + " connections at a time: one for each session that uses it, and one that "
-                    + "looks for more rows; 'connections' allows " + pool.limit());
+                    + "looks for more rows; \"connections\" allows " + pool.limit());
         }
         watch.stop(pool::end);
         pool.end();

@@ -92,8 +92,8 @@ final class SqlDiscovery {
     /** A table that cannot be looked at hides no other; it is told of once. */
     private void refuse(String name, String reason) {
         if (!reason.equals(refused.put(name, reason))) {
-            Access.LOG.log(Level.WARNING, database + ": table '" + name
-                    + "' is not announced: " + reason);
+            Access.LOG.log(Level.WARNING, database + ": table \"" + name
+                    + "\" is not announced: " + reason);
         }
     }
 
@@ -113,8 +113,8 @@ final class SqlDiscovery {
             TypeCode type = TypeCode.fromIdl(idl, null);
             return new TypeInfo(type.name(), type);
         } catch (TypeException e) {
-            Access.LOG.log(Level.WARNING, database + ": table '" + name
-                    + "' is announced without a type: " + e.getMessage());
+            Access.LOG.log(Level.WARNING, database + ": table \"" + name
+                    + "\" is announced without a type: " + e.getMessage());
             return new TypeInfo(null, null);
         }
     }

@@ -37,7 +37,7 @@ final class SqlStreamReader extends ReaderBase {
             + "commas, in whose order rows are read; the primary key is added to them")
             .defaultTo("");
     private static final Setting<String> POSITION = Setting.text("position_file", "where it is "
-            + "kept how far has been read, if not in positions/DATABASE/STREAM; 'none' reads "
+            + "kept how far has been read, if not in positions/DATABASE/STREAM; \"none\" reads "
             + "everything again after a restart");
     private static final Setting<Duration> POLL = Setting.duration("poll", Duration.ofMillis(1),
             Duration.ofHours(24), "how often to look for new rows")
@@ -143,7 +143,7 @@ final class SqlStreamReader extends ReaderBase {
         reports = new Reports(settings.get(REPORT));
         unordered = new Unordered(settings.get(COUNT_NULLS));
         access = new Access(connections, database, Database.Use.READ, settings.owner(),
-                settings.has(QUERY) ? "the query" : "table '" + name + "'");
+                settings.has(QUERY) ? "the query" : "table \"" + name + "\"");
         String where = settings.has(POSITION) ? settings.get(POSITION)
                 : PositionFile.usual(database.label(), stream.name());
         placed = sequence(settings, where);

@@ -86,7 +86,7 @@ final class SqlStreamWriter extends WriterBase {
                                                    : stream.name();
         access = new Access(connections, database, settings.get(MODE) == Mode.INSERT
                 ? Database.Use.INSERT_ONLY : Database.Use.WRITE, settings.owner(),
-                "table '" + name + "'");
+                "table \"" + name + "\"");
         try {
             selectFields();
         } catch (AdapterException e) {
@@ -99,7 +99,7 @@ final class SqlStreamWriter extends WriterBase {
             access.tryOnce(link -> bind(link, false));
         } else if (!settings.get(CREATE)) {
             throw new AdapterException(settings.owner() + ": " + missing
-                    + ": no such file; 'create: true' makes it");
+                    + ": no such file; \"create: true\" makes it");
         }
     }
 
@@ -156,9 +156,9 @@ final class SqlStreamWriter extends WriterBase {
         List<Cell> cells = new ArrayList<>();
         for (Field field : fields) {
             if (!bound.containsKey(field)) {
-                throw new AdapterException(table.source + " has no column '" + field.columnName()
-                        + "' for member '" + field.path + "'; name one with 'columns."
-                        + field.path + "', or name the member under 'omit'");
+                throw new AdapterException(table.source + " has no column \"" + field.columnName()
+                        + "\" for member \"" + field.path + "\"; name one with \"columns."
+                        + field.path + "\", or name the member under \"omit\"");
             }
             cells.add(new Cell(field, bound.get(field), database.dialect(),
                     settings().get(SqlStreamReader.UNIT)));

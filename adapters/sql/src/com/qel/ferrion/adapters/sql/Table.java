@@ -90,7 +90,7 @@ final class Table {
     /** The error for a table that is not there. */
     static AdapterException missing(Connection connection, String schema, String name)
             throws SQLException {
-        return new AdapterException("there is no table '" + name + "'"
+        return new AdapterException("there is no table \"" + name + "\""
                 + Names.suggestion(name, list(connection, schema).keySet()));
     }
 
@@ -151,8 +151,8 @@ final class Table {
             Column column = each.getValue();
             if (each.getKey().equalsIgnoreCase(name) || column.name().equalsIgnoreCase(name)) {
                 if (found != null) {
-                    throw new AdapterException("'" + name + "' may be column '" + found.name()
-                            + "' or '" + column.name() + "' of " + source);
+                    throw new AdapterException("\"" + name + "\" may be column \"" + found.name()
+                            + "\" or \"" + column.name() + "\" of " + source);
                 }
                 found = column;
             }
@@ -173,7 +173,7 @@ final class Table {
     Column named(String name) throws AdapterException {
         Column found = column(name);
         if (found == null) {
-            throw new AdapterException(source + " has no column '" + name + "'"
+            throw new AdapterException(source + " has no column \"" + name + "\""
                     + Names.suggestion(name, columns.stream().map(Column::name).toList()));
         }
         return found;
@@ -193,14 +193,14 @@ final class Table {
             String name = given.get(field.path);
             Column column = name == null ? column(field.columnName()) : named(name);
             if (column != null && bound.containsValue(column)) {
-                throw new AdapterException("member '" + field.path + "' and another one have the "
-                        + "same column '" + column.name() + "' of " + source);
+                throw new AdapterException("member \"" + field.path + "\" and another one have the "
+                        + "same column \"" + column.name() + "\" of " + source);
             }
             if (column != null) {
                 field.requireCarried();
                 if (field.octets && !dialect.hasBytes(column)) {
-                    throw new AdapterException("member '" + field.path + "' is of bytes, and "
-                            + "column '" + column.name() + "' of " + source + " is "
+                    throw new AdapterException("member \"" + field.path + "\" is of bytes, and "
+                            + "column \"" + column.name() + "\" of " + source + " is "
                             + column.typeName());
                 }
                 bound.put(field, column);
@@ -214,7 +214,7 @@ final class Table {
         List<String> paths = fields.stream().map(field -> field.path).toList();
         for (String name : names) {
             if (!paths.contains(name)) {
-                throw new AdapterException("the stream's type has no member '" + name + "'"
+                throw new AdapterException("the stream's type has no member \"" + name + "\""
                         + Names.suggestion(name, paths));
             }
         }

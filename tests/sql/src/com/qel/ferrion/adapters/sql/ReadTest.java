@@ -110,7 +110,7 @@ public class ReadTest {
             rig.connection.deleteStreamReader(second);
         }
         assertEquals(List.of(), rig.errors);
-        refused("property 'order_nulls': the query has no primary key", "s", "query",
+        refused("property \"order_nulls\": the query has no primary key", "s", "query",
                 "SELECT * FROM odd", "order_by", "t", "order_nulls", "last");
     }
 
@@ -192,7 +192,7 @@ public class ReadTest {
         assertEquals(2, rig.readUntil(byKey, 2).size());
         assertEquals(0, rig.read(byKey, false).size() + rig.read(byKey, false).size());
         assertEquals(3, rig.bad);
-        assertEquals("\"holes\", row id=1: column 't': NULL, for which a long has no value",
+        assertEquals("\"holes\", row id=1: column \"t\": NULL, for which a long has no value",
                 rig.errors.get(0).split("\n")[0]);
         StreamReader filled = rig.reader("holes", ROW, "nulls", "default", "batch", "1");
         for (int t : new int[] {0, 5, 0, 1, 0}) {
@@ -263,7 +263,7 @@ public class ReadTest {
             assertEquals(where + rig.errors, cell[3] == null ? 0 : 1, found.size());
             assertEquals(where, cell[3] == null ? 1 : 0, rig.errors.size());
             assertTrue(where, cell[3] != null || rig.errors.get(0).matches(
-                    "(?s)\"cell\", row id=1: column 'v': .{3,260}"));
+                    "(?s)\"cell\", row id=1: column \"v\": .{3,260}"));
             if (cell[3] != null) {
                 assertEquals(where, cell[3], Field.of(type).get(0).text(found.get(0)));
             }
@@ -279,9 +279,9 @@ public class ReadTest {
         rig.read(reader, false);
         refused("is another reader's", "one", "position_file", file);
         rig.connection.deleteStreamReader(reader);
-        refused("says 'position by id' instead of 'position by t, id'", "one", "position_file",
+        refused("says \"position by id\" instead of \"position by t, id\"", "one", "position_file",
                 file, "order_by", "t");
-        String[][] damaged = {{"", "says '' instead of 'position by id'"},
+        String[][] damaged = {{"", "says \"\" instead of \"position by id\""},
             {"position by id\n", "damaged"}, {"position by id\nx1\n", "damaged"},
             {"position by id\n\n", "damaged"}, {"position by id\ni1\ni2\n", "damaged"}};
         for (String[] each : damaged) {
@@ -290,9 +290,9 @@ public class ReadTest {
         }
         refused("a table or a query, not both", "s", "table", "one", "query", "SELECT 1");
         refused("has no column for any member", "s", "query", "SELECT 1 AS other");
-        refused("there is no table 'once'; did you mean 'one'?", "once");
-        refused("has no column 'idd'; did you mean 'id'?", "one", "order_by", "idd");
-        refused("has no primary key: property 'order_by'", "x", "query", "SELECT * FROM one");
+        refused("there is no table \"once\"; did you mean \"one\"?", "once");
+        refused("has no column \"idd\"; did you mean \"id\"?", "one", "order_by", "idd");
+        refused("has no primary key: property \"order_by\"", "x", "query", "SELECT * FROM one");
         rig.sql("DROP TABLE IF EXISTS two", "CREATE TABLE two (id INT, rowid INT, t INT)");
         refused(rig.server ? "has no primary key, and the server" : "row ids change with VACUUM",
                 "two");

@@ -203,12 +203,12 @@ public class WriteTest {
         TypeCode keyless = TypeCode.fromIdl("struct K { long id; };", null);
         TypeCode list = TypeCode.fromIdl("struct L { long id; sequence<long> other; };", null);
         Object[][] wrong = {
-            {ROW, "has no column 'v' for member 'v'; name one with 'columns.v'"},
-            {ROW, "has no column 'w'", "columns.v", "w"}, {ROW, "no member 'w'", "omit", "v, w"},
-            {ROW, "same column 'id'", "columns.v", "id"}, {list, "sequences and arrays"},
+            {ROW, "has no column \"v\" for member \"v\"; name one with \"columns.v\""},
+            {ROW, "has no column \"w\"", "columns.v", "w"}, {ROW, "no member \"w\"", "omit", "v, w"},
+            {ROW, "same column \"id\"", "columns.v", "id"}, {list, "sequences and arrays"},
             {keyless, "the type has none", "mode", "upsert"},
             {ROW, "none may be omitted", "on_dispose", "delete", "omit", "id"},
-            {ROW, "there is no table 'add'; did you mean 'odd'?", "table", "add"},
+            {ROW, "there is no table \"add\"; did you mean \"odd\"?", "table", "add"},
         };
         for (Object[] each : wrong) {
             String[] pairs = Arrays.stream(each, 2, each.length).toArray(String[]::new);
