@@ -10,7 +10,6 @@
 #include <string>
 #include <vector>
 
-#include "engine/plugin.h"
 #include "engine/reporter.h"
 #include "engine/roster.h"
 #include "engine/session.h"

@@ -1,72 +1,60 @@
-// The plug-in host of the real thing: Java adapters through the bridge, in a VM that is started
-// only when there are any, and native ones out of shared libraries.
+// Where the relay gets its plug-ins from: the engine knows neither libraries nor Java.
 #ifndef FERRY_ENGINE_PLUGIN_HOST_H
 #define FERRY_ENGINE_PLUGIN_HOST_H
 
-#include <mutex>
-#include <optional>
-#include <vector>
+#include <chrono>
+#include <string>
 
-#include "engine/java_bridge.h"
-#include "engine/plugin.h"
+#include "engine/call.h"
 
 namespace ferry {
 
-struct JavaStart {
-    /// The bridge's library.
-    std::filesystem::path bridge;
-    std::vector<std::string> options;
-    std::uint32_t logMask = 0;
-    /// "" when debuggers cannot attach.
-    std::string debuggers;
-};
-
-class FerryPluginHost : public PluginHost {
+/// Where plug-ins come from, and what their threads need. The relay calls start, open and stop on
+/// its control thread, the other two on each of its session threads.
+class PluginHost {
 public:
-    FerryPluginHost(const Configuration &configuration, JavaStart java);
+    virtual ~PluginHost() = default;
 
-    bool start() override;
-    QEL_FerrionAdapterPlugin *open(const AdapterSettings &settings,
-                                   const QEL_FerrionProperties *properties,
-                                   CallEnvironment &environment) override;
-    bool attachThread() override;
-    void detachThread() override;
-    void stop() override;
-    void stopBy(std::chrono::steady_clock::time_point deadline) override;
-    bool anyStopBy() const override;
-    void *find(const AdapterSettings &settings, const std::string &name) override;
-    FailureDetails takeFailure(const std::string &adapter) override;
-    std::string threadDump() override;
-
-private:
-    QEL_FerrionAdapterPlugin *openJava(const AdapterSettings &settings,
-                                       const QEL_FerrionProperties *properties,
-                                       CallEnvironment &environment);
-    QEL_FerrionAdapterPlugin *openNative(const AdapterSettings &settings,
-                                         const QEL_FerrionProperties *properties,
-                                         CallEnvironment &environment);
-
-    void hearsStops(QEL_FerrionAdapterPlugin &plugin, QEL_FerrionAdapterPlugin_StopByFn tell);
-    std::string findIsolated(const AdapterSettings &settings) const;
-
-    const Configuration &configuration_;
-    const JavaStart java_;
-    JavaBridge bridge_;
-    FERRYJNIGlobal *global_ = nullptr;
-    /// The VM lives while it is held with `global_` set: dumps are made by a thread that nobody
-    /// else waits for.
-    std::mutex dumpMutex_;
-    /// The bridge wants the first attachment of the process to be over before the next begins.
-    std::mutex attachMutex_;
-
-    struct Listener {
-        QEL_FerrionAdapterPlugin *plugin;
-        QEL_FerrionAdapterPlugin_StopByFn tell;
-    };
-    mutable std::mutex stopMutex_;
-    std::vector<Listener> listeners_;
-    /// Nanoseconds of CLOCK_MONOTONIC, for plug-ins that are made when a stop has begun.
-    std::optional<std::int64_t> stopBy_;
+    /// Prepares what the adapters need; false, after logging why, when that failed.
+    virtual bool start() = 0;
+    /// Makes an adapter's plug-in; a failure is in the environment, whatever is returned.
+    virtual QEL_FerrionAdapterPlugin *open(const AdapterSettings &settings,
+                                           const QEL_FerrionProperties *properties,
+                                           CallEnvironment &environment) = 0;
+    /// Makes the calling thread fit to call plug-ins; false, after logging why, when that failed.
+    virtual bool attachThread() = 0;
+    virtual void detachThread() = 0;
+    /// Ends what start made. Every plug-in is gone, every thread is detached.
+    virtual void stop() = 0;
+    /// What else is known of the failure that the last call on this thread has reported. Asked
+    /// once, right after that call, which was one of the adapter `adapter`; what is not asked for
+    /// belongs to no later failure.
+    virtual FailureDetails takeFailure(const std::string &adapter)
+    {
+        static_cast<void>(adapter);
+        return {};
+    }
+    /// Tells the plug-ins that can be told to come back from whatever they wait for by then. Not
+    /// once plug-ins are being deleted. May hang in one of them. Any thread.
+    virtual void stopBy(std::chrono::steady_clock::time_point) {}
+    /// Whether any plug-in can be told. Any thread.
+    virtual bool anyStopBy() const
+    {
+        return false;
+    }
+    /// The optional function `name` of a plug-in that was opened, see ferryjni/plugin.h; null when
+    /// it has none.
+    virtual void *find(const AdapterSettings &settings, const std::string &name)
+    {
+        static_cast<void>(settings);
+        static_cast<void>(name);
+        return nullptr;
+    }
+    /// What the threads of the plug-ins' runtime are doing, for people. Any thread, any time.
+    virtual std::string threadDump()
+    {
+        return "";
+    }
 };
 
 } // namespace ferry

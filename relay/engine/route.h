@@ -12,7 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/plugin.h"
+#include "engine/call_guard.h"
+#include "engine/plugin_host.h"
 #include "engine/repeat_filter.h"
 #include "qddsc/sample_info.h"
 

@@ -4,8 +4,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "engine/exit_code.h"
-#include "launcher/process.h"
+#include "launcher/program.h"
+#include "process/exit_code.h"
 
 namespace ferry {
 namespace fs = std::filesystem;

@@ -6,8 +6,8 @@
 #include <CLI/CLI.hpp>
 
 #include "config/diagnostics.h"
-#include "engine/exit_code.h"
 #include "launcher/version.h"
+#include "process/exit_code.h"
 
 namespace ferry {
 namespace {

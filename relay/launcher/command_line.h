@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "engine/entry.h"
 #include "launcher/new_adapter.h"
+#include "process/entry.h"
 
 namespace ferry {
 

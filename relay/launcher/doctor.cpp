@@ -2,10 +2,10 @@
 
 #include <cstdio>
 
-#include "engine/exit_code.h"
 #include "launcher/class_archive.h"
 #include "launcher/installation.h"
 #include "launcher/version.h"
+#include "process/exit_code.h"
 
 namespace ferry {
 namespace {

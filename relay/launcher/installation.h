@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/entry.h"
+#include "process/entry.h"
 
 namespace ferry {
 

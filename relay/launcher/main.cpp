@@ -11,8 +11,6 @@
 #include <unistd.h>
 
 #include "config/load.h"
-#include "engine/exit_code.h"
-#include "engine/signals.h"
 #include "ferryjni/log.h"
 #include "launcher/class_archive.h"
 #include "launcher/command_line.h"
@@ -20,6 +18,8 @@
 #include "launcher/doctor.h"
 #include "launcher/installation.h"
 #include "launcher/settings_check.h"
+#include "process/exit_code.h"
+#include "process/signals.h"
 
 namespace {
 

@@ -7,7 +7,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "engine/exit_code.h"
+#include "process/exit_code.h"
 
 namespace ferry {
 namespace fs = std::filesystem;

@@ -4,7 +4,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "launcher/process.h"
+#include "launcher/program.h"
 
 namespace ferry {
 namespace {

@@ -22,7 +22,7 @@ ROOMS = {
                    (PARTNERS,)),
     "binding": Room(("platform/java",), (r" java-units\.",),
                     (r" fuzz\.(cdr|properties)", r" kit\.", r" file-adapter\.\w+Test$")),
-    "relay": Room(("relay/config", "relay/engine", "relay/launcher"),
+    "relay": Room(("relay/config", "relay/engine", "relay/process", "relay/launcher"),
                   ("^relay_config_test ", r" fuzz\.relay", "^relay_engine_test ",
                    "^relay_start_test "), (*FERRY, r" Examples\.NewAdapter")),
     "relay-java": Room(("relay/java",), (), FERRY),

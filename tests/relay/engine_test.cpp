@@ -8,7 +8,7 @@
 #include <set>
 #include <thread>
 
-#include "engine/stream_table.h"
+#include "process/stream_table.h"
 #include "relay_fixture.h"
 
 namespace {

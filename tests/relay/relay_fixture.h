@@ -7,8 +7,8 @@
 #include <regex>
 #include <thread>
 
-#include "engine/exit_code.h"
-#include "engine/supervisor.h"
+#include "process/exit_code.h"
+#include "process/supervisor.h"
 #include "qddscore/log.h"
 #include "scripted_plugin.h"
 

@@ -342,7 +342,7 @@ const QEL_FerrionProperties *streamProperties(QEL_FerrionStreamReader *reader,
     return nullptr;
 }
 
-Script::Script(const ferry::Configuration &configuration) : FerryPluginHost(configuration, {})
+Script::Script(const ferry::Configuration &configuration) : PluginLoader(configuration, {})
 {
     g_script = this;
 }
@@ -421,14 +421,14 @@ void Script::enter(const std::string &call, QEL_FerrionEnvironment *environment,
 bool Script::start()
 {
     t_attached = true;
-    return !cannotStart && FerryPluginHost::start();
+    return !cannotStart && PluginLoader::start();
 }
 
 bool Script::attachThread()
 {
     t_attached = !refusesThreads;
     attached_ += t_attached ? 1 : 0;
-    return t_attached && FerryPluginHost::attachThread();
+    return t_attached && PluginLoader::attachThread();
 }
 
 ferry::FailureDetails Script::takeFailure(const std::string &adapter)

@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "engine/plugin_host.h"
+#include "process/plugin_loader.h"
 #include "qddsc/sample_info.h"
 #include "qddsc/type_code.h"
 
@@ -58,7 +58,7 @@ struct News {
 
 /// The host that hands the plug-in out, and the script of all its adapters, which are told apart by
 /// their property `name`.
-class Script : public ferry::FerryPluginHost {
+class Script : public ferry::PluginLoader {
 public:
     explicit Script(const ferry::Configuration &configuration);
     /// Touched by the relay's threads from its start to its end.

@@ -4,9 +4,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "engine/flood_gate.h"
-#include "engine/java_options.h"
 #include "launcher/virtual_machine.h"
+#include "process/flood_gate.h"
+#include "process/java_options.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <thread>
 #include <unistd.h>
 
-#include "engine/signals.h"
+#include "process/signals.h"
 #include "relay_fixture.h"
 
 namespace {

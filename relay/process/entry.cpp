@@ -1,0 +1,223 @@
+#include "process/entry.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <system_error>
+#include <unistd.h>
+
+#include "config/printable.h"
+#include "engine/log.h"
+#include "process/exit_code.h"
+#include "process/java_options.h"
+#include "process/java_output.h"
+#include "process/plugin_loader.h"
+#include "process/signals.h"
+#include "process/supervisor.h"
+#include "process/thread_dump.h"
+
+namespace ferry {
+namespace {
+
+/// Says what `check` finds on standard output; `run` only keeps it in a verbose log. Of what fails
+/// first it tells all that `check` would.
+class ConsoleReporter : public Reporter {
+public:
+    ConsoleReporter(Console &console, const RelayRequest &request)
+        : console_(console), request_(request), print_(request.task == Task::check)
+    {
+    }
+
+    void good(const std::string &what, const std::string &details) override
+    {
+        const std::string text = details.empty() ? "fine" : details;
+        if (print_) {
+            console_.print("ok    " + what + ": " + text);
+        } else {
+            logMessage(FERRYLOG_BIT_DEBUG, "FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss,
+                       what.c_str(), text.c_str());
+        }
+    }
+    void bad(const std::string &what, const std::string &reason, Place place) override
+    {
+        if (print_) {
+            const std::string where = place.line == 0 ? ""
+                                                      : request_.configuration->file + ":" +
+                                                            std::to_string(place.line) + ":" +
+                                                            std::to_string(place.column) + ": ";
+            console_.print("FAIL  " + where + what + ": " + withoutSecrets(reason));
+        } else if (request_.explain && !explained_) {
+            explained_ = true;
+            for (const std::string &line : request_.explain()) {
+                logError("FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss, "settings", line.c_str());
+            }
+        }
+    }
+
+private:
+    Console &console_;
+    const RelayRequest &request_;
+    const bool print_;
+    bool explained_ = false;
+};
+
+/// The configuration as the task has it: adapters are told when they are only tried.
+Configuration configurationFor(const RelayRequest &request)
+{
+    Configuration configuration = *request.configuration;
+    if (request.task != Task::check) {
+        return configuration;
+    }
+    const auto mark = [](auto &object) {
+        object.properties.emplace_back("qel.ferrion.check", "true");
+    };
+    const auto markRoute = [&](RouteSettings &route) {
+        mark(route.input);
+        std::for_each(route.outputs.begin(), route.outputs.end(), mark);
+    };
+    std::for_each(configuration.connections.begin(), configuration.connections.end(), mark);
+    std::for_each(configuration.sessions.begin(), configuration.sessions.end(), mark);
+    std::for_each(configuration.routes.begin(), configuration.routes.end(), markRoute);
+    for (DiscoverySettings &rule : configuration.discovery) {
+        markRoute(rule.route);
+    }
+    return configuration;
+}
+
+/// Whether `run` could write its log; true also without a log file.
+bool checkLogFile(const LogSettings &log, Reporter &reporter)
+{
+    const std::string reason = log.file.empty() ? "" : LogFile::probe(log.file);
+    if (!reason.empty()) {
+        reporter.bad("log file " + log.file.string(), reason, log.place);
+    }
+    return reason.empty();
+}
+
+/// Set while nobody but the relay itself may end the process.
+std::atomic<Supervisor *> g_running{nullptr};
+
+/// A VM that rejects its memory options, or an adapter that calls System.exit, ends the process
+/// from within: that must neither look like success nor pass in silence. The VM ends the process on
+/// a thread of its own, so all that can be said of the culprit is which calls were under way.
+void onExit()
+{
+    Supervisor *const supervisor = g_running.exchange(nullptr);
+    if (supervisor == nullptr) {
+        return;
+    }
+    std::string text = "the process was ended from within the Java VM: an adapter called "
+                       "System.exit or Runtime.halt, or the VM refused its options; ";
+    const std::vector<std::string> calls = supervisor->relay().callsUnderWay();
+    text += calls.empty() ? "no call of an adapter was under way" : "under way were";
+    for (const std::string &call : calls) {
+        text += (&call == &calls.front() ? " " : ", ") + ("[" + call + "]");
+    }
+    logError("FERRYRelay_main", FERRY_LOG_ENTITY_ANY_ss, "relay", text.c_str());
+    supervisor->endProcess(exitErrors);
+}
+
+LogLevel levelOf(const RelayRequest &request)
+{
+    switch (request.verbosity) {
+    case Verbosity::quiet:
+        return LogLevel::error;
+    case Verbosity::verbose:
+        return LogLevel::debug;
+    case Verbosity::normal:
+        break;
+    }
+    return request.configuration->log.level;
+}
+
+std::filesystem::path crashDirectory(const Configuration &configuration)
+{
+    if (!configuration.log.file.empty()) {
+        return configuration.log.file.parent_path();
+    }
+    std::error_code error;
+    const std::filesystem::path directory = std::filesystem::temp_directory_path(error);
+    return error ? std::filesystem::path("/tmp") : directory;
+}
+
+/// What Java has to say goes to the console while this lives.
+class JavaConsole {
+public:
+    explicit JavaConsole(Console &console)
+    {
+        javaoutput::setConsole(&console);
+    }
+    ~JavaConsole()
+    {
+        javaoutput::setConsole(nullptr);
+    }
+    JavaConsole(const JavaConsole &) = delete;
+    JavaConsole &operator=(const JavaConsole &) = delete;
+};
+
+int runRelay(const RelayRequest &request)
+{
+    const Configuration configuration = configurationFor(request);
+    const LogLevel level = levelOf(request);
+    Console console;
+    LogSettings log = configuration.log;
+    if (request.task != Task::run) {
+        log.file.clear();
+    }
+    const std::string reason = console.start(log, level);
+    if (!reason.empty()) {
+        std::fprintf(stderr, "ferry: cannot write the log file %s: %s\n", log.file.c_str(),
+                     reason.c_str());
+        return exitNoStart;
+    }
+    const JavaConsole javaConsole(console);
+    JavaStart java;
+    java.bridge = request.bridge;
+    java.options = javaOptions(
+        classPathEntries(request.jars, configuration.java), configuration.java, level,
+        request.vmVersion, crashDirectory(configuration), request.debugging, request.classArchive);
+    if (request.debugging.port != 0) {
+        java.debuggers = debuggerAddress(request.debugging.port);
+    }
+    java.logMask = maskOf(level);
+    PluginLoader host(configuration, std::move(java));
+    ConsoleReporter reporter(console, request);
+    const bool logGood = request.task != Task::check || checkLogFile(configuration.log, reporter);
+    SupervisorOptions options;
+    options.task = request.task;
+    options.wait = request.wait;
+    if (request.idl) {
+        options.idl = request.idlType;
+    }
+    if (request.untilIdle.count() >= 0) {
+        options.untilIdle = request.untilIdle;
+        options.afterFirst = request.afterFirst;
+    }
+    options.drain = request.drain;
+    options.quiet = request.verbosity == Verbosity::quiet;
+    Supervisor supervisor(configuration, host, reporter, console, options);
+    ThreadDump dump(supervisor.relay(), host, console);
+    SignalWatcher signals([&] { supervisor.requestStop(); }, [&] { dump.request(); },
+                          request.drain + stopGrace, exitHung);
+    if (!signals.start()) {
+        logError("FERRYRelay_main", FERRY_LOG_SERVICE_START_FAILURE_s, configuration.name.c_str());
+        return exitNoStart;
+    }
+    g_running.store(&supervisor);
+    const int code = supervisor.run();
+    g_running.store(nullptr);
+    if (console.lostResults()) {
+        logError("FERRYRelay_main", FERRY_LOG_ENTITY_ANY_ss, "relay",
+                 "results could not be written to standard output");
+    }
+    return code == exitOk && (console.lostResults() || !logGood) ? exitErrors : code;
+}
+
+} // namespace
+} // namespace ferry
+
+int ferry_relay_main(const ferry::RelayRequest *request)
+{
+    std::atexit(ferry::onExit);
+    return ferry::runRelay(*request);
+}

@@ -1,0 +1,50 @@
+// The door between the launcher and the relay's library, both of the same build. Where Java is
+// needed the launcher loads a VM's library before.
+#ifndef FERRY_PROCESS_ENTRY_H
+#define FERRY_PROCESS_ENTRY_H
+
+#include <functional>
+
+#include "config/configuration.h"
+#include "engine/task.h"
+#include "process/java_options.h"
+
+namespace ferry {
+
+enum class Verbosity { quiet, normal, verbose };
+
+struct RelayRequest {
+    const Configuration *configuration = nullptr;
+    Task task = Task::run;
+    /// Below 0: run until stopped.
+    std::chrono::milliseconds untilIdle{-1};
+    /// Idleness counts only once a sample has been read.
+    bool afterFirst = false;
+    std::chrono::milliseconds drain{5000};
+    /// Task::list: how long to wait, whether to print types as IDL, and which ("" for all).
+    std::chrono::milliseconds wait{2000};
+    bool idl = false;
+    std::string idlType;
+    Verbosity verbosity = Verbosity::normal;
+    /// The product's jars.
+    std::vector<std::string> jars;
+    /// The bridge's library, for Java adapters.
+    std::filesystem::path bridge;
+    /// Feature release of the VM whose library was loaded; 0 when none was.
+    int vmVersion = 0;
+    /// Where that VM's archive of the product's classes is, if there is one.
+    std::filesystem::path classArchive;
+    JavaDebugging debugging;
+    /// What the Java adapters' declarations have against the configuration, with places; null where
+    /// nobody knows. Takes its time.
+    std::function<std::vector<std::string>()> explain;
+};
+
+} // namespace ferry
+
+/// Runs a relay to its end on the calling thread, the only one of the process so far; returns the
+/// exit code. The signals that stop it are blocked afterwards.
+extern "C" __attribute__((visibility("default"))) int
+ferry_relay_main(const ferry::RelayRequest *request);
+
+#endif

@@ -1,0 +1,213 @@
+#include "process/plugin_loader.h"
+
+#include <algorithm>
+#include <dlfcn.h>
+
+#include "engine/log.h"
+#include "process/java_output.h"
+
+namespace ferry {
+namespace {
+
+/// Stands for an adapter with a class path of its own.
+constexpr const char *isolatedAdapter = "com/qel/ferrion/relay/IsolatedAdapter";
+
+} // namespace
+
+PluginLoader::PluginLoader(const Configuration &configuration, JavaStart java)
+    : configuration_(configuration), java_(std::move(java))
+{
+}
+
+bool PluginLoader::start()
+{
+    if (!configuration_.needsJava()) {
+        return true;
+    }
+    const std::string reason = bridge_.load(java_.bridge);
+    if (!reason.empty()) {
+        logError("FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java", reason.c_str());
+        return false;
+    }
+    FERRYJNIGlobal *const global = bridge_.start(java_.options, java_.logMask);
+    {
+        const std::lock_guard<std::mutex> lock(dumpMutex_);
+        global_ = global;
+    }
+    if (global_ != nullptr && !java_.debuggers.empty()) {
+        const std::string text = "debuggers can attach at " + java_.debuggers;
+        logMessage(FERRYLOG_BIT_STATUS, "FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java",
+                   text.c_str());
+    }
+    return global_ != nullptr;
+}
+
+QEL_FerrionAdapterPlugin *PluginLoader::open(const AdapterSettings &settings,
+                                             const QEL_FerrionProperties *properties,
+                                             CallEnvironment &environment)
+{
+    return settings.javaClass.empty() ? openNative(settings, properties, environment)
+                                      : openJava(settings, properties, environment);
+}
+
+QEL_FerrionAdapterPlugin *PluginLoader::openJava(const AdapterSettings &settings,
+                                                 const QEL_FerrionProperties *properties,
+                                                 CallEnvironment &environment)
+{
+    QEL_FerrionEnvironment *raw = environment.fresh();
+    raw->jniGlobal = global_;
+    raw->className = settings.javaClass.c_str();
+    if (!settings.ownEntries().empty()) {
+        const std::string reason = findIsolated(settings);
+        if (!reason.empty()) {
+            logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s, raw->className);
+            environment.fail(reason);
+            return nullptr;
+        }
+        raw->className = isolatedAdapter;
+    }
+    QEL_FerrionAdapterPlugin *plugin = bridge_.createAdapter(properties, raw);
+    if (environment.failed() && std::string(environment.text()) == "error finding class") {
+        logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
+                 settings.javaClass.c_str());
+    }
+    return plugin;
+}
+
+/// Has Java find the class that the adapter to be created next stands for; why there is none, or
+/// "". Only an adapter that the configuration gives a class path has classes of its own name.
+std::string PluginLoader::findIsolated(const AdapterSettings &settings) const
+{
+    const std::string owner = settings.classPath.empty() ? "" : settings.name;
+    std::string question = owner + '\0' + settings.javaClass;
+    std::replace(question.begin(), question.end(), '/', '.');
+    for (const std::string &entry : settings.ownEntries()) {
+        question += '\0' + entry;
+    }
+    return bridge_.ask(global_, isolatedAdapter, question);
+}
+
+/// A native adapter's library stays loaded: threads of it may outlive its objects.
+QEL_FerrionAdapterPlugin *PluginLoader::openNative(const AdapterSettings &settings,
+                                                   const QEL_FerrionProperties *properties,
+                                                   CallEnvironment &environment)
+{
+    void *library = dlopen(settings.library.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *symbol = library == nullptr ? nullptr : dlsym(library, settings.entry.c_str());
+    if (symbol == nullptr) {
+        const char *reason = dlerror();
+        std::error_code ignored;
+        if (!std::filesystem::exists(settings.library, ignored)) {
+            logError("FERRYRelay_open", FERRY_LOG_ADAPTER_NOT_FOUND_FAILURE_s,
+                     settings.library.c_str());
+        }
+        environment.fresh();
+        environment.fail(reason == nullptr ? "the entry point is null" : reason);
+        return nullptr;
+    }
+    const auto create = reinterpret_cast<QEL_FerrionAdapterPlugin_CreateFn>(symbol);
+    QEL_FerrionAdapterPlugin *const plugin = create(properties, environment.fresh());
+    void *const stopBy = dlsym(library, (settings.entry + "_stop_by").c_str());
+    if (stopBy != nullptr && plugin != nullptr && !environment.failed() &&
+        plugin->magic == QEL_FERRION_PLUGIN_MAGIC) {
+        hearsStops(*plugin, reinterpret_cast<QEL_FerrionAdapterPlugin_StopByFn>(stopBy));
+    }
+    return plugin;
+}
+
+void PluginLoader::hearsStops(QEL_FerrionAdapterPlugin &plugin,
+                              QEL_FerrionAdapterPlugin_StopByFn tell)
+{
+    std::optional<std::int64_t> already;
+    {
+        const std::lock_guard<std::mutex> lock(stopMutex_);
+        listeners_.push_back({&plugin, tell});
+        already = stopBy_;
+    }
+    if (already) {
+        tell(&plugin, *already);
+    }
+}
+
+void PluginLoader::stopBy(std::chrono::steady_clock::time_point deadline)
+{
+    const std::int64_t nanoseconds =
+        std::chrono::duration_cast<std::chrono::nanoseconds>(deadline.time_since_epoch()).count();
+    std::vector<Listener> listeners;
+    {
+        const std::lock_guard<std::mutex> lock(stopMutex_);
+        stopBy_ = nanoseconds;
+        listeners = listeners_;
+    }
+    for (const Listener &listener : listeners) {
+        listener.tell(listener.plugin, nanoseconds);
+    }
+}
+
+bool PluginLoader::anyStopBy() const
+{
+    const std::lock_guard<std::mutex> lock(stopMutex_);
+    return !listeners_.empty();
+}
+
+void *PluginLoader::find(const AdapterSettings &settings, const std::string &name)
+{
+    void *library = settings.library.empty()
+                        ? nullptr
+                        : dlopen(settings.library.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NOLOAD);
+    if (library == nullptr) {
+        return nullptr;
+    }
+    void *symbol = dlsym(library, (settings.entry + "_" + name).c_str());
+    dlclose(library); // only what this look counted: a plug-in's library stays loaded
+    return symbol;
+}
+
+bool PluginLoader::attachThread()
+{
+    if (global_ == nullptr) {
+        return true;
+    }
+    const std::lock_guard<std::mutex> lock(attachMutex_);
+    return bridge_.attachCurrentThread(global_) != nullptr;
+}
+
+void PluginLoader::detachThread()
+{
+    if (global_ != nullptr) {
+        bridge_.detachCurrentThread(global_);
+    }
+}
+
+void PluginLoader::stop()
+{
+    FERRYJNIGlobal *global = nullptr;
+    {
+        const std::lock_guard<std::mutex> lock(dumpMutex_);
+        std::swap(global, global_);
+    }
+    if (global != nullptr) {
+        bridge_.destroy(global);
+    }
+}
+
+FailureDetails PluginLoader::takeFailure(const std::string & /*adapter*/)
+{
+    return javaoutput::takeFailure();
+}
+
+std::string PluginLoader::threadDump()
+{
+    const std::lock_guard<std::mutex> lock(dumpMutex_);
+    if (global_ == nullptr) {
+        return "no Java VM is running\n";
+    }
+    std::string text = "the thread cannot be attached to the VM";
+    if (attachThread()) {
+        text = bridge_.ask(global_, "com/qel/ferrion/relay/ThreadDump", "");
+        detachThread();
+    }
+    return text + "\n";
+}
+
+} // namespace ferry

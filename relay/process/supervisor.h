@@ -1,0 +1,89 @@
+// Runs a relay from start to end, on the main thread: watches it, shows its progress, stops it and
+// bounds the time that takes. It never enters a plug-in, so no adapter can hold it up.
+#ifndef FERRY_PROCESS_SUPERVISOR_H
+#define FERRY_PROCESS_SUPERVISOR_H
+
+#include <optional>
+
+#include "engine/relay.h"
+#include "process/console.h"
+#include "process/progress.h"
+
+namespace ferry {
+
+struct SupervisorOptions {
+    Task task = Task::run;
+    /// End when everything has been quiet for that long.
+    std::optional<std::chrono::milliseconds> untilIdle;
+    /// Not before a sample has been read.
+    bool afterFirst = false;
+    /// How long a stop may take until it is forced.
+    std::chrono::milliseconds drain{5000};
+    /// How long a call of an adapter may take until that is told, first; then each time that it has
+    /// doubled.
+    std::chrono::milliseconds stall{10000};
+    /// No progress lines.
+    bool quiet = false;
+    /// Task::list: how long to wait for announcements.
+    std::chrono::milliseconds wait{2000};
+    /// Task::list: whether to print types as IDL; with a name only that one.
+    std::optional<std::string> idl;
+};
+
+/// What remains of the drain limit once calls that wait have come back, for everything else that a
+/// stop does; of a short limit a quarter.
+constexpr std::chrono::milliseconds stopReserve{1000};
+/// Time beyond the drain limit for closing what does not hang.
+constexpr std::chrono::milliseconds closeGrace{2000};
+/// How many closings that hang may be left behind, each with another such time for what remains.
+constexpr int maxRescues = 2;
+/// When a stop that was asked for has to be over at the latest, beyond the drain limit.
+constexpr std::chrono::milliseconds stopGrace = (maxRescues + 2) * closeGrace;
+
+class Supervisor {
+public:
+    Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
+               Console &console, SupervisorOptions options);
+
+    /// Runs until the end and returns the exit code. When an adapter hangs, the process is ended
+    /// from here with exitHung.
+    int run();
+    /// Any thread.
+    void requestStop();
+    /// Any thread: the quick way out, with the summary. A thread that hangs in a plug-in would hold
+    /// up every other one.
+    [[noreturn]] void endProcess(int code);
+
+    Relay &relay()
+    {
+        return relay_;
+    }
+
+private:
+    bool waitForStart();
+    void watch();
+    void report(Clock::time_point now);
+    void stop();
+    void tellPlugins(Clock::time_point deadline);
+    void waitSessions(Clock::time_point deadline);
+    bool waitClosed(Clock::time_point deadline);
+    void tellStalls();
+    void summarize();
+    void printStreams();
+    int result() const;
+
+    const Configuration &configuration_;
+    PluginHost &host_;
+    Console &console_;
+    const SupervisorOptions options_;
+    Relay relay_;
+    Progress progress_;
+    std::atomic<bool> stopRequested_{false};
+    bool started_ = false;
+    bool found_ = true;
+    Clock::time_point nextReport_;
+};
+
+} // namespace ferry
+
+#endif
