@@ -571,7 +571,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000ms");
     peer.tell("?plain");
     expectOneLoan(host, inputs);
-    EXPECT_TRUE(logged("topic 'plain' is announced without a type: the peer tells no type"));
+    EXPECT_TRUE(logged("topic 'plain' is announced without a type: the peer announces no type"));
     host.remove(own);
 }
 

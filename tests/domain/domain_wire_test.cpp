@@ -172,14 +172,14 @@ TEST(DomainWire, AppendableTypesMayGrowAndOthersMayNot)
                         .encode(sent.data(), sent.size(), BOTH[test.at(2) == "xcdr2"], payload));
         const bool good = wireOf(typeFromIdl(test.at(1).c_str(), "S"))
                               .decode(payload.data(), payload.size(), plain, &error);
-        ASSERT_EQ(good, test.at(4) != "refused") << error.text;
+        ASSERT_EQ(good, test.at(4) != "rejected") << error.text;
         EXPECT_TRUE(!good || plain == fromHex(test.at(4))) << testing::PrintToString(plain);
     }
 }
 
-// Either refused with a text, or a sample that makes the trip again; in no more memory than a
+// Either rejected with a text, or a sample that makes the trip again; in no more memory than a
 // payload of that size could ask for.
-TEST(DomainWire, LiesAreRefusedOrHarmless)
+TEST(DomainWire, LiesAreRejectedOrHarmless)
 {
     const WireType &wire = wireOf(observationType());
     Value value;
@@ -187,7 +187,7 @@ TEST(DomainWire, LiesAreRefusedOrHarmless)
     ASSERT_TRUE(model::read(makeFilled().get(), value));
     for (const int form : {0, 1, 2, 3}) {
         const Bytes good = naivePayload(value, BOTH[form / 2], form % 2 != 0);
-        size_t cutAndRefused = 0;
+        size_t cutAndRejected = 0;
         for (size_t at = 0; at + 4 < good.size(); ++at) {
             for (const char *lie :
                  {"", "00", "7f", "80", "ff", "00000080", "80000000", "ffffffff"}) {
@@ -205,16 +205,16 @@ TEST(DomainWire, LiesAreRefusedOrHarmless)
                 if (taken) {
                     checkSample(wire, plain);
                 }
-                cutAndRefused += word.empty() && !taken ? 1 : 0;
+                cutAndRejected += word.empty() && !taken ? 1 : 0;
             }
         }
-        EXPECT_GT(cutAndRefused, good.size() / 2);
+        EXPECT_GT(cutAndRejected, good.size() / 2);
     }
 }
 
-TEST(DomainWire, RefusalsSayWhatAndWhere)
+TEST(DomainWire, RejectionsSayWhatAndWhere)
 {
-    for (const Record &test : recordsOf("domain/data/refused_payloads.txt")) {
+    for (const Record &test : recordsOf("domain/data/rejected_payloads.txt")) {
         Bytes plain;
         DDS_ErrorText error{};
         const Bytes sent = fromHex(test.at(1));
@@ -266,7 +266,7 @@ TEST(DomainWire, SoManyKeysAreRemembered)
         return KeyHash{static_cast<uint8_t>(i), static_cast<uint8_t>(i >> 8U),
                        static_cast<uint8_t>(i >> 16U)};
     };
-    const auto most = qddsdomain::Arrivals::MOST_KEYS;
+    const auto most = qddsdomain::Arrivals::mostKeys;
     qddsdomain::Arrivals arrivals;
     for (size_t i = 0; i < most; ++i) {
         arrivals.remember(hashOf(i), Bytes{static_cast<uint8_t>(i)});
@@ -277,8 +277,8 @@ TEST(DomainWire, SoManyKeysAreRemembered)
     arrivals.remember(hashOf(most), {});
     EXPECT_TRUE(arrivals.hasForgotten() && arrivals.recall(hashOf(0), key));
     EXPECT_FALSE(arrivals.recall(hashOf(1), key));
-    arrivals.refuse("nobody watches");
-    EXPECT_EQ(1U, arrivals.refused());
+    arrivals.reject("nobody watches");
+    EXPECT_EQ(1U, arrivals.rejected());
 }
 
 // Longer than what is hashed at once: every byte counts.

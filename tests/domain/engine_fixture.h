@@ -127,14 +127,14 @@ protected:
         }
     }
 
-    void expectRefused(uint64_t count, const std::string &notice)
+    void expectRejected(uint64_t count, const std::string &notice)
     {
         DDS_ReaderStatistics statistics;
         DDS_DataReader_get_statistics(reader.get(), &statistics);
         EXPECT_EQ(count, statistics.malformed);
         said(DDS_DataReader_take_notice, reader, notice);
-        DDS_ErrorText told{};
-        EXPECT_EQ(0, DDS_DataReader_take_notice(reader.get(), &told)) << told.text;
+        DDS_ErrorText left{};
+        EXPECT_EQ(0, DDS_DataReader_take_notice(reader.get(), &left)) << left.text;
     }
 
     void write(const Sample &sample, const DDS_SampleInfo *info = nullptr,

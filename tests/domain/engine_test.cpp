@@ -53,7 +53,7 @@ extern "C" __attribute__((visibility("default"))) ssize_t sendmsg(int socket, co
 namespace {
 
 // An end must reach a reader who comes late to it as well as one that took the data before.
-TEST_F(Engine, EndsOfInstancesAreToldWithTheirKeys)
+TEST_F(Engine, EndsOfInstancesAreReportedWithTheirKeys)
 {
     const char *type = "described::Ident";
     const Sample sample = makeSample(typeNamed(type));
@@ -137,8 +137,8 @@ TEST_F(Engine, WhatDoesNotMatchIsNamedOnBothSides)
     asked.partitions = &pattern.list;
     offered.partitions = &names.list;
     ASSERT_NO_FATAL_FAILURE(connect("Numbers", asked, "Numbers", offered));
-    DDS_ErrorText told{};
-    EXPECT_EQ(0, DDS_DataWriter_get_mismatches(writer.get(), &told)) << told.text;
+    DDS_ErrorText notice{};
+    EXPECT_EQ(0, DDS_DataWriter_get_mismatches(writer.get(), &notice)) << notice.text;
     ASSERT_NO_FATAL_FAILURE(connect("Numbers", asked, "Text", offered, false));
     const std::string type = "type consistency (its type differs)";
     EXPECT_EQ("1 writer does not match: " + type,
@@ -225,7 +225,7 @@ TEST_F(Engine, MalformedMessagesAreCountedAndGoodOnesStillCome)
         writeNumber(sample, length);
     }
     EXPECT_EQ("abc", getString(take("Text", 2).at(1).sample, "s"));
-    expectRefused(2, "2 messages were no samples of type Text");
+    expectRejected(2, "2 messages were no samples of type Text");
 
     // Of a key.
     ASSERT_NO_FATAL_FAILURE(connect("Named", qos, "described::Ident", qos));
@@ -235,7 +235,7 @@ TEST_F(Engine, MalformedMessagesAreCountedAndGoodOnesStillCome)
     end.source_timestamp.sec = -1;
     write(keyed, &end);
     EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 5 * SECOND));
-    expectRefused(1, "1 messages were no samples of type Named");
+    expectRejected(1, "1 messages were no samples of type Named");
 
     // In one packet, and in fragments.
     ASSERT_NO_FATAL_FAILURE(connect("Text", qos, "Text", qos));
@@ -247,8 +247,8 @@ TEST_F(Engine, MalformedMessagesAreCountedAndGoodOnesStillCome)
         }
     }
     EXPECT_EQ("good.", getString(take("Text", 2).at(0).sample, "s"));
-    expectRefused(2, "2 messages were no samples of type Text; the last one: Text: encapsulation "
-                     "0x4b1d (of unknown kind) is not supported");
+    expectRejected(2, "2 messages were no samples of type Text; the last one: Text: encapsulation "
+                      "0x4b1d (of unknown kind) is not supported");
 }
 
 // The engine's one receiving thread waits for room in the full reader. What that has given up is
@@ -346,7 +346,7 @@ TEST_F(Engine, ATimeBasedFilterPassesOverWhatComesTooSoon)
     EXPECT_EQ("2@112 2 ended ", seen({{2, 112, 0}, {2, 113, disposed}}, 2));
 }
 
-TEST_F(Engine, WhatGetsLostOrIsLateIsTold)
+TEST_F(Engine, WhatGetsLostOrIsLateIsReported)
 {
     const Sample sample = makeSample(typeNamed("Wide"));
     DDS_EndpointQos qos{};
@@ -404,16 +404,16 @@ TEST_F(Engine, WhatGetsLostOrIsLateIsTold)
     EXPECT_EQ(1U, statistics.lost);
 }
 
-TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
+TEST_F(Engine, SettingsThatCannotBeAreRejectedByName)
 {
     const char *noSharedMemory = "SharedMemory cannot be set";
-    struct Refused {
+    struct Rejected {
         int32_t domain;
         const char *interfaces, *reason, *xml = nullptr, *peers = nullptr;
         int32_t multicast = 0;
     };
-    for (const Refused &refused :
-         {Refused{85, nullptr, "domain 85 already runs"},
+    for (const Rejected &rejected :
+         {Rejected{85, nullptr, "domain 85 already runs"},
           {-1, nullptr, "domain -1 is not between 0 and 230"},
           {231, nullptr, "domain 231 is not"},
           {91, nullptr, "multicast -1 is not between 0 and 2", nullptr, nullptr, -1},
@@ -422,8 +422,8 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
           {91, "lo, auto", "\"auto\" stands alone"},
           {91, nullptr, "peers \"localhost,\" has an empty entry", nullptr, "localhost,"},
           {91, "no<such>&'\"0", "no<such>&'\"0"},
-          {91, "lo, ::1", "the engine refuses domain 91"},
-          {91, nullptr, "the engine refuses domain 91", "<General/><!-- <SharedMemory/>"},
+          {91, "lo, ::1", "the engine rejects domain 91"},
+          {91, nullptr, "the engine rejects domain 91", "<General/><!-- <SharedMemory/>"},
           {91, nullptr, "Bogus", "<General><Bogus>1</Bogus></General>"},
           {91, nullptr, noSharedMemory,
            "<CycloneDDS><Domain><SharedMemory><Enable>true</Enable></SharedMemory></Domain>"
@@ -431,11 +431,11 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
           {91, nullptr, noSharedMemory,
            "<!-- <a> --><sharedMEMORY ><enable>true</enable></sharedMEMORY>"}}) {
         DDS_ErrorText error{};
-        const DDS_ParticipantSettings settings{refused.domain,    refused.interfaces,
-                                               refused.multicast, refused.peers,
-                                               refused.xml,       nullptr};
-        EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error)) << refused.reason;
-        EXPECT_NE(nullptr, std::strstr(error.text, refused.reason)) << error.text;
+        const DDS_ParticipantSettings settings{rejected.domain,    rejected.interfaces,
+                                               rejected.multicast, rejected.peers,
+                                               rejected.xml,       nullptr};
+        EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error)) << rejected.reason;
+        EXPECT_NE(nullptr, std::strstr(error.text, rejected.reason)) << error.text;
     }
     DDS_ErrorText error{};
     EXPECT_EQ(nullptr, DDS_DomainParticipant_new(nullptr, &error));
@@ -444,7 +444,7 @@ TEST_F(Engine, SettingsThatCannotBeAreRefusedByName)
     EXPECT_NE(nullptr, join(91, "<!-- <SharedMemory/> --><General/>")); // nothing is left of these
 }
 
-TEST_F(Engine, EndpointsThatCannotBeAreRefusedByName)
+TEST_F(Engine, EndpointsThatCannotBeAreRejectedByName)
 {
     const std::string longName(300, 'x');
     const std::string idl =

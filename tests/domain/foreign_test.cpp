@@ -10,7 +10,7 @@
 
 #include "described.h"
 #include "qddsdomain/discovery.h"
-#include "refused.h"
+#include "rejected.h"
 
 namespace {
 
@@ -110,7 +110,7 @@ TEST(Domain, OneThatOtherCodeMadeIsLeftToIt)
     dds_delete(others);
 }
 
-TEST_F(Foreign, DiscoveryTellsOfOthersAsTheyComeAndGo)
+TEST_F(Foreign, DiscoveryReportsOthersAsTheyComeAndGo)
 {
     std::atomic<int> calls{0};
     DDS_ErrorText error{};
@@ -119,14 +119,14 @@ TEST_F(Foreign, DiscoveryTellsOfOthersAsTheyComeAndGo)
         &calls, &error));
     ASSERT_NE(nullptr, discovery) << error.text;
     const auto expect = [&](const std::string &wanted) {
-        std::string told;
+        std::string seen;
         within(std::chrono::nanoseconds(20 * SECOND), [&] {
             DDS_DiscoveryEventKind kind{};
             const DDS_DiscoveredEndpoint *there = DDS_Discovery_take(discovery.get(), &kind);
             if (there == nullptr) {
                 return false;
             }
-            told =
+            seen =
                 std::string(1, " +~-"[kind]) + there->topic +
                 (there->isWriter != 0 ? " by " : " for ") +
                 (there->type != nullptr ? DDS_TypeCode_get_name(there->type) : there->typeProblem) +
@@ -135,11 +135,11 @@ TEST_F(Foreign, DiscoveryTellsOfOthersAsTheyComeAndGo)
                 std::to_string(there->qos.durability) + std::to_string(there->qos.durableDepth) +
                 std::to_string(there->qos.lifespan);
             for (int32_t i = 0; i < there->partitions.length; ++i) {
-                told += std::string(" ") + there->partitions.buffer[i];
+                seen += std::string(" ") + there->partitions.buffer[i];
             }
             return true;
         });
-        EXPECT_EQ(wanted, told);
+        EXPECT_EQ(wanted, seen);
     };
     dds_qos_t *group = dds_create_qos();
     const char *names[] = {"b", "a"};
@@ -152,21 +152,21 @@ TEST_F(Foreign, DiscoveryTellsOfOthersAsTheyComeAndGo)
         dds_qset_lifespan(qos, DDS_SECS(1));
     });
     expect("+news by described::Ident keyed reliable 101000000000 a b");
-    dds_qos_t *changed = dds_create_qos(); // in what is not told
+    dds_qos_t *changed = dds_create_qos(); // in what is not seen
     dds_qset_userdata(changed, "x", 1);
     EXPECT_EQ(0, dds_set_qos(made, changed));
     dds_delete_qos(changed);
     dds_delete(made);
     expect("-news by described::Ident keyed reliable 101000000000 a b");
-    make(dds_create_subscriber(participant, nullptr, nullptr), refused_WithUnion_desc, "odd");
-    expect("+odd for union refused::Either: unions are not supported 010 ");
+    make(dds_create_subscriber(participant, nullptr, nullptr), rejected_WithUnion_desc, "odd");
+    expect("+odd for union rejected::Either: unions are not supported 010 ");
     DDS_EndpointQos plain = reliable();
     plain.matchByNameOnly = 1;
     writer.reset(
         DDS_DataWriter_new(far.get(), "plain", nullptr, typeNamed("Numbers"), &plain, &error));
-    expect("+plain by the peer tells no type reliable 010 ");
+    expect("+plain by the peer announces no type reliable 010 ");
     writer.reset();
-    expect("-plain by the peer tells no type reliable 010 ");
+    expect("-plain by the peer announces no type reliable 010 ");
     EXPECT_LT(2, calls);
 }
 

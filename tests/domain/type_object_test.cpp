@@ -8,8 +8,7 @@
 #include "../platform/fixture.h"
 #include "../platform/records.h"
 #include "described.h"
-#include "refused.h"
-#include "type_code.h"
+#include "rejected.h"
 #include "type_object.h"
 #include "xcdr2_reader.h"
 
@@ -97,7 +96,7 @@ TEST(TypeObject, BecomesTheSameTypeAgain)
     }
 }
 
-TEST(TypeObject, MalformedIsRefusedOrAnotherType)
+TEST(TypeObject, MalformedIsRejectedOrAnotherType)
 {
     Objects objects = objectsOf(bytesOf(described_Observation_desc.type_mapping));
     for (auto &[hash, object] : objects.all) {
@@ -116,22 +115,22 @@ TEST(TypeObject, MalformedIsRefusedOrAnotherType)
     }
 }
 
-TEST(TypeObject, NotCarriedIsRefusedByName)
+TEST(TypeObject, NotCarriedIsRejectedByName)
 {
     const std::pair<const dds_topic_descriptor_t *, std::string> compiled[] = {
-        {&refused_WithSmall_desc,
-         "enum refused::Small: a bit bound of 8 is not supported: enums have 32 bits"},
-        {&refused_WithUnion_desc, "union refused::Either: unions are not supported"},
-        {&refused_WithBits_desc, "type refused::Bits: bit masks are not supported"},
-        {&refused_WithMutable_desc, "struct refused::Inner: mutable types are not supported"},
-        {&refused_WithOptional_desc,
-         "struct refused::WithOptional, member m: optional members are not supported"},
-        {&refused_WithId_desc, "struct refused::WithId, member m: its id is 7, not 0; ids out of "
-                               "sequence are not supported"}};
+        {&rejected_WithSmall_desc,
+         "enum rejected::Small: a bit bound of 8 is not supported: enums have 32 bits"},
+        {&rejected_WithUnion_desc, "union rejected::Either: unions are not supported"},
+        {&rejected_WithBits_desc, "type rejected::Bits: bit masks are not supported"},
+        {&rejected_WithMutable_desc, "struct rejected::Inner: mutable types are not supported"},
+        {&rejected_WithOptional_desc,
+         "struct rejected::WithOptional, member m: optional members are not supported"},
+        {&rejected_WithId_desc, "struct rejected::WithId, member m: its id is 7, not 0; ids out of "
+                                "sequence are not supported"}};
     for (const auto &[type, problem] : compiled) {
         EXPECT_EQ(assembled(objectsOf(bytesOf(type->type_mapping))).problem(), problem);
     }
-    for (const Record &test : recordsOf("domain/data/refused_types.txt")) {
+    for (const Record &test : recordsOf("domain/data/rejected_types.txt")) {
         EXPECT_EQ(assembled({{}, {{EquivalenceHash{}, fromHex(test.at(0))}}}).problem(),
                   test.at(1));
     }

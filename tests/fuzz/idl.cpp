@@ -1,4 +1,4 @@
-// IDL texts: refused with a place, or made into types that can be written as IDL again and used.
+// IDL texts: rejected with a place, or made into types that can be written as IDL again and used.
 #include "samples.h"
 
 namespace {

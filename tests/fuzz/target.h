@@ -13,7 +13,7 @@
 extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv);
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size);
 extern "C" __attribute__((visibility("default"))) const char *__lsan_default_suppressions();
-// The IDL parser loses a little memory with every text that it refuses; that leak is not ours.
+// The IDL parser loses a little memory with every text that it rejects; that leak is not ours.
 extern "C" const char *__lsan_default_suppressions()
 {
     return "leak:libcycloneddsidl";

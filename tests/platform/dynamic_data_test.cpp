@@ -1,9 +1,9 @@
-// Dynamic data: what paths, values and limits are refused, and what stays the same then.
+// Dynamic data: what paths, values and limits are rejected, and what stays the same then.
 #include "fixture.h"
 
 namespace {
 
-TEST(DynamicData, RefusesPathsByWhatIsWrongWithThem)
+TEST(DynamicData, RejectsPathsByWhatIsWrongWithThem)
 {
     const Sample sample = makeFilled();
     int32_t value = 77;
@@ -28,7 +28,7 @@ TEST(DynamicData, RefusesPathsByWhatIsWrongWithThem)
     EXPECT_EQ(DDS_DynamicData_get_double(sample.get(), "grid[1][2]", &real), DDS_RETCODE_OK);
 }
 
-TEST(DynamicData, RefusesValuesThatTheTypeDoesNotAllow)
+TEST(DynamicData, RejectsValuesThatTheTypeDoesNotAllow)
 {
     const Sample sample = makeFilled();
     const std::vector<uint8_t> before = bytesOf(sample);

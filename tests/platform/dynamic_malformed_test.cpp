@@ -1,4 +1,4 @@
-// Buffers that are not what they should be: refused whole, or read without harm. The samples'
+// Buffers that are not what they should be: rejected whole, or read without harm. The samples'
 // memory ends with their bytes, so that a sanitizer sees every step too far.
 #include <algorithm>
 
@@ -35,8 +35,8 @@ void useUnchecked(const std::vector<uint8_t> &bytes)
     readAll(sample, value);
 }
 
-// Either refused, with the sample as it was, or good as a whole and without what the sender left in
-// the padding: samples that are equal have equal bytes.
+// Either rejected, with the sample as it was, or good as a whole and without what the sender left
+// in the padding: samples that are equal have equal bytes.
 bool useChecked(const Sample &sample, const std::vector<uint8_t> &bytes)
 {
     const std::vector<uint8_t> before = bytesOf(sample);
@@ -58,7 +58,7 @@ bool useChecked(const Sample &sample, const std::vector<uint8_t> &bytes)
     return true;
 }
 
-TEST(Malformed, EveryTruncationIsRefusedAndReadSafely)
+TEST(Malformed, EveryTruncationIsRejectedAndReadSafely)
 {
     const std::vector<uint8_t> whole = bytesOf(makeFilled());
     std::vector<uint8_t> bytes = whole;
@@ -73,21 +73,21 @@ TEST(Malformed, EveryTruncationIsRefusedAndReadSafely)
     }
 }
 
-TEST(Malformed, EveryWordOverwrittenIsRefusedOrHarmless)
+TEST(Malformed, EveryWordOverwrittenIsRejectedOrHarmless)
 {
     const std::vector<uint8_t> good = bytesOf(makeFilled());
     const Sample sample = makeSample(observationType());
-    int refused = 0;
+    int rejected = 0;
     for (size_t at = 0; at + 4 <= good.size(); ++at) {
         for (const uint32_t word : {0U, 1U, 2U, 0x7FFFFFFFU, 0x80000000U, 0xFFFFFFFFU, 0xFFFFFFF0U,
                                     0x20000000U, static_cast<uint32_t>(good.size())}) {
             std::vector<uint8_t> bytes = good;
             std::memcpy(bytes.data() + at, &word, sizeof word);
-            refused += useChecked(sample, bytes) ? 0 : 1;
+            rejected += useChecked(sample, bytes) ? 0 : 1;
             useUnchecked(bytes);
         }
     }
-    EXPECT_GT(refused, 100);
+    EXPECT_GT(rejected, 100);
 }
 
 TEST(Malformed, ErrorsNameTheValueAndThePlace)

@@ -86,8 +86,8 @@ inline std::string getString(const Sample &sample, const char *path)
     return code == DDS_RETCODE_OK ? std::string(text, length) : "error " + std::to_string(code);
 }
 
-// The message that a text is refused with.
-inline std::string refusal(const std::string &idl)
+// The message that a text is rejected with.
+inline std::string rejection(const std::string &idl)
 {
     const Library library(DDS_TypeLibrary_new());
     DDS_ErrorText error{};

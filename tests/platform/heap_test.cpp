@@ -58,7 +58,7 @@ TEST(Heap, GivesZeroedAlignedBlocksThatKeepTheirBytesWhenTheyGrowAndShrink)
     EXPECT_LT(inUse(), usedBefore + 100000) << "what was freed is not given back";
 }
 
-TEST(Heap, RefusesWhatIsNotALiveBlockOfItsOwn)
+TEST(Heap, RejectsWhatIsNotALiveBlockOfItsOwn)
 {
     const Lines lines;
     auto *block = static_cast<char *>(take(64));

@@ -1,8 +1,8 @@
-// Types from IDL: as they are written again, and where and how the rest is refused.
+// Types from IDL: as they are written again, and where and how the rest is rejected.
 #include "fixture.h"
 #include "records.h"
 
-// The parser loses a little memory with every text that it refuses; that leak is not ours.
+// The parser loses a little memory with every text that it rejects; that leak is not ours.
 extern "C" __attribute__((visibility("default"))) const char *__lsan_default_suppressions();
 extern "C" const char *__lsan_default_suppressions()
 {
@@ -31,10 +31,10 @@ TEST(Idl, IsWrittenAndReadBackAsTheSameTypes)
     }
 }
 
-TEST(Idl, IsRefusedByNameLineAndColumnOrChangesNothing)
+TEST(Idl, IsRejectedByNameLineAndColumnOrChangesNothing)
 {
     for (const Record &test : recordsOf("platform/data/idl_texts.txt")) {
-        EXPECT_EQ(refusal(test.at(0)), test.at(1)) << test.at(0);
+        EXPECT_EQ(rejection(test.at(0)), test.at(1)) << test.at(0);
     }
     std::string sequences = "typedef ";
     std::string modules;
@@ -44,12 +44,12 @@ TEST(Idl, IsRefusedByNameLineAndColumnOrChangesNothing)
         modules += "module m{";
         flat += i < 100 ? "module m { struct S" + std::to_string(i) + " { long x; }; };" : "";
     }
-    EXPECT_EQ(refusal(sequences), "x.idl:1:593: nested deeper than 64 levels");
-    EXPECT_EQ(refusal(modules), "x.idl:1:585: nested deeper than 64 levels");
-    EXPECT_EQ(refusal(flat), "accepted");
+    EXPECT_EQ(rejection(sequences), "x.idl:1:593: nested deeper than 64 levels");
+    EXPECT_EQ(rejection(modules), "x.idl:1:585: nested deeper than 64 levels");
+    EXPECT_EQ(rejection(flat), "accepted");
 }
 
-TEST(Idl, KeepsALibraryAsItWasWhenATextIsRefused)
+TEST(Idl, KeepsALibraryAsItWasWhenATextIsRejected)
 {
     const Library library(DDS_TypeLibrary_new());
     DDS_ErrorText error{};
@@ -75,7 +75,7 @@ TEST(Idl, IsReadByManyThreadsAtOnce)
     onThreads(4, [](int t) {
         const std::string name = "T" + std::to_string(t);
         for (int i = 0; i < 50; ++i) {
-            EXPECT_EQ(refusal("struct A { " + name + " x; };"),
+            EXPECT_EQ(rejection("struct A { " + name + " x; };"),
                       "x.idl:1:12: Scoped name '" + name + "' cannot be resolved");
             EXPECT_EQ(typeFromIdl(EVERYTHING_IDL, "weather::Observation"), observationType());
         }

@@ -27,7 +27,7 @@ struct Parts {
     }
 };
 
-TEST(TypeCode, RefusesWhatBreaksARule)
+TEST(TypeCode, RejectsWhatBreaksARule)
 {
     const DDS_TypeCode *plain = Parts().make();
     const DDS_TypeCode *number = primitive(DDS_TK_LONG);

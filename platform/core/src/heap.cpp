@@ -16,30 +16,30 @@ namespace {
 #define UNCHECKED __attribute__((no_sanitize("address"), no_sanitize("thread"), noinline))
 
 struct Header {
-    // Mixed with the block's address, so that a copied header is no header. Destroyed, atomically,
-    // by whoever frees or moves the block: of two threads that free one block only one succeeds.
+    /// Mixed with the block's address, so that a copied header is no header. Destroyed, atomically,
+    /// by whoever frees or moves the block: of two threads that free one block only one succeeds.
     std::atomic<uint64_t> magic;
     size_t size;
     const char *typeName;
     uint32_t tag;
     uint16_t offset;    // of the block from what malloc returned
-    uint16_t alignment; // as asked for, at least DEFAULT_ALIGNMENT
+    uint16_t alignment; // as asked for, at least defaultAlignment
 };
 
-constexpr size_t DEFAULT_ALIGNMENT = 16;
-constexpr size_t MAX_ALIGNMENT = 4096;
-constexpr size_t MAX_SIZE = PTRDIFF_MAX - sizeof(Header) - MAX_ALIGNMENT;
-constexpr uint64_t LIVE = 0x51444448656170ULL;
-constexpr uint64_t DEAD = 0xDEADDEADDEADDEADULL;
+constexpr size_t defaultAlignment = 16;
+constexpr size_t maxAlignment = 4096;
+constexpr size_t maxSize = PTRDIFF_MAX - sizeof(Header) - maxAlignment;
+constexpr uint64_t liveMark = 0x51444448656170ULL;
+constexpr uint64_t deadMark = 0xDEADDEADDEADDEADULL;
 
-static_assert(sizeof(Header) % DEFAULT_ALIGNMENT == 0, "the block behind the header is aligned");
+static_assert(sizeof(Header) % defaultAlignment == 0, "the block behind the header is aligned");
 
 std::atomic<int64_t> liveBlocks{0};
 std::atomic<int64_t> liveBytes{0};
 
 uint64_t magicOf(const void *block)
 {
-    return LIVE ^ (reinterpret_cast<uintptr_t>(block) << 8);
+    return liveMark ^ (reinterpret_cast<uintptr_t>(block) << 8);
 }
 
 void count(int64_t blocks, int64_t bytes)
@@ -53,12 +53,12 @@ Header *headerOf(const void *block)
     return reinterpret_cast<Header *>(reinterpret_cast<uintptr_t>(block) - sizeof(Header));
 }
 
-// The header of a live block, or null for anything else that can be told from one. A block so big
-// that the system took its pages back cannot: touching it again ends the process.
+/// The header of a live block, or null for anything else that can be distinguished from one. A
+/// block so big that the system took its pages back cannot: touching it again ends the process.
 UNCHECKED Header *findHeader(const void *block)
 {
     const uintptr_t address = reinterpret_cast<uintptr_t>(block);
-    if (address % DEFAULT_ALIGNMENT != 0 || address < MAX_ALIGNMENT) {
+    if (address % defaultAlignment != 0 || address < maxAlignment) {
         return nullptr;
     }
     Header *header = headerOf(block);
@@ -81,7 +81,7 @@ void complain(const char *role, const char *what)
 
 void *allocate(size_t size, size_t alignment, uint32_t tag, const char *typeName)
 {
-    const size_t slack = alignment > DEFAULT_ALIGNMENT ? alignment : 0;
+    const size_t slack = alignment > defaultAlignment ? alignment : 0;
     char *raw = static_cast<char *>(std::calloc(1, sizeof(Header) + slack + size));
     if (raw == nullptr) {
         return nullptr;
@@ -103,10 +103,10 @@ void *allocate(size_t size, size_t alignment, uint32_t tag, const char *typeName
 bool kill(Header *header, const void *block)
 {
     uint64_t expected = magicOf(block);
-    return header->magic.compare_exchange_strong(expected, DEAD, std::memory_order_acq_rel);
+    return header->magic.compare_exchange_strong(expected, deadMark, std::memory_order_acq_rel);
 }
 
-// A block of usual alignment grows in place where malloc can do that.
+/// A block of usual alignment grows in place where malloc can do that.
 void *resizeInPlace(void *block, Header *header, size_t size)
 {
     const size_t oldSize = header->size;
@@ -139,7 +139,7 @@ void release(void *block, Header *header)
 
 void *resize(void *block, Header *header, size_t size)
 {
-    if (header->alignment == DEFAULT_ALIGNMENT) {
+    if (header->alignment == defaultAlignment) {
         return resizeInPlace(block, header, size);
     }
     void *copy = allocate(size, header->alignment, header->tag, header->typeName);
@@ -156,10 +156,10 @@ void *QELOsapiHeap_reallocateMemoryInternal(void *block, size_t size, size_t ali
                                             const char *role, uint32_t tag,
                                             const char *typeName) noexcept
 {
-    if (alignment < DEFAULT_ALIGNMENT && (alignment & (alignment - 1)) == 0) {
-        alignment = DEFAULT_ALIGNMENT;
+    if (alignment < defaultAlignment && (alignment & (alignment - 1)) == 0) {
+        alignment = defaultAlignment;
     }
-    if (size > MAX_SIZE || alignment > MAX_ALIGNMENT || (alignment & (alignment - 1)) != 0) {
+    if (size > maxSize || alignment > maxAlignment || (alignment & (alignment - 1)) != 0) {
         return nullptr;
     }
     if (block == nullptr) {

@@ -13,15 +13,15 @@ namespace qddscore {
 
 namespace {
 
-constexpr size_t TAIL = 2; // newline and NUL behind the text
-constexpr size_t MAX_ESCAPE = 4;
+constexpr size_t tailSize = 2; // newline and NUL behind the text
+constexpr size_t maxEscape = 4;
 
 bool isControl(char character)
 {
     return (character >= 0 && character < 0x20) || character == 0x7f;
 }
 
-// Writes the escape of a control character; returns its length.
+/// Writes the escape of a control character; returns its length.
 size_t escape(char character, char *out)
 {
     static const char letters[] = "abtnvfr"; // \a is 7, \r is 13
@@ -34,7 +34,7 @@ size_t escape(char character, char *out)
     out[1] = 'x';
     out[2] = digits[(character >> 4) & 0xf];
     out[3] = digits[character & 0xf];
-    return MAX_ESCAPE;
+    return maxEscape;
 }
 
 } // namespace
@@ -48,10 +48,10 @@ Line::~Line()
 
 bool Line::reserve(size_t length)
 {
-    if (length + TAIL <= capacity_) {
+    if (length + tailSize <= capacity_) {
         return true;
     }
-    const size_t wanted = length + TAIL;
+    const size_t wanted = length + tailSize;
     char *bigger = static_cast<char *>(std::malloc(wanted));
     if (bigger == nullptr) {
         return false;
@@ -68,7 +68,7 @@ bool Line::reserve(size_t length)
 void Line::append(const char *text, size_t length)
 {
     if (!reserve(length_ + length)) {
-        length = capacity_ - TAIL - length_;
+        length = capacity_ - tailSize - length_;
     }
     std::memcpy(data_ + length_, text, length);
     length_ += length;
@@ -92,13 +92,13 @@ void Line::appendFormatted(const char *format, va_list arguments)
     if (needed < 0) {
         data_[length_] = '\0';
         append("(message that cannot be printed)");
-    } else if (length_ + static_cast<size_t>(needed) + TAIL <= capacity_) {
+    } else if (length_ + static_cast<size_t>(needed) + tailSize <= capacity_) {
         length_ += static_cast<size_t>(needed);
     } else if (reserve(length_ + static_cast<size_t>(needed))) {
         std::vsnprintf(data_ + length_, capacity_ - length_, format, again);
         length_ += static_cast<size_t>(needed);
     } else {
-        length_ = capacity_ - TAIL;
+        length_ = capacity_ - tailSize;
         data_[length_] = '\0';
     }
     va_end(again);
@@ -116,7 +116,7 @@ void Line::escapeControls()
     if (controls == 0) {
         return;
     }
-    const bool room = reserve(length_ + controls * (MAX_ESCAPE - 1));
+    const bool room = reserve(length_ + controls * (maxEscape - 1));
     if (!room) {
         for (size_t i = 0; i < length_; ++i) {
             data_[i] = isControl(data_[i]) ? ' ' : data_[i];
@@ -125,10 +125,10 @@ void Line::escapeControls()
     }
     // Backwards from the end of the room, so that nothing unread is overwritten; then the text is
     // moved to the front.
-    const size_t end = length_ + controls * (MAX_ESCAPE - 1);
+    const size_t end = length_ + controls * (maxEscape - 1);
     size_t to = end;
     for (size_t from = length_; from-- > 0;) {
-        char text[MAX_ESCAPE] = {data_[from]};
+        char text[maxEscape] = {data_[from]};
         const size_t width = isControl(data_[from]) ? escape(data_[from], text) : 1;
         to -= width;
         std::memcpy(data_ + to, text, width);
@@ -148,7 +148,7 @@ void Line::writeTo(int fd)
     while (left > 0) {
         const ssize_t written = write(fd, next, left);
         if (written < 0 && errno != EINTR) {
-            break; // nobody is there to be told
+            break; // there is nobody to report it to
         }
         if (written > 0) {
             next += written;

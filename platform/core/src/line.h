@@ -17,16 +17,16 @@ public:
 
     void append(const char *text);
 
-    // Appends what printf would print, without a final newline. A null format and one that cannot
-    // be printed leave a remark instead.
+    /// Appends what printf would print, without a final newline. A null format and one that cannot
+    /// be printed leave a remark instead.
     void appendFormatted(const char *format, va_list arguments)
         __attribute__((format(printf, 2, 0)));
 
-    // Replaces every control character by its C escape.
+    /// Replaces every control character by its C escape.
     void escapeControls();
 
-    // Writes the line and a newline. One system call, unless the system takes only a part of it;
-    // threads wait for each other, so that the parts of a line stay together.
+    /// Writes the line and a newline. One system call, unless the system takes only a part of it;
+    /// threads wait for each other, so that the parts of a line stay together.
     void writeTo(int fd);
 
     const char *text() const
@@ -39,15 +39,15 @@ public:
     }
 
 private:
-    // Makes room for `length` bytes, a newline and a NUL; false when memory is short.
+    /// Makes room for `length` bytes, a newline and a NUL; false when memory is short.
     bool reserve(size_t length);
     void append(const char *text, size_t length);
 
-    static constexpr size_t INLINE_SIZE = 1024;
+    static constexpr size_t inlineSize = 1024;
 
-    char inline_[INLINE_SIZE] = "";
+    char inline_[inlineSize] = "";
     char *data_ = inline_;
-    size_t capacity_ = INLINE_SIZE;
+    size_t capacity_ = inlineSize;
     size_t length_ = 0;
 };
 

@@ -19,13 +19,13 @@ void (*QELLog_setLogLevel)(uint32_t level) = nullptr;
 
 namespace {
 
-// Readers are threads inside the sink, the writer is the one that replaces it. It goes first, so
-// that threads that log all the time cannot keep it waiting; no reader locks twice.
+/// Readers are threads inside the sink, the writer is the one that replaces it. It goes first, so
+/// that threads that log all the time cannot keep it waiting; no reader locks twice.
 pthread_rwlock_t sinkLock = PTHREAD_RWLOCK_WRITER_NONRECURSIVE_INITIALIZER_NP;
 QELLogSink theSink = nullptr;
 void *theSinkData = nullptr;
 
-// A sink that logs gets its line to standard error: no recursion, no second lock.
+/// A sink that logs gets its line to standard error: no recursion, no second lock.
 thread_local bool insideSink = false;
 
 void handOver(qddscore::Line &line)

@@ -19,7 +19,7 @@ namespace {
 
 QELOsapiThreadTssFactory theFactory{};
 
-// Key numbers start at 1, so a zeroed record holds no key.
+/// Key numbers start at 1, so a zeroed record holds no key.
 const pthread_key_t *findKey(uint32_t key)
 {
     const uint32_t count = theFactory.count.load(std::memory_order_acquire);

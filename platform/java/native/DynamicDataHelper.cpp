@@ -9,9 +9,9 @@ using namespace qddsjava;
 
 namespace {
 
-// Results below 0; DynamicDataHelper.java has the same numbers.
-constexpr jint OTHER_TYPE = -1;
-constexpr jint NO_ROOM = -2;
+/// Results below 0; DynamicDataHelper.java has the same numbers.
+constexpr jint otherType = -1;
+constexpr jint noRoom = -2;
 
 bool isOfType(const DDS_DynamicData *data, jlong resolvedType)
 {
@@ -25,11 +25,11 @@ QDDS_NATIVE(jint, Java_com_qel_dds_dynamicdata_DynamicDataHelper_push, jlong tar
 {
     auto *data = pointer<DDS_DynamicData>(target);
     if (!isOfType(data, type)) {
-        return OTHER_TYPE;
+        return otherType;
     }
     uint8_t *place = DDS_DynamicData_loan_cdr(data, static_cast<size_t>(size));
     if (place == nullptr) {
-        return NO_ROOM;
+        return noRoom;
     }
     env->GetByteArrayRegion(bytes, 0, size, reinterpret_cast<jbyte *>(place));
     return 0;
@@ -40,7 +40,7 @@ QDDS_NATIVE(jint, Java_com_qel_dds_dynamicdata_DynamicDataHelper_pull, jlong sou
 {
     const auto *data = pointer<const DDS_DynamicData>(source);
     if (!isOfType(data, type)) {
-        return OTHER_TYPE;
+        return otherType;
     }
     size_t length = 0;
     const uint8_t *place = DDS_DynamicData_get_cdr(data, &length);

@@ -24,9 +24,9 @@ int openForLock(const char *path, bool create)
 
 } // namespace
 
-// The descriptor, or a negative error number: EAGAIN when another descriptor has the lock. What is
-// no regular file, or lies where there are no locks, is opened and not locked. `path` ends with
-// NUL.
+/// The descriptor, or a negative error number: EAGAIN when another descriptor has the lock. What is
+/// no regular file, or lies where there are no locks, is opened and not locked. `path` ends with
+/// NUL.
 QDDS_NATIVE(jint, Java_com_qel_dds_internal_OsLock_lock, jbyteArray path, jboolean create)
 {
     jbyte name[PATH_MAX];

@@ -33,7 +33,7 @@ QDDS_NATIVE(jlong, Java_com_qel_dds_subscription_SampleInfoHelper_addressOf, job
 extern "C" JNIEXPORT jintArray JNICALL
 Java_com_qel_dds_subscription_SampleInfoHelper_layout(JNIEnv *env, jclass self);
 
-// Offsets in the order in which the Java class lists them.
+/// Offsets in the order in which the Java class lists them.
 extern "C" JNIEXPORT jintArray JNICALL
 Java_com_qel_dds_subscription_SampleInfoHelper_layout(JNIEnv *env, jclass /*self*/)
 {

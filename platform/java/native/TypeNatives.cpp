@@ -18,7 +18,7 @@ const DDS_TypeCode *typeAt(jlong address)
     return pointer<const DDS_TypeCode>(address);
 }
 
-// Null for null, and when memory is short: then an exception is pending.
+/// Null for null, and when memory is short: then an exception is pending.
 jbyteArray toBytes(JNIEnv *env, const char *text)
 {
     if (text == nullptr) {
@@ -32,7 +32,7 @@ jbyteArray toBytes(JNIEnv *env, const char *text)
     return bytes;
 }
 
-// A text that Java passed with its NUL. Owns a copy; null for null, and when memory is short.
+/// A text that Java passed with its NUL. Owns a copy; null for null, and when memory is short.
 class Text {
 public:
     Text(JNIEnv *env, jbyteArray bytes)
@@ -72,7 +72,7 @@ const DDS_TypeCode *findLastStruct(const DDS_TypeLibrary *library)
     return nullptr;
 }
 
-// The type wanted, or null with the reason in `error`.
+/// The type wanted, or null with the reason in `error`.
 const DDS_TypeCode *parse(DDS_TypeLibrary *library, const char *source, bool isFile,
                           const char *wanted, DDS_ErrorText &error)
 {
@@ -126,7 +126,7 @@ QDDS_NATIVE(jboolean, Java_com_qel_dds_typecode_TypeNatives_isKeyed, jlong type)
     return DDS_TypeCode_is_keyed(typeAt(type)) != 0 ? JNI_TRUE : JNI_FALSE;
 }
 
-// No sample can reach a bound that an int cannot hold.
+/// No sample can reach a bound that an int cannot hold.
 QDDS_NATIVE(jint, Java_com_qel_dds_typecode_TypeNatives_bound, jlong type)
 {
     constexpr uint32_t most = std::numeric_limits<jint>::max();

@@ -27,7 +27,7 @@ final class CdrCheck {
         CdrCheck check = new CdrCheck(root, bytes, bytes.length, false);
         check.value(root);
         if (bytes.length - check.at > MAX_TRAILER) {
-            throw check.refuse("the sample ends here");
+            throw check.reject("the sample ends here");
         }
         return (int) check.at;
     }
@@ -37,7 +37,7 @@ final class CdrCheck {
         new CdrCheck(root, bytes, size, true).value(root);
     }
 
-    private TypeException refuse(String problem) {
+    private TypeException reject(String problem) {
         return new TypeException(root.type + ": " + problem + " (byte " + at + " of " + size + ")");
     }
 
@@ -49,7 +49,7 @@ final class CdrCheck {
         case SEQUENCE:
             int count = count();
             if (layout.bound != 0 && count > layout.bound) {
-                throw refuse("a sequence of " + count + " is longer than its bound "
+                throw reject("a sequence of " + count + " is longer than its bound "
                         + layout.bound);
             }
             elements(layout.element, count);
@@ -71,7 +71,7 @@ final class CdrCheck {
     private void align(int alignment) {
         long next = TypeLayout.align(at, alignment);
         if (next > size) {
-            throw refuse("the sample ends early");
+            throw reject("the sample ends early");
         }
         if (clears) {
             Arrays.fill(bytes, (int) at, (int) next, (byte) 0);
@@ -81,7 +81,7 @@ final class CdrCheck {
 
     private void require(long length) {
         if (length > size - at) {
-            throw refuse("the sample ends early");
+            throw reject("the sample ends early");
         }
     }
 
@@ -90,7 +90,7 @@ final class CdrCheck {
         require(4);
         int count = (int) Cdr.INT.get(bytes, (int) at);
         if (count < 0) {
-            throw refuse("the sample ends early");
+            throw reject("the sample ends early");
         }
         at += 4;
         return count;
@@ -100,15 +100,15 @@ final class CdrCheck {
         int length = count();
         require(length);
         if (length == 0 || bytes[(int) at + length - 1] != 0) {
-            throw refuse("a string does not end in NUL");
+            throw reject("a string does not end in NUL");
         }
         for (int i = 0; i < length - 1; i++) {
             if (bytes[(int) at + i] == 0) {
-                throw refuse("a string holds a NUL");
+                throw reject("a string holds a NUL");
             }
         }
         if (layout.bound != 0 && length - 1 > layout.bound) {
-            throw refuse("a string of " + (length - 1) + " is longer than its bound "
+            throw reject("a string of " + (length - 1) + " is longer than its bound "
                     + layout.bound);
         }
         at += length;
@@ -116,7 +116,7 @@ final class CdrCheck {
 
     private void elements(TypeLayout element, int count) {
         if (count > (size - at) / element.minimum) {
-            throw refuse("the sample ends early");
+            throw reject("the sample ends early");
         }
         if (element.isScalar()) {
             if (count > 0) {
@@ -135,13 +135,13 @@ final class CdrCheck {
         long end = at + (long) count * layout.scalarSize;
         for (; layout.kind == Kind.BOOLEAN && at < end; at++) {
             if ((bytes[(int) at] & 0xFF) > 1) {
-                throw refuse("a boolean is neither 0 nor 1");
+                throw reject("a boolean is neither 0 nor 1");
             }
         }
         for (; layout.kind == Kind.ENUM && at < end; at += 4) {
             int value = (int) Cdr.INT.get(bytes, (int) at);
             if (Arrays.binarySearch(layout.enumValues, value) < 0) {
-                throw refuse(value + " is no enumerator of " + layout.type);
+                throw reject(value + " is no enumerator of " + layout.type);
             }
         }
         at = end;

@@ -43,7 +43,7 @@ final class SampleBuffer {
     private Cursor[] cursors = NONE;
     /** Element counts of the sequences on the path walked last, by its steps. */
     private int[] counts = new int[CURSORS];
-    private Relay relay;
+    private Relocation relocation;
 
     /** Remembers where an element starts. */
     private static final class Cursor {
@@ -118,7 +118,7 @@ final class SampleBuffer {
         if (bytes.length > least) {
             bytes = Arrays.copyOf(bytes, least);
         }
-        relay = null;
+        relocation = null;
     }
 
     private byte[] allocate(int length) {
@@ -306,10 +306,10 @@ final class SampleBuffer {
             reserve(whole(newEnd));
             size = (int) newEnd;
         } else {
-            if (relay == null) {
-                relay = new Relay(this);
+            if (relocation == null) {
+                relocation = new Relocation(this);
             }
-            relay.run(path, (int) oldEnd, (int) newEnd);
+            relocation.run(path, (int) oldEnd, (int) newEnd);
         }
         known = Math.min(known, path.run);
         for (Cursor cursor : cursors) {

@@ -69,8 +69,8 @@ final class TypeLayout {
     private TypeLayout(TypeCode type) {
         this.type = type;
         kind = type.kind();
-        scalarSize = scalarSize(kind);
-        integerBits = integerBits(kind);
+        scalarSize = kind.size();
+        integerBits = kind.integerBits();
         bound = type.bound();
         dimensions = type.dimensions();
         element = type.content() != null ? of(type.content()) : null;
@@ -134,47 +134,6 @@ final class TypeLayout {
             throw new TypeException(type + " is no struct, so it cannot be the type of samples");
         }
         return layout;
-    }
-
-    static int scalarSize(Kind kind) {
-        switch (kind) {
-        case BOOLEAN:
-        case CHAR:
-        case OCTET:
-        case INT8:
-            return 1;
-        case SHORT:
-        case USHORT:
-            return 2;
-        case LONGLONG:
-        case ULONGLONG:
-        case DOUBLE:
-            return 8;
-        case STRUCT:
-        case ARRAY:
-        case ALIAS:
-            return 0;
-        default:
-            return 4;
-        }
-    }
-
-    private static int integerBits(Kind kind) {
-        switch (kind) {
-        case BOOLEAN:
-        case CHAR:
-        case FLOAT:
-        case DOUBLE:
-        case STRING:
-        case SEQUENCE:
-            return 0;
-        case OCTET:
-        case USHORT:
-        case ULONG:
-            return 8 * scalarSize(kind) + 1;
-        default:
-            return 8 * scalarSize(kind);
-        }
     }
 
     /** Least value of an integer kind. */

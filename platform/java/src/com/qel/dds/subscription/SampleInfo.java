@@ -30,7 +30,7 @@ public final class SampleInfo {
     public int view_state;
     /** Whether the instance lives. */
     public int instance_state;
-    /** False when the sample only tells of a change of state: then no more than its key counts. */
+    /** False when the sample only reports a change of state: then no more than its key counts. */
     public boolean valid_data;
     /** When the sample was written; never null. */
     public final Time_t source_timestamp = new Time_t();

@@ -10,7 +10,7 @@ import java.util.Map;
  * A type. Immutable; any thread.
  *
  * <p>Native and Java code know the same type by one native address: equal types are one object here
- * as there, {@code ==} tells whether two types are the same, and neither is ever freed. Names are
+ * as there, {@code ==} says whether two types are the same, and neither is ever freed. Names are
  * scoped with "::".
  */
 public final class TypeCode {

@@ -1,0 +1,218 @@
+// Messages made of samples and keys, checked ones or such as come from outside. The engine's
+// receiving threads and writers' threads are in here; nothing is locked but what Arrivals locks.
+#include "sertype_internal.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "engine_log.h"
+#include "keyed_hash.h"
+
+namespace qddsdomain {
+
+namespace {
+constexpr std::array<uint8_t, encapsulationSize> plainHeader = {0, 1, 0, 0};
+/// Fast DDS 2.9 takes a key's payload for the hash of its instance, unless it is longer than a
+/// hash; then it takes the hash.
+constexpr size_t shortestKey = encapsulationSize + sizeof(KeyHash);
+constexpr size_t largestMessage = std::numeric_limits<int32_t>::max();
+
+/// What a new message is made of. With `plain` the payload is the plain header and those bytes.
+struct Parts {
+    const Bytes *payload;
+    const uint8_t *plain;
+    size_t plainLength;
+    const uint8_t *key;
+    size_t keyLength;
+    KeyHash hash;
+    const DDS_TypeCode *keyType;
+};
+
+/// Over the key and not over its MD5, as keys of one MD5 can be made. Where there is no key, there
+/// is one instance.
+uint32_t hashOf(const Parts &parts)
+{
+    return parts.keyType == nullptr ? 0
+                                    : static_cast<uint32_t>(keyedHash(parts.key, parts.keyLength));
+}
+
+/// The length of the padding goes into the header, where receivers look for it (XTypes 1.3,
+/// 7.6.3.1.2).
+void fill(Serdata &message, const Parts &parts, size_t used)
+{
+    uint8_t *to = message.payload();
+    if (parts.payload != nullptr) {
+        std::memcpy(to, parts.payload->data(), used);
+    } else {
+        std::memcpy(to, plainHeader.data(), plainHeader.size());
+        if (parts.plainLength > 0) {
+            std::memcpy(to + encapsulationSize, parts.plain, parts.plainLength);
+        }
+    }
+    const size_t padding = message.payloadSize - used;
+    std::memset(to + used, 0, padding);
+    to[3] = static_cast<uint8_t>(to[3] | (padding & 3));
+    if (parts.keyLength > 0) {
+        std::memcpy(to + message.payloadSize, parts.key, parts.keyLength);
+    }
+}
+
+Serdata *create(const ddsi_sertype *type, ddsi_serdata_kind kind, const Parts &parts)
+{
+    const size_t used =
+        parts.payload != nullptr ? parts.payload->size() : encapsulationSize + parts.plainLength;
+    size_t padded = (used + 3) & ~size_t{3};
+    if (kind == SDK_KEY && parts.payload == nullptr && parts.keyType != nullptr) {
+        padded = std::max(padded, shortestKey);
+    }
+    if (padded > largestMessage || parts.keyLength > largestMessage) {
+        return nullptr;
+    }
+    void *memory = std::malloc(sizeof(Serdata) + padded + parts.keyLength);
+    if (memory == nullptr) {
+        return nullptr;
+    }
+    auto *message = new (memory) Serdata;
+    ddsi_serdata_init(message, type, kind);
+    message->payloadSize = static_cast<uint32_t>(padded);
+    message->plainSize = static_cast<uint32_t>(parts.plainLength);
+    message->keySize = static_cast<uint32_t>(parts.keyLength);
+    message->identity = parts.hash;
+    message->keyType = parts.keyType;
+    message->hash = type->serdata_basehash ^ hashOf(parts);
+    fill(*message, parts, used);
+    return message;
+}
+
+/// A message from a checked sample in plain form.
+Serdata *fromPlain(const Sertype &type, const uint8_t *plain, size_t length)
+{
+    Scratch &buffers = scratch();
+    Parts parts{nullptr, plain, length, nullptr, 0, KeyHash{}, type.wire->keyType()};
+    if (parts.keyType != nullptr) {
+        if (!type.wire->keyOf(plain, length, buffers.key)) {
+            return nullptr;
+        }
+        parts.key = buffers.key.data();
+        parts.keyLength = buffers.key.size();
+        parts.hash = type.wire->keyHash(buffers.key, type.representation);
+    }
+    if (type.representation != Representation::xcdr1) {
+        if (!type.wire->encode(plain, length, type.representation, buffers.payload)) {
+            return nullptr;
+        }
+        parts.payload = &buffers.payload;
+        parts.plain = nullptr;
+        parts.plainLength = 0;
+    }
+    return create(&type, SDK_DATA, parts);
+}
+
+ddsi_serdata *stamped(Serdata *message, const Stamp &stamp)
+{
+    if (message != nullptr) {
+        message->timestamp.v = stamp.sourceTime;
+        message->statusinfo = (stamp.dispose ? NN_STATUSINFO_DISPOSE : 0U) |
+                              (stamp.unregister ? NN_STATUSINFO_UNREGISTER : 0U);
+    }
+    return message;
+}
+
+} // namespace
+
+Scratch &scratch()
+{
+    thread_local Scratch buffers;
+    return buffers;
+}
+
+Serdata *fromKey(const Sertype &type, const Bytes &key)
+{
+    const DDS_TypeCode *keyType = type.wire->keyType();
+    Parts parts{nullptr, key.data(), key.size(), key.data(), key.size(), KeyHash{}, keyType};
+    if (keyType != nullptr) {
+        parts.hash = type.wire->keyHash(key, type.representation);
+    }
+    if (type.representation != Representation::xcdr1 && keyType != nullptr) {
+        Bytes &payload = scratch().payload;
+        if (!type.wire->encodeKey(key, type.representation, payload)) {
+            return nullptr;
+        }
+        parts.payload = &payload;
+        parts.plain = nullptr;
+        parts.plainLength = 0;
+    }
+    return create(&type, SDK_KEY, parts);
+}
+
+Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *payload, size_t size)
+{
+    if (type.arrivals->isClosed()) {
+        type.arrivals->countLate();
+        dropNextEngineLine();
+        return nullptr;
+    }
+    Scratch &buffers = scratch();
+    DDS_ErrorText error{};
+    Serdata *message = nullptr;
+    if (kind == SDK_DATA) {
+        if (type.wire->decode(payload, size, buffers.plain, &error)) {
+            message = fromPlain(type, buffers.plain.data(), buffers.plain.size());
+        }
+    } else if (type.wire->keyType() == nullptr) {
+        buffers.key.clear();
+        message = fromKey(type, buffers.key);
+    } else if (type.wire->decodeKey(payload, size, buffers.key, &error)) {
+        message = fromKey(type, buffers.key);
+    }
+    if (message == nullptr) {
+        dropNextEngineLine();
+        type.arrivals->reject(error.text[0] != '\0' ? error.text : "no memory for a message");
+    } else if (message->keyType != nullptr && !type.wire->hashIsKey(type.representation)) {
+        type.arrivals->remember(message->identity, buffers.key);
+    }
+    return message;
+}
+
+Serdata *keyAlone(const Serdata &from)
+{
+    const Parts parts{nullptr,      from.key(),    from.keySize, from.key(),
+                      from.keySize, from.identity, from.keyType};
+    return create(from.type, SDK_KEY, parts);
+}
+
+ddsi_serdata *makeSample(const ddsi_sertype *type, const uint8_t *plain, size_t length,
+                         const Stamp &stamp)
+{
+    return stamped(fromPlain(own(type), plain, length), stamp);
+}
+
+ddsi_serdata *makeKeySample(const ddsi_sertype *type, const uint8_t *plain, size_t length,
+                            const Stamp &stamp)
+{
+    Bytes &key = scratch().key;
+    if (!own(type).wire->keyOf(plain, length, key)) {
+        return nullptr;
+    }
+    return stamped(fromKey(own(type), key), stamp);
+}
+
+Message look(const ddsi_serdata *message)
+{
+    const Serdata &from = own(message);
+    return {from.payload() + encapsulationSize, from.plainSize, from.key(), from.keySize,
+            from.keyType != nullptr ? &from.identity : nullptr};
+}
+
+void retain(const ddsi_serdata *message)
+{
+    (void)ddsi_serdata_ref(message);
+}
+
+void release(ddsi_serdata *message)
+{
+    ddsi_serdata_unref(message);
+}
+
+} // namespace qddsdomain

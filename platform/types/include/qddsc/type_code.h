@@ -1,0 +1,195 @@
+/* Type codes: immutable descriptions of data types, interned for the life of the process. Two
+ * structurally equal types (names, members, keys, bounds, extensibility) are one object, so a
+ * pointer is an identity and is never freed. Any thread may call; interning takes an inner lock. */
+#ifndef QDDSC_TYPE_CODE_H
+#define QDDSC_TYPE_CODE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#include "qddsc/common.h"
+#include "qddsc/kind.h"
+
+QDDSC_BEGIN
+
+/** How a struct may evolve. On the wire (XCDR1) both are plain CDR. */
+typedef enum DDS_ExtensibilityKind {
+    DDS_EXTENSIBILITY_FINAL = 0,
+    DDS_EXTENSIBILITY_APPENDABLE = 1
+} DDS_ExtensibilityKind;
+
+typedef struct DDS_TypeCode DDS_TypeCode;
+
+/** A member of a struct to be made. Strings are copied. */
+struct DDS_StructMember {
+    const char *name;
+    const DDS_TypeCode *type;
+    /** 1 when the member is part of the key. */
+    int32_t isKey;
+};
+
+/** An enumerator of an enum to be made. */
+struct DDS_EnumMember {
+    const char *name;
+    int32_t value;
+};
+
+/* Making types. All return the interned type, or null with `error` (may be null) filled. Types nest
+ * at most 64 levels deep, and a default sample must stay below 2 GiB. Default values are 0, "", the
+ * first enumerator, no elements. */
+
+/** A primitive type (DDS_TK_BOOLEAN to DDS_TK_DOUBLE). */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_get_primitive(DDS_TCKind kind) QDDSC_NOEXCEPT;
+
+/** A string of at most `bound` bytes without its NUL; 0 is unbounded. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_string(uint32_t bound, struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** A sequence of at most `bound` elements; 0 is unbounded. An array as element needs a name: pass
+ * an alias of it. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_sequence(const DDS_TypeCode *element, uint32_t bound,
+                             struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** An array; `dimensions` are outermost first, each at least 1. Its element is no array either, but
+ * may be an alias of one. */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_array(const DDS_TypeCode *element,
+                                                        const uint32_t *dimensions,
+                                                        uint32_t dimensionCount,
+                                                        struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** A second name for a type (IDL typedef). Names are scoped with "::" everywhere here. */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_alias(const char *name,
+                                                        const DDS_TypeCode *target,
+                                                        struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** An enumeration of at least one enumerator, with distinct names and values. (Negative values are
+ * for types of other systems: IDL cannot express them here.) */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_create_enum(const char *name,
+                                                       const struct DDS_EnumMember *members,
+                                                       uint32_t count,
+                                                       struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** A struct of at least one member, its base's included, with distinct names. `base` may be null or
+ * a struct of the same extensibility; its members come first. Only a struct without a base may
+ * declare keys. A key member may be of any type that holds no sequence; of a struct that has keys
+ * itself only these count. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_struct(const char *name, const DDS_TypeCode *base,
+                           DDS_ExtensibilityKind extensibility,
+                           const struct DDS_StructMember *members, uint32_t count,
+                           struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** The same struct as IDL declares it with @nested: not meant for a topic of its own. Samples do
+ * not show it, but peers compare it, so the two are different types. An alias is taken off. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_nested(const DDS_TypeCode *structure,
+                           struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/* Looking at types. `self` must not be null; what a function does not apply to gives null or 0. */
+
+QDDSC_API DDS_TCKind DDS_TypeCode_get_kind(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+/** Scoped name of a struct, enum or alias; null for other kinds. */
+QDDSC_API const char *DDS_TypeCode_get_name(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+/** The type with all aliases taken off (its members may still be aliases). */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_resolve(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+/** Base of a struct, or null. */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_get_base(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+QDDSC_API DDS_ExtensibilityKind DDS_TypeCode_get_extensibility(const DDS_TypeCode *self)
+    QDDSC_NOEXCEPT;
+/** Target of an alias, element of a sequence or array. */
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_get_content(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+/** Bound of a string or sequence, 0 when unbounded. */
+QDDSC_API uint32_t DDS_TypeCode_get_bound(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+QDDSC_API uint32_t DDS_TypeCode_get_dimension_count(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+QDDSC_API uint32_t DDS_TypeCode_get_dimension(const DDS_TypeCode *self,
+                                              uint32_t index) QDDSC_NOEXCEPT;
+/** Members of a struct, those of its base first; enumerators of an enum. */
+QDDSC_API uint32_t DDS_TypeCode_get_member_count(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+QDDSC_API const char *DDS_TypeCode_get_member_name(const DDS_TypeCode *self,
+                                                   uint32_t index) QDDSC_NOEXCEPT;
+QDDSC_API const DDS_TypeCode *DDS_TypeCode_get_member_type(const DDS_TypeCode *self,
+                                                           uint32_t index) QDDSC_NOEXCEPT;
+QDDSC_API int32_t DDS_TypeCode_is_member_key(const DDS_TypeCode *self,
+                                             uint32_t index) QDDSC_NOEXCEPT;
+/** Value of an enumerator. */
+QDDSC_API int32_t DDS_TypeCode_get_member_value(const DDS_TypeCode *self,
+                                                uint32_t index) QDDSC_NOEXCEPT;
+/** 1 when the type is an appendable struct, or there is one anywhere in it. */
+QDDSC_API int32_t DDS_TypeCode_holds_appendable(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+/** 1 when the struct is declared @nested. */
+QDDSC_API int32_t DDS_TypeCode_is_nested(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+/** 1 when the struct or its base has a key member. */
+QDDSC_API int32_t DDS_TypeCode_is_keyed(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+
+/**
+ * Writes the type and every named type it uses as IDL that DDS_TypeLibrary_add_idl_text accepts and
+ * turns into the same type. That holds for every type that came from IDL; one made by hand may have
+ * names that IDL does not allow together (a module and a type, enumerators of two enums in one
+ * module) or negative enumerators.
+ *
+ * @return a string owned by the caller (DDS_String_free), or null when memory is short.
+ */
+QDDSC_API char *DDS_TypeCode_to_idl(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+
+/**
+ * Says in what two structs (or other types) differ: the first difference, with the path to it, for
+ * people: "weather::Observation.position.lat: double here, float there". Aliases are seen through.
+ * Differences that change samples come before those that do not (names of types, a base, @nested,
+ * the order of enumerators, char against int8).
+ *
+ * @param mine   "here" in the text.
+ * @param theirs "there" in the text.
+ * @param text   filled on 1 only; may be null.
+ * @return 0 when there is no difference, else 1; 1 with a text that says so when memory is short.
+ */
+QDDSC_API int32_t DDS_TypeCode_explain_difference(const DDS_TypeCode *mine,
+                                                  const DDS_TypeCode *theirs,
+                                                  struct DDS_ErrorText *text) QDDSC_NOEXCEPT;
+
+/** A set of named types read from IDL. Not to be used by two threads at once. */
+typedef struct DDS_TypeLibrary DDS_TypeLibrary;
+
+/** An empty library, owned by the caller (DDS_TypeLibrary_delete); null when memory is short. */
+QDDSC_API DDS_TypeLibrary *DDS_TypeLibrary_new(void) QDDSC_NOEXCEPT;
+/** Forgets the names; the types themselves live on. Null does nothing. */
+QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
+
+/**
+ * Adds every struct, enum and typedef of an IDL text.
+ *
+ * A text stands for itself: it cannot use names of texts added before, but may repeat their
+ * definitions, as a name that the library already has must mean the same type. On failure nothing
+ * of the text is added.
+ *
+ * There is no preprocessor: a line that starts with '#' is an error that says so. A struct without
+ * an annotation of its extensibility is final. @key, @final, @appendable, @nested,
+ * @default_nested and @value are carried; @topic and @unit change nothing; other annotations are
+ * accepted where they ask for what is so anyway (@id with the number the member has,
+ * @optional(FALSE),
+ * @bit_bound(32), @default_literal on the first enumerator) and rejected where they do not, as is
+ * any annotation that nobody knows.
+ *
+ * @param text       NUL-terminated.
+ * @param sourceName stands before line and column in errors ("weather.idl:3:9: ...").
+ * @return 1, or 0 with `error` (may be null) filled.
+ */
+QDDSC_API int32_t DDS_TypeLibrary_add_idl_text(DDS_TypeLibrary *self, const char *text,
+                                               const char *sourceName,
+                                               struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** The same from a file; its path is the source name. */
+QDDSC_API int32_t DDS_TypeLibrary_add_idl_file(DDS_TypeLibrary *self, const char *path,
+                                               struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/** The type of that scoped name ("weather::Observation"), or null. */
+QDDSC_API const DDS_TypeCode *DDS_TypeLibrary_find(const DDS_TypeLibrary *self,
+                                                   const char *name) QDDSC_NOEXCEPT;
+/** Number of named types, and each of them in the order of their declaration. */
+QDDSC_API uint32_t DDS_TypeLibrary_get_count(const DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
+QDDSC_API const DDS_TypeCode *DDS_TypeLibrary_get_at(const DDS_TypeLibrary *self,
+                                                     uint32_t index) QDDSC_NOEXCEPT;
+
+QDDSC_END
+
+#endif

@@ -1,0 +1,279 @@
+// Walks the parser's tree and makes a type code of every definition. Errors name source, line and
+// column; the first one ends the walk.
+#include "idl_reader.h"
+
+#include <limits>
+#include <memory>
+#include <string>
+#include <unordered_map>
+
+#include "idl_source.h"
+#include "idl_tree.h"
+
+namespace qddsc {
+
+namespace {
+
+struct TreeDeleter {
+    void operator()(QIdlTree *tree) const
+    {
+        qidl_free(tree);
+    }
+};
+
+class Reader {
+public:
+    Reader(const IdlSource &source, std::vector<const DDS_TypeCode *> &types, DDS_ErrorText *error)
+        : source_(source), types_(types), error_(error)
+    {
+    }
+
+    /// Reads a list of definitions inside the modules of `scope` ("a::b::").
+    bool readDefinitions(QIdlNode node, const std::string &scope)
+    {
+        for (; node != nullptr; node = qidl_next(node)) {
+            if (!checkAnnotations(node, 0) || !readDefinition(node, scope)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+private:
+    bool fail(QIdlNode node, const char *what)
+    {
+        uint32_t line = 0;
+        uint32_t column = 0;
+        qidl_location(node, &line, &column);
+        source_.explain(error_, line, column, what);
+        return false;
+    }
+
+    /// Remembers a named type, or says why it could not be made.
+    bool add(QIdlNode node, const DDS_TypeCode *type, const DDS_ErrorText &why)
+    {
+        if (type == nullptr) {
+            return fail(node, why.text);
+        }
+        byNode_[node] = type;
+        types_.push_back(type);
+        return true;
+    }
+
+    bool checkAnnotations(QIdlNode node, uint32_t position)
+    {
+        for (QIdlNode annotation = qidl_first_annotation(node); annotation != nullptr;
+             annotation = qidl_next(annotation)) {
+            if (qidl_is_carried(node, annotation, position) == 0) {
+                const std::string name = qidl_name(annotation);
+                return fail(annotation, ("@" + name + " as used here is not supported").c_str());
+            }
+        }
+        return true;
+    }
+
+    bool readDefinition(QIdlNode node, const std::string &scope)
+    {
+        switch (qidl_kind(node)) {
+        case QIDL_MODULE:
+            return readDefinitions(qidl_first(node), scope + qidl_name(node) + "::");
+        case QIDL_STRUCT:
+            return readStruct(node, scope);
+        case QIDL_ENUM:
+            return readEnum(node, scope);
+        case QIDL_TYPEDEF:
+            return readTypedef(node, scope);
+        case QIDL_CONST:
+        case QIDL_FORWARD:
+            return true;
+        default:
+            return failUnsupported(node);
+        }
+    }
+
+    bool failUnsupported(QIdlNode node)
+    {
+        std::string what = qidl_construct(node);
+        if (qidl_name(node) != nullptr) {
+            what += std::string(" ") + qidl_name(node);
+        }
+        return fail(node, (what + " is not supported").c_str());
+    }
+
+    bool readTypedef(QIdlNode node, const std::string &scope)
+    {
+        for (QIdlNode declarator = qidl_first(node); declarator != nullptr;
+             declarator = qidl_next(declarator)) {
+            const DDS_TypeCode *target = declaredType(node, declarator);
+            if (target == nullptr) {
+                return false;
+            }
+            DDS_ErrorText why{};
+            const std::string name = scope + qidl_name(declarator);
+            const DDS_TypeCode *type = DDS_TypeCode_create_alias(name.c_str(), target, &why);
+            if (!add(declarator, type, why)) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    bool readEnum(QIdlNode node, const std::string &scope)
+    {
+        std::vector<DDS_EnumMember> members;
+        for (QIdlNode child = qidl_first(node); child != nullptr; child = qidl_next(child)) {
+            if (!checkAnnotations(child, 0)) {
+                return false;
+            }
+            const int64_t value = qidl_value(child);
+            if (value > std::numeric_limits<int32_t>::max()) {
+                return fail(child, "an enumerator's value is above 2147483647");
+            }
+            members.push_back({qidl_name(child), static_cast<int32_t>(value)});
+        }
+        DDS_ErrorText why{};
+        const std::string name = scope + qidl_name(node);
+        const DDS_TypeCode *type = DDS_TypeCode_create_enum(
+            name.c_str(), members.data(), static_cast<uint32_t>(members.size()), &why);
+        return add(node, type, why);
+    }
+
+    bool readStruct(QIdlNode node, const std::string &scope)
+    {
+        const int extensibility = qidl_extensibility(node);
+        if (extensibility > DDS_EXTENSIBILITY_APPENDABLE) {
+            return fail(node, "mutable types are not supported");
+        }
+        const DDS_TypeCode *base = nullptr;
+        if (qidl_base(node) != nullptr && (base = typeOf(node, qidl_base(node))) == nullptr) {
+            return false;
+        }
+        std::vector<DDS_StructMember> members;
+        for (QIdlNode member = qidl_first(node); member != nullptr; member = qidl_next(member)) {
+            if (!readMember(member, base, members)) {
+                return false;
+            }
+        }
+        DDS_ErrorText why{};
+        const std::string name = scope + qidl_name(node);
+        const DDS_TypeCode *type = DDS_TypeCode_create_struct(
+            name.c_str(), base, static_cast<DDS_ExtensibilityKind>(extensibility), members.data(),
+            static_cast<uint32_t>(members.size()), &why);
+        if (type != nullptr && qidl_is_nested(node) != 0) {
+            type = DDS_TypeCode_create_nested(type, &why);
+        }
+        return add(node, type, why);
+    }
+
+    bool readMember(QIdlNode member, const DDS_TypeCode *base,
+                    std::vector<DDS_StructMember> &members)
+    {
+        const uint32_t inherited =
+            base != nullptr ? DDS_TypeCode_get_member_count(DDS_TypeCode_resolve(base)) : 0;
+        if (!checkAnnotations(member, inherited + static_cast<uint32_t>(members.size()))) {
+            return false;
+        }
+        for (QIdlNode declarator = qidl_first(member); declarator != nullptr;
+             declarator = qidl_next(declarator)) {
+            const DDS_TypeCode *type = declaredType(member, declarator);
+            if (type == nullptr) {
+                return false;
+            }
+            members.push_back({qidl_name(declarator), type, qidl_is_key(member)});
+        }
+        return true;
+    }
+
+    /// Type of one declarator of a member or typedef: that of the whole, or an array of it.
+    const DDS_TypeCode *declaredType(QIdlNode node, QIdlNode declarator)
+    {
+        const DDS_TypeCode *type = typeOf(node, qidl_type(node));
+        std::vector<uint32_t> dimensions;
+        uint32_t dimension = 0;
+        while (qidl_dimension(declarator, static_cast<uint32_t>(dimensions.size()), &dimension)) {
+            dimensions.push_back(dimension);
+        }
+        if (type == nullptr || dimensions.empty()) {
+            return type;
+        }
+        DDS_ErrorText why{};
+        type = DDS_TypeCode_create_array(type, dimensions.data(),
+                                         static_cast<uint32_t>(dimensions.size()), &why);
+        if (type == nullptr) {
+            fail(declarator, why.text);
+        }
+        return type;
+    }
+
+    /// Type that `spec` stands for; errors are placed at `user`, which uses it.
+    const DDS_TypeCode *typeOf(QIdlNode user, QIdlNode spec)
+    {
+        DDS_ErrorText why{};
+        const DDS_TypeCode *type = nullptr;
+        const QIdlKind kind = qidl_kind(spec);
+        if (kind == QIDL_SEQUENCE) {
+            const DDS_TypeCode *element = typeOf(user, qidl_type(spec));
+            if (element == nullptr) {
+                return nullptr;
+            }
+            type = DDS_TypeCode_create_sequence(element, qidl_bound(spec), &why);
+        } else if (kind == QIDL_STRING) {
+            type = DDS_TypeCode_create_string(qidl_bound(spec), &why);
+        } else if (kind > QIDL_UNSUPPORTED && kind <= QIDL_PRIMITIVE_LAST) {
+            type = DDS_TypeCode_get_primitive(static_cast<DDS_TCKind>(kind));
+        } else {
+            return namedType(user, spec, kind);
+        }
+        if (type == nullptr) {
+            fail(user, why.text);
+        }
+        return type;
+    }
+
+    const DDS_TypeCode *namedType(QIdlNode user, QIdlNode spec, QIdlKind kind)
+    {
+        const auto found = byNode_.find(spec);
+        if (found != byNode_.end()) {
+            return found->second;
+        }
+        if (kind == QIDL_FORWARD && qidl_type(spec) != nullptr &&
+            byNode_.count(qidl_type(spec)) != 0) {
+            return byNode_[qidl_type(spec)];
+        }
+        if (kind == QIDL_UNSUPPORTED) {
+            std::string what = qidl_construct(spec);
+            fail(user, (what + " is not supported").c_str());
+        } else {
+            const std::string name = qidl_name(spec);
+            fail(user, (name + " is used before it is complete: recursive types are not supported")
+                           .c_str());
+        }
+        return nullptr;
+    }
+
+    const IdlSource &source_;
+    std::vector<const DDS_TypeCode *> &types_;
+    DDS_ErrorText *error_;
+    std::unordered_map<QIdlNode, const DDS_TypeCode *> byNode_;
+};
+
+} // namespace
+
+bool readIdl(const char *text, const char *sourceName, std::vector<const DDS_TypeCode *> &types,
+             DDS_ErrorText *error)
+{
+    IdlSource source(text, sourceName);
+    if (!source.prepare(error)) {
+        return false;
+    }
+    QIdlProblem problem{};
+    const std::unique_ptr<QIdlTree, TreeDeleter> tree(
+        qidl_parse(source.prepared().c_str(), &problem));
+    if (tree == nullptr) {
+        source.explain(error, problem);
+        return false;
+    }
+    return Reader(source, types, error).readDefinitions(qidl_root(tree.get()), "");
+}
+
+} // namespace qddsc
