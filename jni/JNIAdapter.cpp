@@ -1,5 +1,5 @@
-// The plug-in record with its operation table, the Java adapter behind it, and the one way by which
-// updates reach Java. Runs on the host's calling thread, which must be attached.
+// The plug-in record with its operation table, and the Java adapter behind it. Runs on the host's
+// calling thread, which must be attached.
 #include "JNIAdapter.h"
 
 #include <cstddef>
@@ -10,8 +10,8 @@
 #include "JNICommon.h"
 #include "JNIConnection.h"
 #include "JNIDiscoveryConnection.h"
+#include "JNIProperties.h"
 #include "JNISession.h"
-#include "JNIStreamInfo.h"
 #include "JNIStreamReader.h"
 #include "JNIStreamWriter.h"
 #include "Operation.h"
@@ -81,7 +81,7 @@ FERRYJNIAdapter *FERRYJNIAdapter_new(const QEL_FerrionProperties *properties,
     }
     adapter->plugin = {};
     adapter->plugin.magic = QEL_FERRION_PLUGIN_MAGIC;
-    adapter->plugin.apiVersion = {5, 3, 0, 0};
+    adapter->plugin.apiVersion = QEL_FERRION_PLUGIN_API_VERSION;
     adapter->jniGlobal = environment->jniGlobal;
     if (FERRYJNIAdapter_allocateJava(adapter, environment->className, properties, environment) ==
         0) {
@@ -236,7 +236,7 @@ bool readVersion(const Operation &operation, FERRYJNIAdapter *adapter, JNIEnv *e
         operation.report("error getting Version object");
         return false;
     }
-    // A getter that throws is no failure of the adapter, but nothing may stay pending.
+    // compatibility 15: a getter that throws is no failure, but nothing may stay pending
     const auto number = [env, version](jmethodID getter) {
         const jint value = env->CallIntMethod(version, getter);
         ferryjni::clearPending(env);
@@ -280,44 +280,4 @@ void FERRYJNIAdapter_finalizeJava(FERRYJNIAdapter *adapter,
     env->CallVoidMethod(adapter->javaAdapter, adapter->finalizeMethod);
     operation.threw(env, "exception");
     FERRYJNICommon_deleteGlobalRef(env, &adapter->javaAdapter);
-}
-
-int32_t FERRYJNIEntity_update(jobject javaEntity, const FERRYJNIAdapter *adapter,
-                              const QEL_FerrionProperties *properties,
-                              QEL_FerrionEnvironment *environment) noexcept
-{
-    const Operation operation("FERRYJNIEntity_update", environment);
-    const FERRYJNIGlobal *global = adapter != nullptr ? adapter->jniGlobal : nullptr;
-    JNIEnv *env = operation.javaEnv(global);
-    if (env == nullptr) {
-        return 0;
-    }
-    const LocalFrame frame(env);
-    jobject javaProperties = nullptr;
-    if (!ferryjni::toJavaProperties(global, env, properties, environment, &javaProperties)) {
-        operation.report("error creating java Properties");
-        return 0;
-    }
-    env->CallVoidMethod(javaEntity, global->entityUpdate, javaProperties);
-    jthrowable exception = env->ExceptionOccurred();
-    if (exception == nullptr) {
-        return 1;
-    }
-    // The message is asked for while the exception is still pending, which VMs allow for a method
-    // of the exception itself. It is cleared only by the description below, after the text is safe.
-    auto *message =
-        static_cast<jstring>(env->CallObjectMethod(exception, global->throwableGetMessage));
-    bool reported = false;
-    if (message != nullptr) {
-        const ferryjni::UtfChars chars(env, message);
-        if (chars.get() != nullptr) {
-            operation.report(chars.get());
-            reported = true;
-        }
-    }
-    env->ExceptionDescribe();
-    if (!reported) {
-        operation.report("exception calling Entity.update()");
-    }
-    return 0;
 }

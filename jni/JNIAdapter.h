@@ -13,8 +13,7 @@ struct FERRYJNIAdapter {
     QEL_FerrionAdapterPlugin plugin;
     /// Not owned.
     FERRYJNIGlobal *jniGlobal;
-    /// Global reference; outlives the adapter by design: a class is loaded once and the host makes
-    /// the same adapter again.
+    /// Global reference. compatibility 9: it outlives the adapter
     jclass adapterClass;
     /// Looked up only when there is no constructor that takes properties.
     jmethodID defaultConstructor;
@@ -63,12 +62,5 @@ int32_t FERRYJNIAdapter_allocateJava(FERRYJNIAdapter *adapter, const char *class
 /// nothing is released.
 void FERRYJNIAdapter_finalizeJava(FERRYJNIAdapter *adapter,
                                   QEL_FerrionEnvironment *environment) noexcept;
-
-/// Forwards new properties (may be null) to Entity.update of a connection, session, reader or
-/// writer. 1, or 0 after reporting: the message of what Java threw, where it has one. `adapter` is
-/// null when a link of an incomplete record is missing.
-int32_t FERRYJNIEntity_update(jobject javaEntity, const FERRYJNIAdapter *adapter,
-                              const QEL_FerrionProperties *properties,
-                              QEL_FerrionEnvironment *environment) noexcept;
 
 #endif

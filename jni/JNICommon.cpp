@@ -24,7 +24,7 @@ jobject FERRYJNICommon_newGlobalRefReplacingLocalRef(JNIEnv *env, jobject *slot)
 {
     jobject global = FERRYJNICommon_newGlobalRef(env, *slot);
     if (global == nullptr) {
-        // The context lacks its prefix; operators' log filters know it in this form.
+        // compatibility 2
         logText(FERRYLOG_BIT_ERROR, "JNICommon_newGlobalRefReplacingLocalRef",
                 QEL_LOG_CREATION_FAILURE_s, "global reference");
         return nullptr;
@@ -66,7 +66,7 @@ int32_t FERRYJNICommon_lookup_int_property(const QEL_FerrionProperties *properti
     if (text == nullptr) {
         return absent;
     }
-    // Trailing text is ignored and no text at all is 0, which every caller refuses.
+    // compatibility 12
     return static_cast<int32_t>(strtol(text, nullptr, 10)); // NOLINT(cert-err34-c)
 }
 
@@ -93,8 +93,7 @@ Element **resized(Element **old, int32_t oldCount, int32_t newCount, const char 
     for (int32_t i = kept; i < newCount; ++i) {
         grown[i] = make();
         if (grown[i] == nullptr) {
-            // The elements made so far stay behind: the old array may share its pointers with this
-            // one, so only its owner could tell which of them are free to go.
+            // compatibility 6: the elements made so far stay behind
             logText(FERRYLOG_BIT_ERROR, context, QEL_LOG_CREATION_FAILURE_s, elementText);
             return nullptr;
         }
@@ -109,7 +108,7 @@ QEL_FerrionStreamInfo **FERRYJNICommon_resizeStreamInfoArray(QEL_FerrionStreamIn
                                                              int32_t oldCount,
                                                              int32_t newCount) noexcept
 {
-    // Stream infos fail with the sample infos' text.
+    // compatibility 1
     return resized(old, oldCount, newCount, "FERRYJNICommon_resizeStreamInfoArray",
                    "struct QEL_FerrionStreamInfo *", "sample info", [] {
                        return ferryjni::newStructure<QEL_FerrionStreamInfo>(
@@ -145,7 +144,7 @@ char *FERRYJNICommon_generateClassPathProperty(const DDS_StringSeq *entries) noe
                 "No class path defined");
         return nullptr;
     }
-    // Longer lists are taken as complete: the environment adds to short ones only.
+    // compatibility 13
     const char *fromEnvironment = count <= 2 ? getenv("CLASSPATH") : nullptr;
     const auto entry = [entries](int32_t i) { return *DDS_StringSeq_get_reference(entries, i); };
 
@@ -169,9 +168,7 @@ char *FERRYJNICommon_generateClassPathProperty(const DDS_StringSeq *entries) noe
     for (int32_t i = 0; i < count - 1; ++i) {
         end = stpcpy(stpcpy(end, entry(i)), ":");
     }
-    // The last entry follows only when another stood before it, so a single entry is left out:
-    // hosts put the class path of a one-entry list into their VM options, where a second one would
-    // win.
+    // compatibility 14: a single entry is left out
     if (count > 1) {
         stpcpy(end, entry(count - 1));
     }

@@ -9,8 +9,9 @@
 #include "Guards.h"
 #include "Heap.h"
 #include "JNICommon.h"
+#include "JNIEntity.h"
+#include "JNIProperties.h"
 #include "JNISession.h"
-#include "JNIStreamInfo.h"
 #include "JNIStreamReader.h"
 #include "JNIStreamReaderDiscovery.h"
 #include "JNIStreamReaderListener.h"
@@ -34,9 +35,8 @@ static_assert(sizeof(FERRYJNIConnection) == 56);
 
 namespace {
 
-/// The two discovery readers, each with its listener. A reader that cannot be made is reported with
-/// the listeners' text, and costs less than the publication listener: only without that one there
-/// is no connection at all.
+/// The two discovery readers, each with its listener. compatibility 1 (the text of both readers)
+/// and 10 (which failure leaves a record)
 Step createDiscovery(const Operation &operation, FERRYJNIConnection *connection,
                      const QEL_FerrionStreamReaderListener *subscriptionListener,
                      const QEL_FerrionStreamReaderListener *publicationListener) noexcept
@@ -212,8 +212,7 @@ void FERRYJNIConnection_delete(QEL_FerrionConnection *connection,
         env->CallVoidMethod(self->adapter->javaAdapter, global->adapterDeleteConnection,
                             self->javaConnection);
         operation.threw(env, "exception");
-        // Forgotten, not released, by contract with adapters: a connection that a host has seen
-        // stays reachable for the VM's life. The price is one global reference a connection.
+        // compatibility 8: forgotten, not released
         self->javaConnection = nullptr;
     }
     releaseConnection(self, env, environment);

@@ -6,7 +6,7 @@
 
 // Slots 9 (input streams) and 10 (output streams). Null without a report when the Java connection
 // is no DiscoveryConnection; otherwise the reader, even when binding it failed, which the
-// environment tells.
+// environment says so.
 QEL_FerrionStreamReader *
 FERRYJNIDiscoveryConnection_get_pub_discovery_reader(QEL_FerrionConnection *connection,
                                                      QEL_FerrionEnvironment *environment) noexcept;

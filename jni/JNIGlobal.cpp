@@ -139,8 +139,8 @@ FERRYJNIGlobal *FERRYJNIGlobal_new(const DDS_StringSeq *classPath, const DDS_Str
     JNIEnv *env = vm != nullptr ? adoptVm(global, vm, destroyPolicy)
                                 : createVm(global, classPath, vmOptions, destroyPolicy);
     if (env == nullptr || !ferryjni::resolveMembers(global, env)) {
-        // Ends the VM when the policy says so, an adopted one under "always" too. Without a VM it
-        // leaves the record behind, as destroying always does on a thread that has none.
+        // Ends the VM if the policy says so, an adopted one under "always" too. compatibility 5:
+        // without a VM the record stays behind
         FERRYJNIGlobal_destroy(global);
         return nullptr;
     }

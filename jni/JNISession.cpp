@@ -7,7 +7,8 @@
 #include "Guards.h"
 #include "Heap.h"
 #include "JNICommon.h"
-#include "JNIStreamInfo.h"
+#include "JNIEntity.h"
+#include "JNIProperties.h"
 #include "Operation.h"
 
 using ferryjni::LocalFrame;
@@ -31,7 +32,7 @@ FERRYJNISession *FERRYJNISession_new(FERRYJNIConnection *connection,
     const FERRYJNIGlobal *global = ferryjni::globalOf(connection);
     JNIEnv *env = operation.javaEnv(global);
     if (env == nullptr) {
-        // The record stays behind: hosts that count heap blocks know this path.
+        // compatibility 4: the record stays behind
         return nullptr;
     }
     const LocalFrame frame(env);

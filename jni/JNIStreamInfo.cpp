@@ -1,8 +1,6 @@
-// Conversions of stream infos, type codes and samples. Several texts speak of another conversion
-// than the one that failed; they are fixed and operators match on them.
+// See JNIStreamInfo.h.
 #include "JNIStreamInfo.h"
 
-#include <cstddef>
 #include <cstdint>
 
 #include "Guards.h"
@@ -12,15 +10,7 @@
 using ferryjni::Operation;
 using ferryjni::UtfChars;
 
-// The address of a native object as Java holds it.
-static_assert(sizeof(void *) == sizeof(jlong));
-
 namespace {
-
-jlong addressOf(const void *object) noexcept
-{
-    return static_cast<jlong>(reinterpret_cast<intptr_t>(object));
-}
 
 /// Constructs a Java object; null after reporting why not. An exception that is pending already (an
 /// argument could not be made) counts as the construction's own.
@@ -44,6 +34,7 @@ jstring newString(JNIEnv *env, const char *text) noexcept
     return text != nullptr ? env->NewStringUTF(text) : nullptr;
 }
 
+// compatibility 1
 constexpr const char *conversionFailed = "create sample info native to java";
 
 /// Calls a getter that returns a String and stores a copy of it (null for null) in `*slot`.
@@ -90,39 +81,14 @@ bool nativeTypeCode(const Operation &operation, const FERRYJNIGlobal *global, JN
     return !operation.threw(env, conversionFailed);
 }
 
-/// One call of a binding helper: Java object first, native address second, whichever way it copies.
-bool copySample(const Operation &operation, JNIEnv *env, jclass helper, jmethodID copy,
-                jobject javaObject, const void *nativeObject, const char *text) noexcept
-{
-    jvalue arguments[2];
-    arguments[0].l = javaObject;
-    arguments[1].j = addressOf(nativeObject);
-    env->CallStaticVoidMethodA(helper, copy, arguments);
-    return !operation.threw(env, text);
-}
-
 } // namespace
-
-jobject FERRYJNIStreamInfo_createJavaTypeCode(const FERRYJNIGlobal *global, JNIEnv *env,
-                                              const DDS_TypeCode *typeCode,
-                                              QEL_FerrionEnvironment *environment) noexcept
-{
-    const Operation operation("FERRYJNIStreamInfo_createJavaTypeCode", environment);
-    jobject javaTypeCode = env->CallStaticObjectMethod(
-        global->typeCodeClass, global->typeCodeCreateFromNative, addressOf(typeCode));
-    operation.threw(env, "create java type code");
-    if (javaTypeCode == nullptr) {
-        operation.report("error getting java type code object");
-    }
-    return javaTypeCode;
-}
 
 jobject FERRYJNIStreamInfo_createJavaStreamInfo(const FERRYJNIGlobal *global, JNIEnv *env,
                                                 const QEL_FerrionStreamInfo *streamInfo,
                                                 jobject javaTypeCode,
                                                 QEL_FerrionEnvironment *environment) noexcept
 {
-    // Log filters know this function by its short name.
+    // compatibility 2
     const Operation operation("FERRYJNIStreamInfo_createJava", environment);
     jobject typeInfo = construct(operation, env, global->typeInfoClass, global->typeInfoInit,
                                  newString(env, streamInfo->typeName), javaTypeCode);
@@ -185,62 +151,4 @@ bool FERRYJNIStreamInfo_nativeStreamInfoReturn(const FERRYJNIGlobal *,
     streamInfo->typeName = nullptr;
     streamInfo->typeRepresentation = nullptr;
     return true;
-}
-
-bool FERRYJNIStreamInfo_sampleInfoJavaToNative(const FERRYJNIGlobal *global, JNIEnv *env,
-                                               jobject javaInfo, DDS_SampleInfo *info,
-                                               QEL_FerrionEnvironment *environment) noexcept
-{
-    const Operation operation("FERRYJNIStreamInfo_sampleInfoJavaToNative", environment);
-    return copySample(operation, env, global->sampleInfoHelperClass,
-                      global->sampleInfoHelperPushToNativeI, javaInfo, info,
-                      "sample info java to native");
-}
-
-bool FERRYJNIStreamInfo_sampleInfoNativeToJava(const FERRYJNIGlobal *global, JNIEnv *env,
-                                               const DDS_SampleInfo *info, jobject javaInfo,
-                                               QEL_FerrionEnvironment *environment) noexcept
-{
-    const Operation operation("FERRYJNIStreamInfo_sampleInfoNativeToJava", environment);
-    return copySample(operation, env, global->sampleInfoHelperClass,
-                      global->sampleInfoHelperPullFromNativeI, javaInfo, info,
-                      "create sample info native to java");
-}
-
-bool FERRYJNIStreamInfo_dynamicDataJavaToNative(const FERRYJNIGlobal *global, JNIEnv *env,
-                                                jobject javaSample, DDS_DynamicData *sample,
-                                                QEL_FerrionEnvironment *environment) noexcept
-{
-    const Operation operation("FERRYJNIStreamInfo_dynamicDataJavaToNative", environment);
-    return copySample(operation, env, global->dynamicDataHelperClass,
-                      global->dynamicDataHelperPushToNativeI, javaSample, sample,
-                      "create java type code");
-}
-
-bool FERRYJNIStreamInfo_dynamicDataNativeToJava(const FERRYJNIGlobal *global, JNIEnv *env,
-                                                const DDS_DynamicData *sample, jobject javaSample,
-                                                QEL_FerrionEnvironment *environment) noexcept
-{
-    const Operation operation("FERRYJNIStreamInfo_dynamicDataNativeToJava", environment);
-    return copySample(operation, env, global->dynamicDataHelperClass,
-                      global->dynamicDataHelperPullFromNativeI, javaSample, sample,
-                      "create java type code");
-}
-
-jobject FERRYJNIStreamInfo_createJavaDynamicData(const FERRYJNIGlobal *global, JNIEnv *,
-                                                 jobject javaTypeCode,
-                                                 QEL_FerrionEnvironment *environment) noexcept
-{
-    const Operation operation("FERRYJNIStreamInfo_createJavaDynamicData", environment);
-    JNIEnv *env = operation.javaEnv(global);
-    if (env == nullptr) {
-        return nullptr;
-    }
-    jobject sample = env->NewObject(global->dynamicDataClass, global->dynamicDataInit, javaTypeCode,
-                                    global->dynamicDataPropertyDefault);
-    operation.threw(env, "create java type code");
-    if (sample == nullptr) {
-        operation.report("error getting java type code object");
-    }
-    return sample;
 }

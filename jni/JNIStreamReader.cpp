@@ -8,6 +8,9 @@
 #include "Guards.h"
 #include "Heap.h"
 #include "JNICommon.h"
+#include "JNIEntity.h"
+#include "JNIProperties.h"
+#include "JNISample.h"
 #include "JNIStreamInfo.h"
 #include "JNIStreamReaderListener.h"
 #include "Operation.h"
@@ -121,7 +124,7 @@ Step createReader(const Operation &operation, FERRYJNIStreamReader *reader,
                   const QEL_FerrionStreamReaderListener *hostListener) noexcept
 {
     FERRYJNIGlobal *global = ferryjni::globalOf(session->connection);
-    // Both lists fail with the sample list's text.
+    // compatibility 1
     constexpr const char *listText = "global reference to sample array list";
     reader->javaSampleList = operation.newList(env, global, listText);
     if (reader->javaSampleList == nullptr) {
@@ -169,7 +172,7 @@ FERRYJNIStreamReader *FERRYJNIStreamReader_new(FERRYJNISession *session,
     reader->typeRepresentationKind = streamInfo->typeRepresentationKind;
     JNIEnv *env = operation.javaEnv(ferryjni::globalOf(ferryjni::connectionOf(session)));
     if (env == nullptr) {
-        // The record stays behind: hosts that count heap blocks know this path.
+        // compatibility 4: the record stays behind
         return nullptr;
     }
     const LocalFrame frame(env);

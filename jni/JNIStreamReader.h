@@ -85,7 +85,7 @@ void releaseReader(FERRYJNIStreamReader *reader, JNIEnv *env,
 } // namespace ferryjni
 
 /// Creates a reader. Null on early failures; after failures around the Java calls an incomplete
-/// record comes back, to be dropped, and only the environment tells.
+/// record comes back, to be dropped, and only the environment says so.
 FERRYJNIStreamReader *FERRYJNIStreamReader_new(FERRYJNISession *session,
                                                const QEL_FerrionStreamInfo *streamInfo,
                                                const QEL_FerrionProperties *properties,

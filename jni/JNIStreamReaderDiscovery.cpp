@@ -18,7 +18,7 @@ namespace {
 /// Stream infos per read, for the reader's life.
 constexpr int32_t discoveryCapacity = 32;
 
-// Creation and binding share a log context.
+// compatibility 2: of creation and of binding
 constexpr const char *newContext = "FERRYJNIStreamReaderDiscovery_new";
 
 /// Releases the reference of the binding before (null when there is none new) and those that had to
@@ -61,7 +61,7 @@ FERRYJNIStreamReaderDiscovery_new(FERRYJNIConnection *connection,
         return nullptr;
     }
     reader->connection = connection;
-    // Both lists fail with the sample list's text.
+    // compatibility 1
     constexpr const char *listText = "global reference to sample array list";
     reader->javaSampleList = operation.newList(env, global, listText);
     if (reader->javaSampleList == nullptr) {

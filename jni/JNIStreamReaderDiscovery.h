@@ -6,7 +6,7 @@
 
 /// Creates a reader of the connection, not yet bound to a Java reader. Null when the record, the
 /// JNI environment or the arrays cannot be had; without its lists the record comes back and the
-/// environment tells.
+/// environment says so.
 FERRYJNIStreamReader *
 FERRYJNIStreamReaderDiscovery_new(FERRYJNIConnection *connection,
                                   QEL_FerrionEnvironment *environment) noexcept;

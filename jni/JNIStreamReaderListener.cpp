@@ -43,14 +43,13 @@ FERRYJNIStreamReaderListener *FERRYJNIStreamReaderListener_new(
     listener->global = global;
     JNIEnv *env = operation.javaEnv(global);
     if (env == nullptr) {
-        // The record stays behind: hosts that count heap blocks know this path.
+        // compatibility 4: the record stays behind
         return nullptr;
     }
     const auto address = static_cast<jlong>(reinterpret_cast<intptr_t>(listener));
     jobject object = env->NewObject(global->streamReaderListenerImplClass,
                                     global->streamReaderListenerImplInit, address);
-    // From here on the record is returned whatever happens: its callers go on with a reader that
-    // cannot signal, and the host reads of it in the environment.
+    // compatibility 11: from here on the record is returned whatever happens
     if (operation.threw(env, "exception")) {
         return listener;
     }

@@ -33,7 +33,7 @@ FERRYJNIStreamReaderListener *FERRYJNIStreamReaderListener_new(
 
 /// Takes the record's address from the Java object, which an adapter may keep and signal for ever.
 /// Comes back when no signal is under way any more. To be called before what signals look at goes.
-/// Where Java refuses, the record is cut off from its reader and never freed.
+/// Where Java rejects, the record is cut off from its reader and never freed.
 void FERRYJNIStreamReaderListener_retire(FERRYJNIStreamReaderListener *listener,
                                          JNIEnv *env) noexcept;
 

@@ -1,7 +1,7 @@
 // The way of samples from Java to the host: read and return_loan of a data reader, on the host
 // thread that calls them. Nothing is allocated here once the pools hold the largest batch.
 #include "Guards.h"
-#include "JNIStreamInfo.h"
+#include "JNISample.h"
 #include "JNIStreamReader.h"
 #include "JNIStreamReaderDiscovery.h"
 #include "Operation.h"

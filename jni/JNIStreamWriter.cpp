@@ -8,6 +8,9 @@
 #include "Guards.h"
 #include "Heap.h"
 #include "JNICommon.h"
+#include "JNIEntity.h"
+#include "JNIProperties.h"
+#include "JNISample.h"
 #include "JNIStreamInfo.h"
 #include "Operation.h"
 
@@ -100,7 +103,7 @@ Step createJavaWriter(const Operation &operation, FERRYJNIStreamWriter *writer,
     jobject javaStreamInfo = FERRYJNIStreamInfo_createJavaStreamInfo(
         global, env, streamInfo, writer->javaTypeCode, operation.environment());
     if (javaStreamInfo == nullptr) {
-        // The readers' text.
+        // compatibility 1
         operation.report("error creating JNI stream reader listener");
         return Step::returnNull;
     }
@@ -186,7 +189,7 @@ FERRYJNIStreamWriter *FERRYJNIStreamWriter_new(FERRYJNISession *session,
     const FERRYJNIGlobal *global = ferryjni::globalOf(ferryjni::connectionOf(session));
     JNIEnv *env = operation.javaEnv(global);
     if (env == nullptr) {
-        // The record stays behind: hosts that count heap blocks know this path.
+        // compatibility 4: the record stays behind
         return nullptr;
     }
     const LocalFrame frame(env);
@@ -220,7 +223,7 @@ int32_t FERRYJNIStreamWriter_prepareJavaSample(FERRYJNIStreamWriter *writer, job
         }
     }
     jobject info = env->NewObject(global->sampleInfoClass, global->sampleInfoInit);
-    // The type-code step's text.
+    // compatibility 1
     operation.threw(env, "create java type code");
     if (info == nullptr) {
         operation.report("null sample info");

@@ -27,7 +27,7 @@ struct FERRYJNIStreamWriter : QEL_FerrionStreamWriter {
 };
 
 /// Creates a writer. Null on early failures; after failures around the Java calls an incomplete
-/// record comes back, to be dropped, and only the environment tells.
+/// record comes back, to be dropped, and only the environment says so.
 FERRYJNIStreamWriter *FERRYJNIStreamWriter_new(FERRYJNISession *session,
                                                const QEL_FerrionStreamInfo *streamInfo,
                                                const QEL_FerrionProperties *properties,

@@ -1,7 +1,7 @@
 // The way of samples from the host to Java: write, on the host thread that calls it. Nothing is
 // allocated on either side once every batch position has been used.
 #include "Guards.h"
-#include "JNIStreamInfo.h"
+#include "JNISample.h"
 #include "JNIStreamWriter.h"
 #include "Operation.h"
 
@@ -111,9 +111,7 @@ int32_t FERRYJNIStreamWriter_write(QEL_FerrionStreamWriter *writer, void *const 
         self->typeRepresentationKind == QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
     // Unsigned, because the sum of whatever Java returns may not fit.
     uint32_t total = 0;
-    // A writer of an unsupported representation fills no batch and so never gets to the end: it has
-    // said "data format not supported" when it was made, and a host that writes to it all the same
-    // is stopped here rather than left to lose samples unnoticed.
+    // compatibility 7: without data no batch is filled, and the loop does not end
     for (int32_t index = 0; index < count;) {
         const int32_t batch = carriesData ? self->maxSamplesPerWrite : 0;
         for (int32_t j = 0; j < batch && index < count; ++j, ++index) {

@@ -20,8 +20,7 @@ enum class Quirk {
     none,
     /// The exception that explains the failure is printed before the message.
     printsException,
-    /// A failed global reference is not noticed: resolution goes on with the local one, and the
-    /// entry stays null.
+    /// compatibility 16: a failed global reference is not noticed, and the entry stays null
     globalRefUnchecked,
 };
 
@@ -102,8 +101,7 @@ constexpr MemberRow staticObject(jobject G::*slot, const char *missing, const ch
 constexpr Quirk printsException = Quirk::printsException;
 constexpr Quirk globalRefUnchecked = Quirk::globalRefUnchecked;
 
-// The messages are fixed, odd ones included: several name another member than the one that is
-// looked up, and operators match on them as they are.
+// compatibility 1: the messages
 // clang-format off
 inline constexpr MemberRow memberTable[] = {
     classOf(&G::adapterClass, "com/qel/ferrion/adapter/Adapter", "error finding Adapter class", "error getting adapter class", printsException),

@@ -1,7 +1,7 @@
 // The Java lists of a reader, on the host thread that reads.
 #include "ReaderLists.h"
 
-#include "JNIStreamInfo.h"
+#include "JNISample.h"
 
 namespace ferryjni {
 namespace {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr size_t messageSize = QEL_FERRION_ENVIRONMENT_MESSAGE_SIZE;
 
-// Hosts allocate this record themselves, so its layout may never move.
+// compatibility 3
 static_assert(std::is_standard_layout_v<QEL_FerrionEnvironment>);
 static_assert(offsetof(QEL_FerrionEnvironment, errorFlag) == 0);
 static_assert(offsetof(QEL_FerrionEnvironment, errorCode) == 4);
@@ -34,8 +34,7 @@ void QEL_FerrionEnvironment_setErrorImpl(QEL_FerrionEnvironment *environment, in
     // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the callers below have started it
     const int written = std::vsnprintf(environment->message, messageSize, format, arguments);
     if (written == static_cast<int>(messageSize)) {
-        // Not needed with a formatter that always terminates; kept for one that does not when the
-        // text just misses the buffer.
+        // compatibility 18
         environment->message[messageSize - 1] = '\0';
     }
 }

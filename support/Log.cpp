@@ -31,10 +31,11 @@ void FERRYLog_setVerbosity(uint32_t submoduleMask, int32_t verbosity) noexcept
 {
     uint32_t mask = 0;
     if (verbosity >= 0) {
-        // Unsigned, so that no verbosity overflows; the count wraps at the width of the word.
+        // compatibility 20: the count wraps at the width of the word; unsigned, so that nothing
+        // overflows
         const uint32_t count = (static_cast<uint32_t>(verbosity) + 1U) % 32U;
         mask = (uint32_t{1} << count) - 1U;
     }
-    // Through the exported symbol: hosts interpose it to learn of every change.
+    // compatibility 20: through the exported symbol
     FERRYLog_setBitmaps(submoduleMask, mask);
 }

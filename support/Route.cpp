@@ -8,7 +8,7 @@ namespace {
 
 constexpr size_t word = sizeof(void *);
 
-// Position 1 is offset 0. The setter of the period stands before its getter.
+// compatibility 3: position 1 is offset 0, and the setter of the period stands before its getter
 static_assert(offsetof(QEL_FerrionRoute, get_input_count) == 0 * word);
 static_assert(offsetof(QEL_FerrionRoute, get_input_at) == 1 * word);
 static_assert(offsetof(QEL_FerrionRoute, lookup_input_by_name) == 2 * word);

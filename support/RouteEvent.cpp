@@ -57,8 +57,7 @@ template<class Number> int32_t order(Number a, Number b)
 
 } // namespace
 
-// "Automatic" and "unknown" have the same bytes on purpose: hosts tell them apart by the field that
-// they stand in.
+// compatibility 19: "automatic" and "unknown" have the same bytes
 const int32_t QEL_FERRION_COUNT_UNLIMITED = -1;
 const QEL_FerrionGuid QEL_FERRION_GUID_AUTO = {};
 const QEL_FerrionGuid QEL_FERRION_GUID_UNKNOWN = {};
@@ -106,8 +105,8 @@ void QEL_FerrionRouteEvent_finalize(QEL_FerrionRouteEvent *self) noexcept
 QEL_FerrionRouteEvent *QEL_FerrionRouteEvent_newI(QEL_FerrionRoute *route) noexcept
 {
     auto *self = static_cast<QEL_FerrionRouteEvent *>(calloc(1, sizeof(QEL_FerrionRouteEvent)));
-    // An event that cannot be initialized (only a null route does that) is not freed: hosts that
-    // count this library's C-heap calls rely on the sequence.
+    // compatibility 5: an event that cannot be initialized (only a null route does that) is not
+    // freed
     // NOLINTNEXTLINE(clang-analyzer-unix.Malloc)
     return QEL_FerrionRouteEvent_initialize(self, route) != 0 ? self : nullptr;
 }

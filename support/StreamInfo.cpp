@@ -8,6 +8,7 @@
 
 namespace {
 
+// compatibility 3
 static_assert(offsetof(QEL_FerrionStringSeq, buffer) == 0);
 static_assert(offsetof(QEL_FerrionStringSeq, length) == 8);
 static_assert(offsetof(QEL_FerrionStringSeq, maximum) == 12);
@@ -34,8 +35,7 @@ QEL_FerrionStreamInfo *newStreamInfo(int32_t disposed, const char *streamName, c
                                      int32_t kind, void *representation)
 {
     auto *self = static_cast<QEL_FerrionStreamInfo *>(calloc(1, sizeof(QEL_FerrionStreamInfo)));
-    // A record whose initialization failed is not freed: it holds nothing, and hosts that count
-    // this library's C-heap calls rely on the sequence.
+    // compatibility 5: a record whose initialization failed is not freed
     const int32_t made = QEL_FerrionStreamInfo_initialize(self, disposed, streamName, typeName,
                                                           kind, representation);
     return made != 0 ? self : nullptr; // NOLINT(clang-analyzer-unix.Malloc)
@@ -82,7 +82,7 @@ int32_t QEL_FerrionStreamInfo_finalize(QEL_FerrionStreamInfo *self) noexcept
         }
         free(partition.buffer);
         partition.buffer = nullptr;
-        // length and maximum keep their values: hosts read them after the strings have gone.
+        // compatibility 17: length and maximum keep their values
     }
     free(self->streamName);
     self->streamName = nullptr;

@@ -1,4 +1,4 @@
-/* The per-call error environment: how a plug-in tells its host that a call failed. */
+/* The per-call error environment: how a plug-in reports to its host that a call failed. */
 #ifndef FERRYJNI_ENVIRONMENT_H
 #define FERRYJNI_ENVIRONMENT_H
 

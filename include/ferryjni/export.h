@@ -2,7 +2,10 @@
 #ifndef FERRYJNI_EXPORT_H
 #define FERRYJNI_EXPORT_H
 
+/* The library for native plug-ins defines it as nothing: its functions stay inside each plug-in. */
+#ifndef FERRYJNI_API
 #define FERRYJNI_API __attribute__((visibility("default")))
+#endif
 
 #ifdef __cplusplus
 #define FERRYJNI_NOEXCEPT noexcept

@@ -29,13 +29,13 @@ typedef struct FERRYJNIGlobal FERRYJNIGlobal;
  *
  * Sets the log masks first: submodules 0xfffff, levels `instrumentationMask`. The calling thread is
  * attached to a VM made here; a VM adopted must already have it attached. A process can have one VM
- * in its life, and only one thread at a time may call. A VM that refuses an option is no VM yet,
+ * in its life, and only one thread at a time may call. A VM that rejects an option is no VM yet,
  * but HotSpot gives the next one an empty class path, so a second try rarely helps.
  *
  * @param classPath  class path entries, made into one "-Djava.class.path=" option: of one entry
  * alone the entry is lost, in front of one or two stands the environment's CLASSPATH, and an option
  * of that name in `vmOptions` wins over all. Not null; may be empty.
- * @param vmOptions  options for the VM, which refuses those that it does not know. Not null.
+ * @param vmOptions  options for the VM, which rejects those that it does not know. Not null.
  * @param instrumentationMask levels to log: 0x1 error, 0x2 warning, 0x4 status, 0x40 debug.
  * @param destroyPolicy FERRYJNI_DESTROY_...
  * @return owned by the caller (FERRYJNIGlobal_destroy); null on failure, which is logged.
@@ -88,7 +88,7 @@ FERRYJNIAdapter_create(const QEL_FerrionProperties *properties,
  *
  * @param properties not null.
  * @return a local reference; null when it cannot be constructed. When a pair cannot be set, the
- *         object as filled so far is returned and the environment tells.
+ *         object as filled so far is returned and the environment says so.
  */
 FERRYJNI_API jobject FERRYJNIStreamInfo_createJavaProperties(
     const FERRYJNIGlobal *global, JNIEnv *env, const QEL_FerrionProperties *properties,

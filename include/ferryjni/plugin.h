@@ -1,9 +1,7 @@
 /* The adapter plug-in interface: the record and operation table that a plug-in hands its host.
  *
- * The host owns what it creates until it deletes it through the same table, calls one object from
- * one thread at a time, and judges every call by its environment: a constructor may return an
- * incomplete object and an error, and then the only thing to do with the object is to delete it
- * (a connection) or to drop it. Environments are passed last and are never null. */
+ * Environments are passed last and are never null. native_adapter.h says in one place what an
+ * author of a plug-in has to know: slots, ownership, threads, loans and errors. */
 #ifndef FERRYJNI_PLUGIN_H
 #define FERRYJNI_PLUGIN_H
 
@@ -150,11 +148,7 @@ typedef int32_t (*QEL_FerrionStreamWriter_UpdateFn)(QEL_FerrionStreamWriter *wri
 /** A slot that no plug-in of this interface version fills. */
 typedef void (*QEL_FerrionReservedFn)(void);
 
-/** The 23 operations, by slot number. Slots 0 to 4 are compulsory: `ferry` refuses a plug-in
- * without one of them. A plug-in with readers has slots 5, 17 and 18, also where only its discovery
- * readers are read; one with writers has 7 and 20. Where another slot is null the plug-in does not
- * have the operation: a reader or writer without a delete slot is dropped, a connection without a
- * discovery getter announces nothing. */
+/** The 23 operations, by slot number; native_adapter.h says which of them are compulsory. */
 typedef struct QEL_FerrionAdapterOperations {
     /* 0 */ QEL_FerrionAdapter_DeleteFn delete_adapter;
     /* 1 */ QEL_FerrionAdapter_CreateConnectionFn create_connection;
@@ -192,11 +186,17 @@ typedef struct QEL_FerrionPluginVersion {
 /** Magic number of a valid plug-in record. */
 #define QEL_FERRION_PLUGIN_MAGIC 7654321
 
+/** Version of this interface, an initializer of a QEL_FerrionPluginVersion. */
+#define QEL_FERRION_PLUGIN_API_VERSION                                                             \
+    {                                                                                              \
+        5, 3, 0, 0                                                                                 \
+    }
+
 /** What a plug-in's entry point returns; a plug-in's own state follows it. */
 typedef struct QEL_FerrionAdapterPlugin {
     /** QEL_FERRION_PLUGIN_MAGIC. */
     int32_t magic;
-    /** Version of this interface: 5.3.0.0. */
+    /** QEL_FERRION_PLUGIN_API_VERSION. */
     QEL_FerrionPluginVersion apiVersion;
     /** The adapter's own version. */
     QEL_FerrionPluginVersion adapterVersion;
@@ -212,7 +212,7 @@ typedef QEL_FerrionAdapterPlugin *(*QEL_FerrionAdapterPlugin_CreateFn)(
  */
 
 /**
- * E_stop_by: the host has been told to stop. From now on every call that waits returns by the
+ * E_stop_by: the host has been asked to stop. From now on every call that waits returns by the
  * deadline, those that wait already too: writes that wait for readers or for room, deletions that
  * linger. Such a call reports what it could not do. Calls that do not wait go on as before.
  *

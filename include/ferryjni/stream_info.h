@@ -22,7 +22,7 @@ typedef struct QEL_FerrionStringSeq {
 /** typeRepresentationKind of a type given as a DDS type code (`const DDS_TypeCode *`). */
 #define QEL_FERRION_TYPE_REPRESENTATION_TYPECODE 0
 
-/** A stream's name and type, or the news that it has gone. */
+/** A stream's name and type, or the report that it has gone. */
 typedef struct QEL_FerrionStreamInfo {
     /** 1 when the stream has gone, 0 for one that is there. */
     int32_t disposed;

@@ -4,7 +4,7 @@
 #include <thread>
 #include <utility>
 
-#include "JNIStreamInfo.h"
+#include "JNIProperties.h"
 #include "harness.h"
 
 namespace bridge {

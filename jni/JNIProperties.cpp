@@ -1,10 +1,9 @@
-// Property lists to java.util.Properties and back. The texts are those of other conversions; they
-// are fixed and operators match on them.
+// Property lists to java.util.Properties and back. compatibility 1: all texts
 #include <cstddef>
 
 #include "Guards.h"
 #include "Heap.h"
-#include "JNIStreamInfo.h"
+#include "JNIProperties.h"
 #include "Operation.h"
 #include "qddsc/string.h"
 
@@ -111,7 +110,7 @@ FERRYJNIStreamInfo_createNativeProperties(const FERRYJNIGlobal *global, JNIEnv *
         return list;
     }
     // Names that come from a defaults list only are enumerated but not counted by size().
-    // A full array is no reason not to ask: the enumeration may have a failure to tell.
+    // A full array is no reason not to ask: the enumeration may have a failure to report.
     for (int32_t k = 0; hasMore(operation, global, env, names) && k < size;) {
         const ferryjni::LocalFrame pairFrame(env);
         auto *key =
