@@ -10,13 +10,10 @@ namespace {
 
 using bench::Options;
 
-/// As ferry configures the engine for the loopback interface; writes stay in a packet until it is
-/// full or flushed.
+/// The loopback interface; writes stay in a packet until it is full or flushed.
 const char *const settings =
-    "<General><Interfaces><NetworkInterface address='127.0.0.1'/></Interfaces></General>"
-    "<Discovery><ParticipantIndex>auto</ParticipantIndex>"
-    "<Peers><Peer Address='127.0.0.1'/></Peers></Discovery>"
-    "<Internal><WriteBatch>true</WriteBatch><SocketReceiveBufferSize max='4MB'/>"
+    "file://" LOOPBACK_XML
+    ",<Internal><WriteBatch>true</WriteBatch><SocketReceiveBufferSize max='4MB'/>"
     "<SocketSendBufferSize min='default' max='4MB'/>"
     "<Watermarks><WhcLow>500kB</WhcLow><WhcHigh>1MB</WhcHigh><WhcHighInit>1MB</WhcHighInit>"
     "</Watermarks></Internal>";

@@ -20,11 +20,8 @@ SKIP = 77
 # How many times longer things may take, below a tool that slows them down.
 PATIENCE = int(os.environ.get("FERRY_TEST_PATIENCE", "1"))
 
-# ferry stays on the loopback interface unless it is told otherwise; a partner has to come there.
-CYCLONE_XML = """<General><Interfaces><NetworkInterface address="127.0.0.1"/></Interfaces>
-<AllowMulticast>false</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>
-<MaxAutoParticipantIndex>40</MaxAutoParticipantIndex><Peers><Peer address="127.0.0.1"/></Peers>
-</Discovery>"""
+# ferry stays on the loopback interface unless it is configured otherwise; a partner has to come there.
+CYCLONE_XML = pathlib.Path(__file__).parents[2] / "examples/watch/loopback.xml"
 FASTDDS_XML = pathlib.Path(__file__).with_name("fastdds_loopback.xml")
 
 
@@ -77,7 +74,7 @@ class Rig(unittest.TestCase):
         return pathlib.Path(f"{process.log}{suffix}").read_text(encoding="utf-8")
 
     def partner(self, make, xml="", **options):
-        environment = {"CYCLONEDDS_URI": CYCLONE_XML + xml,
+        environment = {"CYCLONEDDS_URI": f"file://{CYCLONE_XML}" + (f",{xml}" if xml else ""),
                        "FASTRTPS_DEFAULT_PROFILES_FILE": str(FASTDDS_XML)}
         arguments = [f"{name}={value}" for name, value in {"domain": DOMAIN, **options}.items()]
         return self.start([PARTNERS[make], *arguments], environment, make)
