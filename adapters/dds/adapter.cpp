@@ -203,7 +203,7 @@ std::int32_t write(QEL_FerrionStreamWriter *writer, void *const *samples,
 void fill(QEL_FerrionAdapterPlugin &plugin) noexcept
 {
     plugin.magic = QEL_FERRION_PLUGIN_MAGIC;
-    plugin.apiVersion = {5, 3, 0, 0};
+    plugin.apiVersion = QEL_FERRION_PLUGIN_API_VERSION;
     plugin.adapterVersion = {FERRYADAPTER_DDS_MAJOR, FERRYADAPTER_DDS_MINOR,
                              FERRYADAPTER_DDS_RELEASE, 0};
     QEL_FerrionAdapterOperations &operations = plugin.operations;

@@ -13,6 +13,9 @@ trap 'rm -rf "$work"' EXIT
 "$work/prefix/bin/ferry" --version
 "$work/prefix/bin/ferry" new adapter Gauge "$work/gauge" >/dev/null
 test -x "$work/gauge/build.sh"
+cp -r "$work/prefix/share/ferryjni/templates/native-adapter" "$work/native"
+FERRY_PREFIX=$work/prefix CXX=$compiler CXXFLAGS=$flags "$work/native/build.sh"
+"$work/prefix/bin/ferry" run "$work/native/template.yaml" --until-idle=0.5 | grep '^5 hello$'
 for jar in java/{qdds,ferrion-adapter,ferrion-kit,ferrion-relay} \
     adapters/com.qel.ferrion.adapters.{file.FileAdapter/ferrion-adapter-file,sql.SqlAdapter/ferrion-adapter-sql}; do
     test -f "$work/prefix/share/ferryjni/$jar.jar"

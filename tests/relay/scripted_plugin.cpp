@@ -313,7 +313,7 @@ QEL_FerrionAdapterPlugin *createAdapter(const QEL_FerrionProperties *properties,
 {
     auto *plugin = create<Plugin>("adapter", properties->properties[0].value, environment);
     plugin->magic = QEL_FERRION_PLUGIN_MAGIC;
-    plugin->apiVersion = {5, 3, 0, 0};
+    plugin->apiVersion = QEL_FERRION_PLUGIN_API_VERSION;
     plugin->adapterVersion = {1, 2, 3, 4};
     fill(plugin->operations);
     return g_script->changeRecord ? g_script->changeRecord(plugin) : plugin;

@@ -23,7 +23,8 @@ struct QIdlTree {
  * no other way to get at them. It calls them through its symbol table, so definitions in a library
  * that stands in front of it in the search order, as every user of it does, take their place.
  * Where another user was loaded first they do not: then the complaint is on standard error, and the
- * problem says only that the text was rejected. Outside of a parse of ours they print the bare text.
+ * problem says only that the text was rejected. Outside of a parse of ours they print the bare
+ * text.
  */
 __attribute__((visibility("default"), format(printf, 3, 0))) void
 idl_verror(const idl_pstate_t *state, const idl_location_t *location, const char *format,
