@@ -128,7 +128,7 @@ class Rig(unittest.TestCase):
                              "dds": {"plugin": "dds"}},
                 "connections": {
                     "files": {"adapter": "files",
-                              "properties": {"directory": str(self.directory), "poll_ms": 50}},
+                              "properties": {"directory": str(self.directory), "poll": "50ms"}},
                     "dds": {"adapter": "dds", "properties": {"domain": DOMAIN, **dds}},
                     "dds2": {"adapter": "dds", "properties": {"domain": DOMAIN + 1, **dds}}},
                 "sessions": {"main": {"period": "20ms"}},

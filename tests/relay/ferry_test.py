@@ -277,25 +277,25 @@ class FerryTest(Ferry):
     def test_check_holds_properties_against_what_adapters_declare(self):
         text = self.ferry("check", self.relay(), "--settings", code=0).stdout
         self.assertIn("  connection\n    directory: a path; required\n        where the files are\n"
-                      "    poll_ms: a whole number from 1 to 3600000; default 200\n", text)
+                      "    poll: a duration from 1ms to 1h, such as 100ms, 1.5s or 5m; default 200ms\n", text)
         self.assertIn("TroubleAdapter\n  declares no settings\n", text)
         alone = self.ferry("check", "--settings=com.qel.ferrion.adapters.file.FileAdapter", code=0)
         self.assertIn(alone.stdout, text)
         self.ferry("check", code=2)
         (self.directory / "a.csv").write_text("n\n1\n")
         path = self.directory / "discovery.yaml"
-        path.write_text((DATA / "discovery.yaml").read_text().replace("poll_ms: 20", "pol_ms: 20, poll_ms: 0").replace(
+        path.write_text((DATA / "discovery.yaml").read_text().replace("poll: 20ms", "poll_ms: 20, poll: 0s").replace(
             ".jsonl\"", ".jsonl\", properties: {format: \"${type}\", mode: \"1\\n2\"}"))
         text = self.ferry("check", path, code=2).stderr
         self.assertEqual(text.replace(str(path), "FILE"),
-            "FILE:3:51: connections.in: unknown property \"pol_ms\"; did you mean \"poll_ms\"? "
-            "(known: directory, poll_ms, type_idl, type_name)\n"
-            "FILE:3:63: connections.in: property \"poll_ms\" must be a whole number from 1 to "
-            "3600000, not \"0\"\n"
+            "FILE:3:51: connections.in: unknown property \"poll_ms\"; did you mean \"poll\"? "
+            "(known: directory, poll, type_idl, type_name)\n"
+            "FILE:3:64: connections.in: property \"poll\" must be a duration from 1ms to 1h, such "
+            "as 100ms, 1.5s or 5m, not \"0s\"\n"
             "FILE:9:92: discovery.ticks.outputs[0]: property \"mode\" must be one of create, append, "
             "overwrite, not \"1\\n2\"\n")
         # A run goes on with what is good, and tells all the same.
-        self.assertIn(f"[settings] {path}:3:63: connections.in: property \"poll_ms\" must",
+        self.assertIn(f"[settings] {path}:3:64: connections.in: property \"poll\" must",
                       self.ferry("run", path, "--until-idle=0.1", code=3).stderr)
 
     def test_a_failure_has_its_own_sentence_and_one_trace(self):

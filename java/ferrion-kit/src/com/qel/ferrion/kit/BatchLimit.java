@@ -25,9 +25,9 @@ public final class BatchLimit {
     public static final Setting<Integer> SAMPLES = Setting.integer("batch", 1, 1 << 20,
             "most samples of one read").defaultTo(1024).changeable();
     /** The setting {@code batch_bytes}. */
-    public static final Setting<Integer> BYTES = Setting.integer("batch_bytes", 1, 1 << 30,
+    public static final Setting<Long> BYTES = Setting.bytes("batch_bytes", 1, 1 << 30,
             "bytes of samples at which a read ends, even if they are fewer than \"batch\"")
-            .defaultTo(8 << 20).changeable();
+            .defaultTo(8L << 20).changeable();
 
     private int samplesLeft;
     private long bytesLeft;

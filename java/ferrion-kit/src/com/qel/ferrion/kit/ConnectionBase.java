@@ -72,6 +72,10 @@ public abstract class ConnectionBase implements Connection {
         return guard == null ? null : guard.settings();
     }
 
+    final Guard guard() {
+        return guard;
+    }
+
     void attach(Guard ours, AdapterSettings all, StreamReaderListener outputs,
             StreamReaderListener inputs) throws Exception {
         guard = ours;

@@ -4,11 +4,18 @@ import com.qel.ferrion.adapter.DiscoveryConnection;
 import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 
-/** A connection that announces streams, from {@link #opened} on. */
+/** A connection that announces streams, from {@link #opened} or {@link #inputsWanted} on. */
 public abstract class DiscoveryConnectionBase extends ConnectionBase
         implements DiscoveryConnection {
     private DiscoveryReader inputs;
     private DiscoveryReader outputs;
+    private boolean wanted;
+
+    /**
+     * Called once, when somebody asks for the reader of streams that can be read: the place to look
+     * for them, if nobody may ever ask.
+     */
+    protected void inputsWanted() throws Exception {}
 
     @Override
     final void attach(Guard guard, AdapterSettings declared, StreamReaderListener outputListener,
@@ -41,6 +48,10 @@ public abstract class DiscoveryConnectionBase extends ConnectionBase
     /** Announces streams that can be read. */
     @Override
     public final DiscoveryReader getInputStreamDiscoveryReader() {
+        if (!wanted) {
+            wanted = true;
+            guard().end("getInputStreamDiscoveryReader", this::inputsWanted);
+        }
         return inputs;
     }
 

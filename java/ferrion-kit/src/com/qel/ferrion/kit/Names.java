@@ -31,8 +31,9 @@ public final class Names {
 
     /** Characters that are put in, left out, changed or swapped with their neighbours. */
     private static int distance(String wanted, String candidate) {
-        // "lat" for "position.lat": the last part alone is a near miss, too.
-        if (candidate.endsWith("." + wanted)) {
+        // "lat" for "position.lat": the last part alone is a near miss, too. So is "poll_ms" for
+        // "poll", whose unit stands in the value.
+        if (candidate.endsWith("." + wanted) || wanted.equals(candidate + "_ms")) {
             return 1;
         }
         int[] beforeLast = null;

@@ -4,6 +4,7 @@ import com.fasterxml.jackson.core.JsonFactory;
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.Names;
 import java.io.IOException;
 import java.io.Reader;
@@ -163,7 +164,7 @@ final class CsvDecoder implements RowDecoder {
             } catch (BadRow bad) {
                 throw bad.in(column.path);
             } catch (IllegalArgumentException | TypeException refused) {
-                throw BadRow.refused(column.path, refused);
+                throw BadRow.rejected(column.path, refused);
             }
         }
         if (quoted) {

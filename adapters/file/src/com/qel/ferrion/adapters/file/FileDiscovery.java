@@ -2,11 +2,11 @@ package com.qel.ferrion.adapters.file;
 
 import com.qel.dds.TypeException;
 import com.qel.dds.typecode.TypeCode;
-import com.qel.ferrion.adapter.StreamReader;
-import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.DiscoveryReader;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
+import com.qel.ferrion.kit.RejectFile;
+import com.qel.ferrion.kit.Settings;
 import java.io.IOException;
 import java.lang.System.Logger.Level;
 import java.nio.file.DirectoryStream;
@@ -19,7 +19,8 @@ import java.util.TreeSet;
  * The data files of a directory as streams: announced as they appear, disposed as they vanish.
  *
  * <p>A file's type is the last struct of the IDL file of the same base name beside it, or else the
- * connection's; a file without either is announced without a type.
+ * connection's; a file without either is announced without a type. Used by one thread at a time: the
+ * host's, and then the watching one.
  */
 final class FileDiscovery {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
@@ -28,38 +29,25 @@ final class FileDiscovery {
     private final String typeIdl;
     private final String typeName;
     private final DiscoveryReader reader;
-    private Set<String> known;
+    private Set<String> known = Set.of();
 
-    FileDiscovery(Path directory, String typeIdl, String typeName, StreamReaderListener listener) {
+    FileDiscovery(Path directory, Settings settings, DiscoveryReader reader) {
         this.directory = directory;
-        this.typeIdl = typeIdl;
-        this.typeName = typeName;
-        this.reader = new DiscoveryReader(listener);
+        this.typeIdl = settings.get(FileSettings.TYPE_IDL);
+        this.typeName = settings.get(FileSettings.TYPE_NAME);
+        this.reader = reader;
     }
 
-    StreamReader reader() {
-        return reader;
-    }
-
-    /** Makes the first look. @return false when it was made before */
-    synchronized boolean begin() {
-        if (known != null) {
-            return false;
-        }
-        known = new TreeSet<>();
-        look();
-        return true;
-    }
-
-    /** Compares the directory with what has been told about it. */
-    synchronized void look() {
+    /** Compares the directory with what has been announced. */
+    void look() {
         Set<String> found = new TreeSet<>();
         try (DirectoryStream<Path> files =
                 Files.newDirectoryStream(directory, "*.{csv,jsonl}")) {
             for (Path file : files) {
                 String name = file.getFileName().toString();
                 // Whoever writes rejected rows into this folder: they are no stream.
-                if (Files.isRegularFile(file) && (known.contains(name) || !Rejects.isKeptIn(file))) {
+                if (Files.isRegularFile(file)
+                        && (known.contains(name) || !RejectFile.isOne(file))) {
                     found.add(name);
                 }
             }
@@ -102,10 +90,5 @@ final class FileDiscovery {
 
     private static TypeInfo info(TypeCode type) {
         return new TypeInfo(type.name(), type);
-    }
-
-    /** No signal is made any more when this returns. */
-    void end() {
-        reader.close();
     }
 }

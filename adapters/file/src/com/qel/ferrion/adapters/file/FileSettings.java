@@ -2,19 +2,22 @@ package com.qel.ferrion.adapters.file;
 
 import com.qel.ferrion.kit.AdapterSettings;
 import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.BadRows;
 import com.qel.ferrion.kit.BatchLimit;
 import com.qel.ferrion.kit.Setting;
 import java.nio.file.Path;
+import java.time.Duration;
 import java.util.Map;
 
 /** The properties that the adapter understands. */
 final class FileSettings {
-    private static final int HOUR = 3_600_000;
+    private static final Duration HOUR = Duration.ofHours(1);
 
     static final Setting<Path> DIRECTORY =
             Setting.path("directory", "where the files are").required();
-    static final Setting<Integer> POLL = Setting.integer("poll_ms", 1, HOUR,
-            "how often growing files, and the directory itself, are looked at").defaultTo(200);
+    static final Setting<Duration> POLL = Setting.duration("poll", Duration.ofMillis(1), HOUR,
+            "how often growing files, and the directory itself, are looked at")
+            .defaultTo(Duration.ofMillis(200));
     static final Setting<String> TYPE_IDL = Setting.text("type_idl",
             "IDL file with the type of announced files that have none of their own");
     static final Setting<String> TYPE_NAME =
@@ -32,24 +35,20 @@ final class FileSettings {
 
     static final Setting<Boolean> FOLLOW =
             Setting.flag("follow", "whether to go on as the file grows").defaultTo(false);
-    static final Setting<OnBadRow> ON_BAD_ROW = Setting.choice("on_bad_row", OnBadRow.class,
-            "whether to skip it or to stop reading there").defaultTo(OnBadRow.SKIP).changeable();
     static final Setting<String> REJECT_FILE = Setting.text("reject_file",
             "file below the directory that bad rows are appended to, as JSON lines");
-    static final Setting<Integer> REPORT = Setting.integer("report_ms", 0, HOUR,
-            "least time between two reports that name more than one bad row").defaultTo(1000);
-    static final Setting<Integer> MAX_RECORD = Setting.integer("max_record_bytes", 1, 1 << 30,
-            "longest row taken").defaultTo(16 << 20);
-    static final Setting<Integer> LINGER = Setting.integer("linger_ms", 0, HOUR,
+    static final Setting<Long> MAX_RECORD = Setting.bytes("max_record_bytes", 1, 1 << 30,
+            "longest row taken").defaultTo(16L << 20);
+    static final Setting<Duration> LINGER = Setting.duration("linger", Duration.ZERO, HOUR,
             "followed: how long a replaced file must be silent before its successor is read")
-            .defaultTo(1000).changeable();
-    static final Setting<Integer> QUOTE_WAIT = Setting.integer("quote_wait_ms", 0, HOUR,
-            "followed CSV: how long a row waits for its closing quote; 0 for as long as it takes")
-            .defaultTo(10_000);
+            .defaultTo(Duration.ofSeconds(1)).changeable();
+    static final Setting<Duration> QUOTE_WAIT = Setting.duration("quote_wait", Duration.ZERO, HOUR,
+            "followed CSV: how long a row waits for its closing quote; 0s for as long as it takes")
+            .defaultTo(Duration.ofSeconds(10));
 
     static final Setting<Output.Mode> MODE = Setting.choice("mode", Output.Mode.class,
             "what to do with a file that is there already").defaultTo(Output.Mode.APPEND);
-    static final Setting<Long> ROTATE = Setting.longInteger("rotate_bytes", 0, Long.MAX_VALUE,
+    static final Setting<Long> ROTATE = Setting.bytes("rotate_bytes", 0, Long.MAX_VALUE,
             "size that a file does not grow beyond; 0 for no limit").defaultTo(0L).changeable();
     static final Setting<Boolean> SYNC = Setting.flag("sync",
             "whether a batch is on the disk when its write returns").defaultTo(false);
@@ -58,12 +57,9 @@ final class FileSettings {
             .with(Role.CONNECTION, DIRECTORY, POLL)
             .with(Role.DISCOVERY, TYPE_IDL, TYPE_NAME)
             .with(Role.READER, FILE, FORMAT, DELIMITER, COLUMNS, FOLLOW, BatchLimit.SAMPLES,
-                    BatchLimit.BYTES, ON_BAD_ROW, REJECT_FILE, REPORT, MAX_RECORD, LINGER,
-                    QUOTE_WAIT)
+                    BatchLimit.BYTES, BadRows.ON_BAD_ROW, REJECT_FILE, BadRows.REPORT, MAX_RECORD,
+                    LINGER, QUOTE_WAIT)
             .with(Role.WRITER, FILE, FORMAT, DELIMITER, COLUMNS, MODE, ROTATE, SYNC);
-
-    /** What to do about a row that is not good. */
-    enum OnBadRow { SKIP, STOP }
 
     private FileSettings() {}
 }

@@ -3,39 +3,47 @@ package com.qel.ferrion.adapters.file;
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
-import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
-import com.qel.ferrion.adapter.infrastructure.StreamReaderBase;
+import com.qel.ferrion.kit.BadRow;
+import com.qel.ferrion.kit.BadRows;
 import com.qel.ferrion.kit.BatchLimit;
+import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.FileClaim;
 import com.qel.ferrion.kit.OutOfHeapException;
+import com.qel.ferrion.kit.ReaderBase;
+import com.qel.ferrion.kit.RejectFile;
 import com.qel.ferrion.kit.SamplePool;
 import com.qel.ferrion.kit.Settings;
+import com.qel.ferrion.kit.Watch;
 import java.io.IOException;
+import java.nio.ByteBuffer;
+import java.nio.charset.CharacterCodingException;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.time.Duration;
+import java.util.LinkedHashMap;
 import java.util.List;
-import java.util.Properties;
+import java.util.Map;
 
 /**
- * A file's rows as samples. The rows are read and decoded in {@link #read}, on the host's thread,
+ * A file's rows as samples. The rows are read and decoded in {@link #fill}, on the host's thread,
  * into samples that are used again for every batch.
  *
  * <p>A read that has bad rows to report puts the good ones into the lists and then throws: the
  * host takes both. A read that may have left rows behind signals when its loan is returned;
  * for rows that arrive later the connection's watching thread signals.
  */
-final class FileStreamReader extends StreamReaderBase {
-    private volatile Settings settings;
+final class FileStreamReader extends ReaderBase {
     private final Path path;
     private final boolean follow;
     private final RecordScanner scanner;
     private final RowDecoder decoder;
     /** What has to be given back; null only while the reader is being made. */
     private FileClaim claim;
-    private Rejects rejects;
+    private RejectFile rejects;
     private Input input;
+    private Watch.Task task;
     private final BadRows badRows;
     private final SamplePool pool;
     private final SampleInfo info = new SampleInfo();
@@ -50,35 +58,32 @@ final class FileStreamReader extends StreamReaderBase {
      * Opens a file and, where it is there already, binds its header.
      *
      * @param place which file, in which format
-     * @param listener the host's, or null
-     * @param settings of the reader
+     * @param stream what the host asks for
      * @throws AdapterException when a property is wrong, or the file cannot be read as the type
      */
-    FileStreamReader(StreamFile place, StreamReaderListener listener, Settings settings)
-            throws AdapterException {
-        super(listener);
+    FileStreamReader(StreamFile place, Stream stream) throws AdapterException {
+        super(stream);
         this.pool = new SamplePool(place.type());
-        this.settings = settings;
         this.path = place.path();
+        Settings settings = stream.settings();
         this.follow = settings.get(FileSettings.FOLLOW);
-        int longest = settings.get(FileSettings.MAX_RECORD);
+        int longest = Math.toIntExact(settings.get(FileSettings.MAX_RECORD));
         Value root = Value.bind(place.type());
         if (place.format() == StreamFile.Format.CSV) {
             char delimiter = StreamFile.delimiter(settings);
             scanner = RecordScanner.csv(delimiter, longest);
             decoder = new CsvDecoder(root, delimiter, settings.get(FileSettings.COLUMNS));
         } else {
-            StreamFile.refuseForJson(settings);
+            StreamFile.rejectForJson(settings);
             scanner = RecordScanner.lines(longest);
             decoder = new JsonDecoder(root);
         }
         try {
             String kept = settings.get(FileSettings.REJECT_FILE);
             rejects = kept == null ? null
-                    : new Rejects(path, place.sibling(kept), settings.owner());
+                    : new RejectFile(place.sibling(kept), path.toString(), settings.owner());
             claim = FileClaim.take(path, FileClaim.Use.READ, settings.owner());
-            input = new Input(path, follow, scanner,
-                    Duration.ofMillis(settings.get(FileSettings.QUOTE_WAIT)));
+            input = new Input(path, follow, scanner, settings.get(FileSettings.QUOTE_WAIT));
             input.linger(settings.get(FileSettings.LINGER));
             openHeader();
         } catch (NoSuchFileException missing) {
@@ -91,7 +96,7 @@ final class FileStreamReader extends StreamReaderBase {
             release();
             throw e;
         }
-        badRows = new BadRows(path, rejects, settings.get(FileSettings.REPORT));
+        badRows = new BadRows(settings.get(BadRows.REPORT), rejects);
     }
 
     private void openHeader() throws IOException, AdapterException {
@@ -103,22 +108,25 @@ final class FileStreamReader extends StreamReaderBase {
         }
     }
 
-    /** Changes {@code batch}, {@code batch_bytes}, {@code on_bad_row} and {@code linger_ms}. */
-    @Override
-    public void update(Properties properties) throws AdapterException {
-        settings = settings.updated(properties);
-        input.linger(settings.get(FileSettings.LINGER));
+    /** Has the watching thread look for rows, once or as long as the reader lives. */
+    void start(Watch watch, Duration period) {
+        task = follow ? watch.every(period, this::look) : watch.once(this::look);
     }
 
     @Override
-    public void read(List<Object> samples, List<Object> infos) throws AdapterException {
+    protected void changed(Settings updated) {
+        input.linger(updated.get(FileSettings.LINGER));
+    }
+
+    @Override
+    protected void fill(List<Object> samples, List<Object> infos) throws AdapterException {
         mayHaveMore = false;
         if (stopped) {
-            badRows.report("");
+            badRows.report(true, "");
             return;
         }
         claim.lent();
-        BatchLimit limit = new BatchLimit(settings);
+        BatchLimit limit = new BatchLimit(settings());
         try {
             while (!limit.isReached() && !stopped && (again || input.next())) {
                 if (decoder.hasHeader() && input.atFirst()) {
@@ -134,7 +142,7 @@ final class FileStreamReader extends StreamReaderBase {
                     + " bytes", full);
         }
         mayHaveMore = (limit.isReached() || again) && !stopped;
-        badRows.report(stopped ? "; reading stops here" : "");
+        badRows.report(true, stopped ? "; reading stops here" : "");
     }
 
     /** @return false when the row has to wait for the next read */
@@ -160,9 +168,28 @@ final class FileStreamReader extends StreamReaderBase {
     }
 
     private void passOver(BadRow bad, BatchLimit limit) {
-        badRows.add(scanner, bad);
+        String place = path + ":" + scanner.line();
+        if (rejects == null) {
+            badRows.add(place, bad);
+        } else {
+            badRows.add(place, bad, content());
+        }
         limit.add(scanner.length());
-        stopped = settings.get(FileSettings.ON_BAD_ROW) == FileSettings.OnBadRow.STOP;
+        stopped = settings().get(BadRows.ON_BAD_ROW) == BadRows.OnBadRow.STOP;
+    }
+
+    /** The row as text; one that is not UTF-8 has a character for each byte, and says so. */
+    private Map<String, String> content() {
+        byte[] raw = scanner.raw();
+        Map<String, String> content = new LinkedHashMap<>();
+        try {
+            content.put("row",
+                    StandardCharsets.UTF_8.newDecoder().decode(ByteBuffer.wrap(raw)).toString());
+        } catch (CharacterCodingException e) {
+            content.put("row", new String(raw, StandardCharsets.ISO_8859_1));
+            content.put("encoding", "ISO-8859-1");
+        }
+        return content;
     }
 
     private DynamicData decode(int index) throws BadRow {
@@ -172,8 +199,8 @@ final class FileStreamReader extends StreamReaderBase {
         DynamicData data = pool.get(index);
         try {
             decoder.decode(scanner, data);
-        } catch (IllegalArgumentException | TypeException refused) {
-            throw BadRow.refused("", refused);
+        } catch (IllegalArgumentException | TypeException rejection) {
+            throw BadRow.rejected("", rejection);
         }
         return data;
     }
@@ -189,9 +216,9 @@ final class FileStreamReader extends StreamReaderBase {
         }
     }
 
-    /** Takes the samples back, and tells the host when there was no room for all rows. */
+    /** Takes the samples back, and signals when there was no room for all rows. */
     @Override
-    public void returnLoan(List<Object> samples, List<Object> infos) {
+    protected void returned(List<Object> samples, List<Object> infos) {
         claim.returned();
         pool.returned();
         if (mayHaveMore) {
@@ -200,28 +227,28 @@ final class FileStreamReader extends StreamReaderBase {
         }
     }
 
-    /** Tries whether a first read would succeed; the input has been opened already. */
-    void probe() throws AdapterException {
+    /** The input has been opened already. */
+    @Override
+    protected void probe() throws AdapterException {
         if (rejects != null) {
             rejects.probe();
         }
     }
 
-    /** Whether the watching thread has to look for more as long as the reader lives. */
-    boolean follows() {
-        return follow;
-    }
-
     /** Called by the watching thread, first when the host has the reader. */
-    void look() {
-        if (!looked || input.hasNews()) {
+    private void look() {
+        if (!looked || input.hasMore()) {
             looked = true;
             signal();
         }
     }
 
-    /** Closes the file; the listener has been closed before. */
-    void release() {
+    /** Closes the file; also what a constructor that fails has opened. */
+    @Override
+    protected void release() {
+        if (task != null) {
+            task.cancel();
+        }
         if (claim != null) {
             claim.close();
         }

@@ -3,11 +3,12 @@ package com.qel.ferrion.adapters.file;
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
-import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.FileClaim;
 import com.qel.ferrion.kit.OutOfHeapException;
 import com.qel.ferrion.kit.Settings;
+import com.qel.ferrion.kit.WriterBase;
 import java.io.IOException;
 import java.io.RandomAccessFile;
 import java.io.UncheckedIOException;
@@ -15,14 +16,13 @@ import java.lang.System.Logger.Level;
 import java.nio.file.Path;
 import java.util.Arrays;
 import java.util.List;
-import java.util.Properties;
 
 /**
  * Samples as rows of a file. A batch is encoded in memory and written in one go, a large one piece
  * by piece; when write returns, its rows are with the operating system, and with {@code sync} on
  * the disk.
  */
-final class FileStreamWriter implements StreamWriter {
+final class FileStreamWriter extends WriterBase {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
     private static final byte[] LINE_END = {'\n'};
     /** Bytes of encoded records that are collected before they are written. */
@@ -38,18 +38,18 @@ final class FileStreamWriter implements StreamWriter {
     /** Samples of the current write that cannot be written, and why the first cannot. */
     private int leftOut;
     private String reason;
-    private Settings settings;
     private final FileClaim claim;
 
     /**
      * Makes a writer and touches no file yet.
      *
      * @param place which file, in which format
-     * @param settings of the writer
+     * @param stream what the host asks for
      * @throws AdapterException when a property is wrong
      */
-    FileStreamWriter(StreamFile place, Settings settings) throws AdapterException {
-        this.settings = settings;
+    FileStreamWriter(StreamFile place, Stream stream) throws AdapterException {
+        super(stream);
+        Settings settings = stream.settings();
         path = place.path();
         Value root = Value.bind(place.type());
         Output.AppendCheck check;
@@ -58,7 +58,7 @@ final class FileStreamWriter implements StreamWriter {
             encoder = new CsvEncoder(root, delimiter, settings.get(FileSettings.COLUMNS));
             check = file -> checkAppend(file, RecordScanner.csv(delimiter, 1 << 30));
         } else {
-            StreamFile.refuseForJson(settings);
+            StreamFile.rejectForJson(settings);
             encoder = new JsonEncoder(root);
             check = file -> endsLine(file) ? new byte[0] : LINE_END;
         }
@@ -75,16 +75,14 @@ final class FileStreamWriter implements StreamWriter {
         output.rotateAt(settings.get(FileSettings.ROTATE));
     }
 
-    /** Tries whether a first write would succeed, and leaves nothing behind. */
-    void probe() throws AdapterException {
+    @Override
+    protected void probe() throws AdapterException {
         output.probe();
     }
 
-    /** Changes {@code rotate_bytes}. */
     @Override
-    public void update(Properties properties) throws AdapterException {
-        settings = settings.updated(properties);
-        output.rotateAt(settings.get(FileSettings.ROTATE));
+    protected void changed(Settings updated) {
+        output.rotateAt(updated.get(FileSettings.ROTATE));
     }
 
     /**
@@ -95,7 +93,7 @@ final class FileStreamWriter implements StreamWriter {
      *     encoded
      */
     @Override
-    public int write(List<Object> samples, List<Object> infos) throws AdapterException {
+    protected int store(List<Object> samples, List<Object> infos) throws AdapterException {
         claim.checkCircle();
         int taken = 0;
         leftOut = 0;
@@ -176,7 +174,8 @@ final class FileStreamWriter implements StreamWriter {
      *
      * @throws UncheckedIOException when the system reports a late failure
      */
-    void close() {
+    @Override
+    protected void release() {
         try {
             output.close();
         } catch (IOException e) {

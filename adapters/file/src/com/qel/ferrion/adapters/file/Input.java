@@ -10,14 +10,13 @@ import java.nio.file.NoSuchFileException;
 import java.nio.file.Path;
 import java.nio.file.attribute.BasicFileAttributes;
 import java.time.Duration;
-import java.util.concurrent.TimeUnit;
 
 /**
  * One file as a source of records, read once or followed as it grows.
  *
  * <p>A followed file may be missing for a while, be cut back, or be replaced by another of its
  * name; the last two are reported, and reading goes on with what the name stands for then. All
- * methods run on the host's thread, but {@link #hasNews}, which the watching thread calls.
+ * methods run on the host's thread, but {@link #hasMore}, which the watching thread calls.
  */
 final class Input implements Closeable {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
@@ -30,7 +29,7 @@ final class Input implements Closeable {
     private long replacedAt;
     private final Duration quoteWait;
     /** How long a replaced file must stay silent before reading leaves it for its successor. */
-    private volatile long lingerMillis;
+    private volatile Duration linger = Duration.ZERO;
     /** When a record at the end was found to wait for its closing quote; 0 when none does. */
     private volatile long openSince;
     /** No channel: those close when somebody interrupts the host's thread. */
@@ -56,8 +55,8 @@ final class Input implements Closeable {
     }
 
     /** Sets how long a replaced file must be silent before its successor is read. Any thread. */
-    void linger(long millis) {
-        lingerMillis = millis;
+    void linger(Duration silence) {
+        linger = silence;
     }
 
     private boolean open() throws IOException {
@@ -189,7 +188,7 @@ final class Input implements Closeable {
         if (replacedAt == 0) {
             replacedAt = now;
         }
-        if (now - replacedAt < TimeUnit.MILLISECONDS.toNanos(lingerMillis)) {
+        if (now - replacedAt < linger.toNanos()) {
             return false;
         }
         LOG.log(Level.INFO, "{0}: is another file now; going on with that one", path);
@@ -198,7 +197,7 @@ final class Input implements Closeable {
     }
 
     /** Whether a reader that found nothing would find something now. Any thread. */
-    boolean hasNews() {
+    boolean hasMore() {
         if (!waiting) {
             return false;
         }

@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.file;
 
 import com.fasterxml.jackson.core.JsonFactory;
 import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.ferrion.kit.BadRow;
 
 /** JSON lines to samples: one object a line, its names those of the members. */
 final class JsonDecoder implements RowDecoder {

@@ -7,6 +7,7 @@ import com.fasterxml.jackson.core.JsonToken;
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.Kind;
+import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.Names;
 import java.io.IOException;
 import java.util.Map;
@@ -92,7 +93,7 @@ final class JsonReader {
             } catch (BadRow bad) {
                 throw bad.in(value.path);
             } catch (IllegalArgumentException | TypeException refused) {
-                throw BadRow.refused(value.path, refused);
+                throw BadRow.rejected(value.path, refused);
             }
             break;
         }

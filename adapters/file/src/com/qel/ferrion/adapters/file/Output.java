@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.file;
 
 import com.qel.dds.internal.OsLock;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.DiskProbe;
 import java.io.Closeable;
 import java.io.IOException;
 import java.io.RandomAccessFile;

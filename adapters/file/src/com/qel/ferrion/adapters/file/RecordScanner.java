@@ -1,5 +1,6 @@
 package com.qel.ferrion.adapters.file;
 
+import com.qel.ferrion.kit.BadRow;
 import java.io.IOException;
 import java.nio.ByteBuffer;
 import java.nio.CharBuffer;

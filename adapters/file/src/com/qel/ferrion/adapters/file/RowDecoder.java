@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.file;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
 
 /** Makes samples of one type from records of one format. Used on one thread at a time. */
 interface RowDecoder {

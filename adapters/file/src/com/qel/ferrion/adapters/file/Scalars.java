@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.file;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.Kind;
+import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.Names;
 
 /** Scalar values and their text, exact in both directions. Any thread. */

@@ -3,7 +3,7 @@ package com.qel.ferrion.adapters.file;
 import com.qel.dds.typecode.Kind;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
-import com.qel.ferrion.adapter.infrastructure.StreamInfo;
+import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.Settings;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Path;
@@ -21,24 +21,20 @@ final class StreamFile {
     private final TypeCode type;
 
     /**
-     * Finds the file of a stream.
+     * Finds the file of a stream, by the settings {@code file} and {@code format}.
      *
-     * @param settings of the reader or writer: {@code file} and {@code format} are looked at
      * @throws AdapterException when the file would lie elsewhere, or its format or type is unknown
      */
-    StreamFile(Path directory, StreamInfo info, Settings settings) throws AdapterException {
+    StreamFile(Path directory, Stream wanted) throws AdapterException {
         this.directory = directory;
-        this.stream = info.getStreamName();
-        Object representation = info.getTypeInfo() == null ? null
-                : info.getTypeInfo().getTypeRepresentation();
-        if (!(representation instanceof TypeCode)
-                || ((TypeCode) representation).resolve().kind() != Kind.STRUCT) {
+        this.stream = wanted.name();
+        this.type = wanted.type();
+        if (type == null || type.resolve().kind() != Kind.STRUCT) {
             throw new AdapterException("stream \"" + stream + "\": its type is no known struct");
         }
-        this.type = (TypeCode) representation;
-        String file = settings.get(FileSettings.FILE);
+        String file = wanted.settings().get(FileSettings.FILE);
         this.path = sibling(file == null ? stream : file);
-        Format given = settings.get(FileSettings.FORMAT);
+        Format given = wanted.settings().get(FileSettings.FORMAT);
         this.format = given == null ? formatOf(extension(path)) : given;
     }
 
@@ -71,7 +67,7 @@ final class StreamFile {
                 return found;
             }
         } catch (InvalidPathException e) {
-            // Refused below.
+            // Rejected below.
         }
         throw new AdapterException("stream \"" + stream + "\": \"" + name
                 + "\" is no file below directory " + directory);
@@ -94,8 +90,8 @@ final class StreamFile {
                 : text.length() == 1 ? text.charAt(0) : '"';
     }
 
-    /** Refuses properties that mean something for CSV alone. */
-    static void refuseForJson(Settings settings) throws AdapterException {
+    /** Rejects properties that mean something for CSV alone. */
+    static void rejectForJson(Settings settings) throws AdapterException {
         if (settings.has(FileSettings.DELIMITER) || settings.has(FileSettings.COLUMNS)) {
             throw new AdapterException(
                     "properties \"delimiter\" and \"columns.\" are for CSV only");

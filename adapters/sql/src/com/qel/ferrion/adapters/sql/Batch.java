@@ -2,6 +2,8 @@ package com.qel.ferrion.adapters.sql;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
+import com.qel.ferrion.kit.BadRows;
 import com.qel.ferrion.kit.SamplePool;
 import java.sql.ResultSet;
 import java.sql.SQLException;
@@ -22,7 +24,8 @@ final class Batch {
     private final boolean measured;
     /** Of the pool's samples, in their order: whether the row told of its instance's end. */
     private final List<Boolean> ended = new ArrayList<>();
-    private final List<String> bad = new ArrayList<>();
+    private final List<String> badPlaces = new ArrayList<>();
+    private final List<BadRow> bad = new ArrayList<>();
     private int looked;
     private long bytes;
     private boolean stopped;
@@ -69,8 +72,9 @@ final class Batch {
             ended.add(isEnd);
             isWhole = !isEnd;
         } catch (BadRow e) {
-            bad.add(query.table.source + ", row "
-                    + BadRow.shortened(describe(query.position(row))) + ": " + e.getMessage());
+            badPlaces.add(query.table.source + ", row "
+                    + BadRow.shortened(describe(query.position(row))));
+            bad.add(e);
             if (stopAtBad) {
                 stopped = true;
                 return;
@@ -131,9 +135,11 @@ final class Batch {
         return stopped;
     }
 
-    /** The bad rows, each in one line. */
-    List<String> bad() {
-        return bad;
+    /** Notes the rows that are no samples. */
+    void report(BadRows rows) {
+        for (int i = 0; i < bad.size(); i++) {
+            rows.add(badPlaces.get(i), bad.get(i));
+        }
     }
 
     /** Moves the sequence behind the rows, if there were any. */

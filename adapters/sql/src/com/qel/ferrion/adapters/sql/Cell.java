@@ -3,6 +3,7 @@ package com.qel.ferrion.adapters.sql;
 import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.Kind;
+import com.qel.ferrion.kit.BadRow;
 import java.math.BigDecimal;
 import java.math.BigInteger;
 import java.sql.PreparedStatement;
@@ -100,7 +101,7 @@ final class Cell {
     }
 
     private BadRow bad(String reason) {
-        return new BadRow("column \"" + column.name() + "\": " + reason);
+        return new BadRow(column.name(), BadRow.shortened(String.valueOf(reason)));
     }
 
     private int readBytes(ResultSet row, int index, DynamicData data)
@@ -259,7 +260,7 @@ final class Cell {
             return bindScalar(statement, index, data);
         } catch (IllegalArgumentException | ArithmeticException | DateTimeException
                 | TypeException e) {
-            throw new BadRow("member \"" + field.path + "\": " + e.getMessage());
+            throw new BadRow(field.path, BadRow.shortened(String.valueOf(e.getMessage())));
         }
     }
 
@@ -318,8 +319,7 @@ final class Cell {
             dialect.bindLarge(statement, index, number);
         } else if (column.jdbcType() == Types.BIT || column.jdbcType() == Types.BOOLEAN) {
             if (number != 0 && number != 1) {
-                throw new BadRow("member \"" + field.path + "\": " + number
-                        + " is neither true nor false");
+                throw new BadRow(field.path, number + " is neither true nor false");
             }
             statement.setBoolean(index, number == 1);
         } else {

@@ -1,5 +1,6 @@
 package com.qel.ferrion.adapters.sql;
 
+import com.qel.ferrion.kit.BadRow;
 import java.nio.file.Path;
 import java.sql.Connection;
 import java.sql.DriverPropertyInfo;

@@ -6,6 +6,7 @@ import com.qel.dds.typecode.Kind;
 import com.qel.dds.typecode.Member;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
 import java.util.ArrayList;
 import java.util.HexFormat;
 import java.util.List;

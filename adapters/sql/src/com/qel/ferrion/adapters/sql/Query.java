@@ -2,6 +2,7 @@ package com.qel.ferrion.adapters.sql;
 
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.Settings;
 import java.lang.System.Logger.Level;
 import java.sql.PreparedStatement;

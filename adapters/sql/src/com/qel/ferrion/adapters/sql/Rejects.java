@@ -1,54 +1,61 @@
 package com.qel.ferrion.adapters.sql;
 
 import com.qel.dds.dynamicdata.DynamicData;
+import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
+import com.qel.ferrion.kit.ConnectionBase.Stream;
+import com.qel.ferrion.kit.RejectFile;
+import java.io.Closeable;
 import java.io.IOException;
 import java.lang.System.Logger.Level;
-import java.nio.ByteBuffer;
-import java.nio.channels.FileChannel;
-import java.nio.charset.StandardCharsets;
-import java.nio.file.Files;
 import java.nio.file.Path;
-import java.nio.file.StandardOpenOption;
 import java.time.Instant;
+import java.util.LinkedHashMap;
 import java.util.List;
+import java.util.Map;
 
 /**
- * Samples that the database does not take: told in the log by their key, and kept as JSON lines in
- * a file where one was configured. What cannot be kept there goes into the log as a whole.
+ * Samples that the database does not take: named in the log by their key, and kept in a file where
+ * one was configured. What cannot be kept there goes into the log as a whole.
  */
-final class Rejects {
+final class Rejects implements Closeable {
     private static final int NAMED = 10;
 
     private final String owner;
-    private final String stream;
     private final List<Field> fields;
-    private final Path file;
-    private final StringBuilder lines = new StringBuilder();
+    private final RejectFile file;
     private int count;
 
-    Rejects(String owner, String stream, List<Field> fields, Path file) {
-        this.owner = owner;
-        this.stream = stream;
+    /**
+     * @param path of the file, or null
+     */
+    Rejects(Stream stream, List<Field> fields, Path path) throws AdapterException {
+        this.owner = stream.settings().owner();
         this.fields = fields;
-        this.file = file;
+        this.file = path == null ? null : new RejectFile(path, stream.name(), owner);
     }
 
-    void add(DynamicData data, boolean disposed, String reason) {
+    /** Tries whether samples could be kept. */
+    void probe() throws AdapterException {
+        if (file != null) {
+            file.probe();
+        }
+    }
+
+    void add(DynamicData data, boolean disposed, BadRow reason) {
+        String key = key(data);
         if (count++ < NAMED) {
-            Access.LOG.log(Level.ERROR, owner + ": " + key(data) + ": " + reason + "; "
+            Access.LOG.log(Level.ERROR, owner + ": " + key + ": " + reason.getMessage() + "; "
                     + (file == null ? "not written" : "set aside in " + file));
         }
         if (file != null) {
-            // Files that begin so are no streams to the discovery of the file adapter.
-            lines.append("{\"rejected\":");
-            quote(stream).append(",\"time\":\"").append(Instant.now()).append("\",\"reason\":");
-            quote(reason).append(",\"disposed\":").append(disposed).append(",\"sample\":{");
-            for (Field field : fields) {
-                quote(field.path).append(':');
-                quote(text(field, data)).append(',');
-            }
-            lines.setLength(lines.length() - 1);
-            lines.append("}}\n");
+            Map<String, Object> content = new LinkedHashMap<>();
+            content.put("time", Instant.now());
+            content.put("disposed", disposed);
+            Map<String, String> sample = new LinkedHashMap<>();
+            fields.forEach(field -> sample.put(field.path, text(field, data)));
+            content.put("sample", sample);
+            file.add(key, reason, content);
         }
     }
 
@@ -72,46 +79,34 @@ final class Rejects {
         }
     }
 
-    private StringBuilder quote(String text) {
-        lines.append('"');
-        for (char c : text.toCharArray()) {
-            if (c < ' ' || c == '"' || c == '\\') {
-                lines.append(String.format("\\u%04x", (int) c));
-            } else {
-                lines.append(c);
-            }
-        }
-        return lines.append('"');
-    }
-
     /** Puts what was added on the disk. */
     void keep() {
         if (count > NAMED) {
             Access.LOG.log(Level.ERROR, owner + ": and " + (count - NAMED) + " more");
         }
-        count = 0;
-        if (lines.length() > 0) {
-            try {
-                Files.createDirectories(file.toAbsolutePath().getParent());
-                try (FileChannel out = FileChannel.open(file, StandardOpenOption.CREATE,
-                        StandardOpenOption.WRITE, StandardOpenOption.APPEND)) {
-                    ByteBuffer bytes = StandardCharsets.UTF_8.encode(lines.toString());
-                    while (bytes.hasRemaining()) {
-                        out.write(bytes);
-                    }
-                    out.force(true);
-                }
-            } catch (IOException e) {
-                Access.LOG.log(Level.ERROR, owner + ": " + file + " cannot be written (" + e
-                        + "); these samples are lost:\n" + lines);
+        try {
+            if (file != null) {
+                file.keep(true);
             }
-            lines.setLength(0);
+        } catch (IOException e) {
+            Access.LOG.log(Level.ERROR, owner + ": " + file + " cannot be written (" + e
+                    + "); these samples are lost:\n" + file.pending());
         }
+        clear();
     }
 
     /** Forgets what was added: it will be added again. */
     void clear() {
         count = 0;
-        lines.setLength(0);
+        if (file != null) {
+            file.clear();
+        }
+    }
+
+    @Override
+    public void close() {
+        if (file != null) {
+            file.close();
+        }
     }
 }

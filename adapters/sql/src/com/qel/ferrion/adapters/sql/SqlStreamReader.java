@@ -3,6 +3,7 @@ package com.qel.ferrion.adapters.sql;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRows;
 import com.qel.ferrion.kit.BatchLimit;
 import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.OutOfHeapException;
@@ -45,12 +46,6 @@ final class SqlStreamReader extends ReaderBase {
     private static final Setting<Nulls> NULLS = Setting.choice("nulls", Nulls.class,
             "whether NULL makes a row bad or stands for the member's default")
             .defaultTo(Nulls.REJECT);
-    private static final Setting<OnBadRow> ON_BAD_ROW = Setting.choice("on_bad_row",
-            OnBadRow.class, "what to do behind a row that is no sample of the type")
-            .defaultTo(OnBadRow.SKIP).changeable();
-    private static final Setting<Duration> REPORT = Setting.duration("report", Duration.ZERO,
-            Duration.ofHours(1), "least time between two reports of bad rows")
-            .defaultTo(Duration.ofSeconds(1));
     private static final Setting<Duration> COUNT_NULLS = Setting.duration("count_nulls",
             Duration.ofMillis(1), Duration.ofHours(24), "least time between two counts of rows "
             + "that have NULL in an order column").defaultTo(Duration.ofHours(1));
@@ -70,8 +65,8 @@ final class SqlStreamReader extends ReaderBase {
             Duration.ofHours(24), "how long a read tries to reach the database; 0s is for ever")
             .defaultTo(Duration.ofSeconds(2)).changeable();
     static final Setting<?>[] SETTINGS = {TABLE, QUERY, ORDER, POSITION, POLL, BatchLimit.SAMPLES,
-            BatchLimit.BYTES, NULLS, ON_BAD_ROW, REPORT, COUNT_NULLS, ORDER_NULLS, SETTLE, DELETED,
-            UNIT, COLUMNS, RETRY};
+            BatchLimit.BYTES, NULLS, BadRows.ON_BAD_ROW, BadRows.REPORT, COUNT_NULLS, ORDER_NULLS,
+            SETTLE, DELETED, UNIT, COLUMNS, RETRY};
 
     /** A batch of more than this part of the bytes that it may have is large. */
     private static final int LARGE = 4;
@@ -84,8 +79,6 @@ final class SqlStreamReader extends ReaderBase {
 
     private enum Nulls { REJECT, DEFAULT }
 
-    private enum OnBadRow { SKIP, STOP }
-
     private final Database database;
     private final TypeCode type;
     private final String name;
@@ -94,7 +87,7 @@ final class SqlStreamReader extends ReaderBase {
     private final Sequence placed;
     /** Of those that have none, if they are read. */
     private final Sequence unplaced;
-    private final Reports reports;
+    private final BadRows badRows;
     private final Unordered unordered;
     private final ReadAhead ahead;
     private final SampleInfo info = new SampleInfo();
@@ -140,7 +133,7 @@ final class SqlStreamReader extends ReaderBase {
         ahead = new ReadAhead(new SamplePool(type));
         ended.valid_data = false;
         ended.instance_state = SampleInfo.NOT_ALIVE_DISPOSED_INSTANCE_STATE;
-        reports = new Reports(settings.get(REPORT));
+        badRows = new BadRows(settings.get(BadRows.REPORT), null);
         unordered = new Unordered(settings.get(COUNT_NULLS));
         access = new Access(connections, database, Database.Use.READ, settings.owner(),
                 settings.has(QUERY) ? "the query" : "table \"" + name + "\"");
@@ -205,7 +198,7 @@ final class SqlStreamReader extends ReaderBase {
 
     /** On the watching thread. A look that fails leaves it to a read to say so. */
     private void look(Access own) throws SQLException, AdapterException {
-        boolean found = (due && !stopped) || reports.isDue();
+        boolean found = (due && !stopped) || badRows.isDue();
         try {
             Query now = query;
             if (!found && !lent && !stopped && now != null) {
@@ -230,7 +223,7 @@ final class SqlStreamReader extends ReaderBase {
     /** Changes what may change; a reader that stands still at a bad row may be told to skip it. */
     @Override
     protected void changed(Settings updated) {
-        if (updated.get(ON_BAD_ROW) == OnBadRow.SKIP) {
+        if (updated.get(BadRows.ON_BAD_ROW) == BadRows.OnBadRow.SKIP) {
             stopped = false;
         }
         due = true;
@@ -243,7 +236,7 @@ final class SqlStreamReader extends ReaderBase {
     @Override
     protected void fill(List<Object> samples, List<Object> infos) throws AdapterException {
         if (!due || stopped) {
-            reports.tell(false);
+            badRows.report(false, "");
             return;
         }
         lent = true;
@@ -262,12 +255,9 @@ final class SqlStreamReader extends ReaderBase {
         stopped = batch.isStopped();
         due = batch.hasMore();
         readAhead();
-        batch.bad().forEach(text -> reports.add(text, 1));
-        if (stopped) {
-            reports.add(settings().owner() + " stops here", 0);
-        }
-        unordered.report(query.counted(), reports);
-        reports.tell(!batch.hasMore());
+        batch.report(badRows);
+        unordered.report(query.counted(), badRows);
+        badRows.report(!batch.hasMore(), stopped ? "; reading stops here" : "");
     }
 
     /**
@@ -342,8 +332,8 @@ final class SqlStreamReader extends ReaderBase {
     private Batch fetch(Query bound, Link link, Sequence sequence, List<Object> from, int limit,
             SamplePool into) throws SQLException {
         Batch batch = new Batch(sequence, bound, into, settings().get(NULLS) == Nulls.DEFAULT,
-                settings().get(ON_BAD_ROW) == OnBadRow.STOP);
-        int bytes = settings().get(BatchLimit.BYTES);
+                settings().get(BadRows.ON_BAD_ROW) == BadRows.OnBadRow.STOP);
+        int bytes = Math.toIntExact(settings().get(BatchLimit.BYTES));
         List<Object> settled = sequence.horizon.end();
         if (sequence.horizon.hidesAll()) {
             return batch;
@@ -403,9 +393,9 @@ final class SqlStreamReader extends ReaderBase {
             task.cancel();
         }
         ahead.cancel();
-        String untold = reports.take();
-        if (!untold.isEmpty()) {
-            Access.LOG.log(Level.WARNING, untold);
+        String left = badRows.take();
+        if (!left.isEmpty()) {
+            Access.LOG.log(Level.WARNING, left);
         }
         placed.close(traceless);
         if (unplaced != null) {

@@ -6,6 +6,7 @@ import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapters.sql.Statements.Mode;
 import com.qel.ferrion.adapters.sql.Statements.OnDispose;
+import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.Setting;
 import com.qel.ferrion.kit.Settings;
@@ -64,7 +65,7 @@ final class SqlStreamWriter extends WriterBase {
     private DynamicData[] samples = new DynamicData[1024];
     private boolean[] disposed = new boolean[1024];
     private int count;
-    private int refused;
+    private int rejected;
     /** A transaction whose commit has given no answer. */
     private String unknown;
     /** The run of the server that it was in. */
@@ -92,15 +93,24 @@ final class SqlStreamWriter extends WriterBase {
         } catch (AdapterException e) {
             throw new AdapterException(settings.owner() + ": " + e.getMessage(), e);
         }
-        rejects = new Rejects(settings.owner(), stream.name(), fields,
-                settings.get(REJECT_FILE));
-        Path missing = database.missingFile();
-        if (missing == null) {
-            access.tryOnce(link -> bind(link, false));
-        } else if (!settings.get(CREATE)) {
-            throw new AdapterException(settings.owner() + ": " + missing
-                    + ": no such file; \"create: true\" makes it");
+        rejects = new Rejects(stream, fields, settings.get(REJECT_FILE));
+        try {
+            Path missing = database.missingFile();
+            if (missing == null) {
+                access.tryOnce(link -> bind(link, false));
+            } else if (!settings.get(CREATE)) {
+                throw new AdapterException(settings.owner() + ": " + missing
+                        + ": no such file; \"create: true\" makes it");
+            }
+        } catch (AdapterException e) {
+            release();
+            throw e;
         }
+    }
+
+    @Override
+    protected void release() {
+        rejects.close();
     }
 
     private void selectFields() throws AdapterException {
@@ -182,12 +192,9 @@ final class SqlStreamWriter extends WriterBase {
     /** The database takes writes, a missing table could be made, and so could the reject file. */
     @Override
     protected void probe() throws AdapterException {
-        String owner = settings().owner();
-        if (settings().has(REJECT_FILE)) {
-            Trial.file(settings().get(REJECT_FILE), owner + ": reject_file");
-        }
+        rejects.probe();
         if (database.file() != null) {
-            Trial.file(database.file(), owner + ": " + database);
+            Trial.file(database.file(), settings().owner() + ": " + database);
         }
         if (database.missingFile() == null) {
             access.probe(link -> {
@@ -213,7 +220,7 @@ final class SqlStreamWriter extends WriterBase {
     @Override
     protected int store(List<Object> batch, List<Object> infos) throws AdapterException {
         int without = collect(batch, infos);
-        refused = 0;
+        rejected = 0;
         unknown = null;
         if (count > 0) {
             try {
@@ -223,13 +230,13 @@ final class SqlStreamWriter extends WriterBase {
             } catch (AdapterException e) {
                 rejects.clear();
                 for (int i = 0; i < count; i++) {
-                    rejects.add(samples[i], disposed[i], e.getMessage());
+                    rejects.add(samples[i], disposed[i], new BadRow(e.getMessage()));
                 }
                 rejects.keep();
                 throw e;
             }
         }
-        return count - refused + without;
+        return count - rejected + without;
     }
 
     private int collect(List<Object> batch, List<Object> infos) {
@@ -265,13 +272,13 @@ final class SqlStreamWriter extends WriterBase {
             }
         }
         bindAgain(link);
-        refused = 0;
+        rejected = 0;
         rejects.clear();
         try {
             apply(link, 0, count);
             commit(link);
         } catch (SQLException | BadRow e) {
-            String reason = refusal(e);
+            BadRow reason = rejection(e);
             link.connection.rollback();
             halve(link, 0, count, reason);
             // Before the commit: no sample may be in neither place. So it may be there twice.
@@ -294,19 +301,18 @@ final class SqlStreamWriter extends WriterBase {
     }
 
     /** Why some sample cannot be written; throws on what has another cause. */
-    private String refusal(Exception e) throws SQLException {
+    private BadRow rejection(Exception e) throws SQLException {
         if (e instanceof SQLException && !database.dialect().isAboutData((SQLException) e)) {
             stale |= database.dialect().isPermanent((SQLException) e);
             throw (SQLException) e;
         }
-        return e instanceof SQLException ? Secrets.text(e) : e.getMessage();
+        return e instanceof BadRow ? (BadRow) e : new BadRow(Secrets.text(e));
     }
 
     /** Writes what it can of a part that cannot be written as a whole. */
-    private void halve(Link link, int from, int to, String reason)
-            throws SQLException {
+    private void halve(Link link, int from, int to, BadRow reason) throws SQLException {
         if (to - from == 1) {
-            refused++;
+            rejected++;
             rejects.add(samples[from], disposed[from], reason);
             return;
         }
@@ -323,7 +329,7 @@ final class SqlStreamWriter extends WriterBase {
             database.dialect().checkNow(connection);
             connection.releaseSavepoint(before);
         } catch (SQLException | BadRow e) {
-            String reason = refusal(e);
+            BadRow reason = rejection(e);
             connection.rollback(before);
             halve(link, from, to, reason);
         }

@@ -1,6 +1,7 @@
 package com.qel.ferrion.adapters.sql;
 
 import com.qel.dds.typecode.Kind;
+import com.qel.ferrion.kit.BadRow;
 import java.nio.charset.StandardCharsets;
 import java.nio.file.InvalidPathException;
 import java.nio.file.Path;

@@ -1,5 +1,6 @@
 package com.qel.ferrion.adapters.sql;
 
+import com.qel.ferrion.kit.BadRows;
 import java.sql.SQLException;
 import java.time.Duration;
 
@@ -32,7 +33,7 @@ final class Unordered {
     }
 
     /** Tells of those that have come since the last time. */
-    synchronized void report(Query query, Reports reports) {
+    synchronized void report(Query query, BadRows reports) {
         if (rows > told) {
             reports.add(rows + " rows of " + query.table.source + " have NULL in "
                     + String.join(" or ", query.order) + " and are not read", rows - told);

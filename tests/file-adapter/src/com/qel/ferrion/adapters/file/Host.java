@@ -49,7 +49,7 @@ final class Host extends ExternalResource {
         logger.addHandler(handler);
         folder.create();
         host = new TestHost(FileAdapter.class);
-        connection = connect("directory", folder.getRoot().toString(), "poll_ms", "20");
+        connection = connect("directory", folder.getRoot().toString(), "poll", "20ms");
     }
 
     @Override

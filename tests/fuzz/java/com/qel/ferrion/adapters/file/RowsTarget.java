@@ -5,6 +5,7 @@ import static java.nio.charset.StandardCharsets.ISO_8859_1;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
 import java.io.ByteArrayInputStream;
 import java.util.ArrayList;
 import java.util.Arrays;

@@ -192,7 +192,7 @@ public class ReadTest {
         assertEquals(2, rig.readUntil(byKey, 2).size());
         assertEquals(0, rig.read(byKey, false).size() + rig.read(byKey, false).size());
         assertEquals(3, rig.bad);
-        assertEquals("\"holes\", row id=1: column \"t\": NULL, for which a long has no value",
+        assertEquals("\"holes\", row id=1: t: NULL, for which a long has no value",
                 rig.errors.get(0).split("\n")[0]);
         StreamReader filled = rig.reader("holes", ROW, "nulls", "default", "batch", "1");
         for (int t : new int[] {0, 5, 0, 1, 0}) {
@@ -263,7 +263,7 @@ public class ReadTest {
             assertEquals(where + rig.errors, cell[3] == null ? 0 : 1, found.size());
             assertEquals(where, cell[3] == null ? 1 : 0, rig.errors.size());
             assertTrue(where, cell[3] != null || rig.errors.get(0).matches(
-                    "(?s)\"cell\", row id=1: column \"v\": .{3,260}"));
+                    "(?s)\"cell\", row id=1: v: .{3,260}"));
             if (cell[3] != null) {
                 assertEquals(where, cell[3], Field.of(type).get(0).text(found.get(0)));
             }

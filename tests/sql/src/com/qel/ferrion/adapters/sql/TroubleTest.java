@@ -518,7 +518,6 @@ public class TroubleTest {
         StreamReader reader = rig.reader("priced", type);
         assertEquals(2, rig.read(reader, false).size());
         assertEquals(1, rig.bad);
-        assertTrue(rig.errors.get(0), rig.errors.get(0).startsWith("\"priced\", row id=2: column "
-                + "'v': "));
+        assertTrue(rig.errors.get(0), rig.errors.get(0).startsWith("\"priced\", row id=2: v: "));
     }
 }

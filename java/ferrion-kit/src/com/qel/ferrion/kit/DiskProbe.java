@@ -1,4 +1,4 @@
-package com.qel.ferrion.adapters.file;
+package com.qel.ferrion.kit;
 
 import java.io.IOException;
 import java.io.RandomAccessFile;
@@ -8,18 +8,20 @@ import java.nio.file.NotDirectoryException;
 import java.nio.file.Path;
 
 /** Tries whether there is room and permission for a file, by writing one beside it for a moment. */
-final class DiskProbe {
+public final class DiskProbe {
     /** A disk with less room than this is full. */
     private static final int BYTES = 1 << 16;
 
     private DiskProbe() {}
 
     /**
+     * Tries.
+     *
      * @param file that is to be written; it and its folders need not be there
      * @param anew whether files will have to be made even if this one is there
      * @throws IOException when nothing could be written
      */
-    static void writeBeside(Path file, boolean anew) throws IOException {
+    public static void writeBeside(Path file, boolean anew) throws IOException {
         boolean there = Files.exists(file);
         if (there && !Files.isRegularFile(file)) {
             return;
