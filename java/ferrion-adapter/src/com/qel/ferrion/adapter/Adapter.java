@@ -58,7 +58,7 @@ public interface Adapter {
     void deleteConnection(Connection connection);
 
     /**
-     * Tells the adapter's version. Called once, right after construction.
+     * Returns the adapter's version. Called once, right after construction.
      *
      * @return never null; null and a throw make the adapter unavailable
      */

@@ -87,8 +87,8 @@ public interface Connection extends Entity {
     void deleteStreamWriter(StreamWriter writer);
 
     /**
-     * Tells what is worth knowing about the connection. Hosts of today do not ask; the default says
-     * nothing.
+     * Returns what is worth knowing about the connection. Hosts of today do not ask; the default
+     * says nothing.
      *
      * @return may be null or empty
      */

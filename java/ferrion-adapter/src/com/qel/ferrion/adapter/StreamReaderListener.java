@@ -1,10 +1,10 @@
 package com.qel.ferrion.adapter;
 
-/** The host's ear: adapters call it, they do not implement it (tests do). */
+/** The host's listener: adapters call it, they do not implement it (tests do). */
 @FunctionalInterface
 public interface StreamReaderListener {
     /**
-     * Tells the host that the reader has something to read.
+     * Signals that the reader has something to read.
      *
      * <p>Any thread may call, also from inside of the reader's own methods and of the method that
      * makes it. The call takes note and returns; the host reads later, on a thread of its own. One

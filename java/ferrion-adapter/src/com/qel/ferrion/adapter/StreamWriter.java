@@ -16,7 +16,7 @@ public interface StreamWriter extends Entity {
      * @param infos {@code com.qel.dds.subscription.SampleInfo} objects, one for every sample, or an
      *     empty list when the host knows nothing about the samples. An element may be null. Where
      *     {@code valid_data} is false the sample carries nothing but its key: the instance was
-     *     disposed or has lost its writers, {@code instance_state} tells which
+     *     disposed or has lost its writers, {@code instance_state} says which
      * @return how many samples were written. The host adds the numbers of its batches up and tells
      *     its user when some are missing
      * @throws AdapterException reported as "write"; counts as none written of this batch

@@ -42,7 +42,7 @@ public final class AdapterSettings {
         this.sets = sets;
     }
 
-    /** @return no settings at all: every property is refused that is not the host's */
+    /** @return no settings at all: every property is rejected that is not the host's */
     public static AdapterSettings none() {
         return new AdapterSettings(new EnumMap<>(Role.class));
     }
@@ -57,7 +57,7 @@ public final class AdapterSettings {
         more.putAll(sets);
         more.put(role, declared(role).and(settings));
         AdapterSettings result = new AdapterSettings(more);
-        result.of(Role.CONNECTION); // Refuses one name in both of its parts.
+        result.of(Role.CONNECTION); // Rejects one name in both of its parts.
         return result;
     }
 

@@ -7,7 +7,7 @@ import java.util.Properties;
  * no sample, and deletes everything again.
  */
 public final class Check {
-    /** The host's property that tells so, on connections, sessions, readers and writers. */
+    /** The host's property that says so, on connections, sessions, readers and writers. */
     public static final String PROPERTY = Setting.HOST_PREFIX + "check";
 
     private Check() {}

@@ -41,12 +41,12 @@ public abstract class ConnectionBase implements Connection {
         return new SessionBase();
     }
 
-    /** @return a new reader of the stream; the default refuses */
+    /** @return a new reader of the stream; the default rejects */
     protected ReaderBase openReader(Stream stream) throws Exception {
         throw new AdapterException("there is nothing to read here");
     }
 
-    /** @return a new writer to the stream; the default refuses */
+    /** @return a new writer to the stream; the default rejects */
     protected WriterBase openWriter(Stream stream) throws Exception {
         throw new AdapterException("nothing can be written here");
     }

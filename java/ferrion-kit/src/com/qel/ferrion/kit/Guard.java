@@ -51,7 +51,7 @@ final class Guard {
         return settings;
     }
 
-    /** Runs the probe of what has been made, and the end when that throws, if the host only tries. */
+    /** If the host only tries: runs the probe of what has been made, and the end when it throws. */
     void probe(Step probe, Step end) throws Exception {
         if (checks) {
             Check.complete(probe, end);
@@ -79,7 +79,7 @@ final class Guard {
         try {
             return work.call();
         } catch (Throwable thrown) {
-            throw told(name, thrown);
+            throw report(name, thrown);
         } finally {
             leave(before);
         }
@@ -107,18 +107,18 @@ final class Guard {
     }
 
     /**
-     * Logs what came out of a call. Bad samples are the host's to count and to tell.
+     * Logs what came out of a call. Bad samples are the host's to count and to report.
      *
      * @return it, if need be as the cause of the one checked exception that the host's calls have;
      *     what is not checked is thrown from here
      */
-    AdapterException told(String name, Throwable thrown) {
+    AdapterException report(String name, Throwable thrown) {
         if (thrown instanceof BadSamplesException) {
             return (BadSamplesException) thrown;
         }
         try {
             log.log(Level.ERROR, owner + ": " + name + " failed", thrown);
-        } catch (RuntimeException | Error untold) {
+        } catch (RuntimeException | Error unlogged) {
             // The host hears of the failure all the same.
         }
         if (thrown instanceof OutOfMemoryError) {

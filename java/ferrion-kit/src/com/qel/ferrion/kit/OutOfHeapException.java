@@ -11,8 +11,8 @@ public final class OutOfHeapException extends AdapterException {
      * @param cause what the VM said
      */
     public OutOfHeapException(String what, OutOfMemoryError cause) {
-        super(what + ": out of memory (" + cause.getMessage() + "); give the Java heap more than its "
-                + (Runtime.getRuntime().maxMemory() >> 20)
+        super(what + ": out of memory (" + cause.getMessage() + "); give the Java heap more than "
+                + "its " + (Runtime.getRuntime().maxMemory() >> 20)
                 + " MiB with the VM's option -Xmx, or set a smaller batch_bytes", cause);
     }
 }

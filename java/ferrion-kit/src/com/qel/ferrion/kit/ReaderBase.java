@@ -22,7 +22,7 @@ public abstract class ReaderBase extends StreamReaderBase {
     /**
      * Adds what there is, without waiting, as {@link
      * com.qel.ferrion.adapter.StreamReader#read} says. {@link BatchLimit} says how much. An object
-     * of a wrong class, which would end the process, is taken out again and told as a failure.
+     * of a wrong class, which would end the process, is taken out again and reported as a failure.
      *
      * @throws BadSamplesException for rows that had to be passed over, when everything good has
      *     been added
@@ -64,7 +64,7 @@ public abstract class ReaderBase extends StreamReaderBase {
         failure = takeOut(samples, DynamicData.class, failure);
         failure = takeOut(infos, SampleInfo.class, failure);
         if (failure != null) {
-            throw guard.told("read", failure);
+            throw guard.report("read", failure);
         }
     }
 
@@ -90,7 +90,7 @@ public abstract class ReaderBase extends StreamReaderBase {
         try {
             returned(samples, infos);
         } catch (Throwable thrown) {
-            throw guard.told("returnLoan", thrown);
+            throw guard.report("returnLoan", thrown);
         } finally {
             guard.leave(before);
         }

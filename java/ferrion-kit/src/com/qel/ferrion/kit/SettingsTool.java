@@ -45,7 +45,8 @@ final class SettingsTool {
             describe(name, out);
         }
         if (classes.length == 0) {
-            check(new String(System.in.readAllBytes(), StandardCharsets.UTF_8).split("\0", -1), out);
+            String lists = new String(System.in.readAllBytes(), StandardCharsets.UTF_8);
+            check(lists.split("\0", -1), out);
         }
         out.flush();
         // Threads that a class has started do not matter.
@@ -131,7 +132,7 @@ final class SettingsTool {
                 for (SettingsException.Problem problem : rejected.problems()) {
                     print(out, "" + list, problem.name(), problem.text());
                 }
-            } catch (ClassNotFoundException | LinkageError untold) {
+            } catch (ClassNotFoundException | LinkageError unlogged) {
                 // Whoever makes the adapter reports that.
             }
         }

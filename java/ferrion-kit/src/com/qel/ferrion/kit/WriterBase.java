@@ -48,7 +48,7 @@ public abstract class WriterBase implements StreamWriter {
         try {
             return store(samples, infos);
         } catch (Throwable thrown) {
-            throw guard.told("write", thrown);
+            throw guard.report("write", thrown);
         } finally {
             guard.leave(before);
         }

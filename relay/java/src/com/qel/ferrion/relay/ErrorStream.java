@@ -6,8 +6,8 @@ import java.nio.charset.StandardCharsets;
 
 /** System.err: what is printed goes into ferry's log, what was thrown in ferry's own form. */
 final class ErrorStream extends PrintStream {
-    /** On this thread what was thrown is just printing itself, and has been told already. */
-    private final ThreadLocal<Boolean> told = ThreadLocal.withInitial(() -> false);
+    /** On this thread what was thrown is just printing itself, and has been reported already. */
+    private final ThreadLocal<Boolean> reported = ThreadLocal.withInitial(() -> false);
 
     ErrorStream() {
         super(new ToLog(), false, StandardCharsets.UTF_8);
@@ -39,9 +39,9 @@ final class ErrorStream extends PrintStream {
         boolean locked = Thread.holdsLock(this);
         if (object instanceof Throwable) {
             HostLog.failed((Throwable) object);
-            told.set(locked);
-        } else if (!locked || !told.get() || !isOfTrace(String.valueOf(object))) {
-            told.remove();
+            reported.set(locked);
+        } else if (!locked || !reported.get() || !isOfTrace(String.valueOf(object))) {
+            reported.remove();
             super.println(object);
         }
     }

@@ -42,7 +42,7 @@ final class HostLog {
 
     /**
      * Something has been thrown and is printed. Its stack trace goes into the log when there has
-     * been none of the same cause; otherwise one line tells of it, unless the relay does.
+     * been none of the same cause; otherwise one line reports it, unless the relay does.
      */
     static void failed(Throwable thrown) {
         try {

@@ -28,7 +28,7 @@ public class AgainstNativeTest {
     @Test
     public void everyChangeGivesTheSameBytes() {
         Random random = new Random(1);
-        int refused = 0;
+        int rejected = 0;
         for (TypeCode type : new TypeCode[] {Peer.ALL, SMALL, FIXED}) {
             DynamicData pulled = new DynamicData(type, null);
             DynamicData java = new DynamicData(type, null);
@@ -42,7 +42,7 @@ public class AgainstNativeTest {
                     }
                     RandomWalk walk = new RandomWalk(random, java, peer);
                     for (int i = 0; i < STEPS; i++) {
-                        refused += walk.step() ? 0 : 1;
+                        rejected += walk.step() ? 0 : 1;
                         if (often || random.nextInt(STEPS) == 0) {
                             assertArrayEquals(walk.last, peer.cdr(), java.toCdr());
                         }
@@ -56,7 +56,7 @@ public class AgainstNativeTest {
                 }
             }
         }
-        assertTrue("bounds were tried", refused > 10);
+        assertTrue("bounds were tried", rejected > 10);
     }
 
     /** A random sample's bytes. */
@@ -84,7 +84,7 @@ public class AgainstNativeTest {
     public void bothSidesRefuseTheSameBytes() {
         Random random = new Random(2);
         int taken = 0;
-        int refused = 0;
+        int rejected = 0;
         for (int round = 0; round < 4000; round++) {
             byte[] bytes = spoil(random, round % 100 == 0 ? someSample(random) : GOOD);
             DynamicData java = new DynamicData(Peer.ALL, null);
@@ -99,13 +99,13 @@ public class AgainstNativeTest {
                             java.toCdr());
                     assertTrue(nativeTook);
                 } catch (TypeException e) {
-                    refused++;
+                    rejected++;
                     assertTrue("only native took it: " + e, !nativeTook);
                     assertArrayEquals(before, java.toCdr());
                 }
             }
         }
-        assertTrue(taken + " and " + refused, taken > 300 && refused > 300);
+        assertTrue(taken + " and " + rejected, taken > 300 && rejected > 300);
     }
 
     private static final byte[] GOOD = someSample(new Random(3));

@@ -23,7 +23,7 @@ public class CrossingTest {
             "struct Other { long id; }; typedef Other Second;", "Second");
 
     @Test
-    public void otherTypesAreRefusedByName() {
+    public void otherTypesAreRejectedByName() {
         DynamicData java = new DynamicData(OTHER, null);
         try (Peer peer = new Peer(Peer.ALL)) {
             for (var crossing : new org.junit.function.ThrowingRunnable[] {
@@ -41,7 +41,7 @@ public class CrossingTest {
     }
 
     @Test
-    public void nullsAreRefusedWithText() {
+    public void nullsAreRejectedWithText() {
         DynamicData java = new DynamicData(OTHER, null);
         for (var crossing : new org.junit.function.ThrowingRunnable[] {
             () -> DynamicDataHelper.push_to_nativeI(null, 8),

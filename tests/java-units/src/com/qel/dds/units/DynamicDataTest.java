@@ -17,7 +17,7 @@ import java.nio.file.Path;
 import java.util.Arrays;
 import org.junit.Test;
 
-/** What accesses allow, and what they say when they refuse. */
+/** What accesses allow, and what they say when they reject. */
 public class DynamicDataTest {
     private static final TypeCode FOREIGN = TypeCode.fromIdl("struct F { long id; };", null);
     private final DynamicData data = new DynamicData(Peer.ALL, null);

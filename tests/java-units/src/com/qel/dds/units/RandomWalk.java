@@ -115,7 +115,7 @@ final class RandomWalk {
         try {
             change.run();
             assertEquals(last, value, found.get());
-        } catch (IllegalArgumentException refused) {
+        } catch (IllegalArgumentException rejected) {
             javaTook = false;
         }
         assertEquals(last + ": taken by one only; by Java", peerTook, javaTook);

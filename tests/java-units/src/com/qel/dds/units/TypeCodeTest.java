@@ -50,32 +50,32 @@ public class TypeCodeTest {
                 all.member("flats").type().content().member("col").type().enumerators());
     }
 
-    private static String refusal(ThrowingRunnable use) {
+    private static String rejection(ThrowingRunnable use) {
         return assertThrows(TypeException.class, use).getMessage();
     }
 
     @Test
     public void errorsSayWhere() throws java.io.IOException {
-        String second = refusal(() -> TypeCode.fromIdl("struct A {\n  nix b;\n};", null));
+        String second = rejection(() -> TypeCode.fromIdl("struct A {\n  nix b;\n};", null));
         assertTrue(second, second.startsWith("idl:2:"));
-        String named = refusal(() -> TypeCode.fromIdl("struct A { long b; };", "B"));
+        String named = rejection(() -> TypeCode.fromIdl("struct A { long b; };", "B"));
         assertTrue(named, named.contains("B"));
         assertEquals("idl: no struct is declared",
-                refusal(() -> TypeCode.fromIdl("enum E { A };", null)));
-        refusal(() -> TypeCode.fromIdl("struct A \0{};", null));
+                rejection(() -> TypeCode.fromIdl("enum E { A };", null)));
+        rejection(() -> TypeCode.fromIdl("struct A \0{};", null));
         Path file = Files.createTempFile("units", ".idl");
         try {
             Files.writeString(file, "struct First { long a; }; struct Last { First f; };");
             assertEquals("Last", TypeCode.fromIdlFile(file, null).name());
             Files.writeString(file, "struct First { long long long a; };");
-            String broken = refusal(() -> TypeCode.fromIdlFile(file, null));
+            String broken = rejection(() -> TypeCode.fromIdlFile(file, null));
             assertTrue(broken, broken.startsWith(file + ":1:"));
             Files.writeString(file, "struct A { long a; };\0");
-            refusal(() -> TypeCode.fromIdlFile(file, null));
+            rejection(() -> TypeCode.fromIdlFile(file, null));
         } finally {
             Files.delete(file);
         }
-        String gone = refusal(() -> TypeCode.fromIdlFile(file, null));
+        String gone = rejection(() -> TypeCode.fromIdlFile(file, null));
         assertTrue(gone, gone.contains(file.toString()));
     }
 }

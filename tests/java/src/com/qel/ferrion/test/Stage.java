@@ -19,7 +19,7 @@ import java.util.TreeMap;
 import java.util.stream.Stream;
 
 /**
- * Where the scripted objects find what to do and tell what was done to them. The native side of the
+ * Where the scripted objects find what to do and report what was done to them. The native side of the
  * tests sets the script and owns the transcript, in which calls and log lines stand in their order.
  */
 public final class Stage {

@@ -119,9 +119,9 @@ public class HarnessTest {
             assertEquals(connection + one[1] + " failed", logged.get(0).getMessage());
             assertEquals("as told", logged.get(0).getThrown().getMessage());
         }
-        SettingsException refused = assertThrows(SettingsException.class,
+        SettingsException rejected = assertThrows(SettingsException.class,
                 () -> new TestHost(Echo.class, "any", "x"));
-        assertTrue(refused.getMessage(), refused.getMessage().startsWith("Echo: unknown property"));
+        assertTrue(rejected.getMessage(), rejected.getMessage().startsWith("Echo: unknown property"));
     }
 
     @Test
@@ -220,7 +220,7 @@ public class HarnessTest {
             assertThrows(SettingsException.class, () -> link.update("fixed", "2"));
             link.update("fault", "changed");
             assertThrows(Exception.class, () -> link.update("fault", "none"));
-            assertThrows("the refused update has left no trace", Exception.class,
+            assertThrows("the rejected update has left no trace", Exception.class,
                     () -> link.update("fault", "none"));
         }
     }

@@ -163,8 +163,8 @@ final class CsvDecoder implements RowDecoder {
                 }
             } catch (BadRow bad) {
                 throw bad.in(column.path);
-            } catch (IllegalArgumentException | TypeException refused) {
-                throw BadRow.rejected(column.path, refused);
+            } catch (IllegalArgumentException | TypeException rejected) {
+                throw BadRow.rejected(column.path, rejected);
             }
         }
         if (quoted) {

@@ -12,7 +12,8 @@ import java.util.Properties;
 
 /**
  * A directory. Owns the watching thread, which lives from the first reader, or the first look at
- * discovery, until the connection ends. Any file may be written, so no output streams are announced.
+ * discovery, until the connection ends. Any file may be written, so no output streams are
+ * announced.
  */
 final class FileConnection extends DiscoveryConnectionBase {
     private final Path directory;

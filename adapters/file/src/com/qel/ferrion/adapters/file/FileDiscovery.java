@@ -19,8 +19,8 @@ import java.util.TreeSet;
  * The data files of a directory as streams: announced as they appear, disposed as they vanish.
  *
  * <p>A file's type is the last struct of the IDL file of the same base name beside it, or else the
- * connection's; a file without either is announced without a type. Used by one thread at a time: the
- * host's, and then the watching one.
+ * connection's; a file without either is announced without a type. Used by one thread at a time:
+ * the host's, and then the watching one.
  */
 final class FileDiscovery {
     private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());

@@ -26,7 +26,7 @@ final class FileSettings {
     static final Setting<String> FILE = Setting.text("file",
             "name of the file, below the directory; the stream's name when absent");
     static final Setting<StreamFile.Format> FORMAT = Setting.choice("format",
-            StreamFile.Format.class, "what the file holds; told by its extension when absent");
+            StreamFile.Format.class, "what the file holds; when absent, its extension says that");
     static final Setting<String> DELIMITER = Setting.text("delimiter", "CSV: between two cells")
             .where(StreamFile::isDelimiter, "one punctuation mark such as \";\", or tab")
             .defaultTo(",");

@@ -86,7 +86,7 @@ final class FileStreamWriter extends WriterBase {
     }
 
     /**
-     * Writes a row for every sample that has data. One without, which tells that its instance has
+     * Writes a row for every sample that has data. One without, which reports that its instance has
      * gone, has no place in a table: it counts as taken.
      *
      * @return rows written, and samples without data; not those that are missing or cannot be

@@ -128,7 +128,7 @@ final class Input implements Closeable {
                 consumed += count;
                 replacedAt = replacedAt == 0 ? 0 : System.nanoTime();
                 waiting = false;
-            } else if (!turnAtEnd(from) && !givesUpQuote()) {
+            } else if (!goesOnAtEnd(from) && !givesUpQuote()) {
                 waiting = follow;
                 return false;
             }
@@ -136,7 +136,7 @@ final class Input implements Closeable {
     }
 
     /** At the end of what is there. @return whether looking on is worth while */
-    private boolean turnAtEnd(RandomAccessFile from) throws IOException {
+    private boolean goesOnAtEnd(RandomAccessFile from) throws IOException {
         if (!follow || ending) {
             if (!ending) {
                 ending = true;

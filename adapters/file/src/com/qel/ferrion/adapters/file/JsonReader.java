@@ -92,8 +92,8 @@ final class JsonReader {
                 readScalar(parser, value, data);
             } catch (BadRow bad) {
                 throw bad.in(value.path);
-            } catch (IllegalArgumentException | TypeException refused) {
-                throw BadRow.rejected(value.path, refused);
+            } catch (IllegalArgumentException | TypeException rejected) {
+                throw BadRow.rejected(value.path, rejected);
             }
             break;
         }

@@ -374,7 +374,7 @@ final class RecordScanner {
         return end - start;
     }
 
-    /** Refuses a record that is not UTF-8. */
+    /** Rejects a record that is not UTF-8. */
     void checkText() throws BadRow {
         if (seen < 0) {
             ByteBuffer bytes = ByteBuffer.wrap(buffer, start, length());
@@ -384,11 +384,11 @@ final class RecordScanner {
                 text.clear();
                 result = decoder.decode(bytes, text, true);
             } while (result.isOverflow());
-            refuse(result);
+            reject(result);
         }
     }
 
-    private static void refuse(CoderResult result) throws BadRow {
+    private static void reject(CoderResult result) throws BadRow {
         if (result.isError()) {
             throw new BadRow("not valid UTF-8");
         }
@@ -403,7 +403,7 @@ final class RecordScanner {
         text.clear();
         try {
             decoder.reset();
-            refuse(decoder.decode(ByteBuffer.wrap(buffer, start, length()), text, true));
+            reject(decoder.decode(ByteBuffer.wrap(buffer, start, length()), text, true));
         } finally {
             text.flip();
         }

@@ -22,7 +22,7 @@ final class Batch {
     private final boolean nulls;
     private final boolean stopAtBad;
     private final boolean measured;
-    /** Of the pool's samples, in their order: whether the row told of its instance's end. */
+    /** Of the pool's samples, in their order: whether the row reports its instance's end. */
     private final List<Boolean> ended = new ArrayList<>();
     private final List<String> badPlaces = new ArrayList<>();
     private final List<BadRow> bad = new ArrayList<>();

@@ -50,7 +50,7 @@ final class Database {
             CONNECT_TIMEOUT, NETWORK_TIMEOUT, CONNECTIONS, TIME_ZONE, DRIVER};
 
     /** SQL state of failures that are ours, before the database has been asked anything. */
-    private static final String REFUSED = "28000";
+    private static final String REJECTED = "28000";
 
     private final Settings settings;
     private final String url;
@@ -69,10 +69,10 @@ final class Database {
         this.dialect = Dialect.of(url);
         // No message repeats the URL: it may hold a password.
         if (dialect == null) {
-            throw refused("property \"url\" must be jdbc:sqlite:FILE or jdbc:postgresql:...");
+            throw rejected("property \"url\" must be jdbc:sqlite:FILE or jdbc:postgresql:...");
         }
         if (dialect.hasUserInfo(url)) {
-            throw refused("property \"url\" has a user or password before an \"@\", which JDBC "
+            throw rejected("property \"url\" has a user or password before an \"@\", which JDBC "
                     + "does not know; give them as properties \"user\" and \"password_file\", "
                     + "\"password_env\" or \"password\"");
         }
@@ -82,11 +82,11 @@ final class Database {
             ways += settings.has(way) ? 1 : 0;
         }
         if (ways > 1) {
-            throw refused("give one of password, password_file and password_env");
+            throw rejected("give one of password, password_file and password_env");
         }
     }
 
-    private AdapterException refused(String reason) {
+    private AdapterException rejected(String reason) {
         return new AdapterException(settings.owner() + ": " + reason);
     }
 
@@ -99,20 +99,20 @@ final class Database {
             Class.forName(dialect.driver());
             known = DriverManager.getDriver(url).getPropertyInfo(url, given);
         } catch (ClassNotFoundException e) {
-            throw refused(withoutDriver().getMessage());
+            throw rejected(withoutDriver().getMessage());
         } catch (SQLException e) {
-            throw refused("the JDBC driver cannot read property \"url\"");
+            throw rejected("the JDBC driver cannot read property \"url\"");
         }
         List<String> names = Arrays.stream(known).map(each -> each.name).toList();
         for (String name : settings.get(DRIVER).keySet()) {
             if (!names.contains(name)) {
-                throw refused("the JDBC driver has no property \"" + name + "\""
+                throw rejected("the JDBC driver has no property \"" + name + "\""
                         + Names.suggestion(name, names));
             }
         }
         for (DriverPropertyInfo each : known) {
             if (dialect.isWrong(each)) {
-                throw refused("the JDBC driver's property \"" + each.name + "\" must be one of "
+                throw rejected("the JDBC driver's property \"" + each.name + "\" must be one of "
                         + String.join(", ", each.choices));
             }
         }
@@ -120,7 +120,7 @@ final class Database {
 
     private SQLException withoutDriver() {
         return new SQLException("the JDBC driver " + dialect.driver()
-                + " is not on the class path (Debian: " + dialect.packageName() + ")", REFUSED);
+                + " is not on the class path (Debian: " + dialect.packageName() + ")", REJECTED);
     }
 
     Dialect dialect() {
@@ -178,7 +178,7 @@ final class Database {
             }
             Class.forName(dialect.driver());
         } catch (IOException e) {
-            throw new SQLException(missing.getParent() + " cannot be made: " + e, REFUSED, e);
+            throw new SQLException(missing.getParent() + " cannot be made: " + e, REJECTED, e);
         } catch (ClassNotFoundException e) {
             throw withoutDriver();
         }
@@ -215,7 +215,7 @@ final class Database {
             String value = System.getenv(variable);
             if (value == null) {
                 throw new SQLException("the environment has no variable " + variable
-                        + " (property \"password_env\")", REFUSED);
+                        + " (property \"password_env\")", REJECTED);
             }
             return value;
         }
@@ -224,7 +224,7 @@ final class Database {
             return file == null ? null
                     : Files.readString(file).lines().findFirst().orElse("");
         } catch (IOException e) {
-            throw new SQLException("property \"password_file\": " + e, REFUSED, e);
+            throw new SQLException("property \"password_file\": " + e, REJECTED, e);
         }
     }
 

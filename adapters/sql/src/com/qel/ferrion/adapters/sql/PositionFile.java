@@ -49,7 +49,7 @@ final class PositionFile {
                     StandardOpenOption.WRITE);
             got = opened.tryLock();
         } catch (OverlappingFileLockException e) {
-            // Another reader of this process; told below.
+            // Another reader of this process; reported below.
         } catch (IOException e) {
             throw new AdapterException("position_file: " + e, e);
         }

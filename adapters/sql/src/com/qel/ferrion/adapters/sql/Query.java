@@ -188,7 +188,7 @@ final class Query {
     }
 
     /**
-     * Refuses to go on with what is another table than the one before.
+     * Rejects to go on with what is another table than the one before.
      *
      * @throws AdapterException when a member has lost its column, or rows have another order
      */
@@ -314,7 +314,7 @@ final class Query {
     }
 
     /**
-     * Whether a row tells of the end of its instance; NULL does not.
+     * Whether a row reports the end of its instance; NULL does not.
      *
      * @throws BadRow when the value is no truth
      */

@@ -29,11 +29,11 @@ final class SqlDiscovery {
     private final Database database;
     private final DiscoveryReader inputs;
     private final DiscoveryReader outputs;
-    /** What has been told, by the IDL of each table's type. */
+    /** What has been announced, by the IDL of each table's type. */
     private final Map<String, String> known = new TreeMap<>();
     private final Set<String> writable = new HashSet<>();
     /** Tables that could not be looked at, with the reason. */
-    private final Map<String, String> refused = new TreeMap<>();
+    private final Map<String, String> rejected = new TreeMap<>();
 
     SqlDiscovery(Database database, DiscoveryReader inputs, DiscoveryReader outputs) {
         this.database = database;
@@ -48,20 +48,20 @@ final class SqlDiscovery {
         }
     }
 
-    /** Compares the tables with what has been told about them. */
+    /** Compares the tables with what has been announced. */
     private Void compare(Link link) throws SQLException {
         Map<String, Boolean> found = Table.list(link.connection, database.schema());
         for (Map.Entry<String, Boolean> each : found.entrySet()) {
             try {
                 Table table = Table.describe(link.connection, database.schema(), each.getKey(),
                         each.getValue());
-                refused.remove(each.getKey());
+                rejected.remove(each.getKey());
                 announce(each.getKey(), idl(each.getKey(), table), each.getValue());
             } catch (SQLException e) {
                 if (!database.dialect().isPermanent(e)) {
                     throw e;
                 }
-                refuse(each.getKey(), Secrets.text(e));
+                reject(each.getKey(), Secrets.text(e));
             }
         }
         known.keySet().removeIf(name -> {
@@ -74,7 +74,7 @@ final class SqlDiscovery {
             }
             return gone;
         });
-        refused.keySet().retainAll(found.keySet());
+        rejected.keySet().retainAll(found.keySet());
         return null;
     }
 
@@ -89,9 +89,9 @@ final class SqlDiscovery {
         }
     }
 
-    /** A table that cannot be looked at hides no other; it is told of once. */
-    private void refuse(String name, String reason) {
-        if (!reason.equals(refused.put(name, reason))) {
+    /** A table that cannot be looked at hides no other; it is reported once. */
+    private void reject(String name, String reason) {
+        if (!reason.equals(rejected.put(name, reason))) {
             Access.LOG.log(Level.WARNING, database + ": table \"" + name
                     + "\" is not announced: " + reason);
         }

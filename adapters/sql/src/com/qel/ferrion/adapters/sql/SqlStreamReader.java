@@ -98,7 +98,7 @@ final class SqlStreamReader extends ReaderBase {
     /** What follows is shared with the watching thread, which only reads it, but for due. */
     private volatile Query query;
     private volatile boolean due = true;
-    /** Whether rows behind the position are with the host: they are no news. */
+    /** Whether rows behind the position are with the host: they are known. */
     private volatile boolean lent;
     private volatile boolean stopped;
     /** Whether the table may no longer be what the query was made for. */
@@ -206,7 +206,7 @@ final class SqlStreamReader extends ReaderBase {
                     unordered.look(now.counted(), link);
                     boolean more = placed.hasMore(now, link);
                     more |= now.rest != null && unplaced.hasMore(now.rest, link);
-                    return more || unordered.isNews();
+                    return more || unordered.hasChanged();
                 });
             }
         } catch (SQLException e) {
@@ -220,7 +220,7 @@ final class SqlStreamReader extends ReaderBase {
         }
     }
 
-    /** Changes what may change; a reader that stands still at a bad row may be told to skip it. */
+    /** A reader that stands still at a bad row goes on if it is to skip such rows now. */
     @Override
     protected void changed(Settings updated) {
         if (updated.get(BadRows.ON_BAD_ROW) == BadRows.OnBadRow.SKIP) {

@@ -24,7 +24,7 @@ import java.util.Map;
 
 /**
  * Samples as rows of a table. A batch is one transaction: when write returns it is committed, but
- * for the samples that the database refused for what is in them.
+ * for the samples that the database rejected for what is in them.
  *
  * <p>The host does not write a batch twice, so this does: whatever fails, but for the data, is
  * tried again until the batch is in or the time for that is up.
@@ -210,10 +210,10 @@ final class SqlStreamWriter extends WriterBase {
     }
 
     /**
-     * Writes a row for every sample that has data, and does what was asked for those that tell of a
-     * disposal. Other news about an instance have no place in a table: they count as taken.
+     * Writes a row for every sample that has data, and does what was asked for those that report a
+     * disposal. Other changes of an instance have no place in a table: they count as taken.
      *
-     * @return what is in the database now, and what needs not be; not what it refused
+     * @return what is in the database now, and what needs not be; not what it rejected
      * @throws AdapterException when the batch cannot be written, after all attempts: it is set
      *     aside as a whole where there is a reject file
      */

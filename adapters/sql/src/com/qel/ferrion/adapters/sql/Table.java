@@ -209,7 +209,7 @@ final class Table {
         return bound;
     }
 
-    /** Refuses names of members that the type does not have. */
+    /** Rejects names of members that the type does not have. */
     static void checkMembers(List<Field> fields, Iterable<String> names) throws AdapterException {
         List<String> paths = fields.stream().map(field -> field.path).toList();
         for (String name : names) {

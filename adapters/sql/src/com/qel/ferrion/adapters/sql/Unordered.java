@@ -11,7 +11,7 @@ import java.time.Duration;
 final class Unordered {
     private final long periodNanos;
     private long rows;
-    private long told;
+    private long reported;
     private long next = System.nanoTime();
 
     Unordered(Duration period) {
@@ -27,17 +27,17 @@ final class Unordered {
         }
     }
 
-    /** Whether their number is another one than that which was told. */
-    synchronized boolean isNews() {
-        return rows != told;
+    /** Whether their number is another one than the reported one. */
+    synchronized boolean hasChanged() {
+        return rows != reported;
     }
 
-    /** Tells of those that have come since the last time. */
+    /** Reports those that have come since the last time. */
     synchronized void report(Query query, BadRows reports) {
-        if (rows > told) {
+        if (rows > reported) {
             reports.add(rows + " rows of " + query.table.source + " have NULL in "
-                    + String.join(" or ", query.order) + " and are not read", rows - told);
+                    + String.join(" or ", query.order) + " and are not read", rows - reported);
         }
-        told = rows;
+        reported = rows;
     }
 }

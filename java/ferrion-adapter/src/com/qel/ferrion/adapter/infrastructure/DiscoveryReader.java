@@ -22,7 +22,7 @@ public final class DiscoveryReader extends StreamReaderBase {
     /** Guards both collections; not held while signalling. */
     private final Object lock = new Object();
     private final Queue<StreamInfo> waiting = new ArrayDeque<>();
-    /** Streams announced and not disposed, so that a disposal can tell their type. */
+    /** Streams announced and not disposed, so that a disposal can name their type. */
     private final Map<String, TypeInfo> announced = new HashMap<>();
 
     /**

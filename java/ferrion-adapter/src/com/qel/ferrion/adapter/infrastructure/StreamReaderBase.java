@@ -28,7 +28,7 @@ public abstract class StreamReaderBase implements StreamReader {
     }
 
     /**
-     * Tells the host that there is something to read. Any thread; no lock is held while the
+     * Signals the host that there is something to read. Any thread; no lock is held while the
      * listener runs, so signals of several threads do not wait for each other.
      *
      * @return false when the reader has been closed or has no listener: nobody was told
@@ -60,7 +60,7 @@ public abstract class StreamReaderBase implements StreamReader {
      * more than once.
      *
      * <p>Called from inside of a signal it waits neither for its own thread nor for others that do
-     * the same: that ends signalling, but only a close from outside tells that all are out.
+     * the same: that ends signalling, but only a close from outside means that all are out.
      */
     public final void close() {
         Thread self = Thread.currentThread();

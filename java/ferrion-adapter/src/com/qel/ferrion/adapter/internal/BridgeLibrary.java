@@ -8,8 +8,8 @@ import java.nio.file.Path;
 /**
  * Loads the bridge's native library, which is in the process already, into this class's loader:
  * without that the VM does not look for native methods there. Done once, when first asked for; a
- * failure is kept as a text, so that it can be told every time instead of hiding in a class that
- * failed to initialise.
+ * failure is kept as a text, so that it can be reported every time instead of hiding in a class
+ * that failed to initialise.
  */
 final class BridgeLibrary {
     private static final String PROPERTY = "ferryjni.library";

@@ -96,8 +96,8 @@ public final class TestHost implements AutoCloseable {
 
     /** Makes a connection; properties are names and values in turn. */
     public Link connect(String name, String... properties) throws Exception {
-        Ear inputs = new Ear();
-        Ear outputs = new Ear();
+        Listener inputs = new Listener();
+        Listener outputs = new Listener();
         Connection made;
         try {
             made = call(() -> adapter.createConnection(name, null, outputs.given(),
@@ -235,8 +235,8 @@ public final class TestHost implements AutoCloseable {
         }
     }
 
-    /** Counts signals and tells those that must not come. */
-    private final class Ear implements StreamReaderListener {
+    /** Counts signals and reports those that must not come. */
+    private final class Listener implements StreamReaderListener {
         final Semaphore signals = new Semaphore(0);
         volatile StreamReader reader;
         volatile boolean gone;
@@ -282,13 +282,13 @@ public final class TestHost implements AutoCloseable {
         /** Makes a reader; properties are names and values in turn. */
         public Reader reader(String stream, TypeCode type, String... properties) throws Exception {
             Session ours = session();
-            Ear ear = new Ear();
+            Listener listener = new Listener();
             StreamReader made = call(() -> connection.createStreamReader(ours, info(stream, type),
-                    of(properties), ear.given()));
-            ear.reader = made;
-            return new Reader(made, ear, () -> {
+                    of(properties), listener.given()));
+            listener.reader = made;
+            return new Reader(made, listener, () -> {
                 connection.deleteStreamReader(made);
-                ear.gone = true;
+                listener.gone = true;
             });
         }
 
@@ -311,21 +311,21 @@ public final class TestHost implements AutoCloseable {
         public Map<String, StreamInfo> announced() throws Exception {
             StreamReader reader = call(
                     ((DiscoveryConnection) connection)::getInputStreamDiscoveryReader);
-            List<Object> news = new ArrayList<>();
+            List<Object> changes = new ArrayList<>();
             List<Object> infos = new ArrayList<>();
             do {
-                news.clear();
-                run(() -> reader.read(news, infos));
+                changes.clear();
+                run(() -> reader.read(changes, infos));
                 // The host drops what is beyond its limit.
-                for (Object item : news.subList(0, Math.min(DISCOVERY_LIMIT, news.size()))) {
+                for (Object item : changes.subList(0, Math.min(DISCOVERY_LIMIT, changes.size()))) {
                     StreamInfo stream = (StreamInfo) item;
                     announced.remove(stream.getStreamName());
                     if (!stream.isDisposed()) {
                         announced.put(stream.getStreamName(), stream);
                     }
                 }
-                run(() -> reader.returnLoan(news, infos));
-            } while (!news.isEmpty());
+                run(() -> reader.returnLoan(changes, infos));
+            } while (!changes.isEmpty());
             return announced;
         }
     }
@@ -335,17 +335,17 @@ public final class TestHost implements AutoCloseable {
         private final List<Object> samples = new ArrayList<>();
         private final List<Object> infos = new ArrayList<>();
         private final StreamReader reader;
-        private final Ear ear;
+        private final Listener listener;
 
-        private Reader(StreamReader reader, Ear ear, Step deletion) {
+        private Reader(StreamReader reader, Listener listener, Step deletion) {
             super(reader, deletion);
             this.reader = reader;
-            this.ear = ear;
+            this.listener = listener;
         }
 
         /** Reads once and gives the loan back. @return copies of what was lent */
         public List<Sample> read() {
-            ear.signals.drainPermits();
+            listener.signals.drainPermits();
             run(() -> reader.read(samples, infos));
             if (!infos.isEmpty() && infos.size() != samples.size()) {
                 failures.add(new AssertionError(infos.size() + " informations about "
@@ -375,7 +375,7 @@ public final class TestHost implements AutoCloseable {
 
         /** @return whether the reader has signalled since the last read, or does so in time */
         public boolean awaitSignal(Duration atMost) throws InterruptedException {
-            return ear.signals.tryAcquire(atMost.toNanos(), TimeUnit.NANOSECONDS);
+            return listener.signals.tryAcquire(atMost.toNanos(), TimeUnit.NANOSECONDS);
         }
     }
 

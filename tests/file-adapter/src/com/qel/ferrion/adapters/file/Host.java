@@ -124,7 +124,7 @@ final class Host extends ExternalResource {
     }
 
     /** The error of a write that fails. */
-    String refusal(TestHost.Writer writer, DynamicData... samples) {
+    String rejection(TestHost.Writer writer, DynamicData... samples) {
         write(writer, samples.length > 0 ? samples : new DynamicData[] {point(1, "a", 1)});
         return errors.remove(0);
     }

@@ -72,8 +72,8 @@ public class ReadTest {
                         .map(member -> shown(row, member)).toList()));
             }
             reader.delete();
-        } catch (AdapterException refused) {
-            host.errors.add(refused.getMessage());
+        } catch (AdapterException rejected) {
+            host.errors.add(rejected.getMessage());
         }
         if (Files.exists(host.path("rejects.txt"))) {
             lines.add("rejected: " + host.text("rejects.txt")

@@ -57,8 +57,8 @@ public class StepsTest {
             try {
                 take(words[0], words.length > 1 ? words[1] : "",
                         words.length > 2 ? words[2] : "", i);
-            } catch (AdapterException refused) {
-                host.errors.add(refused.getMessage());
+            } catch (AdapterException rejected) {
+                host.errors.add(rejected.getMessage());
             }
             String said = String.join("\n", host.errors);
             boolean wanted = i + 1 < steps.size() && steps.get(i + 1).startsWith("! ");
@@ -111,7 +111,7 @@ public class StepsTest {
             assertEquals(steps.get(at), wanted, rows.stream().map(StepsTest::text).toList());
         }
         case "quiet" -> {
-            // Leaves no signal under way: what comes next is news.
+            // Leaves no signal under way: what comes next is new.
             do {
                 assertEquals(List.of(), host.read(reader));
             } while (reader.awaitSignal(Duration.ofMillis(100)));

@@ -125,7 +125,7 @@ public class WriteTest {
             Arrays.setAll(batch, i -> Host.point(31 + i, "x".repeat(i < 39 ? 1000 : 90000), 1));
             Host.limitFileSize("65536");
             try {
-                String failure = host.refusal(writer, batch);
+                String failure = host.rejection(writer, batch);
                 assertTrue(failure, failure.contains(name + ": cannot be written"));
                 assertEquals(before, host.text(name));
                 assertFalse(Files.exists(host.path(name + ".2")));
@@ -148,7 +148,7 @@ public class WriteTest {
         return Host.ids(host.readAll(host.reader("joined.csv", Host.POINT)));
     }
 
-    private void refused(String text, ThrowingRunnable creation) {
+    private void rejected(String text, ThrowingRunnable creation) {
         String message = assertThrows(text, AdapterException.class, creation).getMessage();
         assertTrue(message, message.contains(text));
     }
@@ -172,7 +172,7 @@ public class WriteTest {
         List<Object> samples = new ArrayList<>();
         List<Object> infos = new ArrayList<>();
         reader.read(samples, infos);
-        refused("is what the reader of stream \"f.csv\" reads", () -> circle.write(samples, infos));
+        rejected("is what the reader of stream \"f.csv\" reads", () -> circle.write(samples, infos));
         assertEquals(1, other.write(samples, infos));
         reader.returnLoan(samples, infos);
         assertEquals("another route may", 1, circle.write(samples, infos));
@@ -189,8 +189,8 @@ public class WriteTest {
                 OsLock second = OsLock.tryLock(host.path("late.csv"), false)) {
             assertEquals(null, OsLock.tryLock(host.path("held.csv"), false));
             Files.readString(host.path("held.csv"));
-            refused("written by another process", () -> host.writer("held.csv", Host.POINT));
-            assertTrue(host.refusal(late).contains("written by another process"));
+            rejected("written by another process", () -> host.writer("held.csv", Host.POINT));
+            assertTrue(host.rejection(late).contains("written by another process"));
             assertTrue(held.isOf(host.path("held.csv")) && second.isOf(host.path("late.csv"))
                     && !held.isOf(host.path("late.csv")));
         }

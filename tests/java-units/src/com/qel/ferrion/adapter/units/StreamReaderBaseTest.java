@@ -22,7 +22,7 @@ public class StreamReaderBaseTest {
             super(listener);
         }
 
-        boolean tell() {
+        boolean notifyHost() {
             return signal();
         }
 
@@ -50,7 +50,7 @@ public class StreamReaderBaseTest {
             List<Thread> threads = new ArrayList<>();
             for (int i = 0; i < 3; i++) {
                 threads.add(new Thread(() -> {
-                    while (reader.tell()) {
+                    while (reader.notifyHost()) {
                         Thread.onSpinWait();
                     }
                 }));
@@ -65,7 +65,7 @@ public class StreamReaderBaseTest {
                 thread.join();
             }
             assertEquals(0, late.get());
-            assertFalse(reader.tell());
+            assertFalse(reader.notifyHost());
         }
     }
 
@@ -86,7 +86,7 @@ public class StreamReaderBaseTest {
             }
         });
         for (int i = 0; i < 2; i++) {
-            new Thread(() -> reader[0].tell()).start();
+            new Thread(() -> reader[0].notifyHost()).start();
         }
         closedInside.await();
         AtomicBoolean interruptKept = new AtomicBoolean();
@@ -101,7 +101,7 @@ public class StreamReaderBaseTest {
         leave.countDown();
         outside.join();
         assertTrue("the interrupt is kept for the caller", interruptKept.get());
-        assertFalse(reader[0].tell());
+        assertFalse(reader[0].notifyHost());
     }
 
     @Test(timeout = 20000)
@@ -114,11 +114,11 @@ public class StreamReaderBaseTest {
                 throw new IllegalStateException("listener");
             }
         });
-        assertThrows(IllegalStateException.class, reader[0]::tell);
+        assertThrows(IllegalStateException.class, reader[0]::notifyHost);
         assertEquals(2, signals.get());
         Thread closer = new Thread(reader[0]::close);
         closer.start();
         closer.join(); // would hang if the throw left the signal under way
-        assertFalse(new Reader(null).tell());
+        assertFalse(new Reader(null).notifyHost());
     }
 }

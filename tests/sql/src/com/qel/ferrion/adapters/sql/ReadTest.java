@@ -110,7 +110,7 @@ public class ReadTest {
             rig.connection.deleteStreamReader(second);
         }
         assertEquals(List.of(), rig.errors);
-        refused("property \"order_nulls\": the query has no primary key", "s", "query",
+        rejected("property \"order_nulls\": the query has no primary key", "s", "query",
                 "SELECT * FROM odd", "order_by", "t", "order_nulls", "last");
     }
 
@@ -186,7 +186,7 @@ public class ReadTest {
         assertTrue(rig.errors.toString(), rig.errors.get(0).startsWith("3 rows"));
 
         rig.errors.clear();
-        // The first is told at once, the others together: here at the end of the rows.
+        // The first is reported at once, the others together: here at the end of the rows.
         StreamReader byKey = rig.reader("holes", ROW, "batch", "1");
         rig.bad = 0;
         assertEquals(2, rig.readUntil(byKey, 2).size());
@@ -277,28 +277,28 @@ public class ReadTest {
         String file = rig.folder.getRoot() + "/p";
         StreamReader reader = rig.reader("one", ROW, "position_file", file);
         rig.read(reader, false);
-        refused("is another reader's", "one", "position_file", file);
+        rejected("is another reader's", "one", "position_file", file);
         rig.connection.deleteStreamReader(reader);
-        refused("says \"position by id\" instead of \"position by t, id\"", "one", "position_file",
+        rejected("says \"position by id\" instead of \"position by t, id\"", "one", "position_file",
                 file, "order_by", "t");
         String[][] damaged = {{"", "says \"\" instead of \"position by id\""},
             {"position by id\n", "damaged"}, {"position by id\nx1\n", "damaged"},
             {"position by id\n\n", "damaged"}, {"position by id\ni1\ni2\n", "damaged"}};
         for (String[] each : damaged) {
             Files.writeString(Path.of(file), each[0]);
-            refused(each[1], "one", "position_file", file);
+            rejected(each[1], "one", "position_file", file);
         }
-        refused("a table or a query, not both", "s", "table", "one", "query", "SELECT 1");
-        refused("has no column for any member", "s", "query", "SELECT 1 AS other");
-        refused("there is no table \"once\"; did you mean \"one\"?", "once");
-        refused("has no column \"idd\"; did you mean \"id\"?", "one", "order_by", "idd");
-        refused("has no primary key: property \"order_by\"", "x", "query", "SELECT * FROM one");
+        rejected("a table or a query, not both", "s", "table", "one", "query", "SELECT 1");
+        rejected("has no column for any member", "s", "query", "SELECT 1 AS other");
+        rejected("there is no table \"once\"; did you mean \"one\"?", "once");
+        rejected("has no column \"idd\"; did you mean \"id\"?", "one", "order_by", "idd");
+        rejected("has no primary key: property \"order_by\"", "x", "query", "SELECT * FROM one");
         rig.sql("DROP TABLE IF EXISTS two", "CREATE TABLE two (id INT, rowid INT, t INT)");
-        refused(rig.server ? "has no primary key, and the server" : "row ids change with VACUUM",
+        rejected(rig.server ? "has no primary key, and the server" : "row ids change with VACUUM",
                 "two");
     }
 
-    private void refused(String why, String table, String... pairs) {
+    private void rejected(String why, String table, String... pairs) {
         String text = Assert.assertThrows(AdapterException.class,
                 () -> rig.reader(table, ROW, pairs)).getMessage();
         assertTrue(text, text.contains(why));

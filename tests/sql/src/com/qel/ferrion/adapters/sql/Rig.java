@@ -35,7 +35,7 @@ final class Rig extends ExternalResource {
     final TemporaryFolder folder = new TemporaryFolder();
     final List<String> errors = new ArrayList<>();
     long bad;
-    /** Of the last read: how many samples told of an instance's end. */
+    /** Of the last read: how many samples reported an instance's end. */
     long ends;
     boolean server;
     String url;
@@ -158,7 +158,7 @@ final class Rig extends ExternalResource {
         return signals.computeIfAbsent(reader, any -> new Semaphore(0));
     }
 
-    /** Reads until there are so many samples, when told to and never else. */
+    /** Reads until there are so many samples, when signalled and never else. */
     List<DynamicData> readUntil(StreamReader reader, int count) throws Exception {
         List<DynamicData> found = new ArrayList<>();
         while (found.size() < count) {

@@ -155,7 +155,7 @@ public class TroubleTest {
         Pool pool = pool("url", rig.url);
         Link link = pool.take(Database.Use.READ, false);
         assertEquals("all 1 connections have been in use for 1 s; property \"connections\" allows "
-                + "more", refusal(pool));
+                + "more", rejection(pool));
         pool.giveBack(link, null);
         assertSame(link, pool.take(Database.Use.READ, false));
         pool.giveBack(link, null);
@@ -167,12 +167,12 @@ public class TroubleTest {
         pool.end();
         pool.giveBack(last, null);
         assertTrue(last.connection.isClosed());
-        assertEquals("the connection has ended", refusal(pool));
+        assertEquals("the connection has ended", rejection(pool));
         Pool none = pool("url", "jdbc:sqlite:/none/none.db");
         assertEquals(Duration.ZERO, none.away());
-        String first = refusal(none);
+        String first = rejection(none);
         for (int i = 0; i < 3; i++) {
-            assertEquals(first, refusal(none));
+            assertEquals(first, rejection(none));
             Thread.sleep(60); // The first pause is over, or not: both are to work.
         }
         assertTrue(none.away().toString(), none.away().toMillis() >= 180);
@@ -184,12 +184,12 @@ public class TroubleTest {
                 .toArray(String[]::new)))), 1);
     }
 
-    private static String refusal(Pool pool) {
+    private static String rejection(Pool pool) {
         return assertThrows(SQLException.class, () -> pool.take(Database.Use.READ, false))
                 .getMessage();
     }
 
-    /** Refused at once, and without what nobody else should read. */
+    /** Rejected at once, and without what nobody else should read. */
     @Test
     public void wrongSettingsAreToldWithoutSecrets() throws Exception {
         String[][] cases = {
@@ -214,12 +214,12 @@ public class TroubleTest {
             assertFalse(all.toString(), all.toString().contains("hidden")
                     || all.toString().contains("den@"));
         }
-        SQLException told = new SQLException("x", new IllegalStateException(
+        SQLException failure = new SQLException("x", new IllegalStateException(
                 "jdbc:a://me:hidden@h/ ?sslpassword=hidden&b, PWD: 'hidden'"));
-        told.setNextException(new SQLException("password=hidden; no", "28000", told));
-        assertEquals("password=***; no", Secrets.text(told));
+        failure.setNextException(new SQLException("password=hidden; no", "28000", failure));
+        assertEquals("password=***; no", Secrets.text(failure));
         StringWriter all = new StringWriter();
-        Secrets.cause(told).printStackTrace(new PrintWriter(all, true));
+        Secrets.cause(failure).printStackTrace(new PrintWriter(all, true));
         assertFalse(all.toString(), all.toString().contains("hidden"));
         assertEquals("java.lang.Error: x; //***@h", Secrets.text(new Error("x\n //me@h")));
         rig.sql("DROP TABLE IF EXISTS safe", "CREATE TABLE safe (id INT PRIMARY KEY)");

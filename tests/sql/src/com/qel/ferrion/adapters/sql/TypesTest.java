@@ -59,10 +59,10 @@ public class TypesTest {
         {"numeric", "double", "changed: the nearest double", "0.1", "1234567890.123456789"},
         {"bigint", "double", "changed: the nearest double", "9007199254740993"},
         {"double precision", "float", "changed: the nearest float", "0.1"},
-        {"money", "double", "refused", "1234.56"},
-        {"numeric", "long long", "refused", "0.5"},
-        {"timestamp", "long long", "refused", "'infinity'"},
-        {"integer", "sequence<octet>", "refused", "1"},
+        {"money", "double", "rejected", "1234.56"},
+        {"numeric", "long long", "rejected", "0.5"},
+        {"timestamp", "long long", "rejected", "'infinity'"},
+        {"integer", "sequence<octet>", "rejected", "1"},
     };
     private static final String[][] FILE = {
         {"INTEGER", null, "exactly", "-9223372036854775808", "9223372036854775807"},
@@ -76,8 +76,8 @@ public class TypesTest {
         {"TIMESTAMP", "long long", "changed: written with date and time", "'2026-03-29'"},
         {"REAL", "float", "changed: the nearest float", "0.1"},
         {"INTEGER", "double", "changed: the nearest double", "9007199254740993"},
-        {"TEXT", "string", "refused", "CAST(x'ff41' AS TEXT)"},
-        {"INTEGER", "string", "refused", "x'00'"}, {"BLOB", "sequence<octet>", "refused", "1"},
+        {"TEXT", "string", "rejected", "CAST(x'ff41' AS TEXT)"},
+        {"INTEGER", "string", "rejected", "x'00'"}, {"BLOB", "sequence<octet>", "rejected", "1"},
     };
 
     @Rule public final Rig rig = new Rig();
@@ -121,7 +121,7 @@ public class TypesTest {
             rig.connection.deleteStreamReader(reader);
             assertEquals(of[0] + rig.errors, rig.errors.isEmpty() ? rows : 0, samples.size());
             if (samples.isEmpty()) {
-                return "refused|" + member;
+                return "rejected|" + member;
             }
             StreamWriter writer = rig.writer("target", type);
             for (DynamicData each : samples) {
@@ -130,7 +130,7 @@ public class TypesTest {
             rig.connection.deleteStreamWriter(writer);
         } catch (AdapterException | TypeException e) {
             assertTrue(e.getMessage(), e.getMessage().contains("is of bytes"));
-            return "refused|" + member;
+            return "rejected|" + member;
         }
         String text = rig.server ? "v::text" : "quote(v) || typeof(v)";
         String changed = rig.rows("SELECT " + text + " FROM source EXCEPT SELECT " + text

@@ -25,7 +25,7 @@ import java.util.stream.Collectors;
 import org.junit.Rule;
 import org.junit.Test;
 
-/** What stands in tables after writes, also after writes of samples that the database refuses. */
+/** What stands in tables after writes, also after writes of samples that the database rejects. */
 public class WriteTest {
     private static final TypeCode ROW =
             TypeCode.fromIdl("struct Row { @key long id; long v; };", null);
@@ -165,7 +165,7 @@ public class WriteTest {
         assertEquals(List.of(), rig.errors);
     }
 
-    /** Columns that nobody made for the members: what they hold is the value, or it is refused. */
+    /** Columns that nobody made for the members: what they hold is the value, or it is rejected. */
     @Test
     public void columnsOfOtherTypesHoldTheValueOrRefuseIt() throws Exception {
         Object[][] cells = {
@@ -196,7 +196,7 @@ public class WriteTest {
         }
     }
 
-    /** What was wrong from the beginning is told then; what fails to the end is set aside. */
+    /** What was wrong from the beginning is reported then; what fails to the end is set aside. */
     @Test
     public void whatCannotBeWrittenIsToldAndKept() throws Exception {
         rig.sql("DROP TABLE IF EXISTS odd", "CREATE TABLE odd (id INT, other INT)");
@@ -228,7 +228,7 @@ public class WriteTest {
         assertEquals(2, Files.readAllLines(file).size());
         assertEquals(1, Rig.write(writer, List.of(row(3, 3)), List.of()));
         assertEquals("3 3", rig.rows("SELECT * FROM odd"));
-        // More than a batch has by default; none of what a host could not convert, or tells.
+        // More than a batch has by default; none of what a host could not convert, or reports.
         List<Object> many = new ArrayList<>(Collections.nCopies(1025, row(4, 4)));
         many.set(7, null);
         assertEquals(1024, writer.write(many, null));
