@@ -19,7 +19,8 @@ public final class PlainConvert {
     private PlainConvert() {}
 
     public static void main(String[] args) throws Exception {
-        CSVFormat format = CSVFormat.RFC4180.builder().setHeader().setSkipHeaderRecord(true).build();
+        CSVFormat format =
+                CSVFormat.RFC4180.builder().setHeader().setSkipHeaderRecord(true).build();
         long rows = 0;
         try (Reader in = Files.newBufferedReader(Path.of(args[0]), StandardCharsets.UTF_8);
                 OutputStream out =

@@ -6,7 +6,7 @@ import org.jacoco.core.analysis.ICounter;
 import org.jacoco.core.analysis.ISourceFileCoverage;
 import org.jacoco.core.tools.ExecFileLoader;
 
-/** Prints the lines with branches of the classes in some jars: source, line, branches, not taken. */
+/** Prints the lines with branches of the classes in some jars: source, line, branches, untaken. */
 final class Covered {
     private Covered() {}
 
@@ -22,8 +22,9 @@ final class Covered {
             for (int line = source.getFirstLine(); line <= source.getLastLine(); line++) {
                 ICounter branches = source.getLine(line).getBranchCounter();
                 if (branches.getTotalCount() > 0) {
-                    System.out.println(source.getPackageName() + "/" + source.getName() + "\t" + line
-                            + "\t" + branches.getTotalCount() + "\t" + branches.getMissedCount());
+                    System.out.println(source.getPackageName() + "/" + source.getName() + "\t"
+                            + line + "\t" + branches.getTotalCount() + "\t"
+                            + branches.getMissedCount());
                 }
             }
         }

@@ -56,8 +56,8 @@ public interface Connection extends Entity {
      *
      * <p>Once this method has returned, signals by the reader's listener come to nothing, and the
      * bridge waits for those that are under way. Stop your own threads here all the same, or build
-     * on {@link com.qel.ferrion.adapter.infrastructure.StreamReaderBase}, whose {@code close()} sees
-     * to it.
+     * on {@link com.qel.ferrion.adapter.infrastructure.StreamReaderBase}, whose {@code close()}
+     * sees to it.
      *
      * <p>What it throws is reported as "exception", and the reader is gone all the same.
      *

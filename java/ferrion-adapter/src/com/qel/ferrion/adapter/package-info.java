@@ -13,8 +13,8 @@
  *
  * <p>Do not count on the <b>context class loader</b> of these threads. A session's thread has none
  * ({@code Thread.getContextClassLoader()} is null). The thread that makes and deletes has the VM's
- * for applications; in the calls of {@link com.qel.ferrion.adapter.Adapter} it has the adapter's own
- * if the host gave the adapter a class path of its own. Pass your own class's loader wherever a
+ * for applications; in the calls of {@link com.qel.ferrion.adapter.Adapter} it has the adapter's
+ * own if the host gave the adapter a class path of its own. Pass your own class's loader wherever a
  * library would look there ({@code ServiceLoader}, JDBC, JAXP and the like).
  *
  * <p>The one call in the other direction, {@link com.qel.ferrion.adapter.StreamReaderListener}, may

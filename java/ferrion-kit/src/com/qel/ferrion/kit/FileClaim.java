@@ -12,9 +12,9 @@ import java.util.Map;
 
 /**
  * Who reads and who writes which file in this process, whatever the adapter, the connection or the
- * spelling of its name: links count. A file has one writer; one that is overwritten is not read, and
- * one that is appended to not by the thread that writes, as its rows would go round for ever. Any
- * thread.
+ * spelling of its name: links count. A file has one writer; one that is overwritten is not read,
+ * and one that is appended to not by the thread that writes, as its rows would go round for ever.
+ * Any thread.
  */
 public final class FileClaim implements AutoCloseable {
     /** By name and by identity; a file that is not there yet has its name only. */

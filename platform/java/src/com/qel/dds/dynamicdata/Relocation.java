@@ -1,6 +1,5 @@
 package com.qel.dds.dynamicdata;
 
-import com.qel.dds.typecode.Kind;
 import java.util.Arrays;
 
 /**

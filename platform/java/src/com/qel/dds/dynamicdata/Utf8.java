@@ -6,8 +6,8 @@ import java.nio.charset.CharacterCodingException;
 import java.nio.charset.StandardCharsets;
 
 /**
- * Strings as the bytes of a sample. Strict in both directions: what has no UTF-8 is rejected instead
- * of replaced, as replacements would be written on as if they had been the data.
+ * Strings as the bytes of a sample. Strict in both directions: what has no UTF-8 is rejected
+ * instead of replaced, as replacements would be written on as if they had been the data.
  */
 final class Utf8 {
     private Utf8() {}

@@ -45,7 +45,7 @@ public final class SampleInfoHelper {
         final ByteBuffer buffer;
         final long address;
 
-        /** Looks whether both sides fit; not in a static block, whose failure is reported only once. */
+        /** Looks whether both sides fit; not in a static block, whose failure is reported once. */
         Crossing() {
             NativeLibrary.require();
             requireSameLayout();

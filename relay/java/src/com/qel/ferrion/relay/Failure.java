@@ -81,7 +81,8 @@ final class Failure {
                 text.append(text.length() == 0 ? "" : ": ").append(message);
             }
         }
-        String line = text.toString().replaceAll(":\\s*\\R\\s*", ": ").replaceAll("\\s*\\R\\s*", "; ");
+        String line = text.toString().replaceAll(":\\s*\\R\\s*", ": ")
+                .replaceAll("\\s*\\R\\s*", "; ");
         if (line.isEmpty()) {
             return "no message";
         }

@@ -27,8 +27,8 @@ public class CrossingTest {
         DynamicData java = new DynamicData(OTHER, null);
         try (Peer peer = new Peer(Peer.ALL)) {
             for (var crossing : new org.junit.function.ThrowingRunnable[] {
-                () -> DynamicDataHelper.push_to_nativeI(java, peer.address),
-                () -> DynamicDataHelper.pull_from_nativeI(java, peer.address)}) {
+                    () -> DynamicDataHelper.push_to_nativeI(java, peer.address),
+                    () -> DynamicDataHelper.pull_from_nativeI(java, peer.address)}) {
                 String text = assertThrows(TypeException.class, crossing).getMessage();
                 assertTrue(text, text.contains("Other") && text.contains("units::All"));
             }
@@ -44,10 +44,10 @@ public class CrossingTest {
     public void nullsAreRejectedWithText() {
         DynamicData java = new DynamicData(OTHER, null);
         for (var crossing : new org.junit.function.ThrowingRunnable[] {
-            () -> DynamicDataHelper.push_to_nativeI(null, 8),
-            () -> DynamicDataHelper.pull_from_nativeI(java, 0),
-            () -> SampleInfoHelper.push_to_nativeI(new SampleInfo(), 0),
-            () -> SampleInfoHelper.pull_from_nativeI(null, 8)}) {
+                () -> DynamicDataHelper.push_to_nativeI(null, 8),
+                () -> DynamicDataHelper.pull_from_nativeI(java, 0),
+                () -> SampleInfoHelper.push_to_nativeI(new SampleInfo(), 0),
+                () -> SampleInfoHelper.pull_from_nativeI(null, 8)}) {
             String text = assertThrows(NullPointerException.class, crossing).getMessage();
             assertTrue(text, text.startsWith("the "));
         }

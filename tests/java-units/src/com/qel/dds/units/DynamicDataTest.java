@@ -39,14 +39,14 @@ public class DynamicDataTest {
 
     private static Object value(String method, String text) {
         return switch (method) {
-            case "setBoolean" -> Boolean.valueOf(text);
-            case "setByte" -> Byte.valueOf(text);
-            case "setChar" -> text.charAt(0);
-            case "setShort" -> Short.valueOf(text);
-            case "setInt", "setLength" -> Integer.valueOf(text);
-            case "setLong" -> Long.valueOf(text);
-            case "setDouble" -> Double.valueOf(text);
-            default -> text;
+        case "setBoolean" -> Boolean.valueOf(text);
+        case "setByte" -> Byte.valueOf(text);
+        case "setChar" -> text.charAt(0);
+        case "setShort" -> Short.valueOf(text);
+        case "setInt", "setLength" -> Integer.valueOf(text);
+        case "setLong" -> Long.valueOf(text);
+        case "setDouble" -> Double.valueOf(text);
+        default -> text;
         };
     }
 

@@ -97,13 +97,13 @@ final class RandomWalk {
 
     private static long fitted(Kind kind, long bits) {
         return switch (kind) {
-            case OCTET -> bits & 0xFF;
-            case INT8 -> (byte) bits;
-            case SHORT -> (short) bits;
-            case USHORT -> bits & 0xFFFF;
-            case LONG -> (int) bits;
-            case ULONG -> bits & 0xFFFFFFFFL;
-            default -> bits;
+        case OCTET -> bits & 0xFF;
+        case INT8 -> (byte) bits;
+        case SHORT -> (short) bits;
+        case USHORT -> bits & 0xFFFF;
+        case LONG -> (int) bits;
+        case ULONG -> bits & 0xFFFFFFFFL;
+        default -> bits;
         };
     }
 

@@ -57,7 +57,8 @@ public class ValuesTest {
         sample.setInt("l[1]", 7);
         Object[][] texts = {{"S{l: [0, 7], s: \"\", p: {d: 0.0}}", sample}, {"nil", copy},
             {"no time", new Time_t()},
-            {"1970-01-01T00:00:05.000000007Z", new Time_t(5, 7)}, {"1.2.3.4", new Version(1, 2, 3, 4)},
+            {"1970-01-01T00:00:05.000000007Z", new Time_t(5, 7)},
+            {"1.2.3.4", new Version(1, 2, 3, 4)},
             {"T", new TypeInfo("T", "")}, {"T (unknown)", new TypeInfo("T", null)}};
         for (Object[] one : texts) {
             assertEquals(one[0], one[1].toString());

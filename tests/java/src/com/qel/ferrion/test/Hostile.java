@@ -10,26 +10,26 @@ public final class Hostile {
     /** Throws, ends the process, never comes back, or spoils the calling thread and returns. */
     public static void act(String kind) {
         switch (kind) {
-            case "checked" -> Hostile.<RuntimeException>sneak(new AdapterException("hostile"));
-            case "unchecked" -> throw new IllegalStateException("hostile");
-            case "format" -> throw new IllegalStateException("100%s %n %d");
-            case "blank" -> throw new IllegalStateException();
-            case "mute" -> throw new Mute();
-            case "stack" -> act(kind);
-            case "memory" -> throw new IllegalStateException("" + new byte[Integer.MAX_VALUE].length);
-            case "death" -> throw new ThreadDeath();
-            case "init" -> new Broken();
-            case "hang" -> hang();
-            case "exit" -> System.exit(0);
-            case "halt" -> Runtime.getRuntime().halt(0);
-            case "quit" -> new Thread(() -> System.exit(0)).start();
-            case "thread" -> new Thread(Hostile::hang).start();
-            case "spoil" -> {
-                Thread.currentThread().setContextClassLoader(ClassLoader.getPlatformClassLoader());
-                Thread.currentThread().setName("spoilt");
-                Thread.currentThread().interrupt();
-            }
-            default -> throw new IllegalArgumentException("no misbehaviour " + kind);
+        case "checked" -> Hostile.<RuntimeException>sneak(new AdapterException("hostile"));
+        case "unchecked" -> throw new IllegalStateException("hostile");
+        case "format" -> throw new IllegalStateException("100%s %n %d");
+        case "blank" -> throw new IllegalStateException();
+        case "mute" -> throw new Mute();
+        case "stack" -> act(kind);
+        case "memory" -> throw new IllegalStateException("" + new byte[Integer.MAX_VALUE].length);
+        case "death" -> throw new ThreadDeath();
+        case "init" -> new Broken();
+        case "hang" -> hang();
+        case "exit" -> System.exit(0);
+        case "halt" -> Runtime.getRuntime().halt(0);
+        case "quit" -> new Thread(() -> System.exit(0)).start();
+        case "thread" -> new Thread(Hostile::hang).start();
+        case "spoil" -> {
+            Thread.currentThread().setContextClassLoader(ClassLoader.getPlatformClassLoader());
+            Thread.currentThread().setName("spoilt");
+            Thread.currentThread().interrupt();
+        }
+        default -> throw new IllegalArgumentException("no misbehaviour " + kind);
         }
     }
 

@@ -57,18 +57,18 @@ final class Scripted implements InvocationHandler {
         Object[] given = arguments != null ? arguments : new Object[0];
         String action = Stage.enter(name + "." + method.getName(), given);
         return switch (action.equals("null") ? "" : method.getName()) {
-            case "toString" -> name;
-            case "createSession" -> make(Session.class, "Session", null);
-            case "createStreamReader" -> reader(action, given);
-            case "createStreamWriter" -> action.equals("still") ? new Still(typeOf(given))
-                    : make(StreamWriter.class, "Writer", null);
-            case "getInputStreamDiscoveryReader" -> discovery(action, "Input");
-            case "getOutputStreamDiscoveryReader" -> discovery(action, "Output");
-            case "read" -> read(action, given);
-            // By default not what it was given, so that nobody returns the count instead.
-            case "write" ->
-                action.isEmpty() ? ((List<?>) given[0]).size() + 1 : Integer.parseInt(action);
-            default -> null;
+        case "toString" -> name;
+        case "createSession" -> make(Session.class, "Session", null);
+        case "createStreamReader" -> reader(action, given);
+        case "createStreamWriter" -> action.equals("still") ? new Still(typeOf(given))
+                : make(StreamWriter.class, "Writer", null);
+        case "getInputStreamDiscoveryReader" -> discovery(action, "Input");
+        case "getOutputStreamDiscoveryReader" -> discovery(action, "Output");
+        case "read" -> read(action, given);
+        // By default not what it was given, so that nobody returns the count instead.
+        case "write" ->
+            action.isEmpty() ? ((List<?>) given[0]).size() + 1 : Integer.parseInt(action);
+        default -> null;
         };
     }
 
@@ -95,10 +95,10 @@ final class Scripted implements InvocationHandler {
     }
 
     /**
-     * Fills the lists by the words of the script: a number of ordinary samples, "big", "null", "odd"
-     * (it cannot be converted), i and a number of infos, "inull"; for streams "alien" (of another
-     * class), "bare", "untyped" and "gone"; "boom" throws. Returns what a method without a result
-     * does.
+     * Fills the lists by the words of the script: a number of ordinary samples, "big", "null",
+     * "odd" (it cannot be converted), i and a number of infos, "inull"; for streams "alien" (of
+     * another class), "bare", "untyped" and "gone"; "boom" throws. Returns what a method without a
+     * result does.
      */
     // The interfaces say List<Object>; reflection has lost it.
     @SuppressWarnings("unchecked")
@@ -144,12 +144,12 @@ final class Scripted implements InvocationHandler {
 
     private static Object stream(String what, String streamName) {
         return switch (what) {
-            case "null" -> null;
-            case "bare" -> new StreamInfo(null, null, false);
-            case "untyped" -> new StreamInfo(streamName, new TypeInfo("T", null), false);
-            case "gone" -> new StreamInfo(streamName, new TypeInfo(null, null), true);
-            case "odd" -> new StreamInfo(streamName, new TypeInfo("T", "no type code"), false);
-            default -> new StreamInfo(streamName, new TypeInfo("T", STREAM_TYPE), false);
+        case "null" -> null;
+        case "bare" -> new StreamInfo(null, null, false);
+        case "untyped" -> new StreamInfo(streamName, new TypeInfo("T", null), false);
+        case "gone" -> new StreamInfo(streamName, new TypeInfo(null, null), true);
+        case "odd" -> new StreamInfo(streamName, new TypeInfo("T", "no type code"), false);
+        default -> new StreamInfo(streamName, new TypeInfo("T", STREAM_TYPE), false);
         };
     }
 }

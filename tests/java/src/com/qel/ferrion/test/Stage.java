@@ -19,8 +19,9 @@ import java.util.TreeMap;
 import java.util.stream.Stream;
 
 /**
- * Where the scripted objects find what to do and report what was done to them. The native side of the
- * tests sets the script and owns the transcript, in which calls and log lines stand in their order.
+ * Where the scripted objects find what to do and report what was done to them. The native side of
+ * the tests sets the script and owns the transcript, in which calls and log lines stand in their
+ * order.
  */
 public final class Stage {
     private static final Map<String, String> ACTIONS = new HashMap<>();
@@ -39,8 +40,8 @@ public final class Stage {
     /**
      * Does what a line says. "signal" and the numbers of a listener and a reader: signals the one
      * in the name of the other, on a Java thread, if both are there; "storm" does so again and
-     * again, "signal_here" on the calling thread. "reset": forgets everything, names count from 1 again. Else a method and what it does
-     * from now on; nothing stands for the ordinary.
+     * again, "signal_here" on the calling thread. "reset": forgets everything, names count from 1
+     * again. Else a method and what it does from now on; nothing stands for the ordinary.
      */
     public static void act(String line) throws InterruptedException {
         String[] words = line.split(" ");

@@ -11,8 +11,8 @@ import java.util.List;
 import java.util.Properties;
 
 /**
- * A reader and writer that allocate nothing. The reader lends one sample as often as its last update
- * said; the writer answers with the bytes that its thread has allocated since the last time.
+ * A reader and writer that allocate nothing. The reader lends one sample as often as its last
+ * update said; the writer answers with the bytes that its thread has allocated since the last time.
  */
 final class Still implements StreamReader, StreamWriter {
     private final ThreadMXBean bean = (ThreadMXBean) ManagementFactory.getThreadMXBean();

@@ -121,7 +121,7 @@ public class HarnessTest {
         }
         SettingsException rejected = assertThrows(SettingsException.class,
                 () -> new TestHost(Echo.class, "any", "x"));
-        assertTrue(rejected.getMessage(), rejected.getMessage().startsWith("Echo: unknown property"));
+        assertTrue(rejected.getMessage(), rejected.getMessage().startsWith("Echo: unknown "));
     }
 
     @Test

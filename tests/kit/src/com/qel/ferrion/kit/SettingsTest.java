@@ -51,7 +51,7 @@ public class SettingsTest {
         return ALL.of(Role.CONNECTION).parse("connection \"c\"", properties(pairs));
     }
 
-    /** data/settings.txt: a property's name and value, what it is read as, or "!" and what is said. */
+    /** data/settings.txt: a property's name and value, what it is read as or a complaint. */
     @Test
     public void valuesAreReadOrRejectedInWords() throws Exception {
         Map<String, Setting<?>> all = new HashMap<>();
@@ -88,11 +88,7 @@ public class SettingsTest {
             }
             long low = Long.parseLong(part[1]);
             long high = Long.parseLong(part[2]);
-            Setting<?> setting = switch (part[0]) {
-                case "whole" -> Setting.longInteger("x", low, high, "");
-                case "bytes" -> Setting.bytes("x", low, high, "");
-                default -> Setting.duration("x", Duration.ofNanos(low), Duration.ofNanos(high), "");
-            };
+            Setting<?> setting = quantity(part[0], low, high);
             if (part[4].equals("-")) {
                 assertThrows(line, IllegalArgumentException.class,
                         () -> setting.read(Map.of("x", part[3])));
@@ -101,6 +97,14 @@ public class SettingsTest {
                         readAndPrinted(setting, part[3]));
             }
         }
+    }
+
+    private static Setting<?> quantity(String kind, long low, long high) {
+        return switch (kind) {
+        case "whole" -> Setting.longInteger("x", low, high, "");
+        case "bytes" -> Setting.bytes("x", low, high, "");
+        default -> Setting.duration("x", Duration.ofNanos(low), Duration.ofNanos(high), "");
+        };
     }
 
     private static <T> String readAndPrinted(Setting<T> setting, String text) {
@@ -155,8 +159,9 @@ public class SettingsTest {
         assertEquals(9, (int) after.get(BATCH));
         assertEquals(7, (int) before.get(BATCH));
         assertEquals(Duration.ofMinutes(1), before.updated(null).get(POLL));
-        String[][] rejected = {{"poll", "61s", "\"poll\" cannot be changed while in use (those "
-            + "that can: batch)"}, {"url", "db:y", "\"url\" cannot"},
+        String[][] rejected = {
+            {"poll", "61s", "\"poll\" cannot be changed while in use (those that can: batch)"},
+            {"url", "db:y", "\"url\" cannot"},
             {"columns.a", "b", "\"columns.\""}, {"batch", "many", "a whole number"},
             {"bach", "1", "did you mean \"batch\""}};
         for (String[] one : rejected) {
@@ -168,9 +173,10 @@ public class SettingsTest {
 
     @Test
     public void declarationsThatContradictThemselvesAreRejected() {
-        Runnable[] cases = {() -> BATCH.defaultTo(501), () -> Setting.text("qel.ferrion.x", ""),
-            () -> SettingSet.of(URL, URL), () -> ALL.with(Role.CONNECTION, SYNC),
-            () -> Setting.text("columns.", ""), () -> Setting.group("columns", "")};
+        List<Runnable> cases = List.of(() -> BATCH.defaultTo(501),
+                () -> Setting.text("qel.ferrion.x", ""),
+                () -> SettingSet.of(URL, URL), () -> ALL.with(Role.CONNECTION, SYNC),
+                () -> Setting.text("columns.", ""), () -> Setting.group("columns", ""));
         for (Runnable one : cases) {
             assertThrows(IllegalArgumentException.class, one::run);
         }

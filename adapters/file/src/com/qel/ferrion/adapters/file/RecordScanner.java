@@ -15,9 +15,9 @@ import java.util.Arrays;
  * current record lies in; used on one thread at a time.
  *
  * <p>A record of JSON lines is a line. A CSV record is a line too, but for line ends inside quotes;
- * a quote opens only at the start of a cell. A record that breaks these rules, or has another number
- * of cells than the header, carries a fault and ends with its first line: the quote that made it
- * longer may be the fault, and what lies behind it good.
+ * a quote opens only at the start of a cell. A record that breaks these rules, or has another
+ * number of cells than the header, carries a fault and ends with its first line: the quote that
+ * made it longer may be the fault, and what lies behind it good.
  */
 final class RecordScanner {
     private static final int FIRST_CAPACITY = 1 << 16;
@@ -41,7 +41,7 @@ final class RecordScanner {
     private boolean skipping;
     /** Cells that a record must have; 0 while that is not known. */
     private int wanted;
-    /** Whether the record at the front waits for the end of a quoted cell, and must not any more. */
+    /** Whether the record at the front waits for the end of a quoted cell, and may no longer. */
     private boolean open;
     private boolean impatient;
     /** Longest record since the buffer was filled. */

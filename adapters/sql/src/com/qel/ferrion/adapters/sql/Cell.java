@@ -156,51 +156,51 @@ final class Cell {
     /** By the member's kind: one method for all of them takes the VM seconds to compile. */
     private Setter setter() {
         return switch (field.kind) {
-            case STRING -> (row, index, value, data) -> {
-                String text = dialect.text(row, index, value);
-                data.setString(field.place, text);
-                return text.length();
-            };
-            case CHAR -> (row, index, value, data) -> {
-                String one = dialect.text(row, index, value);
-                if (one.length() > 1) {
-                    throw new BadRow("\"" + one + "\" is more than one character");
-                }
-                data.setChar(field.place, one.isEmpty() ? '\0' : one.charAt(0));
-                return SMALL;
-            };
-            case ENUM -> (row, index, value, data) -> {
-                if (value instanceof Number) {
-                    data.setLong(field.place, whole(value));
-                } else {
-                    data.setString(field.place, dialect.text(row, index, value));
-                }
-                return SMALL;
-            };
-            case BOOLEAN -> (row, index, value, data) -> {
-                data.setBoolean(field.place, truth(value));
-                return SMALL;
-            };
-            case FLOAT -> (row, index, value, data) -> {
-                double number = real(value);
-                if (Float.isInfinite((float) number) && !Double.isInfinite(number)) {
-                    throw new BadRow(number + " is beyond the largest float");
-                }
-                data.setFloat(field.place, (float) number);
-                return SMALL;
-            };
-            case DOUBLE -> (row, index, value, data) -> {
-                data.setDouble(field.place, real(value));
-                return SMALL;
-            };
-            case ULONGLONG -> (row, index, value, data) -> {
-                data.setLong(field.place, unsigned(value));
-                return SMALL;
-            };
-            default -> (row, index, value, data) -> {
+        case STRING -> (row, index, value, data) -> {
+            String text = dialect.text(row, index, value);
+            data.setString(field.place, text);
+            return text.length();
+        };
+        case CHAR -> (row, index, value, data) -> {
+            String one = dialect.text(row, index, value);
+            if (one.length() > 1) {
+                throw new BadRow("\"" + one + "\" is more than one character");
+            }
+            data.setChar(field.place, one.isEmpty() ? '\0' : one.charAt(0));
+            return SMALL;
+        };
+        case ENUM -> (row, index, value, data) -> {
+            if (value instanceof Number) {
                 data.setLong(field.place, whole(value));
-                return SMALL;
-            };
+            } else {
+                data.setString(field.place, dialect.text(row, index, value));
+            }
+            return SMALL;
+        };
+        case BOOLEAN -> (row, index, value, data) -> {
+            data.setBoolean(field.place, truth(value));
+            return SMALL;
+        };
+        case FLOAT -> (row, index, value, data) -> {
+            double number = real(value);
+            if (Float.isInfinite((float) number) && !Double.isInfinite(number)) {
+                throw new BadRow(number + " is beyond the largest float");
+            }
+            data.setFloat(field.place, (float) number);
+            return SMALL;
+        };
+        case DOUBLE -> (row, index, value, data) -> {
+            data.setDouble(field.place, real(value));
+            return SMALL;
+        };
+        case ULONGLONG -> (row, index, value, data) -> {
+            data.setLong(field.place, unsigned(value));
+            return SMALL;
+        };
+        default -> (row, index, value, data) -> {
+            data.setLong(field.place, whole(value));
+            return SMALL;
+        };
         };
     }
 
@@ -211,9 +211,9 @@ final class Cell {
 
     static boolean truth(Object value) throws BadRow {
         return switch (value.toString()) {
-            case "1", "true", "t" -> true;
-            case "0", "false", "f" -> false;
-            default -> throw new BadRow("\"" + value + "\" is neither true nor false");
+        case "1", "true", "t" -> true;
+        case "0", "false", "f" -> false;
+        default -> throw new BadRow("\"" + value + "\" is neither true nor false");
         };
     }
 
@@ -267,31 +267,31 @@ final class Cell {
     private int bindScalar(PreparedStatement statement, int index, DynamicData data)
             throws SQLException, BadRow {
         switch (field.kind) {
-            case STRING -> {
-                String text = data.getString(field.place);
-                statement.setString(index, text);
-                return SMALL + text.length();
+        case STRING -> {
+            String text = data.getString(field.place);
+            statement.setString(index, text);
+            return SMALL + text.length();
+        }
+        case CHAR -> {
+            char one = data.getChar(field.place);
+            statement.setString(index, one == '\0' ? "" : String.valueOf(one));
+        }
+        case ENUM -> {
+            if (column.isInteger()) {
+                statement.setInt(index, data.getInt(field.place));
+            } else {
+                statement.setString(index, data.getString(field.place));
             }
-            case CHAR -> {
-                char one = data.getChar(field.place);
-                statement.setString(index, one == '\0' ? "" : String.valueOf(one));
+        }
+        case BOOLEAN -> {
+            if (column.isInteger()) {
+                statement.setInt(index, data.getBoolean(field.place) ? 1 : 0);
+            } else {
+                statement.setBoolean(index, data.getBoolean(field.place));
             }
-            case ENUM -> {
-                if (column.isInteger()) {
-                    statement.setInt(index, data.getInt(field.place));
-                } else {
-                    statement.setString(index, data.getString(field.place));
-                }
-            }
-            case BOOLEAN -> {
-                if (column.isInteger()) {
-                    statement.setInt(index, data.getBoolean(field.place) ? 1 : 0);
-                } else {
-                    statement.setBoolean(index, data.getBoolean(field.place));
-                }
-            }
-            case FLOAT, DOUBLE -> bindReal(statement, index, data);
-            default -> bindWhole(statement, index, data.getLong(field.place));
+        }
+        case FLOAT, DOUBLE -> bindReal(statement, index, data);
+        default -> bindWhole(statement, index, data.getLong(field.place));
         }
         return SMALL;
     }

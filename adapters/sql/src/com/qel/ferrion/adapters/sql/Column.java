@@ -21,8 +21,8 @@ record Column(String name, String typeName, int jdbcType, int precision, int sca
     /** Whether all its values are whole numbers of up to 64 bits. */
     boolean isInteger() {
         return switch (jdbcType) {
-            case Types.TINYINT, Types.SMALLINT, Types.INTEGER, Types.BIGINT -> true;
-            default -> isNumeric() && scale == 0 && precision > 0 && precision <= 18;
+        case Types.TINYINT, Types.SMALLINT, Types.INTEGER, Types.BIGINT -> true;
+        default -> isNumeric() && scale == 0 && precision > 0 && precision <= 18;
         };
     }
 

@@ -125,13 +125,13 @@ final class Field {
             return HexFormat.of().formatHex(bytes(data));
         }
         return switch (kind) {
-            case STRING, ENUM -> data.getString(place);
-            case CHAR -> String.valueOf(data.getChar(place));
-            case BOOLEAN -> String.valueOf(data.getBoolean(place));
-            case FLOAT -> String.valueOf(data.getFloat(place));
-            case DOUBLE -> String.valueOf(data.getDouble(place));
-            case ULONGLONG -> Long.toUnsignedString(data.getLong(place));
-            default -> String.valueOf(data.getLong(place));
+        case STRING, ENUM -> data.getString(place);
+        case CHAR -> String.valueOf(data.getChar(place));
+        case BOOLEAN -> String.valueOf(data.getBoolean(place));
+        case FLOAT -> String.valueOf(data.getFloat(place));
+        case DOUBLE -> String.valueOf(data.getDouble(place));
+        case ULONGLONG -> Long.toUnsignedString(data.getLong(place));
+        default -> String.valueOf(data.getLong(place));
         };
     }
 }

@@ -167,11 +167,11 @@ final class PositionFile {
     private static Object parse(String line) {
         String rest = line.substring(1);
         return switch (line.charAt(0)) {
-            case 'i' -> Long.valueOf(rest);
-            case 'r' -> Double.valueOf(rest);
-            case 'b' -> HexFormat.of().parseHex(rest);
-            case 't' -> URLDecoder.decode(rest, StandardCharsets.UTF_8);
-            default -> throw new IllegalArgumentException(line);
+        case 'i' -> Long.valueOf(rest);
+        case 'r' -> Double.valueOf(rest);
+        case 'b' -> HexFormat.of().parseHex(rest);
+        case 't' -> URLDecoder.decode(rest, StandardCharsets.UTF_8);
+        default -> throw new IllegalArgumentException(line);
         };
     }
 

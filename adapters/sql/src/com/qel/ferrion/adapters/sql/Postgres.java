@@ -209,28 +209,28 @@ final class Postgres extends Dialect {
             return "BYTEA";
         }
         return switch (field.kind) {
-            case BOOLEAN -> "BOOLEAN";
-            case INT8, OCTET, SHORT -> "SMALLINT";
-            case USHORT, LONG -> "INTEGER";
-            case ULONG, LONGLONG -> "BIGINT";
-            case ULONGLONG -> "NUMERIC(20, 0)";
-            case FLOAT -> "REAL";
-            case DOUBLE -> "DOUBLE PRECISION";
-            default -> "TEXT";
+        case BOOLEAN -> "BOOLEAN";
+        case INT8, OCTET, SHORT -> "SMALLINT";
+        case USHORT, LONG -> "INTEGER";
+        case ULONG, LONGLONG -> "BIGINT";
+        case ULONGLONG -> "NUMERIC(20, 0)";
+        case FLOAT -> "REAL";
+        case DOUBLE -> "DOUBLE PRECISION";
+        default -> "TEXT";
         };
     }
 
     @Override
     String idlType(Column column) {
         return switch (column.typeName()) {
-            case "bool" -> "boolean";
-            case "int2" -> "short";
-            case "int4", "serial" -> "long";
-            case "int8", "bigserial", "timestamp", "timestamptz" -> "long long";
-            case "float4" -> "float";
-            case "float8" -> "double";
-            case "bytea" -> "sequence<octet>";
-            default -> column.isInteger() ? "long long" : "string";
+        case "bool" -> "boolean";
+        case "int2" -> "short";
+        case "int4", "serial" -> "long";
+        case "int8", "bigserial", "timestamp", "timestamptz" -> "long long";
+        case "float4" -> "float";
+        case "float8" -> "double";
+        case "bytea" -> "sequence<octet>";
+        default -> column.isInteger() ? "long long" : "string";
         };
     }
 

@@ -188,10 +188,10 @@ final class Sqlite extends Dialect {
     @Override
     String idlType(Column column) {
         return switch (column.jdbcType()) {
-            case Types.BOOLEAN -> "boolean";
-            case Types.REAL, Types.FLOAT, Types.DOUBLE -> "double";
-            case Types.BLOB, Types.BINARY, Types.VARBINARY -> "sequence<octet>";
-            default -> column.isInteger() ? "long long" : "string";
+        case Types.BOOLEAN -> "boolean";
+        case Types.REAL, Types.FLOAT, Types.DOUBLE -> "double";
+        case Types.BLOB, Types.BINARY, Types.VARBINARY -> "sequence<octet>";
+        default -> column.isInteger() ? "long long" : "string";
         };
     }
 

@@ -14,9 +14,9 @@ import java.util.HexFormat;
 import java.util.List;
 
 /**
- * The stub adapter in a process of its own, behind a Unix socket. The host sends 'R' for a batch, which
- * comes back as a count and its samples, 'L' when it is done with it, and 'W' with a count and
- * samples, answered by the number written. A sample is its size, valid_data, and its bytes.
+ * The stub adapter in a process of its own, behind a Unix socket. The host sends 'R' for a batch,
+ * which comes back as a count and its samples, 'L' when it is done with it, and 'W' with a count
+ * and samples, answered by the number written. A sample is its size, valid_data, and its bytes.
  */
 public final class SocketEnd {
     private static final int ROOM = 1 << 22;
@@ -36,7 +36,7 @@ public final class SocketEnd {
         in.flip();
     }
 
-    /** The socket's path, the type's IDL and name, the batch, and a sample's bytes in hexadecimal. */
+    /** The socket's path, the type's IDL and name, the batch, and a sample's bytes in hex. */
     public static void main(String[] arguments) throws IOException {
         TypeCode type = TypeCode.fromIdl(arguments[1], arguments[2]);
         StubReader reader = new StubReader(type, Integer.parseInt(arguments[3]), false,

@@ -59,7 +59,8 @@ public class LargeRowsTest {
         for (; rows < 400; rows++) {
             data.clear();
             data.setInt("id", rows);
-            fill(data, rows % 10 == 9 ? 1 : rows % 2 * 2, rows % 80 == 79 ? 2_000_000 : rows % 20 == 0 ? 10 : 120_000);
+            fill(data, rows % 10 == 9 ? 1 : rows % 2 * 2,
+                    rows % 80 == 79 ? 2_000_000 : rows % 20 == 0 ? 10 : 120_000);
             assertEquals(1, host.write(writer, data));
         }
         writer.delete();
@@ -70,7 +71,7 @@ public class LargeRowsTest {
 
     @Test
     public void aRowThatNoHeapTakesIsABadRowAndTellsWhatHelps() throws Exception {
-        host.put("f.jsonl", "{\"id\":1}\n{\"wide\":[" + "{},".repeat(10_000) + "{}]}\n{\"id\":3}\n");
+        host.put("f.jsonl", "{\"id\":1}\n{\"wide\":[" + "{},".repeat(10_000) + "{}]}\n{\"id\":3}");
         TestHost.Reader reader = host.reader("f.jsonl", TYPE);
         assertEquals(List.of(1, 3), Host.ids(host.readAll(reader)));
         assertEquals(1, host.errors.size());

@@ -26,9 +26,10 @@ import org.junit.Test;
 public class ReadTest {
     private static final Path RECORDS = Path.of(System.getProperty("records"));
     private static final String IDL = "enum E { LOW, HIGH }; struct P { double lat; double lon; };"
-            + "struct In { long x; string s; }; struct Narrow { octet o; short s; unsigned long long u;"
-            + "float f; double d; boolean b; E e; char c; string<5> t; sequence<long, 2> q;"
-            + "P position; P corners[2]; }; struct Point { long id; string text; double value; };"
+            + "struct In { long x; string s; }; struct Narrow { octet o; short s; "
+            + "unsigned long long u; float f; double d; boolean b; E e; char c; string<5> t;"
+            + "sequence<long, 2> q; P position; P corners[2]; }; "
+            + "struct Point { long id; string text; double value; };"
             + "struct Json { long id; unsigned long long u; long long n; float f; double d;"
             + "boolean b; E e; char c; string<5> t; In in; sequence<In, 3> list; long pair[2]; };";
 
@@ -49,11 +50,11 @@ public class ReadTest {
 
     private static String shown(DynamicData row, String member) {
         return switch (MemberPath.of(row.type(), member).type().resolve().kind()) {
-            case STRING, ENUM -> row.getString(member);
-            case FLOAT -> "" + row.getFloat(member);
-            case DOUBLE -> "" + row.getDouble(member);
-            case SEQUENCE -> row.getLength(member) + " elements";
-            default -> "" + row.getLong(member);
+        case STRING, ENUM -> row.getString(member);
+        case FLOAT -> "" + row.getFloat(member);
+        case DOUBLE -> "" + row.getDouble(member);
+        case SEQUENCE -> row.getLength(member) + " elements";
+        default -> "" + row.getLong(member);
         };
     }
 

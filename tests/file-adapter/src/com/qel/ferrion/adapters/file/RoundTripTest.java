@@ -66,7 +66,8 @@ public class RoundTripTest {
         data.setString("name", TEXTS[i % TEXTS.length]);
         data.setBoolean("b", i % 2 == 1);
         data.setChar("c", (char) (i % 256));
-        BOUNDS.forEach((member, bounds) -> data.setLong(member, i % 3 == 0 ? 0 : bounds[i % 3 - 1]));
+        BOUNDS.forEach((member, bounds) ->
+                data.setLong(member, i % 3 == 0 ? 0 : bounds[i % 3 - 1]));
         data.setLong("ll", i < LONGS.length ? LONGS[i] : random.nextLong());
         data.setLong("ull", i < LONGS.length ? LONGS[i] : random.nextLong());
         data.setFloat("f", i < NUMBERS.length ? (float) NUMBERS[i]

@@ -12,7 +12,6 @@ import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardOpenOption;
 import java.time.Duration;
-import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.HashMap;
 import java.util.List;
@@ -26,8 +25,8 @@ import org.junit.runners.Parameterized;
 import org.junit.runners.Parameterized.Parameters;
 
 /**
- * Files that grow, are cut back, are replaced, or come later than their reader, what stands in files
- * after writes, and which files are found: {@code data/steps.txt}.
+ * Files that grow, are cut back, are replaced, or come later than their reader, what stands in
+ * files after writes, and which files are found: {@code data/steps.txt}.
  */
 @RunWith(Parameterized.class)
 public class StepsTest {
@@ -107,7 +106,7 @@ public class StepsTest {
                 .count());
         case "read" -> {
             List<String> wanted = all.isEmpty() ? List.of() : List.of(all.split(" "));
-            List<DynamicData> rows = new ArrayList<>(host.await(reader, Math.max(1, wanted.size())));
+            List<DynamicData> rows = host.await(reader, Math.max(1, wanted.size()));
             assertEquals(steps.get(at), wanted, rows.stream().map(StepsTest::text).toList());
         }
         case "quiet" -> {

@@ -172,7 +172,7 @@ public class WriteTest {
         List<Object> samples = new ArrayList<>();
         List<Object> infos = new ArrayList<>();
         reader.read(samples, infos);
-        rejected("is what the reader of stream \"f.csv\" reads", () -> circle.write(samples, infos));
+        rejected("what the reader of stream \"f.csv\" reads", () -> circle.write(samples, infos));
         assertEquals(1, other.write(samples, infos));
         reader.returnLoan(samples, infos);
         assertEquals("another route may", 1, circle.write(samples, infos));

@@ -76,8 +76,8 @@ public final class RowsTarget {
         }
         List<String> again = part(read(all(written), piece, Integer.MAX_VALUE), 1);
         equal("written", samples, json ? again : again.subList(1, again.size()));
-        return outcomes.stream().map(text -> text.replaceAll(VARIABLE, "")).mapToInt(String::hashCode)
-                .toArray();
+        return outcomes.stream().map(text -> text.replaceAll(VARIABLE, ""))
+                .mapToInt(String::hashCode).toArray();
     }
 
     private static byte[] all(Bytes bytes) {
@@ -94,7 +94,7 @@ public final class RowsTarget {
         }
     }
 
-    /** Reads as the adapter does: of each row its line, what is cut out, and the sample or reason. */
+    /** Reads as the adapter does: of each row its line, what is cut out, and sample or reason. */
     private List<String> read(byte[] file, int piece, int longest) throws Exception {
         RecordScanner scanner = json ? RecordScanner.lines(longest)
                                      : RecordScanner.csv(delimiter, longest);
@@ -143,7 +143,8 @@ public final class RowsTarget {
         List<String> cuts = new ArrayList<>();
         int next;
         int wanted = 0;
-        for (int at = text.startsWith("\u00EF\u00BB\u00BF") ? 3 : 0; at < text.length(); at = next) {
+        int begin = text.startsWith("\u00EF\u00BB\u00BF") ? 3 : 0;
+        for (int at = begin; at < text.length(); at = next) {
             int i = at;
             boolean open = false;
             int cells = 0;
@@ -166,7 +167,8 @@ public final class RowsTarget {
             next = Math.min(lineEnd + 1, text.length());
             if (end > at || !whole || tooLong) {
                 cuts.add(text.substring(0, at).replaceAll("[^\n]", "").length() + 1
-                        + (whole && !tooLong ? " " : "!") + (tooLong ? "" : text.substring(at, end)));
+                        + (whole && !tooLong ? " " : "!")
+                        + (tooLong ? "" : text.substring(at, end)));
             }
         }
         return cuts;

@@ -80,7 +80,8 @@ public final class TroubleAdapter implements Adapter {
     public Connection createConnection(String first, String second, StreamReaderListener output,
             StreamReaderListener input, Properties properties) {
         at("createConnection");
-        Class<?>[] types = {Connection.class, Session.class, StreamReader.class, StreamWriter.class};
+        Class<?>[] types =
+                {Connection.class, Session.class, StreamReader.class, StreamWriter.class};
         Everything everything = new Everything();
         everything.count = Long.parseLong(properties.getProperty("count", "1"));
         everything.batch = Long.parseLong(properties.getProperty("batch", "1"));
@@ -124,30 +125,30 @@ public final class TroubleAdapter implements Adapter {
         Object call(Object self, Method method, Object[] arguments) {
             at(method.getName());
             return switch (method.getName()) {
-                case "createSession", "createStreamWriter" -> self;
-                case "createStreamReader" -> {
-                    TypeInfo info = ((StreamInfo) arguments[1]).getTypeInfo();
-                    type = (TypeCode) info.getTypeRepresentation();
-                    sample = new DynamicData(type, DynamicData.PROPERTY_DEFAULT);
-                    signal = (StreamReaderListener) arguments[3];
-                    yield self;
+            case "createSession", "createStreamWriter" -> self;
+            case "createStreamReader" -> {
+                TypeInfo info = ((StreamInfo) arguments[1]).getTypeInfo();
+                type = (TypeCode) info.getTypeRepresentation();
+                sample = new DynamicData(type, DynamicData.PROPERTY_DEFAULT);
+                signal = (StreamReaderListener) arguments[3];
+                yield self;
+            }
+            case "read" -> {
+                read(self, (List<Object>) arguments[0]);
+                yield null;
+            }
+            case "returnLoan" -> {
+                if (next < count) {
+                    signal.onDataAvailable((StreamReader) self);
                 }
-                case "read" -> {
-                    read(self, (List<Object>) arguments[0]);
-                    yield null;
+                if (kind.equals("clear")) {
+                    ((List<Object>) arguments[0]).clear();
+                    ((List<Object>) arguments[1]).add(null);
                 }
-                case "returnLoan" -> {
-                    if (next < count) {
-                        signal.onDataAvailable((StreamReader) self);
-                    }
-                    if (kind.equals("clear")) {
-                        ((List<Object>) arguments[0]).clear();
-                        ((List<Object>) arguments[1]).add(null);
-                    }
-                    yield null;
-                }
-                case "write" -> ((List<?>) arguments[0]).size();
-                default -> "trouble";
+                yield null;
+            }
+            case "write" -> ((List<?>) arguments[0]).size();
+            default -> "trouble";
             };
         }
 

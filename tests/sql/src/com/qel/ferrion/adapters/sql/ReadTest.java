@@ -43,7 +43,8 @@ public class ReadTest {
             rig.sql("INSERT INTO keyed VALUES (" + t + ", " + id + ")",
                     "INSERT INTO plain VALUES (" + t + ", " + id + ")");
         }
-        String[][] ways = {{"table", "keyed"}, {"query", "SELECT * FROM plain;"}, {"table", "plain"}};
+        String[][] ways =
+                {{"table", "keyed"}, {"query", "SELECT * FROM plain;"}, {"table", "plain"}};
         for (String[] way : ways) {
             for (int batch : new int[] {1, 2, 3, 4, 5, 10, 11}) {
                 for (int death = 0; death <= rows / batch; death++) {

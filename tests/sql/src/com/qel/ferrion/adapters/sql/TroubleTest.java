@@ -92,9 +92,10 @@ public class TroubleTest {
             for (int i = 0; i < 3; i++) {
                 assertEquals(List.of(), rig.read(reader, false));
             }
-            assertTrue(rig.errors.toString(), rig.errors.get(rig.errors.size() - 1).contains("\"changing\" has "
-                    + "changed: " + (column.equals("v") ? "it no longer has a column for member "
-                    + "\"v\", which was \"v\"" : "its rows are in the order of other instead of id")));
+            assertTrue(rig.errors.toString(), rig.errors.get(rig.errors.size() - 1)
+                    .contains("\"changing\" has changed: " + (column.equals("v")
+                            ? "it no longer has a column for member \"v\", which was \"v\""
+                            : "its rows are in the order of other instead of id")));
             rig.errors.clear();
             DynamicData sample = row(6, "f");
             List<DynamicData> ends = column.equals("v") ? List.of() : List.of(sample);
@@ -131,7 +132,8 @@ public class TroubleTest {
         List<StreamReader> readers = new ArrayList<>();
         for (int i = 0; i < 6; i++) {
             rig.sql("DROP TABLE IF EXISTS shared" + i, "CREATE TABLE shared" + i
-                    + " (id INT PRIMARY KEY, v TEXT)", "INSERT INTO shared" + i + " VALUES (1, 'a')");
+                    + " (id INT PRIMARY KEY, v TEXT)",
+                    "INSERT INTO shared" + i + " VALUES (1, 'a')");
             readers.add(rig.reader("shared" + i, ROW));
         }
         for (int i = 0; i < 6; i++) {
@@ -333,8 +335,8 @@ public class TroubleTest {
                 .map(StreamInfo::getStreamName).toList().toString());
         TypeCode type = (TypeCode) found.get(0).getTypeInfo().getTypeRepresentation();
         List<String> members = type.members().stream().map(each -> each.name()).toList();
-        assertEquals(("[id, temp, a_b, a_b_, c__, c___, c9, long_" + (rig.server ? ", Temp_]" : "]")),
-                members.toString());
+        assertEquals("[id, temp, a_b, a_b_, c__, c___, c9, long_"
+                + (rig.server ? ", Temp_]" : "]"), members.toString());
         rig.sql("CREATE TABLE " + (rig.server ? "a_b." : "") + "copy (" + names + ")");
         StreamReader reader = rig.reader("odd_", type);
         DynamicData sample = rig.readUntil(reader, 1).get(0);

@@ -9,7 +9,6 @@ import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
-import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.util.ArrayList;
@@ -172,7 +171,8 @@ public class WriteTest {
             {"INT", "Color", "GREEN", "1"}, {"TEXT", "Color", "GREEN", "GREEN"},
             {"INT", "boolean", true, "1"}, {"INT", "boolean", false, "0"},
             {"BOOLEAN", "long", 1L, rig.server ? "t" : "1"}, {"BOOLEAN", "long", 2L, null},
-            {"NUMERIC(9, 2)", "float", 0.25, "0.25"}, {"NUMERIC(9, 2)", "double", Double.NaN, "null"},
+            {"NUMERIC(9, 2)", "float", 0.25, "0.25"},
+            {"NUMERIC(9, 2)", "double", Double.NaN, "null"},
             {"NUMERIC(9, 2)", "double", Double.POSITIVE_INFINITY, null},
             {"TEXT", "char", 'x', "x"}, {"TEXT", "char", '\0', ""},
             {"TIMESTAMP", "long long", -1L, "1969-12-31 23:59:59.999999"},
@@ -204,7 +204,8 @@ public class WriteTest {
         TypeCode list = TypeCode.fromIdl("struct L { long id; sequence<long> other; };", null);
         Object[][] wrong = {
             {ROW, "has no column \"v\" for member \"v\"; name one with \"columns.v\""},
-            {ROW, "has no column \"w\"", "columns.v", "w"}, {ROW, "no member \"w\"", "omit", "v, w"},
+            {ROW, "has no column \"w\"", "columns.v", "w"},
+            {ROW, "no member \"w\"", "omit", "v, w"},
             {ROW, "same column \"id\"", "columns.v", "id"}, {list, "sequences and arrays"},
             {keyless, "the type has none", "mode", "upsert"},
             {ROW, "none may be omitted", "on_dispose", "delete", "omit", "id"},
