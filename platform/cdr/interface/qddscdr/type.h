@@ -171,8 +171,7 @@ inline bool isPrimitive(DDS_TCKind kind)
     return kind <= DDS_TK_DOUBLE;
 }
 
-/// Bytes and alignment of a primitive or enum; of the leading count of a string or sequence. A
-/// switch, and no table: the compiler makes more of it where samples are rewritten.
+/// Bytes and alignment of a primitive or enum; of the leading count of a string or sequence.
 constexpr uint32_t scalarSize(DDS_TCKind kind)
 {
     switch (kind) {
