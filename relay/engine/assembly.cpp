@@ -268,12 +268,12 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
     return made;
 }
 
-Assembly::PluginSession *Assembly::place(Endpoint &endpoint, const StreamSettings &settings,
+Assembly::PluginSession *Assembly::place(RouteEnd &end, const StreamSettings &settings,
                                          const Route &route)
 {
     const Connection &connection = *connections_[settings.connection];
-    endpoint.settings = &settings;
-    endpoint.adapter = &connection.adapter->settings->name;
+    end.settings = &settings;
+    end.adapter = &connection.adapter->settings->name;
     PluginSession &found = sessionOf(route.settings().session, settings.connection);
     if (found.handle == nullptr) {
         reporter_.bad("route " + route.name(),
@@ -281,7 +281,7 @@ Assembly::PluginSession *Assembly::place(Endpoint &endpoint, const StreamSetting
                       settings.place);
         return nullptr;
     }
-    endpoint.operations = &connection.operations();
+    end.operations = &connection.operations();
     return &found;
 }
 
@@ -292,7 +292,7 @@ bool Assembly::openRoute(Route &route)
     const RouteSettings &settings = route.settings();
     bool good = true;
     for (std::size_t i = 0; i < settings.outputs.size() && good; ++i) {
-        good = openWriter(route, *route.outputs()[i], settings.outputs[i]);
+        good = openWriter(route, route.deliveries()[i]->end(), settings.outputs[i]);
     }
     good = good && openReader(route);
     if (!good) {
@@ -305,7 +305,7 @@ bool Assembly::openRoute(Route &route)
 
 /// Makes one end of a route; null after telling why there is none.
 template<class Handle, class Create>
-Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &settings,
+Handle *Assembly::openEnd(Route &route, RouteEnd &end, const StreamSettings &settings,
                           const std::string &kind, Create &&create)
 {
     PluginSession *const owner = place(end, settings, route);
@@ -329,7 +329,7 @@ Handle *Assembly::openEnd(Route &route, Endpoint &end, const StreamSettings &set
     return handle;
 }
 
-bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &settings)
+bool Assembly::openWriter(Route &route, WriterEnd &output, const StreamSettings &settings)
 {
     output.writer = openEnd<QEL_FerrionStreamWriter>(
         route, output, settings, "writer",
@@ -349,7 +349,7 @@ bool Assembly::openWriter(Route &route, Output &output, const StreamSettings &se
 
 bool Assembly::openReader(Route &route)
 {
-    Input &input = route.input();
+    ReaderEnd &input = route.input();
     const QEL_FerrionStreamReaderListener listener = route.listener();
     input.reader = openEnd<QEL_FerrionStreamReader>(
         route, input, route.settings().input, "reader",

@@ -174,11 +174,11 @@ private:
     PluginSession &sessionOf(std::size_t session, std::size_t connection);
     bool openRoute(Route &route);
     template<class Handle, class Create>
-    Handle *openEnd(Route &route, Endpoint &end, const StreamSettings &settings,
+    Handle *openEnd(Route &route, RouteEnd &end, const StreamSettings &settings,
                     const std::string &kind, Create &&create);
-    bool openWriter(Route &route, Output &output, const StreamSettings &settings);
+    bool openWriter(Route &route, WriterEnd &output, const StreamSettings &settings);
     bool openReader(Route &route);
-    PluginSession *place(Endpoint &endpoint, const StreamSettings &settings, const Route &route);
+    PluginSession *place(RouteEnd &end, const StreamSettings &settings, const Route &route);
     bool announcerFailed(Announcer &announcer);
 
     void markBusy();

@@ -49,9 +49,9 @@ void Assembly::markBusy()
             if (route.input().reader == object) {
                 mark(route.settings().input);
             }
-            for (const auto &output : route.outputs()) {
-                if (output->writer == object) {
-                    mark(*output->settings);
+            for (const auto &delivery : route.deliveries()) {
+                if (delivery->end().writer == object) {
+                    mark(*delivery->end().settings);
                 }
             }
         });
@@ -78,7 +78,7 @@ void Assembly::close(Route &route)
 
 void Assembly::closeReader(Route &route)
 {
-    Input &input = route.input();
+    ReaderEnd &input = route.input();
     if (input.reader == nullptr || isBusy(input.reader) || adapterOf(*input.settings).occupied) {
         return;
     }
@@ -94,20 +94,20 @@ void Assembly::closeReader(Route &route)
 
 void Assembly::closeWriters(Route &route)
 {
-    for (const auto &output : route.outputs()) {
-        if (output->writer == nullptr || isBusy(output->writer) ||
-            adapterOf(*output->settings).occupied) {
+    for (const auto &delivery : route.deliveries()) {
+        WriterEnd &output = delivery->end();
+        if (output.writer == nullptr || isBusy(output.writer) ||
+            adapterOf(*output.settings).occupied) {
             continue;
         }
-        if (const auto slot = output->operations->delete_stream_writer) {
-            const std::string what = "writer of " + output->label;
-            call("delete of " + what, adapterOf(*output->settings), [&](CallEnvironment &own) {
-                slot(connections_[output->settings->connection]->handle, output->writer,
-                     own.fresh());
+        if (const auto slot = output.operations->delete_stream_writer) {
+            const std::string what = "writer of " + output.label;
+            call("delete of " + what, adapterOf(*output.settings), [&](CallEnvironment &own) {
+                slot(connections_[output.settings->connection]->handle, output.writer, own.fresh());
             });
-            closed(*output->adapter, what);
+            closed(*output.adapter, what);
         }
-        output->writer = nullptr;
+        output.writer = nullptr;
     }
 }
 

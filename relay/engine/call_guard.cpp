@@ -29,8 +29,8 @@ bool CallGuard::giveUp()
     return state_.compare_exchange_strong(expected, State::abandoned);
 }
 
-StallWatch::Clock::duration StallWatch::look(const CallGuard &guard, Clock::time_point now,
-                                             Clock::duration limit)
+Clock::duration StallWatch::look(const CallGuard &guard, Clock::time_point now,
+                                 Clock::duration limit)
 {
     if (!guard.inside() || guard.calls() != call_) {
         call_ = guard.calls();

@@ -3,8 +3,9 @@
 #define FERRY_ENGINE_CALL_GUARD_H
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
+
+#include "engine/clock.h"
 
 namespace ferry {
 
@@ -62,8 +63,6 @@ private:
 /// Finds calls that do not come back. Looks now and then, so it is late by the time between looks.
 class StallWatch {
 public:
-    using Clock = std::chrono::steady_clock;
-
     /// How long the guard's thread has been seen in one call when that is worth telling: after
     /// `limit`, and each time it has doubled; else 0.
     Clock::duration look(const CallGuard &guard, Clock::time_point now, Clock::duration limit);

@@ -10,11 +10,6 @@ namespace {
 /// How often discovery readers are read that have not signalled, and the pause after a failure.
 constexpr std::chrono::milliseconds lookInterval{1000};
 
-std::int64_t nanoseconds(Clock::time_point time)
-{
-    return std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
-}
-
 } // namespace
 
 Discovery::Discovery(const Configuration &configuration, Assembly &assembly, Roster &roster,

@@ -2,10 +2,10 @@
 #ifndef FERRY_ENGINE_PLUGIN_HOST_H
 #define FERRY_ENGINE_PLUGIN_HOST_H
 
-#include <chrono>
 #include <string>
 
 #include "engine/call.h"
+#include "engine/clock.h"
 
 namespace ferry {
 
@@ -36,7 +36,7 @@ public:
     }
     /// Tells the plug-ins that can be told to come back from whatever they wait for by then. Not
     /// once plug-ins are being deleted. May hang in one of them. Any thread.
-    virtual void stopBy(std::chrono::steady_clock::time_point) {}
+    virtual void stopBy(Clock::time_point) {}
     /// Whether any plug-in can be told. Any thread.
     virtual bool anyStopBy() const
     {

@@ -173,7 +173,7 @@ void Relay::giveUpSessions()
                 logError("FERRYRelay_stop", FERRY_LOG_ENTITY_ANY_ss, route.name().c_str(),
                          text.c_str());
                 route.setState(Route::State::failed);
-                route.loseLoan();
+                route.abandonLoan();
             }
         });
     }
@@ -305,12 +305,11 @@ bool Relay::anyRead() const
 
 bool Relay::idleSince(Clock::time_point time) const
 {
-    const std::int64_t limit =
-        std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count();
+    const std::int64_t limit = nanoseconds(time);
     bool idle = !discovery_.watching() || discovery_.quietSince(time);
     roster_.forEach([&](const Route &route) {
         if (route.state() == Route::State::active) {
-            idle = idle && route.idle() && route.lastActivity.load() <= limit;
+            idle = idle && route.idle() && route.lastActivity() <= limit;
         }
     });
     return idle;

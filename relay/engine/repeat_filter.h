@@ -3,17 +3,16 @@
 #define FERRY_ENGINE_REPEAT_FILTER_H
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "engine/clock.h"
 
 namespace ferry {
 
 class RepeatFilter {
 public:
-    using Clock = std::chrono::steady_clock;
-
     /// Whether this text is to be logged now: a new one at once, a known one once in a while. Of
     /// texts that are new each time only a few are let through in that while.
     bool admit(const char *text, Clock::time_point now)

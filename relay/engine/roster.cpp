@@ -15,7 +15,7 @@ Route &Roster::add(std::unique_ptr<Route> route)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto earlier = std::find_if(gone_.begin(), gone_.end(), [&](const RouteTotals &totals) {
-        return totals.name == route->name() && totals.outputs.size() == route->outputs().size();
+        return totals.name == route->name() && totals.outputs.size() == route->deliveries().size();
     });
     if (earlier != gone_.end()) {
         route->resume(*earlier);

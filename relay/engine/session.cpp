@@ -70,8 +70,7 @@ void Session::send(Route &route, Wish wish)
         } else if (wish != Wish::adopt) {
             route.release();
         } else if (broken()) {
-            route.errors.add(1);
-            route.setState(Route::State::failed);
+            route.fail();
         }
     }
     condition_.notify_one();
@@ -210,12 +209,12 @@ std::unique_ptr<Route> makeRoute(const Configuration &configuration, const Route
 {
     auto route = std::make_unique<Route>(settings, session.settings().period, session.host(),
                                          [&session] { session.wake(); });
-    const auto name = [&](Endpoint &end, const StreamSettings &stream) {
+    const auto name = [&](RouteEnd &end, const StreamSettings &stream) {
         end.label = configuration.connections[stream.connection].name + "/" + stream.stream;
     };
     name(route->input(), settings.input);
     for (std::size_t i = 0; i < settings.outputs.size(); ++i) {
-        name(*route->outputs()[i], settings.outputs[i]);
+        name(route->deliveries()[i]->end(), settings.outputs[i]);
     }
     return route;
 }

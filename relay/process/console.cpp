@@ -144,7 +144,7 @@ void Console::log(std::uint32_t level, const std::string &line)
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     std::uint64_t heldBack = 0;
-    if (!gate_.admit(text, FloodGate::Clock::now(), heldBack)) {
+    if (!gate_.admit(text, Clock::now(), heldBack)) {
         return;
     }
     if (heldBack > 0) {

@@ -3,17 +3,16 @@
 #ifndef FERRY_PROCESS_FLOOD_GATE_H
 #define FERRY_PROCESS_FLOOD_GATE_H
 
-#include <chrono>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+
+#include "engine/clock.h"
 
 namespace ferry {
 
 class FloodGate {
 public:
-    using Clock = std::chrono::steady_clock;
-
     /// Lets the first few of the same line through, and as many again after a while. `heldBack` is
     /// set to how many there were between this one and the last that came through.
     bool admit(const std::string &line, Clock::time_point now, std::uint64_t &heldBack)

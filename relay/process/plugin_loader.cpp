@@ -129,18 +129,17 @@ void PluginLoader::hearsStops(QEL_FerrionAdapterPlugin &plugin,
     }
 }
 
-void PluginLoader::stopBy(std::chrono::steady_clock::time_point deadline)
+void PluginLoader::stopBy(Clock::time_point deadline)
 {
-    const std::int64_t nanoseconds =
-        std::chrono::duration_cast<std::chrono::nanoseconds>(deadline.time_since_epoch()).count();
+    const std::int64_t time = nanoseconds(deadline);
     std::vector<Listener> listeners;
     {
         const std::lock_guard<std::mutex> lock(stopMutex_);
-        stopBy_ = nanoseconds;
+        stopBy_ = time;
         listeners = listeners_;
     }
     for (const Listener &listener : listeners) {
-        listener.tell(listener.plugin, nanoseconds);
+        listener.tell(listener.plugin, time);
     }
 }
 

@@ -32,7 +32,7 @@ public:
     bool attachThread() override;
     void detachThread() override;
     void stop() override;
-    void stopBy(std::chrono::steady_clock::time_point deadline) override;
+    void stopBy(Clock::time_point deadline) override;
     bool anyStopBy() const override;
     void *find(const AdapterSettings &settings, const std::string &name) override;
     FailureDetails takeFailure(const std::string &adapter) override;

@@ -6,7 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "engine/route.h"
+#include "engine/clock.h"
+#include "engine/route_totals.h"
 
 namespace ferry {
 

@@ -163,7 +163,7 @@ TEST(JavaOptions, YieldToEachWayOfSettingTheSame)
 TEST(FloodGate, CountsWhatIsTooMuchOfOneLine)
 {
     FloodGate gate;
-    const FloodGate::Clock::time_point begin{};
+    const Clock::time_point begin{};
     std::uint64_t heldBack = 0;
     int admitted = 0;
     for (int i = 0; i < 1000; ++i) {

@@ -1,0 +1,30 @@
+#include "engine/route_calls.h"
+
+#include "engine/log.h"
+
+namespace ferry {
+
+void RouteCalls::reportFailure(const RouteEnd &end, RepeatFilter &filter, const char *operation)
+{
+    errors.add(1);
+    if (!environment_.explained()) {
+        environment_.explain(host_.takeFailure(*end.adapter));
+    }
+    if (filter.admit(environment_.cause(), Clock::now())) {
+        logAdapterFailure("FERRYRoute_step", *end.adapter, about(operation, end, filter),
+                          environment_);
+    }
+}
+
+std::string RouteCalls::about(const char *operation, const RouteEnd &end,
+                              RepeatFilter &filter) const
+{
+    std::string what = "route " + route_ + ": " + operation + " of " + end.label;
+    const std::uint64_t more = filter.takeSuppressed();
+    if (more > 0) {
+        what += " (" + std::to_string(more) + " more failures since the last line)";
+    }
+    return what;
+}
+
+} // namespace ferry
