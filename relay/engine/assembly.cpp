@@ -1,19 +1,22 @@
-// Putting the objects of the plug-ins together.
+// Creating the objects of the plug-ins.
 #include "engine/assembly.h"
 
 #include <algorithm>
 
 #include "engine/log.h"
+#include "engine/stream_description.h"
 
 namespace ferry {
 namespace {
 
+constexpr QEL_FerrionPluginVersion apiVersion = QEL_FERRION_PLUGIN_API_VERSION;
+
 /// Marks and wakes, nothing else; only the first signal since the last read has to wake.
 void onAnnouncement(QEL_FerrionStreamReader *, void *self)
 {
-    Announcer *announcer = static_cast<Announcer *>(self);
-    if (!announcer->signalled.exchange(true)) {
-        announcer->wake();
+    DiscoverySource *source = static_cast<DiscoverySource *>(self);
+    if (!source->signalled.exchange(true)) {
+        source->wake();
     }
 }
 
@@ -22,53 +25,18 @@ const char *nameAt(const std::vector<std::string> &names, std::size_t index)
     return index < names.size() ? names[index].c_str() : nullptr;
 }
 
-/// The stream as a plug-in is told of it, for as long as the telling takes; plug-ins copy what they
-/// keep of the names.
-class StreamDescription {
-public:
-    StreamDescription(const RouteSettings &route, const StreamSettings &stream)
-        : streamName_(stream.stream), typeName_(route.typeName), partitions_(stream.partitions)
-    {
-        for (std::string &partition : partitions_) {
-            partitionTexts_.push_back(partition.data());
-        }
-        info_.streamName = streamName_.data();
-        info_.typeName = typeName_.data();
-        info_.typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
-        info_.typeRepresentation = const_cast<DDS_TypeCode *>(route.type);
-        if (!partitionTexts_.empty()) {
-            const auto count = static_cast<std::int32_t>(partitionTexts_.size());
-            info_.partition = {partitionTexts_.data(), count, count};
-        }
-    }
-    StreamDescription(const StreamDescription &) = delete;
-    StreamDescription &operator=(const StreamDescription &) = delete;
-
-    const QEL_FerrionStreamInfo *get() const
-    {
-        return &info_;
-    }
-
-private:
-    std::string streamName_;
-    std::string typeName_;
-    std::vector<std::string> partitions_;
-    std::vector<char *> partitionTexts_;
-    QEL_FerrionStreamInfo info_{};
-};
-
 std::string version(const QEL_FerrionPluginVersion &version)
 {
-    return std::to_string(version.major) + "." + std::to_string(version.minor) + "." +
-           std::to_string(version.release) + "." + std::to_string(version.revision);
+    return fmt::format("{}.{}.{}.{}", version.major, version.minor, version.release,
+                       version.revision);
 }
 
 } // namespace
 
 Assembly::Assembly(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-                   Roster &roster, std::vector<std::unique_ptr<Session>> &sessions,
+                   RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions,
                    const std::function<void()> &wake)
-    : configuration_(configuration), host_(host), reporter_(reporter), roster_(roster),
+    : configuration_(configuration), host_(host), reporter_(reporter), registry_(registry),
       sessions_(sessions)
 {
     for (const AdapterSettings &settings : configuration.adapters) {
@@ -80,14 +48,13 @@ Assembly::Assembly(const Configuration &configuration, PluginHost &host, Reporte
         connections_.back()->settings = &settings;
         connections_.back()->adapter = adapters_[settings.adapter].get();
         for (const bool inputs : {true, false}) {
-            announcers_.push_back(std::make_unique<Announcer>());
-            Announcer &announcer = *announcers_.back();
-            announcer.connection = connections_.size() - 1;
-            announcer.inputs = inputs;
-            announcer.label =
-                (inputs ? "input streams of connection " : "output streams of connection ") +
-                settings.name;
-            announcer.wake = wake;
+            sources_.push_back(std::make_unique<DiscoverySource>());
+            DiscoverySource &source = *sources_.back();
+            source.connection = connections_.size() - 1;
+            source.inputs = inputs;
+            source.label = fmt::format("{} streams of connection {}", inputs ? "input" : "output",
+                                       settings.name);
+            source.wake = wake;
         }
     }
 }
@@ -126,7 +93,7 @@ void Assembly::problem(const std::string &what, const std::string &adapter,
 {
     ++problems_;
     logAdapterFailure("FERRYRelay_build", adapter, operation, environment());
-    reporter_.bad(what, operation + ": " + environment().text(), place);
+    reporter_.bad(what, fmt::format("{}: {}", operation, environment().text()), place);
 }
 
 void Assembly::build(const std::function<bool()> &stop)
@@ -141,7 +108,7 @@ void Assembly::build(const std::function<bool()> &stop)
             openConnection(*connection);
         }
     }
-    roster_.visit([&](Route &route) {
+    registry_.visit([&](Route &route) {
         if (!stop()) {
             open(route);
         }
@@ -154,44 +121,44 @@ void Assembly::open(Route &route)
     route.setState(good ? Route::State::active : Route::State::failed);
     if (!good) {
         logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s, route.name().c_str());
-        reporter_.bad("route " + route.name(), "out of service", {});
+        reporter_.bad(fmt::format("route {}", route.name()), "out of service", {});
     }
 }
 
 void Assembly::openAdapter(Adapter &adapter)
 {
     const AdapterSettings &settings = *adapter.settings;
+    const std::string what = fmt::format("adapter {}", settings.name);
     const PropertyList properties(settings.properties);
     QEL_FerrionAdapterPlugin *plugin =
-        call("create of adapter " + settings.name, adapter,
+        call(fmt::format("create of {}", what), adapter,
              [&](CallEnvironment &own) { return host_.open(settings, properties.get(), own); });
     if (!environment().failed()) {
-        const std::string reason = refusal(plugin);
+        const std::string reason = rejectionOf(plugin);
         if (!reason.empty()) {
             environment().fail(reason);
         }
     }
     if (environment().failed()) {
-        problem("adapter " + settings.name, settings.name, "create", settings.place);
+        problem(what, settings.name, "create", settings.place);
         return;
     }
     adapter.plugin = plugin;
     const std::string origin =
         settings.javaClass.empty() ? settings.library.string() : settings.javaClass;
-    reporter_.good("adapter " + settings.name,
-                   origin + ", version " + version(plugin->adapterVersion));
+    reporter_.good(what, fmt::format("{}, version {}", origin, version(plugin->adapterVersion)));
 }
 
-std::string Assembly::refusal(const QEL_FerrionAdapterPlugin *plugin) const
+std::string Assembly::rejectionOf(const QEL_FerrionAdapterPlugin *plugin) const
 {
     if (plugin == nullptr) {
         return "no plug-in record";
     }
     if (plugin->magic != QEL_FERRION_PLUGIN_MAGIC) {
-        return "not a plug-in record (magic number " + std::to_string(plugin->magic) + ")";
+        return fmt::format("not a plug-in record (magic number {})", plugin->magic);
     }
-    if (plugin->apiVersion.major != 5) {
-        return "made for another plug-in interface (" + version(plugin->apiVersion) + ")";
+    if (plugin->apiVersion.major != apiVersion.major) {
+        return fmt::format("made for another plug-in interface ({})", version(plugin->apiVersion));
     }
     const QEL_FerrionAdapterOperations &operations = plugin->operations;
     if (operations.delete_adapter == nullptr || operations.create_connection == nullptr ||
@@ -205,27 +172,28 @@ std::string Assembly::refusal(const QEL_FerrionAdapterPlugin *plugin) const
 void Assembly::openConnection(Connection &connection)
 {
     const ConnectionSettings &settings = *connection.settings;
-    const std::string what = "connection " + settings.name;
+    const std::string what = fmt::format("connection {}", settings.name);
     if (connection.adapter->plugin == nullptr) {
         reporter_.bad(what, "its adapter is out of service", settings.place);
         return;
     }
     const PropertyList properties(settings.properties);
-    const std::size_t first =
-        2 * static_cast<std::size_t>(&settings - configuration_.connections.data());
-    const QEL_FerrionStreamReaderListener inputs{announcers_[first].get(), onAnnouncement};
-    const QEL_FerrionStreamReaderListener outputs{announcers_[first + 1].get(), onAnnouncement};
-    connection.handle = call("create of " + what, *connection.adapter, [&](CallEnvironment &own) {
-        return connection.operations().create_connection(
-            connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
-            &outputs, &inputs, nullptr, nullptr, properties.get(), own.fresh());
-    });
+    const auto index = static_cast<std::size_t>(&settings - configuration_.connections.data());
+    const QEL_FerrionStreamReaderListener inputs{&source(index, true), onAnnouncement};
+    const QEL_FerrionStreamReaderListener outputs{&source(index, false), onAnnouncement};
+    connection.handle =
+        call(fmt::format("create of {}", what), *connection.adapter, [&](CallEnvironment &own) {
+            return connection.operations().create_connection(
+                connection.adapter->plugin, nameAt(settings.names, 0), nameAt(settings.names, 1),
+                &outputs, &inputs, nullptr, nullptr, properties.get(), own.fresh());
+        });
     if (connection.handle == nullptr && !environment().failed()) {
         environment().fail("no connection");
     }
     if (environment().failed()) {
         connection.broken = true;
-        problem(what, connection.adapter->settings->name, "create " + what, settings.place);
+        problem(what, connection.adapter->settings->name, fmt::format("create {}", what),
+                settings.place);
         return;
     }
     const auto toString = connection.operations().connection_to_string;
@@ -249,17 +217,19 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
         return made;
     }
     const SessionSettings &settings = configuration_.sessions[session];
-    const std::string what = "session " + settings.name + " of connection " + owner->settings->name;
+    const std::string what =
+        fmt::format("session {} of connection {}", settings.name, owner->settings->name);
     const PropertyList properties(settings.properties);
     QEL_FerrionSession *handle =
-        call("create of " + what, *owner->adapter, [&](CallEnvironment &own) {
+        call(fmt::format("create of {}", what), *owner->adapter, [&](CallEnvironment &own) {
             return owner->operations().create_session(owner->handle, properties.get(), own.fresh());
         });
     if (handle == nullptr && !environment().failed()) {
         environment().fail("no session");
     }
     if (environment().failed()) {
-        problem(what, owner->adapter->settings->name, "create " + what, settings.place);
+        problem(what, owner->adapter->settings->name, fmt::format("create {}", what),
+                settings.place);
         logError("FERRYRelay_build", FERRY_LOG_SESSION_START_FAILURE_s, settings.name.c_str());
     } else {
         made.handle = handle;
@@ -268,16 +238,16 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
     return made;
 }
 
-Assembly::PluginSession *Assembly::place(RouteEnd &end, const StreamSettings &settings,
-                                         const Route &route)
+Assembly::PluginSession *Assembly::attach(RouteEnd &end, const StreamSettings &settings,
+                                          const Route &route)
 {
     const Connection &connection = *connections_[settings.connection];
     end.settings = &settings;
     end.adapter = &connection.adapter->settings->name;
     PluginSession &found = sessionOf(route.settings().session, settings.connection);
     if (found.handle == nullptr) {
-        reporter_.bad("route " + route.name(),
-                      "connection " + connection.settings->name + " is out of service",
+        reporter_.bad(fmt::format("route {}", route.name()),
+                      fmt::format("connection {} is out of service", connection.settings->name),
                       settings.place);
         return nullptr;
     }
@@ -285,8 +255,8 @@ Assembly::PluginSession *Assembly::place(RouteEnd &end, const StreamSettings &se
     return &found;
 }
 
-/// The writers come first: a reader may have data from its creation on. A route that cannot be made
-/// whole gives up the writers that it has.
+/// The writers come first: a reader may have data from its creation on. If one of them or the
+/// reader fails, the writers that exist are deleted.
 bool Assembly::openRoute(Route &route)
 {
     const RouteSettings &settings = route.settings();
@@ -298,32 +268,33 @@ bool Assembly::openRoute(Route &route)
     if (!good) {
         closeWriters(route);
     } else {
-        reporter_.good("route " + route.name(), "type " + settings.typeName);
+        reporter_.good(fmt::format("route {}", route.name()),
+                       fmt::format("type {}", settings.typeName));
     }
     return good;
 }
 
-/// Makes one end of a route; null after telling why there is none.
+/// Creates one end of a route; null after reporting why there is none.
 template<class Handle, class Create>
 Handle *Assembly::openEnd(Route &route, RouteEnd &end, const StreamSettings &settings,
                           const std::string &kind, Create &&create)
 {
-    PluginSession *const owner = place(end, settings, route);
+    PluginSession *const owner = attach(end, settings, route);
     if (owner == nullptr) {
         return nullptr;
     }
-    const std::string what = kind + " of " + end.label;
+    const std::string what = fmt::format("{} of {}", kind, end.label);
     const StreamDescription stream(route.settings(), settings);
     const PropertyList properties(settings.properties);
-    Handle *handle =
-        call("create of " + what, *owner->connection->adapter, [&](CallEnvironment &own) {
-            return create(*owner, stream.get(), properties.get(), own);
-        });
+    Handle *handle = call(
+        fmt::format("create of {}", what), *owner->connection->adapter,
+        [&](CallEnvironment &own) { return create(*owner, stream.get(), properties.get(), own); });
     if (handle == nullptr && !environment().failed()) {
-        environment().fail("no stream " + kind);
+        environment().fail(fmt::format("no stream {}", kind));
     }
     if (environment().failed()) {
-        problem("route " + route.name(), *end.adapter, "create " + what, settings.place);
+        problem(fmt::format("route {}", route.name()), *end.adapter, fmt::format("create {}", what),
+                settings.place);
         return nullptr;
     }
     return handle;

@@ -1,5 +1,5 @@
-// Every object of every plug-in, made in order and deleted in the opposite one, all on the control
-// thread: a plug-in sees its connections used by one thread at a time.
+// Creates every object of every plug-in, and deletes them in the opposite order. All of it runs on
+// the control thread, so a plug-in sees its connections used by one thread at a time.
 #ifndef FERRY_ENGINE_ASSEMBLY_H
 #define FERRY_ENGINE_ASSEMBLY_H
 
@@ -11,17 +11,16 @@
 #include <vector>
 
 #include "engine/reporter.h"
-#include "engine/roster.h"
+#include "engine/route_registry.h"
 #include "engine/session.h"
 
 struct QEL_FerrionStreamInfo;
 
 namespace ferry {
 
-/// One side of what a connection announces: its input streams, or its output streams. Control
-/// thread, but for the signal, which may come from any thread, also while the connection is being
-/// made.
-struct Announcer {
+/// Where announcements come from: a connection's input streams, or its output streams. Control
+/// thread. Only the signal may come from any thread, even while the connection is being created.
+struct DiscoverySource {
     std::size_t connection = 0;
     bool inputs = true;
     /// "input streams of connection in", for messages.
@@ -33,10 +32,9 @@ struct Announcer {
     std::atomic<bool> signalled{false};
     std::function<void()> wake;
     RepeatFilter filter;
-    /// The last read brought news, so there may be more.
+    /// The last read brought changes, so there may be more.
     std::atomic<bool> more{false};
-    /// The last read failed: signals do not count until the next look, or a failing reader would
-    /// spin.
+    /// The last read failed. Signals do not count until the next poll: a failing reader would spin.
     std::atomic<bool> failed{false};
 
     /// Any thread: whether there may be something to read.
@@ -48,37 +46,42 @@ struct Announcer {
 
 class Assembly {
 public:
-    /// `wake` is called when a connection has something to announce, on any thread.
+    /// `wake` is called on any thread when a connection has something to announce.
     Assembly(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-             Roster &roster, std::vector<std::unique_ptr<Session>> &sessions,
+             RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions,
              const std::function<void()> &wake);
 
-    /// Makes everything that can be made. A failure puts the routes that depend on it out of
-    /// service and is logged, reported and counted. `stop` is asked between any two calls.
+    /// Creates all that it can. A failure is logged, reported and counted, and puts the routes that
+    /// depend on it out of service. `stop` is asked between any two calls.
     void build(const std::function<bool()> &stop);
-    /// Makes a route's writers and its reader; its state tells whether that went well.
+    /// Creates a route's writers and its reader, and sets its state: active or failed.
     void open(Route &route);
     /// Deletes the reader and the writers of a route that no session has.
     void close(Route &route);
-    /// Gets a discovery reader; false when there is none.
-    bool openAnnouncer(Announcer &announcer);
-    /// Reads a discovery reader once and shows each element to `body`, with its properties (null
-    /// when there are none), whatever the read reports; false when it failed, which is logged once
-    /// in a while.
-    bool read(Announcer &announcer, const std::function<void(const QEL_FerrionStreamInfo &,
-                                                             const QEL_FerrionProperties *)> &body);
-    /// Logs, reports and counts what is out of service by itself.
-    void refuse(const std::string &what, const std::string &reason);
-    /// Two of each connection.
-    const std::vector<std::unique_ptr<Announcer>> &announcers() const
+    /// Gets a discovery reader; false if there is none.
+    bool openSource(DiscoverySource &source);
+    /// Reads a discovery reader once and passes each element to `body` with its properties, null if
+    /// there are none. Elements count even if the read reports an error. False after an error,
+    /// which is logged unless it repeats.
+    bool read(DiscoverySource &source,
+              const std::function<void(const QEL_FerrionStreamInfo &,
+                                       const QEL_FerrionProperties *)> &body);
+    /// Logs, reports and counts what is out of service although no call failed.
+    void reject(const std::string &what, const std::string &reason);
+    /// Two of each connection, that of the input streams first.
+    const std::vector<std::unique_ptr<DiscoverySource>> &sources() const
     {
-        return announcers_;
+        return sources_;
+    }
+    DiscoverySource &source(std::size_t connection, bool inputs) const
+    {
+        return *sources_[2 * connection + (inputs ? 0 : 1)];
     }
     Reporter &reporter()
     {
         return reporter_;
     }
-    /// Deletes everything but what threads that were given up are inside of.
+    /// Deletes everything, except the objects in which threads were given up.
     void tearDown();
 
     /// Any thread.
@@ -86,20 +89,20 @@ public:
     {
         return problems_.load();
     }
-    /// True when the tear-down had to leave something behind.
+    /// Whether the tear-down had to leave something behind.
     bool leftSomething() const
     {
         return leftSomething_;
     }
     /// What the control thread is doing now, or "". Any thread.
     std::string where() const;
-    /// Where the control thread is. The supervisor's thread, or one that only looks.
+    /// Where the control thread is. Any thread.
     const CallGuard &guard() const
     {
         return call_.load()->guard;
     }
-    /// Gives up a control thread that is inside a call: it never comes out again, and another one
-    /// may close everything that is not of the same adapter. False when it is not inside.
+    /// Gives up a control thread inside a call: it never returns from there, and another thread may
+    /// close the objects of all other adapters. False if it is not inside a call.
     bool giveUp();
 
 private:
@@ -107,7 +110,7 @@ private:
         const AdapterSettings *settings = nullptr;
         QEL_FerrionAdapterPlugin *plugin = nullptr;
         bool busy = false;
-        /// A control thread that was given up is inside: nothing of it may be touched.
+        /// A control thread was given up inside: no object of this adapter may be touched.
         bool occupied = false;
     };
     struct Connection {
@@ -122,7 +125,7 @@ private:
             return adapter->plugin->operations;
         }
     };
-    /// One relay session's session of one connection; a null handle is one that could not be made.
+    /// The session that a connection created for one session of the relay. Null handle: it failed.
     struct PluginSession {
         std::size_t session = 0;
         Connection *connection = nullptr;
@@ -137,15 +140,15 @@ private:
     };
 
     /// For as long as a call takes: its description.
-    class Stay {
+    class CallScope {
     public:
-        Stay(Assembly &assembly, const std::string &what, const Adapter &adapter)
+        CallScope(Assembly &assembly, const std::string &what, const Adapter &adapter)
             : assembly_(assembly), call_(*assembly.call_.load()), adapter_(adapter.settings->name)
         {
             assembly_.setWhere(what);
             call_.guard.enter("call", nullptr, &adapter);
         }
-        ~Stay()
+        ~CallScope()
         {
             call_.guard.leave();
             assembly_.setWhere("");
@@ -153,9 +156,9 @@ private:
                 call_.environment.explain(assembly_.host_.takeFailure(adapter_));
             }
         }
-        Stay(const Stay &) = delete;
-        Stay &operator=(const Stay &) = delete;
-        /// The thread's own, also when it has been given up since it came in.
+        CallScope(const CallScope &) = delete;
+        CallScope &operator=(const CallScope &) = delete;
+        /// The thread's own, even if it has been given up since it entered.
         CallEnvironment &environment() const
         {
             return call_.environment;
@@ -169,7 +172,7 @@ private:
 
     void setWhere(const std::string &what);
     void openAdapter(Adapter &adapter);
-    std::string refusal(const QEL_FerrionAdapterPlugin *plugin) const;
+    std::string rejectionOf(const QEL_FerrionAdapterPlugin *plugin) const;
     void openConnection(Connection &connection);
     PluginSession &sessionOf(std::size_t session, std::size_t connection);
     bool openRoute(Route &route);
@@ -178,8 +181,8 @@ private:
                     const std::string &kind, Create &&create);
     bool openWriter(Route &route, WriterEnd &output, const StreamSettings &settings);
     bool openReader(Route &route);
-    PluginSession *place(RouteEnd &end, const StreamSettings &settings, const Route &route);
-    bool announcerFailed(Announcer &announcer);
+    PluginSession *attach(RouteEnd &end, const StreamSettings &settings, const Route &route);
+    bool sourceFailed(DiscoverySource &source);
 
     void markBusy();
     bool isBusy(const void *object) const;
@@ -193,11 +196,11 @@ private:
     void problem(const std::string &what, const std::string &adapter, const std::string &operation,
                  Place place);
 
-    /// Runs one slot call, which is given the thread's environment, while `where` tells of it.
+    /// Runs one call of a plug-in with the thread's environment. Meanwhile `where` names it.
     template<class Body> auto call(const std::string &what, const Adapter &adapter, Body &&body)
     {
-        const Stay stay(*this, what, adapter);
-        return body(stay.environment());
+        const CallScope scope(*this, what, adapter);
+        return body(scope.environment());
     }
     /// What the last call left; outside of calls only.
     CallEnvironment &environment()
@@ -212,19 +215,19 @@ private:
     const Configuration &configuration_;
     PluginHost &host_;
     Reporter &reporter_;
-    Roster &roster_;
+    RouteRegistry &registry_;
     std::vector<std::unique_ptr<Session>> &sessions_;
-    std::vector<std::unique_ptr<Announcer>> announcers_;
+    std::vector<std::unique_ptr<DiscoverySource>> sources_;
     std::vector<std::unique_ptr<Adapter>> adapters_;
     std::vector<std::unique_ptr<Connection>> connections_;
     std::vector<std::unique_ptr<PluginSession>> pluginSessions_;
     std::unique_ptr<Call> ownedCall_ = std::make_unique<Call>();
-    /// The same; threads that only look read it while it changes.
+    /// The same, for other threads: they read it while it changes.
     std::atomic<Call *> call_{ownedCall_.get()};
     mutable std::mutex whereMutex_;
     std::string where_;
     std::atomic<std::size_t> problems_{0};
-    /// What threads that were given up are inside of.
+    /// Objects in which threads were given up.
     std::vector<const void *> busy_;
     bool leftSomething_ = false;
 };

@@ -1,4 +1,4 @@
-// Taking the objects of the plug-ins apart.
+// Deleting the objects of the plug-ins.
 #include <algorithm>
 
 #include "engine/assembly.h"
@@ -10,7 +10,8 @@ void Assembly::closed(const std::string &adapter, const std::string &what)
 {
     if (environment().failed()) {
         ++problems_;
-        logAdapterFailure("FERRYRelay_tearDown", adapter, "delete " + what, environment());
+        logAdapterFailure("FERRYRelay_tearDown", adapter, fmt::format("delete {}", what),
+                          environment());
     }
 }
 
@@ -30,9 +31,8 @@ Assembly::PluginSession *Assembly::findSession(std::size_t session, const Stream
     return nullptr;
 }
 
-/// A thread that was given up sits inside one reader or writer for ever: that object, and those
-/// that it belongs to, stay. Everything else can be closed, so that it gets to write out what it
-/// holds.
+/// A thread that was given up sits inside one reader or writer for ever. That object stays, and so
+/// do those it belongs to. All others are deleted, which lets them write out what they hold.
 void Assembly::markBusy()
 {
     for (std::size_t i = 0; i < sessions_.size(); ++i) {
@@ -45,7 +45,7 @@ void Assembly::markBusy()
                 owner->busy = owner->connection->busy = owner->connection->adapter->busy = true;
             }
         };
-        roster_.visit([&](Route &route) {
+        registry_.visit([&](Route &route) {
             if (route.input().reader == object) {
                 mark(route.settings().input);
             }
@@ -63,8 +63,8 @@ void Assembly::markBusy()
 void Assembly::tearDown()
 {
     markBusy();
-    roster_.visit([this](Route &route) { closeReader(route); });
-    roster_.visit([this](Route &route) { closeWriters(route); });
+    registry_.visit([this](Route &route) { closeReader(route); });
+    registry_.visit([this](Route &route) { closeWriters(route); });
     closeSessions();
     closeConnections();
     closeAdapters();
@@ -83,10 +83,11 @@ void Assembly::closeReader(Route &route)
         return;
     }
     if (const auto slot = input.operations->delete_stream_reader) {
-        const std::string what = "reader of " + input.label;
-        call("delete of " + what, adapterOf(*input.settings), [&](CallEnvironment &own) {
-            slot(connections_[input.settings->connection]->handle, input.reader, own.fresh());
-        });
+        const std::string what = fmt::format("reader of {}", input.label);
+        call(fmt::format("delete of {}", what), adapterOf(*input.settings),
+             [&](CallEnvironment &own) {
+                 slot(connections_[input.settings->connection]->handle, input.reader, own.fresh());
+             });
         closed(*input.adapter, what);
     }
     input.reader = nullptr;
@@ -101,10 +102,12 @@ void Assembly::closeWriters(Route &route)
             continue;
         }
         if (const auto slot = output.operations->delete_stream_writer) {
-            const std::string what = "writer of " + output.label;
-            call("delete of " + what, adapterOf(*output.settings), [&](CallEnvironment &own) {
-                slot(connections_[output.settings->connection]->handle, output.writer, own.fresh());
-            });
+            const std::string what = fmt::format("writer of {}", output.label);
+            call(fmt::format("delete of {}", what), adapterOf(*output.settings),
+                 [&](CallEnvironment &own) {
+                     slot(connections_[output.settings->connection]->handle, output.writer,
+                          own.fresh());
+                 });
             closed(*output.adapter, what);
         }
         output.writer = nullptr;
@@ -119,9 +122,10 @@ void Assembly::closeSessions()
         if (session->handle == nullptr || session->busy || owner.adapter->occupied) {
             continue;
         }
-        const std::string what = "session " + configuration_.sessions[session->session].name +
-                                 " of connection " + owner.settings->name;
-        call("delete of " + what, *owner.adapter, [&](CallEnvironment &own) {
+        const std::string what =
+            fmt::format("session {} of connection {}",
+                        configuration_.sessions[session->session].name, owner.settings->name);
+        call(fmt::format("delete of {}", what), *owner.adapter, [&](CallEnvironment &own) {
             owner.operations().delete_session(owner.handle, session->handle, own.fresh());
         });
         closed(owner.adapter->settings->name, what);
@@ -136,8 +140,8 @@ void Assembly::closeConnections()
         if (connection->handle == nullptr || connection->busy || connection->adapter->occupied) {
             continue;
         }
-        const std::string what = "connection " + connection->settings->name;
-        call("delete of " + what, *connection->adapter, [&](CallEnvironment &own) {
+        const std::string what = fmt::format("connection {}", connection->settings->name);
+        call(fmt::format("delete of {}", what), *connection->adapter, [&](CallEnvironment &own) {
             connection->operations().delete_connection(connection->adapter->plugin,
                                                        connection->handle, own.fresh());
         });
@@ -153,8 +157,8 @@ void Assembly::closeAdapters()
         if (adapter->plugin == nullptr || adapter->busy || adapter->occupied) {
             continue;
         }
-        const std::string what = "adapter " + adapter->settings->name;
-        call("delete of " + what, *adapter, [&](CallEnvironment &own) {
+        const std::string what = fmt::format("adapter {}", adapter->settings->name);
+        call(fmt::format("delete of {}", what), *adapter, [&](CallEnvironment &own) {
             adapter->plugin->operations.delete_adapter(adapter->plugin, own.fresh());
         });
         closed(adapter->settings->name, what);

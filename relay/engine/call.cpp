@@ -27,7 +27,7 @@ void logAdapterFailure(const char *context, const std::string &adapter,
                        const std::string &operation, const CallEnvironment &environment)
 {
     if (environment.code() != 0) {
-        const std::string text = operation + ": " + environment.text();
+        const std::string text = fmt::format("{}: {}", operation, environment.text());
         logError(context, FERRY_LOG_ADAPTER_FAILURE_sds, adapter.c_str(), environment.code(),
                  text.c_str());
     } else {

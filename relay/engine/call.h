@@ -20,7 +20,7 @@ struct FailureDetails {
     std::string text;
     /// What two failures of the same kind have in common; "" when that is their text.
     std::string cause;
-    /// Samples that the adapter says it had to pass over.
+    /// Samples that the adapter reports as rejected.
     std::uint64_t rejected = 0;
 };
 
@@ -52,7 +52,7 @@ public:
         }
         return raw_.message[0] != '\0' ? raw_.message : "no reason given";
     }
-    /// What tells one failure that repeats from another.
+    /// What distinguishes one repeated failure from another.
     const char *cause() const
     {
         return details_.cause.empty() ? text() : details_.cause.c_str();
@@ -63,7 +63,7 @@ public:
     }
     /// Records a failure that the host itself found.
     void fail(const std::string &text);
-    /// Whether nobody knows more of the failure: the host found it, or it was asked for.
+    /// Whether all is known of the failure: the host found it, or its details were asked for.
     bool explained() const
     {
         return explained_;

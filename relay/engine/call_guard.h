@@ -1,4 +1,4 @@
-// Where the threads are that call plug-ins, and which of them do not come back.
+// Where the threads are that call plug-ins, and which calls do not return.
 #ifndef FERRY_ENGINE_CALL_GUARD_H
 #define FERRY_ENGINE_CALL_GUARD_H
 
@@ -9,18 +9,18 @@
 
 namespace ferry {
 
-/// Where a thread is. The thread itself enters and leaves; another thread may give up on it while
-/// it is inside: then it never comes out again, and everything but the object that it is inside of
-/// may be used by others.
+/// Where a thread is. The thread itself enters and leaves. While it is inside a call another thread
+/// may give it up: then it never comes out again, and others may use everything but the object of
+/// that call.
 class CallGuard {
 public:
     /// `operation` is a literal, `object` the plug-in's object that the call works on, `owner` what
     /// the caller works for; the last two only identify.
     void enter(const char *operation, const void *object, const void *owner = nullptr);
-    /// Parks the calling thread for ever when it has been given up.
+    /// Parks the calling thread for ever if it has been given up.
     void leave();
 
-    /// True when the thread was inside a call, and will not come out of it any more.
+    /// True if the thread was inside a call. It will not come out of it any more.
     bool giveUp();
     bool givenUp() const
     {
@@ -60,11 +60,11 @@ private:
     std::atomic<std::uint64_t> calls_{0};
 };
 
-/// Finds calls that do not come back. Looks now and then, so it is late by the time between looks.
+/// Finds calls that do not return. It is late by at most the time between two looks.
 class StallWatch {
 public:
-    /// How long the guard's thread has been seen in one call when that is worth telling: after
-    /// `limit`, and each time it has doubled; else 0.
+    /// How long the guard's thread has been in one call, if that is due for a report: after
+    /// `limit`, and each time that the time has doubled. Else 0.
     Clock::duration look(const CallGuard &guard, Clock::time_point now, Clock::duration limit);
 
 private:

@@ -33,8 +33,9 @@ CallResult Delivery::account(const Loan &slice, std::int32_t reported)
     CallEnvironment &environment = calls_.environment();
     const bool possible = reported >= 0 && reported <= slice.count;
     if (!possible && !environment.failed()) {
-        environment.fail("the adapter says that it has written " + std::to_string(reported) +
-                         " of the " + std::to_string(slice.count) + " samples it was given");
+        environment.fail(
+            fmt::format("the adapter says that it has written {} of the {} samples it was given",
+                        reported, slice.count));
     }
     const std::int32_t taken = possible ? reported : 0;
     written_.add(static_cast<std::uint64_t>(std::max(taken - slice.ends, 0)));
@@ -52,14 +53,11 @@ CallResult Delivery::account(const Loan &slice, std::int32_t reported)
 
 void Delivery::reportShortfall(std::int32_t taken, std::int32_t given)
 {
-    if (!filter_.admit("", Clock::now())) {
-        return;
+    if (filter_.admit("", Clock::now())) {
+        logAbout(FERRYLOG_BIT_WARNING, "FERRYRoute_write", calls_.route(),
+                 "{}: took {} of {} samples and no error", calls_.about("write", end_, filter_),
+                 taken, given);
     }
-    const std::string text = calls_.about("write", end_, filter_) + ": took " +
-                             std::to_string(taken) + " of " + std::to_string(given) +
-                             " samples and no error";
-    logMessage(FERRYLOG_BIT_WARNING, "FERRYRoute_write", FERRY_LOG_ENTITY_ANY_ss,
-               calls_.route().c_str(), text.c_str());
 }
 
 void Delivery::abandon()

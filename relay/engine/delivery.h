@@ -23,7 +23,7 @@ public:
         return end_;
     }
 
-    /// Session thread: takes on a measured loan, which stays until the delivery is done.
+    /// Session thread: takes on a measured loan. Its samples stay valid until the delivery is done.
     void begin(const Loan &loan);
     /// Session thread: whether all of the loan has been offered, or was given up.
     bool done() const
@@ -32,8 +32,8 @@ public:
     }
     /// Session thread: offers the output the next slice, so that a failure is one of a known batch.
     CallResult writeSlice(CallGuard &guard);
-    /// Gives up what has not been offered: it is lost. Session thread, or another one when that has
-    /// been given up inside a call.
+    /// Counts what has not been offered as lost. Session thread, or another one once that has been
+    /// given up inside a call.
     void abandon();
 
     /// Any thread.

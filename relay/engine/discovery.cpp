@@ -7,133 +7,123 @@
 namespace ferry {
 namespace {
 
-/// How often discovery readers are read that have not signalled, and the pause after a failure.
-constexpr std::chrono::milliseconds lookInterval{1000};
+/// How often discovery readers are read without a signal, and the pause after a failure.
+constexpr std::chrono::milliseconds pollInterval{1000};
 
 } // namespace
 
-Discovery::Discovery(const Configuration &configuration, Assembly &assembly, Roster &roster,
-                     std::vector<std::unique_ptr<Session>> &sessions)
-    : configuration_(configuration), assembly_(assembly), roster_(roster), sessions_(sessions)
+Discovery::Discovery(const Configuration &configuration, Assembly &assembly,
+                     RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions)
+    : configuration_(configuration), assembly_(assembly), registry_(registry), sessions_(sessions)
 {
 }
 
 void Discovery::open(bool all)
 {
-    for (const auto &announcer : assembly_.announcers()) {
-        if ((all || isOfUse(*announcer)) && assembly_.openAnnouncer(*announcer)) {
-            nextTurn_ = Clock::now();
+    for (const auto &source : assembly_.sources()) {
+        if ((all || isOfUse(*source)) && assembly_.openSource(*source)) {
+            nextPoll_ = Clock::now();
         }
     }
     for (const DiscoverySettings &rule : configuration_.discovery) {
-        const std::string label = (rule.inputs ? "input" : "output") +
-                                  std::string(" streams of connection ") +
-                                  configuration_.connections[rule.connection].name;
-        if (isServed(rule)) {
+        const DiscoverySource &source = assembly_.source(rule.connection, rule.inputs);
+        const std::string what = fmt::format("discovery {}", rule.name);
+        if (source.reader != nullptr) {
             watching_.store(true);
-            assembly_.reporter().good("discovery " + rule.name, label);
+            assembly_.reporter().good(what, source.label);
         } else {
-            assembly_.refuse("discovery " + rule.name,
-                             label + " are not announced: out of service");
+            assembly_.reject(what,
+                             fmt::format("{} are not announced: out of service", source.label));
         }
     }
-    stir();
+    markChange();
 }
 
-/// Looking costs the adapter something, and what nobody uses nobody has to know.
-bool Discovery::isOfUse(const Announcer &announcer) const
+/// A poll costs the adapter something: what nobody uses is not polled.
+bool Discovery::isOfUse(const DiscoverySource &source) const
 {
     const auto &rules = configuration_.discovery;
     const auto &routes = configuration_.routes;
     const auto isHere = [&](const StreamSettings &end) {
-        return end.connection == announcer.connection;
+        return end.connection == source.connection;
     };
     return std::any_of(rules.begin(), rules.end(),
                        [&](const DiscoverySettings &rule) {
-                           return rule.connection == announcer.connection &&
-                                  rule.inputs == announcer.inputs;
+                           return rule.connection == source.connection &&
+                                  rule.inputs == source.inputs;
                        }) ||
            std::any_of(routes.begin(), routes.end(), [&](const RouteSettings &route) {
-               return announcer.inputs
+               return source.inputs
                           ? isHere(route.input)
                           : std::any_of(route.outputs.begin(), route.outputs.end(), isHere);
            });
 }
 
-bool Discovery::isServed(const DiscoverySettings &rule) const
+void Discovery::poll(const std::function<bool()> &stop)
 {
-    const auto &announcers = assembly_.announcers();
-    return std::any_of(announcers.begin(), announcers.end(), [&](const auto &announcer) {
-        return announcer->reader != nullptr && announcer->connection == rule.connection &&
-               announcer->inputs == rule.inputs;
-    });
-}
-
-void Discovery::turn(const std::function<bool()> &stop)
-{
-    const bool due = Clock::now() >= nextTurn_;
+    const bool due = Clock::now() >= nextPoll_;
     removeMissed();
     removeReleased(stop);
-    for (const auto &announcer : assembly_.announcers()) {
-        if (announcer->reader != nullptr && (due || announcer->isPending()) && !stop()) {
-            read(*announcer, stop);
+    for (const auto &source : assembly_.sources()) {
+        if (source->reader != nullptr && (due || source->isPending()) && !stop()) {
+            read(*source, stop);
         }
     }
     if (due) {
-        nextTurn_ = Clock::now() + lookInterval;
-        looked_.store(true);
+        nextPoll_ = Clock::now() + pollInterval;
+        polled_.store(true);
     }
 }
 
 bool Discovery::pending() const
 {
-    const auto &announcers = assembly_.announcers();
-    return std::any_of(announcers.begin(), announcers.end(),
-                       [](const auto &announcer) { return announcer->isPending(); }) ||
+    const auto &sources = assembly_.sources();
+    return std::any_of(sources.begin(), sources.end(),
+                       [](const auto &source) { return source->isPending(); }) ||
            std::any_of(made_.begin(), made_.end(), [](const auto &entry) {
                return entry.second.leaving && entry.second.route->released();
            });
 }
 
-Clock::time_point Discovery::nextTurn() const
+Clock::time_point Discovery::nextPoll() const
 {
-    Clock::time_point next = nextTurn_;
+    Clock::time_point next = nextPoll_;
     for (const auto &[key, made] : made_) {
         next = std::min(next, made.absentUntil.value_or(next));
     }
     return next;
 }
 
-/// What has been told before is no news: an adapter may say the same at each read.
-void Discovery::read(Announcer &announcer, const std::function<bool()> &stop)
+/// What has been announced before is no change: an adapter may say the same at each read.
+void Discovery::read(DiscoverySource &source, const std::function<bool()> &stop)
 {
-    bool news = false;
+    bool anyChange = false;
     const bool good = assembly_.read(
-        announcer, [&](const QEL_FerrionStreamInfo &info, const QEL_FerrionProperties *properties) {
+        source, [&](const QEL_FerrionStreamInfo &info, const QEL_FerrionProperties *properties) {
             const AnnouncedStream stream =
-                announcedStream(info, properties, announcer.connection, announcer.inputs);
+                announcedStream(info, properties, source.connection, source.inputs);
             if (stop()) {
                 return;
             }
             const std::vector<AnnouncedStream> changed =
-                info.disposed != 0 ? lose(stream) : take(stream);
+                info.disposed != 0 ? forget(stream) : remember(stream);
             for (const AnnouncedStream &each : changed) {
-                news = true;
-                stir();
+                anyChange = true;
+                markChange();
                 if (info.disposed != 0) {
                     gone(each);
                 } else {
                     announce(each);
                 }
-                stir();
+                markChange();
             }
         });
-    announcer.failed.store(!good);
-    announcer.more.store(news);
+    source.failed.store(!good);
+    source.more.store(anyChange);
 }
 
-/// Remembers an announcement, and gives it back unless it is known.
-std::vector<AnnouncedStream> Discovery::take(const AnnouncedStream &stream)
+/// Remembers an announcement, and returns it unless it is known.
+std::vector<AnnouncedStream> Discovery::remember(const AnnouncedStream &stream)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     AnnouncedStream &known =
@@ -145,22 +135,22 @@ std::vector<AnnouncedStream> Discovery::take(const AnnouncedStream &stream)
     return {stream};
 }
 
-/// Forgets what has gone, and tells which streams those were.
-std::vector<AnnouncedStream> Discovery::lose(const AnnouncedStream &stream)
+/// Forgets what has gone, and returns which streams those were.
+std::vector<AnnouncedStream> Discovery::forget(const AnnouncedStream &stream)
 {
-    std::vector<AnnouncedStream> lost;
+    std::vector<AnnouncedStream> forgotten;
     const std::lock_guard<std::mutex> lock(mutex_);
     auto at = known_.lower_bound({stream.connection, !stream.input, {stream.name, {}}});
     while (at != known_.end() && at->second.connection == stream.connection &&
            at->second.input == stream.input && at->second.name == stream.name) {
         if (stream.partitions.empty() || stream.partitions == at->second.partitions) {
-            lost.push_back(std::move(at->second));
+            forgotten.push_back(std::move(at->second));
             at = known_.erase(at);
         } else {
             ++at;
         }
     }
-    return lost;
+    return forgotten;
 }
 
 void Discovery::announce(const AnnouncedStream &stream)
@@ -185,29 +175,31 @@ void Discovery::gone(const AnnouncedStream &stream)
 
 void Discovery::describe(const AnnouncedStream &stream)
 {
-    const std::string type = stream.typeName.empty() ? "" : ", type " + stream.typeName;
-    assembly_.reporter().good((stream.input ? "input stream " : "output stream ") + nameOf(stream),
-                              "announced" + type);
+    const std::string type =
+        stream.typeName.empty() ? "" : fmt::format(", type {}", stream.typeName);
+    assembly_.reporter().good(
+        fmt::format("{} stream {}", stream.input ? "input" : "output", nameOf(stream)),
+        fmt::format("announced{}", type));
 }
 
 /// "connection/stream", for messages.
 std::string Discovery::nameOf(const AnnouncedStream &stream) const
 {
-    return configuration_.connections[stream.connection].name + "/" +
-           labelOf({stream.name, stream.partitions});
+    return fmt::format("{}/{}", configuration_.connections[stream.connection].name,
+                       labelOf({stream.name, stream.partitions}));
 }
 
-void Discovery::stir()
+void Discovery::markChange()
 {
     lastChange_.store(nanoseconds(Clock::now()));
 }
 
 bool Discovery::quietSince(Clock::time_point time) const
 {
-    const auto &announcers = assembly_.announcers();
-    return looked_.load() && leaving_.load() == 0 && lastChange_.load() <= nanoseconds(time) &&
-           std::none_of(announcers.begin(), announcers.end(),
-                        [](const auto &announcer) { return announcer->isPending(); });
+    const auto &sources = assembly_.sources();
+    return polled_.load() && leaving_.load() == 0 && lastChange_.load() <= nanoseconds(time) &&
+           std::none_of(sources.begin(), sources.end(),
+                        [](const auto &source) { return source->isPending(); });
 }
 
 std::vector<AnnouncedStream> Discovery::streams() const

@@ -1,4 +1,4 @@
-// What becomes of the routes when something is announced.
+// Making and removing routes when something is announced.
 #include <algorithm>
 
 #include "engine/discovery.h"
@@ -7,13 +7,15 @@
 namespace ferry {
 namespace {
 
-/// How long the route of a stream that has gone is kept where the configuration does not say.
+/// How long a route outlives its stream if the configuration does not say.
 constexpr std::chrono::milliseconds defaultGrace{2000};
 
-void warn(const std::string &subject, const std::string &text)
+template<class... Arguments>
+void warn(const std::string &subject, fmt::format_string<Arguments...> text,
+          Arguments &&...arguments)
 {
-    logMessage(FERRYLOG_BIT_WARNING, "FERRYRelay_discover", FERRY_LOG_ENTITY_ANY_ss,
-               subject.c_str(), text.c_str());
+    logAbout(FERRYLOG_BIT_WARNING, "FERRYRelay_discover", subject, text,
+             std::forward<Arguments>(arguments)...);
 }
 
 } // namespace
@@ -38,13 +40,13 @@ void Discovery::warnOfType(const RouteSettings &route, const AnnouncedStream &st
 {
     const std::string difference = differenceOf(route.type, stream.type);
     if (!difference.empty()) {
-        warn(route.name, "stream " + nameOf(stream) +
-                             " is announced with another type than the route's: " + difference);
+        warn(route.name, "stream {} is announced with another type than the route's: {}",
+             nameOf(stream), difference);
     }
 }
 
-/// Makes of the streams that are announced now what the rule wants of them. What could not be made
-/// is tried again with each announcement.
+/// Brings the route of a rule in line with what is announced now. If it could not be made, the next
+/// announcement is the next attempt.
 void Discovery::apply(const MadeKey &key)
 {
     const auto found = made_.find(key);
@@ -57,7 +59,7 @@ void Discovery::apply(const MadeKey &key)
         miss(key);
         return;
     }
-    if (stream && found != made_.end() && stays(key, *stream)) {
+    if (stream && found != made_.end() && keeps(key, *stream)) {
         return;
     }
     dismiss(key);
@@ -66,8 +68,8 @@ void Discovery::apply(const MadeKey &key)
     }
 }
 
-/// What the rule wants of the streams that are announced by that name, if anything; `there` tells
-/// whether there is any at all.
+/// What the rule wants of the streams that are announced by that name, if anything. `there` is set
+/// if there is any such stream at all.
 std::optional<AnnouncedStream> Discovery::wanted(const MadeKey &key, bool &there) const
 {
     const DiscoverySettings &rule = configuration_.discovery[key.first];
@@ -92,10 +94,10 @@ std::optional<AnnouncedStream> Discovery::wanted(const MadeKey &key, bool &there
     return all;
 }
 
-/// A route stays while its stream is wanted, whatever becomes of that: what runs is not stopped by
-/// what somebody says. Only one that misses a partition of its stream is made anew. A stream that
-/// comes back has to be what it was.
-bool Discovery::stays(const MadeKey &key, const AnnouncedStream &stream)
+/// A route stays while its stream is wanted, even if that is announced with another type or other
+/// properties: nobody may stop what runs by an announcement. If it misses a partition of its stream
+/// it is made anew. A stream that comes back has to be what it was.
+bool Discovery::keeps(const MadeKey &key, const AnnouncedStream &stream)
 {
     Made &made = made_.at(key);
     if (!made.adopted || !covers(made.stream, stream)) {
@@ -109,7 +111,7 @@ bool Discovery::stays(const MadeKey &key, const AnnouncedStream &stream)
             return false;
         }
         made.absentUntil.reset();
-        rest(*made.route, false);
+        pause(*made.route, false);
     }
     warnOfType(made.route->settings(), stream);
     warnOfChange(made, stream);
@@ -121,10 +123,10 @@ void Discovery::warnOfChange(Made &made, const AnnouncedStream &stream)
     const std::string difference = differenceOf(made.stream.properties, stream.properties);
     if (made.properties != stream.properties && !difference.empty() &&
         made.changes.admit(difference.c_str(), Clock::now())) {
-        warn(made.route->name(), "stream " + nameOf(stream) +
-                                     " is announced with other properties than its route was made "
-                                     "with, which keeps its own: " +
-                                     difference);
+        warn(made.route->name(),
+             "stream {} is announced with other properties than its route was made with, which "
+             "keeps its own: {}",
+             nameOf(stream), difference);
     }
     made.properties = stream.properties;
 }
@@ -157,14 +159,14 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
         routeFor(configuration_.discovery[key.first], stream, typeName, type);
     const std::string reason = obstacle(settings, stream);
     if (!reason.empty()) {
-        warn(settings.name, "no route is made: the stream " + reason);
+        warn(settings.name, "no route is made: the stream {}", reason);
         return;
     }
     Session &session = *sessions_[settings.session];
     // Open before anybody else may look at it.
     std::unique_ptr<Route> opened = makeRoute(configuration_, settings, session);
     assembly_.open(*opened);
-    Route &route = roster_.add(std::move(opened));
+    Route &route = registry_.add(std::move(opened));
     Made &made = made_[key];
     made.route = &route;
     made.stream = stream;
@@ -172,8 +174,7 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
     if (route.state() == Route::State::active) {
         made.adopted = true;
         session.adopt(route);
-        logMessage(FERRYLOG_BIT_STATUS, "FERRYRelay_discover", FERRY_LOG_ENTITY_ANY_ss,
-                   settings.name.c_str(), "route made");
+        logAbout(FERRYLOG_BIT_STATUS, "FERRYRelay_discover", settings.name, "route made");
     }
 }
 
@@ -183,22 +184,23 @@ std::string Discovery::obstacle(const RouteSettings &route, const AnnouncedStrea
     if (route.type == nullptr) {
         return stream.typeName.empty()
                    ? "is announced without a type"
-                   : "is announced without its type, and \"types\" has no struct \"" +
-                         stream.typeName + "\"";
+                   : fmt::format(
+                         "is announced without its type, and \"types\" has no struct \"{}\"",
+                         stream.typeName);
     }
     if (DDS_TypeCode_get_kind(DDS_TypeCode_resolve(route.type)) != DDS_TK_STRUCT) {
-        return "is of type " + route.typeName + ", which is not a struct";
+        return fmt::format("is of type {}, which is not a struct", route.typeName);
     }
     if (isAt(route.input, stream) && writesTo(route, stream)) {
         return "would be written to where it is read from";
     }
-    const std::string refusal = refusalOf(route);
-    return refusal.empty() ? "" : "has a name or type that " + refusal;
+    const std::string rejection = rejectionOf(route);
+    return rejection.empty() ? "" : fmt::format("has a name or type that {}", rejection);
 }
 
-/// A stream that has gone may be back in a moment, and its route would have missed what came first:
-/// so it stays for a while, with its reader. Where nobody is left to write to it rests, and what
-/// is to be read waits.
+/// A stream that has gone may be back in a moment, and a new route would miss what comes first. So
+/// the route stays for a while, with its reader. If nobody is left to write to, it is paused, and
+/// what is to be read waits.
 void Discovery::miss(const MadeKey &key)
 {
     const auto found = made_.find(key);
@@ -214,28 +216,25 @@ void Discovery::miss(const MadeKey &key)
         return;
     }
     made.absentUntil = Clock::now() + grace;
-    rest(*made.route, !rule.inputs);
+    pause(*made.route, !rule.inputs);
 }
 
-/// Only an adapter whose readers and writers go on with a stream that comes back tells what streams
-/// run with; where a new reader may be needed, as for a file of the same name, one is made at once.
+/// Adapters that give properties of streams have readers and writers that go on with a stream that
+/// comes back. With others it may need a new reader, as a file of the same name does.
 Clock::duration Discovery::graceOf(const DiscoverySettings &rule) const
 {
-    const auto &announcers = assembly_.announcers();
-    const bool goesOn =
-        std::any_of(announcers.begin(), announcers.end(), [&](const auto &announcer) {
-            return announcer->connection == rule.connection && announcer->properties != nullptr;
-        });
+    const bool goesOn = assembly_.source(rule.connection, true).properties != nullptr ||
+                        assembly_.source(rule.connection, false).properties != nullptr;
     return rule.grace.value_or(goesOn ? defaultGrace : std::chrono::milliseconds(0));
 }
 
-void Discovery::rest(Route &route, bool resting)
+void Discovery::pause(Route &route, bool paused)
 {
-    route.rest(resting);
+    route.pause(paused);
     sessions_[route.settings().session]->wake();
 }
 
-/// Of streams that have not come back in time.
+/// Removes the routes of streams that have not come back in time.
 void Discovery::removeMissed()
 {
     const Clock::time_point now = Clock::now();
@@ -246,7 +245,7 @@ void Discovery::removeMissed()
     }
 }
 
-/// Gives a route back; what no session has goes at once.
+/// Has the session release a route. If no session has it, it is removed at once.
 void Discovery::dismiss(const MadeKey &key)
 {
     const auto found = made_.find(key);
@@ -260,7 +259,7 @@ void Discovery::dismiss(const MadeKey &key)
     found->second.leaving = true;
     found->second.absentUntil.reset();
     ++leaving_;
-    // An output stream that has gone takes nothing any more; an input stream may have left samples.
+    // An output stream that has gone takes nothing any more. An input stream may have left samples.
     Route &route = *found->second.route;
     sessions_[route.settings().session]->dismiss(route, configuration_.discovery[key.first].inputs);
 }
@@ -268,14 +267,13 @@ void Discovery::dismiss(const MadeKey &key)
 void Discovery::remove(const MadeKey &key)
 {
     Route &route = *made_.at(key).route;
-    logMessage(FERRYLOG_BIT_STATUS, "FERRYRelay_discover", FERRY_LOG_ENTITY_ANY_ss,
-               route.name().c_str(), "route removed");
+    logAbout(FERRYLOG_BIT_STATUS, "FERRYRelay_discover", route.name(), "route removed");
     assembly_.close(route);
-    roster_.remove(route);
+    registry_.remove(route);
     made_.erase(key);
 }
 
-/// A stream that has come back meanwhile gets its route now.
+/// Removes the routes that sessions have released. A stream that has come back gets a new one.
 void Discovery::removeReleased(const std::function<bool()> &stop)
 {
     std::vector<MadeKey> released;
@@ -289,7 +287,7 @@ void Discovery::removeReleased(const std::function<bool()> &stop)
             return;
         }
         remove(key);
-        stir();
+        markChange();
         --leaving_;
         apply(key);
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fmt/format.h>
 #include <fnmatch.h>
 #include <iterator>
 
@@ -50,15 +51,6 @@ void complete(StreamSettings &end, const Properties &words)
     }
 }
 
-std::string joined(const std::vector<std::string> &texts)
-{
-    std::string all;
-    for (const std::string &text : texts) {
-        all += (&text == texts.data() ? "" : ",") + text;
-    }
-    return all;
-}
-
 /// So that no name can be taken for several, or for the end of the list.
 std::string escaped(const std::string &partition)
 {
@@ -78,7 +70,7 @@ std::string valueOf(const Properties &properties, const std::string &name)
 }
 
 /// The end's properties, with what its stream was announced with.
-void tellAnnounced(StreamSettings &end, const AnnouncedStream &stream)
+void addAnnounced(StreamSettings &end, const AnnouncedStream &stream)
 {
     static const std::string prefix = "qel.ferrion.announced.";
     end.properties.emplace_back(prefix + "direction", stream.input ? "input" : "output");
@@ -87,13 +79,13 @@ void tellAnnounced(StreamSettings &end, const AnnouncedStream &stream)
     }
 }
 
-std::string refusalOf(const StreamSettings &end)
+std::string rejectionOf(const StreamSettings &end)
 {
-    std::string refusal = refusalForJava(end.stream);
+    std::string rejection = refusalForJava(end.stream);
     for (const auto &[name, value] : end.properties) {
-        refusal = refusal.empty() ? refusalForJava(value) : refusal;
+        rejection = rejection.empty() ? refusalForJava(value) : rejection;
     }
-    return refusal;
+    return rejection;
 }
 
 } // namespace
@@ -147,7 +139,7 @@ std::string labelOf(const StreamId &stream)
     for (const std::string &partition : partitions) {
         texts.push_back(escaped(partition));
     }
-    return name + " [" + joined(texts) + "]";
+    return fmt::format("{} [{}]", name, fmt::join(texts, ","));
 }
 
 StreamId idFor(const DiscoverySettings &rule, const AnnouncedStream &stream)
@@ -215,14 +207,14 @@ RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &str
                        const std::string &typeName, const DDS_TypeCode *type)
 {
     RouteSettings route = rule.route;
-    route.name = rule.name + "/" + labelOf(idFor(rule, stream));
+    route.name = fmt::format("{}/{}", rule.name, labelOf(idFor(rule, stream)));
     route.typeName = typeName;
     route.type = type;
     StreamSettings &announced = rule.inputs ? route.input : route.outputs[0];
     announced.stream = stream.name;
     const Properties words{{"${stream}", stream.name},
                            {"${type}", typeName},
-                           {"${partitions}", joined(stream.partitions)}};
+                           {"${partitions}", fmt::format("{}", fmt::join(stream.partitions, ","))}};
     if (rule.inputs) {
         for (StreamSettings &output : route.outputs) {
             complete(output, words);
@@ -232,10 +224,10 @@ RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &str
     }
     for (StreamSettings &output : route.outputs) {
         output.partitions = stream.partitions;
-        tellAnnounced(output, stream);
+        addAnnounced(output, stream);
     }
     route.input.partitions = stream.partitions;
-    tellAnnounced(route.input, stream);
+    addAnnounced(route.input, stream);
     return route;
 }
 
@@ -252,8 +244,8 @@ std::string differenceOf(const Properties &before, const Properties &now)
         const std::string was = valueOf(before, name);
         const std::string is = valueOf(now, name);
         if (was != is) {
-            text += (text.empty() ? "" : ", ") + name + " " + (is.empty() ? "none" : is) +
-                    " (was " + (was.empty() ? "none" : was) + ")";
+            text += fmt::format("{}{} {} (was {})", text.empty() ? "" : ", ", name,
+                                is.empty() ? "none" : is, was.empty() ? "none" : was);
         }
     };
     for (const auto &[name, value] : now) {
@@ -267,14 +259,14 @@ std::string differenceOf(const Properties &before, const Properties &now)
     return text;
 }
 
-std::string refusalOf(const RouteSettings &route)
+std::string rejectionOf(const RouteSettings &route)
 {
-    std::string refusal = refusalForJava(route.typeName);
-    refusal = refusal.empty() ? refusalOf(route.input) : refusal;
+    std::string rejection = refusalForJava(route.typeName);
+    rejection = rejection.empty() ? rejectionOf(route.input) : rejection;
     for (const StreamSettings &output : route.outputs) {
-        refusal = refusal.empty() ? refusalOf(output) : refusal;
+        rejection = rejection.empty() ? rejectionOf(output) : rejection;
     }
-    return refusal;
+    return rejection;
 }
 
 std::string differenceOf(const DDS_TypeCode *mine, const DDS_TypeCode *theirs)

@@ -52,8 +52,8 @@ StreamId idFor(const DiscoverySettings &rule, const AnnouncedStream &stream);
 /// which the two differ say nothing of both.
 void merge(AnnouncedStream &stream, const AnnouncedStream &other);
 
-/// Whether the rule is about streams of this connection and direction: names are told apart by
-/// them.
+/// Whether the rule is about streams of this connection and direction: names are unique
+/// only among these.
 bool concerns(const AnnouncedStream &stream, const DiscoverySettings &rule);
 
 /// Whether the rule wants the stream: of its connection and direction, allowed and not denied. A
@@ -81,7 +81,7 @@ bool covers(const AnnouncedStream &made, const AnnouncedStream &now);
 std::string differenceOf(const Properties &before, const Properties &now);
 
 /// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.
-std::string refusalOf(const RouteSettings &route);
+std::string rejectionOf(const RouteSettings &route);
 
 /// In what two types differ, with the path to it; "" when they do not, or one is not known.
 std::string differenceOf(const DDS_TypeCode *mine, const DDS_TypeCode *theirs);

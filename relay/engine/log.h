@@ -5,7 +5,9 @@
 
 #include <atomic>
 #include <cstdint>
+#include <fmt/format.h>
 #include <string>
+#include <utility>
 
 #include "ferryjni/log.h"
 
@@ -26,6 +28,24 @@ void logMessage(std::uint32_t level, const char *context, const QELLogMessage &m
         QELLog_setLogLevel(level);
     }
     QELLog_printContextAndMsg(context, &message, arguments...);
+}
+
+template<class... Arguments>
+void logError(const char *context, const QELLogMessage &message, Arguments... arguments)
+{
+    logMessage(FERRYLOG_BIT_ERROR, context, message, arguments...);
+}
+
+/// A line of the relay's own about `subject`, in the catalogue's form for any text. The text is
+/// only put together when the line is printed.
+template<class... Arguments>
+void logAbout(std::uint32_t level, const char *context, const std::string &subject,
+              fmt::format_string<Arguments...> text, Arguments &&...arguments)
+{
+    if ((g_logMask.load(std::memory_order_relaxed) & level) != 0) {
+        logMessage(level, context, FERRY_LOG_ENTITY_ANY_ss, subject.c_str(),
+                   fmt::format(text, std::forward<Arguments>(arguments)...).c_str());
+    }
 }
 
 /// While it lives, lines that anybody logs on the calling thread name the route that the thread
@@ -53,12 +73,6 @@ private:
     static inline thread_local const std::string *t_name = nullptr;
     const std::string *const before_;
 };
-
-template<class... Arguments>
-void logError(const char *context, const QELLogMessage &message, Arguments... arguments)
-{
-    logMessage(FERRYLOG_BIT_ERROR, context, message, arguments...);
-}
 
 } // namespace ferry
 

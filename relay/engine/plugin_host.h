@@ -9,35 +9,34 @@
 
 namespace ferry {
 
-/// Where plug-ins come from, and what their threads need. The relay calls start, open and stop on
-/// its control thread, the other two on each of its session threads.
+/// The relay calls start, open and stop on its control thread, and attachThread and detachThread on
+/// each of its session threads.
 class PluginHost {
 public:
     virtual ~PluginHost() = default;
 
-    /// Prepares what the adapters need; false, after logging why, when that failed.
+    /// Prepares what the adapters need; false after logging why that failed.
     virtual bool start() = 0;
     /// Makes an adapter's plug-in; a failure is in the environment, whatever is returned.
     virtual QEL_FerrionAdapterPlugin *open(const AdapterSettings &settings,
                                            const QEL_FerrionProperties *properties,
                                            CallEnvironment &environment) = 0;
-    /// Makes the calling thread fit to call plug-ins; false, after logging why, when that failed.
+    /// Lets the calling thread call plug-ins; false after logging why that failed.
     virtual bool attachThread() = 0;
     virtual void detachThread() = 0;
     /// Ends what start made. Every plug-in is gone, every thread is detached.
     virtual void stop() = 0;
-    /// What else is known of the failure that the last call on this thread has reported. Asked
-    /// once, right after that call, which was one of the adapter `adapter`; what is not asked for
-    /// belongs to no later failure.
+    /// What else is known of the failure that the last call on this thread reported, a call of
+    /// `adapter`. Asked once, right after that call. What nobody asks for is forgotten.
     virtual FailureDetails takeFailure(const std::string &adapter)
     {
         static_cast<void>(adapter);
         return {};
     }
-    /// Tells the plug-ins that can be told to come back from whatever they wait for by then. Not
-    /// once plug-ins are being deleted. May hang in one of them. Any thread.
+    /// Asks plug-ins that can be asked to return by then from whatever they wait for. Not once
+    /// plug-ins are being deleted. May hang in one of them. Any thread.
     virtual void stopBy(Clock::time_point) {}
-    /// Whether any plug-in can be told. Any thread.
+    /// Whether any plug-in can be asked. Any thread.
     virtual bool anyStopBy() const
     {
         return false;

@@ -23,11 +23,11 @@ std::vector<std::unique_ptr<Session>> makeSessions(const Configuration &configur
 Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter)
     : configuration_(configuration), host_(host),
       sessions_(makeSessions(configuration, host, [this] { notify(); })),
-      assembly_(configuration, host, reporter, roster_, sessions_, [this] { notify(); }),
-      discovery_(configuration, assembly_, roster_, sessions_), sessionWatches_(sessions_.size())
+      assembly_(configuration, host, reporter, registry_, sessions_, [this] { notify(); }),
+      discovery_(configuration, assembly_, registry_, sessions_), sessionWatches_(sessions_.size())
 {
     for (const RouteSettings &settings : configuration.routes) {
-        roster_.add(makeRoute(configuration, settings, *sessions_[settings.session]));
+        registry_.add(makeRoute(configuration, settings, *sessions_[settings.session]));
     }
 }
 
@@ -54,7 +54,7 @@ void Relay::run(Task task)
     }
     if (task == Task::check) {
         do {
-            discovery_.turn(stop);
+            discovery_.poll(stop);
         } while (discovery_.pending() && !stop());
     } else if (!stop()) {
         startSessions();
@@ -81,14 +81,14 @@ void Relay::finish()
     setPhase(Phase::ended);
 }
 
-/// The sessions that have routes or may get some.
+/// Starts the sessions that have routes or may get some.
 void Relay::startSessions()
 {
     std::vector<bool> used(sessions_.size());
     for (const DiscoverySettings &rule : configuration_.discovery) {
         used[rule.route.session] = discovery_.watching();
     }
-    roster_.visit([&](Route &route) {
+    registry_.visit([&](Route &route) {
         if (route.state() == Route::State::active) {
             used[route.settings().session] = true;
             sessions_[route.settings().session]->adopt(route);
@@ -101,16 +101,16 @@ void Relay::startSessions()
     }
 }
 
-/// Watches what is announced until everything is to be closed. Once a stop has been asked for
-/// nothing is made or removed any more.
+/// Watches what is announced until everything is to be closed. After a request to stop nothing is
+/// made or removed any more.
 void Relay::serve()
 {
     const auto stop = [this] { return stop_.load(); };
     while (!close_.load()) {
         if (!stop()) {
-            discovery_.turn(stop);
+            discovery_.poll(stop);
         }
-        waitUntil(stop() ? Clock::time_point::max() : discovery_.nextTurn(),
+        waitUntil(stop() ? Clock::time_point::max() : discovery_.nextPoll(),
                   [&] { return close_.load() || (!stop() && discovery_.pending()); });
     }
 }
@@ -166,12 +166,10 @@ void Relay::giveUpSessions()
         }
         logError("FERRYRelay_stop", FERRY_LOG_SESSION_STOPPING_TIMEOUT_s,
                  session->settings().name.c_str());
-        roster_.forEach([&](Route &route) {
+        registry_.forEach([&](Route &route) {
             if (&route == session->guard().owner()) {
-                const std::string text =
-                    "hangs in " + route.describe(session->guard()) + " and is left behind";
-                logError("FERRYRelay_stop", FERRY_LOG_ENTITY_ANY_ss, route.name().c_str(),
-                         text.c_str());
+                logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_stop", route.name(),
+                         "hangs in {} and is left behind", route.describe(session->guard()));
                 route.setState(Route::State::failed);
                 route.abandonLoan();
             }
@@ -191,8 +189,8 @@ bool Relay::giveUpControl()
     if (!assembly_.giveUp()) {
         return false;
     }
-    logError("FERRYRelay_stop", FERRY_LOG_ENTITY_ANY_ss, configuration_.name.c_str(),
-             (what + " does not come back and is left behind").c_str());
+    logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_stop", configuration_.name,
+             "{} does not come back and is left behind", what);
     (rescuers_.empty() ? control_ : *rescuers_.back()).forget();
     rescuers_.push_back(std::make_unique<Thread>());
     return rescuers_.back()->start("ferry:rescue", [this] {
@@ -204,33 +202,36 @@ bool Relay::giveUpControl()
 
 std::string Relay::callOf(Session &session)
 {
-    std::string text = "session " + session.settings().name;
-    roster_.forEach([&](const Route &route) {
+    std::string text = fmt::format("session {}", session.settings().name);
+    registry_.forEach([&](const Route &route) {
         if (&route == session.guard().owner()) {
-            text = "route " + route.name() + ": " + route.describe(session.guard());
+            text = fmt::format("route {}: {}", route.name(), route.describe(session.guard()));
         }
     });
     return text;
 }
 
-/// The others of the session whose thread is in a call, for the end of a line about that.
+/// Which routes wait for a call of their session's thread, for the end of a line about the call.
 std::string Relay::waitingFor(const Session &session)
 {
     constexpr std::size_t most = 5;
     std::vector<std::string> names;
-    roster_.forEach([&](const Route &route) {
+    registry_.forEach([&](const Route &route) {
         if (sessions_[route.settings().session].get() == &session &&
             &route != session.guard().owner() && route.state() == Route::State::active) {
             names.push_back(route.name());
         }
     });
-    std::string text;
-    for (std::size_t i = 0; i < std::min(most, names.size()); ++i) {
-        text += (i == 0 ? "; behind it in session " + session.settings().name + " wait " : ", ") +
-                names[i];
+    if (names.empty()) {
+        return "";
     }
-    return names.size() > most ? text + " and " + std::to_string(names.size() - most) + " more"
-                               : text;
+    std::string others;
+    if (names.size() > most) {
+        others = fmt::format(" and {} more", names.size() - most);
+        names.resize(most);
+    }
+    return fmt::format("; behind it in session {} wait {}{}", session.settings().name,
+                       fmt::join(names, ", "), others);
 }
 
 std::vector<std::string> Relay::callsUnderWay()
@@ -253,7 +254,7 @@ std::vector<std::string> Relay::stalls(Clock::duration limit)
     const Clock::time_point now = Clock::now();
     const auto add = [&](const std::string &what, Clock::duration time) {
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-        lines.push_back(what + " has not come back for " + std::to_string(seconds) + " s");
+        lines.push_back(fmt::format("{} has not come back for {} s", what, seconds));
     };
     for (std::size_t i = 0; i < sessions_.size(); ++i) {
         const auto time = sessionWatches_[i].look(sessions_[i]->guard(), now, limit);
@@ -284,7 +285,7 @@ bool Relay::anyActive() const
                               [this](const DiscoverySettings &rule) {
                                   return !sessions_[rule.route.session]->broken();
                               });
-    roster_.forEach(
+    registry_.forEach(
         [&](const Route &route) { active = active || route.state() == Route::State::active; });
     return active;
 }
@@ -298,7 +299,7 @@ std::size_t Relay::problems() const
 
 bool Relay::anyRead() const
 {
-    const std::vector<RouteTotals> totals = roster_.totals();
+    const std::vector<RouteTotals> totals = registry_.totals();
     return std::any_of(totals.begin(), totals.end(),
                        [](const RouteTotals &route) { return route.read > 0; });
 }
@@ -307,7 +308,7 @@ bool Relay::idleSince(Clock::time_point time) const
 {
     const std::int64_t limit = nanoseconds(time);
     bool idle = !discovery_.watching() || discovery_.quietSince(time);
-    roster_.forEach([&](const Route &route) {
+    registry_.forEach([&](const Route &route) {
         if (route.state() == Route::State::active) {
             idle = idle && route.idle() && route.lastActivity() <= limit;
         }

@@ -61,7 +61,7 @@ public:
     /// Of all routes, also of those that are gone.
     std::vector<RouteTotals> totals() const
     {
-        return roster_.totals();
+        return registry_.totals();
     }
     std::vector<AnnouncedStream> streams() const
     {
@@ -101,7 +101,7 @@ private:
 
     const Configuration &configuration_;
     PluginHost &host_;
-    Roster roster_;
+    RouteRegistry registry_;
     std::vector<std::unique_ptr<Session>> sessions_;
     Assembly assembly_;
     Discovery discovery_;

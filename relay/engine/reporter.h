@@ -1,4 +1,4 @@
-// Tells what became of each object while the relay is put together. Control thread.
+// Reports what became of each object while the relay is put together. Control thread.
 #ifndef FERRY_ENGINE_REPORTER_H
 #define FERRY_ENGINE_REPORTER_H
 

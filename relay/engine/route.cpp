@@ -9,7 +9,7 @@ namespace {
 
 /// The longest pause after errors in a row (a longer period wins).
 constexpr std::chrono::milliseconds maxBackoff{5000};
-/// How long the reader of a stream that has gone is read on while it keeps bringing samples.
+/// How long a reader whose stream has gone is read while it keeps bringing samples.
 constexpr std::chrono::milliseconds leaveLimit{5000};
 
 } // namespace
@@ -47,7 +47,7 @@ bool Route::ready(Clock::time_point now) const
     if (leaving_) {
         return true;
     }
-    if (resting()) {
+    if (paused()) {
         return false;
     }
     // After a failure signals do not count: they would make a failing reader spin.
@@ -160,17 +160,16 @@ void Route::leave(bool drain)
     leaveBy_ = Clock::now() + leaveLimit;
 }
 
-/// A reader may go on for ever; what it still has then is given up, and said so.
+/// A reader may go on for ever. After the limit the rest is not read, and a warning says so.
 void Route::drained(bool progress)
 {
     drained_ = !progress;
     if (progress && Clock::now() >= leaveBy_) {
         drained_ = true;
-        const std::string text = "the stream of " + input_.label +
-                                 " has gone, but its reader still brings samples: what is left of "
-                                 "them is not read";
-        logMessage(FERRYLOG_BIT_WARNING, "FERRYRoute_leave", FERRY_LOG_ENTITY_ANY_ss,
-                   name().c_str(), text.c_str());
+        logAbout(FERRYLOG_BIT_WARNING, "FERRYRoute_leave", name(),
+                 "the stream of {} has gone, but its reader still brings samples: what is left of "
+                 "them is not read",
+                 input_.label);
     }
 }
 
@@ -183,8 +182,8 @@ Loan Route::read(CallGuard &guard, CallResult &result)
     });
     CallEnvironment &environment = calls_.environment();
     if (!environment.failed() && (loan.count < 0 || (loan.count > 0 && loan.samples == nullptr))) {
-        environment.fail("the adapter lends " + std::to_string(loan.count) + " samples" +
-                         (loan.count < 0 ? "" : " at no address"));
+        environment.fail(fmt::format("the adapter lends {} samples{}", loan.count,
+                                     loan.count < 0 ? "" : " at no address"));
     }
     if (environment.failed()) {
         calls_.reportFailure(input_, failures_, "read");
@@ -230,17 +229,16 @@ void Route::reportGaps(const Loan &loan, std::int32_t first, std::int32_t missin
     if (!gaps_.admit("", Clock::now())) {
         return;
     }
-    std::string text =
-        "sample " + std::to_string(first + 1) + " of the " + std::to_string(loan.count) +
-        " of this read is null, as the adapter lends it or after a failed conversion";
-    if (missing > 1) {
-        text += "; so are " + std::to_string(missing - 1) + " behind it";
-    }
+    const std::string others = missing > 1 ? fmt::format("; so are {} behind it", missing - 1) : "";
+    const std::string text =
+        fmt::format("sample {} of the {} of this read is null, as the adapter lends it or after a "
+                    "failed conversion{}",
+                    first + 1, loan.count, others);
     logError("FERRYRoute_read", FERRY_LOG_ADAPTER_FAILURE_sss, input_.adapter->c_str(),
              calls_.about("read", input_, gaps_).c_str(), text.c_str());
 }
 
-/// Offers the loan to one output after the other. All of it is pending for all of them until then.
+/// Offers the loan to one output after the other. Before that, all of it is pending there.
 CallResult Route::deliver(CallGuard &guard, const Loan &loan)
 {
     for (const auto &delivery : deliveries_) {
@@ -283,7 +281,7 @@ std::string Route::describe(const CallGuard &guard) const
     for (const auto &delivery : deliveries_) {
         end = delivery->end().writer == guard.object() ? &delivery->end() : end;
     }
-    return std::string(guard.operation()) + " of " + end->label;
+    return fmt::format("{} of {}", guard.operation(), end->label);
 }
 
 void Route::abandonLoan()

@@ -74,21 +74,21 @@ public:
     {
         released_.store(true);
     }
-    /// Control thread: whether the session has let go of the route.
+    /// Control thread: whether the session has released the route.
     bool released() const
     {
         return released_.load();
     }
 
-    /// Control thread: has the reader left alone until told otherwise, unless the route leaves. The
-    /// session is to be woken.
-    void rest(bool resting)
+    /// Control thread: has the reader left alone or not, unless the route leaves. The session is to
+    /// be woken.
+    void pause(bool paused)
     {
-        resting_.store(resting);
+        paused_.store(paused);
     }
-    bool resting() const
+    bool paused() const
     {
-        return resting_.load();
+        return paused_.load();
     }
 
     /// Session thread: whether the reader is to be read now, and when at the latest otherwise.
@@ -140,7 +140,7 @@ private:
     std::atomic<bool> idle_{false};
     std::atomic<bool> failing_{false};
     std::atomic<bool> released_{false};
-    std::atomic<bool> resting_{false};
+    std::atomic<bool> paused_{false};
 
     // As in RouteTotals.
     Counter samplesRead_;

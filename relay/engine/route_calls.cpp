@@ -19,12 +19,8 @@ void RouteCalls::reportFailure(const RouteEnd &end, RepeatFilter &filter, const 
 std::string RouteCalls::about(const char *operation, const RouteEnd &end,
                               RepeatFilter &filter) const
 {
-    std::string what = "route " + route_ + ": " + operation + " of " + end.label;
-    const std::uint64_t more = filter.takeSuppressed();
-    if (more > 0) {
-        what += " (" + std::to_string(more) + " more failures since the last line)";
-    }
-    return what;
+    return fmt::format("route {}: {} of {}{}", route_, operation, end.label,
+                       filter.takeSuppressed());
 }
 
 } // namespace ferry

@@ -51,23 +51,23 @@ void Session::join()
 
 void Session::adopt(Route &route)
 {
-    send(route, Wish::adopt);
+    send(route, Request::adopt);
 }
 
 void Session::dismiss(Route &route, bool drain)
 {
-    send(route, drain ? Wish::drain : Wish::drop);
+    send(route, drain ? Request::drain : Request::drop);
 }
 
-void Session::send(Route &route, Wish wish)
+void Session::send(Route &route, Request request)
 {
     {
         const std::lock_guard<std::mutex> lock(mutex_);
         if (!ended_) {
-            mail_.push_back({&route, wish});
+            mail_.push_back({&route, request});
             anyMail_.store(true);
             woken_ = true;
-        } else if (wish != Wish::adopt) {
+        } else if (request != Request::adopt) {
             route.release();
         } else if (broken()) {
             route.fail();
@@ -81,10 +81,10 @@ void Session::takeMail()
     const std::lock_guard<std::mutex> lock(mutex_);
     anyMail_.store(false);
     for (const Mail &mail : mail_) {
-        if (mail.wish == Wish::adopt) {
+        if (mail.request == Request::adopt) {
             routes_.push_back(mail.route);
         } else {
-            mail.route->leave(mail.wish == Wish::drain);
+            mail.route->leave(mail.request == Request::drain);
             ++leaving_;
         }
     }
@@ -92,7 +92,7 @@ void Session::takeMail()
 }
 
 /// Releases the routes that have left.
-void Session::letGo()
+void Session::releaseLeft()
 {
     bool any = false;
     for (std::size_t i = 0; i < routes_.size();) {
@@ -126,7 +126,7 @@ void Session::run()
     changed_();
 }
 
-/// Has start() return; what the start has come to is to be seen by then.
+/// Has start() return. By then its result is set.
 void Session::begin()
 {
     {
@@ -136,7 +136,7 @@ void Session::begin()
     beginning_.notify_one();
 }
 
-/// What has come too late for the thread is answered as if it had come later still.
+/// Answers what came too late for the thread as if it had come after the end.
 void Session::end(bool broken)
 {
     std::vector<Mail> rest;
@@ -147,9 +147,9 @@ void Session::end(bool broken)
         rest.swap(mail_);
     }
     for (const Mail &mail : rest) {
-        send(*mail.route, mail.wish);
+        send(*mail.route, mail.request);
     }
-    // Not before, or a start that failed is told while its routes still count as active.
+    // Not earlier: a failed start would be seen while its routes still count as active.
     begin();
 }
 
@@ -160,15 +160,15 @@ void Session::loop()
             takeMail();
         }
         if (leaving_ > 0) {
-            letGo();
+            releaseLeft();
         }
-        round();
+        pass();
     }
 }
 
 /// One read of every route that has something to do, so that a busy stream does not starve its
 /// neighbours; sleeps when there is none.
-void Session::round()
+void Session::pass()
 {
     bool worked = false;
     for (Route *route : routes_) {
@@ -190,7 +190,7 @@ void Session::wait()
 {
     Clock::time_point due = Clock::time_point::max();
     for (const Route *route : routes_) {
-        if (route->state() == Route::State::active && !route->resting()) {
+        if (route->state() == Route::State::active && !route->paused()) {
             due = std::min(due, route->nextDue());
         }
     }
@@ -210,7 +210,8 @@ std::unique_ptr<Route> makeRoute(const Configuration &configuration, const Route
     auto route = std::make_unique<Route>(settings, session.settings().period, session.host(),
                                          [&session] { session.wake(); });
     const auto name = [&](RouteEnd &end, const StreamSettings &stream) {
-        end.label = configuration.connections[stream.connection].name + "/" + stream.stream;
+        end.label =
+            fmt::format("{}/{}", configuration.connections[stream.connection].name, stream.stream);
     };
     name(route->input(), settings.input);
     for (std::size_t i = 0; i < settings.outputs.size(); ++i) {

@@ -1,4 +1,4 @@
-// A session: the thread that runs a set of routes, turn by turn.
+// A session: the thread that runs a set of routes, one read of each in a pass.
 #ifndef FERRY_ENGINE_SESSION_H
 #define FERRY_ENGINE_SESSION_H
 
@@ -13,8 +13,8 @@
 
 namespace ferry {
 
-/// Routes come and go while the thread runs: they are handed over through a mailbox that it looks
-/// at between two rounds, and belong to it until it has released them.
+/// Routes come and go while the thread runs. They are handed over through a mailbox, which the
+/// thread empties between two passes. A route belongs to the thread until it has released it.
 class Session {
 public:
     /// `changed` is called on the session's thread when it ends, a route goes out of service or one
@@ -38,19 +38,18 @@ public:
         return host_;
     }
 
-    /// Control thread, also before start: a route that is open. It fails when the thread cannot
-    /// run.
+    /// Control thread, also before start: takes an open route. It fails if the thread cannot run.
     void adopt(Route &route);
-    /// Control thread: a route is to be let go, with what its reader still has (`drain`) or as it
-    /// is. It is released later, or at once when the thread has ended.
+    /// Control thread: asks the thread to release a route; with `drain` it writes first what the
+    /// reader still has. If the thread has ended the route is released at once.
     void dismiss(Route &route, bool drain);
     /// Any thread, also before start.
     void wake();
 
-    /// Control thread: comes back when the thread has begun. False when the system gives no thread,
-    /// or the plug-in host does not let it in.
+    /// Control thread: returns when the thread has begun. False if the system gives no thread or
+    /// the plug-in host does not attach it.
     bool start();
-    /// Any thread: there was to be a thread, and there is none. No route of the session ever runs.
+    /// Any thread: whether the start failed. No route of the session ever runs.
     bool broken() const
     {
         return broken_.load();
@@ -62,23 +61,23 @@ public:
     {
         return finished_.load();
     }
-    /// Control thread: waits for the end, or lets a thread go that has been given up.
+    /// Control thread: waits for the end, or leaves a thread behind that has been given up.
     void join();
 
 private:
-    enum class Wish { adopt, drain, drop };
+    enum class Request { adopt, drain, drop };
     struct Mail {
         Route *route = nullptr;
-        Wish wish = Wish::adopt;
+        Request request = Request::adopt;
     };
 
     void run();
     void loop();
-    void round();
+    void pass();
     void wait();
-    void send(Route &route, Wish wish);
+    void send(Route &route, Request request);
     void takeMail();
-    void letGo();
+    void releaseLeft();
     void begin();
     void end(bool broken);
 
@@ -98,9 +97,9 @@ private:
     /// The control thread waits here for the thread's beginning.
     std::condition_variable beginning_;
     bool begun_ = false;
-    /// Nobody looks at the mail any more; if the session is broken nobody ever did.
+    /// Nobody reads the mail any more. If the session is broken nobody ever did.
     bool ended_ = false;
-    /// Whether there is mail: all that a round without any costs.
+    /// Whether there is mail. A pass without any costs this look only.
     std::atomic<bool> anyMail_{false};
 
     // The session's thread only.

@@ -4,7 +4,7 @@
 
 namespace ferry {
 
-/// To move samples; to make everything and move none; or to make connections only and tell what
+/// To move samples; to make everything and move none; or to make connections only and list what
 /// they announce.
 enum class Task { run, check, list };
 

@@ -16,10 +16,10 @@ public:
     Thread(const Thread &) = delete;
     Thread &operator=(const Thread &) = delete;
 
-    /// Starts `body`; false when the system refuses. `name` is what the system's tools show.
+    /// Starts `body`; false if the system rejects it. `name` is what the system's tools show.
     bool start(const std::string &name, std::function<void()> body);
     void join();
-    /// Lets the thread go its own way; it must not touch this object any more.
+    /// Leaves the thread to itself; it must not touch this object any more.
     void forget();
     bool joinable() const
     {

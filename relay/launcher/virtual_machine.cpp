@@ -105,7 +105,7 @@ bool takeNamed(VmSearch &search, const std::string &source, const fs::path &home
     search.candidates.push_back(examine(source, home));
     const VmCandidate &candidate = search.candidates.back();
     if (!candidate.problem.empty()) {
-        search.refusal = source + " names " + home.string() + ", but " + candidate.problem;
+        search.rejection = source + " names " + home.string() + ", but " + candidate.problem;
     }
     return true;
 }
@@ -147,8 +147,8 @@ void findVm(const VmPlaces &places, VmSearch &search)
 std::string noVmText(const VmSearch &search)
 {
     std::string text;
-    if (!search.refusal.empty()) {
-        text = search.refusal + ".\n  No other Java VM is tried when one is named.";
+    if (!search.rejection.empty()) {
+        text = search.rejection + ".\n  No other Java VM is tried when one is named.";
     } else {
         text =
             "no Java VM of version " + std::to_string(oldestVm) + " or newer was found. Looked at:";

@@ -26,8 +26,8 @@ struct VmSearch {
     std::vector<VmCandidate> candidates;
     /// The places looked at, for people.
     std::vector<std::string> places;
-    /// A place that the user named has no usable VM: no other one is taken in its stead.
-    std::string refusal;
+    /// Why a place that the user named has no usable VM. No other one is taken in its stead.
+    std::string rejection;
     const VmCandidate *chosen = nullptr;
 };
 

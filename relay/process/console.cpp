@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <cstdio>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/ioctl.h>
@@ -44,11 +43,9 @@ std::string now()
         1000;
     std::tm parts{};
     gmtime_r(&seconds, &parts);
-    char text[96];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", parts.tm_year + 1900,
-                  parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec,
-                  static_cast<int>(milliseconds));
-    return text;
+    return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:03}Z", parts.tm_year + 1900,
+                       parts.tm_mon + 1, parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec,
+                       milliseconds);
 }
 
 bool writeAll(int descriptor, const std::string &text)
@@ -140,7 +137,7 @@ void Console::log(std::uint32_t level, const std::string &line)
     std::string text = forLog(line);
     const std::string *const scope = LogScope::name();
     if (scope != nullptr && text.find(*scope) == std::string::npos) {
-        text += " [route " + printable(*scope) + "]";
+        text += fmt::format(" [route {}]", printable(*scope));
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     std::uint64_t heldBack = 0;
@@ -148,9 +145,9 @@ void Console::log(std::uint32_t level, const std::string &line)
         return;
     }
     if (heldBack > 0) {
-        text += " (" + std::to_string(heldBack) + " more of this line were left out)";
+        text += fmt::format(" ({} more of this line were left out)", heldBack);
     }
-    writeLog(now() + " " + levelName(level) + " " + text + "\n");
+    writeLog(fmt::format("{} {} {}\n", now(), levelName(level), text));
 }
 
 void Console::logText(const std::string &text)
@@ -203,7 +200,7 @@ void Console::show(const std::vector<std::string> &lines)
 void Console::eraseLive()
 {
     if (drawn_ > 0) {
-        writeAll(STDOUT_FILENO, "\033[" + std::to_string(drawn_) + "A\r\033[J");
+        writeAll(STDOUT_FILENO, fmt::format("\033[{}A\r\033[J", drawn_));
         drawn_ = 0;
     }
 }
@@ -222,7 +219,7 @@ void Console::drawLive()
         text += fitting(lines_[drawn_], size.ws_col - 1U) + "\n";
     }
     if (drawn_ < lines_.size()) {
-        text += "... and " + std::to_string(lines_.size() - drawn_) + " more\n";
+        text += fmt::format("... and {} more\n", lines_.size() - drawn_);
         ++drawn_;
     }
     writeAll(STDOUT_FILENO, text);

@@ -1,6 +1,6 @@
-// Where people look: log lines on standard error, results on standard output, and on a terminal a
-// block of live lines below both. One lock keeps them apart; any thread may log. All that is shown
-// has been made safe: see config/printable.h.
+// What people read: log lines on standard error, results on standard output, and on a terminal a
+// block of live lines below both. One lock keeps them apart. Any thread may log. All text is made
+// printable first: see config/printable.h.
 #ifndef FERRY_PROCESS_CONSOLE_H
 #define FERRY_PROCESS_CONSOLE_H
 
@@ -42,8 +42,7 @@ public:
     {
         return lostResults_.load();
     }
-    /// Puts a line of the given level into the log. Of one that comes too often the rest is
-    /// counted.
+    /// Puts a line of the given level into the log. If it comes too often the rest is only counted.
     void log(std::uint32_t level, const std::string &line);
     /// Puts text that is no line of the logger into the log. It ends with a line feed.
     void logText(const std::string &text);

@@ -19,8 +19,8 @@
 namespace ferry {
 namespace {
 
-/// Says what `check` finds on standard output; `run` only keeps it in a verbose log. Of what fails
-/// first it tells all that `check` would.
+/// Prints what `check` finds on standard output; `run` only keeps it in a verbose log. At the first
+/// failure it logs all that `check` would print.
 class ConsoleReporter : public Reporter {
 public:
     ConsoleReporter(Console &console, const RelayRequest &request)
@@ -32,24 +32,23 @@ public:
     {
         const std::string text = details.empty() ? "fine" : details;
         if (print_) {
-            console_.print("ok    " + what + ": " + text);
+            console_.print(fmt::format("ok    {}: {}", what, text));
         } else {
-            logMessage(FERRYLOG_BIT_DEBUG, "FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss,
-                       what.c_str(), text.c_str());
+            logAbout(FERRYLOG_BIT_DEBUG, "FERRYRelay_build", what, "{}", text);
         }
     }
     void bad(const std::string &what, const std::string &reason, Place place) override
     {
         if (print_) {
-            const std::string where = place.line == 0 ? ""
-                                                      : request_.configuration->file + ":" +
-                                                            std::to_string(place.line) + ":" +
-                                                            std::to_string(place.column) + ": ";
-            console_.print("FAIL  " + where + what + ": " + withoutSecrets(reason));
+            const std::string where = place.line == 0
+                                          ? ""
+                                          : fmt::format("{}:{}:{}: ", request_.configuration->file,
+                                                        place.line, place.column);
+            console_.print(fmt::format("FAIL  {}{}: {}", where, what, withoutSecrets(reason)));
         } else if (request_.explain && !explained_) {
             explained_ = true;
             for (const std::string &line : request_.explain()) {
-                logError("FERRYRelay_build", FERRY_LOG_ENTITY_ANY_ss, "settings", line.c_str());
+                logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", "settings", "{}", line);
             }
         }
     }
@@ -61,7 +60,7 @@ private:
     bool explained_ = false;
 };
 
-/// The configuration as the task has it: adapters are told when they are only tried.
+/// The configuration as the task has it: a property says that adapters are only tried.
 Configuration configurationFor(const RelayRequest &request)
 {
     Configuration configuration = *request.configuration;
@@ -89,7 +88,7 @@ bool checkLogFile(const LogSettings &log, Reporter &reporter)
 {
     const std::string reason = log.file.empty() ? "" : LogFile::probe(log.file);
     if (!reason.empty()) {
-        reporter.bad("log file " + log.file.string(), reason, log.place);
+        reporter.bad(fmt::format("log file {}", log.file.string()), reason, log.place);
     }
     return reason.empty();
 }
@@ -106,14 +105,12 @@ void onExit()
     if (supervisor == nullptr) {
         return;
     }
-    std::string text = "the process was ended from within the Java VM: an adapter called "
-                       "System.exit or Runtime.halt, or the VM refused its options; ";
     const std::vector<std::string> calls = supervisor->relay().callsUnderWay();
-    text += calls.empty() ? "no call of an adapter was under way" : "under way were";
-    for (const std::string &call : calls) {
-        text += (&call == &calls.front() ? " " : ", ") + ("[" + call + "]");
-    }
-    logError("FERRYRelay_main", FERRY_LOG_ENTITY_ANY_ss, "relay", text.c_str());
+    logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_main", "relay",
+             "the process was ended from within the Java VM: an adapter called System.exit or "
+             "Runtime.halt, or the VM rejected its options; {}",
+             calls.empty() ? "no call of an adapter was under way"
+                           : fmt::format("under way were [{}]", fmt::join(calls, "], [")));
     supervisor->endProcess(exitErrors);
 }
 
@@ -207,7 +204,7 @@ int runRelay(const RelayRequest &request)
     const int code = supervisor.run();
     g_running.store(nullptr);
     if (console.lostResults()) {
-        logError("FERRYRelay_main", FERRY_LOG_ENTITY_ANY_ss, "relay",
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_main", "relay",
                  "results could not be written to standard output");
     }
     return code == exitOk && (console.lostResults() || !logGood) ? exitErrors : code;

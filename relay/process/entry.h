@@ -1,5 +1,5 @@
-// The door between the launcher and the relay's library, both of the same build. Where Java is
-// needed the launcher loads a VM's library before.
+// The interface between the launcher and the relay's library, both of the same build. If Java is
+// needed the launcher has loaded a VM's library before.
 #ifndef FERRY_PROCESS_ENTRY_H
 #define FERRY_PROCESS_ENTRY_H
 
@@ -7,6 +7,7 @@
 
 #include "config/configuration.h"
 #include "engine/task.h"
+#include "process/defaults.h"
 #include "process/java_options.h"
 
 namespace ferry {
@@ -20,9 +21,9 @@ struct RelayRequest {
     std::chrono::milliseconds untilIdle{-1};
     /// Idleness counts only once a sample has been read.
     bool afterFirst = false;
-    std::chrono::milliseconds drain{5000};
+    std::chrono::milliseconds drain = defaultDrain;
     /// Task::list: how long to wait, whether to print types as IDL, and which ("" for all).
-    std::chrono::milliseconds wait{2000};
+    std::chrono::milliseconds wait = defaultWait;
     bool idl = false;
     std::string idlType;
     Verbosity verbosity = Verbosity::normal;
@@ -35,8 +36,8 @@ struct RelayRequest {
     /// Where that VM's archive of the product's classes is, if there is one.
     std::filesystem::path classArchive;
     JavaDebugging debugging;
-    /// What the Java adapters' declarations have against the configuration, with places; null where
-    /// nobody knows. Takes its time.
+    /// Reports what the declarations of Java adapters reject in the configuration, with places.
+    /// Null if there is nobody to ask. Slow.
     std::function<std::vector<std::string>()> explain;
 };
 

@@ -1,5 +1,4 @@
-// Keeps a line that comes again and again from flooding the log, whoever logs it. One thread at a
-// time.
+// Keeps repeated lines from flooding the log, whoever logs them. One thread at a time.
 #ifndef FERRY_PROCESS_FLOOD_GATE_H
 #define FERRY_PROCESS_FLOOD_GATE_H
 
@@ -13,8 +12,8 @@ namespace ferry {
 
 class FloodGate {
 public:
-    /// Lets the first few of the same line through, and as many again after a while. `heldBack` is
-    /// set to how many there were between this one and the last that came through.
+    /// Admits a line a few times, and as often again after a while. `heldBack` is set to how many
+    /// came since the last admitted one.
     bool admit(const std::string &line, Clock::time_point now, std::uint64_t &heldBack)
     {
         forget(now);
@@ -36,7 +35,7 @@ private:
 
     static constexpr std::uint64_t burst = 5;
     static constexpr std::chrono::seconds window{10};
-    /// Lines that are all different are no flood of one line: they only must not cost memory.
+    /// Bounds the memory that lines cost which are all different.
     static constexpr std::size_t most = 512;
 
     void forget(Clock::time_point now)

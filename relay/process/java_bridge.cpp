@@ -43,8 +43,7 @@ FERRYJNIGlobal *JavaBridge::start(const std::vector<std::string> &options,
 {
     std::vector<JavaVMOption> all = {javaoutput::vmOption()};
     for (const std::string &option : options) {
-        logMessage(FERRYLOG_BIT_DEBUG, "FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java VM",
-                   option.c_str());
+        logAbout(FERRYLOG_BIT_DEBUG, "FERRYRelay_start", "Java VM", "{}", option);
         all.push_back({const_cast<char *>(option.c_str()), nullptr});
     }
     JavaVMInitArgs arguments{JNI_VERSION_1_2, static_cast<jint>(all.size()), all.data(), JNI_FALSE};
@@ -52,13 +51,13 @@ FERRYJNIGlobal *JavaBridge::start(const std::vector<std::string> &options,
     JNIEnv *env = nullptr;
     const jint code = createVm(&vm, reinterpret_cast<void **>(&env), &arguments);
     if (code != JNI_OK) {
-        const std::string text = "the VM does not start (" + std::to_string(code) + ")";
-        logError("FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java VM", text.c_str());
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_start", "Java VM", "the VM does not start ({})",
+                 code);
         return nullptr;
     }
     if (!javaoutput::install(env)) {
-        logMessage(FERRYLOG_BIT_WARNING, "FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java VM",
-                   "System.err stays as it is: ferry's own classes do not fit");
+        logAbout(FERRYLOG_BIT_WARNING, "FERRYRelay_start", "Java VM",
+                 "System.err stays as it is: ferry's own classes do not fit");
     }
     // That there is a VM already would be a warning.
     DDS_StringSeq none{};
@@ -73,7 +72,7 @@ std::string JavaBridge::ask(const FERRYJNIGlobal *global, const char *className,
                             const std::string &question) const
 {
     JNIEnv *const env = getEnv(global);
-    std::string answer = std::string(className) + " gives no answer";
+    std::string answer = fmt::format("{} gives no answer", className);
     if (env == nullptr) {
         return answer;
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fmt/format.h>
 
 namespace ferry {
 namespace {
@@ -23,10 +24,10 @@ bool userSets(const JavaSettings &settings, const std::vector<std::string> &pref
 std::string libraryPath()
 {
     const char *const first = std::getenv("LD_LIBRARY_PATH");
-    std::string path = first == nullptr ? "" : std::string(first) + ":";
-    const std::string architecture = FERRY_LIBRARY_ARCHITECTURE;
-    return path + "/usr/java/packages/lib:/usr/lib/" + architecture + "/jni:/lib/" + architecture +
-           ":/usr/lib/" + architecture + ":/usr/lib/jni:/lib:/usr/lib";
+    return fmt::format("{}{}/usr/java/packages/lib:/usr/lib/{arch}/jni:/lib/{arch}:/usr/lib/{arch}:"
+                       "/usr/lib/jni:/lib:/usr/lib",
+                       first == nullptr ? "" : first, first == nullptr ? "" : ":",
+                       fmt::arg("arch", FERRY_LIBRARY_ARCHITECTURE));
 }
 
 /// As the JDK's loggers name it.
@@ -63,11 +64,8 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
 {
     // As an option of its own the class path is exactly this: an empty one, or one made of few
     // entries elsewhere, would let the environment's CLASSPATH or the current directory in.
-    std::string classPathOption = "-Djava.class.path=";
-    for (std::size_t i = 0; i < classPath.size(); ++i) {
-        classPathOption += (i == 0 ? "" : ":") + classPath[i];
-    }
-    std::vector<std::string> options = {classPathOption};
+    std::vector<std::string> options = {
+        fmt::format("-Djava.class.path={}", fmt::join(classPath, ":"))};
     const auto unlessSet = [&](const std::string &option,
                                const std::vector<std::string> &prefixes) {
         if (!userSets(settings, prefixes)) {
@@ -80,16 +78,17 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
     unlessSet("-Xmx512m", {"-Xmx", "-XX:MaxHeapSize", "-XX:MaxRAMPercentage", "-XX:MaxRAM="});
     for (const char *name : {"file.encoding", "stdout.encoding", "stderr.encoding",
                              "sun.stdout.encoding", "sun.stderr.encoding"}) {
-        const std::string option = std::string("-D") + name + "=";
-        unlessSet(option + "UTF-8", {option});
+        const std::string option = fmt::format("-D{}=", name);
+        unlessSet(fmt::format("{}UTF-8", option), {option});
     }
-    unlessSet("-Djava.library.path=" + libraryPath(), {"-Djava.library.path="});
+    unlessSet(fmt::format("-Djava.library.path={}", libraryPath()), {"-Djava.library.path="});
     // What adapters log in Java stands among our own lines, from the same level on.
-    const std::string logging = "-Djava.util.logging.";
-    unlessSet(logging + "config.class=com.qel.ferrion.relay.LogSettings", {logging});
-    options.push_back(std::string("-Dcom.qel.ferrion.relay.level=") + javaLevel(level));
-    unlessSet("-XX:ErrorFile=" + (errorDirectory / "ferry_java_crash_%p.log").string(),
-              {"-XX:ErrorFile="});
+    unlessSet("-Djava.util.logging.config.class=com.qel.ferrion.relay.LogSettings",
+              {"-Djava.util.logging."});
+    options.push_back(fmt::format("-Dcom.qel.ferrion.relay.level={}", javaLevel(level)));
+    unlessSet(
+        fmt::format("-XX:ErrorFile={}", (errorDirectory / "ferry_java_crash_%p.log").string()),
+        {"-XX:ErrorFile="});
     if (vmVersion >= nativeAccessVersion) {
         unlessSet("--enable-native-access=ALL-UNNAMED", {"--enable-native-access"});
     }
@@ -97,13 +96,15 @@ std::vector<std::string> javaOptions(const std::vector<std::string> &classPath,
     if (std::filesystem::exists(classArchive, error) &&
         !userSets(settings, {"-Xshare:", "-XX:SharedArchiveFile", "-XX:ArchiveClassesAtExit"})) {
         // One that does not fit is of no use and does no harm: nobody needs to read about it.
-        options.insert(options.end(), {"-XX:SharedArchiveFile=" + classArchive.string(),
-                                       "-Xlog:cds=off,cds+dynamic=off"});
+        options.insert(options.end(),
+                       {fmt::format("-XX:SharedArchiveFile={}", classArchive.string()),
+                        "-Xlog:cds=off,cds+dynamic=off"});
     }
     if (debugging.port != 0) {
         // Quiet: what the agent would say goes to standard output, among the results.
-        options.push_back("-agentlib:jdwp=transport=dt_socket,server=y,suspend=n,quiet=y,address=" +
-                          debuggerAddress(debugging.port));
+        options.push_back(
+            fmt::format("-agentlib:jdwp=transport=dt_socket,server=y,suspend=n,quiet=y,address={}",
+                        debuggerAddress(debugging.port)));
     }
     if (debugging.check) {
         options.insert(options.end(), {"-Xcheck:jni", "-XX:+DisplayVMOutputToStderr"});

@@ -26,7 +26,7 @@ bool PluginLoader::start()
     }
     const std::string reason = bridge_.load(java_.bridge);
     if (!reason.empty()) {
-        logError("FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java", reason.c_str());
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_start", "Java", "{}", reason);
         return false;
     }
     FERRYJNIGlobal *const global = bridge_.start(java_.options, java_.logMask);
@@ -35,9 +35,8 @@ bool PluginLoader::start()
         global_ = global;
     }
     if (global_ != nullptr && !java_.debuggers.empty()) {
-        const std::string text = "debuggers can attach at " + java_.debuggers;
-        logMessage(FERRYLOG_BIT_STATUS, "FERRYRelay_start", FERRY_LOG_ENTITY_ANY_ss, "Java",
-                   text.c_str());
+        logAbout(FERRYLOG_BIT_STATUS, "FERRYRelay_start", "Java", "debuggers can attach at {}",
+                 java_.debuggers);
     }
     return global_ != nullptr;
 }
@@ -107,25 +106,25 @@ QEL_FerrionAdapterPlugin *PluginLoader::openNative(const AdapterSettings &settin
     }
     const auto create = reinterpret_cast<QEL_FerrionAdapterPlugin_CreateFn>(symbol);
     QEL_FerrionAdapterPlugin *const plugin = create(properties, environment.fresh());
-    void *const stopBy = dlsym(library, (settings.entry + "_stop_by").c_str());
+    void *const stopBy = dlsym(library, fmt::format("{}_stop_by", settings.entry).c_str());
     if (stopBy != nullptr && plugin != nullptr && !environment.failed() &&
         plugin->magic == QEL_FERRION_PLUGIN_MAGIC) {
-        hearsStops(*plugin, reinterpret_cast<QEL_FerrionAdapterPlugin_StopByFn>(stopBy));
+        addStopListener(*plugin, reinterpret_cast<QEL_FerrionAdapterPlugin_StopByFn>(stopBy));
     }
     return plugin;
 }
 
-void PluginLoader::hearsStops(QEL_FerrionAdapterPlugin &plugin,
-                              QEL_FerrionAdapterPlugin_StopByFn tell)
+void PluginLoader::addStopListener(QEL_FerrionAdapterPlugin &plugin,
+                                   QEL_FerrionAdapterPlugin_StopByFn notify)
 {
     std::optional<std::int64_t> already;
     {
         const std::lock_guard<std::mutex> lock(stopMutex_);
-        listeners_.push_back({&plugin, tell});
+        listeners_.push_back({&plugin, notify});
         already = stopBy_;
     }
     if (already) {
-        tell(&plugin, *already);
+        notify(&plugin, *already);
     }
 }
 
@@ -139,7 +138,7 @@ void PluginLoader::stopBy(Clock::time_point deadline)
         listeners = listeners_;
     }
     for (const Listener &listener : listeners) {
-        listener.tell(listener.plugin, time);
+        listener.notify(listener.plugin, time);
     }
 }
 
@@ -157,7 +156,7 @@ void *PluginLoader::find(const AdapterSettings &settings, const std::string &nam
     if (library == nullptr) {
         return nullptr;
     }
-    void *symbol = dlsym(library, (settings.entry + "_" + name).c_str());
+    void *symbol = dlsym(library, fmt::format("{}_{}", settings.entry, name).c_str());
     dlclose(library); // only what this look counted: a plug-in's library stays loaded
     return symbol;
 }
@@ -206,7 +205,7 @@ std::string PluginLoader::threadDump()
         text = bridge_.ask(global_, "com/qel/ferrion/relay/ThreadDump", "");
         detachThread();
     }
-    return text + "\n";
+    return fmt::format("{}\n", text);
 }
 
 } // namespace ferry

@@ -46,7 +46,8 @@ private:
                                          const QEL_FerrionProperties *properties,
                                          CallEnvironment &environment);
 
-    void hearsStops(QEL_FerrionAdapterPlugin &plugin, QEL_FerrionAdapterPlugin_StopByFn tell);
+    void addStopListener(QEL_FerrionAdapterPlugin &plugin,
+                         QEL_FerrionAdapterPlugin_StopByFn notify);
     std::string findIsolated(const AdapterSettings &settings) const;
 
     const Configuration &configuration_;
@@ -61,7 +62,7 @@ private:
 
     struct Listener {
         QEL_FerrionAdapterPlugin *plugin;
-        QEL_FerrionAdapterPlugin_StopByFn tell;
+        QEL_FerrionAdapterPlugin_StopByFn notify;
     };
     mutable std::mutex stopMutex_;
     std::vector<Listener> listeners_;

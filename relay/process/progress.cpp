@@ -2,26 +2,22 @@
 
 #include <algorithm>
 #include <cmath>
+#include <fmt/format.h>
 #include <utility>
 
 namespace ferry {
 namespace {
 
-std::string count(std::uint64_t number, const char *what)
-{
-    return std::to_string(number) + " " + what;
-}
-
 std::string totals(const RouteTotals &route)
 {
-    std::string text = route.name + ": " + count(route.read, "read") + ", " +
-                       count(route.written, "written") + ", " + count(route.errors, "errors");
+    std::string text = fmt::format("{}: {} read, {} written, {} errors", route.name, route.read,
+                                   route.written, route.errors);
     const std::pair<std::uint64_t, const char *> rare[] = {{route.lost, "lost"},
                                                            {route.unreadable, "unreadable"},
                                                            {route.bad, "bad"},
                                                            {route.ends, "ends"}};
     for (const auto &[number, what] : rare) {
-        text += number > 0 ? ", " + count(number, what) : "";
+        text += number > 0 ? fmt::format(", {} {}", number, what) : "";
     }
     return text;
 }
@@ -37,7 +33,7 @@ std::string rateText(std::uint64_t samples, std::chrono::nanoseconds time)
 {
     const double seconds = std::chrono::duration<double>(time).count();
     const double rate = seconds > 0 ? static_cast<double>(samples) / seconds : 0;
-    return std::to_string(std::llround(rate)) + " samples/s";
+    return fmt::format("{} samples/s", std::llround(rate));
 }
 
 std::vector<std::string> summaryLines(const std::vector<RouteTotals> &routes)
@@ -45,11 +41,12 @@ std::vector<std::string> summaryLines(const std::vector<RouteTotals> &routes)
     std::vector<std::string> lines;
     for (const RouteTotals &route : routes) {
         const std::chrono::nanoseconds busy(route.lastActivity - route.firstActivity);
-        lines.push_back(totals(route) + ", " + rateText(route.read, busy) + ending(route));
+        lines.push_back(
+            fmt::format("{}, {}{}", totals(route), rateText(route.read, busy), ending(route)));
         for (const RouteTotals::Output &output : route.outputs) {
             if (route.outputs.size() > 1) {
-                lines.push_back("  to " + output.label + ": " + count(output.written, "written") +
-                                ", " + count(output.lost, "lost"));
+                lines.push_back(fmt::format("  to {}: {} written, {} lost", output.label,
+                                            output.written, output.lost));
             }
         }
     }
@@ -77,7 +74,7 @@ std::vector<std::string> Progress::lines(const std::vector<RouteTotals> &routes,
         if (which == Which::all || present.text != (known ? last->second.text : totals(nothing))) {
             const std::string rate =
                 known && !route.gone
-                    ? ", " + rateText(route.read - last->second.read, now - lastTime_)
+                    ? fmt::format(", {}", rateText(route.read - last->second.read, now - lastTime_))
                     : "";
             result.push_back(totals(route) + rate + ending(route));
         }

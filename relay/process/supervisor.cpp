@@ -13,7 +13,8 @@ constexpr std::chrono::milliseconds liveInterval{200};
 constexpr std::chrono::milliseconds lineInterval{10000};
 /// How often quiet is looked for; bounds how much later than asked the end comes.
 constexpr std::chrono::milliseconds idleInterval{20};
-/// Calls that do not come back are looked for that often in the time after which one is told.
+/// Calls that do not come back are looked for that often in the time after which one is
+/// reported.
 constexpr int stallLooks = 10;
 
 } // namespace
@@ -60,7 +61,7 @@ bool Supervisor::waitForStart()
     while (!relay_.waitUntil(Clock::now() + options_.stall / stallLooks, [this] {
         return relay_.phase() != Relay::Phase::starting || stopRequested_.load();
     })) {
-        tellStalls();
+        reportStalls();
     }
     if (relay_.phase() == Relay::Phase::failed) {
         return false;
@@ -84,7 +85,7 @@ void Supervisor::watch()
     const auto ended = [this] { return stopRequested_.load() || !relay_.anyActive(); };
     for (;;) {
         const Clock::time_point now = Clock::now();
-        tellStalls();
+        reportStalls();
         Clock::time_point next = now + options_.stall / stallLooks;
         next = options_.quiet ? next : std::min(next, nextReport_);
         if (options_.untilIdle) {
@@ -103,11 +104,10 @@ void Supervisor::watch()
 }
 
 /// A call that does not come back must not pass in silence; there is nothing else to be done.
-void Supervisor::tellStalls()
+void Supervisor::reportStalls()
 {
     for (const std::string &line : relay_.stalls(options_.stall)) {
-        logMessage(FERRYLOG_BIT_WARNING, "FERRYSupervisor_watch", FERRY_LOG_ENTITY_ANY_ss,
-                   configuration_.name.c_str(), line.c_str());
+        logAbout(FERRYLOG_BIT_WARNING, "FERRYSupervisor_watch", configuration_.name, "{}", line);
     }
 }
 
@@ -134,7 +134,7 @@ void Supervisor::stop()
 {
     const Clock::time_point deadline = Clock::now() + options_.drain;
     relay_.requestStop();
-    tellPlugins(deadline);
+    notifyPlugins(deadline);
     waitSessions(deadline);
     relay_.close();
     const Clock::time_point closeDeadline = std::max(deadline, Clock::now() + closeGrace);
@@ -148,35 +148,35 @@ void Supervisor::stop()
     }
     const auto gone = [this] { return relay_.phase() == Relay::Phase::ended; };
     if (!relay_.waitUntil(closeDeadline, gone)) {
-        logMessage(
-            FERRYLOG_BIT_WARNING, "FERRYSupervisor_stop", FERRY_LOG_ENTITY_ANY_ss,
-            configuration_.name.c_str(),
-            "the Java VM does not end: an adapter has left a thread running that is no daemon");
+        logAbout(FERRYLOG_BIT_WARNING, "FERRYSupervisor_stop", configuration_.name,
+                 "the Java VM does not end: an adapter has left a thread running that is no "
+                 "daemon");
         endProcess(result());
     }
     relay_.join();
 }
 
-/// Has calls that wait come back in time, so that what they could not do is told and not cut off.
+/// Has calls that wait come back in time, so that what they could not do is reported and not
+/// cut off.
 /// On a thread of its own, as this one enters no plug-in.
-void Supervisor::tellPlugins(Clock::time_point deadline)
+void Supervisor::notifyPlugins(Clock::time_point deadline)
 {
     if (!host_.anyStopBy()) {
         return;
     }
-    std::atomic<bool> told{false};
-    Thread herald;
-    const bool started = herald.start("ferry:herald", [&] {
+    std::atomic<bool> notified{false};
+    Thread notifier;
+    const bool started = notifier.start("ferry:notify", [&] {
         host_.stopBy(deadline - std::min(stopReserve, options_.drain / 4));
-        told.store(true);
+        notified.store(true);
         relay_.notify();
     });
-    if (started && !relay_.waitUntil(deadline, [&] { return told.load(); })) {
-        logError("FERRYSupervisor_stop", FERRY_LOG_ENTITY_ANY_ss, configuration_.name.c_str(),
+    if (started && !relay_.waitUntil(deadline, [&] { return notified.load(); })) {
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYSupervisor_stop", configuration_.name,
                  "a plug-in does not come back from being told to stop");
         endProcess(exitHung);
     }
-    herald.join();
+    notifier.join();
 }
 
 /// False when even the threads that take over from those that hang do not come to the end.
@@ -232,11 +232,11 @@ void Supervisor::printStreams()
     }
     const std::vector<std::string> texts = streamTypes(streams, *options_.idl);
     for (const std::string &text : texts) {
-        console_.printText("\n" + text);
+        console_.printText(fmt::format("\n{}", text));
     }
     found_ = !texts.empty() || options_.idl->empty();
     if (!found_) {
-        logError("FERRYSupervisor_list", FERRY_LOG_ENTITY_ANY_ss, options_.idl->c_str(),
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYSupervisor_list", *options_.idl,
                  "no stream of that type is announced with its type");
     }
 }

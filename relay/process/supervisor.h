@@ -7,6 +7,7 @@
 
 #include "engine/relay.h"
 #include "process/console.h"
+#include "process/defaults.h"
 #include "process/progress.h"
 
 namespace ferry {
@@ -18,14 +19,14 @@ struct SupervisorOptions {
     /// Not before a sample has been read.
     bool afterFirst = false;
     /// How long a stop may take until it is forced.
-    std::chrono::milliseconds drain{5000};
-    /// How long a call of an adapter may take until that is told, first; then each time that it has
-    /// doubled.
+    std::chrono::milliseconds drain = defaultDrain;
+    /// How long a call of an adapter may take until that is reported, first; then each time that it
+    /// has doubled.
     std::chrono::milliseconds stall{10000};
     /// No progress lines.
     bool quiet = false;
     /// Task::list: how long to wait for announcements.
-    std::chrono::milliseconds wait{2000};
+    std::chrono::milliseconds wait = defaultWait;
     /// Task::list: whether to print types as IDL; with a name only that one.
     std::optional<std::string> idl;
 };
@@ -64,10 +65,10 @@ private:
     void watch();
     void report(Clock::time_point now);
     void stop();
-    void tellPlugins(Clock::time_point deadline);
+    void notifyPlugins(Clock::time_point deadline);
     void waitSessions(Clock::time_point deadline);
     bool waitClosed(Clock::time_point deadline);
-    void tellStalls();
+    void reportStalls();
     void summarize();
     void printStreams();
     int result() const;

@@ -1,6 +1,8 @@
 #include "process/thread_dump.h"
 
+#include <cstdlib>
 #include <filesystem>
+#include <fmt/format.h>
 #include <fstream>
 
 namespace ferry {
@@ -17,11 +19,9 @@ std::string ownThreads()
         std::string name;
         std::getline(std::ifstream(task.path() / "comm"), name);
         if (name.rfind("ferry", 0) == 0) {
-            char number[32];
-            std::snprintf(number, sizeof number, "nid=0x%lx (%s) ",
-                          std::strtoul(task.path().filename().c_str(), nullptr, 10),
-                          task.path().filename().c_str());
-            text += number + name + "\n";
+            const std::string number = task.path().filename();
+            text += fmt::format("nid={:#x} ({}) {}\n", std::strtoul(number.c_str(), nullptr, 10),
+                                number, name);
         }
     }
     return text;
@@ -39,12 +39,12 @@ ThreadDump::~ThreadDump()
     thread_.join();
 }
 
-/// What the relay knows comes first: that can be told even when the VM no longer answers.
+/// What the relay knows comes first: that can be logged even if the VM no longer answers.
 void ThreadDump::request()
 {
-    std::string text = "thread dump\n" + ownThreads();
+    std::string text = fmt::format("thread dump\n{}", ownThreads());
     for (const std::string &call : relay_.callsUnderWay()) {
-        text += "under way: " + call + "\n";
+        text += fmt::format("under way: {}\n", call);
     }
     console_.logText(text);
     if (busy_.exchange(true)) {

@@ -12,7 +12,7 @@ using namespace ferry;
 using namespace scripted;
 using Texts = std::vector<std::string>;
 
-News gone(const std::string &stream)
+Announcement gone(const std::string &stream)
 {
     return {stream, {}, nullptr, {}, true};
 }
@@ -70,9 +70,9 @@ TEST(DiscoveryRule, PutsNamesInOncePerPlace)
     EXPECT_EQ(route.outputs[0].properties, (Properties{{"p${type}", "T${"},
                                                        {"qel.ferrion.announced.direction", "input"},
                                                        {"qel.ferrion.announced.k", "v"}}));
-    EXPECT_EQ(refusalOf(route), "");
+    EXPECT_EQ(rejectionOf(route), "");
     stream.name = "\xF0\x9F\x98\x80";
-    EXPECT_NE(refusalOf(routeFor(rule, stream, "T", nullptr)), "");
+    EXPECT_NE(rejectionOf(routeFor(rule, stream, "T", nullptr)), "");
 }
 
 TEST(DiscoveryRule, NamesEveryStreamInItsOwnWay)
@@ -128,8 +128,8 @@ TEST_F(DiscoveryTest, RoutesComeAndGoWithTheirStreams)
     };
     script.streams["o.in"].source = [] { return Read{{1, 2}, ""}; }; // has no end
     start();
-    const News news{"s", "T", type("T")};
-    script.announce("a", news);
+    const Announcement announced{"s", "T", type("T")};
+    script.announce("a", announced);
     EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 3; }));
     there = 100;
     script.announce("a", gone("s"));
@@ -137,7 +137,7 @@ TEST_F(DiscoveryTest, RoutesComeAndGoWithTheirStreams)
     EXPECT_EQ(totals("r/s").written, 100U);
     there = 107;
     script.announce("a", gone("s"));
-    script.announce("a", news);
+    script.announce("a", announced);
     EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 107; }));
     EXPECT_FALSE(totals("r/s").gone);
     script.streams["o"].source = [n = 0]() mutable { return n++ == 0 ? Read{{1}, ""} : Read{}; };
@@ -178,26 +178,26 @@ TEST_F(DiscoveryTest, AStreamThatComesBackKeepsItsRoute)
         Script::signal(script.streams["s"]);
         EXPECT_TRUE(waitFor([&] { return totals("r/s").written == static_cast<unsigned>(count); }));
     };
-    News news{"s", "T", type("T"), {}, false, {{"k", "1"}, {"old", "o"}}};
-    script.announce("a", news);
+    Announcement announced{"s", "T", type("T"), {}, false, {{"k", "1"}, {"old", "o"}}};
+    script.announce("a", announced);
     start();
     EXPECT_TRUE(waitFor([&] { return totals("r/s").written == 3; }));
     script.announce("a", gone("s"));
     script.announce("a", {"barrier", "T", type("T")});
     EXPECT_TRUE(waitFor([&] { return totals("r/barrier").name != ""; }));
     readsTo(5);
-    script.announce("a", news);
-    news.properties = {{"k", "2"}, {"new", "n"}}; // of what runs nothing is changed
-    script.announce("a", news);
+    script.announce("a", announced);
+    announced.properties = {{"k", "2"}, {"new", "n"}}; // of what runs nothing is changed
+    script.announce("a", announced);
     EXPECT_TRUE(waitFor([&] {
         return times("which keeps its own: k 2 (was 1), new n (was none), old none (was o)") == 1;
     }));
     readsTo(7);
     for (const int lives : {2, 3, 4}) {
-        news.type = lives == 2 ? type("T") : type("T", "y");
-        news.typeName = lives == 4 ? "U" : "T";
+        announced.type = lives == 2 ? type("T") : type("T", "y");
+        announced.typeName = lives == 4 ? "U" : "T";
         script.announce("a", gone("s"));
-        script.announce("a", news);
+        script.announce("a", announced);
         EXPECT_TRUE(waitFor([&] { return script.called("create_reader s") == lives; }));
     }
     readsTo(9);
@@ -210,7 +210,7 @@ TEST_F(DiscoveryTest, AStreamThatComesBackKeepsItsRoute)
 }
 
 /// Nobody is there to write to: what is to be read waits, for as long as the stream may come back.
-TEST_F(DiscoveryTest, ARouteRestsWhileItsOutputStreamIsAway)
+TEST_F(DiscoveryTest, ARouteIsPausedWhileItsOutputStreamIsAway)
 {
     end("b/");
     DiscoverySettings back;
@@ -226,7 +226,7 @@ TEST_F(DiscoveryTest, ARouteRestsWhileItsOutputStreamIsAway)
     script.announce("b", {"o", "T", type("T")}, false);
     start();
     EXPECT_TRUE(waitFor([&] { return totals("back/o").written > 0; }));
-    const auto rounds = [&](const char *route, std::uint64_t count) {
+    const auto passes = [&](const char *route, std::uint64_t count) {
         const std::uint64_t before = totals(route).read;
         return waitFor([&] { return totals(route).read >= before + count; });
     };
@@ -234,12 +234,12 @@ TEST_F(DiscoveryTest, ARouteRestsWhileItsOutputStreamIsAway)
     script.announce("b", gone("o"), false);
     script.announce("b", {"barrier", "T", type("T")}, false);
     EXPECT_TRUE(waitFor([&] { return totals("back/barrier").name != ""; }));
-    EXPECT_TRUE(rounds("beat", 2)); // the round that was under way is over
+    EXPECT_TRUE(passes("beat", 2)); // the pass that was under way is over
     const std::uint64_t before = totals("back/o").read;
-    EXPECT_TRUE(rounds("beat", 10));
+    EXPECT_TRUE(passes("beat", 10));
     EXPECT_EQ(totals("back/o").read, before);
     script.announce("b", {"o", "T", type("T")}, false);
-    EXPECT_TRUE(rounds("back/o", 1));
+    EXPECT_TRUE(passes("back/o", 1));
     // A machine so slow that the grace time went by meanwhile has made another.
     EXPECT_TRUE(script.called("create_reader o.in") == 1 ||
                 Clock::now() - away >= std::chrono::seconds(2));
@@ -254,11 +254,11 @@ TEST_F(DiscoveryTest, PartitionsStayApartOrGoTogether)
     DiscoverySettings &one = addRule("one");
     one.merged = true;
     one.route.outputs[0].stream = "${stream}.one";
-    const News ab{"s", "T", type("T"), {"b", "a"}, false, {{"k", "1"}, {"q", "1"}}};
-    const News c{"s", "T", type("T"), {"c"}, false, {{"k", "2"}, {"q", "1"}}};
-    const News secret{"s", "T", type("T"), {"secret"}};
-    for (const News &news : {ab, secret, c}) {
-        script.announce("a", news);
+    const Announcement ab{"s", "T", type("T"), {"b", "a"}, false, {{"k", "1"}, {"q", "1"}}};
+    const Announcement c{"s", "T", type("T"), {"c"}, false, {{"k", "2"}, {"q", "1"}}};
+    const Announcement secret{"s", "T", type("T"), {"secret"}};
+    for (const Announcement &announced : {ab, secret, c}) {
+        script.announce("a", announced);
     }
     start();
     const auto there = [&](const char *route) {
@@ -268,7 +268,7 @@ TEST_F(DiscoveryTest, PartitionsStayApartOrGoTogether)
     EXPECT_TRUE(waitFor([&] { return there("apart/s [a,b]") && there("apart/s [c]"); }));
     EXPECT_TRUE(waitFor([&] { return !script.given("reader s@a,b,c,secret").empty(); }));
     EXPECT_EQ(totals("apart/s [secret]").name, "");
-    News end = c;
+    Announcement end = c;
     end.disposed = true;
     script.announce("a", end);
     EXPECT_TRUE(waitFor([&] { return totals("apart/s [c]").gone; }));

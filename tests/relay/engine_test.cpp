@@ -207,8 +207,8 @@ TEST_F(RelayTest, ReadsOnSignalsAlsoOnesOutOfAConstructor)
     addRoute("last", "a/in2", {"b/y"});
     script.hooks["create_reader in"] = [&] { Script::signal(script.streams["in"]); };
     // Signals at every moment between a read without samples and the thread's sleep. It looks at
-    // the clock for the plan of this read, for the rest of the round and for each route of the next
-    // round; the last of them when the route of the signal has had its turn.
+    // the clock for the plan of this read, for the rest of the pass and for each route of the next
+    // pass; the last of them when the route of the signal has been read.
     constexpr int looks = 4;
     constexpr int signals = 10 * looks;
     std::atomic<int> there{1};
@@ -231,7 +231,7 @@ TEST_F(RelayTest, ReadsOnSignalsAlsoOnesOutOfAConstructor)
     EXPECT_LE(script.streams["in"].readCalls, 2 * signals + 1);
 }
 
-TEST_F(RelayTest, GivesEveryRouteOfASessionItsTurn)
+TEST_F(RelayTest, ReadsEveryRouteOfASessionInEachPass)
 {
     addRoute("busy", "a/in", {"b/x"});
     addRoute("slow", "a/in2", {"b/y"});
@@ -315,7 +315,7 @@ template<class Result, class... Arguments> Result nothing(Arguments...)
     return nullptr;
 }
 
-TEST_F(RelayTest, RefusesLibrariesAndRecordsThatAreNoPlugin)
+TEST_F(RelayTest, RejectsLibrariesAndRecordsThatAreNoPlugin)
 {
     using Plugin = QEL_FerrionAdapterPlugin;
     using Table = QEL_FerrionAdapterOperations;
@@ -392,7 +392,7 @@ TEST(StreamTable, HasAColumnForAllThatIsKnown)
     EXPECT_EQ(streamTypes(streams, "U").size(), 0U);
 }
 
-TEST(Progress, TellsOfAllRoutesOrOfThoseThatHaveChanged)
+TEST(Progress, ReportsAllRoutesOrThoseThatHaveChanged)
 {
     std::vector<RouteTotals> routes(2);
     routes[0].name = "idle";
@@ -402,20 +402,22 @@ TEST(Progress, TellsOfAllRoutesOrOfThoseThatHaveChanged)
     const auto lines = [&](Progress &progress, Progress::Which which, int second) {
         return progress.lines(routes, Clock::time_point(std::chrono::seconds(second)), which);
     };
-    const auto tell = [&](int second) { return lines(changed, Progress::Which::changed, second); };
-    EXPECT_EQ(tell(0), Texts{});
+    const auto report = [&](int second) {
+        return lines(changed, Progress::Which::changed, second);
+    };
+    EXPECT_EQ(report(0), Texts{});
     EXPECT_EQ(lines(all, Progress::Which::all, 0).size(), 2U);
     routes[1].read = routes[1].written = 50;
-    EXPECT_EQ(tell(10), Texts{"busy: 50 read, 50 written, 0 errors, 5 samples/s"});
+    EXPECT_EQ(report(10), Texts{"busy: 50 read, 50 written, 0 errors, 5 samples/s"});
     EXPECT_EQ(lines(all, Progress::Which::all, 10)[0],
               "idle: 0 read, 0 written, 0 errors, 0 samples/s");
-    EXPECT_EQ(tell(20), Texts{});
+    EXPECT_EQ(report(20), Texts{});
     routes[0].failed = routes[1].gone = true;
-    EXPECT_EQ(tell(30), (Texts{"idle: 0 read, 0 written, 0 errors, 0 samples/s (out of service)",
-                               "busy: 50 read, 50 written, 0 errors (gone)"}));
+    EXPECT_EQ(report(30), (Texts{"idle: 0 read, 0 written, 0 errors, 0 samples/s (out of service)",
+                                 "busy: 50 read, 50 written, 0 errors (gone)"}));
 }
 
-TEST_F(RelayTest, CheckMakesEverythingReadsNothingAndTellsWhatIsAnnounced)
+TEST_F(RelayTest, CheckMakesEverythingReadsNothingAndReportsWhatIsAnnounced)
 {
     addRoute("r", "a/in", {"b/x"});
     for (const char *connection : {"a", "b"}) {

@@ -45,26 +45,27 @@ struct Reader : Named<QEL_FerrionStreamReader> {
     bool lent = false;
 };
 /// What a discovery reader lends, with all that the record refers to.
-struct Announcement {
-    explicit Announcement(News toTell) : news(std::move(toTell)), properties(news.properties)
+struct LentStream {
+    explicit LentStream(Announcement toLend)
+        : announced(std::move(toLend)), properties(announced.properties)
     {
-        for (std::string &partition : news.partitions) {
+        for (std::string &partition : announced.partitions) {
             partitions.push_back(partition.data());
         }
-        info.disposed = news.disposed ? 1 : 0;
-        info.streamName = news.stream.data();
-        info.typeName = news.typeName.empty() ? nullptr : news.typeName.data();
-        info.typeRepresentation = const_cast<DDS_TypeCode *>(news.type);
+        info.disposed = announced.disposed ? 1 : 0;
+        info.streamName = announced.stream.data();
+        info.typeName = announced.typeName.empty() ? nullptr : announced.typeName.data();
+        info.typeRepresentation = const_cast<DDS_TypeCode *>(announced.type);
         info.partition = {partitions.data(), static_cast<std::int32_t>(partitions.size()), 0};
     }
-    News news;
+    Announcement announced;
     std::vector<char *> partitions;
     ferry::PropertyList properties;
     QEL_FerrionStreamInfo info = {};
 };
 /// Without a stream.
 struct DiscoveryReader : Reader {
-    std::deque<Announcement> lentStreams;
+    std::deque<LentStream> lentStreams;
 };
 using Plugin = Named<QEL_FerrionAdapterPlugin>;
 struct Connection : Named<QEL_FerrionConnection> {
@@ -195,16 +196,16 @@ void lend(Reader &reader, const Read &read)
     }
 }
 
-void tell(DiscoveryReader &reader)
+void lend(DiscoveryReader &reader)
 {
-    std::deque<News> told;
+    std::deque<Announcement> due;
     {
         const std::lock_guard<std::mutex> lock(g_script->discoveryMutex);
-        told.swap(g_script->discoveries[reader.name].news);
+        due.swap(g_script->discoveries[reader.name].announced);
     }
     reader.samples.clear();
-    for (const News &news : told) {
-        reader.samples.push_back(&reader.lentStreams.emplace_back(news).info);
+    for (const Announcement &announced : due) {
+        reader.samples.push_back(&reader.lentStreams.emplace_back(announced).info);
     }
 }
 
@@ -218,7 +219,7 @@ void read(QEL_FerrionStreamReader *reader, void ***samples, DDS_SampleInfo ***in
     }
     self->lent = true;
     if (self->stream == nullptr) {
-        tell(*static_cast<DiscoveryReader *>(self));
+        lend(*static_cast<DiscoveryReader *>(self));
         *samples = self->samples.data();
         *count = static_cast<std::int32_t>(self->samples.size());
         return;
@@ -327,13 +328,13 @@ void stopBy(QEL_FerrionAdapterPlugin *plugin, int64_t deadline)
         hook->second();
     }
     g_script->stoppedBy = deadline;
-    ++g_script->told;
+    ++g_script->notified;
 }
 
 const QEL_FerrionProperties *streamProperties(QEL_FerrionStreamReader *reader,
                                               const QEL_FerrionStreamInfo *lent)
 {
-    for (const Announcement &each : static_cast<DiscoveryReader *>(reader)->lentStreams) {
+    for (const LentStream &each : static_cast<DiscoveryReader *>(reader)->lentStreams) {
         if (&each.info == lent) {
             return each.properties.get();
         }
@@ -352,13 +353,13 @@ void Script::signal(const Stream &stream)
     stream.listener.onDataAvailable(nullptr, stream.listener.listenerData);
 }
 
-void Script::announce(const std::string &connection, const News &news, bool input)
+void Script::announce(const std::string &connection, const Announcement &announced, bool input)
 {
     QEL_FerrionStreamReaderListener listener{};
     {
         const std::lock_guard<std::mutex> lock(discoveryMutex);
         Discovery &discovery = discoveries[connection + (input ? " in" : " out")];
-        discovery.news.push_back(news);
+        discovery.announced.push_back(announced);
         listener = discovery.listener;
     }
     if (listener.onDataAvailable != nullptr) {
@@ -426,7 +427,7 @@ bool Script::start()
 
 bool Script::attachThread()
 {
-    t_attached = !refusesThreads;
+    t_attached = !rejectsThreads;
     attached_ += t_attached ? 1 : 0;
     return t_attached && PluginLoader::attachThread();
 }

@@ -46,8 +46,8 @@ struct Stream {
     int readCalls = 0;
 };
 
-/// What a discovery reader tells: a stream, or that it has gone.
-struct News {
+/// What a discovery reader announces: a stream, or that it has gone.
+struct Announcement {
     std::string stream;
     std::string typeName = {};
     const DDS_TypeCode *type = nullptr;
@@ -56,7 +56,7 @@ struct News {
     ferry::Properties properties = {};
 };
 
-/// The host that hands the plug-in out, and the script of all its adapters, which are told apart by
+/// The host that hands the plug-in out, and the script of all its adapters, which are known by
 /// their property `name`.
 class Script : public ferry::PluginLoader {
 public:
@@ -69,12 +69,12 @@ public:
     std::map<std::string, std::string> errors;
     /// Run at the start of a call, by the same name.
     std::map<std::string, std::function<void()>> hooks;
-    /// Lets the discovery reader of a connection's input (or output) streams tell something, and
-    /// signals. Any thread, also before the connection is made.
-    void announce(const std::string &connection, const News &news, bool input = true);
-    /// When the plug-ins were told to stop by, and how many were; 0 before.
+    /// Lets the discovery reader of a connection's input (or output) streams announce something,
+    /// and signals. Any thread, also before the connection is made.
+    void announce(const std::string &connection, const Announcement &announced, bool input = true);
+    /// When the plug-ins were asked to stop by, and how many were; 0 before.
     std::atomic<int64_t> stoppedBy{0};
-    std::atomic<int> told{0};
+    std::atomic<int> notified{0};
     /// The properties that "reader a" was last created with, as "k=v " each; "" before that. Of a
     /// stream that is not in the default partition the name is "a@p,q", here and in all that goes
     /// by names. Any thread.
@@ -86,7 +86,7 @@ public:
 
     /// Whether the host does not start, or attaches no thread.
     bool cannotStart = false;
-    bool refusesThreads = false;
+    bool rejectsThreads = false;
 
     /// Every call but read, write and return_loan, in order; complete once the relay has ended.
     std::vector<std::string> calls;
@@ -103,7 +103,7 @@ public:
 
     // For the plug-in's functions.
     struct Discovery {
-        std::deque<News> news;
+        std::deque<Announcement> announced;
         QEL_FerrionStreamReaderListener listener{};
     };
     /// By "connection in" or "connection out".
@@ -122,9 +122,9 @@ private:
 [[gnu::visibility("default")]] QEL_FerrionAdapterPlugin *
 createAdapter(const QEL_FerrionProperties *properties, QEL_FerrionEnvironment *environment);
 
-/// The library's other function. Runs the hook "stop_by" on the thread that tells.
+/// The library's other function. Runs the hook "stop_by" on the thread that notifies.
 [[gnu::visibility("default")]] void stopBy(QEL_FerrionAdapterPlugin *plugin, int64_t deadline);
-/// The same for its function that tells what streams run with.
+/// The same for its function that gives the properties of streams.
 [[gnu::visibility("default")]] const QEL_FerrionProperties *
 streamProperties(QEL_FerrionStreamReader *reader, const QEL_FerrionStreamInfo *lent);
 

@@ -38,12 +38,13 @@ protected:
         return home;
     }
 
-    /// The home that is chosen, or the refusal.
+    /// The home that is chosen, or why the named one is rejected.
     std::string find()
     {
         search = VmSearch();
         findVm(places, search);
-        return search.chosen == nullptr ? "none: " + search.refusal : search.chosen->home.string();
+        return search.chosen == nullptr ? "none: " + search.rejection
+                                        : search.chosen->home.string();
     }
 
     fs::path root;

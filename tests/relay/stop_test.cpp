@@ -18,7 +18,7 @@ void sleepFor(int time)
     std::this_thread::sleep_for(milliseconds(time));
 }
 
-/// A write that waits comes back because its plug-in is told of the stop, and when it has to.
+/// A write that waits comes back because its plug-in is notified of the stop, and when it has to.
 TEST_F(RelayTest, FinishesThePresentLoanAndReadsNoMore)
 {
     addRoute("r", "a/in", {"b/x"}).outputs[0].maxSamplesPerWrite = 1;
@@ -27,12 +27,12 @@ TEST_F(RelayTest, FinishesThePresentLoanAndReadsNoMore)
     const auto begin = std::chrono::nanoseconds(Clock::now().time_since_epoch()).count();
     script.hooks["write x"] = [&] {
         supervisor().requestStop();
-        for (int i = 0; i < 1000 && script.told < 2; ++i) {
+        for (int i = 0; i < 1000 && script.notified < 2; ++i) {
             sleepFor(10);
         }
     };
     EXPECT_EQ(supervisor().run(), exitErrors); // one sample was not there
-    EXPECT_EQ(script.told, 2);
+    EXPECT_EQ(script.notified, 2);
     EXPECT_GE(script.stoppedBy, begin + 19'000'000'000);
     EXPECT_LE(script.stoppedBy,
               std::chrono::nanoseconds(Clock::now().time_since_epoch()).count() + 19'000'000'000);
@@ -50,20 +50,20 @@ struct Hang {
 
 class StopDeathTest : public RelayTest, public testing::WithParamInterface<Hang> {
 protected:
-    /// Runs, and requests a stop when the call hangs and that has been told, or all is written; the
-    /// whole process ends with the run's code, the log, the summary and some of the plug-in's calls
-    /// on standard error.
+    /// Runs, and requests a stop when the call hangs and that has been reported, or all is written;
+    /// the whole process ends with the run's code, the log, the summary and some of the plug-in's
+    /// calls on standard error.
     [[noreturn]] void runAndStop()
     {
         dup2(STDERR_FILENO, STDOUT_FILENO);
-        options.drain = milliseconds(2000); // in which a thread is to be told
+        options.drain = milliseconds(2000); // in which a thread is to be notified
         options.stall = milliseconds(20);
         QELLog_setSink(
             [](void *self, const char *line, std::size_t length) {
                 dprintf(STDERR_FILENO, "%.*s\n", static_cast<int>(length), line);
                 auto *test = static_cast<StopDeathTest *>(self);
                 const bool stall = std::strstr(line, "has not come back") != nullptr;
-                test->told = test->told || (test->hanging && stall);
+                test->reported = test->reported || (test->hanging && stall);
             },
             this);
         for (const char *call : {"delete_writer x", "delete_reader in", "delete_connection b",
@@ -72,15 +72,16 @@ protected:
         }
         supervisor();
         std::thread([this] {
-            waitFor(
-                [this] { return told || (totals("r").written == 5 && totals("s").written == 1); });
+            waitFor([this] {
+                return reported || (totals("r").written == 5 && totals("s").written == 1);
+            });
             supervisor().requestStop();
         }).detach();
         _exit(supervisor().run());
     }
 
     std::atomic<bool> hanging{false};
-    std::atomic<bool> told{false};
+    std::atomic<bool> reported{false};
 };
 
 /// No other object loses its close by it, no other sample is lost.
@@ -180,9 +181,9 @@ TEST(SignalDeathTest, FirstStopsSecondEndsLateIsForced)
     EXPECT_EXIT(watchSignals({SIGTERM}, 200, false), testing::ExitedWithCode(exitHung), "");
 }
 
-/// A call is told soon after the limit, whenever it began; of several at least one is, as the
+/// A call is reported soon after the limit, whenever it began; of several at least one is, as the
 /// machine may be busy.
-TEST_F(RelayTest, TellsACallSoonAfterItsTime)
+TEST_F(RelayTest, ReportsACallSoonAfterItsTime)
 {
     addRoute("r", "a/in", {"b/x"});
     for (int i = 0; i < 7; ++i) {
@@ -190,26 +191,26 @@ TEST_F(RelayTest, TellsACallSoonAfterItsTime)
     }
     options.stall = milliseconds(300);
     configuration.sessions.push_back({"second", milliseconds(10), 0, {}});
-    std::atomic<int> told{0};
+    std::atomic<int> reported{0};
     script.streams["in"].source = [n = 0]() mutable { return Read{{++n}, ""}; };
     Clock::duration quickest = std::chrono::hours(1);
     script.hooks["write x"] = [&] {
-        if (told >= 10) {
+        if (reported >= 10) {
             return;
         }
         EXPECT_EQ(supervisor().relay().callsUnderWay().size(), 1U);
         const auto begin = Clock::now();
-        EXPECT_TRUE(waitFor([&] { return times("write of b/x has not") > told; }));
+        EXPECT_TRUE(waitFor([&] { return times("write of b/x has not") > reported; }));
         // The first begins together with the watch.
-        quickest = told == 0 ? quickest : std::min(quickest, Clock::now() - begin);
-        told = quickest < 1.5 * options.stall ? 10 : told + 1;
+        quickest = reported == 0 ? quickest : std::min(quickest, Clock::now() - begin);
+        reported = quickest < 1.5 * options.stall ? 10 : reported + 1;
     };
-    EXPECT_EQ(runUntil([&] { return told >= 10; }), exitOk);
+    EXPECT_EQ(runUntil([&] { return reported >= 10; }), exitOk);
     EXPECT_LT(quickest, 1.5 * options.stall);
     EXPECT_TRUE(logged("; behind it in session main wait q0, q1, q2, q3, q4 and 2 more")) << log;
 }
 
-TEST_F(RelayTest, AwaitsAFirstSampleIfToldTo)
+TEST_F(RelayTest, AwaitsAFirstSampleIfAskedTo)
 {
     addRoute("r", "a/in", {"b/x"});
     addRoute("idle", "a/in2", {"b/y"});
@@ -250,7 +251,7 @@ TEST_F(RelayTest, StartsNothingWithoutItsThreads)
     script.errors["create_reader in2"] = "not today";
     addRule("d");
     configuration.sessions.push_back({"nobody's", std::chrono::milliseconds(10), 0, {}});
-    script.refusesThreads = true;
+    script.rejectsThreads = true;
     EXPECT_EQ(supervisor().run(), exitNoStart);
     EXPECT_TRUE(logged("!start main session") && !logged("started OK")) << log;
     EXPECT_FALSE(logged("!start nobody's session")) << log;

@@ -1,7 +1,7 @@
 // Every route there is, and what became of those that are gone. The control thread adds and
 // removes; any thread may look.
-#ifndef FERRY_ENGINE_ROSTER_H
-#define FERRY_ENGINE_ROSTER_H
+#ifndef FERRY_ENGINE_ROUTE_REGISTRY_H
+#define FERRY_ENGINE_ROUTE_REGISTRY_H
 
 #include <memory>
 #include <mutex>
@@ -11,7 +11,7 @@
 
 namespace ferry {
 
-class Roster {
+class RouteRegistry {
 public:
     /// Takes a route over. One that comes back goes on from its earlier totals.
     Route &add(std::unique_ptr<Route> route);

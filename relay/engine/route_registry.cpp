@@ -1,4 +1,4 @@
-#include "engine/roster.h"
+#include "engine/route_registry.h"
 
 #include <algorithm>
 
@@ -11,7 +11,7 @@ constexpr std::size_t maxGone = 256;
 
 } // namespace
 
-Route &Roster::add(std::unique_ptr<Route> route)
+Route &RouteRegistry::add(std::unique_ptr<Route> route)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     const auto earlier = std::find_if(gone_.begin(), gone_.end(), [&](const RouteTotals &totals) {
@@ -25,7 +25,7 @@ Route &Roster::add(std::unique_ptr<Route> route)
     return *routes_.back();
 }
 
-void Roster::remove(const Route &route)
+void RouteRegistry::remove(const Route &route)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
     gone_.push_back(route.totals());
@@ -38,7 +38,7 @@ void Roster::remove(const Route &route)
 }
 
 /// The one that has been gone longest joins the others.
-void Roster::fold()
+void RouteRegistry::fold()
 {
     const RouteTotals &oldest = gone_.front();
     others_.gone = true;
@@ -58,7 +58,7 @@ void Roster::fold()
     gone_.erase(gone_.begin());
 }
 
-std::vector<RouteTotals> Roster::totals() const
+std::vector<RouteTotals> RouteRegistry::totals() const
 {
     std::vector<RouteTotals> all;
     const std::lock_guard<std::mutex> lock(mutex_);
