@@ -37,7 +37,8 @@ def may_include(room, header):
 
 def main():
     headers, wrong, seen = {}, [], 0
-    tree = [path for room in (*MAY_INCLUDE, "tests", "bench") for path in (ROOT / room).rglob("*.*")]
+    tree = [path for room in (*MAY_INCLUDE, "tests", "bench")
+            for path in (ROOT / room).rglob("*.*")]
     for path in tree:
         headers.setdefault(path.name, []).append(path)
     for path in tree:

@@ -133,7 +133,8 @@ class Bench:
             for each in self.run("sizes", "--rounds", 5 if self.quick else 20, "--batch",
                                  *batches)[0]:
                 rows[each["batch"]].append((each["ns_per_sample"], each["reference_ns"]))
-        print("\n| samples a read | bridge, ns a sample | loop | bridge / loop |\n|---|---|---|---|")
+        print("\n| samples a read | bridge, ns a sample | loop | bridge / loop |\n"
+              "|---|---|---|---|")
         drawn = []
         for batch, pairs in rows.items():
             times, reference = zip(*pairs)

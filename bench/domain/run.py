@@ -158,7 +158,8 @@ class Bench:
 
     def program(self, kind, role, domain, size, count, warmup, rate, keys):
         idl = ["--idl", str(HERE / "bench.idl")] if kind == "platform" else []
-        return [str(self.tree / f"bench/bench_{kind}"), *role.split(), *idl, "--domain", str(domain),
+        return [str(self.tree / f"bench/bench_{kind}"), *role.split(), *idl,
+                "--domain", str(domain),
                 "--out-domain", str(self.domain + 1), "--size", str(size), "--count", str(count),
                 "--warmup", str(warmup), "--rate", str(rate)] + (
                     ["--type", keys.type, "--instances", str(keys.instances),
@@ -282,7 +283,8 @@ def throughput(bench, size, rounds, quick):
             results.append(bench.run(variant, size, count, count // 4))
         again.append(bench.run(PAIR, size, count, count // 4))
         print(f"{size} bytes, round {number + 1}: " + ", ".join(
-            f"{variant.name} {results[-1]['rate'] / 1e3:,.0f} k" for variant, results in rows.items())
+            f"{variant.name} {results[-1]['rate'] / 1e3:,.0f} k"
+            for variant, results in rows.items())
             + f", {PAIR.name} again {again[-1]['rate'] / 1e3:,.0f} k", file=sys.stderr)
     agreement = statistics.median(b["rate"] / a["rate"] for a, b in zip(rows[PAIR], again))
     for first, second in zip(rows[PAIR], again):

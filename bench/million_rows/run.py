@@ -126,7 +126,8 @@ class Bench:
             rates.append(self.rows_ / seconds)
             half = memory[len(memory) // 2:] or [0]
             print(f"round {number + 1}: ferry {seconds:.2f} s ({rates[-1]:,.0f} rows/s), plain "
-                  f"{before:.2f} and {behind:.2f} s; CPU {used:.2f} and {before_cpu:.2f} s; resident "
+                  f"{before:.2f} and {behind:.2f} s; CPU {used:.2f} and {before_cpu:.2f} s; "
+                  "resident "
                   f"in the second half {min(half) / 1024:.0f} to {max(half) / 1024:.0f} MiB")
         print("resident memory of the first run, MiB:",
               " ".join(f"{kib / 1024:.0f}" for kib in first))

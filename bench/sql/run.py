@@ -5,8 +5,8 @@ and reads the table, and one four times as long, into a CSV file again, beside a
 usage: run.py FERRY [--rows N] [--quick] [--rounds N] [--json FILE [--extend]] [--pictures DIR]
 
 The two run in turn, on the same file, with inserts and with upserts; what counts is the ratio
-within a round. Both are whole processes, VM start included, and commit every 1024 rows. After every round
-the two tables are compared, and the two files value by value. With a PostgreSQL server on the
+within a round. Both are whole processes, VM start included, and commit every 1024 rows. After every
+round the two tables are compared, and the two files value by value. With a PostgreSQL server on the
 machine, ten million rows are put into a table that ferry has nothing more to read from: what counts
 is how many pages the look for more takes, as the server's EXPLAIN says.
 """
@@ -187,7 +187,8 @@ def main():
         polled = 10 * rows
         pages = poll_cost(ferry, work, polled)
         if pages is not None:
-            print(f"\nA look for more in a table of {polled} rows of PostgreSQL reads {pages} pages.")
+            print(f"\nA look for more in a table of {polled} rows of PostgreSQL reads {pages} "
+                  "pages.")
     report.save(arguments, objects)
     if arguments.pictures:
         report.picture(arguments.pictures / "sql.svg", "Rows into an SQLite table and out of it",

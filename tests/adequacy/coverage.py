@@ -81,7 +81,7 @@ def folder_of(path, room):
 
 def keys_of(lines):
     """Lines with branches that are not taken, as uncovered.txt has them, and where they are."""
-    texts = {file: open(f"{ROOT}/{file}").read().splitlines() for file in {l.file for l in lines}}
+    texts = {file: open(f"{ROOT}/{file}").read().splitlines() for file in {x.file for x in lines}}
     return {f"{file}: {texts[file][number - 1].strip()}": f"{file}:{number}"
             for file, number, _, missed in lines if missed}
 

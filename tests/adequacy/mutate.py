@@ -14,7 +14,6 @@ import os
 import re
 import resource
 import shutil
-import subprocess
 import sys
 import threading
 import time

@@ -20,7 +20,8 @@ class Pairs:
     def test_partner_to_file(self):
         names = [f"{kind}_{form}" for kind, form in self.cases]
         partners = [self.partner(self.make, role="pub", type=kind, representation=form, topic=name,
-                                 settle=self.settle, count=COUNT) for (kind, form), name in zip(self.cases, names)]
+                                 settle=self.settle, count=COUNT)
+                for (kind, form), name in zip(self.cases, names)]
         ferry = self.ferry(self.config([
             (kind, ("dds", name), [("files", name + ".jsonl")])
             for (kind, _), name in zip(self.cases, names)]))
@@ -40,7 +41,8 @@ class Pairs:
             name = f"{kind}_{form}"
             auto = form == ("xcdr2" if kind == "Open" else "xcdr1")  # what ferry should choose
             routes.append((kind, ("files", kind + ".jsonl"), [
-                ("dds", name, {"representation": "auto" if auto else form, "wait_for_readers": 1})]))
+                ("dds", name,
+                 {"representation": "auto" if auto else form, "wait_for_readers": 1})]))
             partners.append((kind, name, self.partner(
                 self.make, type=kind, representation=form, topic=name, count=COUNT)))
         ferry = self.ferry(self.config(routes), "--until-idle")
@@ -77,7 +79,8 @@ class Pairs:
         """Who comes late gets what was written before from a writer that keeps it, else nothing."""
         kept = {"durability": "transient_local"}
         early = [self.partner(self.make, role="pub", topic=f"in_{durability}", count=COUNT, wait=0,
-                              durability=durability) for durability in ["transient_local", "volatile"]]
+                              durability=durability)
+             for durability in ["transient_local", "volatile"]]
         for partner in early:
             self.until(lambda: "written" in self.text(partner), "sample written")
         self.write("source.jsonl", "Flat", range(COUNT))
@@ -155,7 +158,7 @@ class Cyclone(Pairs, Rig):
 
 class Fastdds(Pairs, Rig):
     make = "fastdds"
-    # It tells us of a writer up to a second after it sees our reader; until then we know of neither.
+    # It announces a writer up to a second after it sees our reader; until then we know neither.
     settle = 2000
     keyed = ["Keyed", "Wide"]
     cases = [(kind, "xcdr1") for kind in KINDS]

@@ -20,7 +20,7 @@ SKIP = 77
 # How many times longer things may take, below a tool that slows them down.
 PATIENCE = int(os.environ.get("FERRY_TEST_PATIENCE", "1"))
 
-# ferry stays on the loopback interface unless it is configured otherwise; a partner has to come there.
+# ferry stays on the loopback interface unless it is configured otherwise; a partner comes there.
 CYCLONE_XML = pathlib.Path(__file__).parents[2] / "examples/watch/loopback.xml"
 FASTDDS_XML = pathlib.Path(__file__).with_name("fastdds_loopback.xml")
 

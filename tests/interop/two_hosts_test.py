@@ -36,9 +36,11 @@ class Hosts:
         self.holders = [rig.start(["unshare", "--net", "sleep", "110"]) for _ in range(2)]
         a, b = (str(holder.pid) for holder in self.holders)
         for pid in (a, b):
-            rig.until(lambda: os.readlink(f"/proc/{pid}/ns/net") != os.readlink("/proc/self/ns/net"),
+            rig.until(lambda: os.readlink(f"/proc/{pid}/ns/net")
+                      != os.readlink("/proc/self/ns/net"),
                       "namespace")
-        self.ip("link", "add", "eth0", "netns", a, "type", "veth", "peer", "name", "eth0", "netns", b)
+        self.ip("link", "add", "eth0", "netns", a, "type", "veth", "peer",
+                "name", "eth0", "netns", b)
         for host in range(2):
             self.ip("address", "add", f"10.9.8.{host + 1}/24", "dev", "eth0", host=host)
             self.ip("link", "set", "lo", "up", host=host)

@@ -135,7 +135,7 @@ MODES = {
     "checkjni": Mode("clang", jni_findings, ("plantedMisuse",), 2, {
         "JAVA_TOOL_OPTIONS": "-Xcheck:jni -XX:+UnlockDiagnosticVMOptions -XX:-DisplayVMOutput "
                              "-XX:+LogVMOutput -XX:LogFile={reports}/report.%p"},
-        # One calls a method of an object that has none, which the VM would tell; checked, it aborts.
+        # One calls a method of an object that has none, which the VM reports; checked, it aborts.
         # The soak's threads warn into each other's lines.
         without=r"bridge\.Bridge/Cases\.ComeOutAsWritten/alien.*|Soak\..*"),
     "jdk": Mode("gcc", None, ("version",), environment={

@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Runs ferry as a user would. Usage: ferry_test.py FERRY EXAMPLES TEST_CLASSES [unittest arguments]"""
+"""Runs ferry as a user would. Usage: ferry_test.py FERRY EXAMPLES CLASSES [unittest arguments]"""
 
 import fcntl
 import json
@@ -43,7 +43,8 @@ class $name implements Adapter {
                 + (Adapter.class.getClassLoader() == own ? ", own API" : "")
                 + (own.getResource("org/apache/commons/csv/CSVFormat.class") == null
                         ? "" : ", a library of another adapter")
-                + (own.getResource("com/qel/ferrion/adapter/Adapter.class") == null ? ", no API" : ""));
+                + (own.getResource("com/qel/ferrion/adapter/Adapter.class") == null
+                        ? ", no API" : ""));
         if (properties.containsKey("fail")) throw new IllegalStateException("as told");
     }
     public Connection createConnection(String first, String second, StreamReaderListener output,
@@ -266,10 +267,12 @@ class FerryTest(Ferry):
         text = self.ferry("check", path, code=1).stdout
         self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:15: route good: create writer of "
                                r"out/good.jsonl: .*good.jsonl")
-        self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:13: log file \S+nowhere/ferry.log: No such file")
+        self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:13: log file "
+                               r"\S+nowhere/ferry.log: No such file")
         self.assertEqual(sorted(self.directory.rglob("*")), before)
         self.assertIn("nowhere/ferry.log: No such file", self.ferry("run", path, code=3).stderr)
-        path.write_text(path.read_text().replace("nowhere/ferry", "out/good").replace("good.j", "x.j"))
+        path.write_text(path.read_text().replace("nowhere/ferry", "out/good")
+                        .replace("good.j", "x.j"))
         (self.directory / "out" / "good.log").write_text("old\n")
         self.ferry("check", path, code=0)
         self.assertEqual((self.directory / "out" / "good.log").read_text(), "old\n")
@@ -277,14 +280,16 @@ class FerryTest(Ferry):
     def test_check_holds_properties_against_what_adapters_declare(self):
         text = self.ferry("check", self.relay(), "--settings", code=0).stdout
         self.assertIn("  connection\n    directory: a path; required\n        where the files are\n"
-                      "    poll: a duration from 1ms to 1h, such as 100ms, 1.5s or 5m; default 200ms\n", text)
+                      "    poll: a duration from 1ms to 1h, such as 100ms, 1.5s or 5m; "
+                      "default 200ms\n", text)
         self.assertIn("TroubleAdapter\n  declares no settings\n", text)
         alone = self.ferry("check", "--settings=com.qel.ferrion.adapters.file.FileAdapter", code=0)
         self.assertIn(alone.stdout, text)
         self.ferry("check", code=2)
         (self.directory / "a.csv").write_text("n\n1\n")
         path = self.directory / "discovery.yaml"
-        path.write_text((DATA / "discovery.yaml").read_text().replace("poll: 20ms", "poll_ms: 20, poll: 0s").replace(
+        path.write_text((DATA / "discovery.yaml").read_text().replace(
+            "poll: 20ms", "poll_ms: 20, poll: 0s").replace(
             ".jsonl\"", ".jsonl\", properties: {format: \"${type}\", mode: \"1\\n2\"}"))
         text = self.ferry("check", path, code=2).stderr
         self.assertEqual(text.replace(str(path), "FILE"),
@@ -292,8 +297,8 @@ class FerryTest(Ferry):
             "(known: directory, poll, type_idl, type_name)\n"
             "FILE:3:64: connections.in: property \"poll\" must be a duration from 1ms to 1h, such "
             "as 100ms, 1.5s or 5m, not \"0s\"\n"
-            "FILE:9:92: discovery.ticks.outputs[0]: property \"mode\" must be one of create, append, "
-            "overwrite, not \"1\\n2\"\n")
+            "FILE:9:92: discovery.ticks.outputs[0]: property \"mode\" must be one of create, "
+            "append, overwrite, not \"1\\n2\"\n")
         # A run goes on with what is good, and tells all the same.
         self.assertIn(f"[settings] {path}:3:64: connections.in: property \"poll\" must",
                       self.ferry("run", path, "--until-idle=0.1", code=3).stderr)
@@ -303,12 +308,15 @@ class FerryTest(Ferry):
         path.write_text(path.read_text() + "log: {file: ferry.log, level: warning}\n")
         self.assertEqual(self.ferry("run", path, "--until-idle=0.2", code=1).stderr, "")
         log = (self.directory / "ferry.log").read_text()
-        self.assertRegex(log, r"(?m)^\d{4}-\d\d-\d\dT[\d:.]+Z ERROR FERRYJNISession_new:!exception$")
+        self.assertRegex(log, r"(?m)^\d{4}-\d\d-\d\dT[\d:.]+Z ERROR "
+                              r"FERRYJNISession_new:!exception$")
         self.assertRegex(log, r"Z ERROR .*adapter 'bad' error: create session other of connection "
                               r"bad: trouble in createSession: \\x1b\[2Jjdbc:x://\*\*\*@host/db\?"
                               r"password=\*\*\*&x=1; next line \(java.io.IOException at "
-                              r"com.qel.ferrion.test.relay.TroubleAdapter.at\(TroubleAdapter.java:\d+")
-        self.assertRegex(log, r"(?m)^java.lang.IllegalStateException: trouble in createSession\n\tat ")
+                              r"com.qel.ferrion.test.relay.TroubleAdapter.at"
+                              r"\(TroubleAdapter.java:\d+")
+        self.assertRegex(log, r"(?m)^java.lang.IllegalStateException: trouble in "
+                              r"createSession\n\tat ")
         # The same again, in another way, and by the adapter's own hand; in Java's words once.
         process = self.start(self.relay(at="read", count=10 ** 9, bad=10 ** 9))
         log = "".join(process.stderr.readline() for _ in range(20))
@@ -335,9 +343,11 @@ class FerryTest(Ferry):
         seen = 0
         for page in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
             text = page.read_text(encoding="utf-8")
-            indented = [textwrap.dedent(block) for block in re.findall(r"(?:^    .*\n|^\n)+", text, re.M)]
+            indented = [textwrap.dedent(block)
+                        for block in re.findall(r"(?:^    .*\n|^\n)+", text, re.M)]
             blocks = re.findall(r"(?ms)^```yaml\n(.*?)^```", text) + [
-                block for block in indented if re.match(r"\s*(adapters|connections|routes):\n", block)]
+                block for block in indented
+                if re.match(r"\s*(adapters|connections|routes):\n", block)]
             for block in blocks:
                 with self.subTest(page=page.name, block=block):
                     for there, instead in here.items():
@@ -350,7 +360,8 @@ class FerryTest(Ferry):
                         block += "\nconnections: {c: {adapter: dds}}\n"
                     path = self.directory / "block.yaml"
                     path.write_text(block)
-                    self.ferry(*(["check", path] if whole else ["list", "streams", path, "--wait=0"]),
+                    self.ferry(*(["check", path] if whole
+                                 else ["list", "streams", path, "--wait=0"]),
                                code=0, environment={"LD_LIBRARY_PATH": str(libraries / "lib")})
                     seen += 1
         self.assertGreater(seen, 3)
@@ -382,7 +393,8 @@ class FerryTest(Ferry):
             self.assertEqual(text.count("java.lang.IllegalStateException: own words\n\tat "), 1)
             self.assertEqual(text.count("CIRCULAR"), 1)
             self.assertRegex(text, r"(?s)\nan object\n.*\nbehind it\n")
-            self.assertEqual(text.count("Z ERROR trouble: at its: limit (java.io.IOException at "), 2)
+            self.assertEqual(
+                text.count("Z ERROR trouble: at its: limit (java.io.IOException at "), 2)
             self.assertEqual(text.count("java.io.IOException: limit\n\tat "), 1)
             self.assertIn("no\\u202eend\n", text)
 
@@ -401,7 +413,8 @@ class FerryTest(Ferry):
         self.assertEqual(process.wait(timeout=LIMIT), 0)
 
     def test_results_that_cannot_be_written_are_no_success(self):
-        for arguments in [["--version"], ["help"], ["doctor"], ["check", "--settings", self.relay()],
+        for arguments in [["--version"], ["help"], ["doctor"],
+                          ["check", "--settings", self.relay()],
                           ["list", "streams", "--domain=77", "--wait=0"],
                           ["run", self.relay(count=0, bad=0), "--until-idle=0.2", "-q"]]:
             with self.subTest(arguments=arguments), open("/dev/full", "w") as full:
@@ -452,7 +465,8 @@ class FerryTest(Ferry):
               one: {one}
               two: {{class: Probe, class_path: [v2.jar]}}
               files: {{class: com.qel.ferrion.adapters.file.FileAdapter}}
-            connections: {{c1: {{adapter: one}}, c3: {{adapter: files, properties: {{directory: .}}}},
+            connections: {{c1: {{adapter: one}},
+                          c3: {{adapter: files, properties: {{directory: .}}}},
                            c2: {{adapter: two}}}}""")
         return path
 
