@@ -14,8 +14,8 @@ endif()
 
 # ferry_junit_tests(NAME JARS <jar>... LIBRARY_PATH <dir> [OPTIONS_<class> <VM option>...])
 #
-# Compiles src/*.java of the calling folder against JARS, and adds a test NAME.<class> for every class
-# whose name ends in Test. OPTIONS_<class> are VM options for that class alone.
+# Compiles src/*.java of the calling folder against JARS, and adds a test NAME.<class> for every
+# class whose name ends in Test. OPTIONS_<class> are VM options for that class alone.
 function(ferry_junit_tests name)
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/src/*.java")
     set(tests ${sources})
