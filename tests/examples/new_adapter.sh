@@ -35,7 +35,7 @@ refused() {
     before=$(find . -type f -exec md5sum {} + | sort)
     ferry new adapter "$@" || code=$?
     after=$(find . -type f -exec md5sum {} + | sort)
-    [ "$code" -eq 2 ] && [ "$before" = "$after" ] || { echo "not refused: $*" >&2; exit 1; }
+    [[ $code -eq 2 && $before = "$after" ]] || { echo "not rejected: $*" >&2; exit 1; }
 }
 refused
 refused gauge

@@ -127,7 +127,7 @@ public class HarnessTest {
     @Test
     public void whatWouldEndTheProcessIsTakenOut() throws Exception {
         for (String[] one : new String[][] {{"lend", "1", "a java.lang.String, not"},
-            {"inform", "0", "1 informations about 0 samples"}}) {
+            {"inform", "0", "1 infos about 0 samples"}}) {
             try (TestHost host = new TestHost(Echo.class)) {
                 TestHost.Reader reader = host.connect("c", "fault", one[0]).reader("s", TYPE);
                 assertEquals(one[1], "" + reader.read().size());

@@ -348,7 +348,7 @@ public final class TestHost implements AutoCloseable {
             listener.signals.drainPermits();
             run(() -> reader.read(samples, infos));
             if (!infos.isEmpty() && infos.size() != samples.size()) {
-                failures.add(new AssertionError(infos.size() + " informations about "
+                failures.add(new AssertionError(infos.size() + " infos about "
                         + samples.size() + " samples"));
             }
             List<Sample> copies = Sample.copies(samples, infos);
@@ -394,7 +394,7 @@ public final class TestHost implements AutoCloseable {
             this.most = most;
         }
 
-        /** Writes samples with ordinary informations. @return how many the adapter counted */
+        /** Writes samples with ordinary infos. @return how many the adapter counted */
         public int write(DynamicData... given) {
             return write(Arrays.stream(given).map(data -> new Sample(data, new SampleInfo()))
                     .toList());
