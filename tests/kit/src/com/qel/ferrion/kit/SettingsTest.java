@@ -122,6 +122,7 @@ public class SettingsTest {
         assertEquals(Map.of(), settings.get(COLUMNS));
         assertFalse(settings.has(BATCH));
         assertEquals("90s", POLL.defaultText());
+        assertEquals(Map.of("a", "1"), COLUMNS.required().read(Map.of("columns.a", "1")));
         Settings none = AdapterSettings.none().of(Role.READER).parse("reader", null);
         assertThrows(IllegalArgumentException.class, () -> none.get(BATCH));
     }
