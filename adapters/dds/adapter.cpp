@@ -236,7 +236,7 @@ QEL_FerrionAdapterPlugin *FerryAdapter_dds_create(const QEL_FerrionProperties *p
 {
     using namespace ferrydds;
     return guarded<QEL_FerrionAdapterPlugin *>(environment, nullptr, [&] {
-        const Settings none(nowhere, "adapter", properties);
+        const Settings none(settingTable, FERRY_SETTING_OF_ADAPTER, "adapter", properties);
         auto adapter = std::make_unique<Adapter>();
         fill(*adapter);
         return adapter.release();

@@ -4,6 +4,7 @@
 
 #include "ferryjni/export.h"
 #include "ferryjni/plugin.h"
+#include "ferryjni/settings.h"
 
 FERRYJNI_BEGIN
 
@@ -13,6 +14,8 @@ FERRYJNI_BEGIN
 FERRYJNI_API QEL_FerrionAdapterPlugin *
 FerryAdapter_dds_create(const QEL_FerrionProperties *properties,
                         QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
+
+FERRYJNI_API const FERRY_SettingTable *FerryAdapter_dds_create_settings(void) FERRYJNI_NOEXCEPT;
 
 FERRYJNI_API void FerryAdapter_dds_create_stop_by(QEL_FerrionAdapterPlugin *plugin,
                                                   int64_t deadline) FERRYJNI_NOEXCEPT;

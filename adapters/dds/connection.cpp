@@ -41,10 +41,11 @@ Participant join(const Settings &settings)
 Connection::Connection(Stop &stop, const QEL_FerrionStreamReaderListener *subscriptionListener,
                        const QEL_FerrionStreamReaderListener *publicationListener,
                        const QEL_FerrionProperties *properties)
-    : stop_(stop), settings_(onConnection, "connection", properties), text_(describe(settings_)),
-      participant_(join(settings_)), outputs_(Direction::output, subscriptionListener),
+    : stop_(stop), settings_(settingTable, FERRY_SETTING_OF_CONNECTION, "connection", properties),
+      text_(describe(settings_)), participant_(join(settings_)),
+      outputs_(Direction::output, subscriptionListener),
       inputs_(Direction::input, publicationListener),
-      watch_(participant_, std::chrono::nanoseconds(settings_.nanoseconds(Setting::typeTimeout)),
+      watch_(participant_, std::chrono::nanoseconds(settings_.number(Setting::typeTimeout)),
              [this] {
                  outputs_.signal();
                  inputs_.signal();

@@ -11,7 +11,7 @@ namespace {
 void warnOfMissingType(const StreamNews &news)
 {
     warn("FerryAdapter_dds_discovery",
-         "topic '" + news.key.first + "' is announced without a type: " + news.typeProblem);
+         "topic \"" + news.key.first + "\" is announced without a type: " + news.typeProblem);
 }
 
 } // namespace
@@ -112,7 +112,7 @@ const QEL_FerrionProperties *DiscoveryReader::propertiesOf(const QEL_FerrionStre
 
 void DiscoveryReader::update(const QEL_FerrionProperties *properties)
 {
-    const Settings none(nowhere, "discovery reader", properties);
+    const Settings none(settingTable, 0, "discovery reader", properties);
 }
 
 } // namespace ferrydds

@@ -8,10 +8,11 @@ namespace {
 /// Samples of each instance that are kept for late readers because a peer keeps as many.
 constexpr long mostDurable = 1000;
 
-std::string ownerOf(Place place, const QEL_FerrionStreamInfo &stream)
+std::string ownerOf(std::uint32_t role, const QEL_FerrionStreamInfo &stream)
 {
     const std::string name = stream.streamName == nullptr ? "" : stream.streamName;
-    return (place == onReader ? "reader of stream '" : "writer of stream '") + name + "'";
+    return (role == FERRY_SETTING_OF_READER ? "reader of stream \"" : "writer of stream \"") +
+           name + "\"";
 }
 
 const DDS_TypeCode *typeOf(const std::string &owner, const QEL_FerrionStreamInfo &stream)
@@ -50,23 +51,23 @@ std::vector<std::string> partitionsOf(const Settings &settings, const Connection
 
 } // namespace
 
-Endpoint::Endpoint(Place place, Connection &connection, const Session &session,
+Endpoint::Endpoint(std::uint32_t role, Connection &connection, const Session &session,
                    const QEL_FerrionStreamInfo &stream, const QEL_FerrionProperties *properties)
-    : settings(place, ownerOf(place, stream), properties, &session.settings()),
+    : settings(settingTable, role, ownerOf(role, stream), properties, &session.settings()),
       type_(typeOf(settings.owner(), stream)),
       keyed_(DDS_TypeCode_is_keyed(DDS_TypeCode_resolve(type_)) != 0),
       topic_(settings.text(Setting::topic)), typeName_(settings.text(Setting::typeName)),
       partitions_(partitionsOf(settings, connection, stream,
-                               Announced(properties).isElsewhere(place == onReader)))
+                               Announced(properties).isElsewhere(role == FERRY_SETTING_OF_READER)))
 {
     if (topic_.empty()) {
         topic_ = stream.streamName == nullptr ? "" : stream.streamName;
     }
     if (topic_.empty()) {
-        throw Failure(settings.owner() + ": it has no name, and property 'topic' says none");
+        throw Failure(settings.owner() + ": it has no name, and property \"topic\" says none");
     }
     const Announced announced(properties);
-    settle(place, connection, announced);
+    settle(role, connection, announced);
     checkRules(announced);
 }
 
@@ -75,7 +76,7 @@ Endpoint::Endpoint(Place place, Connection &connection, const Session &session,
 void Endpoint::checkRules(const Announced &announced) const
 {
     if (settings.given(Setting::depth) && !settings.is(Setting::history, "keep_last")) {
-        throw Failure(owner() + ": property 'depth' needs 'history' to be keep_last");
+        throw Failure(owner() + ": property \"depth\" needs \"history\" to be keep_last");
     }
     if (announced.any()) {
         return;
@@ -83,28 +84,28 @@ void Endpoint::checkRules(const Announced &announced) const
     if (settings.given(Setting::ownershipStrength) &&
         !settings.is(Setting::ownership, "exclusive")) {
         throw Failure(owner() +
-                      ": property 'ownership_strength' needs 'ownership' to be exclusive");
+                      ": property \"ownership_strength\" needs \"ownership\" to be exclusive");
     }
     if (settings.given(Setting::durableDepth) &&
         !(transientLocal() && settings.is(Setting::history, "keep_all"))) {
-        throw Failure(owner() + ": property 'durable_depth' needs 'durability' to be "
-                                "transient_local and 'history' to be keep_all");
+        throw Failure(owner() + ": property \"durable_depth\" needs \"durability\" to be "
+                                "transient_local and \"history\" to be keep_all");
     }
 }
 
 /// Puts in place what is automatic: settings that say so, and, where the stream was announced,
 /// those that say nothing.
-void Endpoint::settle(Place place, Connection &connection, const Announced &announced)
+void Endpoint::settle(std::uint32_t role, Connection &connection, const Announced &announced)
 {
-    const bool reader = place == onReader;
-    const auto open = [&](Setting setting) {
-        return settings.automatic(setting) || (announced.any() && !settings.given(setting));
+    const bool reader = role == FERRY_SETTING_OF_READER;
+    const auto open = [&](Setting::Index setting) {
+        return settings.is(setting, "auto") || (announced.any() && !settings.given(setting));
     };
-    const auto settle = [&](Setting setting) {
+    const auto settle = [&](Setting::Index setting) {
         if (open(setting)) {
-            const char *const name = Settings::name(setting);
-            settings.settle(setting, reader ? valueForReader(connection, announced, name)
-                                            : announced.find(name));
+            const char *const name = nameOf(setting);
+            settings.put(setting, reader ? valueForReader(connection, announced, name)
+                                         : announced.find(name));
         }
     };
     settle(Setting::reliability);
@@ -118,10 +119,10 @@ void Endpoint::settle(Place place, Connection &connection, const Announced &anno
         }
         if (transientLocal() && settings.is(Setting::history, "keep_all") &&
             !settings.given(Setting::durableDepth)) {
-            settings.settle(Setting::durableDepth, bounded(announced.find("durable_depth")));
+            settings.put(Setting::durableDepth, bounded(announced.find("durable_depth")));
         }
     }
-    const auto partitions = announced.find(Settings::name(Setting::partitions));
+    const auto partitions = announced.find(nameOf(Setting::partitions));
     exactPartitions_ =
         !settings.given(Setting::partitions) && partitions && *partitions == joined(partitions_);
 }
@@ -163,17 +164,21 @@ Endpoint::valueForReader(Connection &connection, const Announced &announced, con
 
 DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
 {
-    const auto number = [&](Setting s) { return static_cast<std::int32_t>(settings.number(s)); };
-    const auto flag = [&](Setting s, const char *word) { return settings.is(s, word) ? 1 : 0; };
+    const auto number = [&](Setting::Index s) {
+        return static_cast<std::int32_t>(settings.number(s));
+    };
+    const auto flag = [&](Setting::Index s, const char *word) {
+        return settings.is(s, word) ? 1 : 0;
+    };
     DDS_EndpointQos qos{};
     qos.reliable = reliable() ? 1 : 0;
     qos.durability = transientLocal() ? DDS_TRANSIENT_LOCAL_DURABILITY : DDS_VOLATILE_DURABILITY;
     qos.historyDepth = settings.is(Setting::history, "keep_last") ? number(Setting::depth) : 0;
     qos.durableDepth = qos.historyDepth == 0 ? number(Setting::durableDepth) : 0;
     qos.maxSamples = number(Setting::maxSamples);
-    qos.deadline = settings.nanoseconds(Setting::deadline);
-    qos.lifespan = settings.nanoseconds(Setting::lifespan);
-    qos.timeBasedFilter = settings.nanoseconds(Setting::timeBasedFilter);
+    qos.deadline = settings.number(Setting::deadline);
+    qos.lifespan = settings.number(Setting::lifespan);
+    qos.timeBasedFilter = settings.number(Setting::timeBasedFilter);
     qos.exclusiveOwnership = flag(Setting::ownership, "exclusive");
     qos.ownershipStrength = number(Setting::ownershipStrength);
     qos.autodispose = flag(Setting::autodispose, "true");
@@ -189,7 +194,7 @@ DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
                       : settings.is(Setting::ignoreLocal, "participant")
                           ? DDS_IGNORE_LOCAL_PARTICIPANT
                           : DDS_IGNORE_LOCAL_PROCESS;
-    qos.writeTimeout = settings.nanoseconds(Setting::writeTimeout);
+    qos.writeTimeout = settings.number(Setting::writeTimeout);
     return qos;
 }
 

@@ -19,12 +19,12 @@ public:
     /**
      * Settles everything but the engine's object.
      *
-     * @param place      onReader or onWriter.
+     * @param role       FERRY_SETTING_OF_READER or FERRY_SETTING_OF_WRITER.
      * @param stream     read during the call only, except for the type code, which lives on.
      * @param properties may be null.
      * @throws Failure when the stream has no type that is carried, or a property is wrong
      */
-    Endpoint(Place place, Connection &connection, const Session &session,
+    Endpoint(std::uint32_t role, Connection &connection, const Session &session,
              const QEL_FerrionStreamInfo &stream, const QEL_FerrionProperties *properties);
 
     const DDS_TypeCode *type() const
@@ -66,7 +66,7 @@ public:
     Settings settings;
 
 private:
-    void settle(Place place, Connection &connection, const Announced &announced);
+    void settle(std::uint32_t role, Connection &connection, const Announced &announced);
     std::optional<std::string> valueForReader(Connection &connection, const Announced &announced,
                                               const char *name) const;
     std::optional<std::string> bounded(std::optional<std::string> depth) const;

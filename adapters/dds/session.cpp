@@ -3,7 +3,7 @@
 namespace ferrydds {
 
 Session::Session(const QEL_FerrionProperties *properties)
-    : settings_(onSession, "session", properties)
+    : settings_(settingTable, FERRY_SETTING_OF_SESSION, "session", properties)
 {
 }
 

@@ -14,7 +14,7 @@ StreamReader::StreamReader(Connection &connection, const Session &session,
                            const QEL_FerrionProperties *properties,
                            const QEL_FerrionStreamReaderListener *listener)
     : participant_(connection.participant()),
-      endpoint_(onReader, connection, session, stream, properties),
+      endpoint_(FERRY_SETTING_OF_READER, connection, session, stream, properties),
       listener_(listener == nullptr ? QEL_FerrionStreamReaderListener{} : *listener)
 {
     const Strings partitions(endpoint_.partitions());

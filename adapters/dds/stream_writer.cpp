@@ -34,7 +34,7 @@ StreamWriter::StreamWriter(Connection &connection, const Session &session,
                            const QEL_FerrionStreamInfo &stream,
                            const QEL_FerrionProperties *properties)
     : participant_(connection.participant()), stop_(connection.stop()),
-      endpoint_(onWriter, connection, session, stream, properties),
+      endpoint_(FERRY_SETTING_OF_WRITER, connection, session, stream, properties),
       timestamps_(endpoint_.settings.is(Setting::timestamps, "source")),
       wanted_(static_cast<std::uint32_t>(endpoint_.settings.number(Setting::waitForReaders)))
 {
@@ -107,7 +107,7 @@ StreamWriter::Outcome StreamWriter::writeAll(const Slice &slice)
 }
 
 /// What ended a wait for so long as a setting says.
-std::string StreamWriter::until(Setting setting) const
+std::string StreamWriter::until(Setting::Index setting) const
 {
     return stop_.begun() ? "the host's stop" : endpoint_.settings.text(setting);
 }
@@ -124,7 +124,7 @@ StreamWriter::Readers StreamWriter::awaitReaders() const
 {
     // The engine tells that a reader has gone some moments later than it lets go of it.
     constexpr std::chrono::milliseconds moment{5};
-    const std::chrono::nanoseconds patience(endpoint_.settings.nanoseconds(Setting::waitTimeout));
+    const std::chrono::nanoseconds patience(endpoint_.settings.number(Setting::waitTimeout));
     const auto end = std::chrono::steady_clock::now() + patience;
     for (auto rest = patience;
          DDS_DataWriter_wait_for_readers(writer_.get(), wanted_, rest.count()) != 0;) {
@@ -163,7 +163,7 @@ StreamWriter::Readers StreamWriter::readers() const
 bool StreamWriter::reached(const Readers &before, const Outcome &outcome,
                            QEL_FerrionEnvironment *environment)
 {
-    const std::int64_t patience = endpoint_.settings.nanoseconds(Setting::writeTimeout);
+    const std::int64_t patience = endpoint_.settings.number(Setting::writeTimeout);
     const bool waits = endpoint_.reliable() && patience > 0 && !outcome.gaveUp;
     const bool all =
         !waits || DDS_DataWriter_wait_for_acknowledgments(writer_.get(), patience) != 0;
@@ -239,7 +239,7 @@ void StreamWriter::update(const QEL_FerrionProperties *properties)
 void StreamWriter::finish(QEL_FerrionEnvironment *environment)
 {
     tellUnheard(0);
-    const std::int64_t linger = endpoint_.settings.nanoseconds(Setting::linger);
+    const std::int64_t linger = endpoint_.settings.number(Setting::linger);
     if (DDS_DataWriter_wait_for_acknowledgments(writer_.get(), linger) == 0) {
         report(environment, endpoint_.owner() + ": " +
                                 std::to_string(DDS_DataWriter_get_unacknowledged(writer_.get())) +

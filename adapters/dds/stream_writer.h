@@ -61,7 +61,7 @@ private:
     bool reached(const Readers &before, const Outcome &outcome,
                  QEL_FerrionEnvironment *environment);
     std::string mismatches() const;
-    std::string until(Setting setting) const;
+    std::string until(Setting::Index setting) const;
     void tellUnheard(std::int32_t unheard);
 
     const Participant participant_;

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "config/diagnostics.h"
+#include "config/keys.h"
 #include "qddsc/type_code.h"
 
 namespace ferry {
@@ -74,9 +75,6 @@ struct ConnectionSettings {
     Place place{};
 };
 
-/// With as many bytes of samples a batch is full, however few they are.
-constexpr std::uint64_t defaultBatchBytes = 8U << 20;
-
 struct SessionSettings {
     std::string name;
     std::chrono::milliseconds period{100};
@@ -84,7 +82,7 @@ struct SessionSettings {
     std::int32_t batch = 0;
     Properties properties;
     /// Bytes per write of outputs that do not say otherwise.
-    std::uint64_t batchBytes = defaultBatchBytes;
+    std::uint64_t batchBytes = keys::defaultBatchBytes;
     Place place{};
 };
 
@@ -97,7 +95,7 @@ struct StreamSettings {
     /// Outputs only: the most samples of one write call.
     std::int32_t maxSamplesPerWrite = 0;
     /// Outputs only: the bytes of samples with which a write call is full.
-    std::uint64_t batchBytes = defaultBatchBytes;
+    std::uint64_t batchBytes = keys::defaultBatchBytes;
     Place place{};
 };
 
@@ -143,8 +141,8 @@ struct DiscoverySettings {
 
 /// Properties with their places in the file, for what only the adapter itself can tell of them.
 struct PropertySource {
-    /// ADAPTER, CONNECTION, READER or WRITER.
-    std::string role;
+    /// A FERRY_SETTING_OF_... bit.
+    std::uint32_t role = 0;
     /// Of an adapter itself, else of the connection.
     std::size_t owner = 0;
     /// As in messages: "connections.db".
@@ -182,7 +180,7 @@ struct Configuration {
 };
 
 /// What stands before and after the name of an installation's plug-in in its file name.
-constexpr const char *pluginPrefix = "libferryadapter_";
+constexpr const char pluginPrefix[] = "libferryadapter_";
 constexpr const char *pluginSuffix = ".so";
 
 /// The entry point of an installation's plug-in.

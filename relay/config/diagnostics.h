@@ -43,10 +43,6 @@ private:
     std::vector<Entry> entries_;
 };
 
-/// `; did you mean "x"?` with the candidate that takes the fewest edits, or nothing when none is
-/// near.
-std::string suggestion(const std::string &word, const std::vector<std::string> &candidates);
-
 } // namespace ferry
 
 #endif

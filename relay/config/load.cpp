@@ -140,9 +140,6 @@ std::optional<Configuration> loadConfiguration(const std::string &file, Diagnost
     if (needs == Needs::connections && configuration.connections.empty() && diagnostics.empty()) {
         diagnostics.add({}, "the configuration file must specify at least one connection");
     }
-    if (!diagnostics.empty()) {
-        return std::nullopt;
-    }
     return configuration;
 }
 

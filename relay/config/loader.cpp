@@ -2,19 +2,23 @@
 
 #include <algorithm>
 #include <cctype>
+#include <set>
 
-#include "config/text.h"
-#include "ferryjni/properties.h"
+#include <fmt/format.h>
+
+#include "config/keys.h"
+#include "settings/suggestion.h"
+#include "settings/value.h"
 
 namespace ferry {
 namespace fs = std::filesystem;
 namespace {
 
-/// The bridge's own default, which the relay has to know to cut its writes as the bridge would.
-constexpr std::int32_t defaultSamplesPerWrite = 1024;
-constexpr long maxSamplesPerWrite = 1'000'000;
-/// No sample is larger.
-constexpr long maxBatchBytes = 2'147'483'647;
+std::chrono::milliseconds toMilliseconds(std::int64_t nanoseconds)
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::nanoseconds(nanoseconds));
+}
 
 } // namespace
 
@@ -32,9 +36,7 @@ fs::path Loader::absolute(const std::string &path) const
 
 Configuration Loader::load(const YAML::Node &root)
 {
-    const Section top(
-        diagnostics_, root, "",
-        {"types", "java", "log", "adapters", "connections", "sessions", "routes", "discovery"});
+    const Section top(diagnostics_, root, "", keys::ofFile);
     readTypes(top.find("types"));
     readLog(top.find("log"));
     readJava(top.find("java"));
@@ -53,41 +55,45 @@ Configuration Loader::load(const YAML::Node &root)
         readDiscovery(entry);
     }
     collectTypes();
+    collectSessionSources();
     return configuration_;
 }
 
 void Loader::readAdapter(const NamedNode &entry)
 {
     const std::string path = "adapters." + entry.name;
-    const Section section(diagnostics_, entry.value, path,
-                          {"class", "class_path", "library", "plugin", "entry", "properties"});
+    const Section section(diagnostics_, entry.value, path, keys::ofAdapter);
     AdapterSettings adapter;
     adapter.name = entry.name;
     adapter.place = entry.place;
-    const bool native = section.find("library").IsDefined();
-    const bool plugin = section.find("plugin").IsDefined();
-    if (native + plugin + section.find("class").IsDefined() > 1) {
-        diagnostics_.add(entry.place,
-                         path + " must have only one of \"class\", \"library\" and \"plugin\"");
-    } else if (native) {
+    const int kinds = section.has("class") + section.has("library") + section.has("plugin");
+    if (kinds != 1) {
+        diagnostics_.add(
+            entry.place,
+            fmt::format("{} must have one of \"class\", \"plugin\" and \"library\"", path));
+    } else if (section.has("library")) {
         adapter.library = absolute(section.text("library").value_or(""));
-        adapter.entry = section.requiredJavaText("entry").value_or("");
-    } else if (plugin) {
+        adapter.entry = section.javaText("entry").value_or("");
+    } else if (section.has("plugin")) {
         readPlugin(section, adapter);
-    } else if (const auto name = section.requiredJavaText("class")) {
+    } else if (const auto name = section.javaText("class")) {
         adapter.javaClass = *name;
         std::replace(adapter.javaClass.begin(), adapter.javaClass.end(), '.', '/');
     }
-    if (adapter.javaClass.empty() && section.find("class_path").IsDefined()) {
-        diagnostics_.add(placeOf(section.find("class_path")),
-                         path + ".class_path goes with \"class\" only");
+    const auto only = [&](const char *key, const char *with) {
+        if (kinds == 1 && section.has(key) && !section.has(with)) {
+            diagnostics_.add(section.keyPlace(key),
+                             fmt::format("{} goes with \"{}\" only", section.pathOf(key), with));
+        }
+    };
+    only("class_path", "class");
+    only("entry", "library");
+    if (kinds == 1 && section.has("library") && !section.has("entry")) {
+        diagnostics_.add(section.place(), fmt::format("missing key \"entry\" in {}", path));
     }
     readClassPath(section, adapter.classPath);
-    if (!native && section.find("entry").IsDefined()) {
-        diagnostics_.add(placeOf(section.find("entry")),
-                         path + ".entry goes with \"library\" only");
-    }
-    adapter.properties = readProperties(section, "ADAPTER", configuration_.adapters.size());
+    adapter.properties =
+        readProperties(section, FERRY_SETTING_OF_ADAPTER, configuration_.adapters.size());
     configuration_.adapters.push_back(std::move(adapter));
 }
 
@@ -99,10 +105,10 @@ void Loader::readPlugin(const Section &section, AdapterSettings &adapter)
         return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '_';
     };
     if (!std::all_of(name.begin(), name.end(), isPlain)) {
-        diagnostics_.add(placeOf(section.find("plugin")),
-                         section.pathOf("plugin") +
-                             " must be a plain word of letters, digits and '_', not \"" + name +
-                             "\"");
+        diagnostics_.add(
+            placeOf(section.find("plugin")),
+            fmt::format("{} must be a plain word of letters, digits and '_', not \"{}\"",
+                        section.pathOf("plugin"), name));
     }
     adapter.library = pluginPrefix + name + pluginSuffix;
     adapter.entry = pluginEntry(name);
@@ -111,11 +117,12 @@ void Loader::readPlugin(const Section &section, AdapterSettings &adapter)
 void Loader::readConnection(const NamedNode &entry)
 {
     const std::string path = "connections." + entry.name;
-    const Section section(diagnostics_, entry.value, path, {"adapter", "names", "properties"});
+    const Section section(diagnostics_, entry.value, path, keys::ofConnection);
     ConnectionSettings connection;
     connection.name = entry.name;
     connection.place = entry.place;
-    if (const auto adapter = section.requiredJavaText("adapter")) {
+    connection.adapter = configuration_.adapters.size();
+    if (const auto adapter = section.javaText("adapter")) {
         connection.adapter = reference(configuration_.adapters, *adapter, "adapter",
                                        path + ".adapter", placeOf(section.find("adapter")));
     }
@@ -124,10 +131,10 @@ void Loader::readConnection(const NamedNode &entry)
         connection.names.push_back(name);
     }
     if (connection.names.size() > 2) {
-        diagnostics_.add(placeOf(names), path + ".names takes at most two names");
+        diagnostics_.add(placeOf(names), fmt::format("{}.names takes at most two names", path));
     }
     connection.properties =
-        readProperties(section, "CONNECTION", configuration_.connections.size());
+        readProperties(section, FERRY_SETTING_OF_CONNECTION, configuration_.connections.size());
     configuration_.connections.push_back(std::move(connection));
 }
 
@@ -145,90 +152,49 @@ void Loader::readSessions(const YAML::Node &node)
 void Loader::readSessionSettings(const NamedNode &entry)
 {
     const std::string path = "sessions." + entry.name;
-    const Section section(diagnostics_, entry.value, path,
-                          {"period", "batch", "batch_bytes", "properties"});
+    const Section section(diagnostics_, entry.value, path, keys::ofSession);
     SessionSettings session;
     session.name = entry.name;
     session.place = entry.place;
-    if (const auto text = section.text("period")) {
-        if (const auto period = parseDuration(*text)) {
-            session.period = *period;
-        } else {
-            diagnostics_.add(placeOf(section.find("period")),
-                             path +
-                                 ".period must be a duration from 1ms to 24h, such as 100ms, 2s, "
-                                 "5m or 1h, not \"" +
-                                 *text + "\"");
-        }
-    }
-    session.batch = static_cast<std::int32_t>(readWhole(section, "batch", maxSamplesPerWrite, 0));
-    session.batchBytes = static_cast<std::uint64_t>(
-        readWhole(section, "batch_bytes", maxBatchBytes, static_cast<long>(defaultBatchBytes)));
-    std::map<std::string, Place> places;
-    session.properties = section.properties(configuration_.directory, places);
+    session.period = toMilliseconds(*section.number("period"));
+    session.batch = static_cast<std::int32_t>(section.number("batch").value_or(0));
+    session.batchBytes = static_cast<std::uint64_t>(*section.number("batch_bytes"));
+    PropertySource source = readSource(section, FERRY_SETTING_OF_SESSION, 0);
+    session.properties = source.properties;
+    sessionSources_.push_back(std::move(source));
     configuration_.sessions.push_back(std::move(session));
-}
-
-/// A number of at least 1; `otherwise` where there is none, or a wrong one.
-long Loader::readWhole(const Section &section, const char *key, long high, long otherwise)
-{
-    const auto text = section.text(key);
-    if (!text) {
-        return otherwise;
-    }
-    const auto number = parseWhole(*text, 1, high);
-    if (!number) {
-        diagnostics_.add(placeOf(section.find(key)),
-                         section.pathOf(key) + " must be a whole number from 1 to " +
-                             std::to_string(high) + ", not \"" + *text + "\"");
-    }
-    return number.value_or(otherwise);
 }
 
 void Loader::readRoute(const NamedNode &entry)
 {
     const std::string path = "routes." + entry.name;
-    const Section section(diagnostics_, entry.value, path,
-                          {"session", "type", "input", "outputs", "on_error"});
+    const Section section(diagnostics_, entry.value, path, keys::ofRoute);
     RouteSettings route;
     route.name = entry.name;
     readSession(section, route);
     readRouteType(section, route);
-    const YAML::Node input = section.require("input");
-    if (input.IsDefined()) {
-        readStream(input, section.pathOf("input"), "READER", route.input);
+    if (section.has("input")) {
+        readStream(section.find("input"), section.pathOf("input"), keys::ofInput, route.input);
     }
     readOutputs(section, route);
-    readOnError(section, route);
+    route.onError = static_cast<OnError>(*section.choice("on_error"));
     configuration_.routes.push_back(std::move(route));
 }
 
 void Loader::readOutputs(const Section &section, RouteSettings &route)
 {
-    const YAML::Node outputs = section.require("outputs");
+    const YAML::Node outputs = section.find("outputs");
     if (outputs.IsDefined() && (!outputs.IsSequence() || outputs.size() == 0)) {
-        diagnostics_.add(placeOf(outputs),
-                         section.pathOf("outputs") + " must be a list of at least one output");
+        diagnostics_.add(placeOf(outputs), fmt::format("{} must be a list of at least one output",
+                                                       section.pathOf("outputs")));
     } else if (outputs.IsDefined()) {
         for (std::size_t i = 0; i < outputs.size(); ++i) {
-            const std::string where = section.pathOf("outputs[") + std::to_string(i) + "]";
+            const std::string where = fmt::format("{}[{}]", section.pathOf("outputs"), i);
             StreamSettings output;
             output.batchBytes = configuration_.sessions[route.session].batchBytes;
-            readStream(outputs[i], where, "WRITER", output);
+            readStream(outputs[i], where, keys::ofOutput, output);
             readBatch(outputs[i], route, where, output);
             route.outputs.push_back(std::move(output));
-        }
-    }
-}
-
-void Loader::readOnError(const Section &section, RouteSettings &route)
-{
-    if (const auto word = section.text("on_error")) {
-        route.onError = *word == "stop" ? OnError::stop : OnError::carryOn;
-        if (*word != "stop" && *word != "continue") {
-            diagnostics_.add(placeOf(section.find("on_error")),
-                             section.pathOf("on_error") + " must be continue or stop, not \"" +
-                                 *word + "\"" + suggestion(*word, {"continue", "stop"}));
         }
     }
 }
@@ -239,15 +205,19 @@ void Loader::readSession(const Section &section, RouteSettings &route)
     if (const auto name = section.text("session")) {
         route.session = reference(configuration_.sessions, *name, "session",
                                   section.pathOf("session"), placeOf(node));
+        // Whose limits are read meanwhile does not matter.
+        route.session = route.session < configuration_.sessions.size() ? route.session : 0;
     } else if (!node.IsDefined() && configuration_.sessions.size() > 1) {
-        diagnostics_.add(section.place(), "missing key \"session\" in " + section.path() +
-                                              ": there is more than one session");
+        diagnostics_.add(
+            section.place(),
+            fmt::format("missing key \"session\" in {}: there is more than one session",
+                        section.path()));
     }
 }
 
 void Loader::readRouteType(const Section &section, RouteSettings &route)
 {
-    const auto name = section.requiredJavaText("type");
+    const auto name = section.javaText("type");
     if (!name || typesBroken_) {
         return;
     }
@@ -259,14 +229,15 @@ void Loader::readRouteType(const Section &section, RouteSettings &route)
         for (std::uint32_t i = 0; i < DDS_TypeLibrary_get_count(types_.get()); ++i) {
             names.emplace_back(DDS_TypeCode_get_name(DDS_TypeLibrary_get_at(types_.get(), i)));
         }
-        diagnostics_.add(place, section.pathOf("type") + ": there is no type \"" + *name + "\"" +
-                                    suggestion(*name, names));
+        diagnostics_.add(place, fmt::format("{}: there is no type \"{}\"{}", section.pathOf("type"),
+                                            *name, suggestion(*name, names)));
     } else if (DDS_TypeCode_get_kind(DDS_TypeCode_resolve(route.type)) != DDS_TK_STRUCT) {
-        diagnostics_.add(place, section.pathOf("type") + ": \"" + *name + "\" is not a struct");
+        diagnostics_.add(place,
+                         fmt::format("{}: \"{}\" is not a struct", section.pathOf("type"), *name));
     }
 }
 
-Properties Loader::readProperties(const Section &section, const char *role, std::size_t owner)
+PropertySource Loader::readSource(const Section &section, std::uint32_t role, std::size_t owner)
 {
     PropertySource source;
     source.role = role;
@@ -274,31 +245,60 @@ Properties Loader::readProperties(const Section &section, const char *role, std:
     source.path = section.path();
     source.place = section.keyPlace("properties");
     source.properties = section.properties(configuration_.directory, source.places);
-    configuration_.sources.push_back(source);
-    return source.properties;
+    return source;
 }
 
-void Loader::readStream(const YAML::Node &node, const std::string &path, const char *role,
+Properties Loader::readProperties(const Section &section, std::uint32_t role, std::size_t owner)
+{
+    configuration_.sources.push_back(readSource(section, role, owner));
+    return configuration_.sources.back().properties;
+}
+
+/// A session's properties go to every connection that its routes use.
+void Loader::collectSessionSources()
+{
+    std::set<std::pair<std::size_t, std::size_t>> seen;
+    const auto add = [&](std::size_t session, std::size_t connection) {
+        if (session < sessionSources_.size() && seen.emplace(session, connection).second) {
+            configuration_.sources.push_back(sessionSources_[session]);
+            configuration_.sources.back().owner = connection;
+        }
+    };
+    const auto addRoute = [&](const RouteSettings &route) {
+        add(route.session, route.input.connection);
+        for (const StreamSettings &output : route.outputs) {
+            add(route.session, output.connection);
+        }
+    };
+    std::for_each(configuration_.routes.begin(), configuration_.routes.end(), addRoute);
+    for (const DiscoverySettings &rule : configuration_.discovery) {
+        addRoute(rule.route);
+    }
+}
+
+void Loader::readStream(const YAML::Node &node, const std::string &path, std::uint32_t keys,
                         StreamSettings &stream)
 {
-    std::vector<std::string> keys = {"connection", "stream", "properties"};
-    const bool output = std::string(role) == "WRITER";
-    if (output) {
-        keys.emplace_back("batch_bytes");
-    }
+    const bool output = keys == keys::ofOutput;
     const Section section(diagnostics_, node, path, keys);
-    if (const auto name = section.requiredJavaText("connection")) {
-        stream.connection =
-            reference(configuration_.connections, *name, "connection", section.pathOf("connection"),
-                      placeOf(section.find("connection")));
-    }
-    stream.stream = section.requiredJavaText("stream").value_or("");
+    stream.connection = readConnectionOf(section);
+    stream.stream = section.javaText("stream").value_or("");
     stream.place = section.place();
-    stream.properties = readProperties(section, role, stream.connection);
+    stream.properties = readProperties(
+        section, output ? FERRY_SETTING_OF_WRITER : FERRY_SETTING_OF_READER, stream.connection);
     if (output) {
-        stream.batchBytes = static_cast<std::uint64_t>(
-            readWhole(section, "batch_bytes", maxBatchBytes, static_cast<long>(stream.batchBytes)));
+        const auto inherited = static_cast<std::int64_t>(stream.batchBytes);
+        stream.batchBytes =
+            static_cast<std::uint64_t>(section.number("batch_bytes").value_or(inherited));
     }
+}
+
+std::size_t Loader::readConnectionOf(const Section &section)
+{
+    const auto name = section.javaText("connection");
+    return name ? reference(configuration_.connections, *name, "connection",
+                            section.pathOf("connection"), placeOf(section.find("connection")))
+                : configuration_.connections.size();
 }
 
 /// The most samples of one write: the output's own property, else the session's batch (which is
@@ -307,26 +307,24 @@ void Loader::readStream(const YAML::Node &node, const std::string &path, const c
 void Loader::readBatch(const YAML::Node &node, const RouteSettings &route, const std::string &path,
                        StreamSettings &output)
 {
-    output.maxSamplesPerWrite = defaultSamplesPerWrite;
+    output.maxSamplesPerWrite = keys::defaultSamplesPerWrite;
     for (const auto &[name, value] : output.properties) {
-        if (name == FERRYJNI_PROPERTY_MAX_SAMPLES_PER_WRITE) {
-            const auto number = parseWhole(value, 1, maxSamplesPerWrite);
-            if (!number) {
-                std::string text = path;
-                text.append(": property ").append(name);
-                text.append(" must be a whole number from 1 to 1000000, not \"");
-                text.append(value).append("\"");
-                diagnostics_.add(placeOf(node), text);
+        if (name == keys::samplesPerWrite.name) {
+            const std::string wrong = complaint(fmt::format("{}: property \"{}\"", path, name),
+                                                keys::samplesPerWrite, value);
+            if (!wrong.empty()) {
+                diagnostics_.add(placeOf(node), wrong);
+                return;
             }
-            output.maxSamplesPerWrite = static_cast<std::int32_t>(number.value_or(1));
+            output.maxSamplesPerWrite =
+                static_cast<std::int32_t>(*parseNumber(FERRY_SETTING_WHOLE, value));
             return;
         }
     }
     const std::int32_t batch = configuration_.sessions[route.session].batch;
     if (batch > 0) {
         output.maxSamplesPerWrite = batch;
-        output.properties.emplace_back(FERRYJNI_PROPERTY_MAX_SAMPLES_PER_WRITE,
-                                       std::to_string(batch));
+        output.properties.emplace_back(keys::samplesPerWrite.name, std::to_string(batch));
     }
 }
 

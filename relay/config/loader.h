@@ -6,7 +6,10 @@
 #include <string>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "config/section.h"
+#include "settings/suggestion.h"
 
 namespace ferry {
 
@@ -37,16 +40,13 @@ private:
     void readConnection(const NamedNode &entry);
     void readSessions(const YAML::Node &node);
     void readSessionSettings(const NamedNode &entry);
-    long readWhole(const Section &section, const char *key, long high, long otherwise);
     void readRoute(const NamedNode &entry);
     void readSession(const Section &section, RouteSettings &route);
     void readRouteType(const Section &section, RouteSettings &route);
     void readOutputs(const Section &section, RouteSettings &route);
-    void readOnError(const Section &section, RouteSettings &route);
     void readDiscovery(const NamedNode &entry);
     void readDirection(const Section &section, DiscoverySettings &rule);
     void readPartitions(const Section &section, DiscoverySettings &rule);
-    void readGrace(const Section &section, DiscoverySettings &rule);
     bool isToldPartitions(const StreamSettings &end) const;
     void readOtherEnd(const NamedNode &entry, const Section &section, DiscoverySettings &rule);
     StreamPatterns readPatterns(const Section &section, const std::string &key);
@@ -54,9 +54,13 @@ private:
                                        bool mayBeEmpty);
     void collectTypes();
     /// `owner` as in PropertySource.
-    Properties readProperties(const Section &section, const char *role, std::size_t owner);
-    void readStream(const YAML::Node &node, const std::string &path, const char *role,
+    PropertySource readSource(const Section &section, std::uint32_t role, std::size_t owner);
+    Properties readProperties(const Section &section, std::uint32_t role, std::size_t owner);
+    void collectSessionSources();
+    /// `keys` is that of an input or an output.
+    void readStream(const YAML::Node &node, const std::string &path, std::uint32_t keys,
                     StreamSettings &stream);
+    std::size_t readConnectionOf(const Section &section);
     void readBatch(const YAML::Node &node, const RouteSettings &route, const std::string &path,
                    StreamSettings &output);
 
@@ -68,6 +72,8 @@ private:
     Diagnostics &diagnostics_;
     const std::string &text_;
     Configuration configuration_;
+    /// Of the sessions that the file declares, by their index.
+    std::vector<PropertySource> sessionSources_;
     std::unique_ptr<DDS_TypeLibrary, LibraryDeleter> types_;
     /// Types that could not be read: names are not looked up, or one mistake would be told many
     /// times.
@@ -85,9 +91,9 @@ std::size_t Loader::reference(const std::vector<T> &known, const std::string &na
         }
         names.push_back(item.name);
     }
-    diagnostics_.add(place, path + ": there is no " + kind + " \"" + name + "\"" +
-                                suggestion(name, names));
-    return 0;
+    diagnostics_.add(place, fmt::format("{}: there is no {} \"{}\"{}", path, kind, name,
+                                        suggestion(name, names)));
+    return names.size();
 }
 
 } // namespace ferry

@@ -1,48 +1,46 @@
 // The section that says which routes are made at run time.
 #include <algorithm>
 
+#include <fmt/format.h>
+
+#include "config/keys.h"
 #include "config/loader.h"
-#include "config/text.h"
 
 namespace ferry {
 
 void Loader::readDiscovery(const NamedNode &entry)
 {
-    const Section section(diagnostics_, entry.value, "discovery." + entry.name,
-                          {"connection", "direction", "allow", "deny", "session", "properties",
-                           "outputs", "input", "on_error", "partitions", "grace"});
+    const Section section(diagnostics_, entry.value, "discovery." + entry.name, keys::ofDiscovery);
     DiscoverySettings rule;
     rule.name = entry.name;
-    if (const auto name = section.requiredJavaText("connection")) {
-        rule.connection =
-            reference(configuration_.connections, *name, "connection", section.pathOf("connection"),
-                      placeOf(section.find("connection")));
-    }
+    rule.connection = readConnectionOf(section);
     readDirection(section, rule);
     rule.allow = readPatterns(section, "allow");
     rule.deny = readPatterns(section, "deny");
     readSession(section, rule.route);
     readOtherEnd(entry, section, rule);
     readPartitions(section, rule);
-    readGrace(section, rule);
-    readOnError(section, rule.route);
+    if (const auto grace = section.number("grace")) {
+        rule.grace =
+            std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::nanoseconds(*grace));
+    }
+    rule.route.onError = static_cast<OnError>(*section.choice("on_error"));
     configuration_.discovery.push_back(std::move(rule));
 }
 
 void Loader::readDirection(const Section &section, DiscoverySettings &rule)
 {
-    const std::string word = section.text("direction").value_or("input");
-    rule.inputs = word != "output";
-    if (word != "input" && word != "output") {
-        diagnostics_.add(placeOf(section.find("direction")),
-                         section.pathOf("direction") + " must be input or output, not \"" + word +
-                             "\"" + suggestion(word, {"input", "output"}));
-    }
+    rule.inputs = *section.choice("direction") == 0;
     const char *const wrong = rule.inputs ? "input" : "outputs";
-    if (section.find(wrong).IsDefined()) {
+    if (section.has(wrong)) {
         diagnostics_.add(section.keyPlace(wrong),
-                         section.pathOf(wrong) + " goes with \"direction: " +
-                             (rule.inputs ? "output" : "input") + "\" only");
+                         fmt::format("{} goes with \"direction: {}\" only", section.pathOf(wrong),
+                                     rule.inputs ? "output" : "input"));
+    }
+    const char *const needed = rule.inputs ? "outputs" : "input";
+    if (!section.has(needed)) {
+        diagnostics_.add(section.place(),
+                         fmt::format("missing key \"{}\" in {}", needed, section.path()));
     }
 }
 
@@ -54,13 +52,7 @@ void Loader::readPartitions(const Section &section, DiscoverySettings &rule)
                           ? std::all_of(outputs.begin(), outputs.end(),
                                         [&](const auto &end) { return isToldPartitions(end); })
                           : isToldPartitions(rule.route.input);
-    const std::string word = section.text("partitions").value_or(told ? "apart" : "merged");
-    rule.merged = word == "merged";
-    if (word != "apart" && word != "merged") {
-        diagnostics_.add(placeOf(section.find("partitions")),
-                         section.pathOf("partitions") + " must be apart or merged, not \"" + word +
-                             "\"" + suggestion(word, {"apart", "merged"}));
-    }
+    rule.merged = section.choice("partitions").value_or(told ? 0 : 1) == 1;
 }
 
 /// A Java adapter gets no partitions with a stream, so to it two of one name are the same, unless
@@ -81,21 +73,6 @@ bool Loader::isToldPartitions(const StreamSettings &end) const
                        [&](const auto &property) { return says(property.second); });
 }
 
-void Loader::readGrace(const Section &section, DiscoverySettings &rule)
-{
-    const auto text = section.text("grace");
-    if (!text) {
-        return;
-    }
-    rule.grace = *text == "0s" ? std::chrono::milliseconds(0) : parseDuration(*text);
-    if (!rule.grace) {
-        diagnostics_.add(placeOf(section.find("grace")),
-                         section.pathOf("grace") +
-                             " must be 0s or a duration from 1ms to 24h, such as 2s, not \"" +
-                             *text + "\"");
-    }
-}
-
 /// The rule's own properties are those of the announced end, whose stream is not known yet.
 void Loader::readOtherEnd(const NamedNode &entry, const Section &section, DiscoverySettings &rule)
 {
@@ -103,7 +80,8 @@ void Loader::readOtherEnd(const NamedNode &entry, const Section &section, Discov
     announced.connection = rule.connection;
     announced.place = entry.place;
     announced.properties =
-        readProperties(section, rule.inputs ? "READER" : "WRITER", announced.connection);
+        readProperties(section, rule.inputs ? FERRY_SETTING_OF_READER : FERRY_SETTING_OF_WRITER,
+                       announced.connection);
     if (rule.inputs) {
         rule.route.input = announced;
         readOutputs(section, rule.route);
@@ -112,16 +90,14 @@ void Loader::readOtherEnd(const NamedNode &entry, const Section &section, Discov
     announced.batchBytes = configuration_.sessions[rule.route.session].batchBytes;
     readBatch(entry.value, rule.route, section.path(), announced);
     rule.route.outputs.push_back(announced);
-    const YAML::Node input = section.require("input");
-    if (input.IsDefined()) {
-        readStream(input, section.pathOf("input"), "READER", rule.route.input);
+    if (section.has("input")) {
+        readStream(section.find("input"), section.pathOf("input"), keys::ofInput, rule.route.input);
     }
 }
 
 StreamPatterns Loader::readPatterns(const Section &section, const std::string &key)
 {
-    const Section lists(diagnostics_, section.find(key), section.pathOf(key),
-                        {"stream", "type", "partition"});
+    const Section lists(diagnostics_, section.find(key), section.pathOf(key), keys::ofPatterns);
     StreamPatterns patterns;
     patterns.stream = readGlobs(lists.find("stream"), lists.pathOf("stream"), false);
     patterns.type = readGlobs(lists.find("type"), lists.pathOf("type"), false);
@@ -139,14 +115,15 @@ std::vector<std::string> Loader::readGlobs(const YAML::Node &node, const std::st
         return globs;
     }
     if (!node.IsSequence() || node.size() == 0) {
-        diagnostics_.add(placeOf(node), path + " must be a list of at least one pattern");
+        diagnostics_.add(placeOf(node),
+                         fmt::format("{} must be a list of at least one pattern", path));
         return globs;
     }
     for (std::size_t i = 0; i < node.size(); ++i) {
         if (mayBeEmpty && node[i].IsScalar() && node[i].Scalar().empty()) {
             globs.emplace_back();
         } else if (const auto text =
-                       readText(diagnostics_, node[i], path + "[" + std::to_string(i) + "]")) {
+                       readText(diagnostics_, node[i], fmt::format("{}[{}]", path, i))) {
             globs.push_back(*text);
         }
     }

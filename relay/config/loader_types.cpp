@@ -1,8 +1,10 @@
 // The sections that say what exists before any adapter: types, log, java.
 #include <algorithm>
 
+#include <fmt/format.h>
+
+#include "config/keys.h"
 #include "config/loader.h"
-#include "config/text.h"
 #include "qddsc/type_code.h"
 
 namespace ferry {
@@ -20,16 +22,17 @@ void Loader::readTypes(const YAML::Node &node)
         return;
     }
     for (std::size_t i = 0; i < node.size(); ++i) {
-        readType(node[i], "types[" + std::to_string(i) + "]");
+        readType(node[i], fmt::format("types[{}]", i));
     }
 }
 
 void Loader::readType(const YAML::Node &node, const std::string &path)
 {
-    const Section section(diagnostics_, node, path, {"file", "idl"});
-    const bool hasFile = section.find("file").IsDefined();
-    if (hasFile == section.find("idl").IsDefined()) {
-        diagnostics_.add(section.place(), path + " must have either \"file\" or \"idl\"");
+    const Section section(diagnostics_, node, path, keys::ofType);
+    const bool hasFile = section.has("file");
+    if (hasFile == section.has("idl")) {
+        diagnostics_.add(section.place(),
+                         fmt::format("{} must have either \"file\" or \"idl\"", path));
         typesBroken_ = true;
         return;
     }
@@ -78,18 +81,8 @@ void Loader::addInlineType(const YAML::Node &node, const std::string &text)
 
 void Loader::readLog(const YAML::Node &node)
 {
-    const Section section(diagnostics_, node, "log", {"level", "file"});
-    static const std::vector<std::string> levels = {"error", "warning", "status", "debug"};
-    if (const auto level = section.text("level")) {
-        const auto found = std::find(levels.begin(), levels.end(), *level);
-        if (found == levels.end()) {
-            diagnostics_.add(placeOf(section.find("level")),
-                             "log.level must be error, warning, status or debug, not \"" + *level +
-                                 "\"" + suggestion(*level, levels));
-        } else {
-            configuration_.log.level = static_cast<LogLevel>(found - levels.begin());
-        }
-    }
+    const Section section(diagnostics_, node, "log", keys::ofLog);
+    configuration_.log.level = static_cast<LogLevel>(*section.choice("level"));
     if (const auto file = section.text("file")) {
         configuration_.log.file = absolute(*file);
         configuration_.log.place = placeOf(section.find("file"));
@@ -98,7 +91,7 @@ void Loader::readLog(const YAML::Node &node)
 
 void Loader::readJava(const YAML::Node &node)
 {
-    const Section section(diagnostics_, node, "java", {"home", "class_path", "options"});
+    const Section section(diagnostics_, node, "java", keys::ofJava);
     if (const auto home = section.text("home")) {
         configuration_.java.home = absolute(*home);
     }
@@ -115,14 +108,13 @@ void Loader::readClassPath(const Section &section, std::vector<std::string> &cla
         const fs::path path = absolute(entry);
         std::error_code error;
         if (entry.find(':') != std::string::npos) {
-            diagnostics_.add(place, std::string(key)
-                                        .append(" takes one file or directory per entry; \"")
-                                        .append(entry)
-                                        .append("\" holds a ':'"));
+            diagnostics_.add(
+                place, fmt::format("{} takes one file or directory per entry; \"{}\" holds a ':'",
+                                   key, entry));
             continue;
         }
         if (!fs::exists(path, error)) {
-            diagnostics_.add(place, key + ": there is no " + path.string());
+            diagnostics_.add(place, fmt::format("{}: there is no {}", key, path.string()));
             continue;
         }
         classPath.push_back(path.string());
@@ -146,9 +138,11 @@ void Loader::readJavaOptions(const YAML::Node &node, const std::string &path)
             return text.rfind(word, 0) == 0;
         };
         if (option[0] != '-') {
-            diagnostics_.add(place, "\"" + option +
-                                        "\" is no option of the Java VM: options start "
-                                        "with '-', one per entry");
+            diagnostics_.add(
+                place,
+                fmt::format(
+                    "\"{}\" is no option of the Java VM: options start with '-', one per entry",
+                    option));
         } else if (starts("-Djava.class.path") || option == "-cp" || option == "-classpath" ||
                    starts("--class-path")) {
             diagnostics_.add(place,

@@ -2,7 +2,13 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
+#include "config/keys.h"
 #include "config/text.h"
+#include "settings/check.h"
+#include "settings/suggestion.h"
+#include "settings/value.h"
 
 namespace ferry {
 namespace {
@@ -43,13 +49,13 @@ public:
     void read(const YAML::Node &node, const std::string &path, const std::string &prefix, int depth)
     {
         if (depth > maxPropertyDepth) {
-            giveUp(node, path + " is nested too deeply");
+            giveUp(node, fmt::format("{} is nested too deeply", path));
             return;
         }
         for (const NamedNode &entry : readEntries(diagnostics_, node, path)) {
             if (++seen_ > maxProperties) {
-                giveUp(node, path + ": there are more than " + std::to_string(maxProperties) +
-                                 " properties");
+                giveUp(node,
+                       fmt::format("{}: there are more than {} properties", path, maxProperties));
             }
             if (gaveUp_) {
                 return;
@@ -60,8 +66,9 @@ public:
                 read(entry.value, where, name + ".", depth + 1);
             } else if (entry.value.IsSequence()) {
                 diagnostics_.add(placeOf(entry.value),
-                                 where + " is a list, which a property cannot be: write one text, "
-                                         "in the form that the adapter documents");
+                                 fmt::format("{} is a list, which a property cannot be: write one "
+                                             "text, in the form that the adapter documents",
+                                             where));
             } else {
                 add(entry, where, name);
             }
@@ -83,16 +90,19 @@ private:
         std::string value = entry.value.IsNull() ? "" : entry.value.Scalar();
         const std::string missing = expand(value, directory_.string());
         if (!missing.empty()) {
-            diagnostics_.add(placeOf(entry.value), "the value of " + where + " needs " + missing +
-                                                       ", which the environment does not have");
+            diagnostics_.add(
+                placeOf(entry.value),
+                fmt::format("the value of {} needs {}, which the environment does not have", where,
+                            missing));
         }
         const std::string refusal = refusalForJava(value);
         if (!refusal.empty()) {
-            diagnostics_.add(placeOf(entry.value), "the value of " + where + " " + refusal);
+            diagnostics_.add(placeOf(entry.value),
+                             fmt::format("the value of {} {}", where, refusal));
             return;
         }
         if (!places_.emplace(name, entry.place).second) {
-            diagnostics_.add(entry.place, "property \"" + name + "\" is given twice");
+            diagnostics_.add(entry.place, fmt::format("property \"{}\" is given twice", name));
             return;
         }
         result_.emplace_back(name, value);
@@ -127,14 +137,14 @@ std::vector<NamedNode> readEntries(Diagnostics &diagnostics, const YAML::Node &n
         return entries;
     }
     if (!node.IsMap()) {
-        diagnostics.add(placeOf(node), (path.empty() ? std::string("the file") : path) +
-                                           " must be a mapping, not " + kindOf(node));
+        diagnostics.add(placeOf(node), fmt::format("{} must be a mapping, not {}",
+                                                   path.empty() ? "the file" : path, kindOf(node)));
         return entries;
     }
     for (const auto &pair : node) {
         const Place place = placeOf(pair.first);
         if (!pair.first.IsScalar() || pair.first.Scalar().empty()) {
-            diagnostics.add(place, "a key" + within(path) + " must be a text");
+            diagnostics.add(place, fmt::format("a key{} must be a text", within(path)));
             continue;
         }
         const std::string name = pair.first.Scalar();
@@ -142,11 +152,10 @@ std::vector<NamedNode> readEntries(Diagnostics &diagnostics, const YAML::Node &n
         const auto same = [&](const NamedNode &known) { return known.name == name; };
         const auto earlier = std::find_if(entries.begin(), entries.end(), same);
         if (!refusal.empty()) {
-            diagnostics.add(place, "a key" + within(path) + " " + refusal);
+            diagnostics.add(place, fmt::format("a key{} {}", within(path), refusal));
         } else if (earlier != entries.end()) {
-            diagnostics.add(place, "key \"" + name + "\"" + within(path) +
-                                       " is given twice (first in line " +
-                                       std::to_string(earlier->place.line) + ")");
+            diagnostics.add(place, fmt::format("key \"{}\"{} is given twice (first in line {})",
+                                               name, within(path), earlier->place.line));
         } else {
             entries.push_back({name, place, pair.second});
         }
@@ -162,11 +171,11 @@ std::optional<std::string> readText(Diagnostics &diagnostics, const YAML::Node &
     }
     if (!node.IsScalar() || node.Scalar().empty()) {
         const std::string given = node.IsScalar() || node.IsNull() ? "empty" : kindOf(node);
-        diagnostics.add(placeOf(node), path + " must be a text, but is " + given);
+        diagnostics.add(placeOf(node), fmt::format("{} must be a text, but is {}", path, given));
         return std::nullopt;
     }
     if (node.Scalar().find('\0') != std::string::npos) {
-        diagnostics.add(placeOf(node), path + " holds a NUL character");
+        diagnostics.add(placeOf(node), fmt::format("{} holds a NUL character", path));
         return std::nullopt;
     }
     return node.Scalar();
@@ -179,7 +188,7 @@ std::optional<std::string> readJavaText(Diagnostics &diagnostics, const YAML::No
     if (text) {
         const std::string refusal = refusalForJava(*text);
         if (!refusal.empty()) {
-            diagnostics.add(placeOf(node), path + " " + refusal);
+            diagnostics.add(placeOf(node), fmt::format("{} {}", path, refusal));
             return std::nullopt;
         }
     }
@@ -194,11 +203,12 @@ readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &p
         return result;
     }
     if (!node.IsSequence()) {
-        diagnostics.add(placeOf(node), path + " must be a list, not " + kindOf(node));
+        diagnostics.add(placeOf(node),
+                        fmt::format("{} must be a list, not {}", path, kindOf(node)));
         return result;
     }
     for (std::size_t i = 0; i < node.size(); ++i) {
-        const std::string where = path + "[" + std::to_string(i) + "]";
+        const std::string where = fmt::format("{}[{}]", path, i);
         if (const auto text = readJavaText(diagnostics, node[i], where)) {
             result.emplace_back(*text, placeOf(node[i]));
         }
@@ -216,17 +226,35 @@ Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, cons
 }
 
 Section::Section(Diagnostics &diagnostics, const YAML::Node &node, std::string path,
-                 const std::vector<std::string> &allowedKeys)
-    : diagnostics_(diagnostics), path_(std::move(path)), place_(placeOf(node))
+                 std::uint32_t keys)
+    : diagnostics_(diagnostics), path_(std::move(path)), keys_(keys), place_(placeOf(node))
 {
+    std::vector<std::string> known;
+    for (const FERRY_Setting &setting : keys::of(keys)) {
+        known.emplace_back(setting.name);
+    }
+    std::string misspelt;
     for (NamedNode &entry : readEntries(diagnostics, node, path_)) {
-        if (std::find(allowedKeys.begin(), allowedKeys.end(), entry.name) == allowedKeys.end()) {
-            const std::string near = suggestion(entry.name, allowedKeys);
+        if (std::find(known.begin(), known.end(), entry.name) == known.end()) {
+            const std::string near = suggestion(entry.name, known);
             diagnostics.add(entry.place,
-                            "unknown key \"" + entry.name + "\"" + within(path_) + near);
-            misspelt_ += near;
+                            fmt::format("unknown key \"{}\"{}{}", entry.name, within(path_), near));
+            misspelt += near;
         } else {
             entries_.push_back(std::move(entry));
+        }
+    }
+    complainOfMissing(misspelt);
+}
+
+/// A key that an unknown one was taken for is not missing: one mistake, one message.
+void Section::complainOfMissing(const std::string &misspelt) const
+{
+    for (const FERRY_Setting &setting : keys::of(keys_)) {
+        const bool needed = (setting.flags & FERRY_SETTING_REQUIRED) != 0 && !has(setting.name);
+        if (needed && misspelt.find(fmt::format("\"{}\"", setting.name)) == std::string::npos) {
+            diagnostics_.add(place_,
+                             fmt::format("missing key \"{}\"{}", setting.name, within(path_)));
         }
     }
 }
@@ -248,25 +276,49 @@ Place Section::keyPlace(const std::string &key) const
     return found == entries_.end() ? place_ : found->place;
 }
 
-YAML::Node Section::require(const std::string &key) const
-{
-    YAML::Node node = find(key);
-    // One mistake, one message.
-    const bool misspelt = misspelt_.find("\"" + key + "\"") != std::string::npos;
-    if (!node.IsDefined() && !misspelt) {
-        diagnostics_.add(place_, "missing key \"" + key + "\"" + within(path_));
-    }
-    return node;
-}
-
 std::optional<std::string> Section::text(const std::string &key) const
 {
     return readText(diagnostics_, find(key), pathOf(key));
 }
 
-std::optional<std::string> Section::requiredJavaText(const std::string &key) const
+std::optional<std::string> Section::javaText(const std::string &key) const
 {
-    return readJavaText(diagnostics_, require(key), pathOf(key));
+    return readJavaText(diagnostics_, find(key), pathOf(key));
+}
+
+const FERRY_Setting &Section::setting(const std::string &key) const
+{
+    return *findSetting(keys::table, keys_, key);
+}
+
+std::optional<std::string> Section::value(const std::string &key) const
+{
+    const FERRY_Setting &declared = setting(key);
+    if (const auto given = text(key)) {
+        const std::string wrong = complaint(pathOf(key), declared, *given);
+        if (wrong.empty()) {
+            return given;
+        }
+        diagnostics_.add(placeOf(find(key)), wrong);
+    }
+    return declared.fallback == nullptr ? std::nullopt
+                                        : std::make_optional<std::string>(declared.fallback);
+}
+
+std::optional<std::int64_t> Section::number(const std::string &key) const
+{
+    const auto text = value(key);
+    return text ? parseNumber(setting(key).kind, *text) : std::nullopt;
+}
+
+std::optional<std::size_t> Section::choice(const std::string &key) const
+{
+    const auto word = value(key);
+    if (!word) {
+        return std::nullopt;
+    }
+    const std::vector<std::string> words = wordsOf(setting(key));
+    return static_cast<std::size_t>(std::find(words.begin(), words.end(), *word) - words.begin());
 }
 
 Properties Section::properties(const std::filesystem::path &directory,

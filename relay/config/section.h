@@ -14,6 +14,7 @@
 
 #include "config/configuration.h"
 #include "config/diagnostics.h"
+#include "ferryjni/settings.h"
 
 namespace ferry {
 
@@ -50,19 +51,28 @@ Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, cons
                           const std::filesystem::path &directory,
                           std::map<std::string, Place> &places);
 
-/// A mapping whose keys are fixed. An empty node is an empty mapping.
+/// A mapping whose keys are declared. An empty node is an empty mapping. The constructor complains
+/// about keys that are unknown or missing; the getters, each called once a key, about values.
 class Section {
 public:
-    Section(Diagnostics &diagnostics, const YAML::Node &node, std::string path,
-            const std::vector<std::string> &allowedKeys);
+    /// `keys` is one of the sections of keys.h.
+    Section(Diagnostics &diagnostics, const YAML::Node &node, std::string path, std::uint32_t keys);
 
     /// The key's value, or an undefined node.
     YAML::Node find(const std::string &key) const;
-    /// The key's value; complains when it is missing.
-    YAML::Node require(const std::string &key) const;
+    bool has(const std::string &key) const
+    {
+        return find(key).IsDefined();
+    }
 
     std::optional<std::string> text(const std::string &key) const;
-    std::optional<std::string> requiredJavaText(const std::string &key) const;
+    /// The same, for a text that goes to Java.
+    std::optional<std::string> javaText(const std::string &key) const;
+    /// A whole number, bytes, or a duration's nanoseconds: the key's, else the declared default,
+    /// else nothing. A wrong one counts as not there.
+    std::optional<std::int64_t> number(const std::string &key) const;
+    /// The index of a choice's word, in the same way.
+    std::optional<std::size_t> choice(const std::string &key) const;
     Properties properties(const std::filesystem::path &directory,
                           std::map<std::string, Place> &places) const;
 
@@ -79,12 +89,16 @@ public:
     }
 
 private:
+    const FERRY_Setting &setting(const std::string &key) const;
+    /// The key's value, or the declared default, after complaining about a wrong one.
+    std::optional<std::string> value(const std::string &key) const;
+    void complainOfMissing(const std::string &misspelt) const;
+
     Diagnostics &diagnostics_;
     std::string path_;
+    std::uint32_t keys_;
     Place place_;
     std::vector<NamedNode> entries_;
-    /// The keys that unknown ones were taken to mean.
-    std::string misspelt_;
 };
 
 } // namespace ferry

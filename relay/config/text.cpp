@@ -1,11 +1,7 @@
 #include "config/text.h"
 
-#include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <locale>
-#include <sstream>
 
 namespace ferry {
 
@@ -101,45 +97,6 @@ std::string expand(std::string &text, const std::string &directory)
         at += value.size();
     }
     return missing;
-}
-
-std::optional<std::chrono::milliseconds> parseDuration(const std::string &text)
-{
-    const std::size_t unitAt = text.find_first_not_of("0123456789.");
-    if (unitAt == 0 || unitAt == std::string::npos) {
-        return std::nullopt;
-    }
-    const std::string unit = text.substr(unitAt);
-    double factor = 0;
-    if (unit == "ms") {
-        factor = 1;
-    } else if (unit == "s") {
-        factor = 1e3;
-    } else if (unit == "m") {
-        factor = 60e3;
-    } else if (unit == "h") {
-        factor = 3600e3;
-    }
-    std::istringstream number(text.substr(0, unitAt));
-    number.imbue(std::locale::classic());
-    double value = 0;
-    number >> value;
-    const double milliseconds = value * factor;
-    if (number.fail() || !number.eof() || !(milliseconds >= 1) || milliseconds > 24 * 3600e3) {
-        return std::nullopt;
-    }
-    return std::chrono::milliseconds(std::llround(milliseconds));
-}
-
-std::optional<long> parseWhole(const std::string &text, long low, long high)
-{
-    long value = 0;
-    const char *end = text.data() + text.size();
-    const auto result = std::from_chars(text.data(), end, value);
-    if (result.ec != std::errc() || result.ptr != end || value < low || value > high) {
-        return std::nullopt;
-    }
-    return value;
 }
 
 } // namespace ferry

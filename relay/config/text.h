@@ -1,10 +1,8 @@
-// Texts as the Java VM can take them, and small words of the configuration language.
+// Texts as the Java VM can take them.
 #ifndef FERRY_CONFIG_TEXT_H
 #define FERRY_CONFIG_TEXT_H
 
-#include <chrono>
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 
@@ -24,12 +22,6 @@ std::string refusalForJava(const std::string &text);
 /// Replaces every `${config_dir}` and `${env:NAME}` of a text; anything else in braces is not ours.
 /// Returns the name of a variable that the environment lacks, or "".
 std::string expand(std::string &text, const std::string &directory);
-
-/// "100ms", "2s", "1.5s", "5m", "1h": at least 1 ms, at most 24 h.
-std::optional<std::chrono::milliseconds> parseDuration(const std::string &text);
-
-/// A whole decimal number from `low` to `high`.
-std::optional<long> parseWhole(const std::string &text, long low, long high);
 
 } // namespace ferry
 

@@ -1,13 +1,14 @@
-#include "launcher/command_line.h"
-
 #include <algorithm>
+#include <cmath>
 #include <iostream>
+#include <map>
 
-#include <CLI/CLI.hpp>
+#include <fmt/format.h>
 
-#include "config/diagnostics.h"
+#include "launcher/verb.h"
 #include "launcher/version.h"
 #include "process/exit_code.h"
+#include "settings/suggestion.h"
 
 namespace ferry {
 namespace {
@@ -33,106 +34,27 @@ Exit codes:
 Paths in a configuration file start from the file's own directory, in which ferry runs.
 Results go to standard output, the log to standard error.)";
 
-struct RunTexts {
-    std::string idle;
-    std::string debug;
-};
+/// What stands over verbs of two words.
+const std::map<std::string, std::string> groups = {{"list", "Report what is there"},
+                                                   {"new", "Make something to begin with"}};
 
-void addRun(CLI::App &app, CommandLine &line, RunTexts &texts, bool &quiet, bool &verbose)
+/// The command of a verb, below its group.
+CLI::App &addCommand(CLI::App &app, const VerbDefinition &verb)
 {
-    CLI::App *run = app.add_subcommand("run", "Run the routes of a configuration file");
-    run->add_option("FILE", line.file, "Configuration file (YAML)")->required();
-    CLI::Option *untilIdle =
-        run->add_flag("--until-idle{1}", texts.idle,
-                      "End when every input has been empty for SECONDS (1 when not said): "
-                      "--until-idle=SECONDS");
-    run->add_flag("--after-first", line.afterFirst,
-                  "With --until-idle: not before a first sample has come")
-        ->needs(untilIdle);
-    run->add_option("--drain-seconds", line.drain,
-                    "How long a stop may take before it is forced (default 5)")
-        ->check(CLI::Range(0.1, 3600.0));
-    run->add_option("--java-home", line.javaHome, "Java installation to use");
-    run->add_flag("--java-debug{5005}", texts.debug,
-                  "Let Java debuggers of this machine attach at PORT (5005 when not said): "
-                  "--java-debug=PORT");
-    run->add_flag("--java-check", line.debugging.check, "Have the Java VM check every JNI call");
-    CLI::Option *quietFlag =
-        run->add_flag("-q,--quiet", quiet, "Only errors and the final summary");
-    run->add_flag("-v,--verbose", verbose, "Log everything")->excludes(quietFlag);
-}
-
-void addCheck(CLI::App &app, CommandLine &line, std::string &settings, bool &verbose)
-{
-    CLI::App *check = app.add_subcommand(
-        "check", "Load everything a configuration file names, move no sample, tell what was found");
-    check->add_option("FILE", line.file, "Configuration file (YAML)");
-    check->add_flag("--settings{*}", settings,
-                    "Only print the settings that the file's Java adapters declare, or those of a "
-                    "class, without file: --settings=CLASS");
-    check
-        ->add_option("--drain-seconds", line.drain,
-                     "How long the end may take before it is forced (default 5)")
-        ->check(CLI::Range(0.1, 3600.0));
-    check->add_option("--java-home", line.javaHome, "Java installation to use");
-    check->add_flag("-v,--verbose", verbose, "Log everything");
-}
-
-struct ListTexts {
-    std::string idl;
-    std::vector<std::string> settings;
-};
-
-void addList(CLI::App &app, CommandLine &line, ListTexts &texts)
-{
-    CLI::App *list = app.add_subcommand("list", "Tell what is there");
-    list->require_subcommand(1);
-    CLI::App *streams = list->add_subcommand(
-        "streams",
-        "Open the connections of a file, or one on a DDS domain, wait, and print a table of "
-        "the streams that they announce");
-    CLI::Option *file = streams->add_option("FILE", line.file, "Configuration file (YAML)");
-    streams->add_option("--domain", line.domain, "Without FILE: the DDS domain (default 0)")
-        ->check(CLI::Range(0, 230))
-        ->excludes(file);
-    streams
-        ->add_option("--set", texts.settings,
-                     "Without FILE: a property of the connection, NAME=VALUE; may be repeated")
-        ->allow_extra_args(false)
-        ->excludes(file);
-    streams->add_option("--wait", line.wait, "Seconds to wait for announcements (default 2)")
-        ->check(CLI::Range(0.0, 3600.0));
-    streams->add_flag("--idl{*}", texts.idl,
-                      "Print the types as IDL, too, or only one: --idl=TYPE");
-    streams->add_option("--java-home", line.javaHome, "Java installation to use");
-}
-
-void addNew(CLI::App &app, CommandLine &line)
-{
-    CLI::App *make = app.add_subcommand("new", "Make something to begin with");
-    make->require_subcommand(1);
-    CLI::App *adapter = make->add_subcommand(
-        "adapter", "Make a project for an adapter in Java, which can be built and run at once");
-    adapter->add_option("NAME", line.adapter.name, "Begins the name of the class")->required();
-    adapter->add_option("--package", line.adapter.package,
-                        "Its Java package (default org.example.NAME)");
-    adapter->add_option("DIR", line.adapter.directory, "Where to (default NAME in small letters)");
-}
-
-Properties properties(const std::vector<std::string> &settings)
-{
-    Properties result;
-    for (const std::string &setting : settings) {
-        const std::size_t at = setting.find('=');
-        if (at == 0 || at == std::string::npos) {
-            throw CLI::ValidationError("--set", "takes NAME=VALUE, not " + setting);
-        }
-        result.emplace_back(setting.substr(0, at), setting.substr(at + 1));
+    const std::size_t blank = verb.name.find(' ');
+    if (blank == std::string::npos) {
+        return *app.add_subcommand(verb.name, verb.help);
     }
-    return result;
+    const std::string group = verb.name.substr(0, blank);
+    const auto same =
+        app.get_subcommands([&](const CLI::App *each) { return each->get_name() == group; });
+    CLI::App *const outer =
+        same.empty() ? app.add_subcommand(group, groups.at(group)) : same.front();
+    outer->require_subcommand(1);
+    return *outer->add_subcommand(verb.name.substr(blank + 1), verb.help);
 }
 
-std::vector<std::string> verbsOf(const CLI::App &app)
+std::vector<std::string> namesIn(const CLI::App &app)
 {
     std::vector<std::string> names;
     for (const CLI::App *verb : app.get_subcommands([](const CLI::App *) { return true; })) {
@@ -141,18 +63,18 @@ std::vector<std::string> verbsOf(const CLI::App &app)
     return names;
 }
 
-/// Where the words lead that stand in the place of verbs; refuses the first that is none.
+/// Where the words lead that stand in the place of verbs; rejects the first that is none.
 const CLI::App *follow(const CLI::App &app, const std::vector<std::string> &words)
 {
     const CLI::App *at = &app;
     for (const std::string &word : words) {
-        const std::vector<std::string> verbs = verbsOf(*at);
-        if (verbs.empty() || word[0] == '-') {
+        const std::vector<std::string> names = namesIn(*at);
+        if (names.empty() || word[0] == '-') {
             break;
         }
-        if (std::find(verbs.begin(), verbs.end(), word) == verbs.end()) {
-            throw CLI::ParseError("there is no \"" + at->get_name() + " " + word + "\"" +
-                                      suggestion(word, verbs),
+        if (std::find(names.begin(), names.end(), word) == names.end()) {
+            throw CLI::ParseError(fmt::format("there is no \"{} {}\"{}", at->get_name(), word,
+                                              suggestion(word, names)),
                                   exitUsage);
         }
         at = at->get_subcommand(word);
@@ -179,83 +101,65 @@ void readVerbs(const CLI::App &app, std::vector<std::string> words)
     }
 }
 
-Verb verbOf(const CLI::App &app)
-{
-    return app.got_subcommand("run")       ? Verb::run
-           : app.got_subcommand("check")   ? Verb::check
-           : app.got_subcommand("list")    ? Verb::list
-           : app.got_subcommand("new")     ? Verb::create
-           : app.got_subcommand("archive") ? Verb::archive
-                                           : Verb::doctor;
-}
-
-/// A flag's own text, because the library takes the values of flags for whole numbers.
-double seconds(const std::string &text)
-{
-    if (text.empty()) {
-        return -1;
-    }
-    double value = 0;
-    if (!CLI::detail::lexical_cast(text, value) || !(value > 0 && value <= 86400)) {
-        throw CLI::ValidationError("--until-idle", "takes a number of seconds up to 86400");
-    }
-    return value;
-}
-
-int port(const std::string &text)
-{
-    int value = 0;
-    if (!text.empty() && (!CLI::detail::lexical_cast(text, value) || value < 1 || value > 65535)) {
-        throw CLI::ValidationError("--java-debug", "takes a port from 1 to 65535");
-    }
-    return value;
-}
-
 } // namespace
 
-std::optional<CommandLine> readCommandLine(int argc, char **argv, int &code)
+std::vector<VerbDefinition> &verbs()
 {
-    CommandLine line;
-    RunTexts run;
-    bool quiet = false;
-    bool verbose = false;
+    static std::vector<VerbDefinition> all;
+    return all;
+}
+
+void addJavaHome(CLI::App &command, std::filesystem::path &home)
+{
+    command.add_option("--java-home", home, "Java installation to use");
+}
+
+void addDrain(CLI::App &command, std::chrono::milliseconds &drain)
+{
+    command.add_option_function<std::string>(
+        "--drain-seconds",
+        [&drain](const std::string &text) {
+            drain = secondsOf("--drain-seconds", text, 0.1, 3600);
+        },
+        fmt::format("How long the end may take before it is forced (default {})",
+                    drain.count() / 1000));
+}
+
+std::chrono::milliseconds secondsOf(const std::string &option, const std::string &text,
+                                    double least, double most)
+{
+    double value = 0;
+    if (!CLI::detail::lexical_cast(text, value) || !(value >= least && value <= most)) {
+        throw CLI::ValidationError(
+            option, fmt::format("takes a number of seconds from {} to {}", least, most));
+    }
+    return std::chrono::milliseconds(std::llround(value * 1000));
+}
+
+int runCommandLine(int argc, char **argv)
+{
+    std::vector<VerbDefinition> &all = verbs();
+    std::sort(all.begin(), all.end(),
+              [](const VerbDefinition &a, const VerbDefinition &b) { return a.name < b.name; });
     CLI::App app("Relays samples between adapters, as a configuration file says.", "ferry");
     app.set_version_flag("--version", std::string("ferry ") + FERRY_VERSION);
     app.footer(footer);
     app.require_subcommand(1);
-    addRun(app, line, run, quiet, verbose);
-    std::string settings;
-    addCheck(app, line, settings, verbose);
-    ListTexts list;
-    addList(app, line, list);
-    addNew(app, line);
-    CLI::App *archive = app.add_subcommand(
-        "archive", "Keep what the Java VM makes of the installation's classes, for quicker starts");
-    archive->add_option("--java-home", line.javaHome, "Java installation to use");
-    CLI::App *doctor = app.add_subcommand(
-        "doctor", "Tell which Java VM, libraries and jars were found and what is missing");
-    doctor->add_option("--java-home", line.javaHome, "Java installation to use");
+    std::vector<std::pair<const CLI::App *, std::unique_ptr<Verb>>> commands;
+    for (const VerbDefinition &definition : all) {
+        CLI::App &command = addCommand(app, definition);
+        commands.emplace_back(&command, definition.make());
+        commands.back().second->declare(command);
+    }
+    const auto chosen = [](const auto &each) { return each.first->parsed(); };
     try {
         readVerbs(app, std::vector<std::string>(argv + std::min(argc, 1), argv + argc));
         app.parse(argc, argv);
-        line.untilIdle = seconds(run.idle);
-        line.debugging.port = port(run.debug);
-        line.verbosity = quiet     ? Verbosity::quiet
-                         : verbose ? Verbosity::verbose
-                                   : Verbosity::normal;
-        line.verb = verbOf(app);
-        line.properties = properties(list.settings);
-        line.settings = !settings.empty();
-        line.settingsClass = settings == "*" ? "" : settings;
-        if (line.verb == Verb::check && line.file.empty() && line.settingsClass.empty()) {
-            throw CLI::RequiredError("FILE");
-        }
-        line.idl = !list.idl.empty();
-        line.idlType = list.idl == "*" ? "" : list.idl;
-        return line;
+        Verb &verb = *std::find_if(commands.begin(), commands.end(), chosen)->second;
+        verb.complete();
+        return verb.run();
     } catch (const CLI::ParseError &error) {
-        code = app.exit(error) == 0 ? exitOk : exitUsage;
-        return std::nullopt;
+        return app.exit(error) == 0 ? exitOk : exitUsage;
     }
 }
 

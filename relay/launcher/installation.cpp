@@ -1,7 +1,12 @@
 #include "launcher/installation.h"
 
 #include <algorithm>
+#include <cctype>
 #include <dlfcn.h>
+
+#include <fmt/format.h>
+
+#include "settings/suggestion.h"
 
 namespace ferry {
 namespace fs = std::filesystem;
@@ -36,6 +41,20 @@ std::vector<std::string> jarsIn(const fs::path &directory)
     return jars;
 }
 
+/// "com.qel.ferrion.adapters.file.FileAdapter" is also "file".
+std::string shortName(const std::string &javaClass)
+{
+    static const std::string ending = "Adapter";
+    std::string name = javaClass.substr(javaClass.rfind('.') + 1);
+    if (name.size() > ending.size() &&
+        name.compare(name.size() - ending.size(), ending.size(), ending) == 0) {
+        name.resize(name.size() - ending.size());
+    }
+    std::transform(name.begin(), name.end(), name.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return name;
+}
+
 } // namespace
 
 Installation findInstallation()
@@ -63,13 +82,15 @@ std::vector<std::string> Installation::missingJars() const
 {
     std::vector<std::string> missing;
     std::error_code error;
-    for (const fs::path &jar :
-         {jarDirectory / "qdds.jar", jarDirectory / "ferrion-adapter.jar",
-          jarDirectory / "ferrion-kit.jar", jarDirectory / "ferrion-relay.jar",
-          adapterDirectory / "com.qel.ferrion.adapters.file.FileAdapter/ferrion-adapter-file.jar",
-          adapterDirectory / "com.qel.ferrion.adapters.sql.SqlAdapter/ferrion-adapter-sql.jar"}) {
-        if (!fs::exists(jar, error)) {
-            missing.push_back(jar.string());
+    for (const char *name :
+         {"qdds.jar", "ferrion-adapter.jar", "ferrion-kit.jar", "ferrion-relay.jar"}) {
+        if (!fs::exists(jarDirectory / name, error)) {
+            missing.push_back((jarDirectory / name).string());
+        }
+    }
+    for (const std::string &adapter : adapters()) {
+        if (adapterJars(adapter).empty()) {
+            missing.push_back((adapterDirectory / adapter / "*.jar").string());
         }
     }
     return missing;
@@ -107,13 +128,41 @@ std::vector<std::string> Installation::plugins() const
     return names;
 }
 
-void Installation::complete(Configuration &configuration) const
+std::string Installation::classOf(const std::string &name) const
 {
+    const std::vector<std::string> classes = adapters();
+    const auto found = std::find_if(classes.begin(), classes.end(), [&](const std::string &each) {
+        return shortName(each) == name;
+    });
+    return found == classes.end() ? name : *found;
+}
+
+std::vector<std::string> Installation::adapterNames() const
+{
+    std::vector<std::string> names = adapters();
+    for (const std::string &each : adapters()) {
+        names.push_back(shortName(each));
+    }
+    return names;
+}
+
+void Installation::complete(Configuration &configuration, Diagnostics &diagnostics) const
+{
+    std::error_code error;
     for (AdapterSettings &adapter : configuration.adapters) {
         if (!adapter.library.empty() && adapter.library.is_relative()) {
+            const std::string name =
+                adapter.library.stem().string().substr(sizeof pluginPrefix - 1);
             adapter.library = libraries / adapter.library;
+            if (!fs::exists(adapter.library, error)) {
+                diagnostics.add(adapter.place,
+                                fmt::format("adapters.{}.plugin: there is no {}{}", adapter.name,
+                                            adapter.library.string(), suggestion(name, plugins())));
+            }
         }
         if (!adapter.javaClass.empty()) {
+            adapter.javaClass = classOf(adapter.javaClass);
+            std::replace(adapter.javaClass.begin(), adapter.javaClass.end(), '.', '/');
             adapter.installedJars = adapterJars(adapter.javaClass);
         }
     }

@@ -38,8 +38,13 @@ struct Installation {
     {
         return libraries / (pluginPrefix + name + pluginSuffix);
     }
-    /// Completes the paths of adapters that belong to the installation.
-    void complete(Configuration &configuration) const;
+    /// The class of an adapter that is there, by its short name; any other name as it is.
+    std::string classOf(const std::string &name) const;
+    /// Classes and short names of the adapters that are there.
+    std::vector<std::string> adapterNames() const;
+    /// Completes names and paths of adapters that belong to the installation, and reports native
+    /// ones that do not exist.
+    void complete(Configuration &configuration, Diagnostics &diagnostics) const;
 };
 
 /// Relative to the running executable: bin, lib and share/ferryjni lie side by side.

@@ -1,4 +1,4 @@
-// Holds a configuration against the settings that its Java adapters declare, before any is made.
+// Holds a configuration against the settings that its adapters declare, before any is made.
 #ifndef FERRY_LAUNCHER_SETTINGS_CHECK_H
 #define FERRY_LAUNCHER_SETTINGS_CHECK_H
 
@@ -7,35 +7,43 @@
 #include <vector>
 
 #include "config/configuration.h"
+#include "launcher/declarations.h"
 #include "launcher/installation.h"
 
 namespace ferry {
 
-/// The declarations are Java objects, and the relay reaches Java through adapters alone: they are
-/// asked in a process of its own.
-class SettingsCheck {
-public:
-    /// Installation and configuration outlive this object.
-    SettingsCheck(const std::filesystem::path &javaHome, const Installation &installation,
-                  const Configuration &configuration);
+/// What a native plug-in declares. The library is loaded for that and stays loaded.
+Declarations nativeDeclarations(const std::string &name, const std::filesystem::path &library,
+                                const std::string &entry);
 
-    /// Adds what is wrong with the file's properties. False when nobody could be asked.
-    bool run(Diagnostics &diagnostics) const;
-    /// What a class declares, or without a name all adapters of the configuration, for people.
-    std::optional<std::string> describe(const std::string &javaClass) const;
+/// The properties of a configuration against the tables of its native adapters.
+void checkNativeSettings(const Configuration &configuration, Diagnostics &diagnostics);
+
+/// Java declarations are objects, and the relay reaches Java through adapters alone: they are asked
+/// in a process of its own.
+class JavaDeclarations {
+public:
+    /// The installation outlives this object.
+    JavaDeclarations(const std::filesystem::path &javaHome, const Installation &installation);
+
+    /// Adds what is wrong with the properties of Java adapters. False if nobody could be asked.
+    bool check(const Configuration &configuration, Diagnostics &diagnostics) const;
+
+    /// What classes declare, in their order; nothing if nobody could be asked.
+    std::optional<std::vector<Declarations>>
+    declarations(const std::vector<AdapterSettings> &adapters, const JavaSettings &java) const;
 
 private:
     using Paths = std::vector<std::string>;
 
-    /// The class paths of adapters, each once; adapters of one are asked together.
-    std::vector<Paths> adapterPaths() const;
-    bool run(const Paths &own, Diagnostics &diagnostics) const;
-    std::optional<std::string> ask(const Paths &own, const std::vector<std::string> &classes,
-                                   const std::string &input) const;
+    bool checkThoseOf(const Paths &own, const Configuration &configuration,
+                      Diagnostics &diagnostics) const;
+    std::optional<std::vector<std::string>> ask(const Paths &own, const Paths &shared,
+                                                const std::vector<std::string> &classes,
+                                                const std::string &input) const;
 
     std::filesystem::path program_;
     const Installation &installation_;
-    const Configuration &configuration_;
 };
 
 } // namespace ferry

@@ -112,13 +112,16 @@ bool takeNamed(VmSearch &search, const std::string &source, const fs::path &home
 
 } // namespace
 
-VmPlaces vmPlaces()
+VmPlaces vmPlaces(const std::filesystem::path &javaHome)
 {
     VmPlaces places;
     const char *home = std::getenv("JAVA_HOME");
     const char *path = std::getenv("PATH");
     places.javaHome = home == nullptr ? "" : home;
     places.path = path == nullptr ? "" : path;
+    if (!javaHome.empty()) {
+        places.commandLine = std::filesystem::absolute(javaHome);
+    }
     return places;
 }
 

@@ -44,8 +44,8 @@ struct VmPlaces {
     std::filesystem::path systemDirectory = "/usr/lib/jvm";
 };
 
-/// Places as the environment has them.
-VmPlaces vmPlaces();
+/// Places as the environment has them, and that of --java-home ("" when not given).
+VmPlaces vmPlaces(const std::filesystem::path &javaHome);
 
 /// The result points into itself: it is not to be copied.
 void findVm(const VmPlaces &places, VmSearch &search);

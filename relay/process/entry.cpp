@@ -24,7 +24,7 @@ namespace {
 class ConsoleReporter : public Reporter {
 public:
     ConsoleReporter(Console &console, const RelayRequest &request)
-        : console_(console), request_(request), print_(request.task == Task::check)
+        : console_(console), request_(request), print_(request.options.task == Task::check)
     {
     }
 
@@ -64,7 +64,7 @@ private:
 Configuration configurationFor(const RelayRequest &request)
 {
     Configuration configuration = *request.configuration;
-    if (request.task != Task::check) {
+    if (request.options.task != Task::check) {
         return configuration;
     }
     const auto mark = [](auto &object) {
@@ -116,7 +116,7 @@ void onExit()
 
 LogLevel levelOf(const RelayRequest &request)
 {
-    switch (request.verbosity) {
+    switch (request.options.verbosity) {
     case Verbosity::quiet:
         return LogLevel::error;
     case Verbosity::verbose:
@@ -158,7 +158,7 @@ int runRelay(const RelayRequest &request)
     const LogLevel level = levelOf(request);
     Console console;
     LogSettings log = configuration.log;
-    if (request.task != Task::run) {
+    if (request.options.task != Task::run) {
         log.file.clear();
     }
     const std::string reason = console.start(log, level);
@@ -170,32 +170,22 @@ int runRelay(const RelayRequest &request)
     const JavaConsole javaConsole(console);
     JavaStart java;
     java.bridge = request.bridge;
-    java.options = javaOptions(
-        classPathEntries(request.jars, configuration.java), configuration.java, level,
-        request.vmVersion, crashDirectory(configuration), request.debugging, request.classArchive);
-    if (request.debugging.port != 0) {
-        java.debuggers = debuggerAddress(request.debugging.port);
+    java.options =
+        javaOptions(classPathEntries(request.jars, configuration.java), configuration.java, level,
+                    request.vmVersion, crashDirectory(configuration), request.options.debugging,
+                    request.classArchive);
+    if (request.options.debugging.port != 0) {
+        java.debuggers = debuggerAddress(request.options.debugging.port);
     }
     java.logMask = maskOf(level);
     PluginLoader host(configuration, std::move(java));
     ConsoleReporter reporter(console, request);
-    const bool logGood = request.task != Task::check || checkLogFile(configuration.log, reporter);
-    SupervisorOptions options;
-    options.task = request.task;
-    options.wait = request.wait;
-    if (request.idl) {
-        options.idl = request.idlType;
-    }
-    if (request.untilIdle.count() >= 0) {
-        options.untilIdle = request.untilIdle;
-        options.afterFirst = request.afterFirst;
-    }
-    options.drain = request.drain;
-    options.quiet = request.verbosity == Verbosity::quiet;
-    Supervisor supervisor(configuration, host, reporter, console, options);
+    const bool logGood =
+        request.options.task != Task::check || checkLogFile(configuration.log, reporter);
+    Supervisor supervisor(configuration, host, reporter, console, request.options);
     ThreadDump dump(supervisor.relay(), host, console);
     SignalWatcher signals([&] { supervisor.requestStop(); }, [&] { dump.request(); },
-                          request.drain + stopGrace, exitHung);
+                          request.options.drain + stopGrace, exitHung);
     if (!signals.start()) {
         logError("FERRYRelay_main", FERRY_LOG_SERVICE_START_FAILURE_s, configuration.name.c_str());
         return exitNoStart;

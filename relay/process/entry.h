@@ -6,27 +6,13 @@
 #include <functional>
 
 #include "config/configuration.h"
-#include "engine/task.h"
-#include "process/defaults.h"
-#include "process/java_options.h"
+#include "process/run_options.h"
 
 namespace ferry {
 
-enum class Verbosity { quiet, normal, verbose };
-
 struct RelayRequest {
     const Configuration *configuration = nullptr;
-    Task task = Task::run;
-    /// Below 0: run until stopped.
-    std::chrono::milliseconds untilIdle{-1};
-    /// Idleness counts only once a sample has been read.
-    bool afterFirst = false;
-    std::chrono::milliseconds drain = defaultDrain;
-    /// Task::list: how long to wait, whether to print types as IDL, and which ("" for all).
-    std::chrono::milliseconds wait = defaultWait;
-    bool idl = false;
-    std::string idlType;
-    Verbosity verbosity = Verbosity::normal;
+    RunOptions options;
     /// The product's jars.
     std::vector<std::string> jars;
     /// The bridge's library, for Java adapters.
@@ -35,7 +21,6 @@ struct RelayRequest {
     int vmVersion = 0;
     /// Where that VM's archive of the product's classes is, if there is one.
     std::filesystem::path classArchive;
-    JavaDebugging debugging;
     /// Reports what the declarations of Java adapters reject in the configuration, with places.
     /// Null if there is nobody to ask. Slow.
     std::function<std::vector<std::string>()> explain;

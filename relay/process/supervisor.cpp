@@ -20,7 +20,7 @@ constexpr int stallLooks = 10;
 } // namespace
 
 Supervisor::Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-                       Console &console, SupervisorOptions options)
+                       Console &console, RunOptions options)
     : configuration_(configuration), host_(host), console_(console), options_(std::move(options)),
       relay_(configuration, host, reporter)
 {
@@ -87,7 +87,7 @@ void Supervisor::watch()
         const Clock::time_point now = Clock::now();
         reportStalls();
         Clock::time_point next = now + options_.stall / stallLooks;
-        next = options_.quiet ? next : std::min(next, nextReport_);
+        next = options_.verbosity == Verbosity::quiet ? next : std::min(next, nextReport_);
         if (options_.untilIdle) {
             const std::chrono::milliseconds quiet = *options_.untilIdle;
             if (now - begin >= quiet && relay_.idleSince(now - quiet) &&
@@ -113,7 +113,7 @@ void Supervisor::reportStalls()
 
 void Supervisor::report(Clock::time_point now)
 {
-    if (options_.quiet || now < nextReport_) {
+    if (options_.verbosity == Verbosity::quiet || now < nextReport_) {
         return;
     }
     nextReport_ = now + (console_.live() ? liveInterval : lineInterval);

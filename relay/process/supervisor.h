@@ -3,33 +3,12 @@
 #ifndef FERRY_PROCESS_SUPERVISOR_H
 #define FERRY_PROCESS_SUPERVISOR_H
 
-#include <optional>
-
 #include "engine/relay.h"
 #include "process/console.h"
-#include "process/defaults.h"
 #include "process/progress.h"
+#include "process/run_options.h"
 
 namespace ferry {
-
-struct SupervisorOptions {
-    Task task = Task::run;
-    /// End when everything has been quiet for that long.
-    std::optional<std::chrono::milliseconds> untilIdle;
-    /// Not before a sample has been read.
-    bool afterFirst = false;
-    /// How long a stop may take until it is forced.
-    std::chrono::milliseconds drain = defaultDrain;
-    /// How long a call of an adapter may take until that is reported, first; then each time that it
-    /// has doubled.
-    std::chrono::milliseconds stall{10000};
-    /// No progress lines.
-    bool quiet = false;
-    /// Task::list: how long to wait for announcements.
-    std::chrono::milliseconds wait = defaultWait;
-    /// Task::list: whether to print types as IDL; with a name only that one.
-    std::optional<std::string> idl;
-};
 
 /// What remains of the drain limit once calls that wait have come back, for everything else that a
 /// stop does; of a short limit a quarter.
@@ -44,7 +23,7 @@ constexpr std::chrono::milliseconds stopGrace = (maxRescues + 2) * closeGrace;
 class Supervisor {
 public:
     Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-               Console &console, SupervisorOptions options);
+               Console &console, RunOptions options);
 
     /// Runs until the end and returns the exit code. When an adapter hangs, the process is ended
     /// from here with exitHung.
@@ -76,7 +55,7 @@ private:
     const Configuration &configuration_;
     PluginHost &host_;
     Console &console_;
-    const SupervisorOptions options_;
+    const RunOptions options_;
     Relay relay_;
     Progress progress_;
     std::atomic<bool> stopRequested_{false};

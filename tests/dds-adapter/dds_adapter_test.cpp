@@ -222,16 +222,16 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
     EXPECT_NE(host.table().stream_reader_update(reader, &allowed.raw, host.fresh()), 0);
     const Properties refused("reliability=best_effort");
     EXPECT_EQ(host.table().stream_reader_update(reader, &refused.raw, host.fresh()), 0);
-    host.expectError("'reliability' cannot be changed while in use (those "
+    host.expectError("\"reliability\" cannot be changed while in use (those "
                      "that can: batch, batch_bytes)");
     host.remove(reader);
     host.table().connection_update(host.connection, &allowed.raw, host.fresh());
-    host.expectError("'batch' is one of readers");
+    host.expectError("unknown property \"batch\", which belongs to sessions and readers");
     const Properties other("domain=22");
     host.table().connection_update(host.connection, &other.raw, host.fresh());
-    host.expectError("'domain' cannot be changed while in use (those that can: none)");
+    host.expectError("\"domain\" cannot be changed while in use (those that can: none)");
     EXPECT_EQ(FerryAdapter_dds_create(&allowed.raw, host.fresh()), nullptr);
-    host.expectError("'batch' is one of readers (known: none)");
+    host.expectError("which belongs to sessions and readers (known: none)");
     // A text that is cut ends with a whole character.
     std::string umlauts;
     for (int i = 0; i < 1000; ++i) {
@@ -239,13 +239,15 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
     }
     for (const std::string &value : {umlauts, "x" + umlauts}) {
         EXPECT_EQ(host.reader("s", "batch=" + value), nullptr);
-        EXPECT_EQ(
-            host.error(),
-            ("reader of stream 's': property 'batch' is '" + value).substr(0, host.error().size()));
+        EXPECT_EQ(host.error(), ("reader of stream \"s\": property \"batch\" must be a whole "
+                                 "number from 1 to 1000000, not \"" +
+                                 value)
+                                    .substr(0, host.error().size()));
         EXPECT_EQ(host.error().back(), '\xa4');
     }
     EXPECT_EQ(host.reader(nullptr), nullptr);
-    EXPECT_EQ(host.error(), "reader of stream '': it has no name, and property 'topic' says none");
+    EXPECT_EQ(host.error(),
+              "reader of stream \"\": it has no name, and property \"topic\" says none");
     host.remove(static_cast<QEL_FerrionStreamReader *>(nullptr));
     host.remove(static_cast<QEL_FerrionStreamWriter *>(nullptr));
     char name[] = "s";
@@ -276,7 +278,7 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     left.remove(careless);
     QEL_FerrionStreamReader *reader = right.reader("life", "batch=2");
     ASSERT_TRUE(eventually([&] { return write(left, writer, births) == 3; })) << left.error();
-    EXPECT_TRUE(logged("'life': 3 samples were written while there was no reader"));
+    EXPECT_TRUE(logged("\"life\": 3 samples were written while there was no reader"));
     EXPECT_EQ(readSet(right, reader, 3),
               (std::set<std::string>{"a=1 @100", "b=2 @101", "c=3 @102"}));
     EXPECT_EQ(write(left, writer, ends), 2) << left.error();
@@ -294,7 +296,7 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
 
     // What holds for the first write holds for every one.
     right.remove(reader);
-    EXPECT_TRUE(logged("'life': 2 samples had arrived and were not read; they are lost"));
+    EXPECT_TRUE(logged("\"life\": 2 samples had arrived and were not read; they are lost"));
     QEL_FerrionStreamReader *misfit = right.reader("life", "durability=transient_local");
     EXPECT_EQ(write(left, writer, births), 0);
     left.expectError("after 50ms there are 0 of 1 readers (wait_for_readers); 1 reader "
@@ -467,7 +469,7 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
         EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
         return !right.error().empty();
     }));
-    EXPECT_EQ(right.error(), "reader of stream 'q': 1 times a writer did not match: durability");
+    EXPECT_EQ(right.error(), "reader of stream \"q\": 1 times a writer did not match: durability");
     EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
     right.expectError("");
     left.remove(writer);
@@ -479,12 +481,12 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
     EXPECT_TRUE(within(twoLooks, [&] {
         EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
         write(left, apart, births);
-        return logged("reader of stream 'q': 1 writer does not match: partition \"elsewhere\"");
+        return logged("reader of stream \"q\": 1 writer does not match: partition \"elsewhere\"");
     }));
     right.expectError("");
     EXPECT_TRUE(within(twoLooks, [&] {
         write(left, apart, births);
-        return logged("writer of stream 'q': 1 reader does not match: partition \"here\"");
+        return logged("writer of stream \"q\": 1 reader does not match: partition \"here\"");
     }));
     left.remove(apart);
     right.remove(reader);
@@ -571,7 +573,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000ms");
     peer.tell("?plain");
     expectOneLoan(host, inputs);
-    EXPECT_TRUE(logged("topic 'plain' is announced without a type: the peer announces no type"));
+    EXPECT_TRUE(logged("topic \"plain\" is announced without a type: the peer announces no type"));
     host.remove(own);
 }
 

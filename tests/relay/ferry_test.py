@@ -145,7 +145,7 @@ class FerryTest(Ferry):
         self.assertIn("openjdk-17-jre-headless", text)
         # Without Java adapters nobody looks for Java; a missing plug-in is told with its place.
         text = self.ferry("run", self.native(), "--java-check", code=3, environment=nowhere).stderr
-        self.assertRegex(text, r"lib/libferryadapter_nothing.so: cannot open")
+        self.assertRegex(text, r"/nothing.so: cannot open")
         self.assertIn("there is no VM to debug", text)
         self.assertNotIn("JAVA_HOME", text)
         text = self.ferry("check", self.native(), code=1, environment=nowhere).stdout
@@ -244,7 +244,7 @@ class FerryTest(Ferry):
                                r"input +in +untyped.csv +- +- +no type announced\n")
         self.assertIn("@key", text)
         self.ferry("list", "streams", path, "--wait=0.1", "--idl=Tock", code=1)
-        self.assertIn("libferryadapter_nothing.so: cannot open",
+        self.assertIn("/nothing.so: cannot open",
                       self.ferry("list", "streams", self.native(), "--wait=0", code=1).stderr)
         for wrong in [[], ["streams", path, "--domain=1"], ["streams", "--set", "x"]]:
             self.ferry("list", *wrong, code=2)
@@ -298,10 +298,24 @@ class FerryTest(Ferry):
             "FILE:3:64: connections.in: property \"poll\" must be a duration from 1ms to 1h, such "
             "as 100ms, 1.5s or 5m, not \"0s\"\n"
             "FILE:9:92: discovery.ticks.outputs[0]: property \"mode\" must be one of create, "
-            "append, overwrite, not \"1\\n2\"\n")
+            "append, overwrite, not \"1\\n2\"\n"
+            "ferry:error parsing configuration file 'FILE'\n")
         # A run goes on with what is good, and tells all the same.
         self.assertIn(f"[settings] {path}:3:64: connections.in: property \"poll\" must",
                       self.ferry("run", path, "--until-idle=0.1", code=3).stderr)
+        # Of native adapters, of classes and plug-ins that are not there, of sessions: all at once.
+        path.write_text("adapters: {n: {plugin: dss}, d: {plugin: dds}, j: {class: fil}}\n"
+                        "connections: {c: {adapter: d, properties: {domian: 1}}, j: {adapter: j}}\n"
+                        "sessions: {s: {properties: {batch: 0}}}\n"
+                        "routes: {r: {type: T, input: {connection: c, stream: s},\n"
+                        "             outputs: [{connection: c, stream: s}]}}\n"
+                        "types: [{idl: 'struct T { long n; };'}]\n")
+        text = self.ferry("check", path, code=2).stderr
+        self.assertRegex(
+            text, r':1:12: adapters\.n\.plugin: there is no .*; did you mean "dds"\?\n'
+                  r'.*:1:48: adapters\.j\.class: .* "fil"; did you mean "file"\?\n'
+                  r'.*:2:44: connections\.c: unknown property "domian"; .* "domain"\?.*\n'
+                  r'.*:3:29: sessions\.s: property "batch" must .* 1000000, not "0"\n')
 
     def test_a_failure_has_its_own_sentence_and_one_trace(self):
         path = self.relay(at="createSession")
@@ -426,6 +440,8 @@ class FerryTest(Ferry):
     def test_a_signal_stops_in_order(self):
         good = self.directory / "out" / "good.jsonl"
         for number in [signal.SIGTERM, signal.SIGINT, signal.SIGHUP]:
+            # What a shell has its background jobs ignore, ferry would leave ignored.
+            signal.signal(number, signal.SIG_DFL)
             process = self.start(self.relay(count=10 ** 9))
             self.until(lambda: good.exists() and good.stat().st_size > 1000)
             for stray in [signal.SIGUSR1, signal.SIGUSR2, signal.SIGALRM]:

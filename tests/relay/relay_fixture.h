@@ -83,7 +83,7 @@ protected:
     ferry::Supervisor &supervisor()
     {
         if (!supervisor_) {
-            options.quiet = true;
+            options.verbosity = ferry::Verbosity::quiet;
             supervisor_ = std::make_unique<ferry::Supervisor>(configuration, script, reporter,
                                                               console, options);
         }
@@ -182,7 +182,7 @@ protected:
     Script script{configuration};
     ListReporter reporter;
     ferry::Console console;
-    ferry::SupervisorOptions options;
+    ferry::RunOptions options;
     std::mutex logMutex;
     std::string log;
 

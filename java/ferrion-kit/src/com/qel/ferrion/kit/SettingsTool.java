@@ -25,7 +25,8 @@ import java.util.TreeMap;
  *     value (durations in nanoseconds), words separated by blanks, default, flags (c: changeable,
  *     d: has a default, r: required, s: secret), what is allowed, help
  * <li>of a property list in the input: class, role, number of properties, their names and values
- * <li>of a fault: number of the list, name of the property, fault
+ * <li>of a fault: number of the list, name of the property, fault; two empty fields for a class
+ *     that does not exist
  * </ul>
  */
 final class SettingsTool {
@@ -132,7 +133,9 @@ final class SettingsTool {
                 for (SettingsException.Problem problem : rejected.problems()) {
                     print(out, "" + list, problem.name(), problem.text());
                 }
-            } catch (ClassNotFoundException | LinkageError unlogged) {
+            } catch (ClassNotFoundException missing) {
+                print(out, "" + list, "", "");
+            } catch (LinkageError unusable) {
                 // Whoever makes the adapter reports that.
             }
         }

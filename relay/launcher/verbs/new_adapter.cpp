@@ -1,5 +1,4 @@
-#include "launcher/new_adapter.h"
-
+// `ferry new adapter`: a project for an adapter of one's own, from the installation's template.
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -7,17 +6,31 @@
 #include <fstream>
 #include <sstream>
 
+#include "launcher/installation.h"
+#include "launcher/verb.h"
 #include "process/exit_code.h"
 
 namespace ferry {
 namespace fs = std::filesystem;
 namespace {
 
+struct NewAdapter {
+    /// As the user wrote it: begins the class's name, and in small letters names files.
+    std::string name;
+    /// "" for org.example.<name>.
+    std::string package;
+    /// Where to; "" for the name in small letters.
+    std::string directory;
+    /// C++ in place of Java.
+    bool native = false;
+};
+
 /// What stands in the template for what the user chooses. The template compiles as it is.
 constexpr const char *templatePackage = "org.example.template";
 constexpr const char *templateClass = "Template";
 constexpr const char *templateName = "template";
 constexpr const char *templateJars = "/opt/ferryjni/share/ferryjni/java";
+constexpr const char *templatePrefix = "/opt/ferryjni";
 
 constexpr std::array<const char *, 54> javaWords = {
     "_",       "abstract",  "assert",       "boolean",  "break",      "byte",    "case",
@@ -73,7 +86,7 @@ struct ProjectFile {
     bool executable;
 };
 
-std::string filled(std::string text, const NewAdapter &adapter, const std::string &jars,
+std::string filled(std::string text, const NewAdapter &adapter, const fs::path &jars,
                    char separator)
 {
     const auto path = [separator](std::string package) {
@@ -86,14 +99,15 @@ std::string filled(std::string text, const NewAdapter &adapter, const std::strin
     replaceAll(text, path(templatePackage), "\1");
     replaceAll(text, templateClass, "\2");
     replaceAll(text, templateName, lower(name));
-    replaceAll(text, templateJars, jars);
+    replaceAll(text, templateJars, jars.string());
+    replaceAll(text, templatePrefix, jars.parent_path().parent_path().parent_path().string());
     replaceAll(text, "\2", name);
     replaceAll(text, "\1", path(adapter.package));
     return text;
 }
 
 std::vector<ProjectFile> project(const NewAdapter &adapter, const fs::path &root,
-                                 const std::string &jars)
+                                 const fs::path &jars)
 {
     std::vector<ProjectFile> files;
     for (const auto &entry : fs::recursive_directory_iterator(root)) {
@@ -111,19 +125,18 @@ std::vector<ProjectFile> project(const NewAdapter &adapter, const fs::path &root
     return files;
 }
 
-int refuse(const std::string &text)
+int reject(const std::string &text)
 {
     std::fprintf(stderr, "ferry: %s\n", text.c_str());
     return exitUsage;
 }
 
-} // namespace
-
+/// Makes the project, or nothing where a file of it is there already; returns the exit code.
 int makeAdapter(const NewAdapter &wanted, const Installation &installation)
 {
     NewAdapter adapter = wanted;
     if (!isIdentifier(adapter.name)) {
-        return refuse("\"" + adapter.name +
+        return reject("\"" + adapter.name +
                       "\" cannot begin the name of a Java class: letters, digits and '_', "
                       "no digit first, no word of the language");
     }
@@ -131,14 +144,15 @@ int makeAdapter(const NewAdapter &wanted, const Installation &installation)
         adapter.package = "org.example." + lower(adapter.name);
     }
     if (!isPackage(adapter.package)) {
-        return refuse("\"" + adapter.package + "\" cannot be a Java package of yours");
+        return reject("\"" + adapter.package + "\" cannot be a Java package of yours");
     }
     const fs::path directory = adapter.directory.empty() ? lower(adapter.name) : adapter.directory;
     const std::vector<ProjectFile> files =
-        project(adapter, installation.templates / "adapter", installation.jarDirectory.string());
+        project(adapter, installation.templates / (adapter.native ? "native-adapter" : "adapter"),
+                installation.jarDirectory);
     for (const ProjectFile &file : files) {
         if (fs::exists(fs::symlink_status(directory / file.path))) {
-            return refuse((directory / file.path).string() + " is there already; nothing was made");
+            return reject((directory / file.path).string() + " is there already; nothing was made");
         }
     }
     for (const ProjectFile &file : files) {
@@ -149,7 +163,7 @@ int makeAdapter(const NewAdapter &wanted, const Installation &installation)
             fs::permissions(path, fs::perms::owner_exec, fs::perm_options::add);
         }
         if (fs::file_size(path) != file.text.size()) {
-            return refuse("cannot write " + path.string());
+            return reject("cannot write " + path.string());
         }
         std::printf("%s\n", path.c_str());
     }
@@ -158,4 +172,29 @@ int makeAdapter(const NewAdapter &wanted, const Installation &installation)
     return exitOk;
 }
 
+class NewAdapterVerb : public Verb {
+public:
+    void declare(CLI::App &command) override
+    {
+        command.add_option("NAME", adapter_.name, "Begins the name of the class")->required();
+        command.add_option("--package", adapter_.package,
+                           "Its Java package (default org.example.NAME)");
+        command.add_flag("--native", adapter_.native, "In C++, without Java");
+        command.add_option("DIR", adapter_.directory, "Where to (default NAME in small letters)");
+    }
+
+    int run() override
+    {
+        return makeAdapter(adapter_, findInstallation());
+    }
+
+private:
+    NewAdapter adapter_;
+};
+
+const RegisteredVerb<NewAdapterVerb>
+    registered("new adapter",
+               "Make a project for an adapter in Java or C++, which can be built and run at once");
+
+} // namespace
 } // namespace ferry

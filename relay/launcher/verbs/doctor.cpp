@@ -1,10 +1,11 @@
-#include "launcher/doctor.h"
-
+// `ferry doctor`: what this installation has, and what it lacks.
 #include <cstdio>
 
 #include "launcher/class_archive.h"
 #include "launcher/installation.h"
+#include "launcher/verb.h"
 #include "launcher/version.h"
+#include "launcher/virtual_machine.h"
 #include "process/exit_code.h"
 
 namespace ferry {
@@ -127,22 +128,36 @@ void lookAtArchive(const VmSearch &search, const Installation &installation)
     }
 }
 
+class Doctor : public Verb {
+public:
+    void declare(CLI::App &command) override
+    {
+        addJavaHome(command, javaHome_);
+    }
+
+    int run() override
+    {
+        std::printf("ferry %s\n", FERRY_VERSION);
+        Findings findings;
+        VmSearch search;
+        findVm(vmPlaces(javaHome_), search);
+        const Installation installation = findInstallation();
+        lookAtVm(search, findings);
+        lookAtLibraries(search, installation, findings);
+        lookAtPlugins(installation, findings);
+        lookAtJars(installation, findings);
+        lookAtArchive(search, installation);
+        std::printf("%s\n",
+                    findings.all() ? "everything is there" : "something is missing (see FAIL)");
+        return findings.all() ? exitOk : exitErrors;
+    }
+
+private:
+    std::filesystem::path javaHome_;
+};
+
+const RegisteredVerb<Doctor>
+    registered("doctor", "Report which Java VM, libraries and jars were found and what is missing");
+
 } // namespace
-
-int runDoctor(const VmPlaces &places)
-{
-    std::printf("ferry %s\n", FERRY_VERSION);
-    Findings findings;
-    VmSearch search;
-    findVm(places, search);
-    const Installation installation = findInstallation();
-    lookAtVm(search, findings);
-    lookAtLibraries(search, installation, findings);
-    lookAtPlugins(installation, findings);
-    lookAtJars(installation, findings);
-    lookAtArchive(search, installation);
-    std::printf("%s\n", findings.all() ? "everything is there" : "something is missing (see FAIL)");
-    return findings.all() ? exitOk : exitErrors;
-}
-
 } // namespace ferry
