@@ -305,7 +305,7 @@ class FerryTest(Ferry):
                       self.ferry("run", path, "--until-idle=0.1", code=3).stderr)
         # Of native adapters, of classes and plug-ins that are not there, of sessions: all at once.
         path.write_text("adapters: {n: {plugin: dss}, d: {plugin: dds}, j: {class: fil}}\n"
-                        "connections: {c: {adapter: d, properties: {domian: 1}}, j: {adapter: j}}\n"
+                        "connections: {c: {adapter: d, properties: {domaim: 1}}, j: {adapter: j}}\n"
                         "sessions: {s: {properties: {batch: 0}}}\n"
                         "routes: {r: {type: T, input: {connection: c, stream: s},\n"
                         "             outputs: [{connection: c, stream: s}]}}\n"
@@ -314,7 +314,7 @@ class FerryTest(Ferry):
         self.assertRegex(
             text, r':1:12: adapters\.n\.plugin: there is no .*; did you mean "dds"\?\n'
                   r'.*:1:48: adapters\.j\.class: .* "fil"; did you mean "file"\?\n'
-                  r'.*:2:44: connections\.c: unknown property "domian"; .* "domain"\?.*\n'
+                  r'.*:2:44: connections\.c: unknown property "domaim"; .* "domain"\?.*\n'
                   r'.*:3:29: sessions\.s: property "batch" must .* 1000000, not "0"\n')
 
     def test_a_failure_has_its_own_sentence_and_one_trace(self):

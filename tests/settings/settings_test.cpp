@@ -52,7 +52,7 @@ TEST(Settings, NumbersAreReadAndPrintedAsInJava)
 TEST(Settings, TheNearestNameIsSuggested)
 {
     const std::vector<std::string> known = {"period", "batch", "batch_bytes", "position.lat"};
-    EXPECT_EQ(suggestion("Preiod", known), "; did you mean \"period\"?");
+    EXPECT_EQ(suggestion("Perriod", known), "; did you mean \"period\"?");
     EXPECT_EQ(suggestion("LAT", known), "; did you mean \"position.lat\"?");
     EXPECT_EQ(suggestion("bathc_bytse", known), "; did you mean \"batch_bytes\"?");
     EXPECT_EQ(suggestion("period_ms", known), "; did you mean \"period\"?");
