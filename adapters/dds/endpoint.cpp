@@ -1,5 +1,7 @@
 #include "endpoint.h"
 
+#include <fmt/format.h>
+
 #include "error.h"
 
 namespace ferrydds {
@@ -18,9 +20,9 @@ std::string ownerOf(std::uint32_t role, const QEL_FerrionStreamInfo &stream)
 const DDS_TypeCode *typeOf(const std::string &owner, const QEL_FerrionStreamInfo &stream)
 {
     if (stream.typeRepresentationKind != QEL_FERRION_TYPE_REPRESENTATION_TYPECODE) {
-        throw Failure(owner + ": its type is given as representation " +
-                      std::to_string(stream.typeRepresentationKind) +
-                      "; only 0, a type code, is carried");
+        throw Failure(fmt::format(
+            "{}: its type is given as representation {}; only 0, a type code, is carried", owner,
+            stream.typeRepresentationKind));
     }
     if (stream.typeRepresentation == nullptr) {
         throw Failure(owner + ": it has no type");

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 namespace ferrydds {
 namespace {
 
@@ -165,8 +167,8 @@ void StreamReader::reportLast(QEL_FerrionEnvironment *environment)
     const std::uint64_t unread = DDS_DataReader_discard(reader_.get());
     if (unread > 0 && endpoint_.reliable()) {
         warn("FerryAdapter_dds_delete",
-             endpoint_.owner() + ": " + std::to_string(unread) +
-                 " samples had arrived and were not read; they are lost");
+             fmt::format("{}: {} samples had arrived and were not read; they are lost",
+                         endpoint_.owner(), unread));
     }
     notices_.hurry();
     notices_.report(endpoint_.owner(), reader_.get(), DDS_DataReader_take_notice, environment);

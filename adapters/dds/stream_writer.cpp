@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <thread>
 
+#include <fmt/format.h>
+
 namespace ferrydds {
 namespace {
 
@@ -99,7 +101,7 @@ StreamWriter::Outcome StreamWriter::writeAll(const Slice &slice)
         }
         outcome.gaveUp = result == DDS_RETCODE_OUT_OF_RESOURCES;
         if (outcome.bad++ == 0 || outcome.gaveUp) {
-            outcome.reason = "sample " + std::to_string(i) + ": " + error.text;
+            outcome.reason = fmt::format("sample {}: {}", i, error.text);
         }
     }
     DDS_DataWriter_flush(writer_.get());
@@ -138,10 +140,10 @@ StreamWriter::Readers StreamWriter::awaitReaders() const
         }
         std::this_thread::sleep_for(moment);
     }
-    throw Failure(endpoint_.owner() + ": after " + until(Setting::waitTimeout) + " there are " +
-                  std::to_string(DDS_DataWriter_get_matched(writer_.get())) + " of " +
-                  std::to_string(wanted_) + " readers (wait_for_readers)" + mismatches() +
-                  "; nothing was written");
+    throw Failure(fmt::format(
+        "{}: after {} there are {} of {} readers (wait_for_readers){}; nothing was written",
+        endpoint_.owner(), until(Setting::waitTimeout), DDS_DataWriter_get_matched(writer_.get()),
+        wanted_, mismatches()));
 }
 
 StreamWriter::Readers StreamWriter::readers() const
@@ -175,11 +177,11 @@ bool StreamWriter::reached(const Readers &before, const Outcome &outcome,
         return false;
     }
     if (!all) {
-        report(environment, endpoint_.owner() + ": " +
-                                std::to_string(DDS_DataWriter_get_unacknowledged(writer_.get())) +
-                                " samples that were written are not acknowledged after " +
-                                endpoint_.settings.text(Setting::writeTimeout) +
-                                " (write_timeout); they are still being sent");
+        report(environment,
+               fmt::format("{}: {} samples that were written are not acknowledged after {} "
+                           "(write_timeout); they are still being sent",
+                           endpoint_.owner(), DDS_DataWriter_get_unacknowledged(writer_.get()),
+                           endpoint_.settings.text(Setting::writeTimeout)));
     }
     return true;
 }
@@ -194,12 +196,12 @@ StreamWriter::Outcome StreamWriter::writeToReaders(const Slice &slice,
         if (reached(before, outcome, environment)) {
             return outcome;
         }
-        warn("FerryAdapter_dds_write", endpoint_.owner() + ": a reader left during a write of " +
-                                           std::to_string(slice.count) +
-                                           " samples; they are written again");
+        warn("FerryAdapter_dds_write",
+             fmt::format("{}: a reader left during a write of {} samples; they are written again",
+                         endpoint_.owner(), slice.count));
     }
-    throw Failure(endpoint_.owner() + ": readers come and go; none stayed for a write of " +
-                  std::to_string(slice.count) + " samples");
+    throw Failure(fmt::format("{}: readers come and go; none stayed for a write of {} samples",
+                              endpoint_.owner(), slice.count));
 }
 
 void StreamWriter::tellUnheard(std::int32_t unheard)
@@ -209,8 +211,9 @@ void StreamWriter::tellUnheard(std::int32_t unheard)
     }
     unheard_ += static_cast<std::uint64_t>(unheard);
     if (unheard == 0 && unheard_ > 0) {
-        warn("FerryAdapter_dds_write", endpoint_.owner() + ": " + std::to_string(unheard_) +
-                                           " samples were written while there was no reader");
+        warn("FerryAdapter_dds_write",
+             fmt::format("{}: {} samples were written while there was no reader", endpoint_.owner(),
+                         unheard_));
         unheard_ = 0;
     }
 }
@@ -222,8 +225,8 @@ std::int32_t StreamWriter::write(void *const *samples, DDS_SampleInfo *const *in
     const Outcome outcome = wanted_ == 0 ? writeAll(slice) : writeToReaders(slice, environment);
     tellUnheard(outcome.unheard);
     if (outcome.bad > 0) {
-        report(environment, endpoint_.owner() + ": " + std::to_string(outcome.written) + " of " +
-                                std::to_string(count) + " samples were written; " + outcome.reason);
+        report(environment, fmt::format("{}: {} of {} samples were written; {}", endpoint_.owner(),
+                                        outcome.written, count, outcome.reason));
     }
     solitude_.look(endpoint_.owner(), writer_.get(), DDS_DataWriter_get_matched(writer_.get()),
                    DDS_DataWriter_get_mismatches);
@@ -241,12 +244,11 @@ void StreamWriter::finish(QEL_FerrionEnvironment *environment)
     tellUnheard(0);
     const std::int64_t linger = endpoint_.settings.number(Setting::linger);
     if (DDS_DataWriter_wait_for_acknowledgments(writer_.get(), linger) == 0) {
-        report(environment, endpoint_.owner() + ": " +
-                                std::to_string(DDS_DataWriter_get_unacknowledged(writer_.get())) +
-                                " samples are not acknowledged by all of " +
-                                std::to_string(DDS_DataWriter_get_matched(writer_.get())) +
-                                " readers after " + until(Setting::linger) +
-                                " (linger); what they lack is lost");
+        report(environment,
+               fmt::format("{}: {} samples are not acknowledged by all of {} readers after "
+                           "{} (linger); what they lack is lost",
+                           endpoint_.owner(), DDS_DataWriter_get_unacknowledged(writer_.get()),
+                           DDS_DataWriter_get_matched(writer_.get()), until(Setting::linger)));
     }
     notices_.hurry();
     notices_.report(endpoint_.owner(), writer_.get(), DDS_DataWriter_take_notice, environment);

@@ -179,6 +179,13 @@ private:
             const bool sentence = doubt == Doubt::some && !quoted && !alone && value > spaces + 1;
             return sentence ? nowhere : value;
         }
+        // "property "password" must be a word, not "x"".
+        constexpr std::string_view complaint = ", not \"";
+        const std::size_t end = std::min(text_.find('\n', at), text_.size());
+        const std::size_t rejected = text_.substr(0, end).find(complaint, at);
+        if (text_.substr(spaces, 8) == "must be " && rejected != nowhere) {
+            return rejected + complaint.size() - 1;
+        }
         // "property 'password' is 'x'", "PASSWORD 'x'".
         const std::size_t word =
             spaces > at && text_.substr(spaces, 3) == "is " ? skipSpaces(spaces + 3) : spaces;

@@ -5,6 +5,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <fmt/format.h>
+
 namespace ferry {
 namespace fs = std::filesystem;
 namespace {
@@ -49,7 +51,7 @@ VmCandidate examine(const std::string &source, const fs::path &home)
         candidate.problem = "it has no lib/server/libjvm.so";
     } else if (candidate.version > 0 && candidate.version < oldestVm) {
         candidate.problem =
-            "it is version " + candidate.fullVersion + ", older than " + std::to_string(oldestVm);
+            fmt::format("it is version {}, older than {}", candidate.fullVersion, oldestVm);
     }
     return candidate;
 }
@@ -105,7 +107,8 @@ bool takeNamed(VmSearch &search, const std::string &source, const fs::path &home
     search.candidates.push_back(examine(source, home));
     const VmCandidate &candidate = search.candidates.back();
     if (!candidate.problem.empty()) {
-        search.rejection = source + " names " + home.string() + ", but " + candidate.problem;
+        search.rejection =
+            fmt::format("{} names {}, but {}", source, home.string(), candidate.problem);
     }
     return true;
 }
@@ -153,8 +156,7 @@ std::string noVmText(const VmSearch &search)
     if (!search.rejection.empty()) {
         text = search.rejection + ".\n  No other Java VM is tried when one is named.";
     } else {
-        text =
-            "no Java VM of version " + std::to_string(oldestVm) + " or newer was found. Looked at:";
+        text = fmt::format("no Java VM of version {} or newer was found. Looked at:", oldestVm);
         for (const std::string &place : search.places) {
             text += "\n  " + place;
         }

@@ -492,7 +492,10 @@ class FerryTest(Ferry):
         for version, properties in [("v1", "{a=1}"), ("v2", "{}")]:
             self.assertEqual(text.count(f"{version}: made with {properties}, resource\n"), 1, text)
         home = str(self.directory)
+        (self.directory / "v1" / "Torn.class").write_bytes(b"\xca\xfe\xba\xbe")
         for one, expected in [
+                ("{class: Torn, class_path: [v1]}", f"class Torn in its class path {home}/v1 cannot "
+                 "be loaded: java.lang.ClassFormatError"),
                 ("{class: No, class_path: [v1]}",
                  f"adapter 'one' error: create: there is no class No in its class path {home}/v1"),
                 ("{class: Library, class_path: [v1]}", "class Library in its class path "

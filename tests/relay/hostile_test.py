@@ -32,7 +32,8 @@ PLACES = {
 
 # What it throws, and what the log has of it (Java prints nothing of a ThreadDeath).
 THROWN = {"throw": "IllegalStateException: trouble in", "checked": "AdapterException: hostile",
-          "stack": "StackOverflowError", "memory": "OutOfMemoryError", "death": "trouble: death",
+          "stack": ": no message (java.lang.StackOverflowError at ",
+          "memory": "OutOfMemoryError", "death": "trouble: death",
           "init": "ExceptionInInitializerError", "mute": "trouble: mute", "format": "100%s %n %d"}
 
 # What it does that is no failure of a call: where, how, with which configuration; the exit code,

@@ -1,6 +1,8 @@
 // `ferry doctor`: what this installation has, and what it lacks.
 #include <cstdio>
 
+#include <fmt/format.h>
+
 #include "launcher/class_archive.h"
 #include "launcher/installation.h"
 #include "launcher/verb.h"
@@ -39,8 +41,8 @@ void lookAtVm(const VmSearch &search, Findings &findings)
     }
     const VmCandidate &chosen = *search.chosen;
     const std::string version = chosen.fullVersion.empty() ? "unknown" : chosen.fullVersion;
-    findings.good("Java VM: " + chosen.home.string() + " (version " + version + ", by " +
-                  chosen.source + ")");
+    findings.good(fmt::format("Java VM: {} (version {}, by {})", chosen.home.string(), version,
+                              chosen.source));
     for (const VmCandidate &candidate : search.candidates) {
         if (&candidate != &chosen) {
             const std::string state = candidate.problem.empty() ? "not used" : candidate.problem;
@@ -81,8 +83,8 @@ void lookAtLibraries(const VmSearch &search, const Installation &installation, F
     if (!reason.empty()) {
         findings.bad("libraries do not load: " + reason);
     } else {
-        findings.good("libraries: " + installation.libraries.string() +
-                      (search.chosen == nullptr ? "" : " (loaded with this VM)"));
+        findings.good(fmt::format("libraries: {}{}", installation.libraries.string(),
+                                  search.chosen == nullptr ? "" : " (loaded with this VM)"));
     }
 }
 
@@ -92,9 +94,10 @@ void lookAtPlugins(const Installation &installation, Findings &findings)
     for (const std::string &name : installation.plugins()) {
         std::string reason;
         if (hasSymbol(installation.plugin(name), pluginEntry(name), reason)) {
-            findings.good("plug-in: " + name + " (" + installation.plugin(name).string() + ")");
+            findings.good(
+                fmt::format("plug-in: {} ({})", name, installation.plugin(name).string()));
         } else {
-            findings.bad(std::string("plug-in ").append(name).append(" does not load: ") + reason);
+            findings.bad(fmt::format("plug-in {} does not load: {}", name, reason));
         }
     }
 }
