@@ -108,7 +108,7 @@ std::string rolesText(std::uint32_t bits)
             names.emplace_back(role.name);
         }
     }
-    const std::string last = names.empty() ? "" : names.back();
+    std::string last = names.empty() ? "" : names.back();
     if (names.size() < 2) {
         return last;
     }

@@ -22,6 +22,7 @@ PropertyList listOf(const QEL_FerrionProperties *properties)
 void rejectIfAny(const std::string &owner, const std::vector<SettingProblem> &problems)
 {
     std::vector<std::string> texts;
+    texts.reserve(problems.size());
     for (const SettingProblem &problem : problems) {
         texts.push_back(problem.text);
     }

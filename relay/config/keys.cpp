@@ -9,7 +9,7 @@ namespace ferry::keys {
 namespace {
 
 constexpr std::int64_t millisecond = 1'000'000;
-constexpr std::int64_t day = 24 * 3600 * 1000 * millisecond;
+constexpr std::int64_t day = 24LL * 3600 * 1000 * millisecond;
 constexpr std::int64_t mostSamples = 1'000'000;
 /// No sample is larger.
 constexpr std::int64_t mostBytes = 2'147'483'647;

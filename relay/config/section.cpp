@@ -294,7 +294,7 @@ const FERRY_Setting &Section::setting(const std::string &key) const
 std::optional<std::string> Section::value(const std::string &key) const
 {
     const FERRY_Setting &declared = setting(key);
-    if (const auto given = text(key)) {
+    if (auto given = text(key)) {
         const std::string wrong = complaint(pathOf(key), declared, *given);
         if (wrong.empty()) {
             return given;

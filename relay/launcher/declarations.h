@@ -47,7 +47,7 @@ std::vector<Declaration> declarationsOf(const FERRY_SettingTable &table);
 std::vector<Declaration> joinedRoles(const std::vector<Declaration> &settings);
 
 /// The name of a role or section, for people and for JSON: "reader".
-std::vector<std::string> roleNames(std::uint32_t roles);
+std::vector<std::string> roleNames(std::uint32_t bits);
 
 /// A role by its name, 0 for none.
 std::uint32_t roleOf(const std::string &name);

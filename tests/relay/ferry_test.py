@@ -494,8 +494,8 @@ class FerryTest(Ferry):
         home = str(self.directory)
         (self.directory / "v1" / "Torn.class").write_bytes(b"\xca\xfe\xba\xbe")
         for one, expected in [
-                ("{class: Torn, class_path: [v1]}", f"class Torn in its class path {home}/v1 cannot "
-                 "be loaded: java.lang.ClassFormatError"),
+                ("{class: Torn, class_path: [v1]}", f"class Torn in its class path {home}/v1 "
+                 "cannot be loaded: java.lang.ClassFormatError"),
                 ("{class: No, class_path: [v1]}",
                  f"adapter 'one' error: create: there is no class No in its class path {home}/v1"),
                 ("{class: Library, class_path: [v1]}", "class Library in its class path "

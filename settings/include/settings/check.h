@@ -32,7 +32,7 @@ std::vector<SettingProblem> checkProperties(const FERRY_SettingTable &table, std
                                             const PropertyList &properties);
 
 /// The roles of a set of FERRY_SETTING_OF_... bits, for people: "readers and writers".
-std::string rolesText(std::uint32_t roles);
+std::string rolesText(std::uint32_t bits);
 
 } // namespace ferry
 
