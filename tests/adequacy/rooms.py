@@ -22,6 +22,8 @@ ROOMS = {
                    (PARTNERS,)),
     "binding": Room(("platform/java",), (r" java-units\.",),
                     (r" fuzz\.(cdr|properties)", r" kit\.", r" file-adapter\.\w+Test$")),
+    "settings": Room(("settings",),
+                     ("^settings_test ", "^relay_config_test ", "^dds_adapter_test "), FERRY[:1]),
     "relay": Room(("relay/config", "relay/engine", "relay/process", "relay/launcher"),
                   ("^relay_config_test ", r" fuzz\.relay", "^relay_engine_test ",
                    "^relay_start_test "), (*FERRY, r" Examples\.NewAdapter")),
