@@ -1,10 +1,10 @@
 /* Settings: what an adapter's properties may be called and hold, declared once as plain data.
  *
  * A native plug-in may export a function that returns its table, named like its entry point with
- * "_settings" behind it: FerryAdapter_dds_create goes with FerryAdapter_dds_create_settings. From
- * the table the host checks a configuration before anything connects, prints
- * `ferry check --settings`, and makes the JSON Schema. A plug-in without the function has its
- * properties passed on unchecked. */
+ * "_settings" behind it: FerryAdapter_dds_create goes with FerryAdapter_dds_create_settings. The
+ * host checks a configuration against the table before anything connects, and prints it for
+ * `ferry check --settings`. A plug-in without the function has its properties passed on unchecked.
+ */
 #ifndef FERRYJNI_SETTINGS_H
 #define FERRYJNI_SETTINGS_H
 

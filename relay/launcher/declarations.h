@@ -43,7 +43,7 @@ struct Declarations {
 /// The rows of a table, in its order.
 std::vector<Declaration> declarationsOf(const FERRY_SettingTable &table);
 
-/// One setting of several roles is told once: joins those that differ in their role alone.
+/// Joins settings that differ in their role alone, so that each is listed once.
 std::vector<Declaration> joinedRoles(const std::vector<Declaration> &settings);
 
 /// The name of a role or section, for people and for JSON: "reader".
