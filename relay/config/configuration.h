@@ -52,8 +52,8 @@ struct AdapterSettings {
     Properties properties;
     /// Absolute entries that this Java adapter alone sees, directories already expanded.
     std::vector<std::string> classPath;
-    /// Jars that come with an adapter of the installation, behind those; only somebody who knows
-    /// the installation can tell.
+    /// Jars that come with an adapter of the installation, behind those. Only somebody who knows
+    /// the installation can fill them in.
     std::vector<std::string> installedJars;
     Place place{};
 
@@ -131,15 +131,15 @@ struct DiscoverySettings {
     StreamPatterns deny;
     /// Whether the streams of one name that differ in their partitions share a route.
     bool merged = false;
-    /// How long a route outlives its stream, in case that comes back; without a value it is the
-    /// adapter's to tell whether it does at all.
+    /// How long a route outlives its stream, in case that comes back; without a value the
+    /// adapter decides whether it does at all.
     std::optional<std::chrono::milliseconds> grace;
     /// Each route, but for its name and type. The stream of the announced end is empty; other
     /// streams and properties may hold `${stream}`, `${type}` and `${partitions}`.
     RouteSettings route;
 };
 
-/// Properties with their places in the file, for what only the adapter itself can tell of them.
+/// Properties with their places in the file, for what only the adapter itself can check.
 struct PropertySource {
     /// A FERRY_SETTING_OF_... bit.
     std::uint32_t role = 0;

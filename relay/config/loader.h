@@ -47,7 +47,7 @@ private:
     void readDiscovery(const NamedNode &entry);
     void readDirection(const Section &section, DiscoverySettings &rule);
     void readPartitions(const Section &section, DiscoverySettings &rule);
-    bool isToldPartitions(const StreamSettings &end) const;
+    bool receivesPartitions(const StreamSettings &end) const;
     void readOtherEnd(const NamedNode &entry, const Section &section, DiscoverySettings &rule);
     StreamPatterns readPatterns(const Section &section, const std::string &key);
     std::vector<std::string> readGlobs(const YAML::Node &node, const std::string &path,
@@ -75,8 +75,8 @@ private:
     /// Of the sessions that the file declares, by their index.
     std::vector<PropertySource> sessionSources_;
     std::unique_ptr<DDS_TypeLibrary, LibraryDeleter> types_;
-    /// Types that could not be read: names are not looked up, or one mistake would be told many
-    /// times.
+    /// Types that could not be read: names are not looked up, or one mistake would be reported
+    /// many times.
     bool typesBroken_ = false;
 };
 

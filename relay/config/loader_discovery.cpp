@@ -48,22 +48,22 @@ void Loader::readDirection(const Section &section, DiscoverySettings &rule)
 void Loader::readPartitions(const Section &section, DiscoverySettings &rule)
 {
     const auto &outputs = rule.route.outputs;
-    const bool told = rule.inputs
-                          ? std::all_of(outputs.begin(), outputs.end(),
-                                        [&](const auto &end) { return isToldPartitions(end); })
-                          : isToldPartitions(rule.route.input);
-    rule.merged = section.choice("partitions").value_or(told ? 0 : 1) == 1;
+    const bool apart = rule.inputs
+                           ? std::all_of(outputs.begin(), outputs.end(),
+                                         [&](const auto &end) { return receivesPartitions(end); })
+                           : receivesPartitions(rule.route.input);
+    rule.merged = section.choice("partitions").value_or(apart ? 0 : 1) == 1;
 }
 
 /// A Java adapter gets no partitions with a stream, so to it two of one name are the same, unless
 /// the name or a property says them.
-bool Loader::isToldPartitions(const StreamSettings &end) const
+bool Loader::receivesPartitions(const StreamSettings &end) const
 {
     const auto says = [](const std::string &text) {
         return text.find("${partitions}") != std::string::npos;
     };
     if (end.connection >= configuration_.connections.size()) {
-        return true; // which has been told
+        return true; // a mistake that has been reported
     }
     const std::size_t adapter = configuration_.connections[end.connection].adapter;
     return (adapter < configuration_.adapters.size() &&
@@ -106,7 +106,7 @@ StreamPatterns Loader::readPatterns(const Section &section, const std::string &k
     return patterns;
 }
 
-/// A list without a pattern could mean all or nothing, so it is refused.
+/// A list without a pattern could mean all or nothing, so it is rejected.
 std::vector<std::string> Loader::readGlobs(const YAML::Node &node, const std::string &path,
                                            bool mayBeEmpty)
 {

@@ -76,7 +76,7 @@ public:
     }
 
 private:
-    /// Told once: what else an alias leads to is more of the same.
+    /// Reported once: what else an alias leads to is more of the same.
     void giveUp(const YAML::Node &node, const std::string &message)
     {
         if (!gaveUp_) {
@@ -95,10 +95,10 @@ private:
                 fmt::format("the value of {} needs {}, which the environment does not have", where,
                             missing));
         }
-        const std::string refusal = refusalForJava(value);
-        if (!refusal.empty()) {
+        const std::string rejection = rejectionForJava(value);
+        if (!rejection.empty()) {
             diagnostics_.add(placeOf(entry.value),
-                             fmt::format("the value of {} {}", where, refusal));
+                             fmt::format("the value of {} {}", where, rejection));
             return;
         }
         if (!places_.emplace(name, entry.place).second) {
@@ -148,11 +148,11 @@ std::vector<NamedNode> readEntries(Diagnostics &diagnostics, const YAML::Node &n
             continue;
         }
         const std::string name = pair.first.Scalar();
-        const std::string refusal = refusalForJava(name);
+        const std::string rejection = rejectionForJava(name);
         const auto same = [&](const NamedNode &known) { return known.name == name; };
         const auto earlier = std::find_if(entries.begin(), entries.end(), same);
-        if (!refusal.empty()) {
-            diagnostics.add(place, fmt::format("a key{} {}", within(path), refusal));
+        if (!rejection.empty()) {
+            diagnostics.add(place, fmt::format("a key{} {}", within(path), rejection));
         } else if (earlier != entries.end()) {
             diagnostics.add(place, fmt::format("key \"{}\"{} is given twice (first in line {})",
                                                name, within(path), earlier->place.line));
@@ -186,9 +186,9 @@ std::optional<std::string> readJavaText(Diagnostics &diagnostics, const YAML::No
 {
     std::optional<std::string> text = readText(diagnostics, node, path);
     if (text) {
-        const std::string refusal = refusalForJava(*text);
-        if (!refusal.empty()) {
-            diagnostics.add(placeOf(node), fmt::format("{} {}", path, refusal));
+        const std::string rejection = rejectionForJava(*text);
+        if (!rejection.empty()) {
+            diagnostics.add(placeOf(node), fmt::format("{} {}", path, rejection));
             return std::nullopt;
         }
     }

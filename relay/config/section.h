@@ -45,7 +45,7 @@ std::optional<std::string> readJavaText(Diagnostics &diagnostics, const YAML::No
 std::vector<std::pair<std::string, Place>>
 readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path);
 
-/// Free-form properties: nested mappings are joined by dots, lists are refused. In values,
+/// Free-form properties: nested mappings are joined by dots, lists are rejected. In values,
 /// `${config_dir}` stands for `directory` and `${env:NAME}` for a variable of the environment.
 Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path,
                           const std::filesystem::path &directory,

@@ -52,7 +52,7 @@ std::size_t findInvalidUtf8(const std::string &text)
     return std::string::npos;
 }
 
-std::string refusalForJava(const std::string &text)
+std::string rejectionForJava(const std::string &text)
 {
     std::uint32_t code = 0;
     for (std::size_t at = 0; at < text.size();) {

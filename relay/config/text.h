@@ -17,7 +17,7 @@ std::size_t findInvalidUtf8(const std::string &text);
 /// Why a text cannot be handed to Java as it is ("" when it can): the VM takes strings of native
 /// code in a modified UTF-8, where a NUL ends the text and a character beyond U+FFFF comes out
 /// garbled.
-std::string refusalForJava(const std::string &text);
+std::string rejectionForJava(const std::string &text);
 
 /// Replaces every `${config_dir}` and `${env:NAME}` of a text; anything else in braces is not ours.
 /// Returns the name of a variable that the environment lacks, or "".

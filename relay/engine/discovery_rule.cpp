@@ -81,9 +81,9 @@ void addAnnounced(StreamSettings &end, const AnnouncedStream &stream)
 
 std::string rejectionOf(const StreamSettings &end)
 {
-    std::string rejection = refusalForJava(end.stream);
+    std::string rejection = rejectionForJava(end.stream);
     for (const auto &[name, value] : end.properties) {
-        rejection = rejection.empty() ? refusalForJava(value) : rejection;
+        rejection = rejection.empty() ? rejectionForJava(value) : rejection;
     }
     return rejection;
 }
@@ -261,7 +261,7 @@ std::string differenceOf(const Properties &before, const Properties &now)
 
 std::string rejectionOf(const RouteSettings &route)
 {
-    std::string rejection = refusalForJava(route.typeName);
+    std::string rejection = rejectionForJava(route.typeName);
     rejection = rejection.empty() ? rejectionOf(route.input) : rejection;
     for (const StreamSettings &output : route.outputs) {
         rejection = rejection.empty() ? rejectionOf(output) : rejection;

@@ -76,8 +76,8 @@ bool uses(const RouteSettings &route, const AnnouncedStream &stream);
 /// Whether a route that was made for a stream as it was has every partition that it is in now.
 bool covers(const AnnouncedStream &made, const AnnouncedStream &now);
 
-/// What is announced in place of what before: "reliability best_effort (was reliable)"; "" when the
-/// properties are the same.
+/// What is announced now, with what was before: "reliability best_effort (was reliable)"; "" when
+/// the properties are the same.
 std::string differenceOf(const Properties &before, const Properties &now);
 
 /// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.

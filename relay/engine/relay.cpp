@@ -190,7 +190,7 @@ bool Relay::giveUpControl()
         return false;
     }
     logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_stop", configuration_.name,
-             "{} does not come back and is left behind", what);
+             "{} does not return and is left behind", what);
     (rescuers_.empty() ? control_ : *rescuers_.back()).forget();
     rescuers_.push_back(std::make_unique<Thread>());
     return rescuers_.back()->start("ferry:rescue", [this] {
@@ -254,7 +254,7 @@ std::vector<std::string> Relay::stalls(Clock::duration limit)
     const Clock::time_point now = Clock::now();
     const auto add = [&](const std::string &what, Clock::duration time) {
         const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time).count();
-        lines.push_back(fmt::format("{} has not come back for {} s", what, seconds));
+        lines.push_back(fmt::format("{} has not returned for {} s", what, seconds));
     };
     for (std::size_t i = 0; i < sessions_.size(); ++i) {
         const auto time = sessionWatches_[i].look(sessions_[i]->guard(), now, limit);

@@ -53,7 +53,7 @@ public:
     bool giveUpControl();
     /// The calls of plug-ins under way, as "route r: read of connection/stream". Any thread.
     std::vector<std::string> callsUnderWay();
-    /// The same of those that have not come back for long, with the time. One thread.
+    /// The same of those that have not returned for long, with the time. One thread.
     std::vector<std::string> stalls(Clock::duration limit);
     /// Joins the control thread, whose phase is `ended`.
     void join();

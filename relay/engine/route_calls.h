@@ -34,7 +34,7 @@ enum class CallResult { good, flawed, failed };
 /// Session thread, but for the counter.
 class RouteCalls {
 public:
-    /// `owner` is what guards are told of who calls.
+    /// `owner` is whom guards take for the caller.
     RouteCalls(const std::string &route, const void *owner, PluginHost &host)
         : route_(route), owner_(owner), host_(host)
     {

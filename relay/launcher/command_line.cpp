@@ -28,7 +28,7 @@ Exit codes:
   1  it ran, but samples were lost or something failed
   2  bad command line or configuration
   3  could not start (no Java VM, or no route could be started)
-  4  told to stop, but an adapter did not come back: the process was ended
+  4  asked to stop, but an adapter did not return: the process was ended
   130, 143  a second SIGINT, SIGTERM came before the end
 
 Paths in a configuration file start from the file's own directory, in which ferry runs.

@@ -56,8 +56,8 @@ using RelayMain = int (*)(const RelayRequest *);
 /// the loader's reason on failure, else "".
 std::string loadVm(const std::filesystem::path &vmLibrary);
 
-/// Loads a library, which stays loaded, and tells whether it has a symbol; the loader's reason when
-/// it has not.
+/// Loads a library, which stays loaded, and returns whether it has a symbol; the loader's reason
+/// when it has not.
 bool hasSymbol(const std::filesystem::path &library, const std::string &symbol,
                std::string &reason);
 

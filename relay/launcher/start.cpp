@@ -71,7 +71,7 @@ int startRelay(const Configuration &configuration, const RunOptions &options, co
     std::string reason = vm == nullptr ? "" : loadVm(vm->library);
     const RelayMain relay = reason.empty() ? loadRelay(installation, reason) : nullptr;
     if (relay == nullptr) {
-        complain(fmt::format("ferry: {}\n  \"ferry doctor\" tells more.", reason));
+        complain(fmt::format("ferry: {}\n  \"ferry doctor\" has more.", reason));
         return exitNoStart;
     }
     if (!enter(configuration.directory)) {

@@ -13,7 +13,7 @@ enum ExitCode : int {
     exitUsage = 2,
     /// Nothing could be started.
     exitNoStart = 3,
-    /// Asked to stop, but an adapter did not come back in time: the process was ended.
+    /// Asked to stop, but an adapter did not return in time: the process was ended.
     exitHung = 4
 };
 

@@ -13,7 +13,7 @@ constexpr std::chrono::milliseconds liveInterval{200};
 constexpr std::chrono::milliseconds lineInterval{10000};
 /// How often quiet is looked for; bounds how much later than asked the end comes.
 constexpr std::chrono::milliseconds idleInterval{20};
-/// Calls that do not come back are looked for that often in the time after which one is
+/// Calls that do not return are looked for that often in the time after which one is
 /// reported.
 constexpr int stallLooks = 10;
 
@@ -103,7 +103,7 @@ void Supervisor::watch()
     }
 }
 
-/// A call that does not come back must not pass in silence; there is nothing else to be done.
+/// A call that does not return must not pass in silence; there is nothing else to be done.
 void Supervisor::reportStalls()
 {
     for (const std::string &line : relay_.stalls(options_.stall)) {
@@ -129,7 +129,7 @@ void Supervisor::report(Clock::time_point now)
 }
 
 /// Stops reading, lets present loans be finished, then has everything deleted; whatever does not
-/// come back in time is left behind, so that the rest is still closed in order.
+/// return in time is left behind, so that the rest is still closed in order.
 void Supervisor::stop()
 {
     const Clock::time_point deadline = Clock::now() + options_.drain;
@@ -156,8 +156,7 @@ void Supervisor::stop()
     relay_.join();
 }
 
-/// Has calls that wait come back in time, so that what they could not do is reported and not
-/// cut off.
+/// Has calls that wait return in time, so that what they could not do is reported and not cut off.
 /// On a thread of its own, as this one enters no plug-in.
 void Supervisor::notifyPlugins(Clock::time_point deadline)
 {
@@ -173,7 +172,7 @@ void Supervisor::notifyPlugins(Clock::time_point deadline)
     });
     if (started && !relay_.waitUntil(deadline, [&] { return notified.load(); })) {
         logAbout(FERRYLOG_BIT_ERROR, "FERRYSupervisor_stop", configuration_.name,
-                 "a plug-in does not come back from being told to stop");
+                 "a plug-in does not return from the request to stop");
         endProcess(exitHung);
     }
     notifier.join();

@@ -10,7 +10,7 @@
 
 namespace ferry {
 
-/// What remains of the drain limit once calls that wait have come back, for everything else that a
+/// What remains of the drain limit once calls that wait have returned, for everything else that a
 /// stop does; of a short limit a quarter.
 constexpr std::chrono::milliseconds stopReserve{1000};
 /// Time beyond the drain limit for closing what does not hang.

@@ -27,7 +27,7 @@ Texts trip(Texts texts)
     for (size_t i = 0; i + 1 < texts.size(); i += 2) {
         pairs.push_back({at(i), at(i + 1)});
         expected[textAt(i)] = textAt(i + 1);
-        isPlain = isPlain && ferry::refusalForJava(texts[i] + " " + texts[i + 1]).empty();
+        isPlain = isPlain && ferry::rejectionForJava(texts[i] + " " + texts[i + 1]).empty();
     }
     QEL_FerrionEnvironment environment = {};
     const QEL_FerrionProperties list = {pairs.data(), static_cast<int32_t>(pairs.size())};

@@ -45,7 +45,7 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
                 settings->adapters.size());
         REQUIRE(route.session < settings->sessions.size() && !route.outputs.empty());
         for (const auto &[name, value] : route.input.properties) {
-            REQUIRE(ferry::refusalForJava(name + " " + value).empty());
+            REQUIRE(ferry::rejectionForJava(name + " " + value).empty());
         }
     }
     return 0;

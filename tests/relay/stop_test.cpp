@@ -41,7 +41,7 @@ TEST_F(RelayTest, FinishesThePresentLoanAndReadsNoMore)
 }
 
 struct Hang {
-    /// The calls that never come back, at their `time`th time.
+    /// The calls that never return, at their `time`th time.
     std::vector<const char *> calls;
     int time;
     int code;
@@ -62,7 +62,7 @@ protected:
             [](void *self, const char *line, std::size_t length) {
                 dprintf(STDERR_FILENO, "%.*s\n", static_cast<int>(length), line);
                 auto *test = static_cast<StopDeathTest *>(self);
-                const bool stall = std::strstr(line, "has not come back") != nullptr;
+                const bool stall = std::strstr(line, "has not returned") != nullptr;
                 test->reported = test->reported || (test->hanging && stall);
             },
             this);
@@ -108,7 +108,7 @@ INSTANTIATE_TEST_SUITE_P(
         Hang{{"read in"},
              1,
              exitHung,
-             "read of a/in has not come back for 0 s; behind it in session main wait s\n(.|\n)*"
+             "read of a/in has not returned for 0 s; behind it in session main wait s\n(.|\n)*"
              "main session stop timeout(.|\n)*r. "
              "hangs in read of a/in and is left behind(.|\n)*"
              "delete_writer x\ndelete_writer y\ndelete_connection b\ndelete_adapter c"},
@@ -120,24 +120,23 @@ INSTANTIATE_TEST_SUITE_P(
         Hang{{"create_connection b"},
              1,
              exitHung,
-             "create of connection b has not come back for 0 s(.|\n)*connection b does not come "
-             "back("
-             ".|\n)*delete_adapter c"},
+             "create of connection b has not returned for 0 s(.|\n)*connection b does not return"
+             "(.|\n)*delete_adapter c"},
         Hang{{"delete_session b"},
              1,
              exitHung,
-             "delete of session main of connection b does not come back(.|\n)*delete_adapter c"},
+             "delete of session main of connection b does not return(.|\n)*delete_adapter c"},
         Hang{{"delete_reader in"},
              1,
              exitHung,
-             "delete of reader of a/in does not come back(.|\n)*delete_writer x\ndelete_writer y\n"
+             "delete of reader of a/in does not return(.|\n)*delete_writer x\ndelete_writer y\n"
              "(.|\n)*r: 5 read, 5 written"},
         Hang{{"delete_reader in", "delete_reader in2", "delete_writer x"},
              1,
              exitHung,
-             "delete of reader of c/in2 does not come back(.|\n)*delete of writer of b/x does not "
-             "come back(.|\n)*test stop timeout"},
-        Hang{{"stop_by"}, 1, exitHung, "a plug-in does not come back from being told to stop"},
+             "delete of reader of c/in2 does not return(.|\n)*delete of writer of b/x does not "
+             "return(.|\n)*test stop timeout"},
+        Hang{{"stop_by"}, 1, exitHung, "a plug-in does not return from the request to stop"},
         Hang{{"stop"}, 1, exitOk, "the Java VM does not end"}));
 
 /// A process that watches for signals as ferry does; the stop takes its time.

@@ -7,7 +7,7 @@ import java.util.concurrent.locks.LockSupport;
 public final class Hostile {
     private Hostile() {}
 
-    /** Throws, ends the process, never comes back, or spoils the calling thread and returns. */
+    /** Throws, ends the process, never returns, or spoils the calling thread and returns. */
     public static void act(String kind) {
         switch (kind) {
         case "checked" -> Hostile.<RuntimeException>sneak(new AdapterException("hostile"));
