@@ -555,10 +555,18 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     // The peer's writers are best effort: a reliable reader would not match them.
     for (const char *settings : {"reliability=auto; partitions=t*",
                                  "~direction=output; ~reliability=reliable; partitions=t*"}) {
-        reader = host.reader("peer", settings);
+        Host late(24); // which has found no writer yet, and has no listener of discovery
+        const Properties domain("domain=24");
+        QEL_FerrionConnection *deaf =
+            late.table().create_connection(late.plugin, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                           nullptr, &domain.raw, late.fresh());
+        EXPECT_NE(late.table().get_pub_discovery_reader(deaf, late.fresh()), nullptr);
+        late.table().delete_connection(late.plugin, deaf, late.fresh());
+        reader = late.reader("peer", settings);
         peer.tell("!one,two");
-        EXPECT_EQ(readSet(host, reader, 1), (std::set<std::string>{"a=8 @100"}));
-        host.remove(reader);
+        EXPECT_EQ(readSet(late, reader, 1), (std::set<std::string>{"a=8 @100"}));
+        late.remove(reader);
+        EXPECT_FALSE(logged("samples had arrived and were not read"));
     }
     // What two have in common changes when the better one stays alone and when the weak one comes.
     peer.tell("*one,two");

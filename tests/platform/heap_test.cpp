@@ -72,13 +72,16 @@ TEST(Heap, RejectsWhatIsNotALiveBlockOfItsOwn)
     // Not even the copy of a real header makes a block.
     std::memcpy(foreign.data(), block - 32, 96);
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(foreign.data() + 32, ROLE, TAG), 0);
+    EXPECT_EQ(take(8, 0, foreign.data() + 32), nullptr);
+    // Nor is anything read in front of an address that cannot be one.
+    EXPECT_EQ(QELOsapiHeap_getTypeName(reinterpret_cast<void *>(64)), nullptr);
     EXPECT_EQ(QELOsapiHeap_getTypeName(foreign.data() + 32), nullptr);
     EXPECT_EQ(heapUsage().blocks, blocks);
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG), 1);
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(block, ROLE, TAG), 0) << "freed twice";
     EXPECT_EQ(QELOsapiHeap_freeMemoryInternal(nullptr, ROLE, TAG), 1);
     EXPECT_EQ(heapUsage().blocks, blocks - 1);
-    ASSERT_EQ(lines.all.size(), 6U);
+    ASSERT_EQ(lines.all.size(), 7U);
     EXPECT_EQ(lines.all.front(), "test:!free block: it was made with another tag");
 
     EXPECT_EQ(take(SIZE_MAX), nullptr);

@@ -398,18 +398,18 @@ class FerryTest(Ferry):
             self.assertEqual({name: seen.get(name) for name in expected}, expected)
 
     def test_what_java_logs_has_ferrys_form_and_level(self):
-        levels = {"-q": 1, "": 3, "-v": 4}
+        levels = {"-q": 1, "": 3, "-v": 5}
         for option, count in levels.items():
             text = self.ferry("run", self.relay(at="constructor", kind="log"), "--until-idle=0.2",
                               *filter(None, [option]), code=0).stderr
             self.assertEqual(re.findall(r"(?m)^\S+Z (\w+) trouble: at \w+$", text),
-                             ["DEBUG", "STATUS", "WARNING", "ERROR"][4 - count:])
+                             ["STATUS", "DEBUG", "STATUS", "WARNING", "ERROR"][5 - count:])
             self.assertEqual(text.count("java.lang.IllegalStateException: own words\n\tat "), 1)
             self.assertEqual(text.count("CIRCULAR"), 1)
             self.assertRegex(text, r"(?s)\nan object\n.*\nbehind it\n")
             self.assertEqual(
                 text.count("Z ERROR trouble: at its: limit (java.io.IOException at "), 2)
-            self.assertEqual(text.count("java.io.IOException: limit\n\tat "), 1)
+            self.assertEqual(text.count("IllegalStateException: limit\n\tat "), 1)
             self.assertIn("no\\u202eend\n", text)
 
     def test_the_log_file_goes_by_its_name(self):

@@ -34,7 +34,8 @@ PLACES = {
 THROWN = {"throw": "IllegalStateException: trouble in", "checked": "AdapterException: hostile",
           "stack": ": no message (java.lang.StackOverflowError at ",
           "memory": "OutOfMemoryError", "death": "trouble: death",
-          "init": "ExceptionInInitializerError", "mute": "trouble: mute", "format": "100%s %n %d"}
+          "init": "ExceptionInInitializerError",
+          "mute": "\ncom.qel.ferrion.test.Hostile$Mute\n", "format": "100%s %n %d"}
 
 # What it does that is no failure of a call: where, how, with which configuration; the exit code,
 # and what is said of its route in the log and in the summary.

@@ -3,8 +3,7 @@ package com.qel.ferrion.adapters.sql;
 import com.qel.dds.TypeException;
 import com.qel.dds.typecode.TypeCode;
 import java.sql.Types;
-import java.util.Locale;
-import java.util.Set;
+import java.util.function.Predicate;
 
 /**
  * A column of a table or query.
@@ -38,10 +37,10 @@ record Column(String name, String typeName, int jdbcType, int precision, int sca
         return Dialect.quote(name);
     }
 
-    /** A name that IDL can have, made of any name. */
-    static String identifier(String name, Set<String> used) {
+    /** A name that IDL can have and nothing else has, made of any name. */
+    static String identifier(String name, Predicate<String> isTaken) {
         String free = name.replaceAll("[^A-Za-z0-9]", "_").replaceFirst("^(?![A-Za-z])", "c");
-        while (isKeyword(free) || !used.add(free.toLowerCase(Locale.ROOT))) {
+        while (isKeyword(free) || isTaken.test(free)) {
             free += "_";
         }
         return free;

@@ -100,7 +100,7 @@ final class SqlDiscovery {
     /** The struct that a table's rows are: a member for every column, keys for its primary key. */
     private String idl(String name, Table table) {
         StringBuilder text = new StringBuilder("struct ")
-                .append(Column.identifier(name, new HashSet<>())).append(" {\n");
+                .append(Column.identifier(name, any -> false)).append(" {\n");
         table.identifiers().forEach((member, column) ->
                 text.append(table.key.contains(column.name()) ? "    @key " : "    ")
                         .append(database.dialect().idlType(column)).append(' ').append(member)

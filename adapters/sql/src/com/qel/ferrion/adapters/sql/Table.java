@@ -12,6 +12,7 @@ import java.util.ArrayList;
 import java.util.HashSet;
 import java.util.LinkedHashMap;
 import java.util.List;
+import java.util.Locale;
 import java.util.Map;
 import java.util.Set;
 import java.util.StringJoiner;
@@ -118,14 +119,18 @@ final class Table {
     /**
      * The names that columns have in IDL, each its own: signs that IDL's names cannot have are
      * {@code _}, {@code c} stands in front of what does not begin with a letter, and {@code _}
-     * behind what is a word of IDL or, but for case, the name of a column before.
+     * behind what is a word of IDL, the name of another column or, but for case, that of a column
+     * before.
      */
     Map<String, Column> identifiers() {
         if (identifiers == null) {
             identifiers = new LinkedHashMap<>();
+            List<String> names = columns.stream().map(Column::name).toList();
             Set<String> used = new HashSet<>();
             for (Column column : columns) {
-                identifiers.put(Column.identifier(column.name(), used), column);
+                identifiers.put(Column.identifier(column.name(), free ->
+                        (names.contains(free) && !free.equals(column.name()))
+                        || !used.add(free.toLowerCase(Locale.ROOT))), column);
             }
         }
         return identifiers;

@@ -18,6 +18,7 @@ import java.lang.reflect.Proxy;
 import java.util.List;
 import java.util.Properties;
 import java.util.concurrent.locks.LockSupport;
+import java.util.logging.Logger;
 
 /**
  * An adapter that makes trouble where its property {@code at} says, of the kind that {@code kind}
@@ -56,11 +57,13 @@ public final class TroubleAdapter implements Adapter {
                     "\u001b[2Jjdbc:x://user:hunter2@host/db?password=hunter2&x=1\nnext line"));
         }
         if (kind.equals("log")) {
+            Logger.getLogger("trouble").config("at CONFIG");
             for (System.Logger.Level level : LEVELS) {
                 System.getLogger("trouble").log(level, "at " + level);
             }
             for (int i = 0; i < 2; i++) {
-                System.getLogger("trouble").log(LEVELS.get(3), "at its", new IOException("limit"));
+                System.getLogger("trouble").log(LEVELS.get(3), "at its",
+                        new IllegalStateException("limit", new IOException("limit")));
             }
             IllegalStateException own = new IllegalStateException("own words",
                     new IOException("x".repeat(10_000)));

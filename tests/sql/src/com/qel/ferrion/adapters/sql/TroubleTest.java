@@ -52,20 +52,23 @@ public class TroubleTest {
     @Test
     public void aReadEndsByItsBytes() throws Exception {
         rig.sql("DROP TABLE IF EXISTS large", "CREATE TABLE large (id INT PRIMARY KEY, v TEXT, t "
-                + "INT)");
+                + "INT, b " + (rig.server ? "BYTEA)" : "BLOB)"));
         StreamWriter writer = rig.writer("large", ROW);
         List<DynamicData> rows = new ArrayList<>();
         for (int id = 0; id < 150; id++) {
             rows.add(row(id, "ü".repeat(60_000)));
         }
         assertEquals(150, Rig.write(writer, rows, List.of())); // More than a driver may keep.
-        rig.sql("UPDATE large SET t = id / 4");
-        for (String[] way : new String[][] {{"table", "large", "order_by", "id"},
-            {"query", "SELECT * FROM large", "order_by", "t"}}) {
-            StreamReader reader = rig.reader("s", ROW, way[0], way[1], way[2], way[3],
-                    "batch_bytes", rig.server ? "300000" : way[3].equals("id") ? "150000"
-                    : "300000");
-            int size = way[3].equals("id") ? 3 : 4;
+        rig.sql("UPDATE large SET t = id / 4, b = " + (rig.server ? "convert_to(v, 'UTF8')"
+                : "CAST(v AS BLOB)"));
+        for (String[] way : new String[][] {
+            {"table", "large", "id", rig.server ? "300000" : "150000", "string v"},
+            {"table", "large", "id", "300000", "sequence<octet> b"},
+            {"query", "SELECT * FROM large", "t", "300000", "string v"}}) {
+            StreamReader reader = rig.reader("s", TypeCode.fromIdl("struct Row { long id; "
+                    + way[4] + "; };", null), way[0], way[1], "order_by", way[2], "batch_bytes",
+                    way[3]);
+            int size = way[2].equals("id") ? 3 : 4;
             for (int id = 0; id < 150; id += size) {
                 assertEquals(Math.min(size, 150 - id), rig.read(reader, false).size());
             }
@@ -154,7 +157,7 @@ public class TroubleTest {
     /** Who finds none free waits for one; who finds no database hears of it with all others. */
     @Test(timeout = 60_000)
     public void aPoolLendsNoMoreThanItHas() throws Exception {
-        Pool pool = pool("url", rig.url);
+        Pool pool = new Pool(database("url", rig.url), 1);
         Link link = pool.take(Database.Use.READ, false);
         assertEquals("all 1 connections have been in use for 1 s; property \"connections\" allows "
                 + "more", rejection(pool));
@@ -170,7 +173,8 @@ public class TroubleTest {
         pool.giveBack(last, null);
         assertTrue(last.connection.isClosed());
         assertEquals("the connection has ended", rejection(pool));
-        Pool none = pool("url", "jdbc:sqlite:/none/none.db");
+        Database down = database("url", "jdbc:sqlite:/none/none.db");
+        Pool none = new Pool(down, 1);
         assertEquals(Duration.ZERO, none.away());
         String first = rejection(none);
         for (int i = 0; i < 3; i++) {
@@ -178,12 +182,20 @@ public class TroubleTest {
             Thread.sleep(60); // The first pause is over, or not: both are to work.
         }
         assertTrue(none.away().toString(), none.away().toMillis() >= 180);
+        // Of a read's patience that time is gone; a write has all of its own.
+        for (Database.Use use : List.of(Database.Use.READ, Database.Use.WRITE)) {
+            boolean reads = use == Database.Use.READ;
+            int[] failures = {0};
+            assertThrows(AdapterException.class, () -> new Access(none, down, use, "it", "table")
+                    .run(Link::server, reads ? none.away() : Duration.ofHours(1),
+                            failure -> ++failures[0] == 2));
+            assertEquals(reads ? 1 : 2, failures[0]);
+        }
     }
 
-    private static Pool pool(String... pairs) throws Exception {
-        return new Pool(new Database(SqlAdapter.SETTINGS.of(Role.CONNECTION).parse("c",
-                Rig.properties(Stream.concat(Stream.of("network_timeout", "1s"), Stream.of(pairs))
-                .toArray(String[]::new)))), 1);
+    private static Database database(String... url) throws Exception {
+        return new Database(SqlAdapter.SETTINGS.of(Role.CONNECTION).parse("c", Rig.properties(
+                url[0], url[1], "network_timeout", "1s")));
     }
 
     private static String rejection(Pool pool) {
@@ -309,7 +321,8 @@ public class TroubleTest {
     @Test
     public void namesFindTheirColumns() throws Exception {
         String names = "id INT PRIMARY KEY, \"temp\" INT, \"a b\" INT, \"a-b\" INT, \"温度\" INT, "
-                + "\"湿度\" INT, \"9\" INT, \"long\" INT" + (rig.server ? ", \"Temp\" INT" : "");
+                + "\"湿度\" INT, \"9\" INT, \"long\" INT, \"long_\" INT"
+                + (rig.server ? ", \"Temp\" INT" : "");
         String schema = rig.server ? "a_b" : null;
         rig.sql("DROP TABLE IF EXISTS \"odd_\"");
         if (rig.server) {
@@ -320,9 +333,9 @@ public class TroubleTest {
         }
         String table = rig.server ? "a_b.\"odd_\"" : "\"odd_\"";
         rig.sql("CREATE TABLE " + table + " (" + names + ")");
-        int columns = rig.server ? 9 : 8;
-        rig.sql("INSERT INTO " + table + " VALUES (1, 2, 3, 4, 5, 6, 7, 8"
-                + (rig.server ? ", 9)" : ")"));
+        int columns = rig.server ? 10 : 9;
+        rig.sql("INSERT INTO " + table + " VALUES (1, 2, 3, 4, 5, 6, 7, 8, 9"
+                + (rig.server ? ", 10)" : ")"));
         String[] discover = {"discover", "true"};
         if (rig.server) {
             rig.sql("GRANT USAGE ON SCHEMA a_b TO looker", "GRANT ALL ON a_b.odd_ TO looker");
@@ -335,7 +348,7 @@ public class TroubleTest {
                 .map(StreamInfo::getStreamName).toList().toString());
         TypeCode type = (TypeCode) found.get(0).getTypeInfo().getTypeRepresentation();
         List<String> members = type.members().stream().map(each -> each.name()).toList();
-        assertEquals("[id, temp, a_b, a_b_, c__, c___, c9, long_"
+        assertEquals("[id, temp, a_b, a_b_, c__, c___, c9, long__, long_"
                 + (rig.server ? ", Temp_]" : "]"), members.toString());
         rig.sql("CREATE TABLE " + (rig.server ? "a_b." : "") + "copy (" + names + ")");
         StreamReader reader = rig.reader("odd_", type);
@@ -348,6 +361,8 @@ public class TroubleTest {
                 rig.rows("SELECT * FROM " + (rig.server ? "a_b." : "") + "copy"));
         TypeCode cases = TypeCode.fromIdl("struct C { @key long id; long TEMP; };", null);
         if (rig.server) {
+            TypeCode exact = TypeCode.fromIdl("struct E { long Temp; };", null);
+            assertEquals(10, rig.readUntil(rig.reader("odd_", exact), 1).get(0).getInt("Temp"));
             assertTrue(assertThrows(AdapterException.class, () -> rig.reader("odd_", cases))
                     .getMessage().contains("\"TEMP\" may be column \"temp\" or \"Temp\""));
         } else {
@@ -449,6 +464,22 @@ public class TroubleTest {
         }
         assertEquals(0, found.count());
         assertNull(ahead.take(position, settings));
+        Thread host = Thread.currentThread();
+        CountDownLatch begun = new CountDownLatch(1);
+        CountDownLatch interrupted = new CountDownLatch(1);
+        ahead.begin(watch, position, settings, () -> {
+            begun.countDown();
+            interrupted.await();
+            while (host.isInterrupted()) {
+                Thread.sleep(1); // Until the host waits.
+            }
+            return fetch.call();
+        });
+        begun.await();
+        host.interrupt();
+        interrupted.countDown();
+        ahead.take(position, settings);
+        assertTrue("an interrupt waits, too", Thread.interrupted());
         ahead.begin(watch, position, settings, fetch);
         assertNull("behind other rows", ahead.take(List.of(2L), settings));
         ahead.begin(watch, position, settings, fetch);

@@ -48,6 +48,7 @@ public class WriteTest {
         for (int v = 100; v < 150; v++) {
             rig.sql("INSERT INTO allowed VALUES (" + v + ")");
         }
+        List<String> told = rig.log();
         for (int round = 0; round < 24; round++) {
             // What a server may leave until the commit must be found like all else.
             String check = rig.server && round % 2 == 1
@@ -75,6 +76,12 @@ public class WriteTest {
             assertEquals(bad, Files.exists(file) ? Files.lines(file)
                     .filter(line -> line.matches(
                             "\\{\"rejected\":\"checked\",.*\"v\":\"13\"\\}\\}")).count() : 0);
+            assertEquals(Math.min(bad, 10), told.stream().filter(line -> line.matches(
+                    "(?s)writer of stream \"checked\": id=\\d+: .*; set aside in .*")).count());
+            assertEquals(bad <= 10 ? "" : "writer of stream \"checked\": and " + (bad - 10)
+                    + " more", told.stream().filter(line -> line.endsWith(" more"))
+                            .collect(Collectors.joining()));
+            told.clear();
         }
     }
 
