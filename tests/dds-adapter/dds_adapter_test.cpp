@@ -552,22 +552,30 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     EXPECT_EQ(readSet(host, reader, 1), (std::set<std::string>{"a=4 @100"}));
     host.remove(reader);
     expectNext(host, inputs, peer, "-one", "-peer one");
-    // The peer's writers are best effort: a reliable reader would not match them.
-    for (const char *settings : {"reliability=auto; partitions=t*",
-                                 "~direction=output; ~reliability=reliable; partitions=t*"}) {
-        Host late(24); // which has found no writer yet, and has no listener of discovery
-        const Properties domain("domain=24");
-        QEL_FerrionConnection *deaf =
-            late.table().create_connection(late.plugin, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                           nullptr, &domain.raw, late.fresh());
-        EXPECT_NE(late.table().get_pub_discovery_reader(deaf, late.fresh()), nullptr);
-        late.table().delete_connection(late.plugin, deaf, late.fresh());
+    // The peer's writers are best effort: a reliable reader would not match them. They are found
+    // while the reader waits for the first of its topic, or have been before.
+    for (const auto &[settings, known] :
+         {std::pair("reliability=auto; partitions=t*", false),
+          std::pair("~direction=output; ~reliability=reliable; partitions=t*", true)}) {
+        Host late(24, "", known ? "type_timeout=1ms" : "");
+        EXPECT_TRUE(!known || eventually([&] {
+            return late.read<QEL_FerrionStreamInfo>(
+                       late.table().get_pub_discovery_reader(late.connection, late.fresh()),
+                       [](auto &, auto &) {}) > 0;
+        }));
         reader = late.reader("peer", settings);
         peer.tell("!one,two");
         EXPECT_EQ(readSet(late, reader, 1), (std::set<std::string>{"a=8 @100"}));
         late.remove(reader);
         EXPECT_FALSE(logged("samples had arrived and were not read"));
     }
+    // Without a listener there is nobody to signal to.
+    const Properties domain("domain=24");
+    QEL_FerrionConnection *deaf =
+        host.table().create_connection(host.plugin, nullptr, nullptr, nullptr, nullptr, nullptr,
+                                       nullptr, &domain.raw, host.fresh());
+    EXPECT_NE(host.table().get_pub_discovery_reader(deaf, host.fresh()), nullptr);
+    host.table().delete_connection(host.plugin, deaf, host.fresh());
     // What two have in common changes when the better one stays alone and when the weak one comes.
     peer.tell("*one,two");
     expectNext(host, inputs, peer, "-one,two",
