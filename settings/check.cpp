@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
 #include <fmt/format.h>
 
@@ -10,17 +11,6 @@
 
 namespace ferry {
 namespace {
-
-struct Role {
-    std::uint32_t bit;
-    const char *name;
-};
-
-constexpr Role roles[] = {
-    {FERRY_SETTING_OF_ADAPTER, "adapters"}, {FERRY_SETTING_OF_CONNECTION, "connections"},
-    {FERRY_SETTING_OF_SESSION, "sessions"}, {FERRY_SETTING_OF_READER, "readers"},
-    {FERRY_SETTING_OF_WRITER, "writers"},   {FERRY_SETTING_OF_DISCOVERY, "connections"},
-};
 
 bool takes(const FERRY_Setting &setting, const std::string &name)
 {
@@ -36,6 +26,24 @@ bool belongs(const FERRY_Setting &setting, std::uint32_t role)
     return (setting.roles & (connection ? role | FERRY_SETTING_OF_DISCOVERY : role)) != 0;
 }
 
+/// ", which belongs to sessions, readers and writers"
+std::string ownersOf(const FERRY_Setting &setting)
+{
+    std::string text;
+    std::string last;
+    const auto add = [&](std::uint32_t role, const char *name) {
+        if (belongs(setting, role)) {
+            text += (text.empty() ? "" : ", ") + std::exchange(last, name);
+        }
+    };
+    add(FERRY_SETTING_OF_ADAPTER, "adapters");
+    add(FERRY_SETTING_OF_CONNECTION, "connections");
+    add(FERRY_SETTING_OF_SESSION, "sessions");
+    add(FERRY_SETTING_OF_READER, "readers");
+    add(FERRY_SETTING_OF_WRITER, "writers");
+    return fmt::format(", which belongs to {}{}{}", text, text.empty() ? "" : " and ", last);
+}
+
 std::string unknown(const FERRY_SettingTable &table, std::uint32_t role, const std::string &name)
 {
     std::vector<std::string> known;
@@ -45,19 +53,18 @@ std::string unknown(const FERRY_SettingTable &table, std::uint32_t role, const s
         if (belongs(setting, role)) {
             known.emplace_back(setting.name);
         } else if (takes(setting, name)) {
-            elsewhere = fmt::format(", which belongs to {}", rolesText(setting.roles));
+            elsewhere = ownersOf(setting);
         }
     }
     return fmt::format("unknown property \"{}\"{}{} (known: {})", name, elsewhere,
-                       suggestion(name, known),
-                       known.empty() ? "none" : fmt::format("{}", fmt::join(known, ", ")));
+                       suggestion(name, known), namesText(known));
 }
 
 } // namespace
 
-bool isOfHost(const std::string &name)
+std::string namesText(const std::vector<std::string> &names)
 {
-    return name.rfind("qel.ferrion.", 0) == 0;
+    return names.empty() ? "none" : fmt::format("{}", fmt::join(names, ", "));
 }
 
 const FERRY_Setting *findSetting(const FERRY_SettingTable &table, std::uint32_t role,
@@ -75,45 +82,30 @@ std::vector<SettingProblem> checkProperties(const FERRY_SettingTable &table, std
                                             const PropertyList &properties)
 {
     std::vector<SettingProblem> problems;
+    std::vector<const FERRY_Setting *> given;
     for (const auto &[name, value] : properties) {
-        const FERRY_Setting *const setting = findSetting(table, role, name);
+        if (name.rfind("qel.ferrion.", 0) == 0) {
+            continue;
+        }
+        given.push_back(findSetting(table, role, name));
         const std::string text =
-            isOfHost(name)       ? ""
-            : setting == nullptr ? unknown(table, role, name)
-                                 : complaint(fmt::format("property \"{}\"", name), *setting, value);
+            given.back() == nullptr
+                ? unknown(table, role, name)
+                : complaint(fmt::format("property \"{}\"", name), *given.back(), value);
         if (!text.empty()) {
             problems.push_back({name, text});
         }
     }
     for (std::uint32_t i = 0; i < table.count; ++i) {
         const FERRY_Setting &setting = table.settings[i];
-        const bool given =
-            std::any_of(properties.begin(), properties.end(),
-                        [&](const auto &property) { return takes(setting, property.first); });
-        if ((setting.flags & FERRY_SETTING_REQUIRED) != 0 && belongs(setting, role) && !given) {
+        if ((setting.flags & FERRY_SETTING_REQUIRED) != 0 && belongs(setting, role) &&
+            std::find(given.begin(), given.end(), &setting) == given.end()) {
             problems.push_back(
                 {setting.name, fmt::format("missing property \"{}\": {} ({})", setting.name,
                                            setting.help, expectation(setting))});
         }
     }
     return problems;
-}
-
-std::string rolesText(std::uint32_t bits)
-{
-    std::vector<std::string> names;
-    for (const Role &role : roles) {
-        if ((bits & role.bit) != 0 &&
-            std::find(names.begin(), names.end(), role.name) == names.end()) {
-            names.emplace_back(role.name);
-        }
-    }
-    std::string last = names.empty() ? "" : names.back();
-    if (names.size() < 2) {
-        return last;
-    }
-    names.pop_back();
-    return fmt::format("{} and {}", fmt::join(names, ", "), last);
 }
 
 } // namespace ferry

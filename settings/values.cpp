@@ -19,15 +19,10 @@ PropertyList listOf(const QEL_FerrionProperties *properties)
     return list;
 }
 
-void rejectIfAny(const std::string &owner, const std::vector<SettingProblem> &problems)
+void rejectIfAny(const std::string &owner, const std::vector<std::string> &problems)
 {
-    std::vector<std::string> texts;
-    texts.reserve(problems.size());
-    for (const SettingProblem &problem : problems) {
-        texts.push_back(problem.text);
-    }
-    if (!texts.empty()) {
-        throw SettingsError(fmt::format("{}: {}", owner, fmt::join(texts, "; ")));
+    if (!problems.empty()) {
+        throw SettingsError(fmt::format("{}: {}", owner, fmt::join(problems, "; ")));
     }
 }
 
@@ -46,7 +41,11 @@ SettingValues::SettingValues(const FERRY_SettingTable &table, std::uint32_t role
     for (auto &property : listOf(properties)) {
         list.push_back(std::move(property));
     }
-    rejectIfAny(owner_, checkProperties(table, role, list));
+    std::vector<std::string> problems;
+    for (const SettingProblem &problem : checkProperties(table, role, list)) {
+        problems.push_back(problem.text);
+    }
+    rejectIfAny(owner_, problems);
     for (const auto &[name, value] : list) {
         if (const FERRY_Setting *const setting = findSetting(table, role, name)) {
             values_[static_cast<std::size_t>(setting - table.settings)] = value;
@@ -58,21 +57,21 @@ void SettingValues::update(const QEL_FerrionProperties *properties)
 {
     const SettingValues updated(*table_, role_, owner_, properties, this);
     std::vector<std::string> changeable;
-    std::vector<SettingProblem> problems;
+    std::vector<std::string> problems;
+    const auto isChangeable = [&](std::uint32_t i) {
+        return (table_->settings[i].flags & FERRY_SETTING_CHANGEABLE) != 0;
+    };
     for (std::uint32_t i = 0; i < table_->count; ++i) {
-        const FERRY_Setting &setting = table_->settings[i];
-        if ((setting.flags & FERRY_SETTING_CHANGEABLE) == 0) {
-            if (updated.text(i) != text(i)) {
-                problems.push_back({setting.name, ""});
-            }
-        } else if ((setting.roles & role_) != 0) {
-            changeable.emplace_back(setting.name);
+        if (isChangeable(i) && (table_->settings[i].roles & role_) != 0) {
+            changeable.emplace_back(table_->settings[i].name);
         }
     }
-    for (SettingProblem &problem : problems) {
-        problem.text = fmt::format(
-            "property \"{}\" cannot be changed while in use (those that can: {})", problem.name,
-            changeable.empty() ? "none" : fmt::format("{}", fmt::join(changeable, ", ")));
+    for (std::uint32_t i = 0; i < table_->count; ++i) {
+        if (!isChangeable(i) && updated.text(i) != text(i)) {
+            problems.push_back(
+                fmt::format("property \"{}\" cannot be changed while in use (those that can: {})",
+                            table_->settings[i].name, namesText(changeable)));
+        }
     }
     rejectIfAny(owner_, problems);
     values_ = updated.values_;
@@ -86,23 +85,12 @@ std::string SettingValues::text(std::size_t setting) const
 
 std::int64_t SettingValues::number(std::size_t setting) const
 {
-    return parseNumber(table_->settings[setting].kind, text(setting)).value_or(0);
+    return parseNumber(table_->settings[setting], text(setting)).value_or(0);
 }
 
 std::vector<std::string> SettingValues::list(std::size_t setting) const
 {
-    std::vector<std::string> elements;
-    const std::string all = text(setting);
-    for (std::size_t at = 0; !all.empty() && at <= all.size();) {
-        const std::size_t end = std::min(all.find(',', at), all.size());
-        const std::string element = all.substr(at, end - at);
-        const std::size_t first = element.find_first_not_of(" \t");
-        const std::size_t last = element.find_last_not_of(" \t");
-        elements.push_back(first == std::string::npos ? ""
-                                                      : element.substr(first, last - first + 1));
-        at = end + 1;
-    }
-    return elements;
+    return split(text(setting), ',');
 }
 
 } // namespace ferry

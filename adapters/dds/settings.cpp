@@ -20,26 +20,28 @@ constexpr std::int64_t longest = 8760 * 3'600'000'000'000;
 constexpr FERRY_Setting text(const char *name, std::uint32_t roles, const char *fallback,
                              const char *help)
 {
-    return {name, roles, FERRY_SETTING_TEXT, nullptr, 0, 0, nullptr, fallback, 0, help};
+    return {name, roles, FERRY_SETTING_TEXT, nullptr, 0, 0, nullptr, fallback, 0, help, nullptr};
 }
 
 constexpr FERRY_Setting choice(const char *name, std::uint32_t roles, const char *words,
                                const char *fallback, const char *help)
 {
-    return {name, roles, FERRY_SETTING_CHOICE, words, 0, 0, nullptr, fallback, 0, help};
+    return {name, roles, FERRY_SETTING_CHOICE, words, 0, 0, nullptr, fallback, 0, help, nullptr};
 }
 
 constexpr FERRY_Setting whole(const char *name, std::uint32_t roles, std::int64_t low,
                               std::int64_t high, const char *fallback, const char *help,
                               const char *words = nullptr)
 {
-    return {name, roles, FERRY_SETTING_WHOLE, words, low, high, nullptr, fallback, 0, help};
+    return {name, roles,  FERRY_SETTING_WHOLE, words, low, high, nullptr, fallback, 0,
+            help, nullptr};
 }
 
 constexpr FERRY_Setting duration(const char *name, std::uint32_t roles, const char *fallback,
                                  const char *help)
 {
-    return {name, roles, FERRY_SETTING_DURATION, nullptr, 0, longest, nullptr, fallback, 0, help};
+    return {name, roles,  FERRY_SETTING_DURATION, nullptr, 0, longest, nullptr, fallback, 0,
+            help, nullptr};
 }
 
 constexpr FERRY_Setting changeable(FERRY_Setting setting)
@@ -71,12 +73,12 @@ constexpr FERRY_Setting rows[] = {
     choice("ignore_local", stream, "process participant none", "process", "endpoints that are not talked to"),
     whole("max_samples", reader, 0, most, "8192", "samples kept until they are read; 0 is no limit"),
     changeable(whole("batch", reader, 1, 1'000'000, "1024", "most samples of one read")),
-    changeable({"batch_bytes", reader, FERRY_SETTING_BYTES, nullptr, 1, 1LL << 40, nullptr, "8MiB", 0, "a read ends with the sample that brings it to so many bytes"}),
+    changeable({"batch_bytes", reader, FERRY_SETTING_BYTES, nullptr, 1, 1LL << 40, nullptr, "8MiB", 0, "a read ends with the sample that brings it to so many bytes", nullptr}),
     duration("time_based_filter", reader, "0s", "shortest time between two samples of an instance"),
     choice("representation", writer, "auto xcdr1 xcdr2", "auto", "encoding; auto: xcdr2 for a type that is or holds an appendable struct, else xcdr1"),
     whole("ownership_strength", writer, 0, most, "0", "the strongest writer counts; only with ownership exclusive"),
     duration("lifespan", writer, "0s", "how long a sample is worth delivering; 0s is no limit"),
-    {"autodispose", writer, FERRY_SETTING_FLAG, nullptr, 0, 0, nullptr, "false", 0, "whether instances are disposed when the writer goes"},
+    {"autodispose", writer, FERRY_SETTING_FLAG, nullptr, 0, 0, nullptr, "false", 0, "whether instances are disposed when the writer goes", nullptr},
     duration("write_timeout", writer, "15s", "how long a write waits for slow readers; 0s does not wait"),
     whole("wait_for_readers", writer, 0, most, "0", "how many readers each write is for"),
     duration("wait_timeout", writer, "30s", "how long a write waits for them before it fails"),

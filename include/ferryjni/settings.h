@@ -75,6 +75,9 @@ typedef struct FERRY_Setting {
     uint32_t flags;
     /** One line that says what it is for. */
     const char *help;
+    /** What the value may be, in the words of a message: "a table's name". Null where kind, words
+     * and limits say it. */
+    const char *expected;
 } FERRY_Setting;
 
 /** The version of this interface, for `version`. */

@@ -2,8 +2,12 @@
 #ifndef FERRY_CONFIG_DIAGNOSTICS_H
 #define FERRY_CONFIG_DIAGNOSTICS_H
 
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
+
+#include <fmt/format.h>
 
 namespace ferry {
 
@@ -19,12 +23,21 @@ public:
     explicit Diagnostics(std::string file) : file_(std::move(file)) {}
 
     void add(Place place, const std::string &message);
+    template<class First, class... Args>
+    void add(Place place, fmt::format_string<First, Args...> text, First &&first, Args &&...args)
+    {
+        add(place, fmt::format(text, std::forward<First>(first), std::forward<Args>(args)...));
+    }
     /// A message that names its own place (of another file).
     void addForeign(Place place, const std::string &message);
 
+    std::size_t count() const
+    {
+        return messages_.size();
+    }
     bool empty() const
     {
-        return entries_.empty();
+        return messages_.empty();
     }
     /// One line each, in the order of the file.
     std::vector<std::string> lines() const;
@@ -34,13 +47,9 @@ public:
     }
 
 private:
-    struct Entry {
-        Place place;
-        std::string text;
-    };
-
     std::string file_;
-    std::vector<Entry> entries_;
+    /// By line and column; those of one place as they came.
+    std::multimap<std::pair<int, int>, std::string> messages_;
 };
 
 } // namespace ferry

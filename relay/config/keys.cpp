@@ -17,20 +17,20 @@ constexpr std::int64_t mostBytes = 2'147'483'647;
 constexpr FERRY_Setting row(const char *name, std::uint32_t sections, std::uint32_t kind,
                             const char *help, std::uint32_t flags = 0)
 {
-    return {name, sections, kind, nullptr, 0, 0, nullptr, nullptr, flags, help};
+    return {name, sections, kind, nullptr, 0, 0, nullptr, nullptr, flags, help, nullptr};
 }
 
 constexpr FERRY_Setting choice(const char *name, std::uint32_t sections, const char *words,
                                const char *fallback, const char *help)
 {
-    return {name, sections, FERRY_SETTING_CHOICE, words, 0, 0, nullptr, fallback, 0, help};
+    return {name, sections, FERRY_SETTING_CHOICE, words, 0, 0, nullptr, fallback, 0, help, nullptr};
 }
 
 constexpr FERRY_Setting number(const char *name, std::uint32_t sections, std::uint32_t kind,
                                std::int64_t low, std::int64_t high, const char *fallback,
                                const char *help)
 {
-    return {name, sections, kind, nullptr, low, high, nullptr, fallback, 0, help};
+    return {name, sections, kind, nullptr, low, high, nullptr, fallback, 0, help, nullptr};
 }
 
 constexpr std::uint32_t required = FERRY_SETTING_REQUIRED;
@@ -101,6 +101,21 @@ constexpr FERRY_Setting rows[] = {
 
 } // namespace
 
+const std::vector<SectionKind> sections = {
+    {ofFile, "file", "", false},
+    {ofType, "types", "types", false},
+    {ofJava, "java", "java", false},
+    {ofLog, "log", "log", false},
+    {ofAdapter, "adapters", "adapters", true},
+    {ofConnection, "connections", "connections", true},
+    {ofSession, "sessions", "sessions", true},
+    {ofRoute, "routes", "routes", true},
+    {ofInput, "input", "input", false},
+    {ofOutput, "output", "outputs", false},
+    {ofDiscovery, "rules", "discovery", true},
+    {ofPatterns, "patterns", "allow deny", false},
+};
+
 const FERRY_SettingTable table = {FERRY_SETTINGS_VERSION, std::size(rows), rows};
 
 std::vector<FERRY_Setting> of(std::uint32_t section)
@@ -111,15 +126,8 @@ std::vector<FERRY_Setting> of(std::uint32_t section)
     return keys;
 }
 
-const FERRY_Setting samplesPerWrite = {FERRYJNI_PROPERTY_MAX_SAMPLES_PER_WRITE,
-                                       ofOutput,
-                                       FERRY_SETTING_WHOLE,
-                                       nullptr,
-                                       1,
-                                       mostSamples,
-                                       "samples",
-                                       nullptr,
-                                       0,
-                                       "most samples of one write"};
+const FERRY_Setting samplesPerWrite =
+    number(FERRYJNI_PROPERTY_MAX_SAMPLES_PER_WRITE, ofOutput, FERRY_SETTING_WHOLE, 1, mostSamples,
+           nullptr, "most samples of one write");
 
 } // namespace ferry::keys

@@ -23,6 +23,19 @@ constexpr std::uint32_t ofOutput = 0x20000;
 constexpr std::uint32_t ofDiscovery = 0x40000;
 constexpr std::uint32_t ofPatterns = 0x80000;
 
+struct SectionKind {
+    /// One of the constants above.
+    std::uint32_t keys;
+    /// For people and programs.
+    const char *name;
+    /// The keys that hold such a section, or a list of them; separated by blanks.
+    const char *holders;
+    /// Whether those hold sections by names that the user chooses.
+    bool byName;
+};
+
+extern const std::vector<SectionKind> sections;
+
 extern const FERRY_SettingTable table;
 
 /// The keys of one section, in the order of the table.

@@ -1,5 +1,6 @@
 #include "config/load.h"
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -112,7 +113,7 @@ std::optional<YAML::Node> parse(const std::string &text, Diagnostics &diagnostic
         return checkDocuments(text, diagnostics) ? std::make_optional(YAML::Load(text))
                                                  : std::nullopt;
     } catch (const YAML::Exception &error) {
-        diagnostics.add(placeOf(error.mark), "not valid YAML: " + error.msg);
+        diagnostics.add(placeOf(error.mark), "not valid YAML: {}", error.msg);
         return std::nullopt;
     }
 }
@@ -141,6 +142,19 @@ std::optional<Configuration> loadConfiguration(const std::string &file, Diagnost
         diagnostics.add({}, "the configuration file must specify at least one connection");
     }
     return configuration;
+}
+
+std::vector<std::string> jarsIn(const fs::path &directory)
+{
+    std::vector<std::string> jars;
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(directory, error)) {
+        if (entry.path().extension() == ".jar") {
+            jars.push_back(entry.path().string());
+        }
+    }
+    std::sort(jars.begin(), jars.end());
+    return jars;
 }
 
 } // namespace ferry

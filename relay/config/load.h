@@ -2,8 +2,10 @@
 #ifndef FERRY_CONFIG_LOAD_H
 #define FERRY_CONFIG_LOAD_H
 
+#include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "config/configuration.h"
 #include "config/diagnostics.h"
@@ -19,6 +21,9 @@ enum class Needs { routes, connections };
 /// process.
 std::optional<Configuration> loadConfiguration(const std::string &file, Diagnostics &diagnostics,
                                                Needs needs = Needs::routes);
+
+/// The jars in a directory, sorted; none if it is not one.
+std::vector<std::string> jarsIn(const std::filesystem::path &directory);
 
 } // namespace ferry
 

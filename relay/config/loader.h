@@ -2,12 +2,10 @@
 #ifndef FERRY_CONFIG_LOADER_H
 #define FERRY_CONFIG_LOADER_H
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include <fmt/format.h>
-
+#include "config/loader_types.h"
 #include "config/section.h"
 #include "settings/suggestion.h"
 
@@ -21,78 +19,51 @@ public:
     Configuration load(const YAML::Node &root);
 
 private:
-    struct LibraryDeleter {
-        void operator()(DDS_TypeLibrary *library) const
-        {
-            DDS_TypeLibrary_delete(library);
-        }
-    };
+    void readAdapter(const Entry &entry);
+    void readConnection(const Entry &entry);
+    void readSession(const Entry &entry);
+    void readRoute(const Entry &entry);
+    void readDiscovery(const Entry &entry);
 
-    void readTypes(const YAML::Node &node);
-    void readType(const YAML::Node &node, const std::string &path);
-    void addInlineType(const YAML::Node &node, const std::string &text);
-    void readLog(const YAML::Node &node);
-    void readJava(const YAML::Node &node);
-    void readJavaOptions(const YAML::Node &node, const std::string &path);
-    void readClassPath(const Section &section, std::vector<std::string> &classPath);
-    void readAdapter(const NamedNode &entry);
-    void readPlugin(const Section &section, AdapterSettings &adapter);
-    void readConnection(const NamedNode &entry);
-    void readSessions(const YAML::Node &node);
-    void readSessionSettings(const NamedNode &entry);
-    void readRoute(const NamedNode &entry);
-    void readSession(const Section &section, RouteSettings &route);
-    void readRouteType(const Section &section, RouteSettings &route);
+    void readSessionOf(const Section &section, RouteSettings &route);
     void readOutputs(const Section &section, RouteSettings &route);
-    void readDiscovery(const NamedNode &entry);
-    void readDirection(const Section &section, DiscoverySettings &rule);
+    /// `keys` is that of an input or an output.
+    void readStream(const Entry &entry, std::uint32_t keys, StreamSettings &stream);
+    void readBatch(const Entry &entry, const RouteSettings &route, StreamSettings &output);
+    void readOtherEnd(const Entry &entry, const Section &section, DiscoverySettings &rule);
     void readPartitions(const Section &section, DiscoverySettings &rule);
     bool receivesPartitions(const StreamSettings &end) const;
-    void readOtherEnd(const NamedNode &entry, const Section &section, DiscoverySettings &rule);
-    StreamPatterns readPatterns(const Section &section, const std::string &key);
-    std::vector<std::string> readGlobs(const YAML::Node &node, const std::string &path,
-                                       bool mayBeEmpty);
-    void collectTypes();
     /// `owner` as in PropertySource.
     PropertySource readSource(const Section &section, std::uint32_t role, std::size_t owner);
     Properties readProperties(const Section &section, std::uint32_t role, std::size_t owner);
     void collectSessionSources();
-    /// `keys` is that of an input or an output.
-    void readStream(const YAML::Node &node, const std::string &path, std::uint32_t keys,
-                    StreamSettings &stream);
-    std::size_t readConnectionOf(const Section &section);
-    void readBatch(const YAML::Node &node, const RouteSettings &route, const std::string &path,
-                   StreamSettings &output);
 
+    /// The index of what an entry names among `known`; beyond their end if it names nothing there.
     template<class T>
-    std::size_t reference(const std::vector<T> &known, const std::string &name, const char *kind,
-                          const std::string &path, Place place);
-    std::filesystem::path absolute(const std::string &path) const;
+    std::size_t reference(const Entry &entry, const char *kind, const std::vector<T> &known) const;
 
-    Diagnostics &diagnostics_;
-    const std::string &text_;
+    const Document document_;
+    TypeLoader types_;
     Configuration configuration_;
     /// Of the sessions that the file declares, by their index.
     std::vector<PropertySource> sessionSources_;
-    std::unique_ptr<DDS_TypeLibrary, LibraryDeleter> types_;
-    /// Types that could not be read: names are not looked up, or one mistake would be reported
-    /// many times.
-    bool typesBroken_ = false;
 };
 
 template<class T>
-std::size_t Loader::reference(const std::vector<T> &known, const std::string &name,
-                              const char *kind, const std::string &path, Place place)
+std::size_t Loader::reference(const Entry &entry, const char *kind,
+                              const std::vector<T> &known) const
 {
+    const auto wanted = entry.javaText();
     std::vector<std::string> names;
     for (const T &item : known) {
-        if (item.name == name) {
+        if (item.name == wanted) {
             return names.size();
         }
         names.push_back(item.name);
     }
-    diagnostics_.add(place, fmt::format("{}: there is no {} \"{}\"{}", path, kind, name,
-                                        suggestion(name, names)));
+    if (wanted) {
+        entry.complain("{}: there is no {} \"{}\"{}", kind, *wanted, suggestion(*wanted, names));
+    }
     return names.size();
 }
 

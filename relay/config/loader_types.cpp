@@ -1,156 +1,117 @@
-// The sections that say what exists before any adapter: types, log, java.
-#include <algorithm>
+#include "config/loader_types.h"
 
-#include <fmt/format.h>
+#include <sstream>
 
 #include "config/keys.h"
-#include "config/loader.h"
 #include "qddsc/type_code.h"
+#include "settings/suggestion.h"
 
 namespace ferry {
-namespace fs = std::filesystem;
+namespace {
 
-void Loader::readTypes(const YAML::Node &node)
+bool isStruct(const DDS_TypeCode *type)
 {
-    if (!node.IsDefined() || node.IsNull()) {
-        return;
-    }
-    if (!node.IsSequence()) {
-        diagnostics_.add(placeOf(node),
-                         "types must be a list of \"- file: ...\" or \"- idl: ...\"");
-        typesBroken_ = true;
-        return;
-    }
-    for (std::size_t i = 0; i < node.size(); ++i) {
-        readType(node[i], fmt::format("types[{}]", i));
-    }
+    return DDS_TypeCode_get_kind(DDS_TypeCode_resolve(type)) == DDS_TK_STRUCT;
 }
 
-void Loader::readType(const YAML::Node &node, const std::string &path)
+/// A line of a text, counted from 0; empty behind the last.
+std::string lineAt(const std::string &text, int number)
 {
-    const Section section(diagnostics_, node, path, keys::ofType);
-    const bool hasFile = section.has("file");
-    if (hasFile == section.has("idl")) {
-        diagnostics_.add(section.place(),
-                         fmt::format("{} must have either \"file\" or \"idl\"", path));
-        typesBroken_ = true;
-        return;
+    std::istringstream lines(text);
+    std::string line;
+    for (int i = 0; i <= number; ++i) {
+        line.clear();
+        std::getline(lines, line);
     }
-    if (!hasFile) {
-        if (const auto text = section.text("idl")) {
-            addInlineType(section.find("idl"), *text);
-        }
-        return;
+    return line;
+}
+
+} // namespace
+
+TypeLoader::TypeLoader(const std::string &text) : text_(text), library_(DDS_TypeLibrary_new()) {}
+
+void TypeLoader::read(const Entry &types)
+{
+    const Diagnostics &diagnostics = types.diagnostics();
+    const std::size_t before = diagnostics.count();
+    for (const Entry &entry : types.elements("\"- file: ...\" or \"- idl: ...\"", 0)) {
+        readType(Section(entry, keys::ofType));
     }
-    if (const auto file = section.text("file")) {
+    broken_ = diagnostics.count() > before;
+}
+
+void TypeLoader::readType(const Section &section)
+{
+    if (section.has("file") == section.has("idl")) {
+        section.complain("{} must have either \"file\" or \"idl\"");
+    } else if (const auto text = section["idl"].text()) {
+        addInline(section["idl"], *text);
+    } else if (section.has("file")) {
         DDS_ErrorText error{};
-        const fs::path path_ = absolute(*file);
-        if (DDS_TypeLibrary_add_idl_file(types_.get(), path_.c_str(), &error) == 0) {
-            diagnostics_.addForeign(placeOf(section.find("file")), error.text);
-            typesBroken_ = true;
+        std::filesystem::path file;
+        section.read("file", file);
+        if (!file.empty() &&
+            DDS_TypeLibrary_add_idl_file(library_.get(), file.c_str(), &error) == 0) {
+            section.diagnostics().addForeign(section["file"].place(), error.text);
         }
     }
 }
 
 /// A block text keeps its lines, so empty lines in front of it make the compiler's line numbers
 /// those of the configuration file. (Columns start where the block's indentation ends.)
-void Loader::addInlineType(const YAML::Node &node, const std::string &text)
+void TypeLoader::addInline(const Entry &idl, const std::string &text)
 {
-    const Place place = placeOf(node);
-    const std::string firstLine = text.substr(0, text.find('\n'));
-    std::size_t lineStart = 0;
-    for (int line = 1; line <= place.line; ++line) {
-        lineStart = text_.find('\n', lineStart);
-        lineStart = lineStart == std::string::npos ? lineStart : lineStart + 1;
-    }
-    std::string padded = text;
-    if (lineStart != std::string::npos) {
-        const std::string next = text_.substr(lineStart, text_.find('\n', lineStart) - lineStart);
-        if (next.size() > firstLine.size() &&
-            next.substr(next.size() - firstLine.size()) == firstLine) {
-            padded.insert(0, static_cast<std::size_t>(place.line), '\n');
-        }
-    }
+    const Place place = idl.place();
+    Diagnostics &diagnostics = idl.diagnostics();
+    const std::string first = text.substr(0, text.find('\n'));
+    const std::string next = lineAt(text_, place.line);
+    const bool isBlock =
+        next.size() > first.size() && next.substr(next.size() - first.size()) == first;
+    const std::string padded =
+        std::string(isBlock ? static_cast<std::size_t>(place.line) : 0, '\n') + text;
     DDS_ErrorText error{};
-    if (DDS_TypeLibrary_add_idl_text(types_.get(), padded.c_str(), diagnostics_.file().c_str(),
+    if (DDS_TypeLibrary_add_idl_text(library_.get(), padded.c_str(), diagnostics.file().c_str(),
                                      &error) == 0) {
-        diagnostics_.addForeign(place, error.text);
-        typesBroken_ = true;
+        diagnostics.addForeign(place, error.text);
     }
 }
 
-void Loader::readLog(const YAML::Node &node)
+const DDS_TypeCode *TypeLoader::find(const Entry &entry, const std::string &name) const
 {
-    const Section section(diagnostics_, node, "log", keys::ofLog);
-    configuration_.log.level = static_cast<LogLevel>(*section.choice("level"));
-    if (const auto file = section.text("file")) {
-        configuration_.log.file = absolute(*file);
-        configuration_.log.place = placeOf(section.find("file"));
+    if (name.empty() || broken_) {
+        return nullptr;
     }
+    const DDS_TypeCode *const type = DDS_TypeLibrary_find(library_.get(), name.c_str());
+    if (type == nullptr) {
+        std::vector<std::string> names;
+        for (const DDS_TypeCode *known : all()) {
+            names.emplace_back(DDS_TypeCode_get_name(known));
+        }
+        entry.complain("{}: there is no type \"{}\"{}", name, suggestion(name, names));
+    } else if (!isStruct(type)) {
+        entry.complain("{}: \"{}\" is not a struct", name);
+    }
+    return type;
 }
 
-void Loader::readJava(const YAML::Node &node)
+std::map<std::string, const DDS_TypeCode *> TypeLoader::structs() const
 {
-    const Section section(diagnostics_, node, "java", keys::ofJava);
-    if (const auto home = section.text("home")) {
-        configuration_.java.home = absolute(*home);
+    std::map<std::string, const DDS_TypeCode *> structs;
+    for (const DDS_TypeCode *type : all()) {
+        if (isStruct(type)) {
+            structs.emplace(DDS_TypeCode_get_name(type), type);
+        }
     }
-    readClassPath(section, configuration_.java.classPath);
-    readJavaOptions(section.find("options"), section.pathOf("options"));
+    return structs;
 }
 
-/// A directory stands for itself and for every jar in it: the VM does not expand a `*` that it is
-/// given by a host.
-void Loader::readClassPath(const Section &section, std::vector<std::string> &classPath)
+std::vector<const DDS_TypeCode *> TypeLoader::all() const
 {
-    const std::string key = section.pathOf("class_path");
-    for (const auto &[entry, place] : readTexts(diagnostics_, section.find("class_path"), key)) {
-        const fs::path path = absolute(entry);
-        std::error_code error;
-        if (entry.find(':') != std::string::npos) {
-            diagnostics_.add(
-                place, fmt::format("{} takes one file or directory per entry; \"{}\" holds a ':'",
-                                   key, entry));
-            continue;
-        }
-        if (!fs::exists(path, error)) {
-            diagnostics_.add(place, fmt::format("{}: there is no {}", key, path.string()));
-            continue;
-        }
-        classPath.push_back(path.string());
-        if (fs::is_directory(path, error)) {
-            std::vector<std::string> jars;
-            for (const auto &file : fs::directory_iterator(path, error)) {
-                if (file.path().extension() == ".jar") {
-                    jars.push_back(file.path().string());
-                }
-            }
-            std::sort(jars.begin(), jars.end());
-            classPath.insert(classPath.end(), jars.begin(), jars.end());
-        }
+    std::vector<const DDS_TypeCode *> types(DDS_TypeLibrary_get_count(library_.get()));
+    for (std::uint32_t i = 0; i < types.size(); ++i) {
+        types[i] = DDS_TypeLibrary_get_at(library_.get(), i);
     }
-}
-
-void Loader::readJavaOptions(const YAML::Node &node, const std::string &path)
-{
-    for (const auto &[option, place] : readTexts(diagnostics_, node, path)) {
-        const auto starts = [&, &text = option](const char *word) {
-            return text.rfind(word, 0) == 0;
-        };
-        if (option[0] != '-') {
-            diagnostics_.add(
-                place,
-                fmt::format(
-                    "\"{}\" is no option of the Java VM: options start with '-', one per entry",
-                    option));
-        } else if (starts("-Djava.class.path") || option == "-cp" || option == "-classpath" ||
-                   starts("--class-path")) {
-            diagnostics_.add(place,
-                             "the class path is set with java.class_path, not with an option");
-        } else {
-            configuration_.java.options.push_back(option);
-        }
-    }
+    return types;
 }
 
 } // namespace ferry

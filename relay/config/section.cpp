@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include <fmt/format.h>
-
 #include "config/keys.h"
 #include "config/text.h"
 #include "settings/check.h"
@@ -23,95 +21,65 @@ const char *kindOf(const YAML::Node &node)
     return node.IsMap() ? "a mapping" : node.IsSequence() ? "a list" : "a plain value";
 }
 
-std::string join(const std::string &path, const std::string &key)
-{
-    return path + "." + key;
-}
-
-std::string within(const std::string &path)
-{
-    return path.empty() ? "" : " in " + path;
-}
-
 class PropertyReader {
 public:
-    PropertyReader(Diagnostics &diagnostics, const std::filesystem::path &directory,
-                   std::map<std::string, Place> &places)
-        : diagnostics_(diagnostics), directory_(directory), places_(places)
-    {
-    }
+    explicit PropertyReader(PropertySource &source) : source_(source) {}
 
-    Properties take()
-    {
-        return std::move(result_);
-    }
-
-    void read(const YAML::Node &node, const std::string &path, const std::string &prefix, int depth)
+    void read(const Entry &mapping, const std::string &prefix, int depth)
     {
         if (depth > maxPropertyDepth) {
-            giveUp(node, fmt::format("{} is nested too deeply", path));
+            giveUp(mapping, "{} is nested too deeply");
             return;
         }
-        for (const NamedNode &entry : readEntries(diagnostics_, node, path)) {
+        for (const Entry &entry : mapping.entries()) {
             if (++seen_ > maxProperties) {
-                giveUp(node,
-                       fmt::format("{}: there are more than {} properties", path, maxProperties));
+                giveUp(mapping, "{}: there are more than {} properties", maxProperties);
             }
             if (gaveUp_) {
                 return;
             }
-            const std::string name = prefix + entry.name;
-            const std::string where = join(path, entry.name);
-            if (entry.value.IsMap()) {
-                read(entry.value, where, name + ".", depth + 1);
-            } else if (entry.value.IsSequence()) {
-                diagnostics_.add(placeOf(entry.value),
-                                 fmt::format("{} is a list, which a property cannot be: write one "
-                                             "text, in the form that the adapter documents",
-                                             where));
+            if (entry.node().IsMap()) {
+                read(entry, prefix + entry.name() + ".", depth + 1);
+            } else if (entry.node().IsSequence()) {
+                entry.complain("{} is a list, which a property cannot be: write one text, in the "
+                               "form that the adapter documents");
             } else {
-                add(entry, where, name);
+                add(entry, prefix + entry.name());
             }
         }
     }
 
 private:
     /// Reported once: what else an alias leads to is more of the same.
-    void giveUp(const YAML::Node &node, const std::string &message)
+    template<class... Args>
+    void giveUp(const Entry &entry, fmt::format_string<const std::string &, Args...> text,
+                Args &&...args)
     {
         if (!gaveUp_) {
-            diagnostics_.add(placeOf(node), message);
+            entry.complain(text, std::forward<Args>(args)...);
         }
         gaveUp_ = true;
     }
 
-    void add(const NamedNode &entry, const std::string &where, const std::string &name)
+    void add(const Entry &entry, const std::string &name)
     {
-        std::string value = entry.value.IsNull() ? "" : entry.value.Scalar();
-        const std::string missing = expand(value, directory_.string());
+        std::string value = entry.node().IsNull() ? "" : entry.node().Scalar();
+        const std::string missing = expand(value, entry.document().directory.string());
         if (!missing.empty()) {
-            diagnostics_.add(
-                placeOf(entry.value),
-                fmt::format("the value of {} needs {}, which the environment does not have", where,
-                            missing));
+            entry.complain("the value of {} needs {}, which the environment does not have",
+                           missing);
         }
         const std::string rejection = rejectionForJava(value);
         if (!rejection.empty()) {
-            diagnostics_.add(placeOf(entry.value),
-                             fmt::format("the value of {} {}", where, rejection));
-            return;
+            entry.complain("the value of {} {}", rejection);
+        } else if (!source_.places.emplace(name, entry.keyPlace()).second) {
+            entry.diagnostics().add(entry.keyPlace(), "property \"{}\" is given twice", name);
+        } else {
+            source_.properties.emplace_back(name, value);
         }
-        if (!places_.emplace(name, entry.place).second) {
-            diagnostics_.add(entry.place, fmt::format("property \"{}\" is given twice", name));
-            return;
-        }
-        result_.emplace_back(name, value);
     }
 
-    Diagnostics &diagnostics_;
-    const std::filesystem::path &directory_;
-    Properties result_;
-    std::map<std::string, Place> &places_;
+    PropertySource &source_;
     /// Good and bad ones.
     std::size_t seen_ = 0;
     bool gaveUp_ = false;
@@ -124,213 +92,189 @@ Place placeOf(const YAML::Mark &mark)
     return mark.is_null() ? Place{} : Place{mark.line + 1, mark.column + 1};
 }
 
-Place placeOf(const YAML::Node &node)
+Entry::Entry(const Document &document, const YAML::Node &node, std::string path, std::string name,
+             Place keyPlace)
+    : document_(&document), node_(node), path_(std::move(path)), name_(std::move(name)),
+      keyPlace_(keyPlace)
 {
-    return placeOf(node.Mark());
 }
 
-std::vector<NamedNode> readEntries(Diagnostics &diagnostics, const YAML::Node &node,
-                                   const std::string &path)
+std::vector<Entry> Entry::entries() const
 {
-    std::vector<NamedNode> entries;
-    if (!node.IsDefined() || node.IsNull()) {
+    std::vector<Entry> entries;
+    if (!isGiven() || node_.IsNull()) {
         return entries;
     }
-    if (!node.IsMap()) {
-        diagnostics.add(placeOf(node), fmt::format("{} must be a mapping, not {}",
-                                                   path.empty() ? "the file" : path, kindOf(node)));
+    if (!node_.IsMap()) {
+        diagnostics().add(place(), "{} must be a mapping, not {}",
+                          path_.empty() ? "the file" : path_, kindOf(node_));
         return entries;
     }
-    for (const auto &pair : node) {
-        const Place place = placeOf(pair.first);
+    for (const auto &pair : node_) {
+        const Place place = placeOf(pair.first.Mark());
         if (!pair.first.IsScalar() || pair.first.Scalar().empty()) {
-            diagnostics.add(place, fmt::format("a key{} must be a text", within(path)));
+            diagnostics().add(place, "a key{} must be a text", within());
             continue;
         }
         const std::string name = pair.first.Scalar();
         const std::string rejection = rejectionForJava(name);
-        const auto same = [&](const NamedNode &known) { return known.name == name; };
+        const auto same = [&](const Entry &known) { return known.name() == name; };
         const auto earlier = std::find_if(entries.begin(), entries.end(), same);
         if (!rejection.empty()) {
-            diagnostics.add(place, fmt::format("a key{} {}", within(path), rejection));
+            diagnostics().add(place, "a key{} {}", within(), rejection);
         } else if (earlier != entries.end()) {
-            diagnostics.add(place, fmt::format("key \"{}\"{} is given twice (first in line {})",
-                                               name, within(path), earlier->place.line));
+            diagnostics().add(place, "key \"{}\"{} is given twice (first in line {})", name,
+                              within(), earlier->keyPlace().line);
         } else {
-            entries.push_back({name, place, pair.second});
+            entries.emplace_back(*document_, pair.second, pathOf(name), name, place);
         }
     }
     return entries;
 }
 
-std::optional<std::string> readText(Diagnostics &diagnostics, const YAML::Node &node,
-                                    const std::string &path)
+std::vector<Entry> Entry::elements(const char *what, std::size_t least) const
 {
-    if (!node.IsDefined()) {
-        return std::nullopt;
+    std::vector<Entry> elements;
+    if (!isGiven() || (node_.IsNull() && least == 0)) {
+        return elements;
     }
-    if (!node.IsScalar() || node.Scalar().empty()) {
-        const std::string given = node.IsScalar() || node.IsNull() ? "empty" : kindOf(node);
-        diagnostics.add(placeOf(node), fmt::format("{} must be a text, but is {}", path, given));
-        return std::nullopt;
+    if (!node_.IsSequence()) {
+        complain("{} must be a list of {}, not {}", what, kindOf(node_));
+    } else if (node_.size() < least) {
+        complain("{} must be a list of {}", what);
+    } else {
+        for (const YAML::Node &node : node_) {
+            elements.emplace_back(*document_, node, fmt::format("{}[{}]", path_, elements.size()),
+                                  "", placeOf(node.Mark()));
+        }
     }
-    if (node.Scalar().find('\0') != std::string::npos) {
-        diagnostics.add(placeOf(node), fmt::format("{} holds a NUL character", path));
-        return std::nullopt;
-    }
-    return node.Scalar();
+    return elements;
 }
 
-std::optional<std::string> readJavaText(Diagnostics &diagnostics, const YAML::Node &node,
-                                        const std::string &path)
+std::optional<std::string> Entry::text(bool mayBeEmpty) const
 {
-    std::optional<std::string> text = readText(diagnostics, node, path);
-    if (text) {
-        const std::string rejection = rejectionForJava(*text);
-        if (!rejection.empty()) {
-            diagnostics.add(placeOf(node), fmt::format("{} {}", path, rejection));
-            return std::nullopt;
-        }
+    if (!isGiven()) {
+        return std::nullopt;
+    }
+    if (!node_.IsScalar() || (node_.Scalar().empty() && !mayBeEmpty)) {
+        complain("{} must be a text, but is {}",
+                 node_.IsScalar() || node_.IsNull() ? "empty" : kindOf(node_));
+        return std::nullopt;
+    }
+    if (node_.Scalar().find('\0') != std::string::npos) {
+        complain("{} holds a NUL character");
+        return std::nullopt;
+    }
+    return node_.Scalar();
+}
+
+std::optional<std::string> Entry::javaText() const
+{
+    const std::optional<std::string> text = this->text();
+    const std::string rejection = text ? rejectionForJava(*text) : "";
+    if (!rejection.empty()) {
+        complain("{} {}", rejection);
+        return std::nullopt;
     }
     return text;
 }
 
-std::vector<std::pair<std::string, Place>>
-readTexts(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path)
+std::vector<std::pair<std::string, Place>> Entry::javaTexts() const
 {
-    std::vector<std::pair<std::string, Place>> result;
-    if (!node.IsDefined() || node.IsNull()) {
-        return result;
-    }
-    if (!node.IsSequence()) {
-        diagnostics.add(placeOf(node),
-                        fmt::format("{} must be a list, not {}", path, kindOf(node)));
-        return result;
-    }
-    for (std::size_t i = 0; i < node.size(); ++i) {
-        const std::string where = fmt::format("{}[{}]", path, i);
-        if (const auto text = readJavaText(diagnostics, node[i], where)) {
-            result.emplace_back(*text, placeOf(node[i]));
+    std::vector<std::pair<std::string, Place>> texts;
+    for (const Entry &element : elements("texts", 0)) {
+        if (auto text = element.javaText()) {
+            texts.emplace_back(std::move(*text), element.place());
         }
     }
-    return result;
+    return texts;
 }
 
-Properties readProperties(Diagnostics &diagnostics, const YAML::Node &node, const std::string &path,
-                          const std::filesystem::path &directory,
-                          std::map<std::string, Place> &places)
+void Entry::readProperties(PropertySource &source) const
 {
-    PropertyReader reader(diagnostics, directory, places);
-    reader.read(node, path, "", 0);
-    return reader.take();
+    PropertyReader(source).read(*this, "", 0);
 }
 
-Section::Section(Diagnostics &diagnostics, const YAML::Node &node, std::string path,
-                 std::uint32_t keys)
-    : diagnostics_(diagnostics), path_(std::move(path)), keys_(keys), place_(placeOf(node))
+Section::Section(const Entry &entry, std::uint32_t keys) : Entry(entry), keys_(keys)
 {
     std::vector<std::string> known;
     for (const FERRY_Setting &setting : keys::of(keys)) {
         known.emplace_back(setting.name);
     }
     std::string misspelt;
-    for (NamedNode &entry : readEntries(diagnostics, node, path_)) {
-        if (std::find(known.begin(), known.end(), entry.name) == known.end()) {
-            const std::string near = suggestion(entry.name, known);
-            diagnostics.add(entry.place,
-                            fmt::format("unknown key \"{}\"{}{}", entry.name, within(path_), near));
+    for (Entry &each : this->entries()) {
+        if (std::find(known.begin(), known.end(), each.name()) == known.end()) {
+            const std::string near = suggestion(each.name(), known);
+            diagnostics().add(each.keyPlace(), "unknown key \"{}\"{}{}", each.name(), within(),
+                              near);
             misspelt += near;
         } else {
-            entries_.push_back(std::move(entry));
+            entries_.push_back(std::move(each));
         }
     }
-    complainOfMissing(misspelt);
-}
-
-/// A key that an unknown one was taken for is not missing: one mistake, one message.
-void Section::complainOfMissing(const std::string &misspelt) const
-{
-    for (const FERRY_Setting &setting : keys::of(keys_)) {
+    // A key that an unknown one was taken for is not missing: one mistake, one message.
+    for (const FERRY_Setting &setting : keys::of(keys)) {
         const bool needed = (setting.flags & FERRY_SETTING_REQUIRED) != 0 && !has(setting.name);
         if (needed && misspelt.find(fmt::format("\"{}\"", setting.name)) == std::string::npos) {
-            diagnostics_.add(place_,
-                             fmt::format("missing key \"{}\"{}", setting.name, within(path_)));
+            complainOfMissing(setting.name);
         }
     }
 }
 
-YAML::Node Section::find(const std::string &key) const
+void Section::complainOfMissing(const std::string &key, const char *reason) const
 {
-    for (const NamedNode &entry : entries_) {
-        if (entry.name == key) {
-            return entry.value;
-        }
-    }
-    return YAML::Node(YAML::NodeType::Undefined);
+    diagnostics().add(place(), "missing key \"{}\"{}{}", key, within(), reason);
 }
 
-Place Section::keyPlace(const std::string &key) const
+Entry Section::operator[](const std::string &key) const
 {
     const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                    [&](const NamedNode &entry) { return entry.name == key; });
-    return found == entries_.end() ? place_ : found->place;
+                                    [&](const Entry &entry) { return entry.name() == key; });
+    return found != entries_.end() ? *found
+                                   : Entry(document(), YAML::Node(YAML::NodeType::Undefined),
+                                           pathOf(key), key, place());
 }
 
-std::optional<std::string> Section::text(const std::string &key) const
+void Section::read(const std::string &key, std::string &field) const
 {
-    return readText(diagnostics_, find(key), pathOf(key));
+    field = (*this)[key].javaText().value_or(field);
 }
 
-std::optional<std::string> Section::javaText(const std::string &key) const
+void Section::read(const std::string &key, std::filesystem::path &field) const
 {
-    return readJavaText(diagnostics_, find(key), pathOf(key));
-}
-
-const FERRY_Setting &Section::setting(const std::string &key) const
-{
-    return *findSetting(keys::table, keys_, key);
-}
-
-std::optional<std::string> Section::value(const std::string &key) const
-{
-    const FERRY_Setting &declared = setting(key);
-    if (auto given = text(key)) {
-        const std::string wrong = complaint(pathOf(key), declared, *given);
-        if (wrong.empty()) {
-            return given;
-        }
-        diagnostics_.add(placeOf(find(key)), wrong);
+    if (const auto text = (*this)[key].text()) {
+        field = document().absolute(*text);
     }
-    return declared.fallback == nullptr ? std::nullopt
-                                        : std::make_optional<std::string>(declared.fallback);
+}
+
+void Section::read(const std::string &key, std::vector<std::string> &field) const
+{
+    for (auto &[text, place] : (*this)[key].javaTexts()) {
+        field.push_back(std::move(text));
+    }
+}
+
+void Section::read(const std::string &key, std::chrono::milliseconds &field) const
+{
+    if (const auto nanoseconds = number(key)) {
+        field = std::chrono::milliseconds(*nanoseconds / 1'000'000);
+    }
 }
 
 std::optional<std::int64_t> Section::number(const std::string &key) const
 {
-    const auto text = value(key);
-    return text ? parseNumber(setting(key).kind, *text) : std::nullopt;
-}
-
-std::optional<std::size_t> Section::choice(const std::string &key) const
-{
-    const auto word = value(key);
-    if (!word) {
-        return std::nullopt;
+    const FERRY_Setting &declared = *findSetting(keys::table, keys_, key);
+    const Entry entry = (*this)[key];
+    std::optional<std::string> value = entry.text();
+    const std::string wrong = value ? complaint(entry.path(), declared, *value) : "";
+    if (!wrong.empty()) {
+        diagnostics().add(entry.place(), wrong);
+        value.reset();
     }
-    const std::vector<std::string> words = wordsOf(setting(key));
-    return static_cast<std::size_t>(std::find(words.begin(), words.end(), *word) - words.begin());
-}
-
-Properties Section::properties(const std::filesystem::path &directory,
-                               std::map<std::string, Place> &places) const
-{
-    return readProperties(diagnostics_, find("properties"), pathOf("properties"), directory,
-                          places);
-}
-
-std::string Section::pathOf(const std::string &key) const
-{
-    return join(path_, key);
+    if (!value && declared.fallback != nullptr) {
+        value = declared.fallback;
+    }
+    return value ? parseNumber(declared, *value) : std::nullopt;
 }
 
 } // namespace ferry

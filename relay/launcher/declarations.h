@@ -2,7 +2,7 @@
 #ifndef FERRY_LAUNCHER_DECLARATIONS_H
 #define FERRY_LAUNCHER_DECLARATIONS_H
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -12,23 +12,6 @@
 
 namespace ferry {
 
-/// One setting; texts are the record's own.
-struct Declaration {
-    /// FERRY_SETTING_OF_... bits.
-    std::uint32_t roles = 0;
-    std::string name;
-    std::uint32_t kind = FERRY_SETTING_TEXT;
-    /// What the value may be, in words.
-    std::string allowed;
-    std::vector<std::string> words;
-    std::int64_t low = 0;
-    std::int64_t high = 0;
-    std::optional<std::string> fallback;
-    bool required = false;
-    bool changeable = false;
-    std::string help;
-};
-
 /// What one adapter declares.
 struct Declarations {
     /// As the user names it: a class, a plug-in, "ferry" for the host's own keys.
@@ -37,24 +20,16 @@ struct Declarations {
     std::string missing;
     /// Whether it declares anything; false for an adapter that takes its properties unchecked.
     bool declares = false;
-    std::vector<Declaration> settings;
+    std::vector<FERRY_Setting> settings;
+    /// What the settings point to, if it is not a plug-in's own.
+    std::shared_ptr<const std::string> texts;
 };
 
-/// The rows of a table, in its order.
-std::vector<Declaration> declarationsOf(const FERRY_SettingTable &table);
+/// The rows of a table, in its order; null declares nothing.
+Declarations declarationsOf(const std::string &adapter, const FERRY_SettingTable *table);
 
-/// Joins settings that differ in their role alone, so that each is listed once.
-std::vector<Declaration> joinedRoles(const std::vector<Declaration> &settings);
-
-/// The name of a role or section, for people and for JSON: "reader".
+/// The names of roles and sections, for people and for JSON: "reader".
 std::vector<std::string> roleNames(std::uint32_t bits);
-
-/// A role by its name, 0 for none.
-std::uint32_t roleOf(const std::string &name);
-
-/// A kind by its name, "whole", and back; a text for one that is unknown.
-std::uint32_t kindOf(const std::string &name);
-const char *kindName(std::uint32_t kind);
 
 /// All of it as people read it.
 std::string describe(const Declarations &declarations);

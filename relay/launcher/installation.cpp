@@ -6,6 +6,7 @@
 
 #include <fmt/format.h>
 
+#include "config/load.h"
 #include "settings/suggestion.h"
 
 namespace ferry {
@@ -16,29 +17,6 @@ std::string loaderReason()
 {
     const char *text = dlerror();
     return text == nullptr ? "unknown reason" : text;
-}
-
-void *find(const fs::path &library, const std::string &symbol, std::string &reason)
-{
-    void *const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-    void *const found = handle == nullptr ? nullptr : dlsym(handle, symbol.c_str());
-    if (found == nullptr) {
-        reason = loaderReason();
-    }
-    return found;
-}
-
-std::vector<std::string> jarsIn(const fs::path &directory)
-{
-    std::vector<std::string> jars;
-    std::error_code error;
-    for (const auto &entry : fs::directory_iterator(directory, error)) {
-        if (entry.path().extension() == ".jar") {
-            jars.push_back(entry.path().string());
-        }
-    }
-    std::sort(jars.begin(), jars.end());
-    return jars;
 }
 
 /// "com.qel.ferrion.adapters.file.FileAdapter" is also "file".
@@ -155,9 +133,8 @@ void Installation::complete(Configuration &configuration, Diagnostics &diagnosti
                 adapter.library.stem().string().substr(sizeof pluginPrefix - 1);
             adapter.library = libraries / adapter.library;
             if (!fs::exists(adapter.library, error)) {
-                diagnostics.add(adapter.place,
-                                fmt::format("adapters.{}.plugin: there is no {}{}", adapter.name,
-                                            adapter.library.string(), suggestion(name, plugins())));
+                diagnostics.add(adapter.place, "adapters.{}.plugin: there is no {}{}", adapter.name,
+                                adapter.library.string(), suggestion(name, plugins()));
             }
         }
         if (!adapter.javaClass.empty()) {
@@ -174,15 +151,20 @@ std::string loadVm(const fs::path &vmLibrary)
     return dlopen(vmLibrary.c_str(), RTLD_NOW | RTLD_GLOBAL) == nullptr ? loaderReason() : "";
 }
 
-bool hasSymbol(const fs::path &library, const std::string &symbol, std::string &reason)
+void *findSymbol(const fs::path &library, const std::string &symbol, std::string &reason)
 {
-    return find(library, symbol, reason) != nullptr;
+    void *const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
+    void *const found = handle == nullptr ? nullptr : dlsym(handle, symbol.c_str());
+    if (found == nullptr) {
+        reason = loaderReason();
+    }
+    return found;
 }
 
 RelayMain loadRelay(const Installation &installation, std::string &reason)
 {
     return reinterpret_cast<RelayMain>(
-        find(installation.libraries / "libferryrelay.so", "ferry_relay_main", reason));
+        findSymbol(installation.libraries / "libferryrelay.so", "ferry_relay_main", reason));
 }
 
 } // namespace ferry

@@ -56,10 +56,10 @@ using RelayMain = int (*)(const RelayRequest *);
 /// the loader's reason on failure, else "".
 std::string loadVm(const std::filesystem::path &vmLibrary);
 
-/// Loads a library, which stays loaded, and returns whether it has a symbol; the loader's reason
-/// when it has not.
-bool hasSymbol(const std::filesystem::path &library, const std::string &symbol,
-               std::string &reason);
+/// Loads a library, which stays loaded, and finds a symbol. Null, with the loader's reason, when
+/// that fails.
+void *findSymbol(const std::filesystem::path &library, const std::string &symbol,
+                 std::string &reason);
 
 /// Loads the relay's library. Null, with the loader's reason, when that fails.
 RelayMain loadRelay(const Installation &installation, std::string &reason);

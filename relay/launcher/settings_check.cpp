@@ -1,8 +1,7 @@
 #include "launcher/settings_check.h"
 
 #include <algorithm>
-#include <cctype>
-#include <dlfcn.h>
+#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -15,6 +14,8 @@
 
 namespace ferry {
 namespace {
+
+using Paths = std::vector<std::string>;
 
 /// A file in memory: neither side waits for the other, and secrets reach no disk.
 class MemoryFile {
@@ -51,32 +52,42 @@ private:
     int descriptor_;
 };
 
+/// What the tool has printed: fields that end with NUL; empty ones behind the last.
+class Answer {
+public:
+    explicit Answer(std::string text) : text_(std::make_shared<const std::string>(std::move(text)))
+    {
+    }
+
+    bool done() const
+    {
+        return at_ >= text_->size();
+    }
+    const char *next()
+    {
+        const char *const field = text_->c_str() + std::min(at_, text_->size());
+        at_ += std::strlen(field) + 1;
+        return field;
+    }
+    std::int64_t number()
+    {
+        return std::strtoll(next(), nullptr, 10);
+    }
+    /// Fields live as long.
+    std::shared_ptr<const std::string> text() const
+    {
+        return text_;
+    }
+
+private:
+    std::shared_ptr<const std::string> text_;
+    std::size_t at_ = 0;
+};
+
 std::string dotted(std::string javaClass)
 {
     std::replace(javaClass.begin(), javaClass.end(), '/', '.');
     return javaClass;
-}
-
-std::string upper(std::string text)
-{
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
-}
-
-void appendField(std::string &text, const std::string &field)
-{
-    text.append(field).push_back('\0');
-}
-
-std::vector<std::string> fieldsOf(const std::string &text)
-{
-    std::vector<std::string> fields;
-    for (std::size_t from = 0, end = 0; (end = text.find('\0', from)) != std::string::npos;
-         from = end + 1) {
-        fields.push_back(text.substr(from, end - from));
-    }
-    return fields;
 }
 
 /// Whether the value is completed when a stream is found, and so cannot be judged yet.
@@ -108,8 +119,8 @@ void add(Diagnostics &diagnostics, const PropertySource &source, const std::stri
 {
     const auto place = source.places.find(name);
     if (!isTemplate(source.properties, name)) {
-        diagnostics.add(place == source.places.end() ? source.place : place->second,
-                        fmt::format("{}: {}", source.path, text));
+        diagnostics.add(place == source.places.end() ? source.place : place->second, "{}: {}",
+                        source.path, text);
     }
 }
 
@@ -117,30 +128,27 @@ void addMissing(Diagnostics &diagnostics, const AdapterSettings &adapter,
                 const Installation &installation)
 {
     const std::string name = dotted(adapter.javaClass);
-    diagnostics.add(adapter.place,
-                    fmt::format("adapters.{}.class: there is no class \"{}\"{}", adapter.name, name,
-                                suggestion(name, installation.adapterNames())));
+    diagnostics.add(adapter.place, "adapters.{}.class: there is no class \"{}\"{}", adapter.name,
+                    name, suggestion(name, installation.adapterNames()));
 }
 
-/// Null for a library that cannot be loaded, and for a plug-in that declares nothing.
+/// Null for a library that is no plug-in, and for a plug-in that declares nothing.
 const FERRY_SettingTable *tableOf(const std::filesystem::path &library, const std::string &entry,
                                   std::string &reason)
 {
-    void *const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_LOCAL);
-    if (handle == nullptr) {
-        const char *const text = dlerror();
-        reason = text == nullptr ? "cannot be loaded" : text;
-        return nullptr;
-    }
-    const auto function =
-        reinterpret_cast<FERRY_SettingsFn>(dlsym(handle, (entry + "_settings").c_str()));
-    const FERRY_SettingTable *const table = function == nullptr ? nullptr : function();
+    std::string ignored;
+    void *const function = findSymbol(library, entry, reason) == nullptr
+                               ? nullptr
+                               : findSymbol(library, entry + "_settings", ignored);
+    const FERRY_SettingTable *const table =
+        function == nullptr ? nullptr : reinterpret_cast<FERRY_SettingsFn>(function)();
     return table != nullptr && table->version == FERRY_SETTINGS_VERSION ? table : nullptr;
 }
 
-std::vector<std::vector<std::string>> pathsOf(const std::vector<AdapterSettings> &adapters)
+/// What adapters of their own see: those of one class path are asked together.
+std::vector<Paths> pathsOf(const std::vector<AdapterSettings> &adapters)
 {
-    std::vector<std::vector<std::string>> all;
+    std::vector<Paths> all;
     for (const AdapterSettings &adapter : adapters) {
         if (!adapter.javaClass.empty() &&
             std::find(all.begin(), all.end(), adapter.ownEntries()) == all.end()) {
@@ -150,50 +158,88 @@ std::vector<std::vector<std::string>> pathsOf(const std::vector<AdapterSettings>
     return all;
 }
 
-/// A row of the tool's answer, which begins at `at`.
-Declaration declarationAt(const std::vector<std::string> &fields, std::size_t at)
+/// The tool's input: fields that end with NUL, as its answer.
+std::string questionAbout(const Configuration &configuration,
+                          const std::vector<const PropertySource *> &sources)
 {
-    Declaration declared;
-    declared.roles = roleOf(fields[at + 1]);
-    declared.name = fields[at + 2];
-    declared.kind = kindOf(fields[at + 3]);
-    declared.low = fields[at + 4].empty() ? 0 : std::stoll(fields[at + 4]);
-    declared.high = fields[at + 5].empty() ? 0 : std::stoll(fields[at + 5]);
-    const FERRY_Setting words{"", 0, declared.kind, fields[at + 6].c_str(), 0, 0, "", "", 0, ""};
-    declared.words = wordsOf(words);
-    const std::string &flags = fields[at + 8];
-    const auto has = [&](char flag) { return flags.find(flag) != std::string::npos; };
-    if (has('d')) {
-        declared.fallback = fields[at + 7];
-    }
-    declared.required = has('r');
-    declared.changeable = has('c');
-    declared.allowed = fields[at + 9];
-    declared.help = fields[at + 10];
-    return declared;
-}
-
-/// What the tool has printed about one class after the other.
-std::vector<Declarations> declarationsIn(const std::vector<std::string> &fields)
-{
-    constexpr std::size_t rowFields = 11;
-    constexpr std::size_t classFields = 4;
-    std::vector<Declarations> all;
-    for (std::size_t at = 0; at + classFields <= fields.size();) {
-        if (fields[at] == "class") {
-            all.push_back({fields[at + 1],
-                           fields[at + 2] == "missing" ? fields[at + 3] : "",
-                           fields[at + 2] == "ok",
-                           {}});
-            at += classFields;
-        } else if (!all.empty() && at + rowFields <= fields.size()) {
-            all.back().settings.push_back(declarationAt(fields, at));
-            at += rowFields;
-        } else {
-            break;
+    std::string question;
+    const auto append = [&](const std::string &field) { question.append(field).push_back('\0'); };
+    for (const PropertySource *source : sources) {
+        append(dotted(adapterOf(configuration, *source)->javaClass));
+        append(std::to_string(source->role));
+        append(std::to_string(source->properties.size()));
+        for (const auto &[name, value] : source->properties) {
+            append(name);
+            append(value);
         }
     }
-    return all;
+    return question;
+}
+
+class SettingsTool {
+public:
+    SettingsTool(const std::filesystem::path &javaHome, const Installation &installation,
+                 const JavaSettings &java)
+        : program_(javaHome / "bin" / "java"), installation_(installation), java_(java)
+    {
+    }
+
+    /// Nothing if it did not end well.
+    std::optional<Answer> ask(const Paths &own, const std::vector<std::string> &classes,
+                              const std::string &question) const
+    {
+        Paths entries = installation_.jars;
+        entries.insert(entries.end(), own.begin(), own.end());
+        entries.insert(entries.end(), java_.classPath.begin(), java_.classPath.end());
+        std::vector<std::string> command = {program_, "-XX:TieredStopAtLevel=1", "-cp",
+                                            fmt::format("{}", fmt::join(entries, ":")),
+                                            "com.qel.ferrion.kit.SettingsTool"};
+        command.insert(command.end(), classes.begin(), classes.end());
+        const MemoryFile input;
+        const MemoryFile output;
+        const bool answered =
+            input.fill(question) && runProgram(command, input.descriptor(), output.descriptor());
+        return answered ? std::make_optional<Answer>(output.content()) : std::nullopt;
+    }
+
+private:
+    std::filesystem::path program_;
+    const Installation &installation_;
+    const JavaSettings &java_;
+};
+
+FERRY_Setting settingIn(Answer &answer)
+{
+    const auto bits = [&] { return static_cast<std::uint32_t>(answer.number()); };
+    FERRY_Setting setting{};
+    setting.name = answer.next();
+    setting.roles = bits();
+    setting.kind = bits();
+    setting.words = answer.next();
+    setting.low = answer.number();
+    setting.high = answer.number();
+    const char *const fallback = answer.next();
+    setting.fallback = *fallback == '=' ? fallback + 1 : nullptr;
+    setting.flags = bits();
+    setting.help = answer.next();
+    setting.expected = answer.next();
+    return setting;
+}
+
+/// Of one class after the other.
+void addDeclarations(Answer answer, std::vector<Declarations> &all)
+{
+    while (!answer.done()) {
+        Declarations declarations;
+        declarations.adapter = answer.next();
+        declarations.declares = answer.next() == std::string("ok");
+        declarations.missing = answer.next();
+        declarations.texts = answer.text();
+        for (std::int64_t rows = answer.number(); rows > 0 && !answer.done(); --rows) {
+            declarations.settings.push_back(settingIn(answer));
+        }
+        all.push_back(std::move(declarations));
+    }
 }
 
 } // namespace
@@ -201,12 +247,9 @@ std::vector<Declarations> declarationsIn(const std::vector<std::string> &fields)
 Declarations nativeDeclarations(const std::string &name, const std::filesystem::path &library,
                                 const std::string &entry)
 {
-    Declarations declarations{name, "", false, {}};
-    const FERRY_SettingTable *const table = tableOf(library, entry, declarations.missing);
-    if (table != nullptr) {
-        declarations.declares = true;
-        declarations.settings = declarationsOf(*table);
-    }
+    std::string missing;
+    Declarations declarations = declarationsOf(name, tableOf(library, entry, missing));
+    declarations.missing = missing;
     return declarations;
 }
 
@@ -228,76 +271,40 @@ void checkNativeSettings(const Configuration &configuration, Diagnostics &diagno
     }
 }
 
-JavaDeclarations::JavaDeclarations(const std::filesystem::path &javaHome,
-                                   const Installation &installation)
-    : program_(javaHome / "bin" / "java"), installation_(installation)
+bool checkJavaSettings(const std::filesystem::path &javaHome, const Installation &installation,
+                       const Configuration &configuration, Diagnostics &diagnostics)
 {
-}
-
-std::optional<std::vector<std::string>>
-JavaDeclarations::ask(const Paths &own, const Paths &shared,
-                      const std::vector<std::string> &classes, const std::string &input) const
-{
-    std::vector<std::string> entries = installation_.jars;
-    entries.insert(entries.end(), own.begin(), own.end());
-    entries.insert(entries.end(), shared.begin(), shared.end());
-    const MemoryFile given;
-    const MemoryFile answer;
-    std::vector<std::string> command = {program_, "-XX:TieredStopAtLevel=1", "-cp",
-                                        fmt::format("{}", fmt::join(entries, ":")),
-                                        "com.qel.ferrion.kit.SettingsTool"};
-    command.insert(command.end(), classes.begin(), classes.end());
-    if (!given.fill(input) || !runProgram(command, given.descriptor(), answer.descriptor())) {
-        return std::nullopt;
-    }
-    return fieldsOf(answer.content());
-}
-
-bool JavaDeclarations::check(const Configuration &configuration, Diagnostics &diagnostics) const
-{
+    const SettingsTool tool(javaHome, installation, configuration.java);
     bool answered = true;
     for (const Paths &own : pathsOf(configuration.adapters)) {
-        answered = checkThoseOf(own, configuration, diagnostics) && answered;
+        std::vector<const PropertySource *> asked;
+        for (const PropertySource &source : configuration.sources) {
+            const AdapterSettings *const adapter = adapterOf(configuration, source);
+            if (adapter != nullptr && !adapter->javaClass.empty() && adapter->ownEntries() == own) {
+                asked.push_back(&source);
+            }
+        }
+        std::optional<Answer> answer = tool.ask(own, {}, questionAbout(configuration, asked));
+        answered = answered && answer;
+        while (answer && !answer->done()) {
+            const PropertySource &source = *asked.at(static_cast<std::size_t>(answer->number()));
+            const std::string name = answer->next();
+            const std::string fault = answer->next();
+            if (name.empty()) {
+                addMissing(diagnostics, *adapterOf(configuration, source), installation);
+            } else {
+                add(diagnostics, source, name, fault);
+            }
+        }
     }
     return answered;
 }
 
-/// Adapters of one class path are asked together.
-bool JavaDeclarations::checkThoseOf(const Paths &own, const Configuration &configuration,
-                                    Diagnostics &diagnostics) const
-{
-    std::vector<const PropertySource *> asked;
-    std::string question;
-    for (const PropertySource &source : configuration.sources) {
-        const AdapterSettings *const adapter = adapterOf(configuration, source);
-        if (adapter == nullptr || adapter->javaClass.empty() || adapter->ownEntries() != own) {
-            continue;
-        }
-        asked.push_back(&source);
-        appendField(question, dotted(adapter->javaClass));
-        appendField(question, upper(roleNames(source.role).front()));
-        appendField(question, std::to_string(source.properties.size()));
-        for (const auto &[name, value] : source.properties) {
-            appendField(question, name);
-            appendField(question, value);
-        }
-    }
-    const auto fields = ask(own, configuration.java.classPath, {}, question);
-    for (std::size_t i = 0; fields && i + 2 < fields->size(); i += 3) {
-        const PropertySource &source = *asked.at(std::stoul((*fields)[i]));
-        if ((*fields)[i + 1].empty()) {
-            addMissing(diagnostics, *adapterOf(configuration, source), installation_);
-        } else {
-            add(diagnostics, source, (*fields)[i + 1], (*fields)[i + 2]);
-        }
-    }
-    return fields.has_value();
-}
-
 std::optional<std::vector<Declarations>>
-JavaDeclarations::declarations(const std::vector<AdapterSettings> &adapters,
-                               const JavaSettings &java) const
+javaDeclarations(const std::filesystem::path &javaHome, const Installation &installation,
+                 const std::vector<AdapterSettings> &adapters, const JavaSettings &java)
 {
+    const SettingsTool tool(javaHome, installation, java);
     std::vector<Declarations> all;
     for (const Paths &own : pathsOf(adapters)) {
         std::vector<std::string> classes;
@@ -308,13 +315,11 @@ JavaDeclarations::declarations(const std::vector<AdapterSettings> &adapters,
                 classes.push_back(name);
             }
         }
-        const auto fields = ask(own, java.classPath, classes, "");
-        if (!fields) {
+        const std::optional<Answer> answer = tool.ask(own, classes, "");
+        if (!answer) {
             return std::nullopt;
         }
-        for (Declarations &declarations : declarationsIn(*fields)) {
-            all.push_back(std::move(declarations));
-        }
+        addDeclarations(*answer, all);
     }
     return all;
 }

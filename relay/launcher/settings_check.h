@@ -19,32 +19,17 @@ Declarations nativeDeclarations(const std::string &name, const std::filesystem::
 /// The properties of a configuration against the tables of its native adapters.
 void checkNativeSettings(const Configuration &configuration, Diagnostics &diagnostics);
 
-/// Java declarations are objects, and the relay reaches Java through adapters alone: they are asked
-/// in a process of its own.
-class JavaDeclarations {
-public:
-    /// The installation outlives this object.
-    JavaDeclarations(const std::filesystem::path &javaHome, const Installation &installation);
+// Java declarations are objects, and the relay reaches Java through adapters alone: they are asked
+// in a process of its own, of the Java installation in `javaHome`.
 
-    /// Adds what is wrong with the properties of Java adapters. False if nobody could be asked.
-    bool check(const Configuration &configuration, Diagnostics &diagnostics) const;
+/// The same for Java adapters. False if nobody could be asked.
+bool checkJavaSettings(const std::filesystem::path &javaHome, const Installation &installation,
+                       const Configuration &configuration, Diagnostics &diagnostics);
 
-    /// What classes declare, in their order; nothing if nobody could be asked.
-    std::optional<std::vector<Declarations>>
-    declarations(const std::vector<AdapterSettings> &adapters, const JavaSettings &java) const;
-
-private:
-    using Paths = std::vector<std::string>;
-
-    bool checkThoseOf(const Paths &own, const Configuration &configuration,
-                      Diagnostics &diagnostics) const;
-    std::optional<std::vector<std::string>> ask(const Paths &own, const Paths &shared,
-                                                const std::vector<std::string> &classes,
-                                                const std::string &input) const;
-
-    std::filesystem::path program_;
-    const Installation &installation_;
-};
+/// What the classes of adapters declare; nothing if nobody could be asked.
+std::optional<std::vector<Declarations>>
+javaDeclarations(const std::filesystem::path &javaHome, const Installation &installation,
+                 const std::vector<AdapterSettings> &adapters, const JavaSettings &java);
 
 } // namespace ferry
 

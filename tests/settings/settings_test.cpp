@@ -40,7 +40,7 @@ TEST(Settings, NumbersAreReadAndPrintedAsInJava)
         ASSERT_EQ(accepts(setting, text), result != "-");
         if (result != "-") {
             const std::size_t printed = result.find('=');
-            const auto number = parseNumber(setting.kind, text);
+            const auto number = parseNumber(setting, text);
             EXPECT_EQ(*number, std::stoll(result.substr(0, printed)));
             EXPECT_EQ(numberText(setting.kind, *number),
                       printed == std::string::npos ? text : result.substr(printed + 1));

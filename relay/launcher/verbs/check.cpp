@@ -55,8 +55,8 @@ private:
         std::optional<VmCandidate> vm;
         if (configuration != nullptr && configuration->needsJava()) {
             vm = chooseVm(javaHome_, *configuration);
-            if (vm && !JavaDeclarations(vm->home, installation_)
-                           .check(*configuration, file.diagnostics())) {
+            if (vm &&
+                !checkJavaSettings(vm->home, installation_, *configuration, file.diagnostics())) {
                 complain("ferry: the adapters could not be asked for their settings");
             }
         }
@@ -95,7 +95,7 @@ private:
     int addNamed(std::vector<Declarations> &all)
     {
         if (settings_ == host) {
-            all.push_back({host, "", true, declarationsOf(keys::table)});
+            all.push_back(declarationsOf(host, &keys::table));
             return exitOk;
         }
         const std::vector<std::string> plugins = installation_.plugins();
@@ -118,7 +118,7 @@ private:
 
     int addInstalled(std::vector<Declarations> &all)
     {
-        all.push_back({host, "", true, declarationsOf(keys::table)});
+        all.push_back(declarationsOf(host, &keys::table));
         for (const std::string &name : installation_.plugins()) {
             all.push_back(ofPlugin(name));
         }
@@ -168,7 +168,7 @@ private:
         if (!vm) {
             return exitNoStart;
         }
-        const auto found = JavaDeclarations(vm->home, installation_).declarations(adapters, java);
+        const auto found = javaDeclarations(vm->home, installation_, adapters, java);
         if (!found) {
             complain("ferry: the adapters could not be asked");
             return exitNoStart;

@@ -59,7 +59,7 @@ std::string loadAll(const VmSearch &search, const Installation &installation)
     if (loadRelay(installation, reason) != nullptr && search.chosen != nullptr) {
         reason = loadVm(search.chosen->library);
         if (reason.empty()) {
-            hasSymbol(installation.bridge(), "FERRYJNIAdapter_create", reason);
+            findSymbol(installation.bridge(), "FERRYJNIAdapter_create", reason);
         }
     }
     return reason;
@@ -93,7 +93,7 @@ void lookAtPlugins(const Installation &installation, Findings &findings)
 {
     for (const std::string &name : installation.plugins()) {
         std::string reason;
-        if (hasSymbol(installation.plugin(name), pluginEntry(name), reason)) {
+        if (findSymbol(installation.plugin(name), pluginEntry(name), reason) != nullptr) {
             findings.good(
                 fmt::format("plug-in: {} ({})", name, installation.plugin(name).string()));
         } else {

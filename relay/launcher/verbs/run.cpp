@@ -104,7 +104,7 @@ public:
         return startRelay(configuration, options_, &*vm, [&] {
             Diagnostics diagnostics(file_);
             const Installation installation = findInstallation();
-            JavaDeclarations(vm->home, installation).check(configuration, diagnostics);
+            checkJavaSettings(vm->home, installation, configuration, diagnostics);
             return diagnostics.lines();
         });
     }

@@ -1,72 +1,55 @@
 // `ferry schema`: the configuration file as JSON Schema, for editors.
+#include <algorithm>
 #include <iostream>
-#include <map>
 
 #include <nlohmann/json.hpp>
 
 #include "config/keys.h"
-#include "launcher/declarations.h"
 #include "launcher/verb.h"
 #include "process/exit_code.h"
+#include "settings/value.h"
 
 namespace ferry {
 namespace {
 
 using Json = nlohmann::ordered_json;
 
-/// What a key that is no plain value holds.
-enum class Shape { section, named, list };
-
-struct Child {
-    Shape shape;
-    std::uint32_t section;
-};
-
-const std::map<std::string, Child> children = {
-    {"types", {Shape::list, keys::ofType}},
-    {"java", {Shape::section, keys::ofJava}},
-    {"log", {Shape::section, keys::ofLog}},
-    {"adapters", {Shape::named, keys::ofAdapter}},
-    {"connections", {Shape::named, keys::ofConnection}},
-    {"sessions", {Shape::named, keys::ofSession}},
-    {"routes", {Shape::named, keys::ofRoute}},
-    {"discovery", {Shape::named, keys::ofDiscovery}},
-    {"input", {Shape::section, keys::ofInput}},
-    {"outputs", {Shape::list, keys::ofOutput}},
-    {"allow", {Shape::section, keys::ofPatterns}},
-    {"deny", {Shape::section, keys::ofPatterns}},
-};
-
 /// Of numbers with units: what the grammar of values takes.
 constexpr const char *bytesPattern = "^[0-9]+(KiB|MiB|GiB)?$";
 constexpr const char *durationPattern = "^[0-9]+(\\.[0-9]+)?(us|ms|s|m|h)$";
 
-Json referenceTo(std::uint32_t section)
+/// The section that a key holds; null for a key that holds none, and for free-form properties.
+const keys::SectionKind *heldBy(const std::string &key)
 {
-    return {{"$ref", "#/$defs/" + roleNames(section).front()}};
+    const auto found = std::find_if(
+        keys::sections.begin(), keys::sections.end(), [&](const keys::SectionKind &section) {
+            const auto holders = split(section.holders, ' ');
+            return std::find(holders.begin(), holders.end(), key) != holders.end();
+        });
+    return found == keys::sections.end() ? nullptr : &*found;
 }
 
-Json ofChild(const Child &child)
+Json ofHolder(const FERRY_Setting &key)
 {
-    switch (child.shape) {
-    case Shape::section:
-        return referenceTo(child.section);
-    case Shape::named:
-        return {{"type", "object"}, {"additionalProperties", referenceTo(child.section)}};
-    case Shape::list:
-        break;
+    const keys::SectionKind *const held = heldBy(key.name);
+    const Json reference = held == nullptr ? Json{{"type", "string"}}
+                                           : Json{{"$ref", std::string("#/$defs/") + held->name}};
+    if (key.kind == FERRY_SETTING_LIST) {
+        return {{"type", "array"}, {"items", reference}};
     }
-    return {{"type", "array"}, {"items", referenceTo(child.section)}};
+    if (held == nullptr) {
+        return {{"type", "object"}};
+    }
+    return held->byName ? Json{{"type", "object"}, {"additionalProperties", reference}} : reference;
 }
 
-Json ofValue(const Declaration &key)
+Json ofValue(const FERRY_Setting &key)
 {
-    const auto child = children.find(key.name);
     switch (key.kind) {
     case FERRY_SETTING_FLAG:
         return {{"type", "boolean"}};
     case FERRY_SETTING_CHOICE:
-        return {{"enum", key.words}};
+        return {{"enum", wordsOf(key)}};
     case FERRY_SETTING_WHOLE:
         return {{"type", "integer"}, {"minimum", key.low}, {"maximum", key.high}};
     case FERRY_SETTING_BYTES:
@@ -75,10 +58,8 @@ Json ofValue(const Declaration &key)
     case FERRY_SETTING_DURATION:
         return {{"type", "string"}, {"pattern", durationPattern}};
     case FERRY_SETTING_SECTION:
-        return child == children.end() ? Json{{"type", "object"}} : ofChild(child->second);
     case FERRY_SETTING_LIST:
-        return child == children.end() ? Json{{"type", "array"}, {"items", {{"type", "string"}}}}
-                                       : ofChild(child->second);
+        return ofHolder(key);
     default:
         // A text may look like a number.
         return {{"type", Json::array({"string", "number", "boolean"})}};
@@ -89,17 +70,14 @@ Json ofSection(std::uint32_t section)
 {
     Json properties = Json::object();
     Json required = Json::array();
-    for (const Declaration &key : declarationsOf(keys::table)) {
-        if ((key.roles & section) == 0) {
-            continue;
-        }
+    for (const FERRY_Setting &key : keys::of(section)) {
         Json value = ofValue(key);
         value["description"] = key.help;
-        if (key.fallback) {
-            value["default"] = *key.fallback;
+        if (key.fallback != nullptr) {
+            value["default"] = key.fallback;
         }
         properties[key.name] = std::move(value);
-        if (key.required) {
+        if ((key.flags & FERRY_SETTING_REQUIRED) != 0) {
             required.push_back(key.name);
         }
     }
@@ -116,12 +94,13 @@ public:
     int run() override
     {
         Json definitions = Json::object();
-        for (std::uint32_t section = keys::ofType; section <= keys::ofPatterns; section <<= 1) {
-            definitions[roleNames(section).front()] = ofSection(section);
+        for (const keys::SectionKind &section : keys::sections) {
+            definitions[section.name] = ofSection(section.keys);
         }
         Json schema = {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
                        {"title", "Configuration of ferry"}};
-        schema.update(ofSection(keys::ofFile));
+        schema.update(definitions["file"]);
+        definitions.erase("file");
         schema["$defs"] = std::move(definitions);
         std::cout << schema.dump(1) << '\n';
         return exitOk;

@@ -19,20 +19,17 @@ struct SettingProblem {
     std::string text;
 };
 
-/// Whether a property is the host's own: adapters pass over such, whatever they hold.
-bool isOfHost(const std::string &name);
-
 /// The setting that a property gives a value to; null if the table has none for the role.
 const FERRY_Setting *findSetting(const FERRY_SettingTable &table, std::uint32_t role,
                                  const std::string &name);
 
 /// What is wrong with a list: names that the role does not have, values that are not allowed, and
-/// what is missing; all of it.
+/// what is missing; all of it. Properties of the host are passed over, whatever they hold.
 std::vector<SettingProblem> checkProperties(const FERRY_SettingTable &table, std::uint32_t role,
                                             const PropertyList &properties);
 
-/// The roles of a set of FERRY_SETTING_OF_... bits, for people: "readers and writers".
-std::string rolesText(std::uint32_t bits);
+/// Names with commas between them; "none" if there are none.
+std::string namesText(const std::vector<std::string> &names);
 
 } // namespace ferry
 

@@ -13,17 +13,24 @@
 namespace ferry {
 
 /// The number of a whole number, a size (bytes) or a duration (nanoseconds), within the setting's
-/// limits or not; nothing for a text that is none, or is beyond 64 bits.
-std::optional<std::int64_t> parseNumber(std::uint32_t kind, std::string_view text);
+/// limits or not; of a choice or a flag ("false" is 0) the index of the word. Nothing for a text
+/// that is none, or is beyond 64 bits.
+std::optional<std::int64_t> parseNumber(const FERRY_Setting &setting, std::string_view text);
 
 /// A number as one would write it, in the largest unit that leaves no rest: "8MiB", "1500ms".
 std::string numberText(std::uint32_t kind, std::int64_t number);
+
+/// The parts of a text between separators, without the blanks around them; none of an empty text.
+std::vector<std::string> split(std::string_view text, char separator);
 
 /// The words of a choice, or those that may stand in place of a number.
 std::vector<std::string> wordsOf(const FERRY_Setting &setting);
 
 /// Whether the setting may have this value.
 bool accepts(const FERRY_Setting &setting, const std::string &value);
+
+/// The kind by the name that people and programs know it under: "duration".
+const char *kindName(std::uint32_t kind);
 
 /// What the value may be, for a message: "a whole number from 1 to 10".
 std::string expectation(const FERRY_Setting &setting);

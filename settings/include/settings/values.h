@@ -55,7 +55,8 @@ public:
     {
         return text(setting) == word;
     }
-    /// A whole number, bytes, or a duration's nanoseconds; 0 for a word that stands in its place.
+    /// A whole number, bytes, a duration's nanoseconds, or the index of a choice's or flag's word;
+    /// 0 for a word that stands in place of a number.
     std::int64_t number(std::size_t setting) const;
     /// The elements of a list with commas, without the blanks around them; an empty text is an
     /// empty list.

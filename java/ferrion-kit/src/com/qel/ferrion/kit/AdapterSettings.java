@@ -2,6 +2,7 @@ package com.qel.ferrion.kit;
 
 import java.util.EnumMap;
 import java.util.Map;
+import java.util.stream.Stream;
 
 /**
  * All that an adapter declares. {@code ferry check --settings} finds it in a field of the adapter's
@@ -22,20 +23,31 @@ public final class AdapterSettings {
     /** What is given properties. */
     public enum Role {
         /** The adapter itself. */
-        ADAPTER,
+        ADAPTER(0x01),
         /** A connection. */
-        CONNECTION,
+        CONNECTION(0x02),
         /**
          * How a connection finds what it announces. The host has no properties for that alone:
          * these come with the connection's.
          */
-        DISCOVERY,
+        DISCOVERY(0x20),
         /** A session. */
-        SESSION,
+        SESSION(0x04),
         /** A stream reader. */
-        READER,
+        READER(0x08),
         /** A stream writer. */
-        WRITER
+        WRITER(0x10);
+
+        /** As the host knows it. */
+        final int bit;
+
+        Role(int bit) {
+            this.bit = bit;
+        }
+
+        static Role of(int bit) {
+            return Stream.of(values()).filter(role -> role.bit == bit).findFirst().orElseThrow();
+        }
     }
 
     private AdapterSettings(Map<Role, SettingSet> sets) {

@@ -1,13 +1,12 @@
 package com.qel.ferrion.kit;
 
 import com.qel.ferrion.kit.AdapterSettings.Role;
-import com.qel.ferrion.kit.Values.Kind;
 import java.io.FileDescriptor;
 import java.io.FileOutputStream;
 import java.io.IOException;
 import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
-import java.util.Locale;
+import java.util.LinkedHashMap;
 import java.util.Map;
 import java.util.TreeMap;
 
@@ -19,11 +18,9 @@ import java.util.TreeMap;
  * lists from its input and prints what is wrong with them. Both are fields that end with NUL:
  *
  * <ul>
- * <li>of a class: {@code class}, its name, {@code ok}, {@code none} (it declares no settings) or
- *     {@code missing} (it cannot be loaded), and for {@code missing} the reason, else nothing;
- *     behind {@code ok} its settings, each as {@code row}, role, name, kind, smallest and largest
- *     value (durations in nanoseconds), words separated by blanks, default, flags (c: changeable,
- *     d: has a default, r: required, s: secret), what is allowed, help
+ * <li>of a class: its name, {@code ok}, {@code none} (it declares no settings) or {@code missing}
+ *     (it cannot be loaded), the reason of {@code missing}, and how many settings follow, each as
+ *     the fields of a FERRY_Setting in their order, without unit; "=" stands before a default
  * <li>of a property list in the input: class, role, number of properties, their names and values
  * <li>of a fault: number of the list, name of the property, fault; two empty fields for a class
  *     that does not exist
@@ -31,6 +28,8 @@ import java.util.TreeMap;
  */
 final class SettingsTool {
     private static final long LIMIT_MS = 10_000;
+    private static final int REQUIRED = 1;
+    private static final int CHANGEABLE = 2;
 
     private SettingsTool() {}
 
@@ -76,38 +75,33 @@ final class SettingsTool {
     private static void describe(String name, PrintStream out) {
         try {
             AdapterSettings declared = declaredBy(name);
-            print(out, "class", name, declared == null ? "none" : "ok", "");
+            Map<Setting<?>, Integer> roles = new LinkedHashMap<>();
             for (Role role : declared == null ? new Role[0] : Role.values()) {
-                declared.declared(role).settings().forEach(setting -> row(role, setting, out));
+                declared.declared(role).settings()
+                        .forEach(setting -> roles.merge(setting, role.bit, Integer::sum));
             }
+            print(out, name, declared == null ? "none" : "ok", "", roles.size());
+            roles.forEach((setting, bits) -> describe(setting, bits, out));
         } catch (ClassNotFoundException missing) {
-            print(out, "class", name, "missing", "there is no such class");
+            print(out, name, "missing", "there is no such class", 0);
         } catch (LinkageError unusable) {
             Throwable reason = unusable.getCause() == null ? unusable : unusable.getCause();
-            print(out, "class", name, "missing", reason.toString());
+            print(out, name, "missing", reason, 0);
         }
     }
 
-    private static void row(Role role, Setting<?> setting, PrintStream out) {
+    private static void describe(Setting<?> setting, int roles, PrintStream out) {
         Values<?> values = setting.values();
         String absent = setting.defaultText();
-        String flags = (setting.isChangeable() ? "c" : "") + (absent == null ? "" : "d")
-                + (setting.isRequired() ? "r" : "") + (values.kind() == Kind.SECRET ? "s" : "");
-        print(out, "row", lower(role), setting.name(), lower(values.kind()), text(values.low()),
-                text(values.high()), String.join(" ", values.words()), text(absent), flags,
-                setting.allowed(), setting.help());
+        print(out, setting.name(), roles, values.kind().ordinal(),
+                String.join(" ", values.words()), values.low(), values.high(),
+                absent == null ? "" : "=" + absent,
+                (setting.isRequired() ? REQUIRED : 0) + (setting.isChangeable() ? CHANGEABLE : 0),
+                setting.help(), setting.allowed());
     }
 
-    private static String lower(Enum<?> constant) {
-        return constant.name().toLowerCase(Locale.ROOT);
-    }
-
-    private static String text(Object value) {
-        return value == null ? "" : value.toString();
-    }
-
-    private static void print(PrintStream out, String... fields) {
-        for (String field : fields) {
+    private static void print(PrintStream out, Object... fields) {
+        for (Object field : fields) {
             out.print(field + "\0");
         }
     }
@@ -116,7 +110,7 @@ final class SettingsTool {
         int list = 0;
         for (int at = 0; at + 2 < fields.length; list++) {
             String name = fields[at];
-            Role role = Role.valueOf(fields[at + 1]);
+            Role role = Role.of(Integer.parseInt(fields[at + 1]));
             int end = at + 3 + 2 * Integer.parseInt(fields[at + 2]);
             Map<String, String> texts = new TreeMap<>();
             for (at += 3; at < end; at += 2) {
@@ -131,10 +125,10 @@ final class SettingsTool {
                 }
             } catch (SettingsException rejected) {
                 for (SettingsException.Problem problem : rejected.problems()) {
-                    print(out, "" + list, problem.name(), problem.text());
+                    print(out, list, problem.name(), problem.text());
                 }
             } catch (ClassNotFoundException missing) {
-                print(out, "" + list, "", "");
+                print(out, list, "", "");
             } catch (LinkageError unusable) {
                 // Whoever makes the adapter reports that.
             }

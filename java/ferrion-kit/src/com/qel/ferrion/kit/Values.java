@@ -15,7 +15,7 @@ import java.util.function.ToLongFunction;
  * What the values of a setting are: how one is read and printed, and which are allowed. Immutable.
  *
  * @param kind as the host knows it
- * @param low the smallest number, size in bytes or duration in nanoseconds; null for other kinds
+ * @param low the smallest number, size in bytes or duration in nanoseconds; 0 for other kinds
  * @param high the largest
  * @param words what a choice may be; empty for other kinds
  * @param expected what is allowed, in the words of a message: "a path"
@@ -23,14 +23,14 @@ import java.util.function.ToLongFunction;
  * @param format prints a value as one would configure it
  * @param test whether a value is allowed
  */
-record Values<T>(Kind kind, Long low, Long high, List<String> words, String expected,
+record Values<T>(Kind kind, long low, long high, List<String> words, String expected,
         Function<String, ? extends T> parser, Function<T, String> format, Predicate<T> test) {
-    /** What the host makes no difference within. */
+    /** What the host makes no difference within; in the host's order. */
     enum Kind { TEXT, SECRET, PATH, FLAG, CHOICE, WHOLE, BYTES, DURATION, GROUP }
 
     private static <T> Values<T> of(Kind kind, String expected,
             Function<String, ? extends T> parser, Predicate<T> test) {
-        return new Values<>(kind, null, null, List.of(), expected, parser, String::valueOf, test);
+        return new Values<>(kind, 0, 0, List.of(), expected, parser, String::valueOf, test);
     }
 
     static Values<String> text() {
@@ -58,7 +58,7 @@ record Values<T>(Kind kind, Long low, Long high, List<String> words, String expe
     static <T> Values<T> choice(Function<T, String> word, List<T> values) {
         Map<String, T> known = new LinkedHashMap<>();
         values.forEach(value -> known.put(word.apply(value), value));
-        return new Values<>(Kind.CHOICE, null, null, List.copyOf(known.keySet()),
+        return new Values<>(Kind.CHOICE, 0, 0, List.copyOf(known.keySet()),
                 "one of " + String.join(", ", known.keySet()), known::get, word, Objects::nonNull);
     }
 

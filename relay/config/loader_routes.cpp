@@ -1,0 +1,191 @@
+// Routes: those of the file, and the rules of those that are made at run time.
+#include <algorithm>
+
+#include "config/keys.h"
+#include "config/loader.h"
+#include "settings/value.h"
+
+namespace ferry {
+namespace {
+
+/// A list without a pattern could mean all or nothing, so it is rejected.
+std::vector<std::string> readGlobs(const Entry &list, bool mayBeEmpty)
+{
+    std::vector<std::string> globs;
+    for (const Entry &element : list.elements("at least one pattern", 1)) {
+        globs.push_back(element.text(mayBeEmpty).value_or(""));
+    }
+    return globs;
+}
+
+StreamPatterns readPatterns(const Section &section)
+{
+    // The default partition has an empty name.
+    return {readGlobs(section["stream"], false), readGlobs(section["type"], false),
+            readGlobs(section["partition"], true)};
+}
+
+/// Whether announced streams are read; with that go the keys of the other end.
+bool readDirection(const Section &section)
+{
+    const bool inputs = *section.number("direction") == 0;
+    const Entry wrong = section[inputs ? "input" : "outputs"];
+    const char *const needed = inputs ? "outputs" : "input";
+    if (wrong.isGiven()) {
+        section.diagnostics().add(wrong.keyPlace(), "{} goes with \"direction: {}\" only",
+                                  wrong.path(), inputs ? "output" : "input");
+    }
+    if (!section.has(needed)) {
+        section.complainOfMissing(needed);
+    }
+    return inputs;
+}
+
+} // namespace
+
+void Loader::readRoute(const Entry &entry)
+{
+    const Section section(entry, keys::ofRoute);
+    RouteSettings route;
+    route.name = entry.name();
+    readSessionOf(section, route);
+    section.read("type", route.typeName);
+    route.type = types_.find(section["type"], route.typeName);
+    if (section.has("input")) {
+        readStream(section["input"], keys::ofInput, route.input);
+    }
+    readOutputs(section, route);
+    section.read("on_error", route.onError);
+    configuration_.routes.push_back(std::move(route));
+}
+
+void Loader::readSessionOf(const Section &section, RouteSettings &route)
+{
+    const std::vector<SessionSettings> &sessions = configuration_.sessions;
+    if (!section.has("session") && sessions.size() > 1) {
+        section.complainOfMissing("session", ": there is more than one session");
+    }
+    const std::size_t session = reference(section["session"], "session", sessions);
+    // Whose limits are read meanwhile does not matter.
+    route.session = session < sessions.size() ? session : 0;
+}
+
+void Loader::readOutputs(const Section &section, RouteSettings &route)
+{
+    for (const Entry &entry : section["outputs"].elements("at least one output", 1)) {
+        StreamSettings output;
+        output.batchBytes = configuration_.sessions[route.session].batchBytes;
+        readStream(entry, keys::ofOutput, output);
+        readBatch(entry, route, output);
+        route.outputs.push_back(std::move(output));
+    }
+}
+
+void Loader::readStream(const Entry &entry, std::uint32_t keys, StreamSettings &stream)
+{
+    const bool output = keys == keys::ofOutput;
+    const Section section(entry, keys);
+    stream.connection = reference(section["connection"], "connection", configuration_.connections);
+    section.read("stream", stream.stream);
+    stream.place = section.place();
+    stream.properties = readProperties(
+        section, output ? FERRY_SETTING_OF_WRITER : FERRY_SETTING_OF_READER, stream.connection);
+    if (output) {
+        section.read("batch_bytes", stream.batchBytes);
+    }
+}
+
+/// The most samples of one write: the output's own property, else the session's batch (which is
+/// then handed on as that property, so that the bridge cuts as the relay does), else the bridge's
+/// default.
+void Loader::readBatch(const Entry &entry, const RouteSettings &route, StreamSettings &output)
+{
+    const std::string name = keys::samplesPerWrite.name;
+    const auto own = std::find_if(output.properties.begin(), output.properties.end(),
+                                  [&](const auto &property) { return property.first == name; });
+    const std::int32_t batch = configuration_.sessions[route.session].batch;
+    output.maxSamplesPerWrite = batch > 0 ? batch : keys::defaultSamplesPerWrite;
+    if (own != output.properties.end()) {
+        const std::string wrong = complaint(fmt::format("{}: property \"{}\"", entry.path(), name),
+                                            keys::samplesPerWrite, own->second);
+        if (!wrong.empty()) {
+            entry.diagnostics().add(entry.place(), wrong);
+        } else {
+            output.maxSamplesPerWrite =
+                static_cast<std::int32_t>(*parseNumber(keys::samplesPerWrite, own->second));
+        }
+    } else if (batch > 0) {
+        output.properties.emplace_back(name, std::to_string(batch));
+    }
+}
+
+void Loader::readDiscovery(const Entry &entry)
+{
+    const Section section(entry, keys::ofDiscovery);
+    DiscoverySettings rule;
+    rule.name = entry.name();
+    rule.connection = reference(section["connection"], "connection", configuration_.connections);
+    rule.inputs = readDirection(section);
+    rule.allow = readPatterns(Section(section["allow"], keys::ofPatterns));
+    rule.deny = readPatterns(Section(section["deny"], keys::ofPatterns));
+    readSessionOf(section, rule.route);
+    readOtherEnd(entry, section, rule);
+    readPartitions(section, rule);
+    if (section.has("grace")) {
+        section.read("grace", rule.grace.emplace());
+    }
+    section.read("on_error", rule.route.onError);
+    configuration_.discovery.push_back(std::move(rule));
+}
+
+/// Streams of one name are kept apart where the other ends can tell them apart.
+void Loader::readPartitions(const Section &section, DiscoverySettings &rule)
+{
+    const auto &outputs = rule.route.outputs;
+    const auto receives = [&](const StreamSettings &end) { return receivesPartitions(end); };
+    const bool apart = rule.inputs ? std::all_of(outputs.begin(), outputs.end(), receives)
+                                   : receives(rule.route.input);
+    rule.merged = section.number("partitions").value_or(apart ? 0 : 1) == 1;
+}
+
+/// A Java adapter gets no partitions with a stream, so to it two of one name are the same, unless
+/// the name or a property says them.
+bool Loader::receivesPartitions(const StreamSettings &end) const
+{
+    const auto says = [](const std::string &text) {
+        return text.find("${partitions}") != std::string::npos;
+    };
+    if (end.connection >= configuration_.connections.size()) {
+        return true; // a mistake that has been reported
+    }
+    const std::size_t adapter = configuration_.connections[end.connection].adapter;
+    return (adapter < configuration_.adapters.size() &&
+            configuration_.adapters[adapter].javaClass.empty()) ||
+           says(end.stream) ||
+           std::any_of(end.properties.begin(), end.properties.end(),
+                       [&](const auto &property) { return says(property.second); });
+}
+
+/// The rule's own properties are those of the announced end, whose stream is not known yet.
+void Loader::readOtherEnd(const Entry &entry, const Section &section, DiscoverySettings &rule)
+{
+    StreamSettings announced;
+    announced.connection = rule.connection;
+    announced.place = entry.keyPlace();
+    announced.properties =
+        readProperties(section, rule.inputs ? FERRY_SETTING_OF_READER : FERRY_SETTING_OF_WRITER,
+                       announced.connection);
+    if (rule.inputs) {
+        rule.route.input = announced;
+        readOutputs(section, rule.route);
+        return;
+    }
+    announced.batchBytes = configuration_.sessions[rule.route.session].batchBytes;
+    readBatch(entry, rule.route, announced);
+    rule.route.outputs.push_back(announced);
+    if (section.has("input")) {
+        readStream(section["input"], keys::ofInput, rule.route.input);
+    }
+}
+
+} // namespace ferry
