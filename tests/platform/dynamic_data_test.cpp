@@ -45,6 +45,8 @@ TEST(DynamicData, RejectsValuesThatTheTypeDoesNotAllow)
     EXPECT_EQ(DDS_DynamicData_set_long(data, "sky", 6), DDS_RETCODE_OK);
     EXPECT_EQ(setString(sample, "name", "12345678"), DDS_RETCODE_OK);
     EXPECT_EQ(getString(sample, "name"), "12345678");
+    EXPECT_EQ(getString(sample, "counts"), "error " + std::to_string(DDS_RETCODE_BAD_PARAMETER))
+        << "its bytes would be those of a text";
     uint32_t length = 0;
     EXPECT_EQ(DDS_DynamicData_get_length(data, "grid", &length), DDS_RETCODE_OK);
     EXPECT_EQ(length, 2U);
