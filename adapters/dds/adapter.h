@@ -2,6 +2,7 @@
 #ifndef FERRYADAPTER_DDS_ADAPTER_H
 #define FERRYADAPTER_DDS_ADAPTER_H
 
+#include "ferryjni/delivery.h"
 #include "ferryjni/export.h"
 #include "ferryjni/plugin.h"
 #include "ferryjni/settings.h"
@@ -16,6 +17,9 @@ FerryAdapter_dds_create(const QEL_FerrionProperties *properties,
                         QEL_FerrionEnvironment *environment) FERRYJNI_NOEXCEPT;
 
 FERRYJNI_API const FERRY_SettingTable *FerryAdapter_dds_create_settings(void) FERRYJNI_NOEXCEPT;
+
+FERRYJNI_API uint32_t FerryAdapter_dds_create_delivery(
+    uint32_t role, const QEL_FerrionProperties *properties) FERRYJNI_NOEXCEPT;
 
 FERRYJNI_API void FerryAdapter_dds_create_stop_by(QEL_FerrionAdapterPlugin *plugin,
                                                   int64_t deadline) FERRYJNI_NOEXCEPT;

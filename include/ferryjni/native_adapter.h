@@ -19,9 +19,13 @@
  *
  * Loans. What `read` lends belongs to the reader. It stays unchanged until `return_loan`, which
  * follows every read, also an empty or failed one, before the next. `ferry` returns a loan after
- * its outputs took the samples, so a source may take the return as the acknowledgement. A sample is
- * a `DDS_DynamicData *` of the stream's type; for a discovery reader it is a
+ * its outputs took the samples, so a source may take the return as the acknowledgement. It deletes
+ * a reader with the loan still out if they could not be delivered. A sample is a
+ * `DDS_DynamicData *` of the stream's type; for a discovery reader it is a
  * `QEL_FerrionStreamInfo *`.
+ *
+ * Deliveries. The library may export a FERRY_DeliveryFn that says whether a reader lends again what
+ * was not returned, and how the count of a write that fails or counts short is to be read.
  *
  * Threads. `ferry` has one control thread, which creates, deletes and reads discovery readers, and
  * one thread for each session, which reads, returns loans and writes. No reader or writer is called
@@ -37,6 +41,7 @@
 #ifndef FERRYJNI_NATIVE_ADAPTER_H
 #define FERRYJNI_NATIVE_ADAPTER_H
 
+#include "ferryjni/delivery.h"
 #include "ferryjni/environment.h"
 #include "ferryjni/plugin.h"
 #include "ferryjni/properties.h"

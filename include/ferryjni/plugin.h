@@ -209,7 +209,7 @@ typedef QEL_FerrionAdapterPlugin *(*QEL_FerrionAdapterPlugin_CreateFn)(
 
 /* Optional functions of a native plug-in. Beside its entry point E its library may export them as
  * E_<name>, with C linkage. The host looks them up by name; it does without those that are missing.
- * ferryjni/settings.h has one more, E_settings. */
+ * ferryjni/settings.h has one more, E_settings, and ferryjni/delivery.h another, E_delivery. */
 
 /**
  * E_stop_by: the host has been asked to stop. From now on every call that waits returns by the

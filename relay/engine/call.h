@@ -13,6 +13,15 @@
 
 namespace ferry {
 
+/// What a source could not make a sample of.
+struct RejectedRecord {
+    /// As it stands in the source; of any bytes.
+    std::string raw;
+    /// For people: what is wrong with it, and where in the source it is.
+    std::string reason;
+    std::string position;
+};
+
 /// What the plug-ins' runtime knows of a failed call beyond the call's own environment.
 struct FailureDetails {
     /// A sentence for people, in one line, in place of the environment's text; "" when there is
@@ -20,8 +29,14 @@ struct FailureDetails {
     std::string text;
     /// What two failures of the same kind have in common; "" when that is their text.
     std::string cause;
-    /// Samples that the adapter reports as rejected.
+    /// Of a read, what the adapter passed over because it is no sample. Of a write it is 1 if the
+    /// sample behind those that were taken is bad data, so that it would fail again.
     std::uint64_t rejected = 0;
+    /// Of a write: the samples taken before it failed, a prefix. A call into Java cannot both
+    /// return a count and throw, so this stands in place of what the call returned.
+    std::int32_t taken = 0;
+    /// What a read passed over, as far as the adapter hands it over; it keeps none of it.
+    std::vector<RejectedRecord> records{};
 };
 
 /// The environment of one call after another. Used by one thread at a time.
@@ -60,6 +75,15 @@ public:
     std::uint64_t rejected() const
     {
         return details_.rejected;
+    }
+    /// Samples that a failed write took, if its count cannot say so.
+    std::int32_t taken() const
+    {
+        return details_.taken;
+    }
+    const std::vector<RejectedRecord> &records() const
+    {
+        return details_.records;
     }
     /// Records a failure that the host itself found.
     void fail(const std::string &text);

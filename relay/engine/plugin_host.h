@@ -49,6 +49,17 @@ public:
         static_cast<void>(name);
         return nullptr;
     }
+    /// What a reader or writer with these properties would declare of its deliveries:
+    /// FERRY_DELIVERY_... bits, 0 if nothing is known. The properties are those of the stream
+    /// behind those of its session. Control thread, once the adapter has been opened.
+    virtual std::uint32_t delivery(const AdapterSettings &settings, std::uint32_t role,
+                                   const Properties &properties)
+    {
+        static_cast<void>(settings);
+        static_cast<void>(role);
+        static_cast<void>(properties);
+        return 0;
+    }
     /// What the threads of the plug-ins' runtime are doing, for people. Any thread, any time.
     virtual std::string threadDump()
     {

@@ -134,8 +134,24 @@ void JNICALL line(JNIEnv *env, jclass, jint level, jbyteArray bytes)
     logLine(static_cast<std::uint32_t>(level), bytesOf(env, bytes));
 }
 
+/// Raw bytes, reason and position of each record in turn, into the details of the failed call.
+void takeRecords(JNIEnv *env, jobjectArray records)
+{
+    const jsize count = records == nullptr ? 0 : env->GetArrayLength(records);
+    for (jsize i = 0; i + 2 < count; i += 3) {
+        std::string fields[3];
+        for (jsize j = 0; j < 3; ++j) {
+            auto *const field = static_cast<jbyteArray>(env->GetObjectArrayElement(records, i + j));
+            fields[j] = bytesOf(env, field);
+            env->DeleteLocalRef(field);
+        }
+        t_failure.records.push_back(
+            {std::move(fields[0]), std::move(fields[1]), std::move(fields[2])});
+    }
+}
+
 void JNICALL failed(JNIEnv *env, jclass, jbyteArray sentence, jbyteArray cause, jlong rejected,
-                    jbyteArray trace)
+                    jint taken, jobjectArray records, jbyteArray trace)
 {
     const std::string begun = t_printed.take();
     const bool described = std::exchange(t_describing, false);
@@ -148,6 +164,8 @@ void JNICALL failed(JNIEnv *env, jclass, jbyteArray sentence, jbyteArray cause, 
     }
     if (described) {
         t_failure.rejected += static_cast<std::uint64_t>(rejected);
+        t_failure.taken = taken;
+        takeRecords(env, records);
     }
     if (trace != nullptr) {
         logText(begun + bytesOf(env, trace));
@@ -181,7 +199,7 @@ bool install(JNIEnv *env)
         native("print", "([BII)V", reinterpret_cast<void *>(print)),
         native("flush", "()V", reinterpret_cast<void *>(flush)),
         native("line", "(I[B)V", reinterpret_cast<void *>(line)),
-        native("failed", "([B[BJ[B)V", reinterpret_cast<void *>(failed)),
+        native("failed", "([B[BJI[[B[B)V", reinterpret_cast<void *>(failed)),
     };
     jclass const log = env->FindClass("com/qel/ferrion/relay/HostLog");
     jmethodID const start = log == nullptr ? nullptr : env->GetStaticMethodID(log, "start", "()V");

@@ -1,9 +1,12 @@
 #include "process/plugin_loader.h"
 
 #include <algorithm>
+#include <charconv>
 #include <dlfcn.h>
 
 #include "engine/log.h"
+#include "ferryjni/delivery.h"
+#include "ferryjni/settings.h"
 #include "process/java_output.h"
 
 namespace ferry {
@@ -11,6 +14,16 @@ namespace {
 
 /// Stands for an adapter with a class path of its own.
 constexpr const char *isolatedAdapter = "com/qel/ferrion/relay/IsolatedAdapter";
+
+/// Which adapter a question to Java is about, and its class. Only an adapter that the configuration
+/// gives a class path has classes of its own name.
+std::string javaName(const AdapterSettings &settings)
+{
+    const std::string owner = settings.classPath.empty() ? "" : settings.name;
+    std::string type = settings.javaClass;
+    std::replace(type.begin(), type.end(), '/', '.');
+    return owner + '\0' + type;
+}
 
 } // namespace
 
@@ -74,12 +87,10 @@ QEL_FerrionAdapterPlugin *PluginLoader::openJava(const AdapterSettings &settings
 }
 
 /// Has Java find the class that the adapter to be created next stands for; why there is none, or
-/// "". Only an adapter that the configuration gives a class path has classes of its own name.
+/// "".
 std::string PluginLoader::findIsolated(const AdapterSettings &settings) const
 {
-    const std::string owner = settings.classPath.empty() ? "" : settings.name;
-    std::string question = owner + '\0' + settings.javaClass;
-    std::replace(question.begin(), question.end(), '/', '.');
+    std::string question = javaName(settings);
     for (const std::string &entry : settings.ownEntries()) {
         question += '\0' + entry;
     }
@@ -159,6 +170,31 @@ void *PluginLoader::find(const AdapterSettings &settings, const std::string &nam
     void *symbol = dlsym(library, fmt::format("{}_{}", settings.entry, name).c_str());
     dlclose(library); // only what this look counted: a plug-in's library stays loaded
     return symbol;
+}
+
+std::uint32_t PluginLoader::delivery(const AdapterSettings &settings, std::uint32_t role,
+                                     const Properties &properties)
+{
+    if (!settings.javaClass.empty()) {
+        return javaDelivery(settings, role, properties);
+    }
+    const auto declared = reinterpret_cast<FERRY_DeliveryFn>(find(settings, "delivery"));
+    return declared == nullptr ? 0 : declared(role, PropertyList(properties).get());
+}
+
+std::uint32_t PluginLoader::javaDelivery(const AdapterSettings &settings, std::uint32_t role,
+                                         const Properties &properties) const
+{
+    std::string question = javaName(settings);
+    question += '\0';
+    question += role == FERRY_SETTING_OF_READER ? "READER" : "WRITER";
+    for (const auto &[name, value] : properties) {
+        question += '\0' + name + '\0' + value;
+    }
+    const std::string answer = bridge_.ask(global_, "com/qel/ferrion/relay/Deliveries", question);
+    std::uint32_t bits = 0;
+    std::from_chars(answer.data(), answer.data() + answer.size(), bits);
+    return bits;
 }
 
 bool PluginLoader::attachThread()

@@ -35,6 +35,8 @@ public:
     void stopBy(Clock::time_point deadline) override;
     bool anyStopBy() const override;
     void *find(const AdapterSettings &settings, const std::string &name) override;
+    std::uint32_t delivery(const AdapterSettings &settings, std::uint32_t role,
+                           const Properties &properties) override;
     FailureDetails takeFailure(const std::string &adapter) override;
     std::string threadDump() override;
 
@@ -49,6 +51,8 @@ private:
     void addStopListener(QEL_FerrionAdapterPlugin &plugin,
                          QEL_FerrionAdapterPlugin_StopByFn notify);
     std::string findIsolated(const AdapterSettings &settings) const;
+    std::uint32_t javaDelivery(const AdapterSettings &settings, std::uint32_t role,
+                               const Properties &properties) const;
 
     const Configuration &configuration_;
     const JavaStart java_;

@@ -1,5 +1,5 @@
-// What the settings make of the engine's quality of service, as the engine tells it: each setting
-// reaches its policy, and no other.
+// What the settings make of the engine's quality of service, as the engine tells it, and of what
+// the adapter declares of its deliveries: each setting reaches its policy, and no other.
 #include "../platform/records.h"
 #include "host.h"
 
@@ -86,6 +86,9 @@ TEST(DdsAdapter, EachSettingReachesItsPolicy)
             found = newest(readers);
             host.remove(reader);
         }
+        const uint32_t role = place == 'w' ? FERRY_SETTING_OF_WRITER : FERRY_SETTING_OF_READER;
+        const Properties properties(settings);
+        found["delivery"] = std::to_string(FerryAdapter_dds_create_delivery(role, &properties.raw));
         if (settings.empty()) {
             base[place] = found;
         }

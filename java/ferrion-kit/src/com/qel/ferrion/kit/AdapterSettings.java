@@ -1,24 +1,30 @@
 package com.qel.ferrion.kit;
 
 import java.util.EnumMap;
+import java.util.EnumSet;
 import java.util.Map;
+import java.util.Properties;
+import java.util.Set;
+import java.util.function.Function;
 import java.util.stream.Stream;
 
 /**
- * All that an adapter declares. {@code ferry check --settings} finds it in a field of the adapter's
- * class, which has to be public, static and of this name and type:
+ * All that an adapter declares. The host finds it in a field of the adapter's class, which has to
+ * be public, static and of this name and type:
  *
  * <pre>{@code
  * public static final AdapterSettings SETTINGS = AdapterSettings.none()
  *         .with(Role.CONNECTION, URL, PASSWORD)
  *         .with(Role.READER, TABLE, POLL)
- *         .with(Role.WRITER, TABLE);
+ *         .with(Role.WRITER, TABLE)
+ *         .delivers(Role.READER, settings -> EnumSet.of(Delivery.REPEATS));
  * }</pre>
  *
  * <p>Immutable.
  */
 public final class AdapterSettings {
     private final Map<Role, SettingSet> sets;
+    private final Map<Role, Function<Settings, Set<Delivery>>> deliveries;
 
     /** What is given properties. */
     public enum Role {
@@ -50,13 +56,27 @@ public final class AdapterSettings {
         }
     }
 
-    private AdapterSettings(Map<Role, SettingSet> sets) {
+    private AdapterSettings(Map<Role, SettingSet> sets,
+            Map<Role, Function<Settings, Set<Delivery>>> deliveries) {
         this.sets = sets;
+        this.deliveries = deliveries;
+    }
+
+    /**
+     * @param adapter class of an adapter
+     * @return what it declares; null when it declares nothing
+     */
+    public static AdapterSettings of(Class<?> adapter) {
+        try {
+            return (AdapterSettings) adapter.getField("SETTINGS").get(null);
+        } catch (NoSuchFieldException | IllegalAccessException | RuntimeException none) {
+            return null;
+        }
     }
 
     /** @return no settings at all: every property is rejected that is not the host's */
     public static AdapterSettings none() {
-        return new AdapterSettings(new EnumMap<>(Role.class));
+        return new AdapterSettings(new EnumMap<>(Role.class), new EnumMap<>(Role.class));
     }
 
     /**
@@ -68,8 +88,51 @@ public final class AdapterSettings {
         Map<Role, SettingSet> more = new EnumMap<>(Role.class);
         more.putAll(sets);
         more.put(role, declared(role).and(settings));
-        AdapterSettings result = new AdapterSettings(more);
+        AdapterSettings result = new AdapterSettings(more, deliveries);
         result.of(Role.CONNECTION); // Rejects one name in both of its parts.
+        return result;
+    }
+
+    /**
+     * Declares what readers or writers guarantee of the samples that go through them. Without this
+     * the host takes a reader to repeat nothing, and a write that fails or counts short to have
+     * taken nothing.
+     *
+     * @param role reader or writer
+     * @param declared gives what one with these settings guarantees; may be called on any thread,
+     *     at any time
+     * @return these settings with that
+     */
+    public AdapterSettings delivers(Role role, Function<Settings, Set<Delivery>> declared) {
+        if (role != Role.READER && role != Role.WRITER) {
+            throw new IllegalArgumentException("only readers and writers deliver");
+        }
+        Map<Role, Function<Settings, Set<Delivery>>> more = new EnumMap<>(Role.class);
+        more.putAll(deliveries);
+        more.put(role, declared);
+        return new AdapterSettings(sets, more);
+    }
+
+    /**
+     * What a reader or writer with these properties guarantees.
+     *
+     * @param role reader or writer
+     * @param properties those of its session may be among them; null stands for none
+     * @return nothing where nothing is declared
+     * @throws SettingsException for properties that no reader or writer can be made with
+     */
+    public Set<Delivery> deliveries(Role role, Properties properties) throws SettingsException {
+        Set<Delivery> result = EnumSet.noneOf(Delivery.class);
+        if (deliveries.containsKey(role)) {
+            SettingSet set = declared(role);
+            Map<String, String> texts = SettingSet.texts(properties);
+            texts.keySet().removeIf(
+                    name -> set.settings().stream().noneMatch(setting -> setting.takes(name)));
+            result.addAll(deliveries.get(role).apply(set.parse("", texts, null)));
+        }
+        if (!result.stream().allMatch(each -> each.role() == role)) {
+            throw new IllegalStateException("a " + role + " that declares " + result);
+        }
         return result;
     }
 

@@ -65,11 +65,7 @@ final class SettingsTool {
 
     /** @return null for a class that has none */
     private static AdapterSettings declaredBy(String name) throws ClassNotFoundException {
-        try {
-            return (AdapterSettings) Class.forName(name).getField("SETTINGS").get(null);
-        } catch (NoSuchFieldException | IllegalAccessException | RuntimeException none) {
-            return null;
-        }
+        return AdapterSettings.of(Class.forName(name));
     }
 
     private static void describe(String name, PrintStream out) {

@@ -1,6 +1,8 @@
 package com.qel.ferrion.relay;
 
 import com.qel.ferrion.kit.BadSamplesException;
+import com.qel.ferrion.kit.RejectedRecord;
+import com.qel.ferrion.kit.RejectedSampleException;
 import java.util.ArrayList;
 import java.util.Arrays;
 import java.util.List;
@@ -17,6 +19,8 @@ final class Failure {
     private final String sentence;
     private final String cause;
     private final long rejected;
+    private final int taken;
+    private final List<RejectedRecord> records = new ArrayList<>();
 
     /** Whatever the methods of what was thrown do: they are an adapter's. */
     Failure(Throwable thrown) {
@@ -24,6 +28,13 @@ final class Failure {
         Throwable root = chain.get(chain.size() - 1);
         sentence = messages(chain) + " (" + root.getClass().getName() + place(root) + ")";
         rejected = chain.stream().mapToLong(Failure::countOf).sum();
+        taken = chain.stream().mapToInt(each -> each instanceof RejectedSampleException
+                ? ((RejectedSampleException) each).taken() : 0).sum();
+        for (Throwable each : chain) {
+            if (each instanceof BadSamplesException) {
+                records.addAll(((BadSamplesException) each).records());
+            }
+        }
         cause = root.getClass().getName() + hash(root);
     }
 
@@ -37,13 +48,24 @@ final class Failure {
         return cause;
     }
 
-    /** Samples that were passed over. */
+    /** Samples that a read passed over, or the one that a write stopped at. */
     long rejected() {
         return rejected;
     }
 
+    /** Samples that a write took before it failed. */
+    int taken() {
+        return taken;
+    }
+
+    /** What a read passed over, as far as the adapter hands it over. */
+    List<RejectedRecord> records() {
+        return records;
+    }
+
     private static long countOf(Throwable thrown) {
-        return thrown instanceof BadSamplesException ? ((BadSamplesException) thrown).count() : 0;
+        return thrown instanceof BadSamplesException ? ((BadSamplesException) thrown).count()
+                : thrown instanceof RejectedSampleException ? 1 : 0;
     }
 
     private static List<Throwable> chain(Throwable thrown) {

@@ -5,6 +5,7 @@ import java.io.StringWriter;
 import java.nio.charset.StandardCharsets;
 import java.util.Set;
 import java.util.concurrent.ConcurrentHashMap;
+import java.util.stream.Stream;
 
 /**
  * The way into ferry's log, which hides secrets and makes control characters visible. Any thread.
@@ -38,7 +39,8 @@ final class HostLog {
     static native void line(int level, byte[] text);
 
     /** Without memory for a sentence there is none. */
-    private static native void failed(byte[] sentence, byte[] cause, long rejected, byte[] trace);
+    private static native void failed(byte[] sentence, byte[] cause, long rejected, int taken,
+            byte[][] records, byte[] trace);
 
     /**
      * Something has been thrown and is printed. Its stack trace goes into the log when there has
@@ -48,10 +50,16 @@ final class HostLog {
         try {
             Failure failure = new Failure(thrown);
             failed(bytes(failure.sentence()), bytes(failure.cause()), failure.rejected(),
-                    isNew(failure) ? trace(thrown) : null);
+                    failure.taken(), records(failure), isNew(failure) ? trace(thrown) : null);
         } catch (OutOfMemoryError full) {
-            failed(null, null, 0, null);
+            failed(null, null, 0, 0, null, null);
         }
+    }
+
+    /** Raw bytes, reason and position of each in turn. */
+    private static byte[][] records(Failure failure) {
+        return failure.records().stream().flatMap(each -> Stream.of(each.raw(),
+                bytes(each.reason()), bytes(each.position()))).toArray(byte[][]::new);
     }
 
     /** A line of a logger, with what was thrown or null. */

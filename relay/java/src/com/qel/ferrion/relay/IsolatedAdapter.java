@@ -16,6 +16,7 @@ import java.util.Arrays;
 import java.util.HashMap;
 import java.util.Map;
 import java.util.Properties;
+import java.util.concurrent.ConcurrentHashMap;
 
 /**
  * Stands for an adapter with a class path of its own, which the bridge could not find by its name.
@@ -34,6 +35,9 @@ public final class IsolatedAdapter implements Adapter {
      * because a native library, such as a database driver's, can be loaded by one only.
      */
     private static final Map<String, ClassLoader> INSTALLED = new HashMap<>();
+
+    /** The classes that were found, by the names of adapter and class with a zero between. */
+    private static final Map<String, Class<?>> TYPES = new ConcurrentHashMap<>();
 
     private final ClassLoader loader;
     private final Adapter adapter;
@@ -56,7 +60,26 @@ public final class IsolatedAdapter implements Adapter {
         ClassLoader loader = parts[0].isEmpty()
                 ? INSTALLED.computeIfAbsent(parts[1], name -> new AdapterLoader(null, urls))
                 : new AdapterLoader(parts[0], urls);
-        return find(parts[1], String.join(":", path), loader).getBytes(StandardCharsets.UTF_8);
+        String reason = find(parts[1], String.join(":", path), loader);
+        if (found != null) {
+            TYPES.put(parts[0] + '\0' + parts[1], found);
+        }
+        return reason.getBytes(StandardCharsets.UTF_8);
+    }
+
+    /**
+     * An adapter's class. Any thread.
+     *
+     * @param adapter its name; empty for one of the installation
+     * @return null if there is none
+     */
+    static Class<?> type(String adapter, String name) {
+        Class<?> type = TYPES.get(adapter + '\0' + name);
+        try {
+            return type != null ? type : Class.forName(name);
+        } catch (ClassNotFoundException | LinkageError none) {
+            return null;
+        }
     }
 
     private static String find(String name, String path, ClassLoader loader) {

@@ -9,10 +9,12 @@ import com.qel.ferrion.kit.AdapterSettings.Role;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.time.Duration;
+import java.util.EnumSet;
 import java.util.HashMap;
 import java.util.List;
 import java.util.Map;
 import java.util.Properties;
+import java.util.Set;
 import org.junit.Test;
 
 public class SettingsTest {
@@ -170,6 +172,20 @@ public class SettingsTest {
                     () -> before.updated(properties(one[0], one[1]))).getMessage();
             assertTrue(text, text.contains(one[2]));
         }
+    }
+
+    /** Of the properties of a session only those count that the reader has, too. */
+    @Test
+    public void deliveriesDependOnTheSettings() throws SettingsException {
+        AdapterSettings declared = AdapterSettings.none().with(Role.READER, SYNC)
+                .delivers(Role.READER, settings -> EnumSet.of(
+                        settings.has(SYNC) ? Delivery.REPEATS : Delivery.ONCE));
+        assertEquals(EnumSet.of(Delivery.REPEATS), declared.deliveries(Role.READER,
+                properties("sync", "true", "batch", "7", "qel.ferrion.x", "y")));
+        assertThrows(IllegalStateException.class, () -> declared.deliveries(Role.READER, null));
+        assertThrows(SettingsException.class,
+                () -> declared.deliveries(Role.READER, properties("sync", "x")));
+        assertEquals(Set.of(), declared.deliveries(Role.WRITER, null));
     }
 
     @Test

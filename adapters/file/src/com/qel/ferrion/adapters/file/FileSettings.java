@@ -4,10 +4,14 @@ import com.qel.ferrion.kit.AdapterSettings;
 import com.qel.ferrion.kit.AdapterSettings.Role;
 import com.qel.ferrion.kit.BadRows;
 import com.qel.ferrion.kit.BatchLimit;
+import com.qel.ferrion.kit.Delivery;
 import com.qel.ferrion.kit.Setting;
+import com.qel.ferrion.kit.Settings;
 import java.nio.file.Path;
 import java.time.Duration;
+import java.util.EnumSet;
 import java.util.Map;
+import java.util.Set;
 
 /** The properties that the adapter understands. */
 final class FileSettings {
@@ -59,7 +63,15 @@ final class FileSettings {
             .with(Role.READER, FILE, FORMAT, DELIMITER, COLUMNS, FOLLOW, BatchLimit.SAMPLES,
                     BatchLimit.BYTES, BadRows.ON_BAD_ROW, REJECT_FILE, BadRows.REPORT, MAX_RECORD,
                     LINGER, QUOTE_WAIT)
-            .with(Role.WRITER, FILE, FORMAT, DELIMITER, COLUMNS, MODE, ROTATE, SYNC);
+            .with(Role.WRITER, FILE, FORMAT, DELIMITER, COLUMNS, MODE, ROTATE, SYNC)
+            .delivers(Role.READER, FileSettings::ofReader)
+            .delivers(Role.WRITER, settings -> EnumSet.of(Delivery.COUNTS_PREFIX));
 
     private FileSettings() {}
+
+    /** What has been rotated away is not found again by a reader that begins anew. */
+    private static Set<Delivery> ofReader(Settings settings) {
+        return settings.get(FOLLOW) ? EnumSet.noneOf(Delivery.class)
+                                    : EnumSet.of(Delivery.REPEATS);
+    }
 }
