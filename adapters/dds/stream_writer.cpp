@@ -85,7 +85,7 @@ StreamWriter::Outcome StreamWriter::writeAll(const Slice &slice)
 {
     const bool keepsNone = !endpoint_.transientLocal();
     Outcome outcome;
-    for (std::int32_t i = 0; i < slice.count && !outcome.gaveUp; ++i) {
+    for (std::int32_t i = 0; i < slice.count && outcome.reason.empty(); ++i) {
         const std::uint32_t there = DDS_DataWriter_get_matched(writer_.get());
         outcome.cut = there < wanted_;
         if (outcome.cut) {
@@ -96,11 +96,10 @@ StreamWriter::Outcome StreamWriter::writeAll(const Slice &slice)
             writeOne(static_cast<const DDS_DynamicData *>(slice.samples[i]),
                      slice.infos == nullptr ? nullptr : slice.infos[i], error);
         if (result == DDS_RETCODE_OK) {
-            ++(there == 0 && keepsNone ? outcome.unheard : outcome.written);
-            continue;
-        }
-        outcome.gaveUp = result == DDS_RETCODE_OUT_OF_RESOURCES;
-        if (outcome.bad++ == 0 || outcome.gaveUp) {
+            ++outcome.written;
+            outcome.unheard += there == 0 && keepsNone ? 1 : 0;
+        } else {
+            outcome.gaveUp = result == DDS_RETCODE_OUT_OF_RESOURCES;
             outcome.reason = fmt::format("sample {}: {}", i, error.text);
         }
     }
@@ -204,16 +203,17 @@ StreamWriter::Outcome StreamWriter::writeToReaders(const Slice &slice,
                               endpoint_.owner(), slice.count));
 }
 
-void StreamWriter::tellUnheard(std::int32_t unheard)
+/// Reports samples that were written to nobody, as an error: they count as written, since nobody
+/// is waited for, and nobody has got them.
+void StreamWriter::reportUnheard(std::int32_t unheard, QEL_FerrionEnvironment *environment)
 {
     if (unheard > 0 && unheard_ == 0) {
-        warn("FerryAdapter_dds_write", endpoint_.owner() + ": there is no reader" + mismatches());
+        report(environment, endpoint_.owner() + ": there is no reader" + mismatches());
     }
     unheard_ += static_cast<std::uint64_t>(unheard);
     if (unheard == 0 && unheard_ > 0) {
-        warn("FerryAdapter_dds_write",
-             fmt::format("{}: {} samples were written while there was no reader", endpoint_.owner(),
-                         unheard_));
+        report(environment, fmt::format("{}: {} samples were written while there was no reader",
+                                        endpoint_.owner(), unheard_));
         unheard_ = 0;
     }
 }
@@ -223,11 +223,11 @@ std::int32_t StreamWriter::write(void *const *samples, DDS_SampleInfo *const *in
 {
     const Slice slice{samples, infos, count};
     const Outcome outcome = wanted_ == 0 ? writeAll(slice) : writeToReaders(slice, environment);
-    tellUnheard(outcome.unheard);
-    if (outcome.bad > 0) {
+    if (!outcome.reason.empty()) {
         report(environment, fmt::format("{}: {} of {} samples were written; {}", endpoint_.owner(),
                                         outcome.written, count, outcome.reason));
     }
+    reportUnheard(outcome.unheard, environment);
     solitude_.look(endpoint_.owner(), writer_.get(), DDS_DataWriter_get_matched(writer_.get()),
                    DDS_DataWriter_get_mismatches);
     notices_.report(endpoint_.owner(), writer_.get(), DDS_DataWriter_take_notice, environment);
@@ -241,7 +241,7 @@ void StreamWriter::update(const QEL_FerrionProperties *properties)
 
 void StreamWriter::finish(QEL_FerrionEnvironment *environment)
 {
-    tellUnheard(0);
+    reportUnheard(0, environment);
     const std::int64_t linger = endpoint_.settings.number(Setting::linger);
     if (DDS_DataWriter_wait_for_acknowledgments(writer_.get(), linger) == 0) {
         report(environment,

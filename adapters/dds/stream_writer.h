@@ -21,8 +21,8 @@ public:
     StreamWriter(const StreamWriter &) = delete;
     StreamWriter &operator=(const StreamWriter &) = delete;
 
-    /// Writes what can be written and returns how many samples have readers, or are kept for some;
-    /// the environment tells of the rest.
+    /// Writes samples up to the first that cannot be written, and returns how many that were. A
+    /// write to nobody counts, unless readers are waited for.
     std::int32_t write(void *const *samples, DDS_SampleInfo *const *infos, std::int32_t count,
                        QEL_FerrionEnvironment *environment);
     /// Throws Failure.
@@ -40,14 +40,15 @@ private:
     };
     /// What became of it.
     struct Outcome {
+        /// The first so many of the slice.
         std::int32_t written = 0;
-        /// Written while there was no reader.
+        /// Of these, the ones written while there was no reader.
         std::int32_t unheard = 0;
-        std::int32_t bad = 0;
         /// Readers were slow, or memory is short: the rest was not tried.
         bool gaveUp = false;
         /// There were fewer readers than wanted: the rest was not tried.
         bool cut = false;
+        /// Why the next sample could not be written; "" if it was none's fault.
         std::string reason;
     };
     using Readers = std::vector<std::uint64_t>;
@@ -62,7 +63,7 @@ private:
                  QEL_FerrionEnvironment *environment);
     std::string mismatches() const;
     std::string until(Setting::Index setting) const;
-    void tellUnheard(std::int32_t unheard);
+    void reportUnheard(std::int32_t unheard, QEL_FerrionEnvironment *environment);
 
     const Participant participant_;
     Stop &stop_;

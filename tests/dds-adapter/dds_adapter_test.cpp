@@ -268,16 +268,18 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     EXPECT_EQ(write(left, writer, births), 0);
     left.expectError("after 50ms there are 0 of 1 readers");
     QEL_FerrionStreamWriter *careless = left.writer("life");
-    EXPECT_EQ(write(left, careless, births), 0); // to nobody
+    EXPECT_EQ(write(left, careless, births), 3); // to nobody
+    left.expectError("\"life\": there is no reader");
+    EXPECT_EQ(write(left, careless, births), 3);
     left.expectError("");
     left.remove(careless);
+    left.expectError("\"life\": 6 samples were written while there was no reader");
     QEL_FerrionStreamReader *reader = right.reader("life", "batch=2");
     QEL_FerrionStreamReader *deaf = // which has no listener
         right.table().create_stream_reader(right.connection, right.session, &right.stream, nullptr,
                                            nullptr, right.fresh());
     right.expectError("");
     ASSERT_TRUE(eventually([&] { return write(left, writer, births) == 3; })) << left.error();
-    EXPECT_TRUE(logged("\"life\": 3 samples were written while there was no reader"));
     EXPECT_EQ(readSet(right, reader, 3),
               (std::set<std::string>{"a=1 @100", "b=2 @101", "c=3 @102"}));
     EXPECT_EQ(write(left, writer, ends), 2) << left.error();
@@ -286,12 +288,14 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     write(left, writer, {births[0]});
     expectOneLoan(right, reader);
 
-    // One bad sample costs no other.
+    // The count is that of the samples in front of a bad one.
     const Sample good = makeSample(readingType());
     const Sample wrong = makeSample(typeFromIdl("struct Wrong { long n; };", "Wrong"));
-    void *samples[] = {nullptr, good.get(), wrong.get(), good.get()};
+    void *samples[] = {good.get(), good.get(), wrong.get(), nullptr};
     EXPECT_EQ(left.table().write(writer, samples, nullptr, 4, left.fresh()), 2);
-    left.expectError("2 of 4 samples were written; sample 0: ");
+    left.expectError("2 of 4 samples were written; sample 2: ");
+    EXPECT_EQ(left.table().write(writer, samples + 3, nullptr, 1, left.fresh()), 0);
+    left.expectError("sample 0: there is no sample");
 
     // What holds for the first write holds for every one.
     right.remove(deaf);

@@ -107,14 +107,15 @@ final class Guard {
     }
 
     /**
-     * Logs what came out of a call. Bad samples are the host's to count and to report.
+     * Logs what came out of a call. Bad samples are the host's to count and to report, read or
+     * written.
      *
      * @return it, if need be as the cause of the one checked exception that the host's calls have;
      *     what is not checked is thrown from here
      */
     AdapterException report(String name, Throwable thrown) {
-        if (thrown instanceof BadSamplesException) {
-            return (BadSamplesException) thrown;
+        if (thrown instanceof BadSamplesException || thrown instanceof RejectedSampleException) {
+            return (AdapterException) thrown;
         }
         try {
             log.log(Level.ERROR, owner + ": " + name + " failed", thrown);

@@ -20,7 +20,12 @@ public abstract class WriterBase implements StreamWriter {
      * Takes a batch as {@link StreamWriter#write} says. {@link Sample#copies} keeps what has to
      * outlive the call.
      *
-     * @return how many were written
+     * <p>What a host does when not all was written depends on what the adapter {@linkplain
+     * AdapterSettings#delivers declares}. Any other exception than the one below stands for a
+     * failure of the place: the host writes the whole batch again, so it should have taken nothing.
+     *
+     * @return how many were written; with {@link Delivery#COUNTS_PREFIX} the first so many
+     * @throws RejectedSampleException if a sample cannot be written for what is in it
      */
     protected abstract int store(List<Object> samples, List<Object> infos) throws Exception;
 

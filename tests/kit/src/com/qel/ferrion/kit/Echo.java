@@ -161,6 +161,16 @@ public final class Echo extends AdapterBase {
             return new WriterBase(stream) {
                 @Override
                 protected int store(List<Object> samples, List<Object> infos) throws Exception {
+                    for (int i = 0; is("reject") && i < samples.size(); i++) {
+                        DynamicData sample = (DynamicData) samples.get(i);
+                        if (sample.getInt("id") == 4) {
+                            throw new RejectedSampleException("no fours", i);
+                        }
+                        KEPT.add(Sample.copy(sample));
+                    }
+                    if (is("reject")) {
+                        return samples.size();
+                    }
                     if (is("keep")) {
                         samples.forEach(sample -> KEPT.add((DynamicData) sample));
                     } else {

@@ -72,6 +72,10 @@ public class HarnessTest {
         try (TestHost host = new TestHost(Echo.class)) {
             TestHost.Link link = host.connect(null, "fault", "keep");
             assertEquals("kept samples are overwritten", "5:00000", echo(link));
+            TestHost.Writer writer = host.connect(null, "fault", "reject").writer("s", TYPE);
+            assertEquals(4, writer.write(points(5)));
+            assertEquals(4, writer.takeRejected().get(0).data().getInt("id"));
+            assertEquals(List.of(), host.takeFailures());
             assertEquals(39, link.announced().size());
             host.inject(Fault.LISTENER_THROWS);
             link.reader("s", TYPE).read();

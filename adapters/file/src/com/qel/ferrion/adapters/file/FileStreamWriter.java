@@ -4,15 +4,16 @@ import com.qel.dds.TypeException;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
+import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.ConnectionBase.Stream;
 import com.qel.ferrion.kit.FileClaim;
 import com.qel.ferrion.kit.OutOfHeapException;
+import com.qel.ferrion.kit.RejectedSampleException;
 import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.WriterBase;
 import java.io.IOException;
 import java.io.RandomAccessFile;
 import java.io.UncheckedIOException;
-import java.lang.System.Logger.Level;
 import java.nio.file.Path;
 import java.util.Arrays;
 import java.util.List;
@@ -23,7 +24,6 @@ import java.util.List;
  * the disk.
  */
 final class FileStreamWriter extends WriterBase {
-    private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
     private static final byte[] LINE_END = {'\n'};
     /** Bytes of encoded records that are collected before they are written. */
     private static final int PIECE = 8 << 20;
@@ -35,9 +35,6 @@ final class FileStreamWriter extends WriterBase {
     private int[] ends = new int[128];
     /** Records that lie encoded and are not written. */
     private int waiting;
-    /** Samples of the current write that cannot be written, and why the first cannot. */
-    private int leftOut;
-    private String reason;
     private final FileClaim claim;
 
     /**
@@ -86,24 +83,26 @@ final class FileStreamWriter extends WriterBase {
     }
 
     /**
-     * Writes a row for every sample that has data. One without, which reports that its instance has
-     * gone, has no place in a table: it counts as taken.
+     * Writes a row for every sample that has data, up to the first that cannot be encoded. One
+     * without data, which reports that its instance has gone, has no place in a table: it counts as
+     * taken.
      *
-     * @return rows written, and samples without data; not those that are missing or cannot be
-     *     encoded
+     * @return how many samples there are
+     * @throws RejectedSampleException for a sample that is missing or cannot be encoded; those in
+     *     front of it are in the file
+     * @throws AdapterException when the file cannot be written; nothing of the batch is in it
      */
     @Override
     protected int store(List<Object> samples, List<Object> infos) throws AdapterException {
         claim.checkCircle();
+        BadRow bad = null;
         int taken = 0;
-        leftOut = 0;
         try {
-            for (int i = 0; i < samples.size(); i++) {
-                Object info = infos != null && i < infos.size() ? infos.get(i) : null;
+            while (taken < samples.size() && bad == null) {
+                Object info = infos != null && taken < infos.size() ? infos.get(taken) : null;
                 boolean without = info instanceof SampleInfo && !((SampleInfo) info).valid_data;
-                if (without || (samples.get(i) instanceof DynamicData && encode(samples.get(i)))) {
-                    taken++;
-                }
+                bad = without ? null : encode(samples.get(taken));
+                taken += bad == null ? 1 : 0;
             }
             flush();
             output.commit();
@@ -112,25 +111,27 @@ final class FileStreamWriter extends WriterBase {
             waiting = 0;
             records.reset();
         }
-        if (leftOut > 0) {
-            // The others of the batch are good, and the count says that these are missing.
-            LOG.log(Level.ERROR, path + ": " + leftOut + " of " + samples.size()
-                    + " samples cannot be written and are left out; the first: " + reason);
+        if (bad != null) {
+            throw new RejectedSampleException(
+                    path + ": sample " + taken + " of a write: " + bad.getMessage(), taken);
         }
         return taken;
     }
 
-    private boolean encode(Object sample) throws AdapterException {
+    /** @return why the sample cannot be a row; null when it lies encoded */
+    private BadRow encode(Object sample) throws AdapterException {
+        if (!(sample instanceof DynamicData)) {
+            return new BadRow("there is no sample");
+        }
         int before = records.size();
         try {
             encoder.encode((DynamicData) sample, records);
             noteRecord();
-            return true;
+            return null;
         } catch (IOException | TypeException | IllegalArgumentException
                 | IndexOutOfBoundsException e) {
             records.setSize(before);
-            leaveOut(e);
-            return false;
+            return new BadRow(String.valueOf(e.getMessage()));
         } catch (OutOfMemoryError full) {
             records.setSize(before);
             if (before > 0) {
@@ -139,9 +140,8 @@ final class FileStreamWriter extends WriterBase {
                 return encode(sample);
             }
             records.release();
-            leaveOut(new OutOfHeapException("a sample of " + ((DynamicData) sample).size()
-                    + " bytes", full));
-            return false;
+            throw new OutOfHeapException("a sample of " + ((DynamicData) sample).size()
+                    + " bytes", full);
         }
     }
 
@@ -160,12 +160,6 @@ final class FileStreamWriter extends WriterBase {
             output.add(records, ends, waiting);
             waiting = 0;
             records.reset();
-        }
-    }
-
-    private void leaveOut(Exception why) {
-        if (leftOut++ == 0) {
-            reason = String.valueOf(why.getMessage());
         }
     }
 

@@ -15,16 +15,13 @@ import java.util.List;
 import java.util.Map;
 
 /**
- * Samples that the database does not take: named in the log by their key, and kept in a file where
- * one was configured. What cannot be kept there goes into the log as a whole.
+ * Samples that the database does not take: named by their key, and kept in a file where one was
+ * configured.
  */
 final class Rejects implements Closeable {
-    private static final int NAMED = 10;
-
     private final String owner;
     private final List<Field> fields;
     private final RejectFile file;
-    private int count;
 
     /**
      * @param path of the file, or null
@@ -42,24 +39,29 @@ final class Rejects implements Closeable {
         }
     }
 
-    void add(DynamicData data, boolean disposed, BadRow reason) {
-        String key = key(data);
-        if (count++ < NAMED) {
-            Access.LOG.log(Level.ERROR, owner + ": " + key + ": " + reason.getMessage() + "; "
-                    + (file == null ? "not written" : "set aside in " + file));
+    /** Puts a sample on the disk; the host hears of it all the same. */
+    void keep(DynamicData data, boolean disposed, BadRow reason) {
+        if (file == null) {
+            return;
         }
-        if (file != null) {
-            Map<String, Object> content = new LinkedHashMap<>();
-            content.put("time", Instant.now());
-            content.put("disposed", disposed);
-            Map<String, String> sample = new LinkedHashMap<>();
-            fields.forEach(field -> sample.put(field.path, text(field, data)));
-            content.put("sample", sample);
-            file.add(key, reason, content);
+        Map<String, Object> content = new LinkedHashMap<>();
+        content.put("time", Instant.now());
+        content.put("disposed", disposed);
+        Map<String, String> sample = new LinkedHashMap<>();
+        fields.forEach(field -> sample.put(field.path, text(field, data)));
+        content.put("sample", sample);
+        file.add(key(data), reason, content);
+        try {
+            file.keep(true);
+        } catch (IOException e) {
+            Access.LOG.log(Level.ERROR, owner + ": " + file + " cannot be written (" + e
+                    + "); this sample is not in it:\n" + file.pending());
+            file.clear();
         }
     }
 
-    private String key(DynamicData data) {
+    /** The values of a sample's key, or of its first member when the type has none. */
+    String key(DynamicData data) {
         StringBuilder text = new StringBuilder();
         for (Field field : fields) {
             if (field.key || (text.isEmpty() && fields.stream().noneMatch(each -> each.key))) {
@@ -76,30 +78,6 @@ final class Rejects implements Closeable {
             return field.text(data);
         } catch (RuntimeException e) {
             return e.getMessage();
-        }
-    }
-
-    /** Puts what was added on the disk. */
-    void keep() {
-        if (count > NAMED) {
-            Access.LOG.log(Level.ERROR, owner + ": and " + (count - NAMED) + " more");
-        }
-        try {
-            if (file != null) {
-                file.keep(true);
-            }
-        } catch (IOException e) {
-            Access.LOG.log(Level.ERROR, owner + ": " + file + " cannot be written (" + e
-                    + "); these samples are lost:\n" + file.pending());
-        }
-        clear();
-    }
-
-    /** Forgets what was added: it will be added again. */
-    void clear() {
-        count = 0;
-        if (file != null) {
-            file.clear();
         }
     }
 

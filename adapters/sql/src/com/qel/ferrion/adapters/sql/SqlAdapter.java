@@ -6,7 +6,9 @@ import com.qel.ferrion.kit.AdapterBase;
 import com.qel.ferrion.kit.AdapterSettings;
 import com.qel.ferrion.kit.AdapterSettings.Role;
 import com.qel.ferrion.kit.ConnectionBase;
+import com.qel.ferrion.kit.Delivery;
 import com.qel.ferrion.kit.Settings;
+import java.util.EnumSet;
 import java.util.Properties;
 
 /**
@@ -19,7 +21,9 @@ public final class SqlAdapter extends AdapterBase {
             .with(Role.CONNECTION, Database.SETTINGS)
             .with(Role.DISCOVERY, SqlDiscovery.DISCOVER, SqlDiscovery.PERIOD)
             .with(Role.READER, SqlStreamReader.SETTINGS)
-            .with(Role.WRITER, SqlStreamWriter.SETTINGS);
+            .with(Role.WRITER, SqlStreamWriter.SETTINGS)
+            .delivers(Role.READER, settings -> EnumSet.of(Delivery.REPEATS))
+            .delivers(Role.WRITER, SqlStreamWriter::deliveries);
 
     /**
      * Makes the adapter.

@@ -8,6 +8,8 @@ import com.qel.ferrion.adapters.sql.Statements.Mode;
 import com.qel.ferrion.adapters.sql.Statements.OnDispose;
 import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.ConnectionBase.Stream;
+import com.qel.ferrion.kit.Delivery;
+import com.qel.ferrion.kit.RejectedSampleException;
 import com.qel.ferrion.kit.Setting;
 import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.WriterBase;
@@ -19,15 +21,17 @@ import java.sql.Savepoint;
 import java.time.Duration;
 import java.util.ArrayList;
 import java.util.Arrays;
+import java.util.EnumSet;
 import java.util.List;
 import java.util.Map;
+import java.util.Set;
 
 /**
- * Samples as rows of a table. A batch is one transaction: when write returns it is committed, but
- * for the samples that the database rejected for what is in them.
+ * Samples as rows of a table. A batch is one transaction: when write returns it is committed, up to
+ * the first sample that the database rejects for what is in it.
  *
- * <p>The host does not write a batch twice, so this does: whatever fails, but for the data, is
- * tried again until the batch is in or the time for that is up.
+ * <p>Whatever fails, but for the data, is tried again until the batch is in or the time for that is
+ * up. Then nothing of it is in, unless a commit has given no answer.
  */
 final class SqlStreamWriter extends WriterBase {
     private static final Setting<Mode> MODE = Setting.choice("mode", Mode.class, "what to do with "
@@ -61,11 +65,14 @@ final class SqlStreamWriter extends WriterBase {
     private Statements statements;
     /** Whether the table may no longer be what the statements were made for. */
     private boolean stale;
-    /** The present batch: what is not null counts. */
+    /** Of the present batch what has a row, and where in the batch that is. */
     private DynamicData[] samples = new DynamicData[1024];
     private boolean[] disposed = new boolean[1024];
+    private int[] places = new int[1024];
     private int count;
-    private int rejected;
+    /** The first that cannot be written, and why; null when there is none. */
+    private int bad;
+    private BadRow reason;
     /** A transaction whose commit has given no answer. */
     private String unknown;
     /** The run of the server that it was in. */
@@ -106,6 +113,15 @@ final class SqlStreamWriter extends WriterBase {
             release();
             throw e;
         }
+    }
+
+    /** What a writer with these settings guarantees. */
+    static Set<Delivery> deliveries(Settings settings) {
+        Set<Delivery> all = EnumSet.of(Delivery.COUNTS_PREFIX);
+        if (settings.get(MODE) == Mode.UPSERT) {
+            all.add(Delivery.IDEMPOTENT);
+        }
+        return all;
     }
 
     @Override
@@ -213,52 +229,60 @@ final class SqlStreamWriter extends WriterBase {
      * Writes a row for every sample that has data, and does what was asked for those that report a
      * disposal. Other changes of an instance have no place in a table: they count as taken.
      *
-     * @return what is in the database now, and what needs not be; not what it rejected
-     * @throws AdapterException when the batch cannot be written, after all attempts: it is set
-     *     aside as a whole where there is a reject file
+     * @return how many samples there are
+     * @throws RejectedSampleException for a sample that is missing or that the database rejects;
+     *     those in front of it are committed
+     * @throws AdapterException when the batch cannot be written, after all attempts
      */
     @Override
     protected int store(List<Object> batch, List<Object> infos) throws AdapterException {
-        int without = collect(batch, infos);
-        rejected = 0;
+        int missing = collect(batch, infos);
+        reason = null;
         unknown = null;
         if (count > 0) {
-            try {
-                // What has never worked and is no passing trouble never will.
-                access.run(this::attempt, settings().get(RETRY), failure -> statements == null
-                        && database.dialect().isPermanent(failure));
-            } catch (AdapterException e) {
-                rejects.clear();
-                for (int i = 0; i < count; i++) {
-                    rejects.add(samples[i], disposed[i], new BadRow(e.getMessage()));
-                }
-                rejects.keep();
-                throw e;
-            }
+            // What has never worked and is no passing trouble never will.
+            access.run(this::attempt, settings().get(RETRY), failure -> statements == null
+                    && database.dialect().isPermanent(failure));
         }
-        return count - rejected + without;
+        if (reason != null) {
+            throw new RejectedSampleException(settings().owner() + ": "
+                    + rejects.key(samples[bad]) + ": " + reason.getMessage(), places[bad]);
+        }
+        if (missing < batch.size()) {
+            throw new RejectedSampleException(settings().owner() + ": sample " + missing
+                    + " of a write: there is no sample", missing);
+        }
+        return batch.size();
     }
 
+    /** @return the index of the first sample that is missing; all there are when none is */
     private int collect(List<Object> batch, List<Object> infos) {
         boolean removes = settings().get(ON_DISPOSE) != OnDispose.IGNORE;
-        int without = 0;
         count = 0;
         for (int i = 0; i < batch.size(); i++) {
             Object info = infos != null && i < infos.size() ? infos.get(i) : null;
             boolean valid = !(info instanceof SampleInfo) || ((SampleInfo) info).valid_data;
-            if (!valid && !(removes && ((SampleInfo) info).instance_state
-                    == SampleInfo.NOT_ALIVE_DISPOSED_INSTANCE_STATE)) {
-                without++;
-            } else if (batch.get(i) instanceof DynamicData) {
-                if (count == samples.length) {
-                    samples = Arrays.copyOf(samples, 2 * count);
-                    disposed = Arrays.copyOf(disposed, 2 * count);
-                }
-                samples[count] = (DynamicData) batch.get(i);
-                disposed[count++] = !valid;
+            boolean counts = valid || (removes && ((SampleInfo) info).instance_state
+                    == SampleInfo.NOT_ALIVE_DISPOSED_INSTANCE_STATE);
+            if (counts && !(batch.get(i) instanceof DynamicData)) {
+                return i;
+            }
+            if (counts) {
+                add((DynamicData) batch.get(i), !valid, i);
             }
         }
-        return without;
+        return batch.size();
+    }
+
+    private void add(DynamicData sample, boolean isEnd, int place) {
+        if (count == samples.length) {
+            samples = Arrays.copyOf(samples, 2 * count);
+            disposed = Arrays.copyOf(disposed, 2 * count);
+            places = Arrays.copyOf(places, 2 * count);
+        }
+        samples[count] = sample;
+        disposed[count] = isEnd;
+        places[count++] = place;
     }
 
     private Void attempt(Link link) throws SQLException, AdapterException {
@@ -272,20 +296,27 @@ final class SqlStreamWriter extends WriterBase {
             }
         }
         bindAgain(link);
-        rejected = 0;
-        rejects.clear();
+        reason = null;
         try {
             apply(link, 0, count);
             commit(link);
         } catch (SQLException | BadRow e) {
-            BadRow reason = rejection(e);
+            reason = rejection(e);
             link.connection.rollback();
-            halve(link, 0, count, reason);
-            // Before the commit: no sample may be in neither place. So it may be there twice.
-            rejects.keep();
-            commit(link);
+            commitUpToBad(link);
         }
         return null;
+    }
+
+    /** The batch cannot be written as a whole: writes what stands in front of the bad sample. */
+    private void commitUpToBad(Link link) throws SQLException {
+        bad = halve(link, 0, count);
+        if (bad == count) {
+            reason = null; // Each part went, one after the other.
+        } else {
+            rejects.keep(samples[bad], disposed[bad], reason);
+        }
+        commit(link);
     }
 
     /** Who changes a table may not be done yet: what no longer fits is tried again. */
@@ -309,29 +340,29 @@ final class SqlStreamWriter extends WriterBase {
         return e instanceof BadRow ? (BadRow) e : new BadRow(Secrets.text(e));
     }
 
-    /** Writes what it can of a part that cannot be written as a whole. */
-    private void halve(Link link, int from, int to, BadRow reason) throws SQLException {
+    /** Writes a part that cannot be written as a whole. @return up to where it could be written */
+    private int halve(Link link, int from, int to) throws SQLException {
         if (to - from == 1) {
-            rejected++;
-            rejects.add(samples[from], disposed[from], reason);
-            return;
+            return from;
         }
         int middle = (from + to) >>> 1;
-        tryPart(link, from, middle);
-        tryPart(link, middle, to);
+        int reached = tryPart(link, from, middle);
+        return reached < middle ? reached : tryPart(link, middle, to);
     }
 
-    private void tryPart(Link link, int from, int to) throws SQLException {
+    /** Writes a part up to its first bad sample. @return up to where it could be written */
+    private int tryPart(Link link, int from, int to) throws SQLException {
         Connection connection = link.connection;
         Savepoint before = connection.setSavepoint();
         try {
             apply(link, from, to);
             database.dialect().checkNow(connection);
             connection.releaseSavepoint(before);
+            return to;
         } catch (SQLException | BadRow e) {
-            BadRow reason = rejection(e);
+            reason = rejection(e);
             connection.rollback(before);
-            halve(link, from, to, reason);
+            return halve(link, from, to);
         }
     }
 

@@ -13,6 +13,7 @@ import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
+import com.qel.ferrion.kit.RejectedSampleException;
 import com.qel.ferrion.kit.Sample;
 import java.lang.reflect.InvocationTargetException;
 import java.time.Duration;
@@ -386,6 +387,7 @@ public final class TestHost implements AutoCloseable {
         private final List<Sample> pool = new ArrayList<>();
         private final StreamWriter writer;
         private final int most;
+        private final List<Sample> rejected = new ArrayList<>();
         private int written;
 
         private Writer(StreamWriter writer, int most, Step deletion) {
@@ -400,25 +402,59 @@ public final class TestHost implements AutoCloseable {
                     .toList());
         }
 
-        /** Writes samples in batches of the size configured. @return how many were counted */
+        /**
+         * Writes samples in batches of the size configured. A {@link RejectedSampleException} is no
+         * failure: its sample is set aside, and the next batch begins behind it.
+         *
+         * @return how many were counted
+         */
         public int write(List<Sample> given) {
             written = 0;
-            for (int from = 0; from < given.size(); from += most) {
-                List<Sample> batch = given.subList(from, Math.min(given.size(), from + most));
-                for (int i = 0; i < batch.size(); i++) {
-                    add(i, batch.get(i));
-                }
-                run(() -> written += writer.write(samples, infos));
-                samples.clear();
-                infos.clear();
-                for (Sample used : pool) {
-                    used.data().clear();
-                    used.data().trim();
-                    used.info().clear();
-                    used.info().valid_data = false;
-                }
+            for (int from = 0; from < given.size();) {
+                from += writeSome(given.subList(from, Math.min(given.size(), from + most)));
             }
             return written;
+        }
+
+        /** @return how many samples the host has done with */
+        private int writeSome(List<Sample> batch) {
+            for (int i = 0; i < batch.size(); i++) {
+                add(i, batch.get(i));
+            }
+            try {
+                written += call(() -> writer.write(samples, infos));
+            } catch (RejectedSampleException one) {
+                if (one.taken() < batch.size()) {
+                    written += one.taken();
+                    rejected.add(batch.get(one.taken()));
+                    return one.taken() + 1;
+                }
+                failures.add(new AssertionError("sample " + one.taken() + " of "
+                        + batch.size() + " is rejected", one));
+            } catch (Throwable thrown) {
+                failures.add(thrown);
+            } finally {
+                empty();
+            }
+            return batch.size();
+        }
+
+        private void empty() {
+            samples.clear();
+            infos.clear();
+            for (Sample used : pool) {
+                used.data().clear();
+                used.data().trim();
+                used.info().clear();
+                used.info().valid_data = false;
+            }
+        }
+
+        /** @return the samples that were set aside since the last time, in their order */
+        public List<Sample> takeRejected() {
+            List<Sample> taken = new ArrayList<>(rejected);
+            rejected.clear();
+            return taken;
         }
 
         private void add(int position, Sample sample) {

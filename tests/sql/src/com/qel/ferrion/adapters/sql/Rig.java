@@ -12,6 +12,7 @@ import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.kit.BadSamplesException;
+import com.qel.ferrion.kit.RejectedSampleException;
 import java.sql.Connection;
 import java.sql.DriverManager;
 import java.sql.ResultSet;
@@ -190,6 +191,20 @@ final class Rig extends ExternalResource {
         }
         delete(other);
         return found.stream().map(each -> (StreamInfo) each).toList();
+    }
+
+    /** Writes samples as a host does that sets bad ones aside. @return how many were taken */
+    static int writeAll(StreamWriter writer, List<DynamicData> samples) throws AdapterException {
+        int bad = 0;
+        for (int from = 0; from < samples.size();) {
+            try {
+                from += write(writer, samples.subList(from, samples.size()), List.of());
+            } catch (RejectedSampleException one) {
+                from += one.taken() + 1;
+                bad++;
+            }
+        }
+        return samples.size() - bad;
     }
 
     /** Writes samples; one that is in {@code disposed} stands for its instance's end. */

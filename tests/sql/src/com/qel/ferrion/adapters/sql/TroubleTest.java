@@ -112,7 +112,7 @@ public class TroubleTest {
         }
         rig.sql("DROP TABLE changing", "CREATE TABLE changing (id INTEGER PRIMARY KEY, v TEXT, "
                 + "more INT NOT NULL)");
-        assertEquals(0, Rig.write(writer, List.of(row(1, "a"), row(2, "b")), List.of()));
+        assertEquals(0, Rig.writeAll(writer, List.of(row(1, "a"), row(2, "b"))));
     }
 
     /** Whoever holds a lock for ever holds up nobody who is only being made. */
