@@ -24,7 +24,7 @@ ROOMS = {
                     (r" fuzz\.(cdr|properties)", r" kit\.", r" file-adapter\.\w+Test$")),
     "settings": Room(("settings",),
                      ("^settings_test ", "^relay_config_test ", "^dds_adapter_test "), FERRY[:1]),
-    "relay": Room(("relay/config", "relay/engine", "relay/process", "relay/launcher"),
+    "relay": Room(("relay/config", "relay/state", "relay/engine", "relay/process", "relay/launcher"),
                   ("^relay_config_test ", r" fuzz\.relay", "^relay_engine_test ",
                    "^relay_start_test "), (*FERRY, r" Examples\.NewAdapter")),
     "relay-java": Room(("relay/java",), (), FERRY),

@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "relay_fixture.h"
+#include "counting_new.h"
 
 namespace {
 thread_local std::uint64_t t_allocations = 0;

@@ -7,15 +7,13 @@
 #include <regex>
 #include <thread>
 
+#include "counting_new.h"
 #include "process/exit_code.h"
 #include "process/supervisor.h"
 #include "qddscore/log.h"
 #include "scripted_plugin.h"
 
 namespace scripted {
-
-/// Allocations with new that the calling thread has made so far.
-std::uint64_t allocations();
 
 class ListReporter : public ferry::Reporter {
 public:

@@ -1,0 +1,707 @@
+// What outlives a process: stores over crashes, full disks, damaged and foreign files, failed
+// syncs; the state directory; and the stream that makes a plug-in's two ends of a buffer.
+#include <csignal>
+#include <fcntl.h>
+#include <sys/mount.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstring>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <memory>
+#include <random>
+#include <set>
+#include <thread>
+
+#include "counting_new.h"
+#include "engine/stored_stream.h"
+#include "qddscore/heap.h"
+#include "state/memory_queue.h"
+#include "state/state_directory.h"
+#include "state/store.h"
+
+namespace {
+
+/// How many syncs still go well; negative: all.
+std::atomic<int> goodSyncs{-1};
+/// With which sync the process dies, before it or after it; negative: with none.
+std::atomic<int> deadlySync{-1};
+bool diesAfterSync = false;
+
+} // namespace
+
+/// In place of the C library's: a sync can fail.
+extern "C" [[gnu::visibility("default")]] int fdatasync(int descriptor)
+{
+    const int left = goodSyncs.load();
+    if (left == 0) {
+        errno = EIO;
+        return -1;
+    }
+    if (left > 0) {
+        goodSyncs.store(left - 1);
+    }
+    const bool dies = deadlySync.load() >= 0 && deadlySync.fetch_sub(1) == 0;
+    if (dies && !diesAfterSync) {
+        std::raise(SIGKILL);
+    }
+    const auto result = static_cast<int>(syscall(SYS_fdatasync, descriptor));
+    if (dies) {
+        std::raise(SIGKILL);
+    }
+    return result;
+}
+
+extern "C" [[gnu::visibility("default")]] int fsync(int descriptor)
+{
+    return fdatasync(descriptor);
+}
+
+namespace {
+
+using namespace ferry;
+namespace fs = std::filesystem;
+
+const DDS_TypeCode *typeOf(const char *member)
+{
+    const DDS_StructMember members[] = {{member, DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
+                                        {"text", DDS_TypeCode_create_string(0, nullptr), 0}};
+    return DDS_TypeCode_create_struct("Row", nullptr, DDS_EXTENSIBILITY_FINAL, members, 2, nullptr);
+}
+
+/// Samples whose member x counts up, with a text of `size` characters.
+class Samples {
+public:
+    Samples(int first, int count, std::size_t size = 8) : infos(static_cast<std::size_t>(count))
+    {
+        const std::string text(size, 't');
+        for (int i = 0; i < count; ++i) {
+            auto *sample = DDS_DynamicData_new(typeOf("x"), nullptr);
+            DDS_DynamicData_set_long(sample, "x", first + i);
+            DDS_DynamicData_set_string(sample, "text", text.data(), text.size());
+            samples_.push_back(sample);
+        }
+    }
+    ~Samples()
+    {
+        for (void *sample : samples_) {
+            DDS_DynamicData_delete(static_cast<DDS_DynamicData *>(sample));
+        }
+    }
+    Samples(const Samples &) = delete;
+    Samples &operator=(const Samples &) = delete;
+
+    SampleList list()
+    {
+        return {samples_.data(), infos.data(), static_cast<std::int32_t>(samples_.size())};
+    }
+
+    /// Null until a test sets them.
+    std::vector<DDS_SampleInfo *> infos;
+
+private:
+    std::vector<void *> samples_;
+};
+
+int valueOf(const StoredSlice::Sample &stored)
+{
+    auto *sample = DDS_DynamicData_new(typeOf("x"), nullptr);
+    int value = -1;
+    if (DDS_DynamicData_set_cdr(sample, stored.cdr, stored.length, nullptr) == DDS_RETCODE_OK) {
+        DDS_DynamicData_get_long(sample, "x", &value);
+    }
+    DDS_DynamicData_delete(sample);
+    return value;
+}
+
+std::vector<int> valuesOf(const StoredSlice &slice)
+{
+    std::vector<int> values;
+    for (std::int32_t i = 0; i < slice.count(); ++i) {
+        values.push_back(valueOf(slice.sample(i)));
+    }
+    return values;
+}
+
+std::int64_t numberOf(const DDS_SampleInfo &info)
+{
+    return std::int64_t{info.publication_sequence_number.high} << 32 |
+           info.publication_sequence_number.low;
+}
+
+class StateTest : public testing::Test {
+protected:
+    StateTest()
+    {
+        char name[] = "/tmp/ferry-state-XXXXXX";
+        directory = mkdtemp(name);
+        settings.file = directory / "s.db";
+        settings.maxBytes = 1 << 20;
+        settings.maxSamples = 4;
+        settings.route = "r";
+        settings.output = "lab/out";
+        settings.type = typeOf("x");
+        settings.notify = [this](const std::string &text) { notices += text + "\n"; };
+    }
+    ~StateTest() override
+    {
+        fs::remove_all(directory);
+    }
+
+    /// A fresh object over the same file, as a new process has it.
+    Store &reopened()
+    {
+        store.reset();
+        store = std::make_unique<Store>(settings);
+        opened = store->open();
+        return *store;
+    }
+    StateResult append(int first, int count, std::size_t size = 8)
+    {
+        return store->append(Samples(first, count, size).list());
+    }
+    /// The oldest samples; they stay.
+    std::vector<int> look()
+    {
+        const StateResult result = store->oldest(slice);
+        EXPECT_TRUE(result.ok()) << result.text;
+        return valuesOf(slice);
+    }
+    /// All that is left, delivered.
+    std::vector<int> drain()
+    {
+        std::vector<int> all;
+        for (std::vector<int> some = look(); !some.empty(); some = look()) {
+            all.insert(all.end(), some.begin(), some.end());
+            store->advance();
+        }
+        return all;
+    }
+    /// Files beside the store whose names say why.
+    std::vector<std::string> setAside(const std::string &why)
+    {
+        std::vector<std::string> names;
+        for (const auto &entry : fs::directory_iterator(directory)) {
+            const std::string name = entry.path().filename().string();
+            if (name.rfind("s.db." + why + "-20", 0) == 0) {
+                names.push_back(name);
+            }
+        }
+        return names;
+    }
+    static std::vector<int> range(int first, int last)
+    {
+        std::vector<int> values;
+        for (int i = first; i <= last; ++i) {
+            values.push_back(i);
+        }
+        return values;
+    }
+
+    fs::path directory;
+    StoreSettings settings;
+    std::unique_ptr<Store> store;
+    StateResult opened;
+    StoredSlice slice;
+    std::string notices;
+};
+
+/// Every field of the information differs from zero and from its neighbours.
+DDS_SampleInfo fullInfo(int seed)
+{
+    DDS_SampleInfo info{};
+    auto *bytes = reinterpret_cast<std::uint8_t *>(&info);
+    for (std::size_t i = 0; i < sizeof info; ++i) {
+        bytes[i] = static_cast<std::uint8_t>(i + static_cast<std::size_t>(seed) * 7 + 1);
+    }
+    info.valid_data = seed & 1;
+    return info;
+}
+
+TEST_F(StateTest, SamplesAndTheirInformationOutliveTheProcess)
+{
+    reopened();
+    DDS_SampleInfo infos[] = {fullInfo(1), fullInfo(2), fullInfo(3)};
+    Samples samples(1, 6);
+    samples.infos = {&infos[0], &infos[1], nullptr, &infos[2], nullptr, nullptr};
+    ASSERT_TRUE(store->append(samples.list()).ok());
+    ASSERT_TRUE(append(7, 1).ok());
+    ASSERT_TRUE(append(8, 1).ok());
+    ASSERT_TRUE(append(9, 2, 70000).ok());
+    reopened();
+    EXPECT_EQ(store->level().samples, 10U);
+    EXPECT_GT(store->level().oldest, 0);
+    ASSERT_EQ(look(), range(1, 4)); // as many as a write may have
+    const std::int64_t first = numberOf(slice.info(0));
+    EXPECT_GT(first, 1700000000000000000) << "numbers begin at the time of day";
+    for (const int i : {0, 1, 3}) {
+        DDS_SampleInfo expected = infos[i == 3 ? 2 : i];
+        expected.publication_sequence_number = slice.info(i).publication_sequence_number;
+        EXPECT_EQ(std::memcmp(&slice.info(i), &expected, sizeof expected), 0) << i;
+        EXPECT_EQ(numberOf(slice.info(i)), first + i);
+    }
+    EXPECT_EQ(slice.info(2).valid_data, 1);
+    EXPECT_EQ(slice.info(2).source_timestamp.sec, -1);
+    EXPECT_EQ(look(), range(1, 4)); // not delivered yet
+    store->advance();
+    EXPECT_EQ(look(), range(5, 8)); // what was appended apart goes together
+    reopened();                     // given up
+    EXPECT_EQ(drain(), range(5, 10));
+    ASSERT_TRUE(append(11, 1).ok());
+    reopened();
+    EXPECT_EQ(look(), range(11, 11));
+    EXPECT_EQ(numberOf(slice.info(0)), first + 10);
+    EXPECT_EQ(notices, "");
+}
+
+TEST_F(StateTest, AFullStoreBlocksOrDropsAndCountsIt)
+{
+    settings.maxBytes = 1000;
+    reopened();
+    ASSERT_TRUE(append(1, 1, 5000).ok()) << "an empty store takes any sample";
+    EXPECT_EQ(append(2, 1).fault, Fault::full);
+    EXPECT_NE(append(2, 1).text.find("is full: 50"), std::string::npos);
+    EXPECT_EQ(look(), range(1, 1));
+    store->advance();
+    EXPECT_TRUE(append(2, 1, 300).ok()) << "what is delivered makes room";
+    EXPECT_TRUE(append(3, 1, 300).ok());
+    EXPECT_EQ(append(4, 1, 300).fault, Fault::full);
+
+    settings.whenFull = WhenFull::dropOldest;
+    reopened();
+    settings.maxSamples = 1;
+    reopened();
+    EXPECT_EQ(look(), range(2, 2));
+    EXPECT_TRUE(append(4, 1, 300).ok());
+    EXPECT_TRUE(append(5, 1, 300).ok());
+    EXPECT_EQ(look(), range(2, 2)) << "what is being delivered stays";
+    EXPECT_EQ(store->level().dropped, 2U);
+    reopened();
+    EXPECT_EQ(store->level().dropped, 2U);
+    EXPECT_EQ(drain(), (std::vector<int>{2, 5}));
+
+    settings.whenFull = WhenFull::dropNewest;
+    reopened();
+    EXPECT_TRUE(append(6, 2, 400).ok());
+    EXPECT_TRUE(append(8, 3, 300).ok());
+    reopened();
+    EXPECT_EQ(store->level().dropped, 5U);
+    EXPECT_EQ(drain(), range(6, 7));
+    EXPECT_LT(fs::file_size(settings.file), 3U << 20);
+}
+
+TEST_F(StateTest, AFailedSyncIsNeverTakenForDone)
+{
+    reopened();
+    ASSERT_TRUE(append(1, 2).ok());
+    for (const int good : {0, 1, 2, 3}) {
+        goodSyncs.store(good);
+        StateResult result;
+        int value = 3 + 20 * good;
+        for (; result.ok() && value < 3 + 20 * good + 10; ++value) {
+            result = append(value, 1, 100000);
+        }
+        const StateResult again = append(value - 1, 1, 100000);
+        EXPECT_EQ(result.fault, Fault::io) << good;
+        EXPECT_NE(result.text.find("s.db"), std::string::npos) << result.text;
+        EXPECT_FALSE(again.ok()) << "without any sync nothing is durable";
+        goodSyncs.store(-1);
+        ASSERT_TRUE(append(value - 1, 1, 100000).ok());
+        ASSERT_TRUE(append(value, 1).ok());
+        std::vector<int> expected = range(3 + 20 * good, value);
+        if (good == 0) {
+            expected.insert(expected.begin(), {1, 2});
+        }
+        reopened();
+        EXPECT_EQ(drain(), expected) << good;
+    }
+    EXPECT_EQ(notices, "");
+}
+
+TEST_F(StateTest, DamagedAndForeignFilesAreNamedAndSetAside)
+{
+    settings.maxSamples = 1;
+    reopened();
+    for (int i = 1; i <= 3; ++i) {
+        ASSERT_TRUE(append(i, 1, 50000).ok());
+    }
+    look();
+    const std::int64_t number = numberOf(slice.info(0));
+    store.reset();
+    // Somewhere in the text of the second sample, then most of the file's structure.
+    std::fstream file(settings.file, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(8192 * 2 + 70000);
+    file.write("damage", 6);
+    file.close();
+    reopened();
+    EXPECT_EQ(drain(), (std::vector<int>{1, 3}));
+    EXPECT_EQ(store->level().damaged, 1U);
+    EXPECT_NE(notices.find("the 1 samples from number"), std::string::npos) << notices;
+    ASSERT_TRUE(append(4, 1).ok());
+    store.reset();
+
+    file.open(settings.file, std::ios::in | std::ios::out | std::ios::binary);
+    file.seekp(100);
+    file << std::string(30000, 'x');
+    file.close();
+    reopened();
+    EXPECT_TRUE(opened.ok()) << opened.text;
+    EXPECT_EQ(setAside("damaged").size(), 1U) << notices;
+    ASSERT_TRUE(append(5, 1).ok());
+    EXPECT_EQ(look(), range(5, 5));
+    EXPECT_GT(numberOf(slice.info(0)), number + 4);
+    store.reset();
+
+    std::ofstream(settings.file) << std::string(20000, 'z');
+    reopened();
+    EXPECT_TRUE(opened.ok()) << opened.text;
+    EXPECT_EQ(setAside("foreign").size(), 1U) << notices;
+    store.reset();
+    fs::remove(settings.file);
+    Database other;
+    const DatabaseKind kind = {"book", 77, 1, "CREATE TABLE mine (a)"};
+    DatabaseFile theirs;
+    theirs.kind = &kind;
+    theirs.path = settings.file;
+    ASSERT_TRUE(other.open(theirs).ok());
+    other.close();
+    reopened();
+    EXPECT_TRUE(opened.ok()) << opened.text;
+    EXPECT_EQ(setAside("foreign").size(), 2U) << notices;
+    EXPECT_NE(notices.find("is no store; the file is now"), std::string::npos) << notices;
+}
+
+TEST_F(StateTest, AStoreOfAnotherRouteOutputTypeOrVersionIsAnError)
+{
+    reopened();
+    ASSERT_TRUE(append(1, 1).ok());
+    const auto rejected = [this](const StoreSettings &changed) {
+        store.reset();
+        Store wrong(changed);
+        const StateResult result = wrong.open();
+        EXPECT_EQ(result.fault, Fault::rejected);
+        return result.text;
+    };
+    StoreSettings changed = settings;
+    changed.output = "lab/other";
+    EXPECT_NE(rejected(changed).find("belongs to output \"lab/out\" of route \"r\", not to output "
+                                     "\"lab/other\""),
+              std::string::npos);
+    changed = settings;
+    changed.type = typeOf("y");
+    EXPECT_NE(rejected(changed).find("another type, \"Row\": Row"), std::string::npos)
+        << rejected(changed);
+    {
+        sqlite3 *database = nullptr;
+        ASSERT_EQ(sqlite3_open(settings.file.c_str(), &database), SQLITE_OK);
+        sqlite3_exec(database, "PRAGMA user_version = 9", nullptr, nullptr, nullptr);
+        sqlite3_close(database);
+    }
+    EXPECT_NE(rejected(settings).find("has version 9"), std::string::npos);
+    EXPECT_TRUE(setAside("foreign").empty() && setAside("damaged").empty());
+}
+
+/// Runs in a process of its own; its result says whether all was as expected.
+template<class Body> int inChild(Body &&body)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(body() ? 0 : 1);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(StateTest, OneProcessAtATime)
+{
+    StateDirectory mine(directory / "state");
+    ASSERT_TRUE(mine.open().ok());
+    EXPECT_EQ(fs::status(mine.path()).permissions(), fs::perms::owner_all);
+    reopened();
+    const std::string pid = std::to_string(getpid());
+    EXPECT_EQ(inChild([&] {
+                  StateDirectory theirs(directory / "state");
+                  const StateResult result = theirs.open();
+                  return result.fault == Fault::busy &&
+                         result.text.find("in use by process " + pid) != std::string::npos;
+              }),
+              0);
+    EXPECT_EQ(inChild([&] {
+                  const StateResult result = Store(settings).open();
+                  return result.fault == Fault::busy &&
+                         result.text.find("another process uses the file") != std::string::npos;
+              }),
+              0);
+    EXPECT_EQ(inChild([&] {
+                  StateDirectory theirs(directory / "next");
+                  std::raise(theirs.open().ok() ? SIGKILL : SIGABRT);
+                  return false;
+              }),
+              -1);
+    StateDirectory next(directory / "next");
+    EXPECT_TRUE(next.open().ok()) << "a lock goes with its process";
+    std::ofstream(directory / "state" / "version") << "7\n";
+    EXPECT_TRUE(mine.open().ok()); // it is open
+    StateDirectory missing(directory / "no" / "such");
+    EXPECT_NE(missing.open().text.find("No such file"), std::string::npos);
+}
+
+TEST(StateNames, AreSafeAndNeverAlike)
+{
+    const StateDirectory directory("/s");
+    const std::string longName(300, 'n');
+    const std::vector<std::vector<std::string>> parts = {{"a", "b/c"},
+                                                         {"a", "b%2Fc"},
+                                                         {"a~b", "c"},
+                                                         {"a", "b~c"},
+                                                         {"", "a"},
+                                                         {"a", ""},
+                                                         {"..", "lab"},
+                                                         {longName + "1", "x"},
+                                                         {longName + "2", "x"},
+                                                         {"\xc3\xbc\n", "y"}};
+    std::set<std::string> names;
+    for (const auto &part : parts) {
+        const fs::path file = directory.file(part);
+        EXPECT_EQ(file.parent_path(), "/s");
+        EXPECT_LT(file.filename().string().size(), 240U);
+        EXPECT_NE(file.filename().string()[0], '.');
+        names.insert(file.string());
+    }
+    EXPECT_EQ(names.size(), parts.size());
+    EXPECT_EQ(directory.file({"obs", "lab/t.csv"}), "/s/obs~lab%2Ft.csv.db");
+}
+
+/// Our own store must be able to empty itself on a disk that it has filled.
+TEST_F(StateTest, AFullDiskHoldsUpAppendsAndNotDeliveries)
+{
+    const fs::path disk = directory / "disk";
+    fs::create_directory(disk);
+    if (mount("none", disk.c_str(), "tmpfs", 0, "size=6m") != 0) {
+        GTEST_SKIP() << "a small file system needs root";
+    }
+    settings.file = disk / "s.db";
+    settings.maxBytes = 100 << 20;
+    settings.maxSamples = 1;
+    reopened();
+    int value = 0;
+    StateResult result;
+    while (result.ok() && value < 1000) {
+        result = append(++value, 1, 30000);
+    }
+    EXPECT_EQ(result.fault, Fault::full) << result.text;
+    std::ofstream(disk / "rest") << std::string(6 << 20, 'r'); // to the last byte
+    EXPECT_EQ(append(value, 1, 30000).fault, Fault::full);
+    std::vector<int> all;
+    for (int i = 0; i < value / 2; ++i) {
+        const std::vector<int> some = look();
+        all.insert(all.end(), some.begin(), some.end());
+        store->advance();
+    }
+    EXPECT_EQ(all, range(1, value / 2));
+    fs::remove(disk / "rest");
+    EXPECT_TRUE(append(value, 1, 30000).ok());
+    all = drain();
+    EXPECT_EQ(all, range(value / 2 + 1, value));
+    store.reset();
+    umount2(disk.c_str(), MNT_DETACH);
+}
+
+/// A source that repeats what was not acknowledged, a store, and an output that appends to a file:
+/// killed at any moment.
+class Life {
+public:
+    Life(const StoreSettings &settings, const fs::path &directory)
+        : settings_(settings), acknowledged_(open(directory / "acknowledged", 0)),
+          delivered_(open(directory / "delivered", O_APPEND))
+    {
+    }
+
+    [[noreturn]] void run(int last)
+    {
+        Store store(settings_);
+        if (!store.open().ok()) {
+            _exit(2);
+        }
+        std::thread output([&] { deliver(store); });
+        int from = 0;
+        if (pread(acknowledged_, &from, sizeof from, 0) < 0) {
+            _exit(3);
+        }
+        for (; from < last; from += 3) {
+            if (!store.append(Samples(from, 3, 2000).list()).ok()) {
+                _exit(4);
+            }
+            const int next = from + 3;
+            if (pwrite(acknowledged_, &next, sizeof next, 0) != sizeof next) {
+                _exit(5);
+            }
+        }
+        ended_.store(true);
+        output.join();
+        _exit(0);
+    }
+
+private:
+    static int open(const fs::path &file, int flags)
+    {
+        return ::open(file.c_str(), O_RDWR | O_CREAT | flags, 0600);
+    }
+    void deliver(Store &store) const
+    {
+        StoredSlice slice;
+        for (;;) {
+            const bool ended = ended_.load();
+            if (!store.oldest(slice).ok()) {
+                _exit(6);
+            }
+            const std::vector<int> values = valuesOf(slice);
+            if (values.empty()) {
+                if (ended) {
+                    return;
+                }
+                std::this_thread::yield();
+                continue;
+            }
+            const auto bytes = static_cast<ssize_t>(values.size() * sizeof(int));
+            if (::write(delivered_, values.data(), static_cast<std::size_t>(bytes)) != bytes) {
+                _exit(7);
+            }
+            store.advance();
+        }
+    }
+
+    const StoreSettings &settings_;
+    const int acknowledged_;
+    const int delivered_;
+    std::atomic<bool> ended_{false};
+};
+
+TEST_F(StateTest, KilledAtAnyMomentItLosesNothingAndDoublesASlice)
+{
+    settings.maxSamples = 6;
+    constexpr int last = 1500;
+    std::minstd_rand random(1);
+    int kills = 0;
+    for (bool over = false; !over;) {
+        const pid_t child = fork();
+        if (child == 0) {
+            deadlySync.store(static_cast<int>(random() % 40));
+            diesAfterSync = random() % 2 == 0;
+            Life(settings, directory).run(last);
+        }
+        random.discard(2);
+        int status = 0;
+        waitpid(child, &status, 0);
+        over = WIFEXITED(status);
+        ASSERT_EQ(over ? WEXITSTATUS(status) : 0, 0);
+        kills += over ? 0 : 1;
+        ASSERT_LT(kills, 2000);
+    }
+    std::ifstream file(directory / "delivered", std::ios::binary);
+    int next = 0;
+    int steps = 0;
+    for (int value = 0; file.read(reinterpret_cast<char *>(&value), sizeof value);) {
+        EXPECT_LE(value, next) << "a sample is missing";
+        EXPECT_GE(value, next - 6) << "more than a slice came twice";
+        steps += value < next ? 1 : 0;
+        next = value + 1;
+    }
+    EXPECT_EQ(next, last);
+    // A slice that the source repeats, and one that the output is given again.
+    EXPECT_LE(steps, 2 * kills);
+}
+
+/// What a route sees of a store: a writer that takes all or nothing, a reader that lends the same
+/// samples again and again until the loan comes back, and signals.
+TEST_F(StateTest, AStreamLendsWhatItsBufferKeeps)
+{
+    MemoryQueue queue({900, 4, 1U << 20});
+    settings.maxBytes = 900;
+    reopened();
+    for (SampleBuffer *buffer :
+         {static_cast<SampleBuffer *>(&queue), static_cast<SampleBuffer *>(store.get())}) {
+        int rooms = 0;
+        int signals = 0;
+        StoredStream stream(*buffer, typeOf("x"), [&rooms] { ++rooms; });
+        QEL_FerrionEnvironment environment{};
+        const auto &operations = StoredStream::operations;
+        const auto write = [&](int first, int count, std::size_t size) {
+            Samples samples(first, count, size);
+            environment = {};
+            const SampleList list = samples.list();
+            return operations.write(stream.writer(), list.samples, list.infos, list.count,
+                                    &environment);
+        };
+        void **samples = nullptr;
+        DDS_SampleInfo **infos = nullptr;
+        std::int32_t count = 0;
+        const auto read = [&] {
+            environment = {};
+            operations.read(stream.reader(), &samples, &infos, &count, &environment);
+            std::vector<int> values;
+            for (int i = 0; i < count; ++i) {
+                values.push_back(0);
+                DDS_DynamicData_get_long(static_cast<DDS_DynamicData *>(samples[i]), "x",
+                                         &values.back());
+                EXPECT_GT(numberOf(*infos[i]), 0);
+            }
+            return values;
+        };
+        const auto giveBack = [&] {
+            operations.return_loan(stream.reader(), samples, infos, count, &environment);
+        };
+        stream.start(
+            {&signals, [](QEL_FerrionStreamReader *, void *data) { ++*static_cast<int *>(data); }});
+        EXPECT_EQ(signals, 0);
+        EXPECT_EQ(write(1, 2, 200), 2);
+        EXPECT_EQ(signals, 1);
+        EXPECT_EQ(read(), range(1, 2));
+        stream.stop();
+        EXPECT_EQ(write(3, 1, 200), 1);
+        EXPECT_EQ(signals, 1);
+        stream.start(
+            {&signals, [](QEL_FerrionStreamReader *, void *data) { ++*static_cast<int *>(data); }});
+        EXPECT_EQ(signals, 2) << "samples wait";
+        EXPECT_EQ(read(), range(1, 3));
+        if (buffer == &queue) {
+            EXPECT_EQ(write(4, 1, 700), 1); // what is lent stays, and room is made for the newest
+            EXPECT_EQ(write(5, 1, 700), 1);
+            EXPECT_EQ(queue.level().dropped, 1U);
+        } else {
+            EXPECT_EQ(write(5, 1, 700), 0);
+            EXPECT_NE(std::string(environment.message).find("is full"), std::string::npos);
+        }
+        giveBack();
+        EXPECT_EQ(rooms, 0);
+        EXPECT_EQ(read(), buffer == &queue ? range(5, 5) : range(1, 0));
+        EXPECT_EQ(rooms, buffer == &queue ? 0 : 1);
+        giveBack();
+        EXPECT_EQ(write(6, 1, 40000), 1);
+        EXPECT_EQ(read(), range(6, 6));
+        giveBack();
+        // A steady state allocates nothing.
+        std::uint64_t before = 0;
+        QELOsapiHeapUsage usage{};
+        std::int64_t blocks = 0;
+        for (int i = 0; i < 40; ++i) {
+            Samples some(10, 3, 100);
+            const SampleList list = some.list();
+            before = i == 20 ? scripted::allocations() : before;
+            EXPECT_EQ(operations.write(stream.writer(), list.samples, list.infos, 3, &environment),
+                      3);
+            read();
+            giveBack();
+            QELOsapiHeap_getUsage(&usage);
+            EXPECT_TRUE(i < 20 || usage.blocks == blocks);
+            blocks = usage.blocks;
+        }
+        EXPECT_GT(before, 0U);
+    }
+}
+
+} // namespace
