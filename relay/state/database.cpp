@@ -167,7 +167,7 @@ StateResult Database::tryOpen()
 bool Database::setAside(const StateResult &why, const std::string &details)
 {
     const bool foreign = why.fault == Fault::foreign;
-    if ((!foreign && why.fault != Fault::corrupt) || !file_.vfs.empty()) {
+    if ((!foreign && why.fault != Fault::corrupt) || !file_.setsAside || !file_.vfs.empty()) {
         return false;
     }
     close();

@@ -39,6 +39,8 @@ struct DatabaseFile {
     bool exclusive = false;
     /// How long to wait for others that hold the file.
     int busyMilliseconds = 2000;
+    /// Whether a damaged or foreign file gets another name; else it is an error.
+    bool setsAside = true;
     /// Told about a file that was set aside.
     std::function<void(const std::string &)> notify = {};
 };

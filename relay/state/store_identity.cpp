@@ -4,8 +4,8 @@
 
 #include <fmt/format.h>
 
-#include "qddsc/string.h"
 #include "state/store_file.h"
+#include "state/type_text.h"
 
 namespace ferry {
 namespace {
@@ -19,36 +19,6 @@ const DatabaseKind storeKind = {
     "CREATE TABLE slices (first INTEGER PRIMARY KEY, count INTEGER NOT NULL,"
     " length INTEGER NOT NULL, time INTEGER NOT NULL, hash INTEGER NOT NULL,"
     " samples BLOB NOT NULL)"};
-
-std::string idlOf(const DDS_TypeCode *type)
-{
-    char *const text = type == nullptr ? nullptr : DDS_TypeCode_to_idl(type);
-    std::string idl = text == nullptr ? "" : text;
-    DDS_String_free(text);
-    return idl;
-}
-
-std::string nameOf(const DDS_TypeCode *type)
-{
-    const char *const name = type == nullptr ? nullptr : DDS_TypeCode_get_name(type);
-    return name == nullptr ? "" : name;
-}
-
-/// In what the type differs from the one that the text declares; "" if the text cannot tell.
-std::string difference(const DDS_TypeCode *type, const std::string &name, const std::string &idl)
-{
-    DDS_ErrorText text{};
-    DDS_TypeLibrary *const library = DDS_TypeLibrary_new();
-    if (library != nullptr &&
-        DDS_TypeLibrary_add_idl_text(library, idl.c_str(), "store", nullptr) != 0) {
-        const DDS_TypeCode *const stored = DDS_TypeLibrary_find(library, name.c_str());
-        if (stored != nullptr) {
-            DDS_TypeCode_explain_difference(type, stored, &text);
-        }
-    }
-    DDS_TypeLibrary_delete(library);
-    return text.text;
-}
 
 std::int64_t timeAsNumber()
 {
@@ -122,8 +92,8 @@ StateResult StoreFile::load()
 /// A new file. What was in one that was set aside is not delivered from here.
 StateResult StoreFile::addOwner()
 {
-    const std::string name = nameOf(settings_.type);
-    const std::string idl = idlOf(settings_.type);
+    const std::string name = typeName(settings_.type);
+    const std::string idl = typeText(settings_.type);
     Counts counts;
     counts.next =
         std::max(settings_.firstNumber != 0 ? settings_.firstNumber : timeAsNumber(), counts_.next);
@@ -190,13 +160,13 @@ StateResult StoreFile::checkOwner(const std::string &route, const std::string &o
 
 StateResult StoreFile::checkType(const std::string &name, const std::string &idl) const
 {
-    const std::string mine = idlOf(settings_.type);
+    const std::string mine = typeText(settings_.type);
     if (mine == idl || mine.empty() || idl.empty()) {
         return {};
     }
     std::string text =
         fmt::format("the store {} holds samples of another type, \"{}\"", database_.name(), name);
-    const std::string explained = difference(settings_.type, name, idl);
+    const std::string explained = typeDifference(settings_.type, name, idl);
     return {Fault::rejected, explained.empty() ? text : text + ": " + explained};
 }
 
