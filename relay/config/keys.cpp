@@ -118,11 +118,11 @@ const std::vector<SectionKind> sections = {
 
 const FERRY_SettingTable table = {FERRY_SETTINGS_VERSION, std::size(rows), rows};
 
-std::vector<FERRY_Setting> of(std::uint32_t section)
+std::vector<FERRY_Setting> of(std::uint32_t role)
 {
     std::vector<FERRY_Setting> keys;
     std::copy_if(std::begin(rows), std::end(rows), std::back_inserter(keys),
-                 [&](const FERRY_Setting &row) { return (row.roles & section) != 0; });
+                 [&](const FERRY_Setting &row) { return (row.roles & role) != 0; });
     return keys;
 }
 

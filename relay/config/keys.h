@@ -39,7 +39,7 @@ extern const std::vector<SectionKind> sections;
 extern const FERRY_SettingTable table;
 
 /// The keys of one section, in the order of the table.
-std::vector<FERRY_Setting> of(std::uint32_t section);
+std::vector<FERRY_Setting> of(std::uint32_t role);
 
 /// The host's own property of a writer, which the bridge reads, too.
 extern const FERRY_Setting samplesPerWrite;
