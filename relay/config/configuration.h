@@ -86,6 +86,14 @@ struct SessionSettings {
     Place place{};
 };
 
+/// How something that fails is tried again: after pauses that double, up to a longest one.
+struct RetrySettings {
+    std::chrono::milliseconds first{100};
+    std::chrono::milliseconds max{30000};
+    /// How long it may go on failing; 0 for ever.
+    std::chrono::milliseconds limit{0};
+};
+
 struct StreamSettings {
     std::size_t connection = 0;
     std::string stream;
@@ -97,9 +105,13 @@ struct StreamSettings {
     /// Outputs only: the bytes of samples with which a write call is full.
     std::uint64_t batchBytes = keys::defaultBatchBytes;
     Place place{};
+    /// Outputs only: what becomes of samples that it does not take.
+    RetrySettings retry{};
 };
 
-enum class OnError { carryOn, stop };
+/// What becomes of a route whose output does not take its samples: they are offered again, they
+/// are lost, or the route stops.
+enum class OnError { retry, carryOn, stop };
 
 struct RouteSettings {
     std::string name;
@@ -108,7 +120,11 @@ struct RouteSettings {
     const DDS_TypeCode *type = nullptr;
     StreamSettings input;
     std::vector<StreamSettings> outputs;
-    OnError onError = OnError::carryOn;
+    OnError onError = OnError::retry;
+    /// Whether bad data is set aside, or stops the route.
+    bool deadLetters = true;
+    /// How a route that is out of service is made anew; without a value it is not.
+    std::optional<RetrySettings> restart;
 };
 
 /// Glob patterns by what they are held against.

@@ -6,49 +6,191 @@
 
 namespace ferry {
 
+Delivery::Delivery(const RouteSettings &route, const StreamSettings &output, RouteCalls &calls)
+    : route_(route), output_(output), calls_(calls), retry_(output.retry)
+{
+}
+
 void Delivery::begin(const Loan &loan)
 {
     loan_ = loan;
+    retry_.begin();
     pending_.store(loan.count, std::memory_order_relaxed);
 }
 
-CallResult Delivery::writeSlice(CallGuard &guard)
+CallResult Delivery::step(CallGuard &guard)
 {
-    const std::int32_t pending = pending_.load(std::memory_order_relaxed);
-    const Loan part = slice(*end_.settings, loan_, loan_.count - pending);
+    if (bad_ > 0) {
+        return setAside();
+    }
+    const Loan part = next();
+    const Clock::time_point begin = Clock::now();
     const std::int32_t reported =
         calls_.run(guard, "write", end_.writer, [&](QEL_FerrionEnvironment *environment) {
             return end_.operations->write(end_.writer, part.samples, part.infos, part.count,
                                           environment);
         });
-    const CallResult result = account(part, reported);
-    pending_.store(pending - part.count, std::memory_order_relaxed);
-    return result;
+    const std::int32_t taken = takenOf(part, reported);
+    if (taken == part.count) {
+        return accept(part);
+    }
+    return route_.onError == OnError::retry ? retry(part, taken, begin) : lose(part, taken);
 }
 
-/// A call may fail over some of its samples, or only have something to report: what it reports as
-/// taken is not lost. The ends among them count as taken before what it left.
-CallResult Delivery::account(const Loan &slice, std::int32_t reported)
+/// What is to be offered now.
+Loan Delivery::next() const
+{
+    const std::int32_t first = loan_.count - pending_.load(std::memory_order_relaxed);
+    return slice(output_, loan_, first + retry_.skip(), retry_.most());
+}
+
+/// How many samples at the beginning of a slice the output has. A call may fail over some of its
+/// samples, or only have something to report: what it reports as taken is not lost.
+std::int32_t Delivery::takenOf(const Loan &part, std::int32_t reported)
 {
     CallEnvironment &environment = calls_.environment();
-    const bool possible = reported >= 0 && reported <= slice.count;
+    const bool possible = reported >= 0 && reported <= part.count;
     if (!possible && !environment.failed()) {
         environment.fail(
             fmt::format("the adapter says that it has written {} of the {} samples it was given",
-                        reported, slice.count));
+                        reported, part.count));
     }
-    const std::int32_t taken = possible ? reported : 0;
-    written_.add(static_cast<std::uint64_t>(std::max(taken - slice.ends, 0)));
-    lost_.add(static_cast<std::uint64_t>(slice.count - taken));
+    if (!possible) {
+        return 0;
+    }
+    // Which of its samples a short write took is known only if the adapter says so.
+    const bool known = reported == part.count || end_.countsPrefix;
+    return known || route_.onError != OnError::retry ? reported : 0;
+}
+
+/// All of the slice is taken, whatever the call reports besides.
+CallResult Delivery::accept(const Loan &part)
+{
+    CallResult result = CallResult::good;
+    if (calls_.environment().failed()) {
+        calls_.errors.add(1);
+        calls_.reportFailure(end_, filter_, "write");
+        result = CallResult::flawed;
+    }
+    bad_ = retry_.taken(part.count);
+    if (bad_ > 0) {
+        takenBehind_ = part.count;
+        return std::max(result, setAside());
+    }
+    countWritten(part);
+    settle(part.count);
+    return result;
+}
+
+/// The ends among them count as taken before what the call left.
+CallResult Delivery::lose(const Loan &part, std::int32_t taken)
+{
+    const bool failed = calls_.environment().failed();
+    written_.add(static_cast<std::uint64_t>(std::max(taken - part.ends, 0)));
+    if (failed) {
+        calls_.errors.add(1);
+        calls_.reportFailure(end_, filter_, "write");
+    } else {
+        reportShortfall(taken, part.count);
+    }
+    if (route_.onError == OnError::stop) {
+        settle(taken);
+        stopped_ = true;
+    } else {
+        lost_.add(static_cast<std::uint64_t>(part.count - taken));
+        settle(part.count);
+    }
+    return failed ? CallResult::failed : CallResult::flawed;
+}
+
+CallResult Delivery::retry(const Loan &part, std::int32_t taken, Clock::time_point begin)
+{
+    const Clock::time_point now = Clock::now();
+    retries_.add(1);
+    CallEnvironment &environment = calls_.environment();
     if (environment.failed()) {
         calls_.reportFailure(end_, filter_, "write");
-        return taken == slice.count ? CallResult::flawed : CallResult::failed;
+    } else {
+        reportShortfall(taken, part.count);
+        environment.fail(fmt::format("took {} of {} samples and no error", taken, part.count));
     }
-    if (taken == slice.count) {
-        return CallResult::good;
+    if (retry_.skip() == 0) {
+        reason_ = environment.text();
     }
-    reportShortfall(taken, slice.count);
+    if (taken > 0) {
+        countWritten(measured({part.samples, part.infos, taken}));
+        settle(taken);
+    }
+    if (environment.rejected() > 0 && retry_.skip() == 0) {
+        retry_.taken(taken);
+        bad_ = 1;
+        return setAside();
+    }
+    retry_.failed(part.count, taken, pending_.load(std::memory_order_relaxed), now - begin, now);
+    if (retry_.exhausted(now)) {
+        return stop(fmt::format("the writer of {} has failed for {} s: {}", end_.label,
+                                std::chrono::duration_cast<std::chrono::seconds>(
+                                    output_.retry.limit)
+                                    .count(),
+                                reason_));
+    }
+    return CallResult::failed;
+}
+
+/// Has the bad samples kept elsewhere. While that fails nothing else is written.
+CallResult Delivery::setAside()
+{
+    const std::int32_t first = loan_.count - pending_.load(std::memory_order_relaxed);
+    const auto at = [&](auto *array) { return array == nullptr ? nullptr : array + first; };
+    const Loan bad = measured({at(loan_.samples), at(loan_.infos), bad_});
+    if (keeper_ == nullptr) {
+        return stop(fmt::format("the writer of {} cannot take sample {} of a read of {}: {}",
+                                end_.label, first + 1, loan_.count, reason_));
+    }
+    const std::string obstacle =
+        keeper_->keep({calls_.route(), end_.label, route_, reason_, retry_.attempts(), bad});
+    if (!obstacle.empty()) {
+        if (filter_.admit(obstacle.c_str(), Clock::now())) {
+            logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_setAside", calls_.route(),
+                     "{}: {} samples are bad data, but cannot be set aside: {}", end_.label,
+                     bad.count, obstacle);
+        }
+        retry_.postpone(Clock::now());
+        return CallResult::failed;
+    }
+    if (filter_.admit(reason_.c_str(), Clock::now())) {
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_setAside", calls_.route(),
+                 "{}: set aside as bad data, {} samples: {}",
+                 calls_.about("write", end_, filter_), bad.count, reason_);
+    }
+    dead_.add(static_cast<std::uint64_t>(bad.count));
+    if (takenBehind_ > 0) {
+        countWritten(measured({bad.samples + bad_, bad.infos == nullptr ? nullptr : bad.infos + bad_,
+                               takenBehind_}));
+    } else {
+        retry_.setAside();
+    }
+    settle(bad_ + takenBehind_);
+    bad_ = takenBehind_ = 0;
     return CallResult::flawed;
+}
+
+void Delivery::settle(std::int32_t count)
+{
+    pending_.store(pending_.load(std::memory_order_relaxed) - count, std::memory_order_relaxed);
+}
+
+void Delivery::countWritten(const Loan &part)
+{
+    written_.add(static_cast<std::uint64_t>(part.count - part.ends));
+}
+
+CallResult Delivery::stop(const std::string &reason)
+{
+    calls_.errors.add(1);
+    logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_write", calls_.route(), "{}", reason);
+    stopped_ = true;
+    return CallResult::failed;
 }
 
 void Delivery::reportShortfall(std::int32_t taken, std::int32_t given)
@@ -60,6 +202,14 @@ void Delivery::reportShortfall(std::int32_t taken, std::int32_t given)
     }
 }
 
+void Delivery::drop()
+{
+    held_.add(static_cast<std::uint64_t>(pending_.exchange(0)));
+    bad_ = takenBehind_ = 0;
+    stopped_ = false;
+    retry_ = Retry(output_.retry);
+}
+
 void Delivery::abandon()
 {
     lost_.add(static_cast<std::uint64_t>(pending_.exchange(0)));
@@ -67,13 +217,17 @@ void Delivery::abandon()
 
 RouteTotals::Output Delivery::totals() const
 {
-    return {end_.label, written_.get(), lost_.get()};
+    return {end_.label,     written_.get(), lost_.get(),
+            retries_.get(), dead_.get(),    held_.get()};
 }
 
 void Delivery::resume(const RouteTotals::Output &totals)
 {
     written_.add(totals.written);
     lost_.add(totals.lost);
+    retries_.add(totals.retries);
+    dead_.add(totals.dead);
+    held_.add(totals.held);
 }
 
 } // namespace ferry

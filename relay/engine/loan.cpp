@@ -25,9 +25,9 @@ Loan measured(Loan loan)
     return loan;
 }
 
-Loan slice(const StreamSettings &output, const Loan &loan, std::int32_t from)
+Loan slice(const StreamSettings &output, const Loan &loan, std::int32_t from, std::int32_t limit)
 {
-    const std::int32_t most = std::min(output.maxSamplesPerWrite, loan.count - from);
+    const std::int32_t most = std::min({output.maxSamplesPerWrite, limit, loan.count - from});
     Loan slice{loan.samples + from, loan.infos == nullptr ? nullptr : loan.infos + from, most};
     if (loan.bytes <= output.batchBytes && loan.ends == 0) {
         return slice; // nothing to be found by looking at every sample

@@ -20,7 +20,7 @@ Route::Route(const RouteSettings &settings, std::chrono::milliseconds period, Pl
       calls_(settings_.name, this, host)
 {
     for (std::size_t i = 0; i < settings_.outputs.size(); ++i) {
-        deliveries_.push_back(std::make_unique<Delivery>(calls_));
+        deliveries_.push_back(std::make_unique<Delivery>(settings_, settings_.outputs[i], calls_));
     }
 }
 
@@ -44,8 +44,11 @@ bool Route::ready(Clock::time_point now) const
     if (state() != State::active) {
         return false;
     }
-    if (leaving_) {
+    if (leaving_ && !isLent_) {
         return true;
+    }
+    if (isLent_) {
+        return now >= nextDue_ && (leaving_ || !paused());
     }
     if (paused()) {
         return false;
@@ -57,40 +60,107 @@ bool Route::ready(Clock::time_point now) const
 
 Route::Outcome Route::step(CallGuard &guard)
 {
-    const Clock::time_point begin = Clock::now();
+    if (!isLent_) {
+        lend(guard, Clock::now());
+    }
+    const std::int64_t before = pending();
+    const CallResult giving = deliver(guard);
+    if (state() != State::failed && !isDelivered()) {
+        return wait(pending() < before);
+    }
+    return finish(guard, giving);
+}
+
+/// Reads, and has every output expect what came.
+void Route::lend(CallGuard &guard, Clock::time_point now)
+{
     // In this order: at no moment do both flags say that nothing is going on.
     idle_.store(false);
     if (signalled_.exchange(false) && failuresInRow_ == 0) {
-        lastActivity_.store(nanoseconds(begin), std::memory_order_relaxed);
+        lastActivity_.store(nanoseconds(now), std::memory_order_relaxed);
     }
-    CallResult taking = CallResult::good;
-    const Loan lent = read(guard, taking);
-    const Loan loan = measured(withoutGaps(lent, taking));
+    taking_ = CallResult::good;
+    lent_ = read(guard, taking_);
+    isLent_ = true;
+    const Loan loan = measured(withoutGaps(lent_, taking_));
     samplesRead_.add(static_cast<std::uint64_t>(loan.count - loan.ends));
     ends_.add(static_cast<std::uint64_t>(loan.ends));
-    const CallResult giving = loan.count == 0 ? CallResult::good : deliver(guard, loan);
-    returnLoan(guard, lent, taking);
-    if (lent.count > 0) {
-        if (firstActivity_.load(std::memory_order_relaxed) == 0) {
-            firstActivity_.store(nanoseconds(begin), std::memory_order_relaxed);
+    if (lent_.count > 0 && firstActivity_.load(std::memory_order_relaxed) == 0) {
+        firstActivity_.store(nanoseconds(now), std::memory_order_relaxed);
+    }
+    for (const auto &delivery : deliveries_) {
+        delivery->begin(loan);
+    }
+}
+
+bool Route::isDelivered() const
+{
+    return std::all_of(deliveries_.begin(), deliveries_.end(),
+                       [](const auto &delivery) { return delivery->done(); });
+}
+
+/// Samples that outputs have not got, of all of them together.
+std::int64_t Route::pending() const
+{
+    std::int64_t samples = 0;
+    for (const auto &delivery : deliveries_) {
+        samples += delivery->pending();
+    }
+    return samples;
+}
+
+/// The loan stays out: some output is to be offered more of it later.
+Route::Outcome Route::wait(bool progress)
+{
+    const Clock::time_point now = Clock::now();
+    if (progress) {
+        lastActivity_.store(nanoseconds(now), std::memory_order_relaxed);
+    }
+    if (progress || stuckSince_.load() == 0) {
+        stuckSince_.store(nanoseconds(now));
+    }
+    nextDue_ = Clock::time_point::max();
+    for (const auto &delivery : deliveries_) {
+        if (!delivery->done()) {
+            nextDue_ = std::min(nextDue_, delivery->due());
         }
+    }
+    if (leaving_) {
+        nextDue_ = std::min(nextDue_, leaveBy_);
+        drained(true);
+    }
+    return Outcome::error;
+}
+
+/// All outputs have the loan, or the route goes out of service and the loan is not acknowledged.
+Route::Outcome Route::finish(CallGuard &guard, CallResult giving)
+{
+    const bool progress = lent_.count > 0;
+    if (state() == State::failed) {
+        drop();
+    } else {
+        returnLoan(guard);
+    }
+    isLent_ = false;
+    stuckSince_.store(0);
+    if (progress) {
         lastActivity_.store(nanoseconds(Clock::now()), std::memory_order_relaxed);
     }
-    const CallResult result = std::max(taking, giving);
+    const CallResult result = std::max(taking_, giving);
     const bool error = result == CallResult::failed;
-    const Outcome outcome = error            ? Outcome::error
-                            : lent.count > 0 ? Outcome::data
-                                             : Outcome::empty;
     if (result != CallResult::good && settings_.onError == OnError::stop) {
         setState(State::failed);
+    }
+    if (state() == State::failed) {
         logError("FERRYRoute_step", FERRY_LOG_TOPICROUTE_ROUTE_FAILURE_s, name().c_str());
     }
-    plan(outcome, lent.count > 0 && giving != CallResult::failed);
+    const Outcome outcome = error ? Outcome::error : progress ? Outcome::data : Outcome::empty;
+    plan(outcome, progress && giving != CallResult::failed);
     if (leaving_) {
-        drained(lent.count > 0);
+        drained(progress);
     }
     failing_.store(error);
-    idle_.store(lent.count == 0);
+    idle_.store(!progress);
     return outcome;
 }
 
@@ -126,6 +196,9 @@ RouteTotals Route::totals() const
         totals.outputs.push_back(delivery->totals());
         totals.written = std::min(totals.written, totals.outputs.back().written);
         totals.lost += totals.outputs.back().lost;
+        totals.retries += totals.outputs.back().retries;
+        totals.dead += totals.outputs.back().dead;
+        totals.held += totals.outputs.back().held;
     }
     totals.firstActivity = firstActivity_.load();
     totals.lastActivity = lastActivity_.load();
@@ -167,9 +240,9 @@ void Route::drained(bool progress)
     if (progress && Clock::now() >= leaveBy_) {
         drained_ = true;
         logAbout(FERRYLOG_BIT_WARNING, "FERRYRoute_leave", name(),
-                 "the stream of {} has gone, but its reader still brings samples: what is left of "
-                 "them is not read",
-                 input_.label);
+                 "the stream of {} has gone, but {}", input_.label,
+                 isLent_ ? "its last samples are not taken: they are not acknowledged"
+                         : "its reader still brings samples: what is left of them is not read");
     }
 }
 
@@ -186,6 +259,7 @@ Loan Route::read(CallGuard &guard, CallResult &result)
                                      loan.count < 0 ? "" : " at no address"));
     }
     if (environment.failed()) {
+        calls_.errors.add(1);
         calls_.reportFailure(input_, failures_, "read");
         bad_.add(environment.rejected());
         // An adapter that reports what it has passed over has gone on by itself.
@@ -238,41 +312,66 @@ void Route::reportGaps(const Loan &loan, std::int32_t first, std::int32_t missin
              calls_.about("read", input_, gaps_).c_str(), text.c_str());
 }
 
-/// Offers the loan to one output after the other. Before that, all of it is pending there.
-CallResult Route::deliver(CallGuard &guard, const Loan &loan)
-{
-    for (const auto &delivery : deliveries_) {
-        delivery->begin(loan);
-    }
-    CallResult worst = CallResult::good;
-    for (const auto &delivery : deliveries_) {
-        worst = std::max(worst, deliver(guard, *delivery));
-    }
-    return worst;
-}
-
-CallResult Route::deliver(CallGuard &guard, Delivery &delivery)
+/// Offers the loan to one output after the other. One that stops puts the route out of service, but
+/// the others get what they can.
+CallResult Route::deliver(CallGuard &guard)
 {
     CallResult worst = CallResult::good;
-    while (!delivery.done()) {
-        worst = std::max(worst, delivery.writeSlice(guard));
-        if (worst != CallResult::good && settings_.onError == OnError::stop) {
-            delivery.abandon();
+    const Clock::time_point now = deliveries_.size() > 0 && stuckSince_.load() != 0
+                                      ? Clock::now()
+                                      : Clock::time_point::max();
+    for (const auto &delivery : deliveries_) {
+        worst = std::max(worst, deliver(guard, *delivery, now));
+        if (delivery->stopped()) {
+            setState(State::failed);
         }
     }
     return worst;
 }
 
-void Route::returnLoan(CallGuard &guard, const Loan &loan, CallResult &result)
+/// What is due of one output. After a failure that will be repeated, other routes have their turn.
+CallResult Route::deliver(CallGuard &guard, Delivery &delivery, Clock::time_point now)
+{
+    CallResult worst = CallResult::good;
+    while (!delivery.done() && !delivery.stopped() && delivery.due() <= now) {
+        const CallResult result = delivery.step(guard);
+        worst = std::max(worst, result);
+        if (result == CallResult::failed && settings_.onError == OnError::retry) {
+            break;
+        }
+    }
+    return worst;
+}
+
+void Route::returnLoan(CallGuard &guard)
 {
     calls_.run(guard, "return_loan", input_.reader, [&](QEL_FerrionEnvironment *environment) {
-        input_.operations->return_loan(input_.reader, loan.samples, loan.infos, loan.count,
+        input_.operations->return_loan(input_.reader, lent_.samples, lent_.infos, lent_.count,
                                        environment);
     });
     if (calls_.environment().failed()) {
+        calls_.errors.add(1);
         calls_.reportFailure(input_, failures_, "return_loan");
-        result = CallResult::failed;
+        taking_ = CallResult::failed;
     }
+}
+
+void Route::drop()
+{
+    if (!isLent_) {
+        return;
+    }
+    isLent_ = false;
+    stuckSince_.store(0);
+    for (const auto &delivery : deliveries_) {
+        delivery->drop();
+    }
+}
+
+void Route::release()
+{
+    drop();
+    released_.store(true);
 }
 
 std::string Route::describe(const CallGuard &guard) const

@@ -69,11 +69,11 @@ public:
     {
         return leaving_ && (drained_ || state() != State::active);
     }
-    /// Session thread, as the last it does with the route.
-    void release()
-    {
-        released_.store(true);
-    }
+    /// Session thread: nobody touches a loan that is still out any more, and its reader does not get
+    /// it back.
+    void drop();
+    /// Session thread, as the last it does with the route. A loan that is still out is dropped.
+    void release();
     /// Control thread: whether the session has released the route.
     bool released() const
     {
@@ -97,8 +97,9 @@ public:
     {
         return nextDue_;
     }
-    /// Session thread: one read, its writes and the return of its loan. The state is `failed`
-    /// afterwards when the route goes out of service.
+    /// Session thread: one read, its writes and the return of its loan; or, if an output has not
+    /// taken all of an earlier loan, what is due of that. The state is `failed` afterwards when the
+    /// route goes out of service.
     Outcome step(CallGuard &guard);
 
     /// The last read found nothing, and nothing has come since (signals of a reader that only fails
@@ -106,6 +107,12 @@ public:
     bool idle() const
     {
         return idle_.load() && (!signalled_.load() || failing_.load());
+    }
+    /// Since when no output has taken anything of a loan that is out, in nanoseconds of Clock; 0
+    /// while all goes well. Any thread.
+    std::int64_t stuckSince() const
+    {
+        return stuckSince_.load();
     }
     /// What a guard says of a call for this route: "read of connection/stream".
     std::string describe(const CallGuard &guard) const;
@@ -123,11 +130,16 @@ private:
     Loan read(CallGuard &guard, CallResult &result);
     Loan withoutGaps(const Loan &loan, CallResult &result);
     void reportGaps(const Loan &loan, std::int32_t first, std::int32_t missing);
-    CallResult deliver(CallGuard &guard, const Loan &loan);
-    CallResult deliver(CallGuard &guard, Delivery &delivery);
-    void returnLoan(CallGuard &guard, const Loan &loan, CallResult &result);
+    void lend(CallGuard &guard, Clock::time_point now);
+    CallResult deliver(CallGuard &guard);
+    CallResult deliver(CallGuard &guard, Delivery &delivery, Clock::time_point now);
+    bool isDelivered() const;
+    Outcome wait(bool progress);
+    Outcome finish(CallGuard &guard, CallResult giving);
+    void returnLoan(CallGuard &guard);
     void plan(Outcome outcome, bool progress);
     void drained(bool progress);
+    std::int64_t pending() const;
 
     const RouteSettings settings_;
     const std::chrono::milliseconds period_;
@@ -149,8 +161,14 @@ private:
     Counter ends_;
     std::atomic<std::int64_t> firstActivity_{0};
     std::atomic<std::int64_t> lastActivity_{0};
+    std::atomic<std::int64_t> stuckSince_{0};
 
     // Session thread only.
+    /// What the reader has lent and not got back.
+    Loan lent_;
+    bool isLent_ = false;
+    /// How the read of that loan went.
+    CallResult taking_ = CallResult::good;
     RepeatFilter failures_;
     RepeatFilter gaps_;
     std::vector<void *> compactSamples_;

@@ -6,7 +6,6 @@ namespace ferry {
 
 void RouteCalls::reportFailure(const RouteEnd &end, RepeatFilter &filter, const char *operation)
 {
-    errors.add(1);
     if (!environment_.explained()) {
         environment_.explain(host_.takeFailure(*end.adapter));
     }

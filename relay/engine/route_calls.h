@@ -25,6 +25,8 @@ struct ReaderEnd : RouteEnd {
 
 struct WriterEnd : RouteEnd {
     QEL_FerrionStreamWriter *writer = nullptr;
+    /// Whether its counts say that the first so many samples were taken, and no other.
+    bool countsPrefix = false;
 };
 
 /// How a call went, the worse the higher. What is flawed was no success, but the next call may come
@@ -54,7 +56,7 @@ public:
         return environment_;
     }
 
-    /// Counts the failure of the last call, and logs it unless the filter holds it back.
+    /// Logs the failure of the last call unless the filter holds it back. Callers count it.
     void reportFailure(const RouteEnd &end, RepeatFilter &filter, const char *operation);
     /// What a line is about, with the number of those like it that the filter has held back.
     std::string about(const char *operation, const RouteEnd &end, RepeatFilter &filter) const;

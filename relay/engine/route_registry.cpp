@@ -50,6 +50,9 @@ void RouteRegistry::fold()
     others_.ends += oldest.ends;
     others_.errors += oldest.errors;
     others_.lost += oldest.lost;
+    others_.retries += oldest.retries;
+    others_.dead += oldest.dead;
+    others_.held += oldest.held;
     const bool first = others_.firstActivity == 0 || oldest.firstActivity < others_.firstActivity;
     others_.firstActivity =
         first && oldest.firstActivity > 0 ? oldest.firstActivity : others_.firstActivity;

@@ -31,6 +31,9 @@ struct RouteTotals {
         std::string label;
         std::uint64_t written = 0;
         std::uint64_t lost = 0;
+        std::uint64_t retries = 0;
+        std::uint64_t dead = 0;
+        std::uint64_t held = 0;
     };
 
     std::string name;
@@ -47,6 +50,12 @@ struct RouteTotals {
     std::uint64_t errors = 0;
     /// By all outputs together.
     std::uint64_t lost = 0;
+    /// Failed writes that were repeated, or are going to be. They are no errors.
+    std::uint64_t retries = 0;
+    /// Bad data that was set aside.
+    std::uint64_t dead = 0;
+    /// Samples of loans that were not acknowledged: those of them that an output has not taken.
+    std::uint64_t held = 0;
     std::vector<Output> outputs;
     /// Nanoseconds of Clock; 0 before the first samples.
     std::int64_t firstActivity = 0;

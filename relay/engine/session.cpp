@@ -117,6 +117,9 @@ void Session::run()
     if (attached) {
         begin();
         loop();
+        for (Route *route : routes_) {
+            route->drop();
+        }
         host_.detachThread();
     } else {
         logError("FERRYSession_run", FERRY_LOG_SESSION_START_FAILURE_s, settings_.name.c_str());

@@ -12,7 +12,10 @@ std::string totals(const RouteTotals &route)
 {
     std::string text = fmt::format("{}: {} read, {} written, {} errors", route.name, route.read,
                                    route.written, route.errors);
-    const std::pair<std::uint64_t, const char *> rare[] = {{route.lost, "lost"},
+    const std::pair<std::uint64_t, const char *> rare[] = {{route.retries, "retries"},
+                                                           {route.dead, "set aside"},
+                                                           {route.held, "not acknowledged"},
+                                                           {route.lost, "lost"},
                                                            {route.unreadable, "unreadable"},
                                                            {route.bad, "bad"},
                                                            {route.ends, "ends"}};
@@ -56,7 +59,7 @@ std::vector<std::string> summaryLines(const std::vector<RouteTotals> &routes)
 bool isClean(const std::vector<RouteTotals> &routes)
 {
     return std::all_of(routes.begin(), routes.end(), [](const RouteTotals &route) {
-        return route.lost + route.unreadable + route.bad + route.errors == 0 && !route.failed;
+        return route.dead + route.held + route.lost + route.unreadable + route.bad + route.errors == 0 && !route.failed;
     });
 }
 

@@ -54,6 +54,7 @@ protected:
         ferry::RouteSettings route;
         route.name = name;
         route.typeName = "T";
+        route.onError = ferry::OnError::carryOn;
         route.input = end(input);
         for (const std::string &output : outputs) {
             route.outputs.push_back(end(output));
