@@ -16,9 +16,8 @@ Clock::duration Backoff::next(Clock::time_point now)
         since_ = now;
     }
     const int doublings = std::min(failures_ - 1, 20);
-    const std::chrono::nanoseconds most =
-        std::min<std::chrono::nanoseconds>(settings_.max,
-                                           settings_.first * (std::int64_t{1} << doublings));
+    const std::chrono::nanoseconds most = std::min<std::chrono::nanoseconds>(
+        settings_.max, settings_.first * (std::int64_t{1} << doublings));
     std::uniform_int_distribution<std::int64_t> pause(0, most.count());
     return std::max<std::chrono::nanoseconds>(std::chrono::nanoseconds(pause(random_)), shortest);
 }

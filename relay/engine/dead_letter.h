@@ -25,8 +25,8 @@ struct DeadLetter {
 class DeadLetterKeeper {
 public:
     virtual ~DeadLetterKeeper() = default;
-    /// Keeps the samples, which are on the disk when it returns "". Else it returns why it cannot at
-    /// the moment, and has kept none.
+    /// Keeps the samples, which are on the disk when it returns "". Else it returns why it cannot
+    /// at the moment, and has kept none.
     virtual std::string keep(const DeadLetter &letter) = 0;
 };
 

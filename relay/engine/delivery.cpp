@@ -128,11 +128,10 @@ CallResult Delivery::retry(const Loan &part, std::int32_t taken, Clock::time_poi
     }
     retry_.failed(part.count, taken, pending_.load(std::memory_order_relaxed), now - begin, now);
     if (retry_.exhausted(now)) {
-        return stop(fmt::format("the writer of {} has failed for {} s: {}", end_.label,
-                                std::chrono::duration_cast<std::chrono::seconds>(
-                                    output_.retry.limit)
-                                    .count(),
-                                reason_));
+        return stop(fmt::format(
+            "the writer of {} has failed for {} s: {}", end_.label,
+            std::chrono::duration_cast<std::chrono::seconds>(output_.retry.limit).count(),
+            reason_));
     }
     return CallResult::failed;
 }
@@ -160,13 +159,13 @@ CallResult Delivery::setAside()
     }
     if (filter_.admit(reason_.c_str(), Clock::now())) {
         logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_setAside", calls_.route(),
-                 "{}: set aside as bad data, {} samples: {}",
-                 calls_.about("write", end_, filter_), bad.count, reason_);
+                 "{}: set aside as bad data, {} samples: {}", calls_.about("write", end_, filter_),
+                 bad.count, reason_);
     }
     dead_.add(static_cast<std::uint64_t>(bad.count));
     if (takenBehind_ > 0) {
-        countWritten(measured({bad.samples + bad_, bad.infos == nullptr ? nullptr : bad.infos + bad_,
-                               takenBehind_}));
+        countWritten(measured(
+            {bad.samples + bad_, bad.infos == nullptr ? nullptr : bad.infos + bad_, takenBehind_}));
     } else {
         retry_.setAside();
     }
@@ -217,8 +216,7 @@ void Delivery::abandon()
 
 RouteTotals::Output Delivery::totals() const
 {
-    return {end_.label,     written_.get(), lost_.get(),
-            retries_.get(), dead_.get(),    held_.get()};
+    return {end_.label, written_.get(), lost_.get(), retries_.get(), dead_.get(), held_.get()};
 }
 
 void Delivery::resume(const RouteTotals::Output &totals)

@@ -28,8 +28,8 @@ struct Loan {
 Loan measured(Loan loan);
 
 /// The part of a measured loan that goes into one write: from the sample `from` to the one that
-/// makes it as many samples, or as many bytes, as the output is to get at a time; `limit` samples at
-/// the most.
+/// makes it as many samples, or as many bytes, as the output is to get at a time; `limit` samples
+/// at the most.
 Loan slice(const StreamSettings &output, const Loan &loan, std::int32_t from, std::int32_t limit);
 
 } // namespace ferry

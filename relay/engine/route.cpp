@@ -317,9 +317,8 @@ void Route::reportGaps(const Loan &loan, std::int32_t first, std::int32_t missin
 CallResult Route::deliver(CallGuard &guard)
 {
     CallResult worst = CallResult::good;
-    const Clock::time_point now = deliveries_.size() > 0 && stuckSince_.load() != 0
-                                      ? Clock::now()
-                                      : Clock::time_point::max();
+    const Clock::time_point now =
+        deliveries_.size() > 0 && stuckSince_.load() != 0 ? Clock::now() : Clock::time_point::max();
     for (const auto &delivery : deliveries_) {
         worst = std::max(worst, deliver(guard, *delivery, now));
         if (delivery->stopped()) {

@@ -69,8 +69,8 @@ public:
     {
         return leaving_ && (drained_ || state() != State::active);
     }
-    /// Session thread: nobody touches a loan that is still out any more, and its reader does not get
-    /// it back.
+    /// Session thread: nobody touches a loan that is still out any more, and its reader does not
+    /// get it back.
     void drop();
     /// Session thread, as the last it does with the route. A loan that is still out is dropped.
     void release();

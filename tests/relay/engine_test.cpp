@@ -81,7 +81,11 @@ TEST_F(RelayTest, StopsForWhateverIsNoSuccess)
 {
     constexpr int all = -1000;
     const Flaw flaws[] = {
-        {{{1, 2, 3}, ""}, 2, "", "3 read, 2 written, 0 errors, 1 not acknowledged", "took 2 of 3 samples"},
+        {{{1, 2, 3}, ""},
+         2,
+         "",
+         "3 read, 2 written, 0 errors, 1 not acknowledged",
+         "took 2 of 3 samples"},
         {{{1, 2, 3}, ""},
          -5,
          "",
@@ -92,7 +96,11 @@ TEST_F(RelayTest, StopsForWhateverIsNoSuccess)
          "",
          "3 read, 0 written, 1 errors, 3 not acknowledged",
          "has written 1000 of the 3 samples"},
-        {{{1, 2, 3}, ""}, -1, "full", "3 read, 0 written, 1 errors, 3 not acknowledged", "write of b/x3: full"},
+        {{{1, 2, 3}, ""},
+         -1,
+         "full",
+         "3 read, 0 written, 1 errors, 3 not acknowledged",
+         "write of b/x3: full"},
         {{{1, 2, 3}, ""}, all, "slow", "3 read, 3 written, 1 errors", "write of b/x4: slow"},
         {{{1, 2, 3, 4, 5}, ""},
          1,
@@ -101,7 +109,11 @@ TEST_F(RelayTest, StopsForWhateverIsNoSuccess)
          "topic route will be disabled from now on: 5",
          2},
         // Ends of instances are no samples, but a loss where they are not taken.
-        {{{1, 2, 3}, "", {1, 3}}, 1, "", "1 read, 0 written, 0 errors, 2 not acknowledged, 2 ends", "took 1"},
+        {{{1, 2, 3}, "", {1, 3}},
+         1,
+         "",
+         "1 read, 0 written, 0 errors, 2 not acknowledged, 2 ends",
+         "took 1"},
         {{{1, -1, 3, -1}, ""},
          all,
          "",
