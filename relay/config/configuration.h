@@ -123,8 +123,6 @@ struct RouteSettings {
     OnError onError = OnError::retry;
     /// Whether bad data is set aside, or stops the route.
     bool deadLetters = true;
-    /// How a route that is out of service is made anew; without a value it is not.
-    std::optional<RetrySettings> restart;
 };
 
 /// Glob patterns by what they are held against.
@@ -178,6 +176,9 @@ struct Configuration {
     std::filesystem::path directory;
     LogSettings log;
     JavaSettings java;
+    /// How connections and routes that are out of service are made anew; without a value they are
+    /// not.
+    std::optional<RetrySettings> restart;
     std::vector<AdapterSettings> adapters;
     std::vector<ConnectionSettings> connections;
     std::vector<SessionSettings> sessions;

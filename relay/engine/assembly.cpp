@@ -88,12 +88,24 @@ bool Assembly::giveUp()
     return true;
 }
 
-void Assembly::problem(const std::string &what, const std::string &adapter,
+void Assembly::problem(const std::string &what, const Adapter &adapter,
                        const std::string &operation, Place place)
 {
-    ++problems_;
-    logAdapterFailure("FERRYRelay_build", adapter, operation, environment());
+    const bool temporary = mayRestart(adapter);
+    problems_ += temporary ? 0 : 1;
+    if (!temporary || admits(what, environment().cause())) {
+        logAdapterFailure("FERRYRelay_build", adapter.settings->name, operation, environment());
+    }
     reporter_.bad(what, fmt::format("{}: {}", operation, environment().text()), place);
+}
+
+/// Whether a failure is to be logged that comes again with each attempt.
+bool Assembly::admits(const std::string &what, const char *cause)
+{
+    if (failures_.size() > mostFailures) {
+        failures_.clear();
+    }
+    return failures_.emplace(what, restartPause).first->second.admit(cause, Clock::now());
 }
 
 void Assembly::build(const std::function<bool()> &stop)
@@ -120,7 +132,9 @@ void Assembly::open(Route &route)
     const bool good = openRoute(route);
     route.setState(good ? Route::State::active : Route::State::failed);
     if (!good) {
-        logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s, route.name().c_str());
+        if (!isPossible(route.settings()) || admits(route.name(), "")) {
+            logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s, route.name().c_str());
+        }
         reporter_.bad(fmt::format("route {}", route.name()), "out of service", {});
     }
 }
@@ -140,7 +154,7 @@ void Assembly::openAdapter(Adapter &adapter)
         }
     }
     if (environment().failed()) {
-        problem(what, settings.name, "create", settings.place);
+        problem(what, adapter, "create", settings.place);
         return;
     }
     adapter.plugin = plugin;
@@ -192,8 +206,13 @@ void Assembly::openConnection(Connection &connection)
     }
     if (environment().failed()) {
         connection.broken = true;
-        problem(what, connection.adapter->settings->name, fmt::format("create {}", what),
-                settings.place);
+        if (mayRestart(*connection.adapter)) {
+            if (!connection.timer) {
+                connection.timer.emplace(*configuration_.restart);
+            }
+            connection.timer->failed(Clock::now());
+        }
+        problem(what, *connection.adapter, fmt::format("create {}", what), settings.place);
         return;
     }
     const auto toString = connection.operations().connection_to_string;
@@ -228,9 +247,10 @@ Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t co
         environment().fail("no session");
     }
     if (environment().failed()) {
-        problem(what, owner->adapter->settings->name, fmt::format("create {}", what),
-                settings.place);
-        logError("FERRYRelay_build", FERRY_LOG_SESSION_START_FAILURE_s, settings.name.c_str());
+        problem(what, *owner->adapter, fmt::format("create {}", what), settings.place);
+        if (!mayRestart(*owner->adapter)) {
+            logError("FERRYRelay_build", FERRY_LOG_SESSION_START_FAILURE_s, settings.name.c_str());
+        }
     } else {
         made.handle = handle;
         reporter_.good(what, "");
@@ -293,8 +313,8 @@ Handle *Assembly::openEnd(Route &route, RouteEnd &end, const StreamSettings &set
         environment().fail(fmt::format("no stream {}", kind));
     }
     if (environment().failed()) {
-        problem(fmt::format("route {}", route.name()), *end.adapter, fmt::format("create {}", what),
-                settings.place);
+        problem(fmt::format("route {}", route.name()), *owner->connection->adapter,
+                fmt::format("create {}", what), settings.place);
         return nullptr;
     }
     return handle;

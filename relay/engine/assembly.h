@@ -5,12 +5,14 @@
 
 #include <atomic>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "engine/reporter.h"
+#include "engine/restart_timer.h"
 #include "engine/route_registry.h"
 #include "engine/session.h"
 
@@ -81,6 +83,18 @@ public:
     {
         return reporter_;
     }
+    /// Whether nothing that will not change keeps the route from being made: its adapters are
+    /// there.
+    bool isPossible(const RouteSettings &route) const;
+    /// Makes anew the connections that are out of service and due; returns those that are back.
+    std::vector<std::size_t> reconnect(const std::function<bool()> &stop);
+    /// When to do that next.
+    Clock::time_point nextReconnect() const;
+    /// Whether the connection is out of service, but will be made anew.
+    bool isReconnecting(std::size_t connection) const;
+    /// Makes anew what a route that is closed stood on, if nothing else uses it: an adapter may
+    /// need new objects.
+    void renew(const RouteSettings &route);
     /// Deletes everything, except the objects in which threads were given up.
     void tearDown();
 
@@ -106,6 +120,11 @@ public:
     bool giveUp();
 
 private:
+    /// How often a failure that goes on is logged.
+    static constexpr std::chrono::minutes restartPause{10};
+    /// Of how many objects failures are known.
+    static constexpr std::size_t mostFailures = 1000;
+
     struct Adapter {
         const AdapterSettings *settings = nullptr;
         QEL_FerrionAdapterPlugin *plugin = nullptr;
@@ -120,6 +139,7 @@ private:
         /// Creation failed: it can only be deleted.
         bool broken = false;
         bool busy = false;
+        std::optional<RestartTimer> timer;
         const QEL_FerrionAdapterOperations &operations() const
         {
             return adapter->plugin->operations;
@@ -190,11 +210,18 @@ private:
     void closeWriters(Route &route);
     void closeSessions();
     void closeConnections();
+    void closeSession(PluginSession &session);
+    void closeConnection(Connection &connection);
+    void reopen(Connection &connection);
+    void forgetSessions();
+    bool isUsed(const Connection &connection);
+    bool mayRestart(const Adapter &adapter) const;
     void closeAdapters();
     PluginSession *findSession(std::size_t session, const StreamSettings &settings);
     void closed(const std::string &adapter, const std::string &what);
-    void problem(const std::string &what, const std::string &adapter, const std::string &operation,
+    void problem(const std::string &what, const Adapter &adapter, const std::string &operation,
                  Place place);
+    bool admits(const std::string &what, const char *cause);
 
     /// Runs one call of a plug-in with the thread's environment. Meanwhile `where` names it.
     template<class Body> auto call(const std::string &what, const Adapter &adapter, Body &&body)
@@ -227,6 +254,8 @@ private:
     mutable std::mutex whereMutex_;
     std::string where_;
     std::atomic<std::size_t> problems_{0};
+    /// What has been logged of objects that are made anew again and again.
+    std::map<std::string, RepeatFilter> failures_;
     /// Objects in which threads were given up.
     std::vector<const void *> busy_;
     bool leftSomething_ = false;

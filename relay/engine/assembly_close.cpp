@@ -117,37 +117,45 @@ void Assembly::closeWriters(Route &route)
 void Assembly::closeSessions()
 {
     for (auto each = pluginSessions_.rbegin(); each != pluginSessions_.rend(); ++each) {
-        PluginSession *const session = each->get();
-        const Connection &owner = *session->connection;
-        if (session->handle == nullptr || session->busy || owner.adapter->occupied) {
-            continue;
-        }
-        const std::string what =
-            fmt::format("session {} of connection {}",
-                        configuration_.sessions[session->session].name, owner.settings->name);
-        call(fmt::format("delete of {}", what), *owner.adapter, [&](CallEnvironment &own) {
-            owner.operations().delete_session(owner.handle, session->handle, own.fresh());
-        });
-        closed(owner.adapter->settings->name, what);
-        session->handle = nullptr;
+        closeSession(**each);
     }
+}
+
+void Assembly::closeSession(PluginSession &session)
+{
+    const Connection &owner = *session.connection;
+    if (session.handle == nullptr || session.busy || owner.adapter->occupied) {
+        return;
+    }
+    const std::string what =
+        fmt::format("session {} of connection {}", configuration_.sessions[session.session].name,
+                    owner.settings->name);
+    call(fmt::format("delete of {}", what), *owner.adapter, [&](CallEnvironment &own) {
+        owner.operations().delete_session(owner.handle, session.handle, own.fresh());
+    });
+    closed(owner.adapter->settings->name, what);
+    session.handle = nullptr;
 }
 
 void Assembly::closeConnections()
 {
     for (auto each = connections_.rbegin(); each != connections_.rend(); ++each) {
-        Connection *const connection = each->get();
-        if (connection->handle == nullptr || connection->busy || connection->adapter->occupied) {
-            continue;
-        }
-        const std::string what = fmt::format("connection {}", connection->settings->name);
-        call(fmt::format("delete of {}", what), *connection->adapter, [&](CallEnvironment &own) {
-            connection->operations().delete_connection(connection->adapter->plugin,
-                                                       connection->handle, own.fresh());
-        });
-        closed(connection->adapter->settings->name, what);
-        connection->handle = nullptr;
+        closeConnection(**each);
     }
+}
+
+void Assembly::closeConnection(Connection &connection)
+{
+    if (connection.handle == nullptr || connection.busy || connection.adapter->occupied) {
+        return;
+    }
+    const std::string what = fmt::format("connection {}", connection.settings->name);
+    call(fmt::format("delete of {}", what), *connection.adapter, [&](CallEnvironment &own) {
+        connection.operations().delete_connection(connection.adapter->plugin, connection.handle,
+                                                  own.fresh());
+    });
+    closed(connection.adapter->settings->name, what);
+    connection.handle = nullptr;
 }
 
 void Assembly::closeAdapters()

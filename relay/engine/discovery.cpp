@@ -13,8 +13,10 @@ constexpr std::chrono::milliseconds pollInterval{1000};
 } // namespace
 
 Discovery::Discovery(const Configuration &configuration, Assembly &assembly,
-                     RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions)
-    : configuration_(configuration), assembly_(assembly), registry_(registry), sessions_(sessions)
+                     RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions,
+                     DeadLetterKeeper *keeper)
+    : configuration_(configuration), assembly_(assembly), registry_(registry), sessions_(sessions),
+      keeper_(keeper)
 {
 }
 
@@ -31,9 +33,25 @@ void Discovery::open(bool all)
         if (source.reader != nullptr) {
             watching_.store(true);
             assembly_.reporter().good(what, source.label);
-        } else {
+        } else if (!assembly_.isReconnecting(rule.connection)) {
             assembly_.reject(what,
                              fmt::format("{} are not announced: out of service", source.label));
+        }
+    }
+    markChange();
+}
+
+void Discovery::reopen(std::size_t connection)
+{
+    for (const auto &source : assembly_.sources()) {
+        if (source->connection == connection && source->reader == nullptr && isOfUse(*source) &&
+            assembly_.openSource(*source)) {
+            nextPoll_ = Clock::now();
+        }
+    }
+    for (const DiscoverySettings &rule : configuration_.discovery) {
+        if (assembly_.source(rule.connection, rule.inputs).reader != nullptr) {
+            watching_.store(true);
         }
     }
     markChange();
@@ -64,6 +82,7 @@ void Discovery::poll(const std::function<bool()> &stop)
     const bool due = Clock::now() >= nextPoll_;
     removeMissed();
     removeReleased(stop);
+    restartFailed();
     for (const auto &source : assembly_.sources()) {
         if (source->reader != nullptr && (due || source->isPending()) && !stop()) {
             read(*source, stop);
@@ -80,9 +99,16 @@ bool Discovery::pending() const
     const auto &sources = assembly_.sources();
     return std::any_of(sources.begin(), sources.end(),
                        [](const auto &source) { return source->isPending(); }) ||
-           std::any_of(made_.begin(), made_.end(), [](const auto &entry) {
-               return entry.second.leaving && entry.second.route->released();
-           });
+           std::any_of(made_.begin(), made_.end(),
+                       [](const auto &entry) {
+                           return entry.second.leaving && entry.second.route->released();
+                       }) ||
+           (configuration_.restart &&
+            std::any_of(made_.begin(), made_.end(), [this](const auto &entry) {
+                const auto timer = restarts_.find(entry.first);
+                return entry.second.route->state() == Route::State::failed &&
+                       (timer == restarts_.end() || !timer->second.armed());
+            }));
 }
 
 Clock::time_point Discovery::nextPoll() const
@@ -90,6 +116,9 @@ Clock::time_point Discovery::nextPoll() const
     Clock::time_point next = nextPoll_;
     for (const auto &[key, made] : made_) {
         next = std::min(next, made.absentUntil.value_or(next));
+    }
+    for (const auto &[key, timer] : restarts_) {
+        next = std::min(next, timer.due());
     }
     return next;
 }

@@ -10,17 +10,20 @@
 
 #include "engine/assembly.h"
 #include "engine/discovery_rule.h"
+#include "engine/restart_timer.h"
 
 namespace ferry {
 
 class Discovery {
 public:
     Discovery(const Configuration &configuration, Assembly &assembly, RouteRegistry &registry,
-              std::vector<std::unique_ptr<Session>> &sessions);
+              std::vector<std::unique_ptr<Session>> &sessions, DeadLetterKeeper *keeper);
 
     /// Gets the discovery readers that rules and routes need, or all. A rule is out of service if
     /// its connection has none.
     void open(bool all);
+    /// Gets those of a connection that has been made anew.
+    void reopen(std::size_t connection);
     /// Deletes routes that their sessions have released, reads what is announced, and makes and
     /// dismisses routes accordingly. `stop` is asked between any two calls of plug-ins.
     void poll(const std::function<bool()> &stop);
@@ -80,6 +83,7 @@ private:
     Clock::duration graceOf(const DiscoverySettings &rule) const;
     void pause(Route &route, bool paused);
     void removeMissed();
+    void restartFailed();
     void dismiss(const MadeKey &key);
     void remove(const MadeKey &key);
     void removeReleased(const std::function<bool()> &stop);
@@ -89,7 +93,10 @@ private:
     Assembly &assembly_;
     RouteRegistry &registry_;
     std::vector<std::unique_ptr<Session>> &sessions_;
+    DeadLetterKeeper *const keeper_;
     std::map<MadeKey, Made> made_;
+    /// Of routes that went out of service, or could not be made.
+    std::map<MadeKey, RestartTimer> restarts_;
     Clock::time_point nextPoll_ = Clock::time_point::max();
     std::atomic<bool> watching_{false};
     std::atomic<bool> polled_{false};

@@ -164,13 +164,17 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
     }
     Session &session = *sessions_[settings.session];
     // Open before anybody else may look at it.
-    std::unique_ptr<Route> opened = makeRoute(configuration_, settings, session);
+    std::unique_ptr<Route> opened = makeRoute(configuration_, settings, session, keeper_);
     assembly_.open(*opened);
     Route &route = registry_.add(std::move(opened));
     Made &made = made_[key];
     made.route = &route;
     made.stream = stream;
     made.properties = stream.properties;
+    const auto timer = restarts_.find(key);
+    if (timer != restarts_.end()) {
+        timer->second.attempted(Clock::now(), route.state() == Route::State::active);
+    }
     if (route.state() == Route::State::active) {
         made.adopted = true;
         session.adopt(route);
@@ -245,6 +249,32 @@ void Discovery::removeMissed()
     }
 }
 
+/// A route that is out of service is removed, and then made anew.
+void Discovery::restartFailed()
+{
+    if (!configuration_.restart) {
+        return;
+    }
+    const Clock::time_point now = Clock::now();
+    std::vector<MadeKey> due;
+    for (const auto &[key, made] : made_) {
+        if (made.route->state() != Route::State::failed || made.leaving) {
+            continue;
+        }
+        RestartTimer &timer = restarts_.emplace(key, *configuration_.restart).first->second;
+        timer.failed(now);
+        if (now >= timer.due() && !timer.exhausted(now)) {
+            due.push_back(key);
+        }
+    }
+    for (const MadeKey &key : due) {
+        dismiss(key);
+        if (made_.count(key) == 0) {
+            apply(key);
+        }
+    }
+}
+
 /// Has the session release a route. If no session has it, it is removed at once.
 void Discovery::dismiss(const MadeKey &key)
 {
@@ -269,8 +299,12 @@ void Discovery::remove(const MadeKey &key)
     Route &route = *made_.at(key).route;
     logAbout(FERRYLOG_BIT_STATUS, "FERRYRelay_discover", route.name(), "route removed");
     assembly_.close(route);
+    const bool failed = route.state() == Route::State::failed;
     registry_.remove(route);
     made_.erase(key);
+    if (!failed) {
+        restarts_.erase(key);
+    }
 }
 
 /// Removes the routes that sessions have released. A stream that has come back gets a new one.

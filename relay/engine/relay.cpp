@@ -20,15 +20,19 @@ std::vector<std::unique_ptr<Session>> makeSessions(const Configuration &configur
 
 } // namespace
 
-Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter)
+Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter,
+             DeadLetterKeeper *keeper)
     : configuration_(configuration), host_(host),
       sessions_(makeSessions(configuration, host, [this] { notify(); })),
       assembly_(configuration, host, reporter, registry_, sessions_, [this] { notify(); }),
-      discovery_(configuration, assembly_, registry_, sessions_), sessionWatches_(sessions_.size())
+      discovery_(configuration, assembly_, registry_, sessions_, keeper),
+      sessionWatches_(sessions_.size())
 {
     for (const RouteSettings &settings : configuration.routes) {
-        registry_.add(makeRoute(configuration, settings, *sessions_[settings.session]));
+        registry_.add(makeRoute(configuration, settings, *sessions_[settings.session], keeper));
     }
+    restarts_ =
+        std::make_unique<Restarts>(configuration, assembly_, discovery_, registry_, sessions_);
 }
 
 Relay::~Relay()
@@ -86,12 +90,15 @@ void Relay::startSessions()
 {
     std::vector<bool> used(sessions_.size());
     for (const DiscoverySettings &rule : configuration_.discovery) {
-        used[rule.route.session] = discovery_.watching();
+        used[rule.route.session] =
+            discovery_.watching() || assembly_.isReconnecting(rule.connection);
     }
     registry_.visit([&](Route &route) {
         if (route.state() == Route::State::active) {
-            used[route.settings().session] = true;
             sessions_[route.settings().session]->adopt(route);
+        }
+        if (isInService(route)) {
+            used[route.settings().session] = true;
         }
     });
     for (std::size_t i = 0; i < sessions_.size(); ++i) {
@@ -109,9 +116,12 @@ void Relay::serve()
     while (!close_.load()) {
         if (!stop()) {
             discovery_.poll(stop);
+            restarts_->poll(stop);
         }
-        waitUntil(stop() ? Clock::time_point::max() : discovery_.nextPoll(),
-                  [&] { return close_.load() || (!stop() && discovery_.pending()); });
+        const auto pending = [&] { return discovery_.pending() || restarts_->pending(); };
+        waitUntil(stop() ? Clock::time_point::max()
+                         : std::min(discovery_.nextPoll(), restarts_->nextPoll()),
+                  [&] { return close_.load() || (!stop() && pending()); });
     }
 }
 
@@ -285,9 +295,15 @@ bool Relay::anyActive() const
                               [this](const DiscoverySettings &rule) {
                                   return !sessions_[rule.route.session]->broken();
                               });
-    registry_.forEach(
-        [&](const Route &route) { active = active || route.state() == Route::State::active; });
+    registry_.forEach([&](const Route &route) { active = active || isInService(route); });
     return active;
+}
+
+/// Whether a route moves samples, or is going to.
+bool Relay::isInService(const Route &route) const
+{
+    return route.state() == Route::State::active ||
+           (route.state() == Route::State::failed && restarts_->covers(route));
 }
 
 std::size_t Relay::problems() const
@@ -304,16 +320,36 @@ bool Relay::anyRead() const
                        [](const RouteTotals &route) { return route.read > 0; });
 }
 
-bool Relay::idleSince(Clock::time_point time) const
+bool Relay::idleSince(Clock::time_point time, Clock::time_point stuck) const
 {
     const std::int64_t limit = nanoseconds(time);
+    const auto isStuck = [stuck](std::int64_t since) {
+        return since != 0 && since <= nanoseconds(stuck);
+    };
     bool idle = !discovery_.watching() || discovery_.quietSince(time);
     registry_.forEach([&](const Route &route) {
         if (route.state() == Route::State::active) {
-            idle = idle && route.idle() && route.lastActivity() <= limit;
+            idle = idle &&
+                   ((route.idle() && route.lastActivity() <= limit) || isStuck(route.stuckSince()));
+        } else if (isInService(route)) {
+            idle = idle && isStuck(route.failedSince());
         }
     });
     return idle;
+}
+
+std::vector<std::string> Relay::unfinished() const
+{
+    std::vector<std::string> all;
+    registry_.forEach([&](const Route &route) {
+        if (route.state() == Route::State::failed && isInService(route)) {
+            all.push_back(fmt::format("route {} is out of service", route.name()));
+        } else if (route.stuckSince() != 0) {
+            all.push_back(
+                fmt::format("route {} has samples that an output does not take", route.name()));
+        }
+    });
+    return all;
 }
 
 } // namespace ferry

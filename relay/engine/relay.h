@@ -9,7 +9,7 @@
 #include <mutex>
 #include <vector>
 
-#include "engine/discovery.h"
+#include "engine/restarts.h"
 #include "engine/task.h"
 
 namespace ferry {
@@ -26,7 +26,9 @@ public:
         ended
     };
 
-    Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter);
+    /// `keeper` takes bad data; without one, a route stops for it.
+    Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter,
+          DeadLetterKeeper *keeper);
     ~Relay();
 
     /// Starts the control thread.
@@ -85,8 +87,11 @@ public:
     {
         return assembly_.leftSomething();
     }
-    /// Every active route has been idle since then or longer, and nothing was announced.
-    bool idleSince(Clock::time_point time) const;
+    /// Every active route has been idle since then or longer, and nothing was announced. What is
+    /// tried again and again without success counts as idle if that has lasted since `stuck`.
+    bool idleSince(Clock::time_point time, Clock::time_point stuck) const;
+    /// What is tried again and again, as "route r: 3 samples are not acknowledged". Any thread.
+    std::vector<std::string> unfinished() const;
     /// Whether any route has read a sample, be it gone by now.
     bool anyRead() const;
 
@@ -96,6 +101,7 @@ private:
     void startSessions();
     void serve();
     void finish();
+    bool isInService(const Route &route) const;
     std::string callOf(Session &session);
     std::string waitingFor(const Session &session);
 
@@ -105,6 +111,7 @@ private:
     std::vector<std::unique_ptr<Session>> sessions_;
     Assembly assembly_;
     Discovery discovery_;
+    std::unique_ptr<Restarts> restarts_;
     Thread control_;
     /// Of control threads that were given up, each the next one.
     std::vector<std::unique_ptr<Thread>> rescuers_;

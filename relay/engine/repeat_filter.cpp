@@ -8,7 +8,6 @@ namespace ferry {
 namespace {
 
 constexpr std::size_t mostKnown = 8;
-constexpr std::chrono::seconds pause{10};
 
 } // namespace
 
@@ -23,7 +22,7 @@ bool RepeatFilter::admit(const char *text, Clock::time_point now)
         ++suppressed_;
         return false;
     }
-    known_.push_back({text, now + pause});
+    known_.push_back({text, now + pause_});
     return true;
 }
 

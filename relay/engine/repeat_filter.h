@@ -12,6 +12,9 @@ namespace ferry {
 
 class RepeatFilter {
 public:
+    /// `pause` is how long a text is known.
+    explicit RepeatFilter(std::chrono::seconds pause = std::chrono::seconds(10)) : pause_(pause) {}
+
     /// Whether this text is to be logged now: a new one at once, a known one once in a while. Of
     /// texts that are new each time only a few are let through in that while.
     bool admit(const char *text, Clock::time_point now);
@@ -24,6 +27,7 @@ private:
         std::string text;
         Clock::time_point until;
     };
+    std::chrono::seconds pause_;
     std::vector<Known> known_;
     std::uint64_t suppressed_ = 0;
 };

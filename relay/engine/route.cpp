@@ -24,6 +24,14 @@ Route::Route(const RouteSettings &settings, std::chrono::milliseconds period, Pl
     }
 }
 
+void Route::setState(State state)
+{
+    if (state == State::failed && failedSince_.load() == 0) {
+        failedSince_.store(nanoseconds(Clock::now()));
+    }
+    state_.store(state);
+}
+
 QEL_FerrionStreamReaderListener Route::listener()
 {
     return {this, onDataAvailable};
@@ -159,6 +167,9 @@ Route::Outcome Route::finish(CallGuard &guard, CallResult giving)
     if (leaving_) {
         drained(progress);
     }
+    if (!error && state() != State::failed) {
+        failedSince_.store(0);
+    }
     failing_.store(error);
     idle_.store(!progress);
     return outcome;
@@ -224,6 +235,19 @@ void Route::fail()
 {
     calls_.errors.add(1);
     setState(State::failed);
+}
+
+void Route::renew()
+{
+    setState(State::closed);
+    adopted_ = leaving_ = drained_ = false;
+    released_.store(false);
+    signalled_.store(false);
+    idle_.store(false);
+    failing_.store(false);
+    last_ = Outcome::empty;
+    failuresInRow_ = 0;
+    nextDue_ = {};
 }
 
 void Route::leave(bool drain)

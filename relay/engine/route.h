@@ -49,9 +49,12 @@ public:
     {
         return state_.load();
     }
-    void setState(State state)
+    void setState(State state);
+    /// Since when the route has been out of service, or has come to nothing each time that it was
+    /// made anew, in nanoseconds of Clock; 0 while it works. Any thread.
+    std::int64_t failedSince() const
     {
-        state_.store(state);
+        return failedSince_.load();
     }
 
     /// Any thread.
@@ -60,6 +63,17 @@ public:
     void resume(const RouteTotals &totals);
     /// Puts the route out of service, which counts as an error. No session runs it.
     void fail();
+    /// Control thread: forgets what a session left of an earlier life. No session has the route.
+    void renew();
+    /// Control thread: whether a session has been given the route since it was made or renewed.
+    bool isAdopted() const
+    {
+        return adopted_;
+    }
+    void setAdopted()
+    {
+        adopted_ = true;
+    }
 
     /// Session thread: the stream has gone, or is not wanted any more. With `drain` the reader is
     /// read until it has nothing left, else not again.
@@ -154,6 +168,9 @@ private:
     std::atomic<bool> released_{false};
     std::atomic<bool> paused_{false};
 
+    /// Control thread only.
+    bool adopted_ = false;
+
     // As in RouteTotals.
     Counter samplesRead_;
     Counter unreadable_;
@@ -162,6 +179,7 @@ private:
     std::atomic<std::int64_t> firstActivity_{0};
     std::atomic<std::int64_t> lastActivity_{0};
     std::atomic<std::int64_t> stuckSince_{0};
+    std::atomic<std::int64_t> failedSince_{0};
 
     // Session thread only.
     /// What the reader has lent and not got back.

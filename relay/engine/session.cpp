@@ -51,6 +51,7 @@ void Session::join()
 
 void Session::adopt(Route &route)
 {
+    route.setAdopted();
     send(route, Request::adopt);
 }
 
@@ -208,7 +209,7 @@ void Session::wait()
 }
 
 std::unique_ptr<Route> makeRoute(const Configuration &configuration, const RouteSettings &settings,
-                                 Session &session)
+                                 Session &session, DeadLetterKeeper *keeper)
 {
     auto route = std::make_unique<Route>(settings, session.settings().period, session.host(),
                                          [&session] { session.wake(); });
@@ -219,6 +220,7 @@ std::unique_ptr<Route> makeRoute(const Configuration &configuration, const Route
     name(route->input(), settings.input);
     for (std::size_t i = 0; i < settings.outputs.size(); ++i) {
         name(route->deliveries()[i]->end(), settings.outputs[i]);
+        route->deliveries()[i]->setKeeper(settings.deadLetters ? keeper : nullptr);
     }
     return route;
 }

@@ -107,9 +107,9 @@ private:
     std::size_t leaving_ = 0;
 };
 
-/// A route for its session, not yet open.
+/// A route for its session, not yet open. `keeper` takes its bad data, unless it wants none kept.
 std::unique_ptr<Route> makeRoute(const Configuration &configuration, const RouteSettings &settings,
-                                 Session &session);
+                                 Session &session, DeadLetterKeeper *keeper);
 
 } // namespace ferry
 

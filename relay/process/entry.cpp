@@ -64,6 +64,9 @@ private:
 Configuration configurationFor(const RelayRequest &request)
 {
     Configuration configuration = *request.configuration;
+    if (request.options.task != Task::run) {
+        configuration.restart.reset();
+    }
     if (request.options.task != Task::check) {
         return configuration;
     }

@@ -59,7 +59,9 @@ std::vector<std::string> summaryLines(const std::vector<RouteTotals> &routes)
 bool isClean(const std::vector<RouteTotals> &routes)
 {
     return std::all_of(routes.begin(), routes.end(), [](const RouteTotals &route) {
-        return route.dead + route.held + route.lost + route.unreadable + route.bad + route.errors == 0 && !route.failed;
+        return route.dead + route.held + route.lost + route.unreadable + route.bad + route.errors ==
+                   0 &&
+               !route.failed;
     });
 }
 

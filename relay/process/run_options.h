@@ -20,6 +20,9 @@ struct RunOptions {
     std::optional<std::chrono::milliseconds> untilIdle;
     /// Not before a sample has been read.
     bool afterFirst = false;
+    /// With untilIdle: how long nothing but what fails again and again may be left before the run
+    /// ends without it.
+    std::chrono::milliseconds giveUp{60000};
     /// How long a stop may take until it is forced.
     std::chrono::milliseconds drain{5000};
     /// How long a call of an adapter may take until that is reported, first; then each time that it

@@ -20,9 +20,9 @@ constexpr int stallLooks = 10;
 } // namespace
 
 Supervisor::Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-                       Console &console, RunOptions options)
+                       Console &console, RunOptions options, DeadLetterKeeper *keeper)
     : configuration_(configuration), host_(host), console_(console), options_(std::move(options)),
-      relay_(configuration, host, reporter)
+      relay_(configuration, host, reporter, keeper)
 {
 }
 
@@ -90,8 +90,9 @@ void Supervisor::watch()
         next = options_.verbosity == Verbosity::quiet ? next : std::min(next, nextReport_);
         if (options_.untilIdle) {
             const std::chrono::milliseconds quiet = *options_.untilIdle;
-            if (now - begin >= quiet && relay_.idleSince(now - quiet) &&
+            if (now - begin >= quiet && relay_.idleSince(now - quiet, now - options_.giveUp) &&
                 (!options_.afterFirst || relay_.anyRead())) {
+                giveUp();
                 return;
             }
             next = std::min(next, now + idleInterval);
@@ -100,6 +101,17 @@ void Supervisor::watch()
             return;
         }
         report(Clock::now());
+    }
+}
+
+/// Reports what will not be waited for any longer, if there is anything.
+void Supervisor::giveUp()
+{
+    for (const std::string &what : relay_.unfinished()) {
+        unfinished_ = true;
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYSupervisor_watch", configuration_.name,
+                 "{}: given up, nothing but failing retries has been left for {} s", what,
+                 std::chrono::duration_cast<std::chrono::seconds>(options_.giveUp).count());
     }
 }
 
@@ -247,7 +259,7 @@ int Supervisor::result() const
         return exitNoStart;
     }
     const bool whole = !stopped || options_.task != Task::check;
-    const bool clean = isClean(relay_.totals()) && relay_.problems() == 0 && found_;
+    const bool clean = isClean(relay_.totals()) && relay_.problems() == 0 && found_ && !unfinished_;
     return whole && clean ? exitOk : exitErrors;
 }
 

@@ -23,7 +23,7 @@ constexpr std::chrono::milliseconds stopGrace = (maxRescues + 2) * closeGrace;
 class Supervisor {
 public:
     Supervisor(const Configuration &configuration, PluginHost &host, Reporter &reporter,
-               Console &console, RunOptions options);
+               Console &console, RunOptions options, DeadLetterKeeper *keeper = nullptr);
 
     /// Runs until the end and returns the exit code. When an adapter hangs, the process is ended
     /// from here with exitHung.
@@ -47,6 +47,7 @@ private:
     void notifyPlugins(Clock::time_point deadline);
     void waitSessions(Clock::time_point deadline);
     bool waitClosed(Clock::time_point deadline);
+    void giveUp();
     void reportStalls();
     void summarize();
     void printStreams();
@@ -61,6 +62,7 @@ private:
     std::atomic<bool> stopRequested_{false};
     bool started_ = false;
     bool found_ = true;
+    bool unfinished_ = false;
     Clock::time_point nextReport_;
 };
 

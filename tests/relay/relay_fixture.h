@@ -84,7 +84,7 @@ protected:
         if (!supervisor_) {
             options.verbosity = ferry::Verbosity::quiet;
             supervisor_ = std::make_unique<ferry::Supervisor>(configuration, script, reporter,
-                                                              console, options);
+                                                              console, options, keeper);
         }
         return *supervisor_;
     }
@@ -182,6 +182,8 @@ protected:
     ListReporter reporter;
     ferry::Console console;
     ferry::RunOptions options;
+    /// Where bad data goes.
+    ferry::DeadLetterKeeper *keeper = nullptr;
     std::mutex logMutex;
     std::string log;
 

@@ -61,6 +61,11 @@ public:
             .add_flag("--after-first", options_.afterFirst,
                       "With --until-idle: not before a first sample has come")
             ->needs(untilIdle);
+        command
+            .add_option("--give-up", giveUp_,
+                        "With --until-idle: end with code 1 when nothing but failing retries has "
+                        "been left for SECONDS (60 when not said)")
+            ->needs(untilIdle);
         addDrain(command, options_.drain);
         addJavaHome(command, javaHome_);
         command.add_flag("--java-debug{5005}", debug_,
@@ -77,6 +82,9 @@ public:
     {
         if (!idle_.empty()) {
             options_.untilIdle = secondsOf("--until-idle", idle_, 0.001, 86400);
+        }
+        if (!giveUp_.empty()) {
+            options_.giveUp = secondsOf("--give-up", giveUp_, 0, 86400);
         }
         options_.debugging.port = debug_.empty() ? 0 : portOf(debug_);
         options_.verbosity = quiet_     ? Verbosity::quiet
@@ -113,6 +121,7 @@ private:
     std::string file_;
     std::filesystem::path javaHome_;
     std::string idle_;
+    std::string giveUp_;
     std::string debug_;
     bool quiet_ = false;
     bool verbose_ = false;

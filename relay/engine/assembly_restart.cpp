@@ -1,0 +1,117 @@
+// Making anew the objects of the plug-ins that are out of service.
+#include <algorithm>
+
+#include "engine/assembly.h"
+
+namespace ferry {
+
+/// An adapter is made once: what keeps it from being made stands in the configuration.
+bool Assembly::mayRestart(const Adapter &adapter) const
+{
+    return configuration_.restart.has_value() && adapter.plugin != nullptr && !adapter.occupied;
+}
+
+bool Assembly::isPossible(const RouteSettings &route) const
+{
+    const auto possible = [this](const StreamSettings &end) {
+        return mayRestart(*connections_[end.connection]->adapter);
+    };
+    return possible(route.input) &&
+           std::all_of(route.outputs.begin(), route.outputs.end(), possible);
+}
+
+bool Assembly::isReconnecting(std::size_t connection) const
+{
+    return connections_[connection]->broken && mayRestart(*connections_[connection]->adapter);
+}
+
+std::vector<std::size_t> Assembly::reconnect(const std::function<bool()> &stop)
+{
+    std::vector<std::size_t> back;
+    for (std::size_t i = 0; i < connections_.size(); ++i) {
+        Connection &connection = *connections_[i];
+        if (isReconnecting(i) && !stop() && Clock::now() >= connection.timer->due() &&
+            !connection.timer->exhausted(Clock::now())) {
+            reopen(connection);
+            if (!connection.broken) {
+                back.push_back(i);
+            }
+        }
+    }
+    return back;
+}
+
+Clock::time_point Assembly::nextReconnect() const
+{
+    Clock::time_point next = Clock::time_point::max();
+    for (std::size_t i = 0; i < connections_.size(); ++i) {
+        const Connection &connection = *connections_[i];
+        if (isReconnecting(i) && !connection.timer->exhausted(Clock::now())) {
+            next = std::min(next, connection.timer->due());
+        }
+    }
+    return next;
+}
+
+/// Deletes the connection with its sessions, which nobody uses, and makes it anew.
+void Assembly::reopen(Connection &connection)
+{
+    for (const auto &session : pluginSessions_) {
+        if (session->connection == &connection) {
+            closeSession(*session);
+        }
+    }
+    closeConnection(connection);
+    forgetSessions();
+    connection.broken = false;
+    openConnection(connection);
+    if (connection.timer) {
+        connection.timer->attempted(Clock::now(), !connection.broken);
+    }
+}
+
+/// Those that could not be made, or have been deleted, are made when they are next needed.
+void Assembly::forgetSessions()
+{
+    pluginSessions_.erase(
+        std::remove_if(pluginSessions_.begin(), pluginSessions_.end(),
+                       [](const auto &session) { return session->handle == nullptr; }),
+        pluginSessions_.end());
+}
+
+bool Assembly::isUsed(const Connection &connection)
+{
+    bool used = connection.busy || connection.adapter->occupied;
+    const auto isHere = [&](const StreamSettings &end) {
+        return connections_[end.connection].get() == &connection;
+    };
+    registry_.visit([&](Route &route) {
+        used = used || (route.input().reader != nullptr && isHere(route.settings().input));
+        for (const auto &delivery : route.deliveries()) {
+            used = used || (delivery->end().writer != nullptr && isHere(*delivery->end().settings));
+        }
+    });
+    return used || std::any_of(sources_.begin(), sources_.end(), [&](const auto &source) {
+               return source->reader != nullptr &&
+                      connections_[source->connection].get() == &connection;
+           });
+}
+
+void Assembly::renew(const RouteSettings &route)
+{
+    forgetSessions();
+    std::vector<std::size_t> mine = {route.input.connection};
+    for (const StreamSettings &output : route.outputs) {
+        mine.push_back(output.connection);
+    }
+    std::sort(mine.begin(), mine.end());
+    mine.erase(std::unique(mine.begin(), mine.end()), mine.end());
+    for (const std::size_t index : mine) {
+        Connection &connection = *connections_[index];
+        if (connection.handle != nullptr && !connection.broken && !isUsed(connection)) {
+            reopen(connection);
+        }
+    }
+}
+
+} // namespace ferry
