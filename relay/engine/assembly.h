@@ -92,9 +92,9 @@ public:
     Clock::time_point nextReconnect() const;
     /// Whether the connection is out of service, but will be made anew.
     bool isReconnecting(std::size_t connection) const;
-    /// Makes anew what a route that is closed stood on, if nothing else uses it: an adapter may
-    /// need new objects.
-    void renew(const RouteSettings &route);
+    /// Makes anew the connections of a route that is closed if nothing else uses them: an adapter
+    /// may need new objects. Returns those whose discovery readers are gone with that.
+    std::vector<std::size_t> renew(const RouteSettings &route);
     /// Deletes everything, except the objects in which threads were given up.
     void tearDown();
 

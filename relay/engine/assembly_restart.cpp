@@ -91,14 +91,15 @@ bool Assembly::isUsed(const Connection &connection)
             used = used || (delivery->end().writer != nullptr && isHere(*delivery->end().settings));
         }
     });
-    return used || std::any_of(sources_.begin(), sources_.end(), [&](const auto &source) {
-               return source->reader != nullptr &&
-                      connections_[source->connection].get() == &connection;
+    const auto &rules = configuration_.discovery;
+    return used || std::any_of(rules.begin(), rules.end(), [&](const DiscoverySettings &rule) {
+               return connections_[rule.connection].get() == &connection;
            });
 }
 
-void Assembly::renew(const RouteSettings &route)
+std::vector<std::size_t> Assembly::renew(const RouteSettings &route)
 {
+    std::vector<std::size_t> renewed;
     forgetSessions();
     std::vector<std::size_t> mine = {route.input.connection};
     for (const StreamSettings &output : route.outputs) {
@@ -109,9 +110,12 @@ void Assembly::renew(const RouteSettings &route)
     for (const std::size_t index : mine) {
         Connection &connection = *connections_[index];
         if (connection.handle != nullptr && !connection.broken && !isUsed(connection)) {
+            source(index, true).reader = source(index, false).reader = nullptr;
             reopen(connection);
+            renewed.push_back(index);
         }
     }
+    return renewed;
 }
 
 } // namespace ferry
