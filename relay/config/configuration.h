@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
@@ -94,7 +95,34 @@ struct RetrySettings {
     std::chrono::milliseconds limit{0};
 };
 
+/// What a full buffer does with further samples.
+enum class WhenFull { block, dropOldest, dropNewest };
+
+/// Samples on their way to an output that goes its own way.
+struct BufferSettings {
+    /// On the disk, through restarts; else in memory.
+    bool stored = true;
+    /// Absolute; empty for a file in the state directory.
+    std::filesystem::path path;
+    std::uint64_t maxBytes = 0;
+    WhenFull whenFull = WhenFull::block;
+};
+
+/// A buffer, with whose it is.
+struct OutputBuffer {
+    BufferSettings settings;
+    std::string route;
+    /// "connection/stream".
+    std::string output;
+    const DDS_TypeCode *type = nullptr;
+    /// Of one write to the output.
+    std::int32_t maxSamples = 0;
+    std::uint64_t batchBytes = 0;
+    Place place{};
+};
+
 struct StreamSettings {
+    /// Of an input that is a buffer: none.
     std::size_t connection = 0;
     std::string stream;
     /// Of a stream that was announced; empty when nothing is known.
@@ -107,6 +135,10 @@ struct StreamSettings {
     Place place{};
     /// Outputs only: what becomes of samples that it does not take.
     RetrySettings retry{};
+    /// Outputs only: the buffer that it is to have.
+    std::optional<BufferSettings> own;
+    /// Index of the buffer that stands for this end.
+    std::optional<std::size_t> buffer;
 };
 
 /// What becomes of a route whose output does not take its samples: they are offered again, they
@@ -176,6 +208,12 @@ struct Configuration {
     std::filesystem::path directory;
     LogSettings log;
     JavaSettings java;
+    /// Absolute. Made when something is first kept.
+    std::filesystem::path state;
+    Place statePlace{};
+    std::uint64_t deadLetterBytes = 0;
+    /// Each between two routes: what is put into it moves on in a session of its own.
+    std::vector<OutputBuffer> buffers;
     /// How connections and routes that are out of service are made anew; without a value they are
     /// not.
     std::optional<RetrySettings> restart;
@@ -195,6 +233,8 @@ struct Configuration {
                            [](const auto &adapter) { return !adapter.javaClass.empty(); });
     }
 };
+
+constexpr std::size_t noConnection = std::numeric_limits<std::size_t>::max();
 
 /// What stands before and after the name of an installation's plug-in in its file name.
 constexpr const char pluginPrefix[] = "libferryadapter_";

@@ -13,6 +13,8 @@ constexpr std::int64_t day = 24LL * 3600 * 1000 * millisecond;
 constexpr std::int64_t mostSamples = 1'000'000;
 /// No sample is larger.
 constexpr std::int64_t mostBytes = 2'147'483'647;
+/// Of what is kept on a disk: 1 PiB.
+constexpr std::int64_t mostStored = 1LL << 50;
 
 constexpr FERRY_Setting row(const char *name, std::uint32_t sections, std::uint32_t kind,
                             const char *help, std::uint32_t flags = 0)
@@ -42,6 +44,9 @@ constexpr std::uint32_t ends = ofInput | ofOutput;
 
 // clang-format off
 constexpr FERRY_Setting rows[] = {
+    row("state", ofFile, path, "the directory of stores, positions and dead letters; NAME.state beside the file if nothing says"),
+    row("restart", ofFile, section, "when connections and routes that are out of service are made anew"),
+    row("dead_letters", ofFile, section, "what is kept of bad data"),
     row("types", ofFile, list, "types of samples, as IDL"),
     row("java", ofFile, section, "the Java VM and what all Java adapters share"),
     row("log", ofFile, section, "what is logged, and where"),
@@ -79,7 +84,8 @@ constexpr FERRY_Setting rows[] = {
     row("input", ofDiscovery, section, "the stream that is read, with direction output"),
     row("outputs", ofRoute, list, "the streams that are written, at least one", required),
     row("outputs", ofDiscovery, list, "the streams that are written, with direction input"),
-    choice("on_error", ofRoute | ofDiscovery, "continue stop", "continue", "whether the route goes on after an output has failed"),
+    choice("on_error", ofRoute | ofDiscovery, "retry continue stop", "retry", "what becomes of samples that an output does not take: they are offered again, they are lost, or the route stops"),
+    choice("dead_letter", ofRoute | ofDiscovery, "keep none", "keep", "with on_error: retry: whether bad data is set aside, or stops the route"),
 
     row("connection", ofDiscovery, text, "the connection whose streams are announced", required),
     choice("direction", ofDiscovery, "input output", "input", "whether announced streams are read, or written"),
@@ -88,6 +94,20 @@ constexpr FERRY_Setting rows[] = {
     choice("partitions", ofDiscovery, "apart merged", nullptr, "whether streams of one name in different partitions get routes of their own; apart if the other ends can tell them apart"),
     number("grace", ofDiscovery, FERRY_SETTING_DURATION, 0, day, nullptr, "how long a route outlives its stream; the adapter's to say if it is not there"),
 
+    number("first", ofRetry, FERRY_SETTING_DURATION, millisecond, day, "100ms", "the longest pause after a first failure; it doubles with each one"),
+    number("max", ofRetry, FERRY_SETTING_DURATION, millisecond, day, "30s", "the longest pause of all"),
+    number("for", ofRetry, FERRY_SETTING_DURATION, 0, day, "0s", "how long failures may last until the route stops; 0s for ever"),
+
+    number("first", ofRestart, FERRY_SETTING_DURATION, millisecond, day, "1s", "the longest pause after a first failure; it doubles with each one"),
+    number("max", ofRestart, FERRY_SETTING_DURATION, millisecond, day, "1m", "the longest pause of all"),
+    number("for", ofRestart, FERRY_SETTING_DURATION, 0, day, "0s", "how long it may go on failing until it is given up; 0s for ever"),
+
+    row("path", ofStore, path, "the file; one in the state directory if nothing says"),
+    number("max_bytes", ofStore, FERRY_SETTING_BYTES, 65536, mostStored, "1GiB", "how many bytes of samples it keeps"),
+    choice("when_full", ofStore, "block drop_oldest drop_newest", "block", "what becomes of further samples: they wait at their source, or some are lost"),
+
+    number("max_bytes", ofDeadLetters, FERRY_SETTING_BYTES, 65536, mostStored, "256MiB", "how many bytes are kept; a route with more of them waits"),
+
     row("stream", ofPatterns, list, "patterns of stream names"),
     row("type", ofPatterns, list, "patterns of type names"),
     row("partition", ofPatterns, list, "patterns of partitions; the default one is \"\""),
@@ -95,6 +115,9 @@ constexpr FERRY_Setting rows[] = {
     row("connection", ends, text, "the connection that it belongs to", required),
     row("stream", ends, text, "the stream's name", required),
     number("batch_bytes", ofOutput, FERRY_SETTING_BYTES, 1, mostBytes, nullptr, "the session's batch_bytes for this output"),
+    row("required", ofOutput, FERRY_SETTING_FLAG, "false: best effort; it never holds up other outputs, and what it does not take in time is lost"),
+    row("retry", ofOutput, section, "when samples that it did not take are offered again"),
+    row("store", ofOutput, section, "keeps its samples on the disk until it has taken them"),
     row("properties", ofAdapter | ofConnection | ofSession | ends | ofDiscovery, section, "what the adapter makes of it; of a rule: of the announced end"),
 };
 // clang-format on
@@ -114,6 +137,10 @@ const std::vector<SectionKind> sections = {
     {ofOutput, "output", "outputs", false},
     {ofDiscovery, "rules", "discovery", true},
     {ofPatterns, "patterns", "allow deny", false},
+    {ofRetry, "retry", "retry", false},
+    {ofRestart, "restart", "restart", false},
+    {ofStore, "store", "store", false},
+    {ofDeadLetters, "dead letters", "dead_letters", false},
 };
 
 const FERRY_SettingTable table = {FERRY_SETTINGS_VERSION, std::size(rows), rows};

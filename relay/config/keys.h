@@ -22,6 +22,10 @@ constexpr std::uint32_t ofInput = 0x10000;
 constexpr std::uint32_t ofOutput = 0x20000;
 constexpr std::uint32_t ofDiscovery = 0x40000;
 constexpr std::uint32_t ofPatterns = 0x80000;
+constexpr std::uint32_t ofRetry = 0x100000;
+constexpr std::uint32_t ofRestart = 0x200000;
+constexpr std::uint32_t ofStore = 0x400000;
+constexpr std::uint32_t ofDeadLetters = 0x800000;
 
 struct SectionKind {
     /// One of the constants above.
@@ -47,6 +51,9 @@ extern const FERRY_Setting samplesPerWrite;
 /// With as many bytes of samples a batch is full, however few they are.
 constexpr std::int64_t defaultBatchBytes = 8LL << 20;
 constexpr const char *defaultBatchText = "8MiB";
+
+/// What waits in memory for an output that is not required.
+constexpr std::uint64_t queueBytes = 64ULL << 20;
 
 /// The samples of one write where nobody says: the bridge's own default, which the relay has to
 /// know to cut its writes as the bridge would.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdlib>
 #include <set>
 
 #include "config/keys.h"
@@ -107,6 +108,16 @@ void readOrigin(const Section &section, AdapterSettings &adapter)
     }
 }
 
+/// A service manager's directory for it, else one beside the file.
+fs::path defaultState(const Configuration &configuration)
+{
+    const char *const given = std::getenv("STATE_DIRECTORY");
+    const std::string text = given == nullptr ? "" : given;
+    const fs::path directory = text.substr(0, text.find(':'));
+    return directory.is_absolute() ? directory
+                                   : configuration.directory / (configuration.name + ".state");
+}
+
 } // namespace
 
 Loader::Loader(Diagnostics &diagnostics, const std::string &text, const fs::path &file)
@@ -128,6 +139,14 @@ Configuration Loader::load(const YAML::Node &root)
     configuration_.types = types_.structs();
     readLog(Section(file["log"], keys::ofLog), configuration_.log);
     readJava(Section(file["java"], keys::ofJava), configuration_.java);
+    readRetry(Section(file["restart"], keys::ofRestart), configuration_.restart.emplace());
+    Section(file["dead_letters"], keys::ofDeadLetters)
+        .read("max_bytes", configuration_.deadLetterBytes);
+    file.read("state", configuration_.state);
+    configuration_.statePlace = file["state"].place();
+    if (!file.has("state")) {
+        configuration_.state = defaultState(configuration_);
+    }
     each("adapters", &Loader::readAdapter);
     each("connections", &Loader::readConnection);
     each("sessions", &Loader::readSession);
@@ -138,6 +157,7 @@ Configuration Loader::load(const YAML::Node &root)
     each("routes", &Loader::readRoute);
     each("discovery", &Loader::readDiscovery);
     collectSessionSources();
+    addBuffers();
     return configuration_;
 }
 

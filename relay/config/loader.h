@@ -11,6 +11,8 @@
 
 namespace ferry {
 
+void readRetry(const Section &section, RetrySettings &retry);
+
 class Loader {
 public:
     /// `text` is the file's own, for the line numbers of types written in it.
@@ -28,6 +30,9 @@ private:
     void readSessionOf(const Section &section, RouteSettings &route);
     void readOutputs(const Section &section, RouteSettings &route);
     /// `keys` is that of an input or an output.
+    void readDelivery(const Section &section, const RouteSettings &route, StreamSettings &output);
+    void addBuffers();
+    void addBuffer(std::size_t route, std::size_t output);
     void readStream(const Entry &entry, std::uint32_t keys, StreamSettings &stream);
     void readBatch(const Entry &entry, const RouteSettings &route, StreamSettings &output);
     void readOtherEnd(const Entry &entry, const Section &section, DiscoverySettings &rule);

@@ -41,7 +41,25 @@ bool readDirection(const Section &section)
     return inputs;
 }
 
+void readErrors(const Section &section, RouteSettings &route)
+{
+    section.read("on_error", route.onError);
+    std::size_t choice = 0;
+    section.read("dead_letter", choice);
+    route.deadLetters = choice == 0;
+}
+
 } // namespace
+
+void readRetry(const Section &section, RetrySettings &retry)
+{
+    section.read("first", retry.first);
+    section.read("max", retry.max);
+    section.read("for", retry.limit);
+    if (retry.first > retry.max) {
+        section.complain("{}: \"first\" must not be longer than \"max\"");
+    }
+}
 
 void Loader::readRoute(const Entry &entry)
 {
@@ -54,8 +72,8 @@ void Loader::readRoute(const Entry &entry)
     if (section.has("input")) {
         readStream(section["input"], keys::ofInput, route.input);
     }
+    readErrors(section, route);
     readOutputs(section, route);
-    section.read("on_error", route.onError);
     configuration_.routes.push_back(std::move(route));
 }
 
@@ -77,8 +95,76 @@ void Loader::readOutputs(const Section &section, RouteSettings &route)
         output.batchBytes = configuration_.sessions[route.session].batchBytes;
         readStream(entry, keys::ofOutput, output);
         readBatch(entry, route, output);
+        readDelivery(Section(entry, keys::ofOutput), route, output);
         route.outputs.push_back(std::move(output));
     }
+}
+
+/// What becomes of samples on their way to an output, and of those that it does not take.
+void Loader::readDelivery(const Section &section, const RouteSettings &route,
+                          StreamSettings &output)
+{
+    readRetry(Section(section["retry"], keys::ofRetry), output.retry);
+    if (section.has("retry") && route.onError != OnError::retry) {
+        section["retry"].complain("{} goes with \"on_error: retry\" only");
+    }
+    bool required = true;
+    section.read("required", required);
+    if (!required || section.has("store")) {
+        const Section store(section["store"], keys::ofStore);
+        BufferSettings buffer;
+        store.read("path", buffer.path);
+        store.read("max_bytes", buffer.maxBytes);
+        store.read("when_full", buffer.whenFull);
+        buffer.stored = section.has("store");
+        if (!buffer.stored) {
+            buffer.maxBytes = keys::queueBytes;
+            buffer.whenFull = WhenFull::dropOldest;
+        } else if (!required) {
+            section["store"].complain("{} goes with required outputs only: its samples are safe");
+        }
+        output.own = buffer;
+    }
+}
+
+/// An output that has a buffer gets a session of its own, in which a second route moves what is in
+/// the buffer.
+void Loader::addBuffers()
+{
+    const std::size_t routes = configuration_.routes.size();
+    for (std::size_t route = 0; route < routes; ++route) {
+        for (std::size_t i = 0; i < configuration_.routes[route].outputs.size(); ++i) {
+            if (configuration_.routes[route].outputs[i].own) {
+                addBuffer(route, i);
+            }
+        }
+    }
+}
+
+void Loader::addBuffer(std::size_t route, std::size_t output)
+{
+    RouteSettings &first = configuration_.routes[route];
+    StreamSettings &put = first.outputs[output];
+    if (put.connection >= configuration_.connections.size()) {
+        return; // a mistake that has been reported
+    }
+    const std::string label =
+        fmt::format("{}/{}", configuration_.connections[put.connection].name, put.stream);
+    const std::size_t buffer = configuration_.buffers.size();
+    configuration_.buffers.push_back({*put.own, first.name, label, first.type,
+                                      put.maxSamplesPerWrite, put.batchBytes, put.place});
+    RouteSettings second = first;
+    second.name = fmt::format("{} to {}", first.name, label);
+    second.session = configuration_.sessions.size();
+    second.input = StreamSettings();
+    second.input.connection = noConnection;
+    second.input.buffer = buffer;
+    second.outputs = {put};
+    second.outputs[0].own.reset();
+    put.buffer = buffer;
+    configuration_.sessions.push_back(configuration_.sessions[first.session]);
+    configuration_.sessions.back().name = second.name;
+    configuration_.routes.push_back(std::move(second));
 }
 
 void Loader::readStream(const Entry &entry, std::uint32_t keys, StreamSettings &stream)
@@ -129,12 +215,12 @@ void Loader::readDiscovery(const Entry &entry)
     rule.allow = readPatterns(Section(section["allow"], keys::ofPatterns));
     rule.deny = readPatterns(Section(section["deny"], keys::ofPatterns));
     readSessionOf(section, rule.route);
+    readErrors(section, rule.route);
     readOtherEnd(entry, section, rule);
     readPartitions(section, rule);
     if (section.has("grace")) {
         section.read("grace", rule.grace.emplace());
     }
-    section.read("on_error", rule.route.onError);
     configuration_.discovery.push_back(std::move(rule));
 }
 
