@@ -212,6 +212,8 @@ struct Configuration {
     std::filesystem::path state;
     Place statePlace{};
     std::uint64_t deadLetterBytes = 0;
+    /// Nothing is moved: what is there is only looked at.
+    bool onlyTried = false;
     /// Each between two routes: what is put into it moves on in a session of its own.
     std::vector<OutputBuffer> buffers;
     /// How connections and routes that are out of service are made anew; without a value they are

@@ -218,6 +218,13 @@ void Loader::readDiscovery(const Entry &entry)
     readErrors(section, rule.route);
     readOtherEnd(entry, section, rule);
     readPartitions(section, rule);
+    for (const StreamSettings &output : rule.route.outputs) {
+        if (output.own) {
+            section.diagnostics().add(output.place,
+                                      "{}: outputs of a rule have no \"store\" and are required",
+                                      section.path());
+        }
+    }
     if (section.has("grace")) {
         section.read("grace", rule.grace.emplace());
     }

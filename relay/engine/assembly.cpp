@@ -35,9 +35,9 @@ std::string version(const QEL_FerrionPluginVersion &version)
 
 Assembly::Assembly(const Configuration &configuration, PluginHost &host, Reporter &reporter,
                    RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions,
-                   const std::function<void()> &wake)
+                   const BufferedOutputs &buffers, const std::function<void()> &wake)
     : configuration_(configuration), host_(host), reporter_(reporter), registry_(registry),
-      sessions_(sessions)
+      sessions_(sessions), buffers_(buffers)
 {
     for (const AdapterSettings &settings : configuration.adapters) {
         adapters_.push_back(std::make_unique<Adapter>());
@@ -320,8 +320,34 @@ Handle *Assembly::openEnd(Route &route, RouteEnd &end, const StreamSettings &set
     return handle;
 }
 
+/// Opens what stands between two routes; false after reporting why that failed.
+bool Assembly::openBuffer(Route &route, RouteEnd &end, const StreamSettings &settings)
+{
+    static const std::string adapter = "ferry";
+    end.settings = &settings;
+    end.adapter = &adapter;
+    end.operations = &StoredStream::operations;
+    const StateResult result = configuration_.onlyTried ? end.buffer->probe() : end.buffer->open();
+    if (result.ok()) {
+        return true;
+    }
+    const bool temporary = configuration_.restart && !end.buffer->isRejected();
+    problems_ += temporary ? 0 : 1;
+    if (!temporary || admits(end.buffer->label(), result.text.c_str())) {
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}: {}",
+                 end.buffer->label(), result.text);
+    }
+    reporter_.bad(fmt::format("route {}", route.name()), result.text, settings.place);
+    return false;
+}
+
 bool Assembly::openWriter(Route &route, WriterEnd &output, const StreamSettings &settings)
 {
+    if (output.buffer != nullptr) {
+        const bool good = openBuffer(route, output, settings);
+        output.writer = good ? output.buffer->stream().writer() : nullptr;
+        return good;
+    }
     output.writer = openEnd<QEL_FerrionStreamWriter>(
         route, output, settings, "writer",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,
@@ -342,6 +368,13 @@ bool Assembly::openReader(Route &route)
 {
     ReaderEnd &input = route.input();
     const QEL_FerrionStreamReaderListener listener = route.listener();
+    if (input.buffer != nullptr) {
+        if (openBuffer(route, input, route.settings().input)) {
+            input.reader = input.buffer->stream().reader();
+            input.buffer->stream().start(listener);
+        }
+        return input.reader != nullptr;
+    }
     input.reader = openEnd<QEL_FerrionStreamReader>(
         route, input, route.settings().input, "reader",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,

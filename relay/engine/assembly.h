@@ -51,7 +51,7 @@ public:
     /// `wake` is called on any thread when a connection has something to announce.
     Assembly(const Configuration &configuration, PluginHost &host, Reporter &reporter,
              RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions,
-             const std::function<void()> &wake);
+             const BufferedOutputs &buffers, const std::function<void()> &wake);
 
     /// Creates all that it can. A failure is logged, reported and counted, and puts the routes that
     /// depend on it out of service. `stop` is asked between any two calls.
@@ -199,6 +199,7 @@ private:
     template<class Handle, class Create>
     Handle *openEnd(Route &route, RouteEnd &end, const StreamSettings &settings,
                     const std::string &kind, Create &&create);
+    bool openBuffer(Route &route, RouteEnd &end, const StreamSettings &settings);
     bool openWriter(Route &route, WriterEnd &output, const StreamSettings &settings);
     bool openReader(Route &route);
     PluginSession *attach(RouteEnd &end, const StreamSettings &settings, const Route &route);
@@ -244,6 +245,7 @@ private:
     Reporter &reporter_;
     RouteRegistry &registry_;
     std::vector<std::unique_ptr<Session>> &sessions_;
+    const BufferedOutputs &buffers_;
     std::vector<std::unique_ptr<DiscoverySource>> sources_;
     std::vector<std::unique_ptr<Adapter>> adapters_;
     std::vector<std::unique_ptr<Connection>> connections_;

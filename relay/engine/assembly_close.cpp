@@ -41,6 +41,9 @@ void Assembly::markBusy()
         }
         const void *object = sessions_[i]->guard().object();
         const auto mark = [&](const StreamSettings &settings) {
+            if (settings.buffer) {
+                return;
+            }
             if (PluginSession *owner = findSession(i, settings)) {
                 owner->busy = owner->connection->busy = owner->connection->adapter->busy = true;
             }
@@ -79,6 +82,10 @@ void Assembly::close(Route &route)
 void Assembly::closeReader(Route &route)
 {
     ReaderEnd &input = route.input();
+    if (input.reader != nullptr && input.buffer != nullptr) {
+        input.buffer->stream().stop();
+        input.reader = nullptr;
+    }
     if (input.reader == nullptr || isBusy(input.reader) || adapterOf(*input.settings).occupied) {
         return;
     }
@@ -97,6 +104,9 @@ void Assembly::closeWriters(Route &route)
 {
     for (const auto &delivery : route.deliveries()) {
         WriterEnd &output = delivery->end();
+        if (output.buffer != nullptr) {
+            output.writer = nullptr;
+        }
         if (output.writer == nullptr || isBusy(output.writer) ||
             adapterOf(*output.settings).occupied) {
             continue;

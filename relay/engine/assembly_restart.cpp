@@ -14,7 +14,8 @@ bool Assembly::mayRestart(const Adapter &adapter) const
 bool Assembly::isPossible(const RouteSettings &route) const
 {
     const auto possible = [this](const StreamSettings &end) {
-        return mayRestart(*connections_[end.connection]->adapter);
+        return end.buffer ? !buffers_[*end.buffer]->isRejected()
+                          : mayRestart(*connections_[end.connection]->adapter);
     };
     return possible(route.input) &&
            std::all_of(route.outputs.begin(), route.outputs.end(), possible);
@@ -83,7 +84,7 @@ bool Assembly::isUsed(const Connection &connection)
 {
     bool used = connection.busy || connection.adapter->occupied;
     const auto isHere = [&](const StreamSettings &end) {
-        return connections_[end.connection].get() == &connection;
+        return !end.buffer && connections_[end.connection].get() == &connection;
     };
     registry_.visit([&](Route &route) {
         used = used || (route.input().reader != nullptr && isHere(route.settings().input));
@@ -101,10 +102,14 @@ std::vector<std::size_t> Assembly::renew(const RouteSettings &route)
 {
     std::vector<std::size_t> renewed;
     forgetSessions();
-    std::vector<std::size_t> mine = {route.input.connection};
-    for (const StreamSettings &output : route.outputs) {
-        mine.push_back(output.connection);
-    }
+    std::vector<std::size_t> mine;
+    const auto add = [&](const StreamSettings &end) {
+        if (!end.buffer) {
+            mine.push_back(end.connection);
+        }
+    };
+    add(route.input);
+    std::for_each(route.outputs.begin(), route.outputs.end(), add);
     std::sort(mine.begin(), mine.end());
     mine.erase(std::unique(mine.begin(), mine.end()), mine.end());
     for (const std::size_t index : mine) {

@@ -54,6 +54,11 @@ public:
     {
         return retry_.due();
     }
+    /// Session thread: has the next attempt due at once.
+    void hurry()
+    {
+        retry_.hurry();
+    }
     /// Session thread: offers the output the next slice, so that a failure is one of a known batch.
     CallResult step(CallGuard &guard);
     /// Session thread: forgets the loan, which is not acknowledged. What was not taken is held.

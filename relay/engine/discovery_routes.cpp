@@ -164,7 +164,7 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
     }
     Session &session = *sessions_[settings.session];
     // Open before anybody else may look at it.
-    std::unique_ptr<Route> opened = makeRoute(configuration_, settings, session, keeper_);
+    std::unique_ptr<Route> opened = makeRoute(configuration_, settings, session, keeper_, {});
     assembly_.open(*opened);
     Route &route = registry_.add(std::move(opened));
     Made &made = made_[key];

@@ -22,17 +22,34 @@ std::vector<std::unique_ptr<Session>> makeSessions(const Configuration &configur
 
 Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter,
              DeadLetterKeeper *keeper)
-    : configuration_(configuration), host_(host),
+    : configuration_(configuration), host_(host), state_(configuration.state),
       sessions_(makeSessions(configuration, host, [this] { notify(); })),
-      assembly_(configuration, host, reporter, registry_, sessions_, [this] { notify(); }),
+      assembly_(configuration, host, reporter, registry_, sessions_, buffers_,
+                [this] { notify(); }),
       discovery_(configuration, assembly_, registry_, sessions_, keeper),
       sessionWatches_(sessions_.size())
 {
+    for (const OutputBuffer &settings : configuration.buffers) {
+        buffers_.push_back(std::make_unique<BufferedOutput>(
+            settings, state_, [this, &settings] { hasRoom(settings); }));
+    }
     for (const RouteSettings &settings : configuration.routes) {
-        registry_.add(makeRoute(configuration, settings, *sessions_[settings.session], keeper));
+        registry_.add(
+            makeRoute(configuration, settings, *sessions_[settings.session], keeper, buffers_));
     }
     restarts_ =
         std::make_unique<Restarts>(configuration, assembly_, discovery_, registry_, sessions_);
+}
+
+/// The route that fills the buffer need not wait any longer.
+void Relay::hasRoom(const OutputBuffer &buffer)
+{
+    registry_.forEach([&](Route &route) {
+        if (route.name() == buffer.route) {
+            route.hurry();
+            sessions_[route.settings().session]->wake();
+        }
+    });
 }
 
 Relay::~Relay()

@@ -101,12 +101,15 @@ private:
     void startSessions();
     void serve();
     void finish();
+    void hasRoom(const OutputBuffer &buffer);
     bool isInService(const Route &route) const;
     std::string callOf(Session &session);
     std::string waitingFor(const Session &session);
 
     const Configuration &configuration_;
     PluginHost &host_;
+    StateDirectory state_;
+    BufferedOutputs buffers_;
     RouteRegistry registry_;
     std::vector<std::unique_ptr<Session>> sessions_;
     Assembly assembly_;

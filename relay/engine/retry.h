@@ -67,6 +67,11 @@ public:
     {
         return std::max(alone_, 1);
     }
+    /// What was waited for is there.
+    void hurry()
+    {
+        due_ = {};
+    }
     /// Whether the time is over that the settings give.
     bool exhausted(Clock::time_point now) const
     {

@@ -56,7 +56,7 @@ bool Route::ready(Clock::time_point now) const
         return true;
     }
     if (isLent_) {
-        return now >= nextDue_ && (leaving_ || !paused());
+        return (now >= nextDue_ || hurried_.load()) && (leaving_ || !paused());
     }
     if (paused()) {
         return false;
@@ -211,6 +211,11 @@ RouteTotals Route::totals() const
         totals.dead += totals.outputs.back().dead;
         totals.held += totals.outputs.back().held;
     }
+    if (input_.buffer != nullptr) {
+        const BufferLevel level = input_.buffer->level();
+        totals.stored = level.samples;
+        totals.lost += level.dropped;
+    }
     totals.firstActivity = firstActivity_.load();
     totals.lastActivity = lastActivity_.load();
     totals.failed = state() == State::failed;
@@ -343,7 +348,11 @@ CallResult Route::deliver(CallGuard &guard)
     CallResult worst = CallResult::good;
     const Clock::time_point now =
         deliveries_.size() > 0 && stuckSince_.load() != 0 ? Clock::now() : Clock::time_point::max();
+    const bool hurried = hurried_.exchange(false);
     for (const auto &delivery : deliveries_) {
+        if (hurried && delivery->end().buffer != nullptr) {
+            delivery->hurry();
+        }
         worst = std::max(worst, deliver(guard, *delivery, now));
         if (delivery->stopped()) {
             setState(State::failed);

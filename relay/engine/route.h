@@ -105,6 +105,12 @@ public:
         return paused_.load();
     }
 
+    /// Any thread: what is offered again need not wait for its time. The session is to be woken.
+    void hurry()
+    {
+        hurried_.store(true);
+    }
+
     /// Session thread: whether the reader is to be read now, and when at the latest otherwise.
     bool ready(Clock::time_point now) const;
     Clock::time_point nextDue() const
@@ -167,6 +173,7 @@ private:
     std::atomic<bool> failing_{false};
     std::atomic<bool> released_{false};
     std::atomic<bool> paused_{false};
+    std::atomic<bool> hurried_{false};
 
     /// Control thread only.
     bool adopted_ = false;

@@ -2,6 +2,7 @@
 #ifndef FERRY_ENGINE_ROUTE_CALLS_H
 #define FERRY_ENGINE_ROUTE_CALLS_H
 
+#include "engine/buffered_output.h"
 #include "engine/call_guard.h"
 #include "engine/plugin_host.h"
 #include "engine/repeat_filter.h"
@@ -17,6 +18,8 @@ struct RouteEnd {
     const QEL_FerrionAdapterOperations *operations = nullptr;
     /// "connection/stream", for messages.
     std::string label;
+    /// What stands here in place of an adapter; null if one does.
+    BufferedOutput *buffer = nullptr;
 };
 
 struct ReaderEnd : RouteEnd {

@@ -56,6 +56,8 @@ struct RouteTotals {
     std::uint64_t dead = 0;
     /// Samples of loans that were not acknowledged: those of them that an output has not taken.
     std::uint64_t held = 0;
+    /// Samples that wait in the buffer which the route reads.
+    std::uint64_t stored = 0;
     std::vector<Output> outputs;
     /// Nanoseconds of Clock; 0 before the first samples.
     std::int64_t firstActivity = 0;

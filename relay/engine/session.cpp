@@ -209,13 +209,17 @@ void Session::wait()
 }
 
 std::unique_ptr<Route> makeRoute(const Configuration &configuration, const RouteSettings &settings,
-                                 Session &session, DeadLetterKeeper *keeper)
+                                 Session &session, DeadLetterKeeper *keeper,
+                                 const BufferedOutputs &buffers)
 {
     auto route = std::make_unique<Route>(settings, session.settings().period, session.host(),
                                          [&session] { session.wake(); });
     const auto name = [&](RouteEnd &end, const StreamSettings &stream) {
-        end.label =
-            fmt::format("{}/{}", configuration.connections[stream.connection].name, stream.stream);
+        end.buffer = stream.buffer ? buffers[*stream.buffer].get() : nullptr;
+        end.label = stream.connection == noConnection
+                        ? end.buffer->label()
+                        : fmt::format("{}/{}", configuration.connections[stream.connection].name,
+                                      stream.stream);
     };
     name(route->input(), settings.input);
     for (std::size_t i = 0; i < settings.outputs.size(); ++i) {

@@ -107,9 +107,13 @@ private:
     std::size_t leaving_ = 0;
 };
 
+/// By their index in the configuration.
+using BufferedOutputs = std::vector<std::unique_ptr<BufferedOutput>>;
+
 /// A route for its session, not yet open. `keeper` takes its bad data, unless it wants none kept.
 std::unique_ptr<Route> makeRoute(const Configuration &configuration, const RouteSettings &settings,
-                                 Session &session, DeadLetterKeeper *keeper);
+                                 Session &session, DeadLetterKeeper *keeper,
+                                 const BufferedOutputs &buffers);
 
 } // namespace ferry
 

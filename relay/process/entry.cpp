@@ -70,6 +70,7 @@ Configuration configurationFor(const RelayRequest &request)
     if (request.options.task != Task::check) {
         return configuration;
     }
+    configuration.onlyTried = true;
     const auto mark = [](auto &object) {
         object.properties.emplace_back("qel.ferrion.check", "true");
     };

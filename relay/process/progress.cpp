@@ -12,13 +12,10 @@ std::string totals(const RouteTotals &route)
 {
     std::string text = fmt::format("{}: {} read, {} written, {} errors", route.name, route.read,
                                    route.written, route.errors);
-    const std::pair<std::uint64_t, const char *> rare[] = {{route.retries, "retries"},
-                                                           {route.dead, "set aside"},
-                                                           {route.held, "not acknowledged"},
-                                                           {route.lost, "lost"},
-                                                           {route.unreadable, "unreadable"},
-                                                           {route.bad, "bad"},
-                                                           {route.ends, "ends"}};
+    const std::pair<std::uint64_t, const char *> rare[] = {
+        {route.retries, "retries"}, {route.dead, "set aside"}, {route.held, "not acknowledged"},
+        {route.stored, "stored"},   {route.lost, "lost"},      {route.unreadable, "unreadable"},
+        {route.bad, "bad"},         {route.ends, "ends"}};
     for (const auto &[number, what] : rare) {
         text += number > 0 ? fmt::format(", {} {}", number, what) : "";
     }

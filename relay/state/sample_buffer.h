@@ -5,13 +5,11 @@
 
 #include <cstdint>
 
+#include "config/configuration.h"
 #include "state/result.h"
 #include "state/slice.h"
 
 namespace ferry {
-
-/// What a full buffer does with the next samples.
-enum class WhenFull { block, dropOldest, dropNewest };
 
 /// Counted over the life of what is kept, so that a process goes on from the last one's numbers.
 struct BufferLevel {

@@ -157,7 +157,7 @@ TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
     EXPECT_EQ(r.outputs[0].maxSamplesPerWrite, 1024);
     EXPECT_EQ(r.outputs[0].batchBytes, 8U << 20);
     EXPECT_TRUE(r.outputs[0].properties.empty());
-    EXPECT_EQ(r.onError, OnError::carryOn);
+    EXPECT_EQ(r.onError, OnError::retry);
     EXPECT_STREQ(DDS_TypeCode_get_name(r.type), "m::P");
 }
 
