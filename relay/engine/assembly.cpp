@@ -3,6 +3,7 @@
 
 #include <algorithm>
 
+#include "engine/guarantee.h"
 #include "engine/log.h"
 #include "engine/stream_description.h"
 
@@ -288,8 +289,15 @@ bool Assembly::openRoute(Route &route)
     if (!good) {
         closeWriters(route);
     } else {
-        reporter_.good(fmt::format("route {}", route.name()),
-                       fmt::format("type {}", settings.typeName));
+        reporter_.good(
+            fmt::format("route {}", route.name()),
+            settings.input.buffer
+                ? fmt::format("type {}", settings.typeName)
+                : fmt::format("type {}, {}", settings.typeName,
+                              guaranteeOf(configuration_, settings,
+                                          [&](const StreamSettings &end, std::uint32_t role) {
+                                              return deliveryOf(settings.session, end, role);
+                                          })));
     }
     return good;
 }
@@ -320,6 +328,16 @@ Handle *Assembly::openEnd(Route &route, RouteEnd &end, const StreamSettings &set
     return handle;
 }
 
+/// What the adapter of an end declares; the properties are those that it is made with.
+std::uint32_t Assembly::deliveryOf(std::size_t session, const StreamSettings &end,
+                                   std::uint32_t role)
+{
+    const AdapterSettings &adapter = *connections_[end.connection]->adapter->settings;
+    Properties properties = configuration_.sessions[session].properties;
+    properties.insert(properties.end(), end.properties.begin(), end.properties.end());
+    return host_.delivery(adapter, role, properties);
+}
+
 /// Opens what stands between two routes; false after reporting why that failed.
 bool Assembly::openBuffer(Route &route, RouteEnd &end, const StreamSettings &settings)
 {
@@ -348,6 +366,7 @@ bool Assembly::openWriter(Route &route, WriterEnd &output, const StreamSettings 
         output.writer = good ? output.buffer->stream().writer() : nullptr;
         return good;
     }
+    output.delivery = deliveryOf(route.settings().session, settings, FERRY_SETTING_OF_WRITER);
     output.writer = openEnd<QEL_FerrionStreamWriter>(
         route, output, settings, "writer",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,

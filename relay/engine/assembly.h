@@ -199,6 +199,7 @@ private:
     template<class Handle, class Create>
     Handle *openEnd(Route &route, RouteEnd &end, const StreamSettings &settings,
                     const std::string &kind, Create &&create);
+    std::uint32_t deliveryOf(std::size_t session, const StreamSettings &end, std::uint32_t role);
     bool openBuffer(Route &route, RouteEnd &end, const StreamSettings &settings);
     bool openWriter(Route &route, WriterEnd &output, const StreamSettings &settings);
     bool openReader(Route &route);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "engine/log.h"
+#include "ferryjni/delivery.h"
 
 namespace ferry {
 
@@ -30,6 +31,7 @@ CallResult Delivery::step(CallGuard &guard)
             return end_.operations->write(end_.writer, part.samples, part.infos, part.count,
                                           environment);
         });
+    calls_.explain(end_);
     const std::int32_t taken = takenOf(part, reported);
     if (taken == part.count) {
         return accept(part);
@@ -55,11 +57,16 @@ std::int32_t Delivery::takenOf(const Loan &part, std::int32_t reported)
             fmt::format("the adapter says that it has written {} of the {} samples it was given",
                         reported, part.count));
     }
+    // A call into Java that throws has no result of its own.
+    if (environment.taken() > 0) {
+        return std::min(environment.taken(), part.count);
+    }
     if (!possible) {
         return 0;
     }
     // Which of its samples a short write took is known only if the adapter says so.
-    const bool known = reported == part.count || end_.countsPrefix;
+    const bool known =
+        reported == part.count || (end_.delivery & FERRY_DELIVERY_COUNTS_PREFIX) != 0;
     return known || route_.onError != OnError::retry ? reported : 0;
 }
 
@@ -147,7 +154,7 @@ CallResult Delivery::setAside()
                                 end_.label, first + 1, loan_.count, reason_));
     }
     const std::string obstacle =
-        keeper_->keep({calls_.route(), end_.label, route_, reason_, retry_.attempts(), bad});
+        keeper_->keep({route_, end_.label, reason_, retry_.attempts(), bad});
     if (!obstacle.empty()) {
         if (filter_.admit(obstacle.c_str(), Clock::now())) {
             logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_setAside", calls_.route(),

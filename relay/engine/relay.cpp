@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "engine/dead_letter_file.h"
 #include "engine/log.h"
 
 namespace ferry {
@@ -23,10 +24,14 @@ std::vector<std::unique_ptr<Session>> makeSessions(const Configuration &configur
 Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter,
              DeadLetterKeeper *keeper)
     : configuration_(configuration), host_(host), state_(configuration.state),
+      letters_(keeper == nullptr && !configuration.state.empty()
+                   ? std::make_unique<DeadLetterFile>(state_, configuration.deadLetterBytes)
+                   : nullptr),
       sessions_(makeSessions(configuration, host, [this] { notify(); })),
       assembly_(configuration, host, reporter, registry_, sessions_, buffers_,
                 [this] { notify(); }),
-      discovery_(configuration, assembly_, registry_, sessions_, keeper),
+      discovery_(configuration, assembly_, registry_, sessions_,
+                 letters_ ? letters_.get() : keeper),
       sessionWatches_(sessions_.size())
 {
     for (const OutputBuffer &settings : configuration.buffers) {
@@ -34,8 +39,8 @@ Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &rep
             settings, state_, [this, &settings] { hasRoom(settings); }));
     }
     for (const RouteSettings &settings : configuration.routes) {
-        registry_.add(
-            makeRoute(configuration, settings, *sessions_[settings.session], keeper, buffers_));
+        registry_.add(makeRoute(configuration, settings, *sessions_[settings.session],
+                                letters_ ? letters_.get() : keeper, buffers_));
     }
     restarts_ =
         std::make_unique<Restarts>(configuration, assembly_, discovery_, registry_, sessions_);

@@ -26,7 +26,8 @@ public:
         ended
     };
 
-    /// `keeper` takes bad data; without one, a route stops for it.
+    /// `keeper` takes bad data; without one the dead letters of the state directory do. If there is
+    /// no such directory, a route stops for bad data.
     Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter,
           DeadLetterKeeper *keeper);
     ~Relay();
@@ -109,6 +110,7 @@ private:
     const Configuration &configuration_;
     PluginHost &host_;
     StateDirectory state_;
+    std::unique_ptr<DeadLetterKeeper> letters_;
     BufferedOutputs buffers_;
     RouteRegistry registry_;
     std::vector<std::unique_ptr<Session>> sessions_;

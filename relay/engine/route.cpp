@@ -11,6 +11,8 @@ namespace {
 constexpr std::chrono::milliseconds maxBackoff{5000};
 /// How long a reader whose stream has gone is read while it keeps bringing samples.
 constexpr std::chrono::milliseconds leaveLimit{5000};
+/// When bad records are tried to be kept again.
+constexpr std::chrono::milliseconds keepPause{1000};
 
 } // namespace
 
@@ -66,10 +68,21 @@ bool Route::ready(Clock::time_point now) const
            (failuresInRow_ == 0 && (last_ == Outcome::data || signalled_.load()));
 }
 
+void Route::setKeeper(DeadLetterKeeper *keeper)
+{
+    keeper_ = keeper;
+    for (const auto &delivery : deliveries_) {
+        delivery->setKeeper(keeper);
+    }
+}
+
 Route::Outcome Route::step(CallGuard &guard)
 {
     if (!isLent_) {
         lend(guard, Clock::now());
+    }
+    if (!records_.empty()) {
+        keepRecords();
     }
     const std::int64_t before = pending();
     const CallResult giving = deliver(guard);
@@ -103,8 +116,29 @@ void Route::lend(CallGuard &guard, Clock::time_point now)
 
 bool Route::isDelivered() const
 {
-    return std::all_of(deliveries_.begin(), deliveries_.end(),
-                       [](const auto &delivery) { return delivery->done(); });
+    return records_.empty() && std::all_of(deliveries_.begin(), deliveries_.end(),
+                                           [](const auto &delivery) { return delivery->done(); });
+}
+
+/// Has what the read passed over kept elsewhere. The source takes the return of the loan for the
+/// acknowledgement of these, too.
+void Route::keepRecords()
+{
+    const Clock::time_point now = Clock::now();
+    if (now < recordsDue_) {
+        return;
+    }
+    const std::string obstacle = keeper_->keep(settings_, input_.label, records_);
+    if (obstacle.empty()) {
+        records_.clear();
+        return;
+    }
+    recordsDue_ = now + keepPause;
+    if (failures_.admit(obstacle.c_str(), now)) {
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_setAside", name(),
+                 "{}: {} bad records cannot be set aside: {}", input_.label, records_.size(),
+                 obstacle);
+    }
 }
 
 /// Samples that outputs have not got, of all of them together.
@@ -127,7 +161,7 @@ Route::Outcome Route::wait(bool progress)
     if (progress || stuckSince_.load() == 0) {
         stuckSince_.store(nanoseconds(now));
     }
-    nextDue_ = Clock::time_point::max();
+    nextDue_ = records_.empty() ? Clock::time_point::max() : recordsDue_;
     for (const auto &delivery : deliveries_) {
         if (!delivery->done()) {
             nextDue_ = std::min(nextDue_, delivery->due());
@@ -291,6 +325,10 @@ Loan Route::read(CallGuard &guard, CallResult &result)
         calls_.errors.add(1);
         calls_.reportFailure(input_, failures_, "read");
         bad_.add(environment.rejected());
+        if (keeper_ != nullptr) {
+            records_ = environment.records();
+            recordsDue_ = {};
+        }
         // An adapter that reports what it has passed over has gone on by itself.
         result = environment.rejected() > 0 ? CallResult::flawed : CallResult::failed;
     }
@@ -394,6 +432,7 @@ void Route::drop()
         return;
     }
     isLent_ = false;
+    records_.clear();
     stuckSince_.store(0);
     for (const auto &delivery : deliveries_) {
         delivery->drop();

@@ -57,6 +57,9 @@ public:
         return failedSince_.load();
     }
 
+    /// Control thread, before the first loan: where bad data goes; null if the route stops for it.
+    void setKeeper(DeadLetterKeeper *keeper);
+
     /// Any thread.
     RouteTotals totals() const;
     /// Control thread, before a session has the route: goes on from what it did in an earlier life.
@@ -150,6 +153,7 @@ private:
     Loan read(CallGuard &guard, CallResult &result);
     Loan withoutGaps(const Loan &loan, CallResult &result);
     void reportGaps(const Loan &loan, std::int32_t first, std::int32_t missing);
+    void keepRecords();
     void lend(CallGuard &guard, Clock::time_point now);
     CallResult deliver(CallGuard &guard);
     CallResult deliver(CallGuard &guard, Delivery &delivery, Clock::time_point now);
@@ -165,6 +169,7 @@ private:
     const std::chrono::milliseconds period_;
     const std::function<void()> wake_;
     RouteCalls calls_;
+    DeadLetterKeeper *keeper_ = nullptr;
     ReaderEnd input_;
     std::vector<std::unique_ptr<Delivery>> deliveries_;
     std::atomic<State> state_{State::closed};
@@ -192,6 +197,9 @@ private:
     /// What the reader has lent and not got back.
     Loan lent_;
     bool isLent_ = false;
+    /// What that read passed over and nobody has kept yet; the loan is not returned before.
+    std::vector<RejectedRecord> records_;
+    Clock::time_point recordsDue_;
     /// How the read of that loan went.
     CallResult taking_ = CallResult::good;
     RepeatFilter failures_;

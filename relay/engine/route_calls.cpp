@@ -6,12 +6,17 @@ namespace ferry {
 
 void RouteCalls::reportFailure(const RouteEnd &end, RepeatFilter &filter, const char *operation)
 {
-    if (!environment_.explained()) {
-        environment_.explain(host_.takeFailure(*end.adapter));
-    }
+    explain(end);
     if (filter.admit(environment_.cause(), Clock::now())) {
         logAdapterFailure("FERRYRoute_step", *end.adapter, about(operation, end, filter),
                           environment_);
+    }
+}
+
+void RouteCalls::explain(const RouteEnd &end)
+{
+    if (environment_.failed() && !environment_.explained()) {
+        environment_.explain(host_.takeFailure(*end.adapter));
     }
 }
 

@@ -28,8 +28,8 @@ struct ReaderEnd : RouteEnd {
 
 struct WriterEnd : RouteEnd {
     QEL_FerrionStreamWriter *writer = nullptr;
-    /// Whether its counts say that the first so many samples were taken, and no other.
-    bool countsPrefix = false;
+    /// What the adapter declares of it: FERRY_DELIVERY_... bits.
+    std::uint32_t delivery = 0;
 };
 
 /// How a call went, the worse the higher. What is flawed was no success, but the next call may come
@@ -59,6 +59,8 @@ public:
         return environment_;
     }
 
+    /// Finds out what else is known of the last call if it failed. Before another call.
+    void explain(const RouteEnd &end);
     /// Logs the failure of the last call unless the filter holds it back. Callers count it.
     void reportFailure(const RouteEnd &end, RepeatFilter &filter, const char *operation);
     /// What a line is about, with the number of those like it that the filter has held back.

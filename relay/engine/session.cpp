@@ -224,8 +224,8 @@ std::unique_ptr<Route> makeRoute(const Configuration &configuration, const Route
     name(route->input(), settings.input);
     for (std::size_t i = 0; i < settings.outputs.size(); ++i) {
         name(route->deliveries()[i]->end(), settings.outputs[i]);
-        route->deliveries()[i]->setKeeper(settings.deadLetters ? keeper : nullptr);
     }
+    route->setKeeper(settings.deadLetters ? keeper : nullptr);
     return route;
 }
 

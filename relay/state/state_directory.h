@@ -32,6 +32,11 @@ public:
     {
         return path_;
     }
+    /// The file of the configuration's dead letters.
+    std::filesystem::path deadLetters() const
+    {
+        return path_ / "dead_letters.sqlite";
+    }
     /// Where the file is, or would be, whose name is made of these parts. A part may be any text.
     std::filesystem::path file(const std::vector<std::string> &parts) const;
 

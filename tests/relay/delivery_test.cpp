@@ -44,6 +44,15 @@ protected:
         return "";
     }
 
+    std::string keep(const RouteSettings &, const std::string &,
+                     const std::vector<RejectedRecord> &records) override
+    {
+        for (const RejectedRecord &record : records) {
+            reasons += record.position + ": " + record.reason + "\n";
+        }
+        return "";
+    }
+
     /// What the stream's writer took, when it takes a whole slice or, if that is bad, none of it.
     Values &collect(const std::string &stream, std::function<bool(int)> isBad)
     {

@@ -445,7 +445,8 @@ TEST_F(RelayTest, CheckMakesEverythingReadsNothingAndReportsWhatIsAnnounced)
     EXPECT_EQ(reporter.lines,
               (Texts{"adapter a: " + origin, "adapter b: " + origin,
                      "connection a: ", "connection b: ", "session main of connection b: ",
-                     "session main of connection a: ", "route r: type T",
+                     "session main of connection a: ", "route r: type T, at most once: with \"on_error: continue\" what output b/x does not take "
+                     "is lost",
                      "input stream a/in: announced, type Other",
                      "input stream b/in: announced, type Other"}));
     EXPECT_TRUE(logged("discovered a stream with same name than a route's (in) but different type "

@@ -1,0 +1,65 @@
+#include "engine/guarantee.h"
+
+#include <fmt/format.h>
+
+#include "ferryjni/delivery.h"
+#include "ferryjni/settings.h"
+
+namespace ferry {
+namespace {
+
+/// The same samples may come again, and this output makes nothing of it.
+bool absorbsRepeats(const StreamSettings &output, std::uint32_t bits)
+{
+    const bool numbered = output.own && output.own->stored;
+    return (bits & FERRY_DELIVERY_IDEMPOTENT) != 0 ||
+           (numbered && (bits & FERRY_DELIVERY_ONCE) != 0);
+}
+
+/// Why an output may lose samples that it was to have; "" if it does not.
+std::string lossOf(const Configuration &configuration, const RouteSettings &route,
+                   const StreamSettings &output, bool repeats)
+{
+    const std::string label =
+        fmt::format("{}/{}", configuration.connections[output.connection].name, output.stream);
+    if (route.onError == OnError::carryOn) {
+        return fmt::format("with \"on_error: continue\" what output {} does not take is lost",
+                           label);
+    }
+    if (output.own && output.own->whenFull != WhenFull::block) {
+        return fmt::format("the store of output {} drops samples when it is full", label);
+    }
+    if (!repeats && !output.own) {
+        return fmt::format("the input cannot repeat, and output {} has no store", label);
+    }
+    return "";
+}
+
+} // namespace
+
+std::string guaranteeOf(const Configuration &configuration, const RouteSettings &route,
+                        const DeliveryOf &delivery)
+{
+    const bool repeats =
+        (delivery(route.input, FERRY_SETTING_OF_READER) & FERRY_DELIVERY_REPEATS) != 0;
+    bool once = true;
+    bool anyRequired = false;
+    for (const StreamSettings &output : route.outputs) {
+        if (output.own && !output.own->stored) {
+            continue;
+        }
+        anyRequired = true;
+        const std::string loss = lossOf(configuration, route, output, repeats);
+        if (!loss.empty()) {
+            return fmt::format("at most once: {}", loss);
+        }
+        once = once && absorbsRepeats(output, delivery(output, FERRY_SETTING_OF_WRITER));
+    }
+    if (!anyRequired) {
+        return "at most once: no output is required";
+    }
+    const char *const word = once ? "exactly once" : "at least once";
+    return repeats ? word : fmt::format("{} from the store on: the input cannot repeat", word);
+}
+
+} // namespace ferry
