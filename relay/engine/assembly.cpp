@@ -92,12 +92,12 @@ bool Assembly::giveUp()
 void Assembly::problem(const std::string &what, const Adapter &adapter,
                        const std::string &operation, Place place)
 {
+    reporter_.bad(what, fmt::format("{}: {}", operation, environment().text()), place);
     const bool temporary = mayRestart(adapter);
     problems_ += temporary ? 0 : 1;
     if (!temporary || admits(what, environment().cause())) {
         logAdapterFailure("FERRYRelay_build", adapter.settings->name, operation, environment());
     }
-    reporter_.bad(what, fmt::format("{}: {}", operation, environment().text()), place);
 }
 
 /// Whether a failure is to be logged that comes again with each attempt.
@@ -207,13 +207,14 @@ void Assembly::openConnection(Connection &connection)
     }
     if (environment().failed()) {
         connection.broken = true;
+        problem(what, *connection.adapter, fmt::format("create {}", what), settings.place);
         if (mayRestart(*connection.adapter)) {
             if (!connection.timer) {
                 connection.timer.emplace(*configuration_.restart);
             }
             connection.timer->failed(Clock::now());
         }
-        problem(what, *connection.adapter, fmt::format("create {}", what), settings.place);
+        markReconnecting();
         return;
     }
     const auto toString = connection.operations().connection_to_string;

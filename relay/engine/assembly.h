@@ -92,6 +92,12 @@ public:
     Clock::time_point nextReconnect() const;
     /// Whether the connection is out of service, but will be made anew.
     bool isReconnecting(std::size_t connection) const;
+    /// Since when any connection has been out of service and made anew in vain, in nanoseconds of
+    /// Clock; 0 if none is. Any thread.
+    std::int64_t reconnectingSince() const
+    {
+        return reconnectingSince_.load();
+    }
     /// Makes anew the connections of a route that is closed if nothing else uses them: an adapter
     /// may need new objects. Returns those whose discovery readers are gone with that.
     std::vector<std::size_t> renew(const RouteSettings &route);
@@ -214,6 +220,7 @@ private:
     void closeConnections();
     void closeSession(PluginSession &session);
     void closeConnection(Connection &connection);
+    void markReconnecting();
     void reopen(Connection &connection);
     void forgetSessions();
     bool isUsed(const Connection &connection);
@@ -257,6 +264,7 @@ private:
     mutable std::mutex whereMutex_;
     std::string where_;
     std::atomic<std::size_t> problems_{0};
+    std::atomic<std::int64_t> reconnectingSince_{0};
     /// What has been logged of objects that are made anew again and again.
     std::map<std::string, RepeatFilter> failures_;
     /// Objects in which threads were given up.

@@ -8,7 +8,8 @@ namespace ferry {
 /// An adapter is made once: what keeps it from being made stands in the configuration.
 bool Assembly::mayRestart(const Adapter &adapter) const
 {
-    return configuration_.restart.has_value() && adapter.plugin != nullptr && !adapter.occupied;
+    return configuration_.restart.has_value() && !reporter_.anyMistake() &&
+           adapter.plugin != nullptr && !adapter.occupied;
 }
 
 bool Assembly::isPossible(const RouteSettings &route) const
@@ -31,15 +32,30 @@ std::vector<std::size_t> Assembly::reconnect(const std::function<bool()> &stop)
     std::vector<std::size_t> back;
     for (std::size_t i = 0; i < connections_.size(); ++i) {
         Connection &connection = *connections_[i];
-        if (isReconnecting(i) && !stop() && Clock::now() >= connection.timer->due() &&
-            !connection.timer->exhausted(Clock::now())) {
+        if (isReconnecting(i) && connection.timer && !stop() &&
+            Clock::now() >= connection.timer->due() && !connection.timer->exhausted(Clock::now())) {
             reopen(connection);
             if (!connection.broken) {
                 back.push_back(i);
             }
         }
     }
+    markReconnecting();
     return back;
+}
+
+/// For other threads.
+void Assembly::markReconnecting()
+{
+    bool any = false;
+    for (std::size_t i = 0; i < connections_.size(); ++i) {
+        any = any || isReconnecting(i);
+    }
+    if (!any) {
+        reconnectingSince_.store(0);
+    } else if (reconnectingSince_.load() == 0) {
+        reconnectingSince_.store(nanoseconds(Clock::now()));
+    }
 }
 
 Clock::time_point Assembly::nextReconnect() const
@@ -47,7 +63,7 @@ Clock::time_point Assembly::nextReconnect() const
     Clock::time_point next = Clock::time_point::max();
     for (std::size_t i = 0; i < connections_.size(); ++i) {
         const Connection &connection = *connections_[i];
-        if (isReconnecting(i) && !connection.timer->exhausted(Clock::now())) {
+        if (isReconnecting(i) && connection.timer && !connection.timer->exhausted(Clock::now())) {
             next = std::min(next, connection.timer->due());
         }
     }

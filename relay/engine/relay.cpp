@@ -312,7 +312,7 @@ void Relay::join()
 
 bool Relay::anyActive() const
 {
-    bool active = discovery_.watching() &&
+    bool active = (discovery_.watching() || assembly_.reconnectingSince() != 0) &&
                   std::any_of(configuration_.discovery.begin(), configuration_.discovery.end(),
                               [this](const DiscoverySettings &rule) {
                                   return !sessions_[rule.route.session]->broken();
@@ -348,7 +348,9 @@ bool Relay::idleSince(Clock::time_point time, Clock::time_point stuck) const
     const auto isStuck = [stuck](std::int64_t since) {
         return since != 0 && since <= nanoseconds(stuck);
     };
-    bool idle = !discovery_.watching() || discovery_.quietSince(time);
+    const std::int64_t reconnecting = assembly_.reconnectingSince();
+    bool idle = (!discovery_.watching() || discovery_.quietSince(time)) &&
+                (reconnecting == 0 || isStuck(reconnecting));
     registry_.forEach([&](const Route &route) {
         if (route.state() == Route::State::active) {
             idle = idle &&
@@ -363,6 +365,9 @@ bool Relay::idleSince(Clock::time_point time, Clock::time_point stuck) const
 std::vector<std::string> Relay::unfinished() const
 {
     std::vector<std::string> all;
+    if (assembly_.reconnectingSince() != 0) {
+        all.emplace_back("some connection is out of service");
+    }
     registry_.forEach([&](const Route &route) {
         if (route.state() == Route::State::failed && isInService(route)) {
             all.push_back(fmt::format("route {} is out of service", route.name()));

@@ -16,6 +16,12 @@ public:
     /// The reason has been logged in full; this is its short form. `place` is the object's in the
     /// configuration file, line 0 where it has none.
     virtual void bad(const std::string &what, const std::string &reason, Place place) = 0;
+    /// Whether what was bad so far is a mistake in the configuration, which no time mends. Any
+    /// thread.
+    virtual bool anyMistake() const
+    {
+        return false;
+    }
 };
 
 } // namespace ferry

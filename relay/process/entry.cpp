@@ -48,9 +48,15 @@ public:
         } else if (request_.explain && !explained_) {
             explained_ = true;
             for (const std::string &line : request_.explain()) {
+                anyMistake_.store(true);
                 logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", "settings", "{}", line);
             }
         }
+    }
+
+    bool anyMistake() const override
+    {
+        return anyMistake_.load();
     }
 
 private:
@@ -58,6 +64,7 @@ private:
     const RelayRequest &request_;
     const bool print_;
     bool explained_ = false;
+    std::atomic<bool> anyMistake_{false};
 };
 
 /// The configuration as the task has it: a property says that adapters are only tried.

@@ -68,7 +68,8 @@ class HostileTest(ferry_test.Ferry):
     def run_beside(self, code, **relay):
         # The end awaits a thread that is left for all of that time.
         short = ["--drain-seconds=20"] if relay.get("kind") == "thread" else []
-        result = self.ferry("run", self.relay(**relay), "--until-idle=0.2", *short, code=code)
+        result = self.ferry("run", self.relay(**relay), "--until-idle=0.2", "--give-up=0.5",
+                            *short, code=code)
         self.check_good(result.stdout)
         return result.stdout, result.stderr
 
