@@ -442,13 +442,15 @@ TEST_F(RelayTest, CheckMakesEverythingReadsNothingAndReportsWhatIsAnnounced)
         EXPECT_EQ(std::count(script.calls.begin(), script.calls.end(), call), 1) << call;
     }
     const std::string origin = std::string(SCRIPTED_LIBRARY) + ", version 1.2.3.4";
-    EXPECT_EQ(reporter.lines,
-              (Texts{"adapter a: " + origin, "adapter b: " + origin,
-                     "connection a: ", "connection b: ", "session main of connection b: ",
-                     "session main of connection a: ", "route r: type T, at most once: with \"on_error: continue\" what output b/x does not take "
-                     "is lost",
-                     "input stream a/in: announced, type Other",
-                     "input stream b/in: announced, type Other"}));
+    EXPECT_EQ(
+        reporter.lines,
+        (Texts{"adapter a: " + origin, "adapter b: " + origin, "connection a: ", "connection b: ",
+               "session main of connection b: ", "session main of connection a: ",
+               "route r: type T, at most once: with \"on_error: continue\" what output b/x does "
+               "not take "
+               "is lost",
+               "input stream a/in: announced, type Other",
+               "input stream b/in: announced, type Other"}));
     EXPECT_TRUE(logged("discovered a stream with same name than a route's (in) but different type "
                        "names (T and Other)"));
 }
