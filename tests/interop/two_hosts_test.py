@@ -26,7 +26,7 @@ CASES = {
                  "hole"),
     "receiver_kept": ("transient_local", "all", "", 15, [(3, ("kill", 1)), (5, ("start", 1))],
                       "again"),
-    "sender": ("volatile", "all", "", 15, [(3, ("kill", 0)), (5, ("start", 0))], "again")}
+    "sender": ("volatile", "all", "", 15, [(3, ("kill", 0)), (5, ("start", 0))], "part")}
 
 
 class Hosts:

@@ -30,6 +30,8 @@ public final class BadRows {
     private final List<String> named = new ArrayList<>();
     /** How many rows each of the texts is about. */
     private final List<Long> rows = new ArrayList<>();
+    /** Of the present read, for the host to set aside. */
+    private final List<RejectedRecord> records = new ArrayList<>();
     /** What has happened to rows that were to be kept. */
     private String lost = "";
     private volatile long count;
@@ -64,7 +66,18 @@ public final class BadRows {
     }
 
     /**
-     * Notes a row, and keeps it if rows are kept.
+     * Notes a row that the host is to set aside. It is in memory until the read reports it, which
+     * it then does at once: count its bytes against the limit of the read.
+     *
+     * @param raw the row as it stands in the source; it is kept
+     */
+    public void add(String place, BadRow bad, byte[] raw) {
+        add(place, bad);
+        records.add(new RejectedRecord(raw, bad.getMessage(), place));
+    }
+
+    /**
+     * Notes a row, and keeps it in the file for rejected rows, not with the host.
      *
      * @param content the row, as {@link RejectFile#add} takes it
      */
@@ -107,7 +120,8 @@ public final class BadRows {
     /**
      * Ends a read: puts what is kept into its file, and reports what there is to report.
      *
-     * @param now whether to report although it is not time for that; such a report names one row
+     * @param now whether to report although it is not time for that; such a report names one row.
+     *     A read that has rows for the host always does
      * @param end what the text ends with: "; reading stops here"
      * @throws BadSamplesException the report
      */
@@ -116,10 +130,11 @@ public final class BadRows {
             keep();
         }
         boolean due = isDue();
-        if (due || (now && count > 0)) {
+        if (due || (now && count > 0) || !records.isEmpty()) {
             next = due ? System.nanoTime() + pauseNanos : next;
             long all = count;
-            throw new BadSamplesException(take(due ? NAMED : 1) + end, all);
+            List<RejectedRecord> those = List.copyOf(records);
+            throw new BadSamplesException(take(due ? NAMED : 1) + end, all, those);
         }
     }
 
@@ -135,6 +150,7 @@ public final class BadRows {
                 + (left > 0 ? "\nand " + left + " more bad rows" : "") + lost;
         named.clear();
         rows.clear();
+        records.clear();
         lost = "";
         count = 0;
         return text;

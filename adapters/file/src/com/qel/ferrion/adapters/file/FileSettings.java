@@ -39,6 +39,8 @@ final class FileSettings {
 
     static final Setting<Boolean> FOLLOW =
             Setting.flag("follow", "whether to go on as the file grows").defaultTo(false);
+    static final Setting<Boolean> RESUME = Setting.flag("resume", "whether to go on where an "
+            + "earlier process has stopped; when absent, a followed file does");
     static final Setting<String> REJECT_FILE = Setting.text("reject_file",
             "file below the directory that bad rows are appended to, as JSON lines");
     static final Setting<Long> MAX_RECORD = Setting.bytes("max_record_bytes", 1, 1 << 30,
@@ -60,7 +62,7 @@ final class FileSettings {
     static final AdapterSettings ALL = AdapterSettings.none()
             .with(Role.CONNECTION, DIRECTORY, POLL)
             .with(Role.DISCOVERY, TYPE_IDL, TYPE_NAME)
-            .with(Role.READER, FILE, FORMAT, DELIMITER, COLUMNS, FOLLOW, BatchLimit.SAMPLES,
+            .with(Role.READER, FILE, FORMAT, DELIMITER, COLUMNS, FOLLOW, RESUME, BatchLimit.SAMPLES,
                     BatchLimit.BYTES, BadRows.ON_BAD_ROW, REJECT_FILE, BadRows.REPORT, MAX_RECORD,
                     LINGER, QUOTE_WAIT)
             .with(Role.WRITER, FILE, FORMAT, DELIMITER, COLUMNS, MODE, ROTATE, SYNC)
@@ -69,9 +71,14 @@ final class FileSettings {
 
     private FileSettings() {}
 
-    /** What has been rotated away is not found again by a reader that begins anew. */
+    /** Whether reading goes on where an earlier process has stopped. */
+    static boolean resumes(Settings settings) {
+        return settings.has(RESUME) ? settings.get(RESUME) : settings.get(FOLLOW);
+    }
+
+    /** Without a position, what has been renamed away is not found again. */
     private static Set<Delivery> ofReader(Settings settings) {
-        return settings.get(FOLLOW) ? EnumSet.noneOf(Delivery.class)
-                                    : EnumSet.of(Delivery.REPEATS);
+        return settings.get(FOLLOW) && !resumes(settings) ? EnumSet.noneOf(Delivery.class)
+                : EnumSet.of(Delivery.REPEATS);
     }
 }

@@ -42,6 +42,8 @@ final class FileStreamReader extends ReaderBase {
     /** What has to be given back; null only while the reader is being made. */
     private FileClaim claim;
     private RejectFile rejects;
+    /** Null when reading begins at the start each time. */
+    private FilePosition position;
     private Input input;
     private Watch.Task task;
     private final BadRows badRows;
@@ -51,6 +53,10 @@ final class FileStreamReader extends ReaderBase {
     /** Whether the row in the scanner is to be decoded once more, in a read of its own. */
     private boolean again;
     private boolean mayHaveMore;
+    /** Behind what is on loan; null when nothing has been read. */
+    private FilePosition.Place reached;
+    /** Whether nothing has been read, so that no position has to be left. */
+    private boolean traceless = true;
     /** Used on the watching thread alone. */
     private boolean looked;
 
@@ -83,9 +89,14 @@ final class FileStreamReader extends ReaderBase {
             rejects = kept == null ? null
                     : new RejectFile(place.sibling(kept), path.toString(), settings.owner());
             claim = FileClaim.take(path, FileClaim.Use.READ, settings.owner());
-            input = new Input(path, follow, scanner, settings.get(FileSettings.QUOTE_WAIT));
+            if (FileSettings.resumes(settings)) {
+                position = new FilePosition(path, FilePosition.usual(path, stream.name()));
+            }
+            input = new Input(path, follow, scanner, settings.get(FileSettings.QUOTE_WAIT),
+                    position);
             input.linger(settings.get(FileSettings.LINGER));
             openHeader();
+            input.resume();
         } catch (NoSuchFileException missing) {
             release();
             throw new AdapterException(path + ": no such file", missing);
@@ -140,9 +151,20 @@ final class FileStreamReader extends ReaderBase {
         } catch (OutOfMemoryError full) {
             throw new OutOfHeapException(path + ": a row of more than " + scanner.pending()
                     + " bytes", full);
+        } finally {
+            noteReached();
         }
         mayHaveMore = (limit.isReached() || again) && !stopped;
         badRows.report(true, stopped ? "; reading stops here" : "");
+    }
+
+    /** A bad row that reading stops at is met again, and so is one that is to be decoded again. */
+    private void noteReached() throws AdapterException {
+        try {
+            reached = position == null ? null : input.place(again || stopped);
+        } catch (IOException e) {
+            throw new AdapterException(path + ": " + e, e);
+        }
     }
 
     /** @return false when the row has to wait for the next read */
@@ -167,15 +189,18 @@ final class FileStreamReader extends ReaderBase {
         return !again;
     }
 
+    /** A row that reading stops at is nobody's to keep: it stays where it is. */
     private void passOver(BadRow bad, BatchLimit limit) {
         String place = path + ":" + scanner.line();
-        if (rejects == null) {
+        stopped = settings().get(BadRows.ON_BAD_ROW) == BadRows.OnBadRow.STOP;
+        if (rejects != null) {
+            badRows.add(place, bad, content());
+        } else if (stopped) {
             badRows.add(place, bad);
         } else {
-            badRows.add(place, bad, content());
+            badRows.add(place, bad, scanner.raw());
         }
         limit.add(scanner.length());
-        stopped = settings().get(BadRows.ON_BAD_ROW) == BadRows.OnBadRow.STOP;
     }
 
     /** The row as text; one that is not UTF-8 has a character for each byte, and says so. */
@@ -216,11 +241,26 @@ final class FileStreamReader extends ReaderBase {
         }
     }
 
-    /** Takes the samples back, and signals when there was no room for all rows. */
+    /**
+     * Takes the samples back, keeps the position, and signals when there was no room for all rows.
+     *
+     * @throws AdapterException when the position cannot be kept; reading goes on behind it
+     */
     @Override
-    protected void returned(List<Object> samples, List<Object> infos) {
+    protected void returned(List<Object> samples, List<Object> infos) throws AdapterException {
         claim.returned();
         pool.returned();
+        try {
+            if (reached != null) {
+                traceless = false;
+                position.save(reached);
+            }
+        } finally {
+            signalRest();
+        }
+    }
+
+    private void signalRest() {
         if (mayHaveMore) {
             mayHaveMore = false;
             signal();
@@ -232,6 +272,9 @@ final class FileStreamReader extends ReaderBase {
     protected void probe() throws AdapterException {
         if (rejects != null) {
             rejects.probe();
+        }
+        if (position != null) {
+            position.probe();
         }
     }
 
@@ -254,6 +297,9 @@ final class FileStreamReader extends ReaderBase {
         }
         if (rejects != null) {
             rejects.close();
+        }
+        if (position != null) {
+            position.close(traceless);
         }
         try {
             if (input != null) {

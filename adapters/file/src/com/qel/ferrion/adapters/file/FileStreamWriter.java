@@ -12,7 +12,6 @@ import com.qel.ferrion.kit.RejectedSampleException;
 import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.WriterBase;
 import java.io.IOException;
-import java.io.RandomAccessFile;
 import java.io.UncheckedIOException;
 import java.nio.file.Path;
 import java.util.Arrays;
@@ -24,7 +23,6 @@ import java.util.List;
  * the disk.
  */
 final class FileStreamWriter extends WriterBase {
-    private static final byte[] LINE_END = {'\n'};
     /** Bytes of encoded records that are collected before they are written. */
     private static final int PIECE = 8 << 20;
 
@@ -49,15 +47,15 @@ final class FileStreamWriter extends WriterBase {
         Settings settings = stream.settings();
         path = place.path();
         Value root = Value.bind(place.type());
-        Output.AppendCheck check;
+        Ending.Check check;
         if (place.format() == StreamFile.Format.CSV) {
             char delimiter = StreamFile.delimiter(settings);
             encoder = new CsvEncoder(root, delimiter, settings.get(FileSettings.COLUMNS));
-            check = file -> checkAppend(file, RecordScanner.csv(delimiter, 1 << 30));
+            check = file -> Ending.ofTable(file, delimiter, encoder.header());
         } else {
             StreamFile.rejectForJson(settings);
             encoder = new JsonEncoder(root);
-            check = file -> endsLine(file) ? new byte[0] : LINE_END;
+            check = Ending::ofLines;
         }
         boolean anew = settings.get(FileSettings.MODE) == Output.Mode.OVERWRITE;
         claim = FileClaim.take(path,
@@ -177,45 +175,5 @@ final class FileStreamWriter extends WriterBase {
         } finally {
             claim.close();
         }
-    }
-
-    private static boolean endsLine(Path file) throws IOException {
-        try (RandomAccessFile opened = new RandomAccessFile(file.toFile(), "r")) {
-            opened.seek(opened.length() - 1);
-            return opened.read() == '\n';
-        }
-    }
-
-    /** A table goes on only under the same header and where its last row ends. */
-    private byte[] checkAppend(Path file, RecordScanner scanner)
-            throws IOException, AdapterException {
-        byte[] header = encoder.header();
-        byte[] expected = Arrays.copyOf(header, header.length - 1);
-        boolean ends = endsLine(file);
-        boolean first = true;
-        boolean last = false;
-        try (RandomAccessFile opened = new RandomAccessFile(file.toFile(), "r")) {
-            while (first || !ends) {
-                if (scanner.next(last)) {
-                    if (first && !Arrays.equals(scanner.raw(), expected)) {
-                        break;
-                    }
-                    first = false;
-                    if (last && scanner.fault() != null) {
-                        throw new AdapterException(file + ":" + scanner.line() + ": "
-                                + scanner.fault() + "; nothing is appended");
-                    }
-                } else if (last) {
-                    break;
-                } else {
-                    last = scanner.fill(opened::read) <= 0;
-                }
-            }
-        }
-        if (first) {
-            throw new AdapterException(file + ": its header is not that of the stream's type; "
-                    + "nothing is appended");
-        }
-        return ends ? new byte[0] : LINE_END;
     }
 }

@@ -37,19 +37,29 @@ final class Input implements Closeable {
     private volatile Object key;
     private volatile long consumed;
     private volatile boolean waiting;
+    /** Of the open file, to be known by in another process. */
+    private long number;
+    /** Where reading goes on that another process has begun; null when that is done. */
+    private FilePosition.Place resumed;
+    /** The place that was asked for last, in a file that may have been closed since. */
+    private FilePosition.Place last;
 
     /**
-     * Opens the file. A followed one may be missing yet.
+     * Opens the file, or the one of another name that reading goes on in. A followed one may be
+     * missing yet.
      *
      * @param quoteWait how long a record waits for its closing quote; zero stands for ever
+     * @param position where reading goes on; null to begin at the start
      * @throws IOException when it cannot be opened
      */
-    Input(Path path, boolean follow, RecordScanner scanner, Duration quoteWait) throws IOException {
+    Input(Path path, boolean follow, RecordScanner scanner, Duration quoteWait,
+            FilePosition position) throws IOException {
         this.quoteWait = quoteWait;
         this.path = path;
         this.follow = follow;
         this.scanner = scanner;
-        if (!open() && !follow) {
+        boolean opened = position != null && position.place() != null && reopen(position);
+        if (!opened && !open() && !follow) {
             throw new NoSuchFileException(path.toString());
         }
     }
@@ -59,24 +69,55 @@ final class Input implements Closeable {
         linger = silence;
     }
 
+    /** Opens the file that reading goes on in; not if it has gone, or is not what it was. */
+    private boolean reopen(FilePosition position) throws IOException {
+        FilePosition.Place place = position.place();
+        Path where = position.find();
+        if (where == null) {
+            LOG.log(Level.WARNING, "{0}: the file that was read up to byte {1} is no longer in its "
+                    + "folder; what it had behind that is not read", path,
+                    Long.toString(place.offset()));
+            return false;
+        }
+        if (!open(where)) {
+            return false;
+        }
+        RandomAccessFile opened = file;
+        if (opened.length() < place.offset()
+                || !FilePosition.check(opened, place.offset()).equals(place.check())) {
+            LOG.log(Level.WARNING, "{0}: is no longer what it was up to byte {1}, where reading "
+                    + "should go on; reading it from its start", where,
+                    Long.toString(place.offset()));
+            close();
+            return false;
+        }
+        resumed = place;
+        return true;
+    }
+
     private boolean open() throws IOException {
+        return open(path);
+    }
+
+    private boolean open(Path name) throws IOException {
         try {
-            Object before = keyOf(path);
-            if (Files.isDirectory(path)) {
+            Object before = keyOf(name);
+            if (Files.isDirectory(name)) {
                 throw new IOException("is a directory");
             }
-            RandomAccessFile opened = new RandomAccessFile(path.toFile(), "r");
+            RandomAccessFile opened = new RandomAccessFile(name.toFile(), "r");
             // Replaced in between: which file was opened is not known, so look again.
-            if (!keyOf(path).equals(before)) {
+            if (!keyOf(name).equals(before)) {
                 opened.close();
-                return open();
+                return open(name);
             }
             key = before;
+            number = FilePosition.numberOf(name);
             file = opened;
         } catch (NoSuchFileException missing) {
             return false;
         } catch (FileNotFoundException unopened) {
-            if (Files.exists(path)) {
+            if (Files.exists(name)) {
                 throw unopened;
             }
             return false;
@@ -102,6 +143,42 @@ final class Input implements Closeable {
     /** Marks the first record as used: it was a header. */
     void passFirst() {
         fresh = false;
+    }
+
+    /** Goes on where another process has stopped; called behind the header of the first file. */
+    void resume() throws IOException {
+        RandomAccessFile open = file;
+        if (resumed != null && open != null && resumed.offset() > offset()) {
+            open.seek(resumed.offset());
+            consumed = resumed.offset();
+            scanner.jump(resumed.line(), resumed.midLine());
+            fresh = false;
+        }
+        resumed = null;
+    }
+
+    private long offset() {
+        return consumed - scanner.pending();
+    }
+
+    /**
+     * Where reading goes on after what has been found.
+     *
+     * @param again whether the record found last is to be found again
+     * @return null when nothing has been opened yet
+     */
+    FilePosition.Place place(boolean again) throws IOException {
+        RandomAccessFile open = file;
+        if (open == null) {
+            return last;
+        }
+        long offset = offset() - (again ? scanner.span() : 0);
+        if (last == null || last.file() != number || last.offset() != offset) {
+            last = new FilePosition.Place(number, offset,
+                    again ? scanner.line() : scanner.nextLine(), !again && scanner.isMidLine(),
+                    FilePosition.check(open, offset));
+        }
+        return last;
     }
 
     /**
@@ -142,6 +219,7 @@ final class Input implements Closeable {
                 ending = true;
                 return true;
             }
+            place(false);
             close();
             return follow;
         }

@@ -44,6 +44,18 @@ final class JsonReader {
         }
     }
 
+    /** Whether a text is one object and nothing else. */
+    static boolean isObject(byte[] text) {
+        try (JsonParser parser = factory().createParser(text)) {
+            return text.length > 0 && text[0] == '{' && text[text.length - 1] == '}'
+                    && parser.nextToken() == JsonToken.START_OBJECT
+                    && parser.skipChildren().currentToken() == JsonToken.END_OBJECT
+                    && parser.nextToken() == null;
+        } catch (IOException malformed) {
+            return false;
+        }
+    }
+
     /** Sets a sequence or array from a cell's JSON text; an empty cell is an empty sequence. */
     static void readCell(JsonFactory factory, Value value, DynamicData data, String cell)
             throws BadRow {

@@ -4,8 +4,10 @@ import com.qel.dds.internal.OsLock;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.DiskProbe;
 import java.io.Closeable;
+import java.io.FileOutputStream;
 import java.io.IOException;
 import java.io.RandomAccessFile;
+import java.lang.System.Logger.Level;
 import java.nio.ByteBuffer;
 import java.nio.file.FileAlreadyExistsException;
 import java.nio.file.Files;
@@ -25,13 +27,14 @@ final class Output implements Closeable {
     /** What to do with a file that is there when the first batch comes. */
     enum Mode { CREATE, APPEND, OVERWRITE }
 
+    private static final System.Logger LOG = System.getLogger(Input.class.getPackageName());
     private static final byte[] NOTHING = {};
 
     private final Path path;
     private final Mode mode;
     private final boolean sync;
     private final byte[] header;
-    private final AppendCheck check;
+    private final Ending.Check check;
     private volatile long rotateBytes;
 
     /** No channel: those close for good when somebody interrupts the host's thread. */
@@ -48,12 +51,6 @@ final class Output implements Closeable {
     /** A failed batch that could not be taken back yet: the size to cut to, or -1. */
     private long cutTo = -1;
 
-    /** Looks at a file before records are appended to it. */
-    interface AppendCheck {
-        /** @return what must come before the first record: nothing, or a line end */
-        byte[] check(Path path) throws IOException, AdapterException;
-    }
-
     /** A full file, still locked: a batch that fails goes on with it. */
     private record Rotated(Path path, OsLock lock) {}
 
@@ -62,7 +59,7 @@ final class Output implements Closeable {
      *
      * @throws AdapterException when there is a directory, or somebody else writes the file
      */
-    Output(Path path, Mode mode, boolean sync, byte[] header, AppendCheck check)
+    Output(Path path, Mode mode, boolean sync, byte[] header, Ending.Check check)
             throws AdapterException {
         this.path = path;
         this.mode = mode;
@@ -213,12 +210,37 @@ final class Output implements Closeable {
             throw exists(exists);
         }
         lock(true);
-        checkAppend();
-        file = new RandomAccessFile(lock.opened().toFile(), "rw");
-        if (mode == Mode.OVERWRITE) {
-            file.setLength(0);
+        Ending ending = checkAppend();
+        RandomAccessFile opened = new RandomAccessFile(lock.opened().toFile(), "rw");
+        try {
+            if (mode == Mode.OVERWRITE) {
+                opened.setLength(0);
+            } else if (ending != null && ending.isTorn()) {
+                setAside(opened, ending);
+            }
+            size = opened.length();
+        } catch (IOException e) {
+            opened.close();
+            throw e;
         }
-        size = file.length();
+        lead = ending == null ? NOTHING : ending.lead();
+        file = opened;
+    }
+
+    /** Cuts off the begin of a record whose writer was killed; it may be somebody else's. */
+    private void setAside(RandomAccessFile opened, Ending ending) throws IOException {
+        Path torn = path.resolveSibling(path.getFileName() + ".torn");
+        byte[] rest = new byte[Math.toIntExact(ending.size() - ending.whole())];
+        opened.seek(ending.whole());
+        opened.readFully(rest);
+        try (FileOutputStream out = new FileOutputStream(torn.toFile(), true)) {
+            out.write(rest);
+            out.write('\n');
+            out.getFD().sync();
+        }
+        opened.setLength(ending.whole());
+        LOG.log(Level.WARNING, "{0}: its last record was not whole: its {1} bytes have been cut off "
+                + "and put into {2}", path, Integer.toString(rest.length), torn.getFileName());
     }
 
     private AdapterException exists(IOException cause) {
@@ -226,10 +248,10 @@ final class Output implements Closeable {
                 path + ": exists, and mode is \"create\"; nothing is overwritten", cause);
     }
 
-    private void checkAppend() throws IOException, AdapterException {
-        if (mode == Mode.APPEND && Files.exists(path) && Files.size(path) > 0) {
-            lead = check.check(path);
-        }
+    /** @return how the file ends that is appended to; null for another one */
+    private Ending checkAppend() throws IOException, AdapterException {
+        return mode == Mode.APPEND && Files.exists(path) && Files.size(path) > 0
+                ? check.check(path) : null;
     }
 
     /**

@@ -83,6 +83,17 @@ final class RecordScanner {
         impatient = false;
     }
 
+    /** Goes on elsewhere in the same file: at the begin of a line, or in one to be passed over. */
+    void jump(long line, boolean midLine) {
+        from = 0;
+        limit = 0;
+        nextLine = line;
+        atFileStart = false;
+        skipping = midLine;
+        open = false;
+        impatient = false;
+    }
+
     /** Sets how many cells the records that follow must have: as many as the one found last. */
     void wantAsMany() {
         wanted = cells;
@@ -120,6 +131,21 @@ final class RecordScanner {
     /** Bytes that are read but belong to no record yet. */
     int pending() {
         return limit - from;
+    }
+
+    /** Bytes from the begin of the record found last to where the next one begins. */
+    int span() {
+        return from - start;
+    }
+
+    /** Line of the record that is found next. */
+    long nextLine() {
+        return nextLine;
+    }
+
+    /** Whether the next bytes are the rest of a line that was given up. */
+    boolean isMidLine() {
+        return skipping;
     }
 
     /**

@@ -5,6 +5,7 @@ import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.BadRow;
 import com.qel.ferrion.kit.BadRows;
 import com.qel.ferrion.kit.SamplePool;
+import java.nio.charset.StandardCharsets;
 import java.sql.ResultSet;
 import java.sql.SQLException;
 import java.util.ArrayList;
@@ -26,6 +27,7 @@ final class Batch {
     private final List<Boolean> ended = new ArrayList<>();
     private final List<String> badPlaces = new ArrayList<>();
     private final List<BadRow> bad = new ArrayList<>();
+    private final List<byte[]> badRows = new ArrayList<>();
     private int looked;
     private long bytes;
     private boolean stopped;
@@ -79,6 +81,7 @@ final class Batch {
                 stopped = true;
                 return;
             }
+            badRows.add(query.text(row).getBytes(StandardCharsets.UTF_8));
         }
         bytes = measured ? query.bytes(row) : bytes + size;
         // What cells remember is this row's only until the next one; a bad one may be the end.
@@ -138,7 +141,11 @@ final class Batch {
     /** Notes the rows that are no samples. */
     void report(BadRows rows) {
         for (int i = 0; i < bad.size(); i++) {
-            rows.add(badPlaces.get(i), bad.get(i));
+            if (i < badRows.size()) {
+                rows.add(badPlaces.get(i), bad.get(i), badRows.get(i));
+            } else {
+                rows.add(badPlaces.get(i), bad.get(i)); // It stays in the way.
+            }
         }
     }
 

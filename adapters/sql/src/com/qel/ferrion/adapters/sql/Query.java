@@ -16,6 +16,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Objects;
 import java.util.Set;
+import java.util.StringJoiner;
 import java.util.function.Function;
 import java.util.stream.Collectors;
 import java.util.stream.Stream;
@@ -321,6 +322,24 @@ final class Query {
     boolean isDeleted(ResultSet row) throws SQLException, BadRow {
         Object value = deleted == null ? null : row.getObject(cells.size() + 1);
         return value != null && Cell.truth(value);
+    }
+
+    /** What the columns of members hold, for people; the row itself stays in its table. */
+    String text(ResultSet row) {
+        StringJoiner all = new StringJoiner(", ");
+        for (int i = 0; i < cells.size(); i++) {
+            all.add(cells.get(i).column.name() + "=" + text(row, i + 1));
+        }
+        return all.toString();
+    }
+
+    private static String text(ResultSet row, int index) {
+        try {
+            String value = row.getString(index);
+            return value == null ? "NULL" : BadRow.shortened(value);
+        } catch (SQLException | RuntimeException e) {
+            return "?"; // That may be just what is wrong with the row.
+        }
     }
 
     /** The position of the row that a result of {@link #rows} stands at. */

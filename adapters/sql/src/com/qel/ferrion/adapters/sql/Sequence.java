@@ -11,7 +11,7 @@ import java.util.List;
 final class Sequence {
     final Horizon horizon;
     private final String owner;
-    private final PositionFile file;
+    private final RowPosition file;
     private boolean loaded;
     private volatile List<Object> position;
 
@@ -19,7 +19,7 @@ final class Sequence {
      * @param owner whose position it is, for messages
      * @param file where it is kept, or null if nowhere; closed by {@link #close}
      */
-    Sequence(String owner, PositionFile file, long settleNanos) {
+    Sequence(String owner, RowPosition file, long settleNanos) {
         this.owner = owner;
         this.file = file;
         horizon = new Horizon(settleNanos);
@@ -68,7 +68,7 @@ final class Sequence {
     /** Tries whether the position could be kept. */
     void probe() throws AdapterException {
         if (file != null) {
-            file.probe(owner);
+            file.probe();
         }
     }
 

@@ -38,8 +38,8 @@ final class SqlStreamReader extends ReaderBase {
             + "commas, in whose order rows are read; the primary key is added to them")
             .defaultTo("");
     private static final Setting<String> POSITION = Setting.text("position_file", "where it is "
-            + "kept how far has been read, if not in positions/DATABASE/STREAM; \"none\" reads "
-            + "everything again after a restart");
+            + "kept how far has been read, if not with the host; \"none\" reads everything again "
+            + "after a restart");
     private static final Setting<Duration> POLL = Setting.duration("poll", Duration.ofMillis(1),
             Duration.ofHours(24), "how often to look for new rows")
             .defaultTo(Duration.ofSeconds(1)).changeable();
@@ -138,7 +138,7 @@ final class SqlStreamReader extends ReaderBase {
         access = new Access(connections, database, Database.Use.READ, settings.owner(),
                 settings.has(QUERY) ? "the query" : "table \"" + name + "\"");
         String where = settings.has(POSITION) ? settings.get(POSITION)
-                : PositionFile.usual(database.label(), stream.name());
+                : RowPosition.usual(database.label(), stream.name()).toString();
         placed = sequence(settings, where);
         try {
             unplaced = settings.get(ORDER_NULLS) == OrderNulls.COUNT ? null
@@ -154,7 +154,7 @@ final class SqlStreamReader extends ReaderBase {
     private static Sequence sequence(Settings settings, String where) throws AdapterException {
         try {
             return new Sequence(settings.owner(),
-                    where.equals("none") ? null : new PositionFile(Path.of(where)),
+                    where.equals("none") ? null : new RowPosition(Path.of(where)),
                     settings.get(SETTLE).toNanos());
         } catch (AdapterException e) {
             throw new AdapterException(settings.owner() + ": " + e.getMessage(), e);

@@ -13,6 +13,7 @@ import com.qel.ferrion.adapter.StreamReaderListener;
 import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
+import com.qel.ferrion.kit.Delivery;
 import com.qel.ferrion.kit.RejectedSampleException;
 import com.qel.ferrion.kit.Sample;
 import java.lang.reflect.InvocationTargetException;
@@ -346,17 +347,34 @@ public final class TestHost implements AutoCloseable {
 
         /** Reads once and gives the loan back. @return copies of what was lent */
         public List<Sample> read() {
+            List<Sample> copies = lend();
+            run(() -> reader.returnLoan(samples, infos));
+            samples.clear();
+            infos.clear();
+            return copies;
+        }
+
+        /**
+         * Reads once and deletes the reader with the loan still out, as a host does that cannot
+         * deliver it. A reader of an adapter that declares {@link Delivery#REPEATS}, made anew,
+         * lends the same again.
+         *
+         * @return copies of what was lent
+         */
+        public List<Sample> readAndDelete() {
+            List<Sample> copies = lend();
+            delete();
+            return copies;
+        }
+
+        private List<Sample> lend() {
             listener.signals.drainPermits();
             run(() -> reader.read(samples, infos));
             if (!infos.isEmpty() && infos.size() != samples.size()) {
                 failures.add(new AssertionError(infos.size() + " infos about "
                         + samples.size() + " samples"));
             }
-            List<Sample> copies = Sample.copies(samples, infos);
-            run(() -> reader.returnLoan(samples, infos));
-            samples.clear();
-            infos.clear();
-            return copies;
+            return Sample.copies(samples, infos);
         }
 
         /** Reads at once, when signalled, and ten times a second, until so many samples came. */

@@ -5,6 +5,8 @@ import static org.junit.Assert.assertTrue;
 
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
+import com.qel.ferrion.kit.BadSamplesException;
+import com.qel.ferrion.kit.RejectedRecord;
 import com.qel.ferrion.kit.Sample;
 import com.qel.ferrion.kit.harness.TestHost;
 import java.io.IOException;
@@ -31,6 +33,8 @@ final class Host extends ExternalResource {
     final TemporaryFolder folder = new TemporaryFolder();
     /** What reads and writes have thrown. */
     final List<String> errors = new ArrayList<>();
+    /** What the host is to set aside. */
+    final List<RejectedRecord> records = new ArrayList<>();
     /** What the adapter logs, in place of the console. */
     final List<String> logged = new CopyOnWriteArrayList<>();
     private final Logger logger = Logger.getLogger(FileAdapter.class.getPackageName());
@@ -88,7 +92,12 @@ final class Host extends ExternalResource {
     }
 
     private void noteErrors() {
-        host.takeFailures().forEach(failure -> errors.add(failure.getMessage()));
+        for (Throwable failure : host.takeFailures()) {
+            errors.add(failure.getMessage());
+            if (failure instanceof BadSamplesException) {
+                records.addAll(((BadSamplesException) failure).records());
+            }
+        }
     }
 
     List<DynamicData> read(TestHost.Reader reader) {

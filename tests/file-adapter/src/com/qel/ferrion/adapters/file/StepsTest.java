@@ -7,7 +7,10 @@ import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.Check;
+import com.qel.ferrion.kit.RejectedRecord;
+import com.qel.ferrion.kit.Sample;
 import com.qel.ferrion.kit.harness.TestHost;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.nio.file.StandardOpenOption;
@@ -85,6 +88,11 @@ public class StepsTest {
         case "folder" -> Files.createDirectory(host.path(name));
         case "text" -> assertEquals(steps.get(at), rest, host.text(name));
         case "logged" -> assertTrue("" + host.logged, host.logged.remove(0).contains(all));
+        case "record" -> {
+            RejectedRecord record = host.records.remove(0);
+            assertEquals(host.path(name) + " " + rest,
+                    record.position() + " " + new String(record.raw(), StandardCharsets.UTF_8));
+        }
         case "remove" -> Files.delete(host.path(name));
         case "connect" -> host.connection = host.connect(properties(all));
         case "announced" -> assertTrue(steps.get(at) + ": " + announced(), soon(all));
@@ -99,6 +107,8 @@ public class StepsTest {
                 .toArray(DynamicData[]::new));
         case "end" -> writers.remove(name).delete();
         case "delete" -> reader.delete();
+        case "abandon" -> assertEquals(steps.get(at), List.of(all.split(" ")),
+                reader.readAndDelete().stream().map(Sample::data).map(StepsTest::text).toList());
         case "close" -> host.connection.delete();
         case "pause" -> Thread.sleep(200); // in which the host would notice a signal
         case "watchers" -> assertEquals(all, "" + Thread.getAllStackTraces().keySet().stream()

@@ -12,6 +12,7 @@ import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.adapter.infrastructure.TypeInfo;
 import com.qel.ferrion.kit.BadSamplesException;
+import com.qel.ferrion.kit.RejectedRecord;
 import com.qel.ferrion.kit.RejectedSampleException;
 import java.sql.Connection;
 import java.sql.DriverManager;
@@ -38,6 +39,8 @@ final class Rig extends ExternalResource {
     final TemporaryFolder folder = new TemporaryFolder();
     final List<String> errors = new ArrayList<>();
     long bad;
+    /** What the host is to set aside. */
+    final List<RejectedRecord> records = new ArrayList<>();
     /** Of the last read: how many samples reported an instance's end. */
     long ends;
     boolean server;
@@ -147,6 +150,7 @@ final class Rig extends ExternalResource {
             reader.read(samples, infos);
         } catch (BadSamplesException e) {
             bad += e.count();
+            records.addAll(e.records());
             errors.add(e.getMessage());
         } catch (AdapterException e) {
             errors.add(e.getMessage());
@@ -195,10 +199,23 @@ final class Rig extends ExternalResource {
 
     /** Writes samples as a host does that sets bad ones aside. @return how many were taken */
     static int writeAll(StreamWriter writer, List<DynamicData> samples) throws AdapterException {
+        return writeNumbered(writer, samples, 0);
+    }
+
+    /** The same with numbers, of which {@code first} is the first; 0 stands for none. */
+    static int writeNumbered(StreamWriter writer, List<DynamicData> samples, int first)
+            throws AdapterException {
+        List<Object> infos = new ArrayList<>();
+        for (int i = 0; i < samples.size(); i++) {
+            SampleInfo info = new SampleInfo();
+            info.publication_sequence_number = first == 0 ? 0 : first + i;
+            infos.add(info);
+        }
         int bad = 0;
         for (int from = 0; from < samples.size();) {
             try {
-                from += write(writer, samples.subList(from, samples.size()), List.of());
+                from += writer.write(new ArrayList<>(samples.subList(from, samples.size())),
+                        infos.subList(from, samples.size()));
             } catch (RejectedSampleException one) {
                 from += one.taken() + 1;
                 bad++;

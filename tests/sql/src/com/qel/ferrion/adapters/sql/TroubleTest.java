@@ -15,11 +15,13 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.kit.AdapterSettings.Role;
+import com.qel.ferrion.kit.RejectedRecord;
 import com.qel.ferrion.kit.SamplePool;
 import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.Watch;
 import java.io.PrintWriter;
 import java.io.StringWriter;
+import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.sql.SQLException;
@@ -552,5 +554,8 @@ public class TroubleTest {
         assertEquals(2, rig.read(reader, false).size());
         assertEquals(1, rig.bad);
         assertTrue(rig.errors.get(0), rig.errors.get(0).startsWith("\"priced\", row id=2: v: "));
+        RejectedRecord record = rig.records.get(0);
+        assertEquals("\"priced\", row id=2", record.position());
+        assertEquals("id=2, v=$1,234.56", new String(record.raw(), StandardCharsets.UTF_8));
     }
 }
