@@ -51,6 +51,7 @@ final class SqlDiscovery {
     /** Compares the tables with what has been announced. */
     private Void compare(Link link) throws SQLException {
         Map<String, Boolean> found = Table.list(link.connection, database.schema());
+        found.remove(Once.TABLE);
         for (Map.Entry<String, Boolean> each : found.entrySet()) {
             try {
                 Table table = Table.describe(link.connection, database.schema(), each.getKey(),

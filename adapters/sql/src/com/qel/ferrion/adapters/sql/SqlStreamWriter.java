@@ -52,7 +52,7 @@ final class SqlStreamWriter extends WriterBase {
             Duration.ofHours(24), "how long a batch is tried again that cannot be written; 0s is "
             + "for ever").defaultTo(Duration.ofSeconds(60)).changeable();
     static final Setting<?>[] SETTINGS = {SqlStreamReader.TABLE, MODE, CREATE, ON_DISPOSE, MARK,
-            REJECT_FILE, OMIT, SqlStreamReader.UNIT, SqlStreamReader.COLUMNS, RETRY};
+            Once.NAME, REJECT_FILE, OMIT, SqlStreamReader.UNIT, SqlStreamReader.COLUMNS, RETRY};
     /** Bytes of values that wait in a driver's batch before they go to the database. */
     private static final int MOST_BYTES = 8 << 20;
 
@@ -62,6 +62,8 @@ final class SqlStreamWriter extends WriterBase {
     private final Access access;
     private final List<Field> fields = new ArrayList<>();
     private final Rejects rejects;
+    /** Null when what comes again is written again. */
+    private final Once once;
     private Statements statements;
     /** Whether the table may no longer be what the statements were made for. */
     private boolean stale;
@@ -69,6 +71,10 @@ final class SqlStreamWriter extends WriterBase {
     private DynamicData[] samples = new DynamicData[1024];
     private boolean[] disposed = new boolean[1024];
     private int[] places = new int[1024];
+    /** The samples' own, for once. */
+    private long[] numbers = new long[1024];
+    /** What the database had at the begin of the attempt. */
+    private long last;
     private int count;
     /** The first that cannot be written, and why; null when there is none. */
     private int bad;
@@ -100,6 +106,8 @@ final class SqlStreamWriter extends WriterBase {
         } catch (AdapterException e) {
             throw new AdapterException(settings.owner() + ": " + e.getMessage(), e);
         }
+        once = settings.has(Once.NAME) ? new Once(settings.get(Once.NAME), database.schema())
+                                       : null;
         rejects = new Rejects(stream, fields, settings.get(REJECT_FILE));
         try {
             Path missing = database.missingFile();
@@ -120,6 +128,9 @@ final class SqlStreamWriter extends WriterBase {
         Set<Delivery> all = EnumSet.of(Delivery.COUNTS_PREFIX);
         if (settings.get(MODE) == Mode.UPSERT) {
             all.add(Delivery.IDEMPOTENT);
+        }
+        if (settings.has(Once.NAME)) {
+            all.add(Delivery.ONCE);
         }
         return all;
     }
@@ -178,6 +189,10 @@ final class SqlStreamWriter extends WriterBase {
             connection.commit();
             table = Table.find(connection, database.schema(), name);
         }
+        if (once != null && create) {
+            once.create(link);
+            connection.commit();
+        }
         Map<Field, Column> bound = table.bind(fields, columns, database.dialect());
         List<Cell> cells = new ArrayList<>();
         for (Field field : fields) {
@@ -219,6 +234,10 @@ final class SqlStreamWriter extends WriterBase {
                 if (!isThere) {
                     link.execute(creation());
                 }
+                if (once != null) {
+                    once.create(link);
+                    once.last(link);
+                }
                 link.connection.rollback();
                 return null;
             });
@@ -256,7 +275,7 @@ final class SqlStreamWriter extends WriterBase {
     }
 
     /** @return the index of the first sample that is missing; all there are when none is */
-    private int collect(List<Object> batch, List<Object> infos) {
+    private int collect(List<Object> batch, List<Object> infos) throws AdapterException {
         boolean removes = settings().get(ON_DISPOSE) != OnDispose.IGNORE;
         count = 0;
         for (int i = 0; i < batch.size(); i++) {
@@ -269,6 +288,7 @@ final class SqlStreamWriter extends WriterBase {
             }
             if (counts) {
                 add((DynamicData) batch.get(i), !valid, i);
+                numbers[count - 1] = once == null ? 0 : numberOf(info, i);
             }
         }
         return batch.size();
@@ -279,10 +299,22 @@ final class SqlStreamWriter extends WriterBase {
             samples = Arrays.copyOf(samples, 2 * count);
             disposed = Arrays.copyOf(disposed, 2 * count);
             places = Arrays.copyOf(places, 2 * count);
+            numbers = Arrays.copyOf(numbers, 2 * count);
         }
         samples[count] = sample;
         disposed[count] = isEnd;
         places[count++] = place;
+    }
+
+    private long numberOf(Object info, int place) throws AdapterException {
+        long number = info instanceof SampleInfo
+                ? ((SampleInfo) info).publication_sequence_number : 0;
+        if (number <= 0) {
+            throw new AdapterException(settings().owner() + ": sample " + place + " of a write has "
+                    + "no number (publication_sequence_number); property \"once\" needs an output "
+                    + "with a store, which numbers its samples");
+        }
+        return number;
     }
 
     private Void attempt(Link link) throws SQLException, AdapterException {
@@ -298,7 +330,8 @@ final class SqlStreamWriter extends WriterBase {
         bindAgain(link);
         reason = null;
         try {
-            apply(link, 0, count);
+            apply(link, firstNew(link), count);
+            moveTo(link, count);
             commit(link);
         } catch (SQLException | BadRow e) {
             reason = rejection(e);
@@ -310,13 +343,34 @@ final class SqlStreamWriter extends WriterBase {
 
     /** The batch cannot be written as a whole: writes what stands in front of the bad sample. */
     private void commitUpToBad(Link link) throws SQLException {
-        bad = halve(link, 0, count);
+        bad = halve(link, firstNew(link), count);
         if (bad == count) {
             reason = null; // Each part went, one after the other.
         } else {
             rejects.keep(samples[bad], disposed[bad], reason);
         }
+        moveTo(link, bad);
         commit(link);
+    }
+
+    /** @return the index of the first sample that the database does not have */
+    private int firstNew(Link link) throws SQLException {
+        if (once == null) {
+            return 0;
+        }
+        last = once.last(link);
+        int first = 0;
+        while (first < count && numbers[first] <= last) {
+            first++;
+        }
+        return first;
+    }
+
+    /** Notes that the database has the samples up to an index, if that is not known. */
+    private void moveTo(Link link, int end) throws SQLException {
+        if (once != null && end > 0 && numbers[end - 1] > last) {
+            once.moveTo(link, numbers[end - 1]);
+        }
     }
 
     /** Who changes a table may not be done yet: what no longer fits is tried again. */
@@ -398,7 +452,7 @@ final class SqlStreamWriter extends WriterBase {
     /** Commits; when no answer comes, the next attempt asks what has become of it. */
     private void commit(Link link) throws SQLException {
         String transaction = null;
-        if (settings().get(MODE) == Mode.INSERT) {
+        if (settings().get(MODE) == Mode.INSERT && once == null) {
             server = link.server();
             transaction = database.dialect().transaction(link.connection);
         }

@@ -22,6 +22,7 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicBoolean;
 import java.util.stream.Collectors;
+import java.util.stream.IntStream;
 import org.junit.Rule;
 import org.junit.Test;
 
@@ -239,6 +240,30 @@ public class WriteTest {
         assertEquals(1, writer.write(many.subList(0, 1), Arrays.asList(gone)));
         assertEquals(2, writer.write(many.subList(0, 2), Arrays.asList("no info")));
         assertEquals("1034", rig.rows("SELECT count(*) FROM odd WHERE id = 4"));
+    }
+
+    /** Numbers tell what comes again, to a writer that is made anew as well. */
+    @Test
+    public void onceWritesEachNumberOnce() throws Exception {
+        rig.sql("DROP TABLE IF EXISTS ferry_once", "DROP TABLE IF EXISTS single",
+                "CREATE TABLE single (id INT, v INT CHECK (v <> 13))");
+        int[][] slices = {{1, 5}, {3, 5}, {4, 9}, {9, 9}, {2, 4}, {10, 10}};
+        for (int[] slice : slices) {
+            StreamWriter writer = rig.writer("single", ROW, "once", "w");
+            List<DynamicData> rows = IntStream.rangeClosed(slice[0], slice[1])
+                    .mapToObj(id -> row(id, id == 7 ? 13 : id)).toList();
+            assertEquals(rows.size() - (slice[1] == 9 && slice[0] < 8 ? 1 : 0),
+                    Rig.writeNumbered(writer, rows, slice[0]));
+            rig.connection.deleteStreamWriter(writer);
+        }
+        assertEquals("1; 2; 3; 4; 5; 6; 8; 9; 10", rig.rows("SELECT id FROM single ORDER BY id"));
+        assertEquals("w 10", rig.rows("SELECT * FROM ferry_once"));
+        StreamWriter other = rig.writer("single", ROW, "once", "x");
+        assertEquals(1, Rig.writeNumbered(other, List.of(row(1, 1)), 1));
+        String text = assertThrows(AdapterException.class,
+                () -> Rig.write(other, List.of(row(2, 2)), List.of())).getMessage();
+        assertTrue(text, text.contains("sample 0 of a write has no number"));
+        assertEquals("10", rig.rows("SELECT count(*) FROM single"));
     }
 
     @Test
