@@ -21,8 +21,13 @@ bool isNear(const std::string &word, const std::string &name)
                                     name.compare(name.size() - end.size(), end.size(), end) == 0);
 }
 
-std::size_t distance(const std::string &a, const std::string &b)
+/// Characters that are put in, left out, changed or swapped with their neighbours; `limit` without
+/// a look at texts that differ so much in length alone.
+std::size_t distance(const std::string &a, const std::string &b, std::size_t limit)
 {
+    if (std::max(a.size(), b.size()) - std::min(a.size(), b.size()) >= limit) {
+        return limit;
+    }
     std::vector<std::vector<std::size_t>> edits(a.size() + 1,
                                                 std::vector<std::size_t>(b.size() + 1));
     for (std::size_t i = 0; i <= a.size(); ++i) {
@@ -50,7 +55,7 @@ std::string suggestion(const std::string &word, const std::vector<std::string> &
     std::size_t least = std::max<std::size_t>(2, word.size() / 3) + 1;
     for (const std::string &candidate : candidates) {
         const std::string name = lower(candidate);
-        const std::size_t edits = isNear(wanted, name) ? 1 : distance(wanted, name);
+        const std::size_t edits = isNear(wanted, name) ? 1 : distance(wanted, name, least);
         if (edits < std::min(least, name.size())) {
             best = candidate;
             least = edits;

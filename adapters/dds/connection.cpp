@@ -22,9 +22,8 @@ Participant join(const Settings &settings)
     DDS_ParticipantSettings participant{};
     participant.domainId = static_cast<std::int32_t>(settings.number(Setting::domain));
     participant.interfaces = interfaces == "loopback" ? nullptr : interfaces.c_str();
-    participant.multicast = settings.is(Setting::multicast, "all")         ? 2
-                            : settings.is(Setting::multicast, "discovery") ? 1
-                                                                           : 0;
+    // Its words are in the order of these numbers.
+    participant.multicast = static_cast<std::int32_t>(settings.number(Setting::multicast));
     participant.peers = peers.c_str();
     participant.xml = xml.empty() ? nullptr : xml.c_str();
     participant.name = name.empty() ? nullptr : name.c_str();

@@ -1,9 +1,11 @@
 #include "stream_qos.h"
 
 #include <algorithm>
-#include <cinttypes>
-#include <cstdio>
 #include <cstring>
+
+#include <fmt/format.h>
+
+#include "settings/value.h"
 
 namespace ferrydds {
 namespace {
@@ -24,12 +26,7 @@ std::int64_t narrower(std::int64_t a, std::int64_t b)
 
 std::string textOf(std::int64_t nanoseconds)
 {
-    const std::int64_t rest = nanoseconds % 1000000;
-    char fraction[20] = "";
-    if (rest != 0) {
-        std::snprintf(fraction, sizeof fraction, ".%06" PRId64, rest);
-    }
-    return std::to_string(nanoseconds / 1000000) + fraction + "ms";
+    return ferry::numberText(FERRY_SETTING_DURATION, nanoseconds);
 }
 
 } // namespace
@@ -52,11 +49,7 @@ void widen(DDS_DiscoveredQos &common, const DDS_DiscoveredQos &other, Direction 
 
 std::string joined(const std::vector<std::string> &names)
 {
-    std::string all;
-    for (const std::string &name : names) {
-        all += (&name == names.data() ? "" : ",") + name;
-    }
-    return all;
+    return fmt::format("{}", fmt::join(names, ","));
 }
 
 QosProperties propertiesOf(const DDS_DiscoveredQos &qos, const std::vector<std::string> &partitions,

@@ -170,7 +170,7 @@ std::optional<std::string> Entry::text(bool mayBeEmpty) const
 
 std::optional<std::string> Entry::javaText() const
 {
-    const std::optional<std::string> text = this->text();
+    std::optional<std::string> text = this->text();
     const std::string rejection = text ? rejectionForJava(*text) : "";
     if (!rejection.empty()) {
         complain("{} {}", rejection);

@@ -591,14 +591,14 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     // What two have in common changes when the better one stays alone and when the weak one comes.
     peer.tell("*one,two");
     expectNext(host, inputs, peer, "-one,two",
-               "peer one two reliable transient_local exclusive 3600000ms one,two 7 "
-               "7200000.250000ms 5");
+               "peer one two reliable transient_local exclusive 1h one,two 7 "
+               "7200000250us 5");
     expectNext(host, inputs, peer, "+one,two", "peer one two" + weak + "one,two");
     peer.tell("-*one,two");
     expectNext(host, inputs, peer, "-one,two", "-peer one two");
     QEL_FerrionStreamReader *outputs =
         host.table().get_sub_discovery_reader(host.connection, host.fresh());
-    expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 60000ms");
+    expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 1m");
     peer.tell("?plain");
     expectOneLoan(host, inputs);
     EXPECT_TRUE(logged("topic \"plain\" is announced without a type: the peer announces no type"));

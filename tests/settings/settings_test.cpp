@@ -57,5 +57,7 @@ TEST(Settings, TheNearestNameIsSuggested)
     EXPECT_EQ(suggestion("bathc_bytse", known), "; did you mean \"batch_bytes\"?");
     EXPECT_EQ(suggestion("period_ms", known), "; did you mean \"period\"?");
     EXPECT_EQ(suggestion("x", known), "");
+    // Not by a table of so many rows.
+    EXPECT_EQ(suggestion(std::string(200'000'000, 'x'), known), "");
     EXPECT_EQ(suggestion("ab", {"cd", "xy"}), "");
 }

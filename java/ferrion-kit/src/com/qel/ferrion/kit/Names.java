@@ -1,6 +1,5 @@
 package com.qel.ferrion.kit;
 
-import java.util.Arrays;
 import java.util.Collection;
 import java.util.Locale;
 
@@ -20,7 +19,7 @@ public final class Names {
         String wanted = unknown.toLowerCase(Locale.ROOT);
         int bestDistance = Math.max(2, unknown.length() / 3) + 1;
         for (String candidate : known) {
-            int distance = distance(wanted, candidate.toLowerCase(Locale.ROOT));
+            int distance = distance(wanted, candidate.toLowerCase(Locale.ROOT), bestDistance);
             if (distance < Math.min(bestDistance, candidate.length())) {
                 bestDistance = distance;
                 best = candidate;
@@ -29,34 +28,39 @@ public final class Names {
         return best == null ? "" : "; did you mean \"" + best + "\"?";
     }
 
-    /** Characters that are put in, left out, changed or swapped with their neighbours. */
-    private static int distance(String wanted, String candidate) {
-        // "lat" for "position.lat": the last part alone is a near miss, too. So is "poll_ms" for
-        // "poll", whose unit stands in the value.
-        if (candidate.endsWith("." + wanted) || wanted.equals(candidate + "_ms")) {
-            return 1;
-        }
-        int[] beforeLast = null;
-        int[] last = new int[candidate.length() + 1];
-        Arrays.setAll(last, j -> j);
-        for (int i = 1; i <= wanted.length(); i++) {
-            int[] row = new int[candidate.length() + 1];
-            row[0] = i;
-            for (int j = 1; j <= candidate.length(); j++) {
-                boolean same = wanted.charAt(i - 1) == candidate.charAt(j - 1);
-                row[j] = Math.min(last[j - 1] + (same ? 0 : 1), Math.min(last[j], row[j - 1]) + 1);
-                if (isSwapped(wanted, i, candidate, j)) {
-                    row[j] = Math.min(row[j], beforeLast[j - 2] + 1);
-                }
-            }
-            beforeLast = last;
-            last = row;
-        }
-        return last[candidate.length()];
+    /** {@return names with commas between them; "none" if there are none} */
+    static String list(Collection<String> names) {
+        return names.isEmpty() ? "none" : String.join(", ", names);
     }
 
-    private static boolean isSwapped(String a, int i, String b, int j) {
-        return i > 1 && j > 1 && a.charAt(i - 1) == b.charAt(j - 2)
-                && a.charAt(i - 2) == b.charAt(j - 1);
+    /**
+     * {@return how many characters are put in, left out, changed or swapped with their neighbours;
+     * {@code limit} without a look at texts that differ so much in length alone}
+     */
+    private static int distance(String a, String b, int limit) {
+        // "lat" for "position.lat": the last part alone is a near miss, too. So is "poll_ms" for
+        // "poll", whose unit stands in the value.
+        if (b.endsWith("." + a) || a.equals(b + "_ms")) {
+            return 1;
+        }
+        if (Math.abs(a.length() - b.length()) >= limit) {
+            return limit;
+        }
+        int[][] edits = new int[a.length() + 1][b.length() + 1];
+        for (int i = 0; i <= a.length(); i++) {
+            for (int j = 0; j <= b.length(); j++) {
+                edits[i][j] = i + j;
+                if (i > 0 && j > 0) {
+                    int change = a.charAt(i - 1) == b.charAt(j - 1) ? 0 : 1;
+                    edits[i][j] = Math.min(edits[i - 1][j - 1] + change,
+                            Math.min(edits[i - 1][j], edits[i][j - 1]) + 1);
+                }
+                if (i > 1 && j > 1 && a.charAt(i - 1) == b.charAt(j - 2)
+                        && a.charAt(i - 2) == b.charAt(j - 1)) {
+                    edits[i][j] = Math.min(edits[i][j], edits[i - 2][j - 2] + 1);
+                }
+            }
+        }
+        return edits[a.length()][b.length()];
     }
 }

@@ -1,86 +1,71 @@
 package com.qel.ferrion.kit;
 
 import java.math.BigDecimal;
-import java.util.LinkedHashMap;
-import java.util.Map;
+import java.util.List;
 import java.util.regex.Matcher;
 import java.util.regex.Pattern;
 
 /**
- * How whole numbers, sizes and durations are written. The host and native adapters read and print
- * them in the same way. Blanks around a quantity count nothing, and none goes beyond 64 bits.
- *
- * <p>The readers throw IllegalArgumentException or ArithmeticException for a text that is no such
- * quantity.
+ * How whole numbers, sizes in bytes and durations in nanoseconds are written. The host and native
+ * adapters read and print them in the same way. Blanks around a quantity count nothing, and none
+ * goes beyond 64 bits.
  */
-final class Quantity {
-    private static final Pattern WHOLE = Pattern.compile("\\s*(-?\\d+)\\s*");
-    private static final Pattern BYTES = Pattern.compile("\\s*(\\d+)(|KiB|MiB|GiB)\\s*");
-    /** No more digits than a result of 64 bits can have; zeros around them count nothing. */
-    private static final Pattern DURATION =
-            Pattern.compile("\\s*0*(\\d{1,19})(?:\\.(\\d{1,13}?)0*)?(us|ms|s|m|h)\\s*");
-    /** In bytes; the largest first. */
-    private static final Map<String, Long> SIZES = new LinkedHashMap<>();
-    /** In nanoseconds; the largest first. */
-    private static final Map<String, Long> TIMES = new LinkedHashMap<>();
+enum Quantity {
+    WHOLE("a whole number", "", new Unit("", 1)),
+    BYTES("a number of bytes", ", such as 4096, 64KiB or 8MiB", new Unit("GiB", 1L << 30),
+            new Unit("MiB", 1L << 20), new Unit("KiB", 1L << 10), new Unit("", 1)),
+    DURATION("a duration", ", such as 100ms, 1.5s or 5m", new Unit("h", 3_600_000_000_000L),
+            new Unit("m", 60_000_000_000L), new Unit("s", 1_000_000_000), new Unit("ms", 1_000_000),
+            new Unit("us", 1_000));
 
-    static {
-        SIZES.put("GiB", 1L << 30);
-        SIZES.put("MiB", 1L << 20);
-        SIZES.put("KiB", 1L << 10);
-        SIZES.put("", 1L);
-        TIMES.put("h", 3_600_000_000_000L);
-        TIMES.put("m", 60_000_000_000L);
-        TIMES.put("s", 1_000_000_000L);
-        TIMES.put("ms", 1_000_000L);
-        TIMES.put("us", 1_000L);
+    private record Unit(String name, long factor) {}
+
+    /** No more digits than a result of 64 bits can have; zeros around them count nothing. */
+    private static final Pattern PARTS =
+            Pattern.compile("\\s*(-?)0*(\\d{1,19})(?:\\.(\\d{1,13}?)0*)?([A-Za-z]*)\\s*");
+
+    private final String what;
+    private final String examples;
+    /** The largest first. */
+    private final List<Unit> units;
+
+    Quantity(String what, String examples, Unit... units) {
+        this.what = what;
+        this.examples = examples;
+        this.units = List.of(units);
     }
 
-    private Quantity() {}
-
-    private static Matcher parts(Pattern pattern, String text) {
-        Matcher parts = pattern.matcher(text);
-        if (!parts.matches()) {
+    /**
+     * {@return the value of a text}
+     *
+     * @throws IllegalArgumentException or ArithmeticException for a text that is no such quantity
+     */
+    long parse(String text) {
+        Matcher parts = PARTS.matcher(text);
+        if (!parts.matches() || !parts.group(1).isEmpty() && this != WHOLE
+                || parts.group(3) != null && this != DURATION) {
             throw new IllegalArgumentException(text);
         }
-        return parts;
+        long factor = units.stream().filter(unit -> unit.name.equals(parts.group(4))).findFirst()
+                .orElseThrow(() -> new IllegalArgumentException(text)).factor;
+        String decimals = parts.group(3) == null ? "0" : parts.group(3);
+        return new BigDecimal(parts.group(1) + parts.group(2) + "." + decimals)
+                .multiply(BigDecimal.valueOf(factor)).longValueExact();
     }
 
-    /** {@return the value of a text like -5} */
-    static long whole(String text) {
-        return Long.parseLong(parts(WHOLE, text).group(1));
-    }
-
-    /** {@return the bytes of a text like 4096 or 8MiB} */
-    static long bytes(String text) {
-        Matcher parts = parts(BYTES, text);
-        return Math.multiplyExact(Long.parseLong(parts.group(1)), SIZES.get(parts.group(2)));
-    }
-
-    /** {@return the nanoseconds of a text like 1.5s, which must be a whole number of them} */
-    static long nanos(String text) {
-        Matcher parts = parts(DURATION, text);
-        String fraction = parts.group(2) == null ? "0" : parts.group(2);
-        return new BigDecimal(parts.group(1) + "." + fraction)
-                .multiply(BigDecimal.valueOf(TIMES.get(parts.group(3)))).longValueExact();
-    }
-
-    /** {@return bytes in the largest unit that leaves no rest} */
-    static String bytesText(long bytes) {
-        return bytes == 0 ? "0" : inLargest(bytes, SIZES);
-    }
-
-    /** {@return nanoseconds in the largest unit that leaves no rest; less than 1us as 0.5us} */
-    static String nanosText(long nanos) {
-        if (nanos == 0) {
-            return "0s";
+    /** {@return a value in the largest unit that leaves no rest; less than 1us as 0.5us} */
+    String format(long value) {
+        if (value == 0) {
+            return this == DURATION ? "0s" : "0";
         }
-        return nanos % TIMES.get("us") == 0 ? inLargest(nanos, TIMES)
-                : BigDecimal.valueOf(nanos, 3).stripTrailingZeros().toPlainString() + "us";
+        Unit unit = units.stream().filter(each -> value % each.factor == 0).findFirst()
+                .orElse(units.get(units.size() - 1));
+        return BigDecimal.valueOf(value).divide(BigDecimal.valueOf(unit.factor))
+                .stripTrailingZeros().toPlainString() + unit.name;
     }
 
-    private static String inLargest(long value, Map<String, Long> units) {
-        return units.entrySet().stream().filter(unit -> value % unit.getValue() == 0).findFirst()
-                .map(unit -> value / unit.getValue() + unit.getKey()).orElseThrow();
+    /** {@return what a value within limits is, in the words of a message} */
+    String expected(long low, long high) {
+        return what + " from " + format(low) + " to " + format(high) + examples;
     }
 }

@@ -163,8 +163,8 @@ public final class Setting<T> {
      */
     T read(Map<String, String> texts) {
         Map<String, String> members = members(texts);
-        String text = isGroup() ? String.valueOf(members) : texts.get(name);
-        if (required && (isGroup() ? members.isEmpty() : text == null || text.isBlank())) {
+        String text = members.isEmpty() ? null : isGroup() ? "" + members : members.get("");
+        if (required && (text == null || text.isBlank())) {
             throw new IllegalArgumentException("missing property \"" + name + "\": " + help + " ("
                     + allowed() + ")");
         }
@@ -179,13 +179,11 @@ public final class Setting<T> {
         return value;
     }
 
+    /** The texts under what their names have beyond this one: nothing, but for a group. */
     private Map<String, String> members(Map<String, String> texts) {
         Map<String, String> found = new TreeMap<>();
-        texts.forEach((property, text) -> {
-            if (isGroup() && takes(property)) {
-                found.put(property.substring(name.length()), text);
-            }
-        });
+        texts.keySet().stream().filter(this::takes).forEach(
+                property -> found.put(property.substring(name.length()), texts.get(property)));
         return Collections.unmodifiableMap(found);
     }
 

@@ -6,9 +6,7 @@ import java.util.List;
 import java.util.Map;
 import java.util.Objects;
 import java.util.Properties;
-import java.util.StringJoiner;
 import java.util.TreeMap;
-import java.util.stream.Collectors;
 
 /**
  * The settings of one kind of object: what an adapter, a connection, a reader understands.
@@ -110,14 +108,15 @@ public final class SettingSet {
     }
 
     private String unknown(String name) {
-        List<String> names = settings.stream().map(Setting::name).collect(Collectors.toList());
-        return "unknown property \"" + name + "\"" + Names.suggestion(name, names) + " (known: "
-                + (names.isEmpty() ? "none" : String.join(", ", names)) + ")";
+        List<String> known = settings.stream().map(Setting::name).toList();
+        return "unknown property \"" + name + "\"" + Names.suggestion(name, known) + " (known: "
+                + Names.list(known) + ")";
     }
 
     private String fixed(Setting<?> setting) {
-        StringJoiner those = new StringJoiner(", ", " (those that can: ", ")").setEmptyValue("");
-        settings.stream().filter(Setting::isChangeable).forEach(can -> those.add(can.name()));
-        return "property \"" + setting.name() + "\" cannot be changed while in use" + those;
+        List<String> can =
+                settings.stream().filter(Setting::isChangeable).map(Setting::name).toList();
+        return "property \"" + setting.name() + "\" cannot be changed while in use "
+                + "(those that can: " + Names.list(can) + ")";
     }
 }

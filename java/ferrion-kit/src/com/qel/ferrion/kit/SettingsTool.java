@@ -8,7 +8,7 @@ import java.io.PrintStream;
 import java.nio.charset.StandardCharsets;
 import java.util.LinkedHashMap;
 import java.util.Map;
-import java.util.TreeMap;
+import java.util.Properties;
 
 /**
  * What {@code ferry check} asks of the adapters' declarations, in a process of its own: an adapter
@@ -108,16 +108,14 @@ final class SettingsTool {
             String name = fields[at];
             Role role = Role.of(Integer.parseInt(fields[at + 1]));
             int end = at + 3 + 2 * Integer.parseInt(fields[at + 2]);
-            Map<String, String> texts = new TreeMap<>();
+            Properties properties = new Properties();
             for (at += 3; at < end; at += 2) {
-                if (!fields[at].startsWith(Setting.HOST_PREFIX)) {
-                    texts.put(fields[at], fields[at + 1]);
-                }
+                properties.setProperty(fields[at], fields[at + 1]);
             }
             try {
                 AdapterSettings declared = declaredBy(name);
                 if (declared != null) {
-                    declared.of(role).parse("", texts, null);
+                    declared.of(role).parse("", properties);
                 }
             } catch (SettingsException rejected) {
                 for (SettingsException.Problem problem : rejected.problems()) {

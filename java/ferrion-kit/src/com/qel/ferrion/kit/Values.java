@@ -63,34 +63,28 @@ record Values<T>(Kind kind, long low, long high, List<String> words, String expe
     }
 
     static Values<Long> whole(long low, long high) {
-        return limited(Kind.WHOLE, low, high, "a whole number from " + low + " to " + high,
-                Quantity::whole, value -> value, String::valueOf);
+        return limited(Kind.WHOLE, Quantity.WHOLE, low, high, Long::valueOf, Long::longValue);
     }
 
     static Values<Integer> integer(int low, int high) {
-        return limited(Kind.WHOLE, low, high, "a whole number from " + low + " to " + high,
-                text -> Math.toIntExact(Quantity.whole(text)), value -> value, String::valueOf);
+        return limited(Kind.WHOLE, Quantity.WHOLE, low, high, Math::toIntExact, Integer::longValue);
     }
 
     static Values<Long> bytes(long low, long high) {
-        return limited(Kind.BYTES, low, high, "a number of bytes from " + Quantity.bytesText(low)
-                + " to " + Quantity.bytesText(high) + ", such as 4096, 64KiB or 8MiB",
-                Quantity::bytes, value -> value, Quantity::bytesText);
+        return limited(Kind.BYTES, Quantity.BYTES, low, high, Long::valueOf, Long::longValue);
     }
 
     static Values<Duration> duration(Duration low, Duration high) {
-        return limited(Kind.DURATION, low.toNanos(), high.toNanos(),
-                "a duration from " + Quantity.nanosText(low.toNanos()) + " to "
-                + Quantity.nanosText(high.toNanos()) + ", such as 100ms, 1.5s or 5m",
-                text -> Duration.ofNanos(Quantity.nanos(text)), Duration::toNanos,
-                Quantity::nanosText);
+        return limited(Kind.DURATION, Quantity.DURATION, low.toNanos(), high.toNanos(),
+                Duration::ofNanos, Duration::toNanos);
     }
 
-    private static <T> Values<T> limited(Kind kind, long low, long high, String expected,
-            Function<String, T> parser, ToLongFunction<T> number, LongFunction<String> format) {
-        return new Values<>(kind, low, high, List.of(), expected, parser,
-                value -> format.apply(number.applyAsLong(value)),
-                value -> number.applyAsLong(value) >= low && number.applyAsLong(value) <= high);
+    private static <T> Values<T> limited(Kind kind, Quantity quantity, long low, long high,
+            LongFunction<T> value, ToLongFunction<T> number) {
+        return new Values<>(kind, low, high, List.of(), quantity.expected(low, high),
+                text -> value.apply(quantity.parse(text)),
+                each -> quantity.format(number.applyAsLong(each)),
+                each -> number.applyAsLong(each) >= low && number.applyAsLong(each) <= high);
     }
 
     /** These values, but only those that pass another test. */
