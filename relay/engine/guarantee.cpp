@@ -8,12 +8,10 @@
 namespace ferry {
 namespace {
 
-/// The same samples may come again, and this output makes nothing of it.
-bool absorbsRepeats(const StreamSettings &output, std::uint32_t bits)
+/// The output leaves out samples whose numbers it has, and a store gives the numbers.
+bool knowsNumbers(const StreamSettings &output, std::uint32_t bits)
 {
-    const bool numbered = output.own && output.own->stored;
-    return (bits & FERRY_DELIVERY_IDEMPOTENT) != 0 ||
-           (numbered && (bits & FERRY_DELIVERY_ONCE) != 0);
+    return output.own && output.own->stored && (bits & FERRY_DELIVERY_ONCE) != 0;
 }
 
 /// Why an output may lose samples that it was to have; "" if it does not.
@@ -43,6 +41,7 @@ std::string guaranteeOf(const Configuration &configuration, const RouteSettings 
     const bool repeats =
         (delivery(route.input, FERRY_SETTING_OF_READER) & FERRY_DELIVERY_REPEATS) != 0;
     bool once = true;
+    bool numbered = false;
     bool anyRequired = false;
     for (const StreamSettings &output : route.outputs) {
         if (output.own && !output.own->stored) {
@@ -53,13 +52,20 @@ std::string guaranteeOf(const Configuration &configuration, const RouteSettings 
         if (!loss.empty()) {
             return fmt::format("at most once: {}", loss);
         }
-        once = once && absorbsRepeats(output, delivery(output, FERRY_SETTING_OF_WRITER));
+        const std::uint32_t bits = delivery(output, FERRY_SETTING_OF_WRITER);
+        const bool idempotent = (bits & FERRY_DELIVERY_IDEMPOTENT) != 0;
+        once = once && (idempotent || knowsNumbers(output, bits));
+        numbered = numbered || !idempotent;
     }
     if (!anyRequired) {
         return "at most once: no output is required";
     }
     const char *const word = once ? "exactly once" : "at least once";
-    return repeats ? word : fmt::format("{} from the store on: the input cannot repeat", word);
+    if (!repeats) {
+        return fmt::format("{} from the store on: the input cannot repeat", word);
+    }
+    // What comes again before it is stored gets new numbers.
+    return once && numbered ? fmt::format("{} from the store on", word) : word;
 }
 
 } // namespace ferry

@@ -185,6 +185,8 @@ int runRelay(const RelayRequest &request)
         javaOptions(classPathEntries(request.jars, configuration.java), configuration.java, level,
                     request.vmVersion, crashDirectory(configuration), request.options.debugging,
                     request.classArchive);
+    // Where adapters keep positions.
+    java.options.push_back(fmt::format("-Dferryjni.state={}", configuration.state.string()));
     if (request.options.debugging.port != 0) {
         java.debuggers = debuggerAddress(request.options.debugging.port);
     }
