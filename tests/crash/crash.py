@@ -2,7 +2,7 @@
 """Kills ferry at random moments while it follows a growing file into an output, and counts the rows
 that are missing at the end, and those that are there twice.
 
-Usage: crash.py FERRY [--kills N] [--seed S] [SCENARIO...]"""
+Usage: crash.py FERRY [--kills N] [--seed S] [--scenario NAME...]"""
 import argparse
 import collections
 import json
@@ -19,7 +19,7 @@ PATIENCE = 120
 # Samples of one write: what a kill may double.
 SLICE = 100
 HEAD = """
-types: [{{idl: "struct Row {{ long id; string text; };"}}]
+types: [{{idl: "struct Row {{ {key}long id; string text; }};"}}]
 adapters: {{files: {{class: file}}, db: {{class: sql}}}}
 connections:
   disk: {{adapter: files, properties: {{directory: {folder}, poll: 5ms}}}}
@@ -33,14 +33,15 @@ routes:
 """
 FILE = "{connection: disk, stream: out.jsonl%s}"
 TABLE = "{connection: lab, stream: rows, properties: {create: true%s}%s}"
-# The output, and what a kill may double: a slice on each of two ways, on one, or nothing.
+# The output, what a kill may double (a slice on each of two ways, on one, or nothing), and the
+# annotation of the identifier.
 SCENARIOS = {
-    "file": (FILE % "", 1),
-    "store, file": (FILE % ", store: {}", 2),
-    "small store, file": (FILE % ", store: {max_bytes: 64KiB}", 2),
-    "table": (TABLE % ("", ""), 1),
-    "upsert": (TABLE % (", mode: upsert, key: id", ""), 0),
-    "store, once": (TABLE % (", once: crash", ", store: {}"), 1),
+    "file": (FILE % "", 1, ""),
+    "store, file": (FILE % ", store: {}", 2, ""),
+    "small store, file": (FILE % ", store: {max_bytes: 64KiB}", 2, ""),
+    "table": (TABLE % ("", ""), 1, ""),
+    "upsert": (TABLE % (", mode: upsert", ""), 0, "@key "),
+    "store, once": (TABLE % (", once: crash", ", store: {}"), 1, ""),
 }
 
 
@@ -67,16 +68,19 @@ def ids_in(folder):
     if (folder / "lab.db").exists():
         with sqlite3.connect(folder / "lab.db") as database:
             return [row[0] for row in database.execute("SELECT id FROM rows")]
+    if not (folder / "out.jsonl").exists():
+        return []
     lines = (folder / "out.jsonl").read_bytes().split(b"\n")
     return [json.loads(line)["id"] for line in lines[:-1]]
 
 
 def crash(ferry, name, kills, seed):
     rng = random.Random(seed)
-    output, ways = SCENARIOS[name]
+    output, ways, key = SCENARIOS[name]
     with tempfile.TemporaryDirectory(prefix="ferry_crash_") as directory:
         folder = pathlib.Path(directory)
-        (folder / "c.yaml").write_text(HEAD.format(folder=folder, slice=SLICE, output=output))
+        (folder / "c.yaml").write_text(HEAD.format(folder=folder, slice=SLICE, output=output,
+                                                   key=key))
         source = Source(folder / "in.csv", rng)
         source.start()
         with open(folder / "log", "w", encoding="utf-8") as log:
@@ -106,7 +110,8 @@ def main():
     parser.add_argument("ferry")
     parser.add_argument("--kills", type=int, default=10, help="of each scenario")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 30))
-    parser.add_argument("scenario", nargs="*", default=list(SCENARIOS), help=", ".join(SCENARIOS))
+    parser.add_argument("--scenario", nargs="+", default=list(SCENARIOS),
+                        help="; ".join(SCENARIOS))
     arguments = parser.parse_args()
     print(f"seed {arguments.seed}")
     results = [crash(arguments.ferry, name, arguments.kills, arguments.seed)
