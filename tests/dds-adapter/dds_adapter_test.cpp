@@ -309,6 +309,16 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
     right.remove(misfit);
     EXPECT_FALSE(logged("samples had arrived and were not read"));
     left.remove(writer);
+
+    // However many readers there are.
+    writer = left.writer("crowd", "wait_for_readers=17");
+    std::vector<QEL_FerrionStreamReader *> crowd(17);
+    std::generate(crowd.begin(), crowd.end(), [&] { return right.reader("crowd"); });
+    EXPECT_EQ(write(left, writer, births), 3) << left.error();
+    left.remove(writer);
+    for (QEL_FerrionStreamReader *each : crowd) {
+        right.remove(each);
+    }
 }
 
 // A late reader gets what a durable writer keeps: by default the last sample of each instance.
@@ -471,15 +481,23 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
         left.writer("q", "durability=transient_local; partitions=elsewhere");
     QEL_FerrionStreamWriter *writer = left.writer("q");
     const auto none = [](auto &, auto &) {};
+    const auto begin = std::chrono::steady_clock::now();
     ASSERT_TRUE(eventually([&] {
         EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
         return !right.error().empty();
     }));
     EXPECT_EQ(right.error(), "reader of stream \"q\": 1 times a writer did not match: durability");
-    EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
-    right.expectError("");
+    // The next one has to wait, for ten seconds or for the end.
+    QEL_FerrionStreamWriter *other = left.writer("q");
+    EXPECT_FALSE(within(std::chrono::seconds(1), [&] {
+        EXPECT_EQ(right.read<DDS_DynamicData>(reader, none), 0);
+        return !right.error().empty() &&
+               std::chrono::steady_clock::now() - begin < std::chrono::seconds(9);
+    }));
     left.remove(writer);
+    left.remove(other);
     right.remove(reader);
+    right.expectError("1 times a writer did not match: durability");
 
     // When there is none but such ones the log says so.
     reader = right.reader("q", "partitions=here");

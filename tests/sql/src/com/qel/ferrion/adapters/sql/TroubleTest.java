@@ -175,7 +175,8 @@ public class TroubleTest {
         pool.giveBack(last, null);
         assertTrue(last.connection.isClosed());
         assertEquals("the connection has ended", rejection(pool));
-        Database down = database("url", "jdbc:sqlite:/none/none.db");
+        // Below a file there are no folders, so nobody can make it.
+        Database down = database("url", "jdbc:sqlite:" + rig.folder.newFile() + "/none.db");
         Pool none = new Pool(down, 1);
         assertEquals(Duration.ZERO, none.away());
         String first = rejection(none);
