@@ -33,10 +33,10 @@ JNIInvokeInterface_ doubledVm;
 /// What Java throws when a fault is to come, by kind of VM: made early, as memory is short then.
 jthrowable thrown[2];
 
-/// Local references made outside of all frames and in each open one; whether a frame was refused,
-/// whose references then stay where they are.
+/// Local references made outside of all frames and in each open one; whether a frame could not be
+/// had, whose references then stay where they are.
 std::vector<int> locals = {0};
-bool frameRefused = false;
+bool frameFailed = false;
 int charsHeld = 0;
 /// The Java method or constructor behind each identifier.
 std::map<const void *, std::string> members;
@@ -88,7 +88,7 @@ void leaveFailure(JNIEnv *env, const std::string &function)
     const bool silent =
         function == "NewGlobalRef" || function == "GetStaticObjectField" ||
         (!otherVm && (function == "GetStringUTFChars" || function == "PushLocalFrame"));
-    frameRefused = frameRefused || function == "PushLocalFrame";
+    frameFailed = frameFailed || function == "PushLocalFrame";
     if (!silent && fault.failure != Fault::returns) {
         original.Throw(env, thrown[otherVm ? 1 : 0]);
     }
@@ -116,7 +116,7 @@ std::string memberOf(const std::string &lookup)
     return type + "." + name;
 }
 
-/// What a call is named where it is told of: by the method, the class or what is looked up.
+/// What a call is named where it is reported: by the method, the class or what is looked up.
 std::string labelOf(const std::string &function, const std::string &text)
 {
     if (function == "NewObject") {
@@ -378,14 +378,14 @@ void JniDouble::inspect()
     }
     if (locals.size() != 1) {
         note("FRAMES OPEN");
-    } else if (locals[0] != 0 && !frameRefused) {
+    } else if (locals[0] != 0 && !frameFailed) {
         note("LOCAL REFERENCES LEFT");
     }
     if (charsHeld != 0) {
         note("CHARACTERS HELD");
     }
     locals = {0};
-    frameRefused = false;
+    frameFailed = false;
     charsHeld = 0;
 }
 

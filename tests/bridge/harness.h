@@ -132,7 +132,7 @@ public:
 
     /// Executes a line, unless the object that it is about is not there: "> operation arguments
     /// {properties}" calls the plug-in with a clear environment ("@ " in place of "> " on a thread
-    /// that is not attached); "! method action" tells a scripted method what to do; "! jni function
+    /// that is not attached); "! method action" sets what a scripted method does; "! jni function
     /// n returns|throws" and "! heap n type" make the n-th call from now on fail; "! signal
     /// listener reader" has Java signal, "! stream kind disposed name type" says which stream
     /// readers and writers are made for.
@@ -146,7 +146,7 @@ public:
 
 private:
     using Words = std::vector<std::string>;
-    struct Ear {
+    struct ListenerData {
         Host *host;
         const char *name;
     };
@@ -171,7 +171,7 @@ private:
     QEL_FerrionStreamWriter *writer_ = nullptr;
     std::atomic<QEL_FerrionStreamReader *> pub_ = nullptr;
     std::atomic<QEL_FerrionStreamReader *> sub_ = nullptr;
-    Ear ears_[3];
+    ListenerData listenerData_[3];
     QEL_FerrionStreamReaderListener listeners_[3];
     QEL_FerrionStreamInfo streamInfo_ = {};
     std::string streamName_ = "stream";

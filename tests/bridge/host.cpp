@@ -78,14 +78,14 @@ Properties::Properties(const std::string &text) : QEL_FerrionProperties{}
 }
 
 Host::Host(FERRYJNIGlobal *global)
-    : global_(global), ears_{{this, "reader"}, {this, "pub"}, {this, "sub"}}
+    : global_(global), listenerData_{{this, "reader"}, {this, "pub"}, {this, "sub"}}
 {
     environment_.jniGlobal = global;
     for (int i = 0; i < 3; ++i) {
-        listeners_[i] = {&ears_[i], [](QEL_FerrionStreamReader *from, void *data) {
-                             const auto *ear = static_cast<const Ear *>(data);
-                             note(std::string("signal to ") + ear->name + " by " +
-                                  ear->host->nameOf(from));
+        listeners_[i] = {&listenerData_[i], [](QEL_FerrionStreamReader *from, void *data) {
+                             const auto *own = static_cast<const ListenerData *>(data);
+                             note(std::string("signal to ") + own->name + " by " +
+                                  own->host->nameOf(from));
                          }};
     }
     streamInfo_.streamName = streamName_.data();

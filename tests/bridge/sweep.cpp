@@ -26,8 +26,8 @@ struct Run {
 };
 
 /// The transcript of one command, taken apart.
-struct Told {
-    std::string log;
+struct Outcome {
+    Lines log;
     std::string firstError;
     Lines calls;
     std::string result;
@@ -50,12 +50,11 @@ std::string withoutNumbers(const std::string &call)
 }
 
 /// Also holds the environment against the log: its text is the first that an operation reported.
-Told takeApart(const std::string &text)
+Outcome takeApart(const std::string &text)
 {
-    Told told;
+    Outcome outcome;
     std::string environment;
     std::string reported;
-    std::string lastContext;
     std::istringstream lines(text);
     std::string line;
     std::getline(std::getline(lines, line), line); // an empty line and the command
@@ -63,56 +62,74 @@ Told takeApart(const std::string &text)
         const size_t colon = line.find(':');
         if (line[0] == '<') {
             const size_t mark = line.find(" !");
-            told.result = line.substr(1, mark - 1);
+            outcome.result = line.substr(1, mark - 1);
             environment = mark != std::string::npos ? line.substr(mark + 2) : "";
         } else if (line == "JNICommon_newGlobalRefReplacingLocalRef:!create global reference" &&
                    before == "FERRYJNICommon_newGlobalRef:!create global reference") {
-            told.log += " (no reference)";
+            outcome.log.emplace_back("(no reference)");
         } else if (line.rfind("FERRYJNI", 0) == 0) {
             const std::string context = line.substr(8, colon - 8);
             const std::string what = line.substr(colon + 1);
             if (what == "!create global reference") {
                 continue;
             }
-            told.log += (context != lastContext ? " " + context : ",") + " " + what;
-            lastContext = context;
-            if (told.firstError.empty() && what[0] == '!' && context.rfind("Common_", 0) != 0) {
-                told.firstError = " " + context + " " + what;
+            outcome.log.push_back(context + " " + what);
+            if (outcome.firstError.empty() && what[0] == '!' && context.rfind("Common_", 0) != 0) {
+                outcome.firstError = outcome.log.back();
                 // Who makes a VM has no environment yet.
                 reported = context != "Global_new" ? what.substr(1) : "";
             }
         } else if (line == "(described)") {
-            told.log += " " + line;
+            outcome.log.push_back(line);
         } else if (isupper(line[0]) != 0 && isupper(line[1]) != 0) {
             ADD_FAILURE() << line << text;
         } else {
-            told.calls.push_back(withoutNumbers(line));
+            outcome.calls.push_back(withoutNumbers(line));
         }
     }
     EXPECT_EQ(environment, reported) << text;
-    return told;
+    return outcome;
 }
 
-/// In what the outcome of a command differs from the usual one: all of it, or in short the first
-/// error and whether there is a record.
-std::string difference(const std::string &text, const std::string &usualText, bool inShort)
+/// In what the outcome of a command differs from the usual one, fact by fact: all of it, or in
+/// short the first error and whether there is a record.
+Lines difference(const std::string &text, const std::string &usualText, bool inShort)
 {
-    const Told told = takeApart(text);
-    const Told usual = takeApart(usualText);
-    std::string line;
+    const Outcome outcome = takeApart(text);
+    const Outcome usual = takeApart(usualText);
+    Lines facts;
     if (inShort) {
-        line = told.firstError != usual.firstError ? told.firstError : "";
-        return line +
-               ((told.result == " null") != (usual.result == " null") ? " =" + told.result : "");
-    }
-    line = told.log != usual.log ? told.log : "";
-    if (told.calls != usual.calls) {
-        for (const std::string &call : told.calls) {
-            line += " | " + call;
+        if (outcome.firstError != usual.firstError && !outcome.firstError.empty()) {
+            facts.push_back(outcome.firstError);
         }
-        line += told.calls.empty() ? " | no call" : "";
+    } else {
+        if (outcome.log != usual.log) {
+            facts = outcome.log;
+        }
+        if (outcome.calls != usual.calls) {
+            for (const std::string &call : outcome.calls) {
+                facts.push_back("| " + call);
+            }
+            if (outcome.calls.empty()) {
+                facts.emplace_back("| no call");
+            }
+        }
     }
-    return line + (told.result != usual.result ? " =" + told.result : "");
+    if (inShort ? (outcome.result == " null") != (usual.result == " null")
+                : outcome.result != usual.result) {
+        facts.push_back("=" + outcome.result);
+    }
+    return facts;
+}
+
+/// A line for each fact, indented.
+std::string lineByLine(const Lines &facts, const char *indentation)
+{
+    std::string text;
+    for (const std::string &fact : facts) {
+        text += "\n" + (indentation + fact);
+    }
+    return text;
 }
 
 std::string listed(const std::vector<int64_t> &numbers, const char *to)
@@ -138,7 +155,7 @@ struct Row {
     std::vector<int64_t> references;
     std::vector<int64_t> blocks;
 
-    std::string line() const
+    std::string lines() const
     {
         std::string text;
         for (size_t i = 0, end = 0; i < faults.size(); i = end) {
@@ -146,13 +163,14 @@ struct Row {
             for (; end < faults.size() && faults[end].second == faults[i].second; ++end) {
                 numbers.push_back(faults[end].first);
             }
-            text += (i != 0 ? ", " : "") + listed(numbers, "-") + " " + faults[i].second;
+            text += (i != 0 ? ",\n" : "") + listed(numbers, "-") + " " + faults[i].second;
         }
         const auto more = [](const std::vector<int64_t> &counts, const char *what) {
             const bool same = std::set<int64_t>(counts.begin(), counts.end()).size() == 1;
             return same && counts[0] == 0
                        ? std::string()
-                       : " [" + (same ? std::to_string(counts[0]) : listed(counts, "..")) + what;
+                       : "\n    [" + (same ? std::to_string(counts[0]) : listed(counts, "..")) +
+                             what;
         };
         return text + ":" + outcome + more(references, " references]") + more(blocks, " blocks]");
     }
@@ -165,7 +183,7 @@ public:
         : kind_(kind), scenario_(scenario), begin_(begin), usual_(play(0, false)), failing_(usual_)
     {
         const Lines calls = fault.calls;
-        // Backwards, because a fault for good is told by what it changes in the commands after its
+        // Backwards, because a fault for good shows in what it changes in the commands after its
         // own, of which all calls fail too.
         Lines backwards;
         for (size_t i = scenario_.size(), end = calls.size(); i-- > 0; end = usual_.begins[i]) {
@@ -178,7 +196,7 @@ public:
             failing_ = end > usual_.begins[i] && kind_ != "env" ? next_ : failing_;
             for (const std::vector<Row> *rows : {&forGood_, &once_}) {
                 for (const Row &row : *rows) {
-                    backwards.push_back(row.line());
+                    backwards.push_back(row.lines());
                 }
             }
             if (!forGood_.empty() || !once_.empty()) {
@@ -215,15 +233,17 @@ private:
     }
 
     /// What a run changed, from the command of the fault on.
-    std::string told(const Run &run, size_t command, const Lines &usualLater, bool inShort) const
+    std::string changes(const Run &run, size_t command, const Lines &usualLater, bool inShort) const
     {
-        std::string text = difference(run.texts[command], usual_.texts[command], inShort);
+        std::string text =
+            lineByLine(difference(run.texts[command], usual_.texts[command], inShort), "    ");
         for (size_t i = command + 1; i < scenario_.size(); ++i) {
             // Signals meet whatever listeners there are; late ones are to meet none.
-            const bool isTold = scenario_[i][0] != '!' || usual_.texts[i] == "\n" + scenario_[i];
-            if (!run.texts[i].empty() && isTold) {
-                const std::string more = difference(run.texts[i], usualLater[i], inShort);
-                text += more.empty() ? "" : "; " + scenario_[i].substr(2) + ":" + more;
+            const bool counts = scenario_[i][0] != '!' || usual_.texts[i] == "\n" + scenario_[i];
+            if (!run.texts[i].empty() && counts) {
+                const Lines more = difference(run.texts[i], usualLater[i], inShort);
+                text += more.empty() ? "" : "\n    " + scenario_[i].substr(2) + ":";
+                text += lineByLine(more, "        ");
             }
         }
         return text;
@@ -256,7 +276,7 @@ private:
         const auto number = static_cast<int64_t>(n - usual_.begins[command] + 1);
         const Run once = play(n + 1, false);
         EXPECT_EQ(fault.calls[n], call);
-        const std::string outcome = told(once, command, usual_.texts, false);
+        const std::string outcome = changes(once, command, usual_.texts, false);
         const bool goesOn = outcome.empty() && leaveTheSame(once, usual_, usual_, usual_);
         if (goesOn) {
             ++unnoticed_[call];
@@ -268,11 +288,11 @@ private:
             return;
         }
         const Run otherVm = play(n + 1, false, Fault::otherVm);
-        EXPECT_EQ(told(otherVm, command, usual_.texts, false), outcome) << call;
+        EXPECT_EQ(changes(otherVm, command, usual_.texts, false), outcome) << call;
         EXPECT_TRUE(leaveTheSame(otherVm, usual_, once, usual_)) << call;
         Run forGood = play(n + 1, true);
-        const std::string brief = told(forGood, command, failing_.texts, true);
-        const bool asOnce = brief == told(once, command, usual_.texts, true) &&
+        const std::string brief = changes(forGood, command, failing_.texts, true);
+        const bool asOnce = brief == changes(once, command, usual_.texts, true) &&
                             leaveTheSame(forGood, failing_, once, usual_);
         const bool asNext =
             goesOn && brief == nextBrief_ && leaveTheSame(forGood, usual_, next_, usual_);

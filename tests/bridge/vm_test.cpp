@@ -90,7 +90,7 @@ TEST_P(Vm, AdoptedIsEndedUnderPolicyTwoOnly)
 
 INSTANTIATE_TEST_SUITE_P(Policy, Vm, testing::Values(0, 1, 2, 7));
 
-TEST_F(Vm, AnOptionItDoesNotKnowIsRefusedAndALaterStartSucceeds)
+TEST_F(Vm, AnOptionItDoesNotKnowIsRejectedAndALaterStartSucceeds)
 {
     StringList wrong = {"-Xnothing-like-this"};
     EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &wrong, 0, 0), nullptr);
@@ -105,18 +105,18 @@ TEST_F(Vm, AnOptionItDoesNotKnowIsRefusedAndALaterStartSucceeds)
     EXPECT_NE(FERRYJNIGlobal_new(&classPath, &options, 0x1, 0), nullptr);
 }
 
-TEST_F(Vm, RefusedForWhateverReasonLeavesTheWayFree)
+TEST_F(Vm, RejectedForWhateverReasonLeavesTheWayFree)
 {
     const int64_t blocks = heapBlocks();
-    const jint refusals[] = {JNI_ERR,    JNI_EDETACHED, JNI_EVERSION, JNI_ENOMEM,
-                             JNI_EEXIST, JNI_EINVAL,    JNI_OK}; // the last without an environment
-    for (const jint refusal : refusals) {
-        createResult = refusal;
+    const jint results[] = {JNI_ERR,    JNI_EDETACHED, JNI_EVERSION, JNI_ENOMEM,
+                            JNI_EEXIST, JNI_EINVAL,    JNI_OK}; // the last without an environment
+    for (const jint result : results) {
+        createResult = result;
         EXPECT_EQ(FERRYJNIGlobal_new(&classPath, &options, 0x1, 2), nullptr);
         EXPECT_EQ(transcript(),
-                  "\nFERRYJNIGlobal_new: Error creating JavaVM (" + std::to_string(refusal) + ")");
+                  "\nFERRYJNIGlobal_new: Error creating JavaVM (" + std::to_string(result) + ")");
     }
-    EXPECT_EQ(heapBlocks(), blocks + static_cast<int64_t>(std::size(refusals)));
+    EXPECT_EQ(heapBlocks(), blocks + static_cast<int64_t>(std::size(results)));
     createResult = 1;
     // Whoever cannot tell which VMs there are has none to adopt.
     listResult = JNI_ERR;
