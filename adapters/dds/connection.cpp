@@ -1,5 +1,7 @@
 #include "connection.h"
 
+#include <fmt/format.h>
+
 #include "error.h"
 
 namespace ferrydds {
@@ -8,9 +10,9 @@ namespace {
 std::string describe(const Settings &settings)
 {
     const std::string multicast = settings.text(Setting::multicast);
-    return "domain " + settings.text(Setting::domain) + " on " +
-           settings.text(Setting::interfaces) +
-           (multicast == "all" ? "" : ", multicast " + multicast);
+    return fmt::format("domain {} on {}{}", settings.text(Setting::domain),
+                       settings.text(Setting::interfaces),
+                       multicast == "all" ? "" : fmt::format(", multicast {}", multicast));
 }
 
 Participant join(const Settings &settings)
@@ -30,7 +32,7 @@ Participant join(const Settings &settings)
     DDS_ErrorText error{};
     DDS_DomainParticipant *made = DDS_DomainParticipant_new(&participant, &error);
     if (made == nullptr) {
-        throw Failure(settings.owner() + ": " + describe(settings) + ": " + error.text);
+        throw Failure(fmt::format("{}: {}: {}", settings.owner(), describe(settings), error.text));
     }
     return {made, DDS_DomainParticipant_delete};
 }

@@ -1,5 +1,7 @@
 #include "discovery_reader.h"
 
+#include <fmt/format.h>
+
 #include "error.h"
 #include "settings.h"
 
@@ -8,38 +10,38 @@ namespace {
 
 /// A stream without a type can still be used by a host that knows the type by its name, so this is
 /// no error.
-void warnOfMissingType(const StreamNews &news)
+void warnOfMissingType(const StreamChange &change)
 {
-    warn("FerryAdapter_dds_discovery",
-         "topic \"" + news.key.first + "\" is announced without a type: " + news.typeProblem);
+    warn("FerryAdapter_dds_discovery", fmt::format("topic \"{}\" is announced without a type: {}",
+                                                   change.key.first, change.typeProblem));
 }
 
 } // namespace
 
-/// The host gets the base class, whose texts are those of the news.
+/// The host gets the base class, whose texts are those of the change.
 class DiscoveryReader::Lent : public QEL_FerrionStreamInfo {
 public:
-    explicit Lent(StreamNews news) : QEL_FerrionStreamInfo{}, news_(std::move(news))
+    explicit Lent(StreamChange change) : QEL_FerrionStreamInfo{}, change_(std::move(change))
     {
-        disposed = news_.disposed ? 1 : 0;
-        streamName = news_.key.first.data();
-        typeName = news_.typeName.data();
+        disposed = change_.disposed ? 1 : 0;
+        streamName = change_.key.first.data();
+        typeName = change_.typeName.data();
         typeRepresentationKind = QEL_FERRION_TYPE_REPRESENTATION_TYPECODE;
-        typeRepresentation = const_cast<DDS_TypeCode *>(news_.type);
-        for (std::string &name : news_.key.second) {
+        typeRepresentation = const_cast<DDS_TypeCode *>(change_.type);
+        for (std::string &name : change_.key.second) {
             partitions_.push_back(name.data());
         }
         const auto length = static_cast<std::int32_t>(partitions_.size());
         partition = {partitions_.data(), length, length};
-        for (auto &[name, value] : news_.properties) {
+        for (auto &[name, value] : change_.properties) {
             pairs_.push_back({name.data(), value.data()});
         }
         properties = {pairs_.data(), static_cast<std::int32_t>(pairs_.size())};
         info.valid_data = 1;
         info.sample_state = DDS_NOT_READ_SAMPLE_STATE;
-        info.view_state = news_.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
+        info.view_state = change_.isNew ? DDS_NEW_VIEW_STATE : DDS_NOT_NEW_VIEW_STATE;
         info.instance_state =
-            news_.disposed ? DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE : DDS_ALIVE_INSTANCE_STATE;
+            change_.disposed ? DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE : DDS_ALIVE_INSTANCE_STATE;
         info.source_timestamp = {-1, 0};
         info.reception_timestamp = {-1, 0};
     }
@@ -50,7 +52,7 @@ public:
     QEL_FerrionProperties properties{};
 
 private:
-    StreamNews news_;
+    StreamChange change_;
     std::vector<char *> partitions_;
     std::vector<QEL_FerrionNameValue> pairs_;
 };
@@ -67,7 +69,7 @@ DiscoveryReader::~DiscoveryReader() = default;
 void DiscoveryReader::bind(DiscoveryWatch &watch)
 {
     if (watch_.exchange(&watch) == nullptr) {
-        // Of what the watch has found before nobody was told.
+        // Nobody was signalled about what the watch found before.
         signal();
     }
 }
@@ -84,11 +86,11 @@ Loan DiscoveryReader::read(QEL_FerrionEnvironment *)
     if (!loan_.empty()) {
         throw Failure("discovery reader: the last loan has not been returned");
     }
-    for (StreamNews &news : watch_.load()->takeNews(direction_)) {
-        if (news.type == nullptr && !news.disposed && !news.typeProblem.empty()) {
-            warnOfMissingType(news);
+    for (StreamChange &change : watch_.load()->takeChanges(direction_)) {
+        if (change.type == nullptr && !change.disposed && !change.typeProblem.empty()) {
+            warnOfMissingType(change);
         }
-        loan_.push_back(std::make_unique<Lent>(std::move(news)));
+        loan_.push_back(std::make_unique<Lent>(std::move(change)));
         streams_.push_back(static_cast<QEL_FerrionStreamInfo *>(loan_.back().get()));
         infos_.push_back(&loan_.back()->info);
     }

@@ -19,7 +19,7 @@ public:
 
     /// The host has asked for the reader: from now on it is signalled.
     void bind(DiscoveryWatch &watch);
-    /// Any thread; tells the host that there may be something, once the reader is bound.
+    /// Any thread; signals the host that there may be something, once the reader is bound.
     void signal();
 
     Loan read(QEL_FerrionEnvironment *environment) override;

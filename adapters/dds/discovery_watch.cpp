@@ -2,6 +2,8 @@
 
 #include <thread>
 
+#include <fmt/format.h>
+
 #include "error.h"
 
 namespace ferrydds {
@@ -37,7 +39,7 @@ void DiscoveryWatch::start()
     discovery_.reset(
         DDS_Discovery_new(participant_.get(), typeTimeout_.count(), onEvent, this, &error));
     if (discovery_ == nullptr) {
-        throw Failure(std::string("discovery cannot be started: ") + error.text);
+        throw Failure(fmt::format("discovery cannot be started: {}", error.text));
     }
     settled_ = Clock::now() + typeTimeout_;
 }
@@ -67,14 +69,14 @@ void DiscoveryWatch::pump()
     }
 }
 
-std::vector<StreamNews> DiscoveryWatch::takeNews(Direction direction)
+std::vector<StreamChange> DiscoveryWatch::takeChanges(Direction direction)
 {
     if (anyNewWhileYoung(direction)) {
         std::this_thread::sleep_for(moment);
     }
     const std::lock_guard<std::mutex> lock(mutex_);
     pump();
-    return tableOf(direction).takeNews();
+    return tableOf(direction).takeChanges();
 }
 
 bool DiscoveryWatch::anyNewWhileYoung(Direction direction)

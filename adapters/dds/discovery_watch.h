@@ -31,8 +31,8 @@ public:
     void start();
 
     /// What has changed since the last call for that direction. While the watch is young a call
-    /// that finds new streams takes a moment longer: what is there together is told together.
-    std::vector<StreamNews> takeNews(Direction direction);
+    /// that finds new streams takes a moment longer: what is there together is reported together.
+    std::vector<StreamChange> takeChanges(Direction direction);
 
     /// What all of the topic's remote writers offer; nothing when there are none. Starts the watch;
     /// one that has not run for the type timeout yet gets the rest of it to find a first writer,

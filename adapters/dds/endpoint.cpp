@@ -12,9 +12,8 @@ constexpr long mostDurable = 1000;
 
 std::string ownerOf(std::uint32_t role, const QEL_FerrionStreamInfo &stream)
 {
-    const std::string name = stream.streamName == nullptr ? "" : stream.streamName;
-    return (role == FERRY_SETTING_OF_READER ? "reader of stream \"" : "writer of stream \"") +
-           name + "\"";
+    return fmt::format("{} of stream \"{}\"", role == FERRY_SETTING_OF_READER ? "reader" : "writer",
+                       stream.streamName == nullptr ? "" : stream.streamName);
 }
 
 const DDS_TypeCode *typeOf(const std::string &owner, const QEL_FerrionStreamInfo &stream)
@@ -25,7 +24,7 @@ const DDS_TypeCode *typeOf(const std::string &owner, const QEL_FerrionStreamInfo
             stream.typeRepresentationKind));
     }
     if (stream.typeRepresentation == nullptr) {
-        throw Failure(owner + ": it has no type");
+        throw Failure(fmt::format("{}: it has no type", owner));
     }
     return static_cast<const DDS_TypeCode *>(stream.typeRepresentation);
 }
@@ -66,7 +65,7 @@ Endpoint::Endpoint(std::uint32_t role, Connection &connection, const Session &se
         topic_ = stream.streamName == nullptr ? "" : stream.streamName;
     }
     if (topic_.empty()) {
-        throw Failure(settings.owner() + ": it has no name, and property \"topic\" says none");
+        throw Failure(fmt::format("{}: it has no name, and property \"topic\" says none", owner()));
     }
     const Announced announced(properties);
     settle(role, connection, announced);
@@ -78,20 +77,22 @@ Endpoint::Endpoint(std::uint32_t role, Connection &connection, const Session &se
 void Endpoint::checkRules(const Announced &announced) const
 {
     if (settings.given(Setting::depth) && !settings.is(Setting::history, "keep_last")) {
-        throw Failure(owner() + ": property \"depth\" needs \"history\" to be keep_last");
+        throw Failure(
+            fmt::format("{}: property \"depth\" needs \"history\" to be keep_last", owner()));
     }
     if (announced.any()) {
         return;
     }
     if (settings.given(Setting::ownershipStrength) &&
         !settings.is(Setting::ownership, "exclusive")) {
-        throw Failure(owner() +
-                      ": property \"ownership_strength\" needs \"ownership\" to be exclusive");
+        throw Failure(fmt::format(
+            "{}: property \"ownership_strength\" needs \"ownership\" to be exclusive", owner()));
     }
     if (settings.given(Setting::durableDepth) &&
         !(transientLocal() && settings.is(Setting::history, "keep_all"))) {
-        throw Failure(owner() + ": property \"durable_depth\" needs \"durability\" to be "
-                                "transient_local and \"history\" to be keep_all");
+        throw Failure(fmt::format("{}: property \"durable_depth\" needs \"durability\" to be "
+                                  "transient_local and \"history\" to be keep_all",
+                                  owner()));
     }
 }
 
@@ -136,10 +137,12 @@ std::optional<std::string> Endpoint::bounded(std::optional<std::string> depth) c
         return depth;
     }
     warn("FerryAdapter_dds_create",
-         owner() + ": the announced writers keep " + (*depth == "all" ? "every" : *depth) +
-             (*depth == "all" ? " sample" : " samples of each instance") +
-             " for late readers; this writer keeps " + std::to_string(mostDurable) +
-             " of each instance (durable_depth)");
+         fmt::format("{}: the announced writers keep {} for late readers; this writer keeps {} of "
+                     "each instance (durable_depth)",
+                     owner(),
+                     *depth == "all" ? "every sample"
+                                     : fmt::format("{} samples of each instance", *depth),
+                     mostDurable));
     return std::to_string(mostDurable);
 }
 
@@ -148,13 +151,13 @@ std::optional<std::string> Endpoint::bounded(std::optional<std::string> depth) c
 std::optional<std::string>
 Endpoint::valueForReader(Connection &connection, const Announced &announced, const char *name) const
 {
-    std::optional<std::string> told = announced.find(name);
-    if (told && announced.ofWriters()) {
-        return told;
+    std::optional<std::string> said = announced.find(name);
+    if (said && announced.ofWriters()) {
+        return said;
     }
     const std::optional<DDS_DiscoveredQos> offer = connection.watch().writersOffer(topic_);
     if (!offer) {
-        return told;
+        return said;
     }
     for (const auto &[known, value] : propertiesOf(*offer, {}, Direction::input)) {
         if (known == name) {

@@ -5,6 +5,8 @@
 #include <chrono>
 #include <string>
 
+#include <fmt/format.h>
+
 #include "error.h"
 #include "qddsc/common.h"
 
@@ -28,10 +30,10 @@ public:
         DDS_ErrorText text{};
         std::string all;
         while (all.size() < sizeof text.text && take(entity, &text) != 0) {
-            all += (all.empty() ? owner + ": " : "; ") + text.text;
+            all += fmt::format("{}{}", all.empty() ? "" : "; ", text.text);
         }
         if (!all.empty()) {
-            ferrydds::report(environment, all);
+            ferrydds::report(environment, fmt::format("{}: {}", owner, all));
             next_ = now + std::chrono::seconds(10);
         }
     }
@@ -47,7 +49,7 @@ private:
 };
 
 /// Says in the log why an endpoint without partners has none, although the domain has some of its
-/// topic: no call fails for that, and nothing else would tell. Used by one thread at a time.
+/// topic: no call fails for that, and nothing else reports it. Used by one thread at a time.
 class Solitude {
 public:
     /// `matched` is how many partners there are, `describe` the engine's get_mismatches of
@@ -65,12 +67,12 @@ public:
         }
         next_ = now + pause;
         DDS_ErrorText text{};
-        if (describe(entity, &text) == 0 || (text.text == told_ && now < again_)) {
+        if (describe(entity, &text) == 0 || (text.text == reported_ && now < again_)) {
             return;
         }
-        told_ = text.text;
+        reported_ = text.text;
         again_ = now + reminder;
-        warn("FerryAdapter_dds", owner + ": " + told_);
+        warn("FerryAdapter_dds", fmt::format("{}: {}", owner, reported_));
     }
 
 private:
@@ -81,7 +83,7 @@ private:
 
     std::chrono::steady_clock::time_point next_ = std::chrono::steady_clock::now() + patience;
     std::chrono::steady_clock::time_point again_{};
-    std::string told_;
+    std::string reported_;
 };
 
 } // namespace ferrydds

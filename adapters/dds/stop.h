@@ -1,4 +1,4 @@
-// The end of all waiting: once the host has been told to stop, calls come back by a deadline.
+// The end of all waiting: once the host has been asked to stop, calls return by a deadline.
 #ifndef FERRYADAPTER_DDS_STOP_H
 #define FERRYADAPTER_DDS_STOP_H
 
@@ -18,7 +18,7 @@ public:
     void by(std::int64_t deadline);
     bool begun() const;
 
-    /// From here on the writer's calls come back in time.
+    /// From here on the writer's calls return in time.
     void enlist(DDS_DataWriter &writer);
     /// Before the writer is deleted.
     void delist(const DDS_DataWriter &writer);

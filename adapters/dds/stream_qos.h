@@ -1,5 +1,5 @@
-// The quality of service that the endpoints of a stream have in common, and how it is told: as
-// properties of the announced stream.
+// The quality of service that the endpoints of a stream have in common, as properties of the
+// announced stream.
 #ifndef FERRYADAPTER_DDS_STREAM_QOS_H
 #define FERRYADAPTER_DDS_STREAM_QOS_H
 
@@ -57,7 +57,7 @@ public:
     {
         return any_ && ofWriters() != reader;
     }
-    /// A value by the name that the adapter told it under.
+    /// A value by the name that the adapter announced it under.
     std::optional<std::string> find(const std::string &name) const;
 
 private:

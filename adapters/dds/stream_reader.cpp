@@ -26,7 +26,7 @@ StreamReader::StreamReader(Connection &connection, const Session &session,
                                      endpoint_.typeName(), endpoint_.type(), &qos, onData, this,
                                      &error));
     if (reader_ == nullptr) {
-        throw Failure(endpoint_.owner() + ": " + error.text);
+        throw Failure(fmt::format("{}: {}", endpoint_.owner(), error.text));
     }
 }
 
@@ -52,7 +52,7 @@ void StreamReader::onData(void *self)
 Loan StreamReader::read(QEL_FerrionEnvironment *environment)
 {
     if (lent_ > 0) {
-        throw Failure(endpoint_.owner() + ": the last loan has not been returned");
+        throw Failure(fmt::format("{}: the last loan has not been returned", endpoint_.owner()));
     }
     const auto batch = static_cast<std::int32_t>(endpoint_.settings.number(Setting::batch));
     const std::int32_t count =
@@ -80,7 +80,7 @@ std::int32_t StreamReader::take(std::int32_t limit, std::int64_t bytes,
             try {
                 grow(limit);
             } catch (const std::bad_alloc &) {
-                report(environment, endpoint_.owner() + ": memory is short");
+                report(environment, fmt::format("{}: memory is short", endpoint_.owner()));
                 break;
             }
         }
@@ -90,7 +90,7 @@ std::int32_t StreamReader::take(std::int32_t limit, std::int64_t bytes,
         const std::int32_t taken = DDS_DataReader_take(
             reader_.get(), samples_.data() + count, infos_.data() + count, wanted, &bytes, &error);
         if (taken < 0) {
-            report(environment, endpoint_.owner() + ": " + error.text);
+            report(environment, fmt::format("{}: {}", endpoint_.owner(), error.text));
             break;
         }
         count += taken;

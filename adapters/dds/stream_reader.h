@@ -23,7 +23,7 @@ public:
     Loan read(QEL_FerrionEnvironment *environment) override;
     void returnLoan() override;
     void update(const QEL_FerrionProperties *properties) override;
-    /// What was not told yet of things that went wrong.
+    /// Reports what went wrong and has not been reported yet.
     void reportLast(QEL_FerrionEnvironment *environment);
 
 private:

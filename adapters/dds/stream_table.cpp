@@ -6,7 +6,7 @@
 namespace ferrydds {
 namespace {
 
-bool sameStream(const StreamNews &a, const StreamNews &b)
+bool sameStream(const StreamChange &a, const StreamChange &b)
 {
     return std::tie(a.typeName, a.type, a.properties) == std::tie(b.typeName, b.type, b.properties);
 }
@@ -22,12 +22,13 @@ StreamKey keyOf(const DDS_DiscoveredEndpoint &endpoint)
 
 } // namespace
 
-void StreamTable::put(const StreamKey &key, Endpoint endpoint)
+void StreamTable::put(const StreamKey &key, StreamEndpoint endpoint)
 {
     Endpoints &endpoints = streams_[key];
-    const auto known = std::find_if(endpoints.begin(), endpoints.end(),
-                                    [&](const Endpoint &e) { return e.guid == endpoint.guid; });
-    places_[endpoint.guid] = key;
+    const auto known =
+        std::find_if(endpoints.begin(), endpoints.end(),
+                     [&](const StreamEndpoint &e) { return e.guid == endpoint.guid; });
+    keys_[endpoint.guid] = key;
     if (known == endpoints.end()) {
         endpoints.push_back(std::move(endpoint));
     } else {
@@ -40,71 +41,71 @@ void StreamTable::drop(const StreamKey &key, const Guid &guid)
 {
     Endpoints &endpoints = streams_[key];
     endpoints.erase(std::remove_if(endpoints.begin(), endpoints.end(),
-                                   [&](const Endpoint &e) { return e.guid == guid; }),
+                                   [&](const StreamEndpoint &e) { return e.guid == guid; }),
                     endpoints.end());
     if (endpoints.empty()) {
         streams_.erase(key);
     }
-    places_.erase(guid);
+    keys_.erase(guid);
     changed_.insert(key);
 }
 
 /// An endpoint that changes its partitions goes from one stream to another.
 void StreamTable::apply(DDS_DiscoveryEventKind kind, const DDS_DiscoveredEndpoint &endpoint)
 {
-    Endpoint copy{{},
-                  endpoint.typeName == nullptr ? "" : endpoint.typeName,
-                  endpoint.type,
-                  endpoint.typeProblem == nullptr ? "" : endpoint.typeProblem,
-                  endpoint.qos};
+    StreamEndpoint copy{{},
+                        endpoint.typeName == nullptr ? "" : endpoint.typeName,
+                        endpoint.type,
+                        endpoint.typeProblem == nullptr ? "" : endpoint.typeProblem,
+                        endpoint.qos};
     std::copy_n(endpoint.guid, copy.guid.size(), copy.guid.begin());
     const StreamKey key = keyOf(endpoint);
-    const auto place = places_.find(copy.guid);
-    if (place != places_.end() && (kind == DDS_ENDPOINT_GONE || place->second != key)) {
-        drop(StreamKey(place->second), copy.guid);
+    const auto known = keys_.find(copy.guid);
+    if (known != keys_.end() && (kind == DDS_ENDPOINT_GONE || known->second != key)) {
+        drop(StreamKey(known->second), copy.guid);
     }
     if (kind != DDS_ENDPOINT_GONE) {
         put(key, std::move(copy));
     }
 }
 
-StreamNews StreamTable::summaryOf(const StreamKey &key, const Endpoints &endpoints) const
+StreamChange StreamTable::summaryOf(const StreamKey &key, const Endpoints &endpoints) const
 {
     const auto typed = std::find_if(endpoints.begin(), endpoints.end(),
-                                    [](const Endpoint &e) { return e.type != nullptr; });
-    const Endpoint &speaker = typed == endpoints.end() ? endpoints.front() : *typed;
+                                    [](const StreamEndpoint &e) { return e.type != nullptr; });
+    const StreamEndpoint &speaker = typed == endpoints.end() ? endpoints.front() : *typed;
     DDS_DiscoveredQos common = endpoints.front().qos;
-    for (const Endpoint &endpoint : endpoints) {
+    for (const StreamEndpoint &endpoint : endpoints) {
         widen(common, endpoint.qos, direction_);
     }
-    StreamNews news;
-    news.key = key;
-    news.typeName = speaker.typeName;
-    news.type = speaker.type;
-    news.typeProblem = speaker.typeProblem;
-    news.properties = propertiesOf(common, key.second, direction_);
-    return news;
+    StreamChange change;
+    change.key = key;
+    change.typeName = speaker.typeName;
+    change.type = speaker.type;
+    change.typeProblem = speaker.typeProblem;
+    change.properties = propertiesOf(common, key.second, direction_);
+    return change;
 }
 
-std::vector<StreamNews> StreamTable::takeNews()
+std::vector<StreamChange> StreamTable::takeChanges()
 {
-    std::vector<StreamNews> gone;
-    std::vector<StreamNews> there;
+    std::vector<StreamChange> gone;
+    std::vector<StreamChange> there;
     for (const StreamKey &key : changed_) {
         const auto present = streams_.find(key);
-        const auto before = told_.find(key);
+        const auto before = reported_.find(key);
         if (present != streams_.end()) {
-            StreamNews news = summaryOf(key, present->second);
-            news.isNew = before == told_.end();
-            if (news.isNew || !sameStream(news, before->second)) {
-                told_[key] = news;
-                there.push_back(std::move(news));
+            StreamChange change = summaryOf(key, present->second);
+            change.isNew = before == reported_.end();
+            if (change.isNew || !sameStream(change, before->second)) {
+                reported_[key] = change;
+                there.push_back(std::move(change));
             }
-        } else if (before != told_.end()) {
+        } else if (before != reported_.end()) {
             gone.push_back(std::move(before->second));
             gone.back().disposed = true;
             gone.back().isNew = false;
-            told_.erase(before);
+            reported_.erase(before);
         }
     }
     changed_.clear();
@@ -116,7 +117,7 @@ std::vector<StreamNews> StreamTable::takeNews()
 bool StreamTable::anyNew() const
 {
     return std::any_of(changed_.begin(), changed_.end(), [&](const StreamKey &key) {
-        return streams_.count(key) > 0 && told_.count(key) == 0;
+        return streams_.count(key) > 0 && reported_.count(key) == 0;
     });
 }
 
@@ -125,7 +126,7 @@ std::optional<DDS_DiscoveredQos> StreamTable::qosOf(const std::string &topic) co
     std::optional<DDS_DiscoveredQos> common;
     for (auto at = streams_.lower_bound({topic, {}});
          at != streams_.end() && at->first.first == topic; ++at) {
-        for (const Endpoint &endpoint : at->second) {
+        for (const StreamEndpoint &endpoint : at->second) {
             if (!common) {
                 common = endpoint.qos;
             }

@@ -20,8 +20,8 @@ namespace ferrydds {
 /// "".
 using StreamKey = std::pair<std::string, std::vector<std::string>>;
 
-/// What the host is to be told of one stream.
-struct StreamNews {
+/// What has changed in one stream, for the host.
+struct StreamChange {
     StreamKey key;
     std::string typeName;
     const DDS_TypeCode *type = nullptr;
@@ -29,7 +29,7 @@ struct StreamNews {
     std::string typeProblem;
     QosProperties properties;
     bool disposed = false;
-    /// The stream has not been told of before, or was told to have gone.
+    /// The host does not know the stream, or knows that it has gone.
     bool isNew = false;
 };
 
@@ -41,7 +41,7 @@ public:
     void apply(DDS_DiscoveryEventKind kind, const DDS_DiscoveredEndpoint &endpoint);
 
     /// What has changed since the last call: what has gone before what is there.
-    std::vector<StreamNews> takeNews();
+    std::vector<StreamChange> takeChanges();
     /// Whether that would have a stream that the host does not know yet.
     bool anyNew() const;
 
@@ -51,7 +51,7 @@ public:
 
 private:
     using Guid = std::array<std::uint8_t, 16>;
-    struct Endpoint {
+    struct StreamEndpoint {
         Guid guid;
         std::string typeName;
         const DDS_TypeCode *type;
@@ -60,17 +60,17 @@ private:
     };
     /// Endpoints in the order of their appearance: the first one with a type speaks for the stream,
     /// so a later one that disagrees changes nothing.
-    using Endpoints = std::vector<Endpoint>;
+    using Endpoints = std::vector<StreamEndpoint>;
 
-    void put(const StreamKey &key, Endpoint endpoint);
+    void put(const StreamKey &key, StreamEndpoint endpoint);
     void drop(const StreamKey &key, const Guid &guid);
-    StreamNews summaryOf(const StreamKey &key, const Endpoints &endpoints) const;
+    StreamChange summaryOf(const StreamKey &key, const Endpoints &endpoints) const;
 
     const Direction direction_;
     std::map<StreamKey, Endpoints> streams_;
-    std::map<Guid, StreamKey> places_;
-    /// What the host was last told, of the streams that it believes to be there.
-    std::map<StreamKey, StreamNews> told_;
+    std::map<Guid, StreamKey> keys_;
+    /// The last change that was reported of each stream that the host believes to be there.
+    std::map<StreamKey, StreamChange> reported_;
     std::set<StreamKey> changed_;
 };
 

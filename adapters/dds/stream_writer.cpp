@@ -21,12 +21,14 @@ void warnOfDepth(const Endpoint &endpoint)
     }
     if (endpoint.settings.is(Setting::durableDepth, "all")) {
         warn("FerryAdapter_dds_create",
-             endpoint.owner() + ": durable_depth is all: every sample stays in memory until the "
-                                "writer goes, for readers that come later");
+             fmt::format("{}: durable_depth is all: every sample stays in memory until the writer "
+                         "goes, for readers that come later",
+                         endpoint.owner()));
     } else if (!endpoint.keyed() && !endpoint.settings.given(Setting::durableDepth)) {
         warn("FerryAdapter_dds_create",
-             endpoint.owner() + ": its type has no key, so readers that come later get the last "
-                                "sample only (durable_depth)");
+             fmt::format("{}: its type has no key, so readers that come later get the last sample "
+                         "only (durable_depth)",
+                         endpoint.owner()));
     }
 }
 
@@ -46,7 +48,7 @@ StreamWriter::StreamWriter(Connection &connection, const Session &session,
     writer_.reset(DDS_DataWriter_new(participant_.get(), endpoint_.topic().c_str(),
                                      endpoint_.typeName(), endpoint_.type(), &qos, &error));
     if (writer_ == nullptr) {
-        throw Failure(endpoint_.owner() + ": " + error.text);
+        throw Failure(fmt::format("{}: {}", endpoint_.owner(), error.text));
     }
     warnOfDepth(endpoint_);
     stop_.enlist(*writer_); // last: only what is whole is taken off the list again
@@ -68,7 +70,7 @@ DDS_ReturnCode_t StreamWriter::writeOne(const DDS_DynamicData *sample, const DDS
         return DDS_DataWriter_write(writer_.get(), sample, nullptr, &error);
     }
     if (info->valid_data == 0 && !endpoint_.keyed()) {
-        // The news that an instance has gone; without a key there are no instances to tell apart.
+        // The end of an instance; without a key there are no instances.
         return DDS_RETCODE_OK;
     }
     if (timestamps_) {
@@ -80,7 +82,7 @@ DDS_ReturnCode_t StreamWriter::writeOne(const DDS_DynamicData *sample, const DDS
 }
 
 /// Readers come and go, and hosts that cannot be reached go too: what a volatile writer writes
-/// meanwhile is lost, and nobody else could tell.
+/// meanwhile is lost, and nobody else could report it.
 StreamWriter::Outcome StreamWriter::writeAll(const Slice &slice)
 {
     const bool keepsNone = !endpoint_.transientLocal();
@@ -116,14 +118,14 @@ std::string StreamWriter::until(Setting::Index setting) const
 std::string StreamWriter::mismatches() const
 {
     DDS_ErrorText text{};
-    return DDS_DataWriter_get_mismatches(writer_.get(), &text) > 0 ? std::string("; ") + text.text
+    return DDS_DataWriter_get_mismatches(writer_.get(), &text) > 0 ? fmt::format("; {}", text.text)
                                                                    : "";
 }
 
 /// The readers that are there, as many as wanted or more. Throws Failure when they do not come.
 StreamWriter::Readers StreamWriter::awaitReaders() const
 {
-    // The engine tells that a reader has gone some moments later than it lets go of it.
+    // The engine reports that a reader has gone some moments later than it lets go of it.
     constexpr std::chrono::milliseconds moment{5};
     const std::chrono::nanoseconds patience(endpoint_.settings.number(Setting::waitTimeout));
     const auto end = std::chrono::steady_clock::now() + patience;
@@ -208,7 +210,8 @@ StreamWriter::Outcome StreamWriter::writeToReaders(const Slice &slice,
 void StreamWriter::reportUnheard(std::int32_t unheard, QEL_FerrionEnvironment *environment)
 {
     if (unheard > 0 && unheard_ == 0) {
-        report(environment, endpoint_.owner() + ": there is no reader" + mismatches());
+        report(environment,
+               fmt::format("{}: there is no reader{}", endpoint_.owner(), mismatches()));
     }
     unheard_ += static_cast<std::uint64_t>(unheard);
     if (unheard == 0 && unheard_ > 0) {

@@ -27,8 +27,8 @@ public:
                        QEL_FerrionEnvironment *environment);
     /// Throws Failure.
     void update(const QEL_FerrionProperties *properties);
-    /// Waits for readers that have not acknowledged everything, as long as `linger` says; tells
-    /// what they may have missed, and what else was not told yet.
+    /// Waits for readers that have not acknowledged everything, as long as `linger` says. Reports
+    /// what they may have missed, and what else has not been reported yet.
     void finish(QEL_FerrionEnvironment *environment);
 
 private:

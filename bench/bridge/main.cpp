@@ -64,7 +64,7 @@ private:
     {
         FERRYJNIStreamReader *reader = host_.makeReader(batch_);
         readers_.push_back(reader);
-        // Both let the host have the last sample of a batch, which tells whether all came.
+        // Both let the host have the last sample of a batch, which shows whether all came.
         auto last = std::make_shared<void *>(nullptr);
         auto moved = std::make_shared<int64_t>(0);
         Variant variant;

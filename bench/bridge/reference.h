@@ -1,6 +1,6 @@
 // What the bridge is measured against: the Java calls that a read, a return and a write cannot do
 // without, in the bridge's order, written by hand for one adapter. It checks for exceptions as JNI
-// demands, but can tell nobody of them: it gives up.
+// demands, but can report them to nobody: it gives up.
 #ifndef BENCH_BRIDGE_REFERENCE_H
 #define BENCH_BRIDGE_REFERENCE_H
 

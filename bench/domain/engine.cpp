@@ -161,7 +161,7 @@ template<typename Sample> int publish(const Options &options, const dds_topic_de
     }
     dds_write_flush(writer);
     checked("acknowledgements", dds_wait_for_acks(writer, DDS_SECS(60)));
-    bench::tellMemory();
+    bench::reportMemory();
     return 0;
 }
 

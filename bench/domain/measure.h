@@ -1,4 +1,4 @@
-// What every program of the domain benchmark measures, and how it tells: one line of JSON.
+// What every program of the domain benchmark measures, and how it reports: one line of JSON.
 #ifndef BENCH_DOMAIN_MEASURE_H
 #define BENCH_DOMAIN_MEASURE_H
 
@@ -53,7 +53,7 @@ inline double peakMib()
 }
 
 /// What a publisher ends with.
-inline void tellMemory()
+inline void reportMemory()
 {
     std::printf("{\"mib\": %.1f}\n", peakMib());
 }
@@ -100,7 +100,7 @@ inline void await()
     }
 }
 
-/// Tells the script, which answers with a line when the measurement shall begin.
+/// Reports to the script, which answers with a line when the measurement shall begin.
 inline void announceAndWait()
 {
     std::puts("matched");

@@ -1,5 +1,5 @@
 // The platform's own ends, without relay and Java: the same roles as the engine's, through
-// libqddsdomain, so that what the relay adds can be told apart from what the platform costs.
+// libqddsdomain, so that what the relay adds can be separated from what the platform costs.
 #include "qddsc/dynamic_data.h"
 #include "qddsc/sample_info.h"
 #include "qddsc/type_code.h"
@@ -141,7 +141,7 @@ int publish(const Options &options, const DDS_TypeCode *type)
     }
     DDS_DataWriter_flush(writer.get());
     const bool all = DDS_DataWriter_wait_for_acknowledgments(writer.get(), 60'000'000'000) == 1;
-    bench::tellMemory();
+    bench::reportMemory();
     return all ? 0 : 1;
 }
 

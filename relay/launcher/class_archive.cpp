@@ -54,10 +54,10 @@ fs::path classArchive(const Installation &installation, const VmCandidate &vm)
     return installation.libraries / ("ferry-classes-" + vm.fullVersion + ".jsa");
 }
 
-int makeClassArchive(const Installation &installation, const VmPlaces &places)
+int makeClassArchive(const Installation &installation, const VmLocations &locations)
 {
     VmSearch search;
-    findVm(places, search);
+    findVm(locations, search);
     if (search.chosen == nullptr) {
         std::fprintf(stderr, "ferry: %s\n", noVmText(search).c_str());
         return exitNoStart;

@@ -14,7 +14,7 @@ std::filesystem::path classArchive(const Installation &installation, const VmCan
 
 /// Has a relay of its own run in that VM, and keeps what this makes of the classes. An archive that
 /// is in use may be replaced. Returns the exit code.
-int makeClassArchive(const Installation &installation, const VmPlaces &places);
+int makeClassArchive(const Installation &installation, const VmLocations &locations);
 
 } // namespace ferry
 

@@ -51,10 +51,10 @@ bool ConfigurationFile::complain() const
 std::optional<VmCandidate> chooseVm(const std::filesystem::path &javaHome,
                                     const Configuration &configuration)
 {
-    VmPlaces places = vmPlaces(javaHome);
-    places.configuration = configuration.java.home;
+    VmLocations locations = vmLocations(javaHome);
+    locations.configuration = configuration.java.home;
     VmSearch search;
-    findVm(places, search);
+    findVm(locations, search);
     if (search.chosen == nullptr) {
         complain("ferry: " + noVmText(search));
         return std::nullopt;

@@ -98,7 +98,7 @@ void add(VmSearch &search, const VmCandidate &candidate)
     }
 }
 
-/// A place that the user names is the only one that counts.
+/// A location that the user names is the only one that counts.
 bool takeNamed(VmSearch &search, const std::string &source, const fs::path &home)
 {
     if (home.empty()) {
@@ -115,32 +115,33 @@ bool takeNamed(VmSearch &search, const std::string &source, const fs::path &home
 
 } // namespace
 
-VmPlaces vmPlaces(const std::filesystem::path &javaHome)
+VmLocations vmLocations(const std::filesystem::path &javaHome)
 {
-    VmPlaces places;
+    VmLocations locations;
     const char *home = std::getenv("JAVA_HOME");
     const char *path = std::getenv("PATH");
-    places.javaHome = home == nullptr ? "" : home;
-    places.path = path == nullptr ? "" : path;
+    locations.javaHome = home == nullptr ? "" : home;
+    locations.path = path == nullptr ? "" : path;
     if (!javaHome.empty()) {
-        places.commandLine = std::filesystem::absolute(javaHome);
+        locations.commandLine = std::filesystem::absolute(javaHome);
     }
-    return places;
+    return locations;
 }
 
-void findVm(const VmPlaces &places, VmSearch &search)
+void findVm(const VmLocations &locations, VmSearch &search)
 {
-    search.places = {"JAVA_HOME", "java on the PATH", places.systemDirectory / "default-java",
-                     places.systemDirectory / "*"};
-    const bool named = takeNamed(search, "--java-home", places.commandLine) ||
-                       takeNamed(search, "java.home of the configuration", places.configuration) ||
-                       takeNamed(search, "JAVA_HOME", places.javaHome);
+    search.locations = {"JAVA_HOME", "java on the PATH", locations.systemDirectory / "default-java",
+                        locations.systemDirectory / "*"};
+    const bool named =
+        takeNamed(search, "--java-home", locations.commandLine) ||
+        takeNamed(search, "java.home of the configuration", locations.configuration) ||
+        takeNamed(search, "JAVA_HOME", locations.javaHome);
     if (!named) {
-        const fs::path home = homeOnPath(places.path);
+        const fs::path home = homeOnPath(locations.path);
         if (!home.empty()) {
             add(search, examine("java on the PATH", home));
         }
-        for (const VmCandidate &candidate : systemVms(places.systemDirectory)) {
+        for (const VmCandidate &candidate : systemVms(locations.systemDirectory)) {
             add(search, candidate);
         }
     }
@@ -157,8 +158,8 @@ std::string noVmText(const VmSearch &search)
         text = search.rejection + ".\n  No other Java VM is tried when one is named.";
     } else {
         text = fmt::format("no Java VM of version {} or newer was found. Looked at:", oldestVm);
-        for (const std::string &place : search.places) {
-            text += "\n  " + place;
+        for (const std::string &location : search.locations) {
+            text += "\n  " + location;
         }
         for (const VmCandidate &candidate : search.candidates) {
             text += "\n  " + candidate.home.string() + ": " + candidate.problem;

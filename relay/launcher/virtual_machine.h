@@ -22,11 +22,11 @@ struct VmCandidate {
 };
 
 struct VmSearch {
-    /// In the order of preference; places without any installation are not listed.
+    /// In the order of preference; locations without any installation are not listed.
     std::vector<VmCandidate> candidates;
-    /// The places looked at, for people.
-    std::vector<std::string> places;
-    /// Why a place that the user named has no usable VM. No other one is taken in its stead.
+    /// The locations looked at, for people.
+    std::vector<std::string> locations;
+    /// Why a location that the user named has no usable VM. No other one is taken in its stead.
     std::string rejection;
     const VmCandidate *chosen = nullptr;
 };
@@ -34,7 +34,7 @@ struct VmSearch {
 /// The oldest release that adapters can count on.
 constexpr int oldestVm = 17;
 
-struct VmPlaces {
+struct VmLocations {
     /// --java-home, then java.home of the configuration; empty when not given.
     std::filesystem::path commandLine;
     std::filesystem::path configuration;
@@ -44,11 +44,11 @@ struct VmPlaces {
     std::filesystem::path systemDirectory = "/usr/lib/jvm";
 };
 
-/// Places as the environment has them, and that of --java-home ("" when not given).
-VmPlaces vmPlaces(const std::filesystem::path &javaHome);
+/// Locations as the environment has them, and that of --java-home ("" when not given).
+VmLocations vmLocations(const std::filesystem::path &javaHome);
 
 /// The result points into itself: it is not to be copied.
-void findVm(const VmPlaces &places, VmSearch &search);
+void findVm(const VmLocations &locations, VmSearch &search);
 
 /// For a failed search: what was looked at, and what to install.
 std::string noVmText(const VmSearch &search);

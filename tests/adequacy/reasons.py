@@ -18,7 +18,7 @@ def reasons_of(list_name):
 
 def unexplained(list_name, found, tried=None):
     """Shows what was found, a key to a place, with its reason; returns what has none. What stands
-    in the list and was not found is told, where not all was tried that which was."""
+    in the list and was not found is reported, where not all was tried that which was."""
     reasons = reasons_of(list_name)
     for key, place in found.items():
         print(f"{place}: {key}\n    {reasons.get(key, 'NO REASON GIVEN')}")

@@ -22,7 +22,7 @@ template<typename Condition> bool eventually(Condition condition)
     return within(std::chrono::seconds(10), condition);
 }
 
-// Whether the text was logged; each time that it was is told once.
+// Whether the text was logged; each time that it was is reported once.
 std::mutex g_logMutex;
 std::string g_log;
 std::atomic<uint32_t> g_level{0}; // of the last line
@@ -83,7 +83,7 @@ int write(Host &host, QEL_FerrionStreamWriter *writer, const std::vector<Sent> &
                               static_cast<int32_t>(all.size()), host.fresh());
 }
 
-// The ends are written when the samples have been read: an end that overtakes them is told with
+// The ends are written when the samples have been read: an end that overtakes them is reported with
 // them, at their time.
 const std::vector<Sent> births = {{"a", 1, ALIVE, 100}, {"b", 2, ALIVE, 101}, {"c", 3, ALIVE, 102}};
 const std::vector<Sent> ends = {{"a", 9, DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE, 103},
@@ -103,7 +103,7 @@ std::set<std::string> readSet(Host &host, QEL_FerrionStreamReader *reader, size_
     return seen;
 }
 
-// A read without the return of what was lent is refused.
+// A read without the return of what was lent is rejected.
 void expectOneLoan(Host &host, QEL_FerrionStreamReader *reader)
 {
     void **samples = nullptr;
@@ -122,7 +122,7 @@ void expectOneLoan(Host &host, QEL_FerrionStreamReader *reader)
     host.table().return_loan(reader, samples, infos, count, host.fresh());
 }
 
-// This program as another process, which does what it is told until it is let go.
+// This program as another process, which does what its standard input says until that ends.
 class Peer {
 public:
     explicit Peer(const char *domain, bool dies = false)
@@ -135,7 +135,7 @@ public:
     {
         EXPECT_EQ(pclose(pipe_) == 0, !dies_);
     }
-    void tell(const std::string &command) const
+    void send(const std::string &command) const
     {
         std::fprintf(pipe_, "%s\n", command.c_str());
         std::fflush(pipe_);
@@ -148,8 +148,9 @@ private:
 
 // "+P" makes a writer in partitions P, "*P" one that is durable, exclusive and more, "!P" has the
 // first one write once a reader is there, "-P" deletes it, "-*P" the other one; "rT" makes a reader
-// of topic T that is never read, "RT" an exclusive one; "?T" a writer that tells no type; "kT" one
-// that dies of its first sample. Nobody waits for a peer that has died for longer than a second.
+// of topic T that is never read, "RT" an exclusive one; "?T" a writer that announces no type; "kT"
+// one that dies of its first sample. Nobody waits for a peer that has died for longer than a
+// second.
 int serve(const char *domain)
 {
     Host host(std::stoi(domain), "",
@@ -220,8 +221,8 @@ TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
     QEL_FerrionStreamReader *reader = host.reader("s", "batch=5");
     const Properties allowed("batch=7; reliability=reliable");
     EXPECT_NE(host.table().stream_reader_update(reader, &allowed.raw, host.fresh()), 0);
-    const Properties refused("reliability=best_effort");
-    EXPECT_EQ(host.table().stream_reader_update(reader, &refused.raw, host.fresh()), 0);
+    const Properties rejected("reliability=best_effort");
+    EXPECT_EQ(host.table().stream_reader_update(reader, &rejected.raw, host.fresh()), 0);
     host.expectError("\"reliability\" cannot be changed while in use (those "
                      "that can: batch, batch_bytes)");
     host.remove(reader);
@@ -322,7 +323,7 @@ TEST(DdsAdapter, SamplesAndTheEndsOfInstancesCross)
 }
 
 // A late reader gets what a durable writer keeps: by default the last sample of each instance.
-TEST(DdsAdapter, ADurableWriterKeepsAsMuchAsItIsTold)
+TEST(DdsAdapter, ADurableWriterKeepsAsMuchAsItIsAsked)
 {
     Host left(25, NEAR);
     Host right(25, NEAR);
@@ -426,7 +427,7 @@ TEST(DdsAdapter, AWriteThatLosesItsReadersIsWrittenAgain)
     std::thread writing([&] { written = write(left, writer, all); });
     {
         const Peer peer("27", true);
-        peer.tell("kfatal");
+        peer.send("kfatal");
     }
     QEL_FerrionStreamReader *reader = right.reader("fatal", "batch=2");
     EXPECT_EQ(readSet(right, reader, 1000).size(), 1000U);
@@ -436,11 +437,11 @@ TEST(DdsAdapter, AWriteThatLosesItsReadersIsWrittenAgain)
     left.remove(writer);
 }
 
-TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
+TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerReports)
 {
     Host host(22);
     const Peer peer("22");
-    peer.tell("rslow");
+    peer.send("rslow");
     QEL_FerrionStreamWriter *writer =
         host.writer("slow", "wait_for_readers=1; write_timeout=1s; linger=50ms");
     // Together more than the domain keeps in memory for a reader that takes nothing.
@@ -452,7 +453,7 @@ TEST(DdsAdapter, ASlowReaderCostsTheRestOfAWriteAndLingerTells)
     host.remove(writer);
     host.expectError(" samples are not acknowledged by all of 1 readers after 50ms");
 
-    // A host that stops waits for neither. (What a write is told before it begins holds for it.)
+    // A host that stops waits for neither. (What a write is asked before it begins holds for it.)
     writer = host.writer("slow", "wait_for_readers=1; write_timeout=1h; linger=1h");
     std::thread stopping([&] {
         FerryAdapter_dds_create_stop_by(
@@ -476,7 +477,7 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
     Host left(23, NEAR);
     Host right(23, NEAR);
     QEL_FerrionStreamReader *reader = right.reader("q", "durability=transient_local");
-    // Partitions keep apart on purpose: of the first writer there is nothing to tell.
+    // Partitions keep apart on purpose: of the first writer there is nothing to report.
     QEL_FerrionStreamWriter *apart =
         left.writer("q", "durability=transient_local; partitions=elsewhere");
     QEL_FerrionStreamWriter *writer = left.writer("q");
@@ -518,8 +519,8 @@ TEST(DdsAdapter, ANoticeIsToldOnce)
 
 namespace {
 
-// What a stream of news says, as text: "-" when it has gone, name, partitions, properties.
-std::string newsOf(const QEL_FerrionStreamInfo &stream)
+// What is announced of a stream, as text: "-" when it has gone, name, partitions, properties.
+std::string changeOf(const QEL_FerrionStreamInfo &stream)
 {
     std::string text = std::string(stream.disposed != 0 ? "-" : "") + stream.streamName;
     for (int32_t i = 0; i < stream.partition.length; ++i) {
@@ -532,21 +533,21 @@ std::string newsOf(const QEL_FerrionStreamInfo &stream)
     return text;
 }
 
-// Has the peer do something, and expects that the next news is this.
+// Has the peer do something, and expects that the next announcement is this.
 void expectNext(Host &host, QEL_FerrionStreamReader *discovery, const Peer &peer,
                 const std::string &command, const std::string &expected)
 {
-    peer.tell(command);
-    std::string told;
+    peer.send(command);
+    std::string reported;
     ASSERT_TRUE(eventually([&] {
         host.read<QEL_FerrionStreamInfo>(discovery, [&](auto &stream, auto &info) {
-            told += newsOf(stream);
+            reported += changeOf(stream);
             EXPECT_EQ(info.instance_state, stream.disposed != 0 ? 2 : 1);
             EXPECT_EQ(stream.typeRepresentation, readingType());
         });
-        return !told.empty();
+        return !reported.empty();
     })) << command;
-    EXPECT_EQ(told, expected) << command;
+    EXPECT_EQ(reported, expected) << command;
 }
 
 } // namespace
@@ -558,7 +559,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
         host.table().get_pub_discovery_reader(host.connection, host.fresh());
     ASSERT_NE(inputs, nullptr) << host.error();
     EXPECT_EQ(inputs, host.table().get_pub_discovery_reader(host.connection, host.fresh()));
-    QEL_FerrionStreamWriter *own = host.writer("own"); // which is not told
+    QEL_FerrionStreamWriter *own = host.writer("own"); // which is not announced
     const Peer peer("24");
     const std::string weak = " best_effort volatile shared ";
     // The peer's writers are best effort: a reliable reader would not match them. One that takes
@@ -570,7 +571,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     expectNext(host, inputs, peer, "+one", "peer one" + weak + "one");
     EXPECT_EQ(host.signalled, inputs);
     making.join();
-    peer.tell("!one");
+    peer.send("!one");
     EXPECT_EQ(readSet(early, reader, 1), (std::set<std::string>{"a=4 @100"}));
     early.remove(reader);
     expectNext(host, inputs, peer, "+one,two", "peer one two" + weak + "one,two");
@@ -580,8 +581,8 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     host.stream.partition = {partitions, 1, 1};
     reader = host.reader("peer", "~direction=input; ~reliability=best_effort; ~partitions=one");
     host.stream.partition = {};
-    peer.tell("!one,two");
-    peer.tell("!one");
+    peer.send("!one,two");
+    peer.send("!one");
     EXPECT_EQ(readSet(host, reader, 1), (std::set<std::string>{"a=4 @100"}));
     host.remove(reader);
     expectNext(host, inputs, peer, "-one", "-peer one");
@@ -595,7 +596,7 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     for (const char *settings : {"reliability=auto; partitions=t*",
                                  "~direction=output; ~reliability=reliable; partitions=t*"}) {
         reader = late.reader("peer", settings);
-        peer.tell("!one,two");
+        peer.send("!one,two");
         EXPECT_EQ(readSet(late, reader, 1), (std::set<std::string>{"a=8 @100"}));
         late.remove(reader);
     }
@@ -607,17 +608,17 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     EXPECT_NE(host.table().get_pub_discovery_reader(deaf, host.fresh()), nullptr);
     host.table().delete_connection(host.plugin, deaf, host.fresh());
     // What two have in common changes when the better one stays alone and when the weak one comes.
-    peer.tell("*one,two");
+    peer.send("*one,two");
     expectNext(host, inputs, peer, "-one,two",
                "peer one two reliable transient_local exclusive 1h one,two 7 "
                "7200000250us 5");
     expectNext(host, inputs, peer, "+one,two", "peer one two" + weak + "one,two");
-    peer.tell("-*one,two");
+    peer.send("-*one,two");
     expectNext(host, inputs, peer, "-one,two", "-peer one two");
     QEL_FerrionStreamReader *outputs =
         host.table().get_sub_discovery_reader(host.connection, host.fresh());
     expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 1m");
-    peer.tell("?plain");
+    peer.send("?plain");
     expectOneLoan(host, inputs);
     EXPECT_TRUE(logged("topic \"plain\" is announced without a type: the peer announces no type"));
     host.remove(own);

@@ -1,4 +1,4 @@
-// What the settings make of the engine's quality of service, as the engine tells it, and of what
+// What the settings make of the engine's quality of service, as the engine reports it, and of what
 // the adapter declares of its deliveries: each setting reaches its policy, and no other.
 #include "../platform/records.h"
 #include "host.h"
@@ -59,7 +59,7 @@ Texts newest(dds_entity_t builtin)
 
 TEST(DdsAdapter, EachSettingReachesItsPolicy)
 {
-    // Without settings first: what others change is told by the difference.
+    // Without settings first: what others change shows in the difference.
     Host host(28, "", "type_timeout=50ms; name=; partitions=connection's");
     char announced[] = "announced";
     char *partitions[] = {announced, nullptr};

@@ -507,15 +507,15 @@ TEST(Domain, SettingsReachTheEngine)
             nullptr};
         const Participant made(DDS_DomainParticipant_new(&settings, nullptr));
         std::ifstream file(trace);
-        Record told(test.begin(), test.begin() + 3);
+        Record logged(test.begin(), test.begin() + 3);
         for (std::string line; std::getline(file, line);) {
             std::smatch found;
             if (std::regex_search(line, found,
                                   std::regex("config: .*?([^/]*?)(/#text)?(: .*) \\{0\\}$"))) {
-                told.push_back(found.str(1) + found.str(3));
+                logged.push_back(found.str(1) + found.str(3));
             }
         }
-        EXPECT_EQ(test, told);
+        EXPECT_EQ(test, logged);
         std::remove(trace.c_str());
     }
 }

@@ -170,7 +170,7 @@ TEST_F(Foreign, DiscoveryReportsOthersAsTheyComeAndGo)
     EXPECT_LT(2, calls);
 }
 
-// An end of the one instance that there is tells a reader nothing.
+// An end of the one instance that there is means nothing to a reader.
 TEST_F(Foreign, WithoutAKeyNothingEnds)
 {
     DDS_EndpointQos qos = reliable();

@@ -19,8 +19,8 @@ ferry new adapter gauge
     seq 5 | sed 's,.*,& reading &,' | diff - readings.txt
     # The settings that it declares are found in its own jar.
     sed -i 's/count: 5/cuont: 5/' gauge.yaml
-    ferry check gauge.yaml 2>refusal || test $? -eq 2
-    grep '^gauge.yaml:[0-9]*:[0-9]*: .*cuont.*count' refusal
+    ferry check gauge.yaml 2>complaints || test $? -eq 2
+    grep '^gauge.yaml:[0-9]*:[0-9]*: .*cuont.*count' complaints
 )
 # A name and a package that look like the template's own.
 ferry new adapter Template2 --package template.org.example.template made/here
@@ -30,23 +30,23 @@ if grep -rnI 'gauge\|Template[^2]\|/opt/ferryjni' made/here; then
     exit 1
 fi
 
-refused() {
+rejected() {
     local before after code=0
     before=$(find . -type f -exec md5sum {} + | sort)
     ferry new adapter "$@" || code=$?
     after=$(find . -type f -exec md5sum {} + | sort)
     [[ $code -eq 2 && $before = "$after" ]] || { echo "not rejected: $*" >&2; exit 1; }
 }
-refused
-refused gauge
-refused Gauge --package other.place
-refused 2fast
-refused gau-ge
-refused ../gauge
-refused class
-refused ''
-refused a --package org..example
-refused a --package org.example.
-refused a --package org.int.example
-refused a --package java.lang
-refused a --package com.qel.ferrion.kit
+rejected
+rejected gauge
+rejected Gauge --package other.place
+rejected 2fast
+rejected gau-ge
+rejected ../gauge
+rejected class
+rejected ''
+rejected a --package org..example
+rejected a --package org.example.
+rejected a --package org.int.example
+rejected a --package java.lang
+rejected a --package com.qel.ferrion.kit

@@ -1,4 +1,4 @@
-// Configuration files of the relay: told what is wrong, each with a place, or made into settings
+// Configuration files of the relay: every mistake is reported with its place, or made into settings
 // that the relay can rely on.
 #include <fstream>
 

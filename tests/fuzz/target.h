@@ -19,7 +19,7 @@ extern "C" const char *__lsan_default_suppressions()
     return "leak:libcycloneddsidl";
 }
 
-/// Ends the process, which is how a finding is told.
+/// Ends the process, which is how a finding is reported.
 #define REQUIRE(...)                                                                               \
     ((__VA_ARGS__)                                                                                 \
          ? void()                                                                                  \

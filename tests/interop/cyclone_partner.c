@@ -54,7 +54,7 @@ static int open_endpoint(void)
                                         : dds_create_reader(participant, topic, qos, NULL);
     dds_delete_qos(qos);
     if (endpoint < 0)
-        fprintf(stderr, "refused: %s\n", dds_strretcode(endpoint));
+        fprintf(stderr, "rejected: %s\n", dds_strretcode(endpoint));
     return endpoint > 0;
 }
 

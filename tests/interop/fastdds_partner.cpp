@@ -107,7 +107,7 @@ static int finish_instance(unsigned i, int dispose)
 
 static unsigned print_taken()
 {
-    // Disposals carry a hash only: an instance's last sample tells its key.
+    // Disposals carry a hash only: an instance's last sample has its key.
     static std::map<InstanceHandle_t, std::unique_ptr<Sample>> instances;
     SampleInfo info;
     for (unsigned lines = 0;; ++lines) {

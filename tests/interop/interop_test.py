@@ -21,7 +21,7 @@ class Pairs:
         names = [f"{kind}_{form}" for kind, form in self.cases]
         partners = [self.partner(self.make, role="pub", type=kind, representation=form, topic=name,
                                  settle=self.settle, count=COUNT)
-                for (kind, form), name in zip(self.cases, names)]
+                    for (kind, form), name in zip(self.cases, names)]
         ferry = self.ferry(self.config([
             (kind, ("dds", name), [("files", name + ".jsonl")])
             for (kind, _), name in zip(self.cases, names)]))
@@ -53,7 +53,7 @@ class Pairs:
         self.end(ferry)
 
     def test_dispose_and_unregister(self):
-        """Through ferry from one domain to another: states are told on both sides."""
+        """Through ferry from one domain to another: states are reported on both sides."""
         cases = [(kind, finish) for kind in self.keyed for finish in ["dispose", "unregister"]]
         routes, subscribers = [], []
         for kind, finish in cases:
@@ -68,10 +68,10 @@ class Pairs:
             with self.subTest(kind + finish):
                 samples, states = self.received(subscriber)
                 self.compare(kind, samples, 8)
-                told = {"dispose": "disposed", "unregister": "unregistered"}[finish]
+                end = {"dispose": "disposed", "unregister": "unregistered"}[finish]
                 self.assertEqual(
                     sorted((state, *(s[name] for name in KEYS[kind])) for state, s in states),
-                    sorted((told, *(sample(kind, i)[name] for name in KEYS[kind]))
+                    sorted((end, *(sample(kind, i)[name] for name in KEYS[kind]))
                            for i in range(2)))
         self.end(ferry)
 
@@ -80,7 +80,7 @@ class Pairs:
         kept = {"durability": "transient_local"}
         early = [self.partner(self.make, role="pub", topic=f"in_{durability}", count=COUNT, wait=0,
                               durability=durability)
-             for durability in ["transient_local", "volatile"]]
+                 for durability in ["transient_local", "volatile"]]
         for partner in early:
             self.until(lambda: "written" in self.text(partner), "sample written")
         self.write("source.jsonl", "Flat", range(COUNT))
@@ -143,7 +143,7 @@ class Cyclone(Pairs, Rig):
             self.compare(kind, self.lines(kind + ".jsonl"))
         self.end(ferry)
 
-    def test_what_does_not_fit_is_told(self):
+    def test_what_does_not_fit_is_reported(self):
         with open(IDL, encoding="utf-8") as idl:
             other = idl.read().replace("long l;", "double l;")
         self.partner(self.make, role="pub", topic="type")
@@ -151,8 +151,8 @@ class Cyclone(Pairs, Rig):
         ferry = self.ferry(self.config([
             ("Flat", ("dds", topic), [("files", topic + ".jsonl")]) for topic in ["type", "qos"]],
             types={"idl": other}))
-        for told in ["did not match: reliability", "interop::Flat.l: double here, long there"]:
-            self.until(lambda: told in self.text(ferry, ".err"), told)
+        for text in ["did not match: reliability", "interop::Flat.l: double here, long there"]:
+            self.until(lambda: text in self.text(ferry, ".err"), text)
         self.end(ferry, code=1)
 
 

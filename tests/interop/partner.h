@@ -7,7 +7,7 @@
 #include <string.h>
 #include <unistd.h>
 
-static int open_endpoint(void); /* 0: refused, told */
+static int open_endpoint(void); /* 0: rejected, and said so */
 static unsigned matched_readers(void);
 static int write_sample(unsigned i);
 static int finish_instance(unsigned i, int dispose);
@@ -127,7 +127,7 @@ static void print_line(const char *state, void (*visit)(void *, unsigned, int), 
     printf("]\n");
 }
 
-/* Writes, tells that it has, and stays until it is ended. */
+/* Writes, reports that it has, and stays until it is ended. */
 static int publish(void)
 {
     const unsigned count = option_number("count", "1");

@@ -60,7 +60,7 @@ class TwoHosts(Rig):
         and what the sending ferry logged."""
         hosts = Hosts(self)
         qos, out = {"durability": durability}, f"{name}.out.jsonl"
-        # Longer than any cut: what readers acknowledge later than that is told as an error.
+        # Longer than any cut: what readers acknowledge later than that is reported as an error.
         patient = {"wait_for_readers": 1, "write_timeout": "60s"}
         kept = {"durable_depth": "all"} if durability == "transient_local" else {}
 

@@ -1,4 +1,4 @@
-// What a configuration file may say, and how a mistake in it is told.
+// What a configuration file may say, and how a mistake in it is reported.
 #include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -58,7 +58,7 @@ const std::string route = "routes:\n"
                           "    outputs:\n"
                           "      - {connection: in, stream: t}\n";
 
-TEST_F(ConfigTest, TellsEveryMistakeWithItsPlace)
+TEST_F(ConfigTest, ReportsEveryMistakeWithItsPlace)
 {
     setenv("FERRY_TEST_BYTE", "\xFF", 1);
     std::string text;
@@ -87,7 +87,7 @@ TEST_F(ConfigTest, TellsEveryMistakeWithItsPlace)
     EXPECT_GT(checked, 10);
 }
 
-TEST_F(ConfigTest, TellsWhatIsWrongWithAFileAsAWhole)
+TEST_F(ConfigTest, ReportsWhatIsWrongWithAFileAsAWhole)
 {
     const std::pair<const char *, const char *> files[] = {
         {"#\nroutes: {r: \xC3}\n", "c.yaml:2:13: the file is not valid UTF-8 here\n"},
@@ -191,7 +191,7 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
     EXPECT_EQ(i.route.outputs[0].batchBytes, 5U);
     EXPECT_EQ(i.route.outputs[0].maxSamplesPerWrite, 3);
     EXPECT_EQ(configuration->types.count("m::Color"), 0U);
-    // Who is not told the partitions cannot keep them apart.
+    // Who does not get the partitions cannot keep them apart.
     std::string merged;
     for (const DiscoverySettings &rule : configuration->discovery) {
         merged += rule.merged ? rule.name : "";

@@ -219,7 +219,7 @@ TEST_F(DiscoveryTest, ARouteIsPausedWhileItsOutputStreamIsAway)
     back.inputs = false;
     back.route.outputs = {end("b/")};
     back.route.input = end("a/${stream}.in");
-    configuration.discovery = {back}; // the plug-in tells properties, so there is a grace time
+    configuration.discovery = {back}; // the plug-in announces properties, so there is a grace time
     addRoute("beat", "a/beat", {"b/beat.out"});
     script.streams["o.in"].source = [] { return Read{{1}, ""}; };
     script.streams["beat"].source = [] { return Read{{1}, ""}; };

@@ -374,8 +374,8 @@ TEST_F(RelayTest, RejectsLibrariesAndRecordsThatAreNoPlugin)
         return misfits[made++].first(plugin);
     };
     EXPECT_EQ(runUntilIdle(), exitErrors);
-    for (const auto &[change, told] : misfits) {
-        EXPECT_TRUE(logged(told)) << told << " in " << log;
+    for (const auto &[change, text] : misfits) {
+        EXPECT_TRUE(logged(text)) << text << " in " << log;
     }
     for (const char adapter : {'d', 'e', 'f', 'g', 'h'}) {
         EXPECT_TRUE(logged(std::string("adapter '") + adapter + "' error: " + lame)) << log;

@@ -28,7 +28,7 @@ JAVA_HOME = pathlib.Path(shutil.which(os.environ.get("JAVAC", "javac"))).resolve
 # that slows it down by so many times.
 LIMIT = 300 * int(os.environ.get("FERRY_TEST_PATIENCE", "1"))
 
-# An adapter that tells what it sees, and a library of which it brings its own version.
+# An adapter that reports what it sees, and a library of which it brings its own version.
 PROBE = """
 import com.qel.ferrion.adapter.*;
 import com.qel.ferrion.adapter.infrastructure.Version;
@@ -143,7 +143,7 @@ class FerryTest(Ferry):
         text = self.ferry("run", self.relay(), code=3, environment=nowhere).stderr
         self.assertIn("JAVA_HOME names /nowhere", text)
         self.assertIn("openjdk-17-jre-headless", text)
-        # Without Java adapters nobody looks for Java; a missing plug-in is told with its place.
+        # Without Java adapters nobody looks for Java; a missing plug-in is reported with its place.
         text = self.ferry("run", self.native(), "--java-check", code=3, environment=nowhere).stderr
         self.assertRegex(text, r"/nothing.so: cannot open")
         self.assertIn("there is no VM to debug", text)
@@ -259,7 +259,7 @@ class FerryTest(Ferry):
         self.assertIn("ok    route observations: type weather::Observation", text)
         self.assertIn("input stream in/observations.csv: announced", text)
         self.assertEqual(output.read_text(), "precious\n")
-        # What could not be written is told with its place, and nothing is left behind.
+        # What could not be written is reported with its place, and nothing is left behind.
         path = self.relay()
         path.write_text(path.read_text() + "log: {file: nowhere/ferry.log}\n")
         (self.directory / "out" / "good.jsonl").mkdir()
@@ -292,7 +292,8 @@ class FerryTest(Ferry):
             "poll: 20ms", "poll_ms: 20, poll: 0s").replace(
             ".jsonl\"", ".jsonl\", properties: {format: \"${type}\", mode: \"1\\n2\"}"))
         text = self.ferry("check", path, code=2).stderr
-        self.assertEqual(text.replace(str(path), "FILE"),
+        self.assertEqual(
+            text.replace(str(path), "FILE"),
             "FILE:3:51: connections.in: unknown property \"poll_ms\"; did you mean \"poll\"? "
             "(known: directory, poll, type_idl, type_name)\n"
             "FILE:3:64: connections.in: property \"poll\" must be a duration from 1ms to 1h, such "
@@ -300,7 +301,7 @@ class FerryTest(Ferry):
             "FILE:9:92: discovery.ticks.outputs[0]: property \"mode\" must be one of create, "
             "append, overwrite, not \"1\\n2\"\n"
             "ferry:error parsing configuration file 'FILE'\n")
-        # A run goes on with what is good, and tells all the same.
+        # A run goes on with what is good, and reports all the same.
         self.assertIn(f"[settings] {path}:3:64: connections.in: property \"poll\" must",
                       self.ferry("run", path, "--until-idle=0.1", code=3).stderr)
         # Of native adapters, of classes and plug-ins that are not there, of sessions: all at once.
@@ -534,7 +535,7 @@ class FerryTest(Ferry):
         self.assertRegex(output, r"^good: \d+ read, .*\nbad: 0 read, ")
         self.assertNotIn("WARNING", output)
 
-    def test_vm_options_that_the_vm_refuses(self):
+    def test_vm_options_that_the_vm_rejects(self):
         for option, code in [("-XX:NoSuchThing", 3), ("-Xmx900t", 1)]:
             path = self.relay()
             path.write_text(path.read_text().replace("java: {", f"java: {{options: ['{option}'], "))

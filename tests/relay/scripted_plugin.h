@@ -1,4 +1,4 @@
-// A native plug-in that does what a test tells it, and remembers what the relay did to it. It
+// A native plug-in that does what a test asks, and remembers what the relay did to it. It
 // checks by itself what holds for every call: a clean environment, loans that are returned, infos
 // that fit their samples.
 #ifndef TESTS_RELAY_SCRIPTED_PLUGIN_H
@@ -30,7 +30,7 @@ struct Read {
     std::map<int, std::uint32_t> bytes = {};
     /// What the host knows of the error besides.
     ferry::FailureDetails details = {};
-    /// Told in place of the number of samples.
+    /// Returned in place of the number of samples.
     std::optional<std::int32_t> count = {};
 };
 

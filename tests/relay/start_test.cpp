@@ -20,7 +20,7 @@ protected:
     {
         std::string pattern = testing::TempDir() + "ferry_vm_XXXXXX";
         root = fs::canonical(mkdtemp(pattern.data()));
-        places.systemDirectory = root / "jvm";
+        locations.systemDirectory = root / "jvm";
     }
     ~VmTest() override
     {
@@ -42,13 +42,13 @@ protected:
     std::string find()
     {
         search = VmSearch();
-        findVm(places, search);
+        findVm(locations, search);
         return search.chosen == nullptr ? "none: " + search.rejection
                                         : search.chosen->home.string();
     }
 
     fs::path root;
-    VmPlaces places;
+    VmLocations locations;
     VmSearch search;
 };
 
@@ -65,14 +65,14 @@ TEST_F(VmTest, TakesTheNamedOneElseThatOnThePathElseTheSystems)
     const fs::path other = install("opt/jdk", "21.0.1");
     fs::create_directories(root / "bin");
     fs::create_symlink(other / "bin/java", root / "bin/java");
-    places.path = "/nowhere:" + (root / "bin").string();
+    locations.path = "/nowhere:" + (root / "bin").string();
     EXPECT_EQ(find(), other.string());
     EXPECT_EQ(search.chosen->version, 21);
-    places.javaHome = newest.string();
+    locations.javaHome = newest.string();
     EXPECT_EQ(find(), newest.string());
-    places.configuration = seventeen;
+    locations.configuration = seventeen;
     EXPECT_EQ(find(), seventeen.string());
-    places.commandLine = other;
+    locations.commandLine = other;
     EXPECT_EQ(find(), other.string());
 }
 
@@ -80,12 +80,12 @@ TEST_F(VmTest, TakesNoOtherWhenTheNamedOneIsUseless)
 {
     install("jvm/b-25", "25.0.3");
     const fs::path old = install("old", "1.8.0_392");
-    places.javaHome = "/nowhere";
+    locations.javaHome = "/nowhere";
     EXPECT_EQ(find(), "none: JAVA_HOME names /nowhere, but there is no such directory");
-    places.javaHome = root.string();
+    locations.javaHome = root.string();
     EXPECT_EQ(find(),
               "none: JAVA_HOME names " + root.string() + ", but it has no lib/server/libjvm.so");
-    places.javaHome = old.string();
+    locations.javaHome = old.string();
     EXPECT_EQ(find(), "none: JAVA_HOME names " + old.string() +
                           ", but it is version 1.8.0_392, older than 17");
 }

@@ -85,7 +85,7 @@ protected:
 };
 
 /// No other object loses its close by it, no other sample is lost.
-TEST_P(StopDeathTest, CallThatNeverComesBack)
+TEST_P(StopDeathTest, CallThatNeverReturns)
 {
     addRoute("r", "a/in", {"b/x"}).outputs[0].maxSamplesPerWrite = 2;
     addRoute("s", "c/in2", {"c/y"});

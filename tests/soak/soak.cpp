@@ -1,4 +1,4 @@
-// A host that works on several threads for as long as it is told, and what the process holds
+// A host that works on several threads for as long as it is asked, and what the process holds
 // meanwhile: ./dev soak. Every error text is an expected one, every sample is compared in Java.
 #include <unistd.h>
 
@@ -21,8 +21,8 @@
 
 namespace {
 
-/// What a line tells, and by how much that may rise while it is judged; what has no bound must
-/// never be more than at first. MiB are told from bytes.
+/// What a line reports, and by how much that may rise while it is judged; what has no bound must
+/// never be more than at first. MiB are calculated from bytes.
 constexpr double MiB = 1048576, any = 1e300;
 constexpr struct {
     const char *name;
@@ -53,7 +53,7 @@ void require(bool holds, const std::string &what)
     }
 }
 
-/// The thread's environment for its next operation, which must tell this text: the next call looks.
+/// The thread's environment for its next operation, which must hold this text: the next call looks.
 QEL_FerrionEnvironment *says(const char *text = "")
 {
     thread_local QEL_FerrionEnvironment environment = {};
@@ -280,7 +280,7 @@ bool judge(const std::vector<Line> &lines, double slack)
 
 int main(int argc, char **argv)
 {
-    CLI::App app("Works as a host does, and tells whether what the process holds stays the same");
+    CLI::App app("Works as a host does, and reports whether what the process holds stays the same");
     double minutes = 60, interval = 10, warmUp = 60, slack = 0;
     int64_t rest = 40;
     app.add_option("--minutes", minutes);

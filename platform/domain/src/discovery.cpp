@@ -75,9 +75,9 @@ DDS_DiscoveredQos qosOf(const dds_qos_t &qos)
     return made;
 }
 
-Endpoint endpointOf(const dds_builtintopic_endpoint_t &sample, bool isWriter)
+RemoteEndpoint endpointOf(const dds_builtintopic_endpoint_t &sample, bool isWriter)
 {
-    Endpoint made;
+    RemoteEndpoint made;
     made.guid = guidOf(sample.key);
     made.isWriter = isWriter;
     made.topic = sample.topic_name;
@@ -121,7 +121,7 @@ bool DDS_Discovery::isOwn(const dds_guid_t &key)
     return ownParticipants.count(guidOf(key)) != 0;
 }
 
-void DDS_Discovery::report(DDS_DiscoveryEventKind kind, const Endpoint &endpoint)
+void DDS_Discovery::report(DDS_DiscoveryEventKind kind, const RemoteEndpoint &endpoint)
 {
     const std::lock_guard<std::mutex> guard(mutex);
     events.push_back({kind, endpoint});
@@ -134,10 +134,10 @@ void DDS_Discovery::see(dds_builtintopic_endpoint_t &sample, dds_instance_handle
     if (isOwn(sample.participant_key)) {
         return;
     }
-    Endpoint seen = endpointOf(sample, isWriter);
+    RemoteEndpoint seen = endpointOf(sample, isWriter);
     const auto known = endpoints.find(handle);
     if (known != endpoints.end()) {
-        Endpoint &endpoint = known->second;
+        RemoteEndpoint &endpoint = known->second;
         if (endpoint.partitions != seen.partitions || !isSame(endpoint.qos, seen.qos)) {
             endpoint.partitions = std::move(seen.partitions);
             endpoint.qos = seen.qos;
@@ -300,7 +300,7 @@ try {
         shown.endpoint = std::move(self->events.front().endpoint);
         self->events.pop_front();
     }
-    Endpoint &from = shown.endpoint;
+    RemoteEndpoint &from = shown.endpoint;
     shown.partitions.clear();
     for (const std::string &partition : from.partitions) {
         shown.partitions.push_back(const_cast<char *>(partition.c_str()));

@@ -35,7 +35,7 @@ struct ArrivingType {
 };
 
 /// One remote endpoint, as it is or as it was when an event was made.
-struct Endpoint {
+struct RemoteEndpoint {
     Guid guid{};
     bool isWriter = false;
     std::string topic, typeName;
@@ -52,12 +52,12 @@ struct Endpoint {
 
 struct DiscoveryEvent {
     DDS_DiscoveryEventKind kind;
-    Endpoint endpoint;
+    RemoteEndpoint endpoint;
 };
 
 /// What a user is looking at.
 struct ShownEndpoint {
-    Endpoint endpoint;
+    RemoteEndpoint endpoint;
     std::vector<char *> partitions;
     DDS_DiscoveredEndpoint record{};
 };
@@ -70,7 +70,7 @@ struct DDS_Discovery {
     DDS_OnDiscoveryFn onChange = nullptr;
     void *argument = nullptr;
 
-    std::map<dds_instance_handle_t, qddsdomain::Endpoint> endpoints;
+    std::map<dds_instance_handle_t, qddsdomain::RemoteEndpoint> endpoints;
     std::map<qddsdomain::EquivalenceHash, std::weak_ptr<qddsdomain::ArrivingType>> types;
     std::set<qddsdomain::Guid> ownParticipants;
     bool reported = false; // events since onChange last ran
@@ -94,7 +94,7 @@ struct DDS_Discovery {
     void lose(dds_instance_handle_t handle);
     bool advance(qddsdomain::ArrivingType &type);
     bool resolveTypes();
-    void report(DDS_DiscoveryEventKind kind, const qddsdomain::Endpoint &endpoint);
+    void report(DDS_DiscoveryEventKind kind, const qddsdomain::RemoteEndpoint &endpoint);
 };
 
 #endif

@@ -6,6 +6,8 @@
 #include <chrono>
 #include <mutex>
 
+#include <fmt/format.h>
+
 #include "engine_log.h"
 #include "qddscore/log.h"
 
@@ -20,38 +22,38 @@ constexpr std::chrono::seconds quietTime{10};
 thread_local EngineComplaints *innermost = nullptr;
 thread_local bool dropNext = false;
 
-/// The engine repeats some lines with every message that it cannot use. A place in its code speaks
+/// The engine repeats some lines with every message that it cannot use. A call site of it speaks
 /// once in ten seconds.
 class Repetitions {
 public:
-    /// How many lines of that place were held back since it last spoke; negative: hold this back.
+    /// How many lines of that site were held back since it last spoke; negative: hold this back.
     int64_t pass(const char *file, uint32_t line)
     {
         const auto now = std::chrono::steady_clock::now();
         const std::lock_guard<std::mutex> guard(mutex);
-        Place &place = places[(reinterpret_cast<uintptr_t>(file) / 8 + line) % places.size()];
-        if (place.file != file || place.line != line) {
-            place = {file, line, now, 0};
+        CallSite &site = sites[(reinterpret_cast<uintptr_t>(file) / 8 + line) % sites.size()];
+        if (site.file != file || site.line != line) {
+            site = {file, line, now, 0};
             return 0;
         }
-        if (now - place.spoke < quietTime) {
-            ++place.held;
+        if (now - site.spoke < quietTime) {
+            ++site.held;
             return -1;
         }
-        const int64_t held = place.held;
-        place = {file, line, now, 0};
+        const int64_t held = site.held;
+        site = {file, line, now, 0};
         return held;
     }
 
 private:
-    struct Place {
+    struct CallSite {
         const char *file;
         uint32_t line;
         std::chrono::steady_clock::time_point spoke;
         int64_t held;
     };
     std::mutex mutex;
-    std::array<Place, 64> places{};
+    std::array<CallSite, 64> sites{};
 };
 
 void receive(void *, const dds_log_data_t *data)
@@ -75,7 +77,7 @@ try {
         return;
     }
     if (held > 0) {
-        line += " (" + std::to_string(held) + " more like this)";
+        line += fmt::format(" ({} more like this)", held);
     }
     if (QELLog_setLogLevel != nullptr) {
         QELLog_setLogLevel((data->priority & DDS_LC_WARNING) != 0 ? levelWarning : levelError);
@@ -106,7 +108,7 @@ EngineComplaints::~EngineComplaints()
 std::string EngineComplaints::text(dds_return_t code) const
 {
     std::string text = dds_strretcode(code);
-    return lines.empty() ? text : text + ": " + lines;
+    return lines.empty() ? text : fmt::format("{}: {}", text, lines);
 }
 
 void dropNextEngineLine()

@@ -9,6 +9,8 @@
 #include <map>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "endpoint.h"
 
 namespace qddsdomain {
@@ -37,7 +39,7 @@ std::string listOf(const Names &names)
 {
     std::string list;
     for (const std::string &name : names) {
-        list += (list.empty() ? "\"" : " or \"") + name + "\"";
+        list += fmt::format("{}\"{}\"", list.empty() ? "" : " or ", name);
     }
     return list;
 }
@@ -188,7 +190,7 @@ std::string reasonOf(const OwnEndpoint &own, const Described &mine, const Sample
     }
     const Names theirs = partitionsOf(other.qos);
     if (!haveCommon(mine.partitions, theirs)) {
-        add(("partition " + listOf(theirs)).c_str());
+        add(fmt::format("partition {}", listOf(theirs)).c_str());
     }
     return reason.empty() ? policyName(DDS_TYPE_CONSISTENCY_ENFORCEMENT_QOS_POLICY_ID) : reason;
 }
@@ -279,13 +281,14 @@ std::string mismatchesOf(const OwnEndpoint &own)
     if (tally.endpoints == 0) {
         return {};
     }
-    std::string text = std::to_string(tally.endpoints) + (own.isWriter ? " reader" : " writer") +
-                       (tally.endpoints == 1 ? " does not match: " : "s do not match: ");
+    std::string text =
+        fmt::format("{} {}{} not match: ", tally.endpoints, own.isWriter ? "reader" : "writer",
+                    tally.endpoints == 1 ? " does" : "s do");
     const char *separator = "";
     for (const auto &[reason, times] : tally.reasons) {
         text += separator + reason;
         if (tally.reasons.size() > 1) {
-            text += " (" + std::to_string(times) + ")";
+            text += fmt::format(" ({})", times);
         }
         separator = ", ";
     }

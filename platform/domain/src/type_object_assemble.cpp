@@ -6,6 +6,8 @@
 #include <new>
 #include <set>
 
+#include <fmt/format.h>
+
 #include "qddscdr/type.h"
 #include "type_object_codes.h"
 #include "type_object_parse.h"
@@ -54,18 +56,18 @@ const DDS_TypeCode *primitive(uint8_t kind)
         break;
     case xtypes::TI_PLAIN_MAP_SMALL:
     case xtypes::TI_PLAIN_MAP_LARGE:
-        what = "maps are";
+        what = "maps are not supported";
         break;
     case xtypes::TI_STRONGLY_CONNECTED_COMPONENT:
-        what = "recursive types are";
+        what = "recursive types are not supported";
         break;
     case xtypes::EK_MINIMAL:
-        what = "types without names (minimal ones) are";
+        what = "types without names (minimal ones) are not supported";
         break;
     default:
-        throw Rejection(where + "types of kind " + std::to_string(kind) + " are not supported");
+        throw Rejection(fmt::format("{}types of kind {} are not supported", where, kind));
     }
-    throw Rejection(where + what + " not supported");
+    throw Rejection(where + what);
 }
 
 } // namespace
@@ -95,7 +97,7 @@ private:
             return known->second;
         }
         if (open_.count(hash) != 0) {
-            throw Rejection(where + "recursive types are not supported");
+            throw Rejection(fmt::format("{}recursive types are not supported", where));
         }
         if (!seen_.insert(hash).second) {
             return nullptr;
@@ -125,15 +127,15 @@ private:
         case xtypes::TK_ALIAS:
             return alias(type, depth);
         default:
-            return byId(type.related, type.title() + ": ", depth);
+            return byId(type.related, fmt::format("{}: ", type.title()), depth);
         }
     }
 
     const DDS_TypeCode *byId(const TypeId &id, const std::string &where, uint32_t depth)
     {
         if (depth > qddscdr::maxDepth) {
-            throw Rejection(where + "nested deeper than " + std::to_string(qddscdr::maxDepth) +
-                            " levels");
+            throw Rejection(
+                fmt::format("{}nested deeper than {} levels", where, qddscdr::maxDepth));
         }
         DDS_ErrorText error{};
         switch (id.kind) {
@@ -183,7 +185,8 @@ private:
     const DDS_TypeCode *alias(const ParsedType &type, uint32_t depth)
     {
         DDS_ErrorText error{};
-        const DDS_TypeCode *target = byId(type.related, type.title() + ": ", depth + 1);
+        const DDS_TypeCode *target =
+            byId(type.related, fmt::format("{}: ", type.title()), depth + 1);
         return target != nullptr
                    ? made(DDS_TypeCode_create_alias(type.name.c_str(), target, &error), "", error)
                    : nullptr;
@@ -194,8 +197,9 @@ private:
         std::vector<DDS_EnumMember> members;
         for (const ParsedMember &member : type.members) {
             if ((member.flags & xtypes::IS_DEFAULT) != 0 && !members.empty()) {
-                throw Rejection(type.title() + ", enumerator " + member.name +
-                                ": a default that is not the first enumerator is not supported");
+                throw Rejection(fmt::format("{}, enumerator {}: a default that is not the first "
+                                            "enumerator is not supported",
+                                            type.title(), member.name));
             }
             members.push_back({member.name.c_str(), member.value});
         }
@@ -214,9 +218,9 @@ private:
         case xtypes::IS_APPENDABLE:
             return DDS_EXTENSIBILITY_APPENDABLE;
         case xtypes::IS_MUTABLE:
-            throw Rejection(type.title() + ": mutable types are not supported");
+            throw Rejection(fmt::format("{}: mutable types are not supported", type.title()));
         default:
-            throw Rejection(type.title() + ": it says more than one extensibility");
+            throw Rejection(fmt::format("{}: it says more than one extensibility", type.title()));
         }
     }
 
@@ -225,7 +229,7 @@ private:
         const DDS_ExtensibilityKind kind = extensibility(type);
         const DDS_TypeCode *base = nullptr;
         if (type.related.kind != xtypes::TK_NONE) {
-            base = byId(type.related, type.title() + ", its base: ", depth + 1);
+            base = byId(type.related, fmt::format("{}, its base: ", type.title()), depth + 1);
             if (base == nullptr) {
                 lookAhead(type, depth);
                 return nullptr;
@@ -265,7 +269,7 @@ private:
 
     static std::string place(const ParsedType &type, const ParsedMember &member)
     {
-        return type.title() + ", member " + member.name + ": ";
+        return fmt::format("{}, member {}: ", type.title(), member.name);
     }
 
     /// Samples of final and appendable types do not show their members' ids, but peers compare
@@ -273,12 +277,13 @@ private:
     static void checkMember(const ParsedType &type, const ParsedMember &member, uint32_t id)
     {
         if ((member.flags & xtypes::IS_OPTIONAL) != 0) {
-            throw Rejection(place(type, member) + "optional members are not supported");
+            throw Rejection(
+                fmt::format("{}optional members are not supported", place(type, member)));
         }
         if (member.id != id) {
-            throw Rejection(place(type, member) + "its id is " + std::to_string(member.id) +
-                            ", not " + std::to_string(id) +
-                            "; ids out of sequence are not supported");
+            throw Rejection(
+                fmt::format("{}its id is {}, not {}; ids out of sequence are not supported",
+                            place(type, member), member.id, id));
         }
     }
 

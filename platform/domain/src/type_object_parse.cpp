@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include <fmt/format.h>
+
 #include "qddscdr/type.h"
 #include "type_object_codes.h"
 #include "xcdr2_reader.h"
@@ -71,7 +73,7 @@ private:
         case xtypes::TK_MAP:
             throw Rejection("maps are not supported");
         default:
-            throw Rejection("types of kind " + std::to_string(type_.kind) + " are not supported");
+            throw Rejection(fmt::format("types of kind {} are not supported", type_.kind));
         }
     }
 
@@ -117,8 +119,8 @@ private:
             typeDetail();
         });
         if (bits != 32) {
-            throw Rejection("a bit bound of " + std::to_string(bits) +
-                            " is not supported: enums have 32 bits");
+            throw Rejection(
+                fmt::format("a bit bound of {} is not supported: enums have 32 bits", bits));
         }
         members([this](ParsedMember &member) {
             in_.delimited([this, &member] {
@@ -191,7 +193,7 @@ private:
     TypeId typeId(uint32_t depth = 1)
     {
         if (depth > qddscdr::maxDepth) {
-            throw Rejection("nested deeper than " + std::to_string(qddscdr::maxDepth) + " levels");
+            throw Rejection(fmt::format("nested deeper than {} levels", qddscdr::maxDepth));
         }
         TypeId id;
         id.kind = in_.u8();
@@ -225,7 +227,7 @@ private:
             return;
         }
         if (id.kind > xtypes::TI_PLAIN_MAP_LARGE || (id.kind & 0x0E) != 0) {
-            throw Rejection("it uses a type of unknown kind " + std::to_string(id.kind));
+            throw Rejection(fmt::format("it uses a type of unknown kind {}", id.kind));
         }
         in_.u8();
         in_.u16();
@@ -268,7 +270,7 @@ std::string ParsedType::title() const
     default:
         break;
     }
-    return name.empty() ? std::string("a ") + what : what + (" " + name);
+    return name.empty() ? fmt::format("a {}", what) : fmt::format("{} {}", what, name);
 }
 
 ParsedType parseTypeObject(const uint8_t *bytes, size_t length)
@@ -277,7 +279,7 @@ ParsedType parseTypeObject(const uint8_t *bytes, size_t length)
     try {
         Parser(bytes, length, type).run();
     } catch (const Rejection &rejection) {
-        throw Rejection(type.title() + ": " + rejection.what());
+        throw Rejection(fmt::format("{}: {}", type.title(), rejection.what()));
     }
     return type;
 }

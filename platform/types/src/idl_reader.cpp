@@ -7,6 +7,8 @@
 #include <string>
 #include <unordered_map>
 
+#include <fmt/format.h>
+
 #include "idl_source.h"
 #include "idl_tree.h"
 
@@ -40,12 +42,12 @@ public:
     }
 
 private:
-    bool fail(QIdlNode node, const char *what)
+    bool fail(QIdlNode node, const std::string &what)
     {
         uint32_t line = 0;
         uint32_t column = 0;
         qidl_location(node, &line, &column);
-        source_.explain(error_, line, column, what);
+        source_.explain(error_, line, column, what.c_str());
         return false;
     }
 
@@ -66,7 +68,7 @@ private:
              annotation = qidl_next(annotation)) {
             if (qidl_is_carried(node, annotation, position) == 0) {
                 const std::string name = qidl_name(annotation);
-                return fail(annotation, ("@" + name + " as used here is not supported").c_str());
+                return fail(annotation, fmt::format("@{} as used here is not supported", name));
             }
         }
         return true;
@@ -93,11 +95,9 @@ private:
 
     bool failUnsupported(QIdlNode node)
     {
-        std::string what = qidl_construct(node);
-        if (qidl_name(node) != nullptr) {
-            what += std::string(" ") + qidl_name(node);
-        }
-        return fail(node, (what + " is not supported").c_str());
+        const char *const name = qidl_name(node);
+        return fail(node, fmt::format("{}{}{} is not supported", qidl_construct(node),
+                                      name == nullptr ? "" : " ", name == nullptr ? "" : name));
     }
 
     bool readTypedef(QIdlNode node, const std::string &scope)
@@ -241,12 +241,11 @@ private:
             return byNode_[qidl_type(spec)];
         }
         if (kind == QIDL_UNSUPPORTED) {
-            std::string what = qidl_construct(spec);
-            fail(user, (what + " is not supported").c_str());
+            fail(user, fmt::format("{} is not supported", qidl_construct(spec)));
         } else {
-            const std::string name = qidl_name(spec);
-            fail(user, (name + " is used before it is complete: recursive types are not supported")
-                           .c_str());
+            fail(user, fmt::format("{} is used before it is complete: recursive types are not "
+                                   "supported",
+                                   qidl_name(spec)));
         }
         return nullptr;
     }

@@ -8,6 +8,8 @@
 #include <cstring>
 #include <string_view>
 
+#include <fmt/format.h>
+
 namespace qddsc {
 
 using qddscdr::setError;
@@ -172,9 +174,10 @@ void IdlSource::explain(DDS_ErrorText *error, const QIdlProblem &problem) const
     const std::string word = wordAt(problem.line, problem.column);
     std::string what = problem.text;
     if (isRejectedType(word)) {
-        what = word + " is not supported";
+        what = fmt::format("{} is not supported", word);
     } else if (what == "syntax error") {
-        what += word.empty() ? " at the end of the line or text" : " at \"" + word + "\"";
+        what = word.empty() ? "syntax error at the end of the line or text"
+                            : fmt::format("syntax error at \"{}\"", word);
     }
     explain(error, problem.line, problem.column, what.c_str());
 }

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <set>
 
+#include <fmt/format.h>
+
 #include "type_code.h"
 
 namespace qddsc {
@@ -90,7 +92,7 @@ public:
 private:
     bool differ(const std::string &path, const std::string &here, const std::string &there)
     {
-        text_ = path + ": " + here + " here, " + there + " there";
+        text_ = fmt::format("{}: {} here, {} there", path, here, there);
         return false;
     }
 
@@ -108,7 +110,7 @@ private:
 
     static std::string baseText(const DDS_TypeCode &type)
     {
-        return type.base != nullptr ? "base " + type.base->name : "no base";
+        return type.base != nullptr ? fmt::format("base {}", type.base->name) : "no base";
     }
 
     bool equalStructs(const DDS_TypeCode &here, const DDS_TypeCode &there, const std::string &path)
@@ -141,11 +143,11 @@ private:
             const Member *mine = i < here.members.size() ? &here.members[i] : nullptr;
             const Member *theirs = i < there.members.size() ? &there.members[i] : nullptr;
             if (mine != nullptr && named(there, mine->name) == nullptr) {
-                text_ = path + "." + mine->name + ": " + what + " here only";
+                text_ = fmt::format("{}.{}: {} here only", path, mine->name, what);
                 return false;
             }
             if (theirs != nullptr && named(here, theirs->name) == nullptr) {
-                text_ = path + "." + theirs->name + ": " + what + " there only";
+                text_ = fmt::format("{}.{}: {} there only", path, theirs->name, what);
                 return false;
             }
             if (mine == nullptr || theirs == nullptr) {
@@ -154,7 +156,7 @@ private:
             // The order of enumerators is for readers only.
             const bool isOrdered = !onlyShape_ || here.kind == DDS_TK_STRUCT;
             if (isOrdered && mine->name != theirs->name) {
-                return differ(path + ", " + what + " " + std::to_string(i + 1), mine->name,
+                return differ(fmt::format("{}, {} {}", path, what, i + 1), mine->name,
                               theirs->name);
             }
             if (!equalMember(*mine, *named(there, mine->name), path + "." + mine->name)) {

@@ -13,7 +13,7 @@ public:
     }
     int run() override
     {
-        return makeClassArchive(findInstallation(), vmPlaces(javaHome_));
+        return makeClassArchive(findInstallation(), vmLocations(javaHome_));
     }
 
 private:

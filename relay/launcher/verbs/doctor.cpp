@@ -143,7 +143,7 @@ public:
         std::printf("ferry %s\n", FERRY_VERSION);
         Findings findings;
         VmSearch search;
-        findVm(vmPlaces(javaHome_), search);
+        findVm(vmLocations(javaHome_), search);
         const Installation installation = findInstallation();
         lookAtVm(search, findings);
         lookAtLibraries(search, installation, findings);

@@ -57,12 +57,12 @@ final class Counter implements StreamWriter {
         if (seen < delays.length) {
             delays[seen++] = System.nanoTime() - sample.getLong(sent);
             if (seen == delays.length) {
-                tell((seen - warmup) * 1e9 / (System.nanoTime() - begin));
+                report((seen - warmup) * 1e9 / (System.nanoTime() - begin));
             }
         }
     }
 
-    private void tell(double rate) throws AdapterException {
+    private void report(double rate) throws AdapterException {
         long[] counted = Arrays.copyOfRange(delays, warmup, seen);
         Arrays.sort(counted);
         String line = String.format(Locale.ROOT, "{\"samples\": %d, \"gaps\": %d, \"rate\": %.1f, "

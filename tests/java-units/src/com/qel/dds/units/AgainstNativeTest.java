@@ -81,7 +81,7 @@ public class AgainstNativeTest {
     }
 
     @Test
-    public void bothSidesRefuseTheSameBytes() {
+    public void bothSidesRejectTheSameBytes() {
         Random random = new Random(2);
         int taken = 0;
         int rejected = 0;

@@ -52,7 +52,7 @@ public class DynamicDataTest {
 
     /** Calls in order, each with its outcome: data/accesses.txt. */
     @Test
-    public void accessesGiveOrRefuseWhatIsWritten() throws Exception {
+    public void accessesGiveOrRejectWhatIsWritten() throws Exception {
         for (String line : Files.readAllLines(Path.of(System.getProperty("accesses")))) {
             if (!line.isEmpty() && line.charAt(0) != '#') {
                 String[] call = line.split(" -> ")[0].split(" ");

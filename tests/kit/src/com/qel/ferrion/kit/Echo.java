@@ -43,11 +43,11 @@ public final class Echo extends AdapterBase {
     @Override
     protected ConnectionBase connect(String name, Settings settings) throws Exception {
         Objects.requireNonNull(settings());
-        return new Link();
+        return new EchoConnection();
     }
 
     /** Every call passes here. */
-    private static final class Link extends DiscoveryConnectionBase {
+    private static final class EchoConnection extends DiscoveryConnectionBase {
         boolean is(String fault) {
             return settings().get(FAULT).equals(fault);
         }
@@ -150,7 +150,7 @@ public final class Echo extends AdapterBase {
                     if (is("thread")) {
                         new Thread(LEFT::acquireUninterruptibly, "left").start();
                     }
-                    Link.this.end("releaseReader");
+                    EchoConnection.this.end("releaseReader");
                 }
             };
         }
@@ -187,7 +187,7 @@ public final class Echo extends AdapterBase {
 
                 @Override
                 protected void release() throws Exception {
-                    Link.this.end("releaseWriter");
+                    EchoConnection.this.end("releaseWriter");
                 }
             };
         }

@@ -45,9 +45,9 @@ public class HarnessTest {
     }
 
     /** Writes five samples in batches of two and reads them; "-" is a missing one. */
-    private static String echo(TestHost.Link link) throws Exception {
-        TestHost.Reader reader = link.reader("s", TYPE, Check.PROPERTY, "true");
-        int written = link.writer("s", TYPE, "qel.ferrion.jni.max_samples_per_write", "2",
+    private static String echo(TestHost.TestConnection connection) throws Exception {
+        TestHost.Reader reader = connection.reader("s", TYPE, Check.PROPERTY, "true");
+        int written = connection.writer("s", TYPE, "qel.ferrion.jni.max_samples_per_write", "2",
                 Check.PROPERTY, "true").write(points(5));
         StringBuilder text = new StringBuilder(written + ":");
         for (Sample sample : reader.await(5, Duration.ofSeconds(5))) {
@@ -70,15 +70,15 @@ public class HarnessTest {
             }
         }
         try (TestHost host = new TestHost(Echo.class)) {
-            TestHost.Link link = host.connect(null, "fault", "keep");
-            assertEquals("kept samples are overwritten", "5:00000", echo(link));
+            TestHost.TestConnection connection = host.connect(null, "fault", "keep");
+            assertEquals("kept samples are overwritten", "5:00000", echo(connection));
             TestHost.Writer writer = host.connect(null, "fault", "reject").writer("s", TYPE);
             assertEquals(4, writer.write(points(5)));
             assertEquals(4, writer.takeRejected().get(0).data().getInt("id"));
             assertEquals(List.of(), host.takeFailures());
-            assertEquals(39, link.announced().size());
+            assertEquals(39, connection.announced().size());
             host.inject(Fault.LISTENER_THROWS);
-            link.reader("s", TYPE).read();
+            connection.reader("s", TYPE).read();
             assertTrue(host.takeFailures().get(0) instanceof UnsatisfiedLinkError);
         }
     }
@@ -146,11 +146,11 @@ public class HarnessTest {
             {"9", "1", "1 1 1 1 1 "}, {"5", "99", "5 "}};
         for (String[] one : cases) {
             try (TestHost host = new TestHost(Echo.class, (String[]) null)) {
-                TestHost.Link link = host.connect("c");
-                link.writer("s", TYPE).write(points(5));
+                TestHost.TestConnection connection = host.connect("c");
+                connection.writer("s", TYPE).write(points(5));
                 assertThrows(SettingsException.class,
-                        () -> link.reader("s", TYPE, "batch", "0", "batch_bytes", "1"));
-                TestHost.Reader reader = link.reader("s", TYPE, "batch", one[0]);
+                        () -> connection.reader("s", TYPE, "batch", "0", "batch_bytes", "1"));
+                TestHost.Reader reader = connection.reader("s", TYPE, "batch", one[0]);
                 reader.update("batch_bytes", one[1]);
                 StringBuilder sizes = new StringBuilder();
                 for (int size = reader.read().size(); size > 0; size = reader.read().size()) {
@@ -191,12 +191,12 @@ public class HarnessTest {
     @Test
     public void badSamplesAreTheHostsToTellAndAFullHeapIsToldInASentence() throws Exception {
         try (TestHost host = new TestHost(Echo.class)) {
-            TestHost.Link link = host.connect("c", "fault", "bad");
-            TestHost.Reader reader = link.reader("s", TYPE);
+            TestHost.TestConnection connection = host.connect("c", "fault", "bad");
+            TestHost.Reader reader = connection.reader("s", TYPE);
             reader.read();
             assertEquals(2, ((BadSamplesException) host.takeFailures().get(0)).count());
             assertEquals(List.of(), logged);
-            link.update("fault", "heap");
+            connection.update("fault", "heap");
             reader.read();
             assertTrue(host.takeFailures().get(0).getMessage().contains("-Xmx"));
         }
@@ -220,21 +220,21 @@ public class HarnessTest {
     @Test
     public void updatesKeepToTheDeclaration() throws Exception {
         try (TestHost host = new TestHost(Echo.class)) {
-            TestHost.Link link = host.connect("c", "fixed", "1");
-            assertThrows(SettingsException.class, () -> link.update("fixed", "2"));
-            link.update("fault", "changed");
-            assertThrows(Exception.class, () -> link.update("fault", "none"));
+            TestHost.TestConnection connection = host.connect("c", "fixed", "1");
+            assertThrows(SettingsException.class, () -> connection.update("fixed", "2"));
+            connection.update("fault", "changed");
+            assertThrows(Exception.class, () -> connection.update("fault", "none"));
             assertThrows("the rejected update has left no trace", Exception.class,
-                    () -> link.update("fault", "none"));
+                    () -> connection.update("fault", "none"));
         }
     }
 
     @Test
     public void whatIsLeftBehindIsFound() throws Exception {
         TestHost host = new TestHost(Echo.class);
-        TestHost.Link link = host.connect("c", "fault", "thread");
-        link.reader("s", TYPE).delete();
-        link.reader("s", TYPE).delete();
+        TestHost.TestConnection connection = host.connect("c", "fault", "thread");
+        connection.reader("s", TYPE).delete();
+        connection.reader("s", TYPE).delete();
         Echo.heard.onDataAvailable(null);
         String text = assertThrows(AssertionError.class, host::close).getMessage();
         Echo.LEFT.release(2);

@@ -97,7 +97,7 @@ public final class TestHost implements AutoCloseable {
     }
 
     /** Makes a connection; properties are names and values in turn. */
-    public Link connect(String name, String... properties) throws Exception {
+    public TestConnection connect(String name, String... properties) throws Exception {
         Listener inputs = new Listener();
         Listener outputs = new Listener();
         Connection made;
@@ -109,7 +109,7 @@ public final class TestHost implements AutoCloseable {
             outputs.gone = true;
             throw none;
         }
-        return new Link(made, () -> {
+        return new TestConnection(made, () -> {
             adapter.deleteConnection(made);
             inputs.gone = true;
             outputs.gone = true;
@@ -261,12 +261,12 @@ public final class TestHost implements AutoCloseable {
     }
 
     /** A connection, with one session. */
-    public final class Link extends Part {
+    public final class TestConnection extends Part {
         private final Map<String, StreamInfo> announced = new TreeMap<>();
         private final Connection connection;
         private Session session;
 
-        private Link(Connection connection, Step deletion) throws Exception {
+        private TestConnection(Connection connection, Step deletion) throws Exception {
             super(connection, deletion);
             this.connection = connection;
             Objects.requireNonNull(call(connection::toString), "the connection's text is null");

@@ -45,7 +45,7 @@ final class Host extends ExternalResource {
         }
     };
     private TestHost host;
-    TestHost.Link connection;
+    TestHost.TestConnection connection;
 
     @Override
     protected void before() throws Throwable {
@@ -63,7 +63,7 @@ final class Host extends ExternalResource {
         logger.removeHandler(handler);
     }
 
-    TestHost.Link connect(String... properties) throws Exception {
+    TestHost.TestConnection connect(String... properties) throws Exception {
         return host.connect("files", properties);
     }
 

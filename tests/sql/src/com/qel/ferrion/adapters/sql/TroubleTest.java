@@ -80,7 +80,7 @@ public class TroubleTest {
 
     /** No name of a column becomes a text, and reading goes on when the table is as it was. */
     @Test
-    public void aChangedTableIsTold() throws Exception {
+    public void aChangedTableIsReported() throws Exception {
         rig.sql("DROP TABLE IF EXISTS changing",
                 "CREATE TABLE changing (id INTEGER PRIMARY KEY, v TEXT)",
                 "INSERT INTO changing VALUES (1, 'a'), (2, 'b'), (3, 'c'), (4, 'd'), (5, 'e')");

@@ -168,7 +168,7 @@ public class WriteTest {
 
     /** Columns that nobody made for the members: what they hold is the value, or it is rejected. */
     @Test
-    public void columnsOfOtherTypesHoldTheValueOrRefuseIt() throws Exception {
+    public void columnsOfOtherTypesHoldTheValueOrRejectIt() throws Exception {
         Object[][] cells = {
             {"INT", "Color", "GREEN", "1"}, {"TEXT", "Color", "GREEN", "GREEN"},
             {"INT", "boolean", true, "1"}, {"INT", "boolean", false, "0"},

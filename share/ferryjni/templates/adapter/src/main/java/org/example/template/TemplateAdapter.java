@@ -40,14 +40,14 @@ public final class TemplateAdapter extends AdapterBase {
 
     @Override
     protected ConnectionBase connect(String name, Settings settings) {
-        return new Link(settings.get(DIRECTORY));
+        return new TemplateConnection(settings.get(DIRECTORY));
     }
 
     /** Open here what readers and writers share, and close it in release(). */
-    private static final class Link extends ConnectionBase {
+    private static final class TemplateConnection extends ConnectionBase {
         private final Path directory;
 
-        Link(Path directory) {
+        TemplateConnection(Path directory) {
             this.directory = directory;
         }
 
