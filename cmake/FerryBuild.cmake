@@ -14,7 +14,9 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 if(NOT CMAKE_BUILD_TYPE)
-    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Kind of build" FORCE)
+    set(CMAKE_BUILD_TYPE
+        RelWithDebInfo
+        CACHE STRING "Kind of build" FORCE)
 endif()
 
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
@@ -28,10 +30,18 @@ set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib:$ORIGIN")
 
 # Linked by every C and C++ target of ours.
 add_library(ferry_build INTERFACE)
-target_compile_options(ferry_build INTERFACE
-    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wundef -Wformat=2 -Werror
-    $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
-    $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-Wmissing-declarations>)
+target_compile_options(
+    ferry_build
+    INTERFACE -Wall
+              -Wextra
+              -Wpedantic
+              -Wshadow
+              -Wconversion
+              -Wundef
+              -Wformat=2
+              -Werror
+              $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
+              $<$<AND:$<COMPILE_LANGUAGE:CXX>,$<CXX_COMPILER_ID:GNU>>:-Wmissing-declarations>)
 
 # ferry_jar(NAME SOURCE_ROOT <dir> [CLASSPATH <jar>...] [MANIFEST_CLASS_PATH <entry>...])
 #
@@ -59,16 +69,19 @@ function(ferry_jar name)
     # Texts are put together by plain code: what a VM makes for it at run time delays every start.
     string(REPLACE ";" "\n" source_lines "${sources}")
     file(WRITE "${CMAKE_CURRENT_BINARY_DIR}/${name}.sources" "${source_lines}\n")
-    add_custom_command(OUTPUT "${jar}"
+    add_custom_command(
+        OUTPUT "${jar}"
         COMMAND "${CMAKE_COMMAND}" -E rm -rf "${classes}"
         COMMAND "${CMAKE_COMMAND}" -E make_directory "${classes}" "${FERRY_JAR_DIR}"
-        COMMAND "${Java_JAVAC_EXECUTABLE}" --release 17 -encoding UTF-8 -Xlint:all -Werror
-                -XDstringConcat=inline ${classpath_option} -d "${classes}"
-                "@${CMAKE_CURRENT_BINARY_DIR}/${name}.sources"
+        COMMAND
+            "${Java_JAVAC_EXECUTABLE}" --release 17 -encoding UTF-8 -Xlint:all -Werror
+            -XDstringConcat=inline ${classpath_option} -d "${classes}"
+            "@${CMAKE_CURRENT_BINARY_DIR}/${name}.sources"
         COMMAND "${Java_JAR_EXECUTABLE}" --create --file "${jar}" --manifest "${manifest}"
                 --date=2020-01-01T00:00:00Z -C "${classes}" .
         DEPENDS ${sources} ${ARG_CLASSPATH}
-        COMMENT "Building ${name}.jar" VERBATIM)
+        COMMENT "Building ${name}.jar"
+        VERBATIM)
     add_custom_target(${name} ALL DEPENDS "${jar}")
     set_target_properties(${name} PROPERTIES JAR_FILE "${jar}")
 endfunction()
@@ -86,9 +99,12 @@ function(ferry_adapter_jar name)
     list(TRANSFORM shared REPLACE "(.+)" "../../java/\\1.jar" OUTPUT_VARIABLE manifest)
     list(TRANSFORM ARG_LIBRARIES PREPEND "file:" OUTPUT_VARIABLE libraries)
     set(FERRY_JAR_DIR "${FERRY_ADAPTER_DIR}/${ARG_CLASS}")
-    ferry_jar(${name} SOURCE_ROOT "${ARG_SOURCE_ROOT}" CLASSPATH ${shared_jars} ${ARG_LIBRARIES}
+    ferry_jar(
+        ${name}
+        SOURCE_ROOT "${ARG_SOURCE_ROOT}"
+        CLASSPATH ${shared_jars} ${ARG_LIBRARIES}
         MANIFEST_CLASS_PATH ${manifest} ${libraries})
     add_dependencies(${name} ${shared})
     install(FILES "${FERRY_JAR_DIR}/${name}.jar"
-        DESTINATION "${FERRY_ADAPTER_INSTALL_DIR}/${ARG_CLASS}")
+            DESTINATION "${FERRY_ADAPTER_INSTALL_DIR}/${ARG_CLASS}")
 endfunction()

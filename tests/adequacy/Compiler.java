@@ -11,7 +11,7 @@ final class Compiler {
     public static void main(String[] arguments) throws Exception {
         JavaCompiler javac = ToolProvider.getSystemJavaCompiler();
         var lines = new BufferedReader(new InputStreamReader(System.in));
-        for (String line; (line = lines.readLine()) != null; ) {
+        for (String line; (line = lines.readLine()) != null;) {
             String[] parts = line.split("\t");
             try (var files = javac.getStandardFileManager(diagnostic -> {}, null, null)) {
                 var options = List.of("--release", "17", "-encoding", "UTF-8", "-nowarn",

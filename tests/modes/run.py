@@ -21,7 +21,7 @@ SOURCE = HERE.parents[1]
 
 
 def listed(name):
-    """Lines "pattern  # reason" of what is let pass; a pattern tells test and function."""
+    """Lines "pattern  # reason" of what is let pass; a pattern names test and function."""
     rows = [line.partition("  # ") for line in (HERE / name).read_text().splitlines()]
     assert all(reason for _, _, reason in rows), f"{name}: every line needs its reason"
     return [re.compile(pattern.strip(), re.S) for pattern, _, _ in rows]
@@ -65,13 +65,16 @@ def thread_findings(text, _):
     return [block for block in text.split("==================\n") if "WARNING: " in block]
 
 
+def frame_text(frame):
+    path = os.path.join(frame.findtext("dir", ""), frame.findtext("file", ""))
+    return "{} {}:{} {}".format(frame.findtext("fn"), os.path.normpath(path),
+                                frame.findtext("line", ""), frame.findtext("obj"))
+
+
 def memory_findings(text, _):
     found = []
     for error in xml.fromstring(text).iter("error"):
-        frames = ["{} {}:{} {}".format(frame.findtext("fn"), os.path.normpath(os.path.join(
-                      frame.findtext("dir", ""), frame.findtext("file", ""))),
-                      frame.findtext("line", ""), frame.findtext("obj"))
-                  for frame in error.find("stack").iter("frame")]
+        frames = [frame_text(frame) for frame in error.find("stack").iter("frame")]
         # Leaks are for asan; in XML valgrind always looks for them.
         if is_ours(frames) and not error.findtext("kind").startswith("Leak_"):
             found.append("\n    ".join([error.findtext("what"), *frames]))
@@ -124,7 +127,7 @@ MODES = {
         "UBSAN_OPTIONS": "print_stacktrace=1:abort_on_error=1"}),
     "tsan": Mode("tsan", thread_findings, ("plantedRace",), 5, {
         "TSAN_OPTIONS": SANITIZER + f":suppressions={HERE}/tsan.supp:atexit_sleep_ms=0:"
-                        "ignore_noninstrumented_modules=1:report_signal_unsafe=0"}),
+        "ignore_noninstrumented_modules=1:report_signal_unsafe=0"}),
     # A VM below valgrind takes minutes for what takes a second: of the tests that start one here
     # are the cases. The tests of a relay's death start themselves again.
     "memcheck": Mode("gcc", memory_findings, ("plantedUninitialised",), 10, prefix=(
@@ -132,9 +135,10 @@ MODES = {
         without=r"fuzz\.(file_rows|properties)|bridge\.(Bridge/Sweeps|CountsTest|(Policy/)?Vm|"
                 r"Hostile|Members|Threads).*|relay\.All/StopDeathTest.*"),
     # The build with frame pointers: a warning without the functions of ours cannot be judged.
-    "checkjni": Mode("clang", jni_findings, ("plantedMisuse",), 2, {
-        "JAVA_TOOL_OPTIONS": "-Xcheck:jni -XX:+UnlockDiagnosticVMOptions -XX:-DisplayVMOutput "
-                             "-XX:+LogVMOutput -XX:LogFile={reports}/report.%p"},
+    "checkjni": Mode(
+        "clang", jni_findings, ("plantedMisuse",), 2,
+        {"JAVA_TOOL_OPTIONS": "-Xcheck:jni -XX:+UnlockDiagnosticVMOptions -XX:-DisplayVMOutput "
+                              "-XX:+LogVMOutput -XX:LogFile={reports}/report.%p"},
         # One calls a method of an object that has none, which the VM reports; checked, it aborts.
         # The soak's threads warn into each other's lines.
         without=r"bridge\.Bridge/Cases\.ComeOutAsWritten/alien.*|Soak\..*"),

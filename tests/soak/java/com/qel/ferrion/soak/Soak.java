@@ -12,7 +12,7 @@ import java.nio.file.Path;
 import java.util.*;
 import javax.management.ObjectName;
 
-/** An adapter, and also each object that it makes. "act" tells an object what to do wrong. */
+/** An adapter, and also each object that it makes. "act" says what an object does wrong. */
 public final class Soak extends StreamReaderBase
         implements Adapter, DiscoveryConnection, Session, StreamWriter {
     private static final TypeCode OTHER = TypeCode.fromIdl("struct Other { double x; };", null);
@@ -133,19 +133,29 @@ public final class Soak extends StreamReaderBase
         return new Soak(properties, stream, null);
     }
 
-    @Override public void deleteStreamReader(StreamReader reader) { ((Soak) reader).close(); }
+    @Override public void deleteStreamReader(StreamReader reader) {
+        ((Soak) reader).close();
+    }
 
     @Override public void deleteStreamWriter(StreamWriter writer) {}
 
     @Override public void deleteSession(Session session) {}
 
-    @Override public StreamReader getInputStreamDiscoveryReader() { return discovery.get(0); }
+    @Override public StreamReader getInputStreamDiscoveryReader() {
+        return discovery.get(0);
+    }
 
-    @Override public StreamReader getOutputStreamDiscoveryReader() { return discovery.get(1); }
+    @Override public StreamReader getOutputStreamDiscoveryReader() {
+        return discovery.get(1);
+    }
 
-    @Override public Version getVersion() { return new Version(1, 0, 0, 0); }
+    @Override public Version getVersion() {
+        return new Version(1, 0, 0, 0);
+    }
 
-    @Override public String toString() { return "soak"; }
+    @Override public String toString() {
+        return "soak";
+    }
 
     /**
      * Global references but for those kept by contract and weak ones, as the VM counts them,

@@ -103,7 +103,7 @@ public final class RowsTarget {
         DynamicData data = new DynamicData(type, null);
         List<String> rows = new ArrayList<>();
         boolean last = false;
-        for (int at = 0; ; ) {
+        for (int at = 0;;) {
             if (!scanner.next(last)) {
                 if (last) {
                     return rows;
