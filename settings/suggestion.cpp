@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cctype>
 
+#include <fmt/format.h>
+
 namespace ferry {
 namespace {
 
@@ -61,7 +63,7 @@ std::string suggestion(const std::string &word, const std::vector<std::string> &
             least = edits;
         }
     }
-    return best.empty() ? "" : "; did you mean \"" + best + "\"?";
+    return best.empty() ? "" : fmt::format("; did you mean \"{}\"?", best);
 }
 
 } // namespace ferry

@@ -56,7 +56,7 @@ std::optional<VmCandidate> chooseVm(const std::filesystem::path &javaHome,
     VmSearch search;
     findVm(locations, search);
     if (search.chosen == nullptr) {
-        complain("ferry: " + noVmText(search));
+        complain(fmt::format("ferry: {}", noVmText(search)));
         return std::nullopt;
     }
     return *search.chosen;

@@ -155,14 +155,14 @@ std::string noVmText(const VmSearch &search)
 {
     std::string text;
     if (!search.rejection.empty()) {
-        text = search.rejection + ".\n  No other Java VM is tried when one is named.";
+        text = fmt::format("{}.\n  No other Java VM is tried when one is named.", search.rejection);
     } else {
         text = fmt::format("no Java VM of version {} or newer was found. Looked at:", oldestVm);
         for (const std::string &location : search.locations) {
             text += "\n  " + location;
         }
         for (const VmCandidate &candidate : search.candidates) {
-            text += "\n  " + candidate.home.string() + ": " + candidate.problem;
+            text += fmt::format("\n  {}: {}", candidate.home.string(), candidate.problem);
         }
     }
     return text + "\n  On Debian and Ubuntu: apt install openjdk-17-jre-headless";

@@ -36,7 +36,7 @@ private:
 void lookAtVm(const VmSearch &search, Findings &findings)
 {
     if (search.chosen == nullptr) {
-        findings.bad("Java VM: " + noVmText(search));
+        findings.bad(fmt::format("Java VM: {}", noVmText(search)));
         return;
     }
     const VmCandidate &chosen = *search.chosen;
@@ -72,7 +72,8 @@ void lookAtLibraries(const VmSearch &search, const Installation &installation, F
          {"libferryrelay.so", "libferryjni.so", "libqddscore.so", "libqddsc.so"}) {
         std::error_code error;
         if (!std::filesystem::exists(installation.libraries / name, error)) {
-            findings.bad("library missing: " + (installation.libraries / name).string());
+            findings.bad(
+                fmt::format("library missing: {}", (installation.libraries / name).string()));
             all = false;
         }
     }
@@ -81,7 +82,7 @@ void lookAtLibraries(const VmSearch &search, const Installation &installation, F
     }
     const std::string reason = loadAll(search, installation);
     if (!reason.empty()) {
-        findings.bad("libraries do not load: " + reason);
+        findings.bad(fmt::format("libraries do not load: {}", reason));
     } else {
         findings.good(fmt::format("libraries: {}{}", installation.libraries.string(),
                                   search.chosen == nullptr ? "" : " (loaded with this VM)"));
@@ -105,14 +106,14 @@ void lookAtPlugins(const Installation &installation, Findings &findings)
 void lookAtJars(const Installation &installation, Findings &findings)
 {
     for (const std::string &jar : installation.missingJars()) {
-        findings.bad("jar missing: " + jar);
+        findings.bad(fmt::format("jar missing: {}", jar));
     }
     for (const std::string &jar : installation.jars) {
-        findings.good("jar: " + jar);
+        findings.good(fmt::format("jar: {}", jar));
     }
     for (const std::string &javaClass : installation.adapters()) {
         for (const std::string &jar : installation.adapterJars(javaClass)) {
-            findings.good("jar: " + jar);
+            findings.good(fmt::format("jar: {}", jar));
         }
     }
 }

@@ -33,7 +33,8 @@ public:
         for (const std::string &setting : settings_) {
             const std::size_t at = setting.find('=');
             if (at == 0 || at == std::string::npos) {
-                throw CLI::ValidationError("--set", "takes NAME=VALUE, not " + setting);
+                throw CLI::ValidationError("--set",
+                                           fmt::format("takes NAME=VALUE, not {}", setting));
             }
             properties_.emplace_back(setting.substr(0, at), setting.substr(at + 1));
         }

@@ -6,6 +6,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <fmt/format.h>
+
 #include "launcher/installation.h"
 #include "launcher/verb.h"
 #include "process/exit_code.h"
@@ -136,15 +138,16 @@ int makeAdapter(const NewAdapter &wanted, const Installation &installation)
 {
     NewAdapter adapter = wanted;
     if (!isIdentifier(adapter.name)) {
-        return reject("\"" + adapter.name +
-                      "\" cannot begin the name of a Java class: letters, digits and '_', "
-                      "no digit first, no word of the language");
+        return reject(
+            fmt::format("\"{}\" cannot begin the name of a Java class: letters, digits and "
+                        "'_', no digit first, no word of the language",
+                        adapter.name));
     }
     if (adapter.package.empty()) {
         adapter.package = "org.example." + lower(adapter.name);
     }
     if (!isPackage(adapter.package)) {
-        return reject("\"" + adapter.package + "\" cannot be a Java package of yours");
+        return reject(fmt::format("\"{}\" cannot be a Java package of yours", adapter.package));
     }
     const fs::path directory = adapter.directory.empty() ? lower(adapter.name) : adapter.directory;
     const std::vector<ProjectFile> files =
@@ -152,7 +155,8 @@ int makeAdapter(const NewAdapter &wanted, const Installation &installation)
                 installation.jarDirectory);
     for (const ProjectFile &file : files) {
         if (fs::exists(fs::symlink_status(directory / file.path))) {
-            return reject((directory / file.path).string() + " is there already; nothing was made");
+            return reject(fmt::format("{} is there already; nothing was made",
+                                      (directory / file.path).string()));
         }
     }
     for (const ProjectFile &file : files) {
@@ -163,7 +167,7 @@ int makeAdapter(const NewAdapter &wanted, const Installation &installation)
             fs::permissions(path, fs::perms::owner_exec, fs::perm_options::add);
         }
         if (fs::file_size(path) != file.text.size()) {
-            return reject("cannot write " + path.string());
+            return reject(fmt::format("cannot write {}", path.string()));
         }
         std::printf("%s\n", path.c_str());
     }
