@@ -46,13 +46,13 @@ const DDS_TypeCode *primitive(uint8_t kind)
     switch (kind) {
     case xtypes::TI_STRING16_SMALL:
     case xtypes::TI_STRING16_LARGE:
-        what = "wide strings are";
+        what = "wide strings are not supported";
         break;
     case xtypes::TK_CHAR16:
-        what = "wide characters are";
+        what = "wide characters are not supported";
         break;
     case xtypes::TK_FLOAT128:
-        what = "long double is";
+        what = "long double is not supported";
         break;
     case xtypes::TI_PLAIN_MAP_SMALL:
     case xtypes::TI_PLAIN_MAP_LARGE:
