@@ -41,6 +41,7 @@ std::string DeadLetterFile::keep(const RouteSettings &route, const std::string &
         return opened.text;
     }
     std::vector<RejectedText> texts;
+    texts.reserve(records.size());
     for (const RejectedRecord &record : records) {
         texts.push_back({record.raw, record.reason, record.position});
     }

@@ -239,8 +239,8 @@ final class Output implements Closeable {
             out.getFD().sync();
         }
         opened.setLength(ending.whole());
-        LOG.log(Level.WARNING, "{0}: its last record was not whole: its {1} bytes have been cut off "
-                + "and put into {2}", path, Integer.toString(rest.length), torn.getFileName());
+        LOG.log(Level.WARNING, "{0}: its last record was not whole: its {1} bytes have been cut "
+                + "off and put into {2}", path, Integer.toString(rest.length), torn.getFileName());
     }
 
     private AdapterException exists(IOException cause) {
