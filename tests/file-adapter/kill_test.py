@@ -100,6 +100,7 @@ def main(ferry, kills, seed):
             source.stop()
             process.kill()
             process.wait()
+        assert list(folder.glob("relay.state/positions/*/in.csv"))
         arrived = ids_of(folder / "out.jsonl")
         lost = set(range(1, source.next_id + 1)) - set(arrived)
         twice = len(arrived) - len(set(arrived))

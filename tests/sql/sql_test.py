@@ -250,6 +250,7 @@ class SqlTest(unittest.TestCase):
                 source.commit()
         self.assertEqual([path.read_text() for path in files],
                          ['{"n":1}\n{"n":2}\n', '{"n":1}\n{"n":2}\n'])
+        self.assertTrue(list(self.directory.glob("relay.state/positions/*/one")))
         if not strace:
             self.skipTest("strace is not there: nobody sees whether positions are synced")
         self.assert_synced(next(calls for calls in map(

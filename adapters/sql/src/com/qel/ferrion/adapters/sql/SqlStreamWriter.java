@@ -50,7 +50,7 @@ final class SqlStreamWriter extends WriterBase {
             "members, separated by commas, that are not written").defaultTo("");
     private static final Setting<Duration> RETRY = Setting.duration("retry_for", Duration.ZERO,
             Duration.ofHours(24), "how long a batch is tried again that cannot be written; 0s is "
-            + "for ever").defaultTo(Duration.ofSeconds(60)).changeable();
+            + "for ever").defaultTo(Duration.ofSeconds(2)).changeable();
     static final Setting<?>[] SETTINGS = {SqlStreamReader.TABLE, MODE, CREATE, ON_DISPOSE, MARK,
             Once.NAME, REJECT_FILE, OMIT, SqlStreamReader.UNIT, SqlStreamReader.COLUMNS, RETRY};
     /** Bytes of values that wait in a driver's batch before they go to the database. */
