@@ -23,7 +23,7 @@ routes:
   copy:
     type: Row
     input: {{connection: disk, stream: in.csv,
-            properties: {{follow: true, linger: 1s, batch: {batch}}}}}
+            properties: {{follow: true, linger: 200ms, batch: {batch}}}}}
     outputs: [{{connection: disk, stream: out.jsonl}}]
 """
 
@@ -35,6 +35,8 @@ class Source:
         self.path, self.rng = path, rng
         self.next_id = self.files = 0
         self.done = threading.Event()
+        # Of a file that is renamed before anything was read nobody could know.
+        self.read = threading.Event()
         self.thread = threading.Thread(target=self.run)
         self.thread.start()
 
@@ -47,8 +49,9 @@ class Source:
             self.files += 1
             with open(self.path, "ab", buffering=0) as out:
                 out.write(b"id,text\n")
-                end = time.monotonic() + self.rng.uniform(4, 8)
-                while time.monotonic() < end and not self.done.is_set():
+                end = time.monotonic() + self.rng.choice([0.1, 0.5, 6])
+                while not self.done.is_set() and (time.monotonic() < end
+                                                  or not self.read.is_set()):
                     rows = "".join(self.row() for _ in range(self.rng.randrange(1, 30))).encode()
                     cut = self.rng.randrange(len(rows))
                     out.write(rows[:cut])
@@ -83,6 +86,10 @@ def main(ferry, kills, seed):
         source = Source(folder / "in.csv", rng)
         process = start()
         try:
+            while not list(folder.glob("relay.state/positions/*/in.csv")):
+                assert process.poll() is None, (folder / "log").read_text()
+                time.sleep(0.05)
+            source.read.set()
             for _ in range(kills):
                 time.sleep(rng.uniform(0.3, 2.5))
                 process.kill()
@@ -100,7 +107,6 @@ def main(ferry, kills, seed):
             source.stop()
             process.kill()
             process.wait()
-        assert list(folder.glob("relay.state/positions/*/in.csv"))
         arrived = ids_of(folder / "out.jsonl")
         lost = set(range(1, source.next_id + 1)) - set(arrived)
         twice = len(arrived) - len(set(arrived))

@@ -38,7 +38,9 @@ final class Input implements Closeable {
     private volatile long consumed;
     private volatile boolean waiting;
     /** Of the open file, to be known by in another process. */
-    private long number;
+    private volatile long number;
+    /** What is opened next: the name, or a file that had it and was renamed before it was read. */
+    private Path successor;
     /** Where reading goes on that another process has begun; null when that is done. */
     private FilePosition.Place resumed;
     /** The place that was asked for last, in a file that may have been closed since. */
@@ -56,6 +58,7 @@ final class Input implements Closeable {
             FilePosition position) throws IOException {
         this.quoteWait = quoteWait;
         this.path = path;
+        this.successor = path;
         this.follow = follow;
         this.scanner = scanner;
         boolean opened = position != null && position.place() != null && reopen(position);
@@ -96,7 +99,9 @@ final class Input implements Closeable {
     }
 
     private boolean open() throws IOException {
-        return open(path);
+        Path next = successor;
+        successor = path;
+        return open(next) || (!next.equals(path) && open(path));
     }
 
     private boolean open(Path name) throws IOException {
@@ -220,6 +225,7 @@ final class Input implements Closeable {
                 return true;
             }
             place(false);
+            successor = follow ? Rotation.behind(path, number) : path;
             close();
             return follow;
         }
@@ -259,7 +265,9 @@ final class Input implements Closeable {
                 return false;
             }
         } catch (NoSuchFileException moved) {
-            return false;
+            if (Rotation.behind(path, number).equals(path)) {
+                return false;
+            }
         }
         // Who renamed the file may still write to it: leave it only after some silence.
         long now = System.nanoTime();
@@ -285,7 +293,17 @@ final class Input implements Closeable {
                 return Files.exists(path);
             }
             return isQuoteOverdue() || open.length() != consumed || !keyOf(path).equals(key);
-        } catch (IOException closedOrMissing) {
+        } catch (NoSuchFileException missing) {
+            return hasRenamed();
+        } catch (IOException closed) {
+            return false;
+        }
+    }
+
+    private boolean hasRenamed() {
+        try {
+            return !Rotation.behind(path, number).equals(path);
+        } catch (IOException unreadable) {
             return false;
         }
     }
