@@ -70,7 +70,10 @@ class TwoHosts(Rig):
             route = [("Flat", ("files", f"{name}.jsonl", {"follow": "true"}),
                       [("dds", "t", {**qos, **kept, **patient})]),
                      ("Flat", ("dds", "t", qos), [("files", out)])][host]
-            return self.ferry(self.config([route], net), prefix=hosts.inside(host))
+            # A ferry that is started again goes on where the one before it stopped.
+            config = {**self.config([route], net),
+                      "state": str(self.directory / f"{name}.{host}.state")}
+            return self.ferry(config, prefix=hosts.inside(host))
         ferries, events = [start(host) for host in range(2)], list(events)
         with open(self.directory / f"{name}.jsonl", "w", buffering=1) as source:
             for i in range(seconds * RATE):
