@@ -86,7 +86,9 @@ Query &Query::bind(std::string_view text)
 Query &Query::bindBytes(const void *bytes, std::size_t length)
 {
     if (code_ == SQLITE_OK) {
-        code_ = sqlite3_bind_blob64(statement_, ++bound_, bytes, length, SQLITE_STATIC);
+        // No bytes are not NULL, whatever their address.
+        code_ = sqlite3_bind_blob64(statement_, ++bound_, length == 0 ? "" : bytes, length,
+                                    SQLITE_STATIC);
     }
     return *this;
 }
