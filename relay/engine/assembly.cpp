@@ -365,6 +365,7 @@ bool Assembly::openWriter(Route &route, WriterEnd &output, const StreamSettings 
     if (output.buffer != nullptr) {
         const bool good = openBuffer(route, output, settings);
         output.writer = good ? output.buffer->stream().writer() : nullptr;
+        output.takesAnything = true;
         return good;
     }
     output.delivery = deliveryOf(route.settings().session, settings, FERRY_SETTING_OF_WRITER);

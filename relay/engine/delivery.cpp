@@ -36,7 +36,8 @@ CallResult Delivery::step(CallGuard &guard)
     if (taken == part.count) {
         return accept(part);
     }
-    return route_.onError == OnError::retry ? retry(part, taken, begin) : lose(part, taken);
+    return route_.onError == OnError::retry ? retry(part, taken, reported, begin)
+                                            : lose(part, taken);
 }
 
 /// What is to be offered now.
@@ -110,7 +111,8 @@ CallResult Delivery::lose(const Loan &part, std::int32_t taken)
     return failed ? CallResult::failed : CallResult::flawed;
 }
 
-CallResult Delivery::retry(const Loan &part, std::int32_t taken, Clock::time_point begin)
+CallResult Delivery::retry(const Loan &part, std::int32_t taken, std::int32_t reported,
+                           Clock::time_point begin)
 {
     const Clock::time_point now = Clock::now();
     retries_.add(1);
@@ -128,12 +130,14 @@ CallResult Delivery::retry(const Loan &part, std::int32_t taken, Clock::time_poi
         countWritten(measured({part.samples, part.infos, taken}));
         settle(taken);
     }
-    if (environment.rejected() > 0 && retry_.skip() == 0) {
-        retry_.taken(taken);
-        bad_ = 1;
-        return setAside();
+    const bool isNamed = reported >= 0 && reported < part.count && environment.rejected() > 0;
+    if (isNamed && retry_.skip() == 0) {
+        return nameBad(taken, reported - taken);
     }
-    retry_.failed(part.count, taken, pending_.load(std::memory_order_relaxed), now - begin, now);
+    // Of what takes anything none is tried beside others: a small sample may have room, a large one
+    // not.
+    const std::int32_t left = end_.takesAnything ? 1 : pending_.load(std::memory_order_relaxed);
+    retry_.failed(part.count, taken, left, now - begin, now);
     if (retry_.exhausted(now)) {
         return stop(fmt::format(
             "the writer of {} has failed for {} s: {}", end_.label,
@@ -141,6 +145,19 @@ CallResult Delivery::retry(const Loan &part, std::int32_t taken, Clock::time_poi
             reason_));
     }
     return CallResult::failed;
+}
+
+/// The adapter says which sample is bad data: the one behind the `before` samples that follow
+/// those it has taken. These it may not have, so they are offered again, by themselves.
+CallResult Delivery::nameBad(std::int32_t taken, std::int32_t before)
+{
+    retry_.taken(taken);
+    if (before > 0) {
+        retry_.stopBefore(before);
+        return CallResult::failed;
+    }
+    bad_ = 1;
+    return setAside();
 }
 
 /// Has the bad samples kept elsewhere. While that fails nothing else is written.
@@ -171,6 +188,7 @@ CallResult Delivery::setAside()
     }
     dead_.add(static_cast<std::uint64_t>(bad.count));
     if (takenBehind_ > 0) {
+        retry_.kept();
         countWritten(measured(
             {bad.samples + bad_, bad.infos == nullptr ? nullptr : bad.infos + bad_, takenBehind_}));
     } else {

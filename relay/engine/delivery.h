@@ -77,7 +77,9 @@ private:
     std::int32_t takenOf(const Loan &part, std::int32_t reported);
     CallResult accept(const Loan &part);
     CallResult lose(const Loan &part, std::int32_t taken);
-    CallResult retry(const Loan &part, std::int32_t taken, Clock::time_point begin);
+    CallResult retry(const Loan &part, std::int32_t taken, std::int32_t reported,
+                     Clock::time_point begin);
+    CallResult nameBad(std::int32_t taken, std::int32_t before);
     CallResult setAside();
     void settle(std::int32_t count);
     void countWritten(const Loan &part);

@@ -58,10 +58,20 @@ public:
     /// samples there are behind those, `time` how long the call took.
     void failed(std::int32_t count, std::int32_t taken, std::int32_t left, Clock::duration time,
                 Clock::time_point now);
+    /// The next write is to end before the sample that is so far behind the first one.
+    void stopBefore(std::int32_t distance)
+    {
+        region_ = 2 * distance;
+    }
     /// The first sample has been set aside for what the adapter said of it.
     void setAside();
     /// What was found out cannot be kept at the moment: all is due again after a pause.
     void postpone(Clock::time_point now);
+    /// What could not be kept before is kept now.
+    void kept()
+    {
+        backoff_.reset();
+    }
     /// How often the first sample was offered alone.
     int attempts() const
     {

@@ -30,6 +30,8 @@ struct WriterEnd : RouteEnd {
     QEL_FerrionStreamWriter *writer = nullptr;
     /// What the adapter declares of it: FERRY_DELIVERY_... bits.
     std::uint32_t delivery = 0;
+    /// Whether there is no bad data for it, so that a failure is always one of the place.
+    bool takesAnything = false;
 };
 
 /// How a call went, the worse the higher. What is flawed was no success, but the next call may come
