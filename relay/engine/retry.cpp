@@ -40,7 +40,8 @@ void Retry::failed(std::int32_t count, std::int32_t taken, std::int32_t left, Cl
     if (taken > 0) {
         this->taken(taken);
     }
-    if (probe_ > 0 || count - taken == 1) {
+    // What follows a prefix that was taken has not been alone yet.
+    if (count == 1) {
         failedAlone(left, quick, now);
         return;
     }
