@@ -328,14 +328,14 @@ Transaction::~Transaction()
 
 StateResult Transaction::begin()
 {
-    const StateResult result = database_.query("BEGIN IMMEDIATE").run();
+    StateResult result = database_.query("BEGIN IMMEDIATE").run();
     open_ = result.ok();
     return result;
 }
 
 StateResult Transaction::commit()
 {
-    const StateResult result = database_.query("COMMIT").run();
+    StateResult result = database_.query("COMMIT").run();
     if (result.ok()) {
         open_ = false;
     } else if (result.fault != Fault::full && result.fault != Fault::busy) {

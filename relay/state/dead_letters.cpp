@@ -121,7 +121,7 @@ StateResult DeadLetters::checkRoom(std::uint64_t more)
     Query query = database_.query("SELECT bytes FROM total");
     const bool there = query.next();
     const auto bytes = there ? static_cast<std::uint64_t>(query.integer(0)) : 0;
-    const StateResult result = query.run();
+    StateResult result = query.run();
     if (!result.ok() || bytes == 0 || bytes + more <= settings_.maxBytes) {
         return result;
     }
@@ -206,7 +206,7 @@ StateResult DeadLetters::visit(std::int64_t after, bool whole,
                                const std::function<bool(const KeptLetter &)> &visit)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
-    const StateResult result = ready();
+    StateResult result = ready();
     if (!result.ok()) {
         return result;
     }
@@ -238,14 +238,19 @@ StateResult DeadLetters::visit(std::int64_t after, bool whole,
     return query.result();
 }
 
-StateResult DeadLetters::remove(std::int64_t id, std::int64_t attempts, bool &deleted)
+StateResult DeadLetters::remove(const std::vector<Seen> &letters, std::size_t &deleted)
 {
     return change([&] {
-        Query query =
-            database_.query("DELETE FROM letters WHERE id = ? AND attempts = ? RETURNING id");
-        query.bind(id).bind(attempts);
-        deleted = query.next();
-        return query.run();
+        StateResult result;
+        deleted = 0;
+        for (std::size_t i = 0; result.ok() && i < letters.size(); ++i) {
+            Query query =
+                database_.query("DELETE FROM letters WHERE id = ? AND attempts = ? RETURNING id");
+            query.bind(letters[i].id).bind(letters[i].attempts);
+            deleted += query.next() ? 1 : 0;
+            result = query.run();
+        }
+        return result;
     });
 }
 

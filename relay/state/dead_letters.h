@@ -48,7 +48,7 @@ struct KeptLetter : DeadLetterAbout {
     std::string position;
     /// The sample as JSON (its beginning if it is long), or the record.
     std::string text;
-    /// The samples's CDR, and its information in the form of a row of a store; empty for a record.
+    /// The sample's CDR, and its information in the form of a row of a store; empty for a record.
     std::vector<std::uint8_t> cdr;
     std::vector<std::uint8_t> info;
 };
@@ -76,9 +76,14 @@ public:
     /// filled if `whole`. It must not call back.
     StateResult visit(std::int64_t after, bool whole,
                       const std::function<bool(const KeptLetter &)> &visit);
-    /// Deletes a letter unless it has been tried again since: if it still has that many attempts.
-    /// `deleted` tells whether it was there and is gone.
-    StateResult remove(std::int64_t id, std::int64_t attempts, bool &deleted);
+    /// A letter as it was looked at.
+    struct Seen {
+        std::int64_t id;
+        std::int64_t attempts;
+    };
+    /// Deletes letters but for those that have been tried again since; `deleted` tells how many.
+    /// All of them, or none.
+    StateResult remove(const std::vector<Seen> &letters, std::size_t &deleted);
     /// It was tried again, in vain.
     StateResult failedAgain(std::int64_t id, const std::string &reason, std::int64_t attempts);
 

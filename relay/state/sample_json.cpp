@@ -76,8 +76,11 @@ void JsonText::structure(const DDS_TypeCode &type, const std::string &path)
     text_ += '{';
     for (std::uint32_t i = 0; i < DDS_TypeCode_get_member_count(&type) && !full(); ++i) {
         const std::string name = DDS_TypeCode_get_member_name(&type, i);
-        text_ += (i == 0 ? "" : ",") + quoted(name) + ':';
-        value(*DDS_TypeCode_get_member_type(&type, i), path.empty() ? name : path + '.' + name, 0);
+        text_ += i == 0 ? "" : ",";
+        text_ += quoted(name);
+        text_ += ':';
+        value(*DDS_TypeCode_get_member_type(&type, i),
+              path.empty() ? name : fmt::format("{}.{}", path, name), 0);
     }
     text_ += '}';
 }

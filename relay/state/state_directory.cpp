@@ -33,7 +33,7 @@ bool writeAll(int descriptor, const std::string &text)
     return ::pwrite(descriptor, text.data(), text.size(), 0) == static_cast<ssize_t>(text.size());
 }
 
-std::string withoutNewline(std::string text)
+std::string withoutNewline(const std::string &text)
 {
     return text.substr(0, text.find('\n'));
 }

@@ -24,7 +24,7 @@ Store::~Store()
 StateResult Store::open()
 {
     const Lock lock(mutex_);
-    const StateResult result = file_.open();
+    StateResult result = file_.open();
     show();
     return result;
 }
@@ -40,7 +40,7 @@ StateResult Store::append(const SampleList &samples)
     change.lent = std::max(change.lent, change.delivered);
     change.bytes = bytes_.data();
     change.rows = &rows_;
-    const StateResult result = apply(change);
+    StateResult result = apply(change);
     appended_ = true;
     committed_.notify_one();
     return result;
@@ -49,7 +49,7 @@ StateResult Store::append(const SampleList &samples)
 StateResult Store::apply(const StoreChange &change)
 {
     const Ticks::time_point begin = Ticks::now();
-    const StateResult result = file_.apply(change);
+    StateResult result = file_.apply(change);
     if (result.ok()) {
         commitTime_ = Ticks::now() - begin;
     }

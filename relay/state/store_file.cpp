@@ -68,7 +68,7 @@ StateResult StoreFile::open()
 StateResult StoreFile::apply(const StoreChange &change)
 {
     bool room = true;
-    const StateResult result = attempt([&] { return commit(change, room); });
+    StateResult result = attempt([&] { return commit(change, room); });
     if (result.ok() && !room && settings_.whenFull == WhenFull::block) {
         return {Fault::full, fmt::format("the store {} is full: {} of {} bytes", database_.name(),
                                          counts_.bytes, settings_.maxBytes)};
@@ -120,7 +120,7 @@ StateResult StoreFile::makeRoom(const StoreChange &change, Counts &counts, bool 
     };
     bool dropped = settings_.whenFull == WhenFull::dropOldest;
     while (!fits() && dropped) {
-        const StateResult result = dropOne(change.lent, counts, dropped);
+        StateResult result = dropOne(change.lent, counts, dropped);
         if (!result.ok()) {
             return result;
         }
@@ -165,7 +165,7 @@ StateResult StoreFile::insert(const StoreChange &change, Counts &counts)
     const std::int64_t now = wallMilliseconds();
     for (const SliceRow &row : *change.rows) {
         const std::uint8_t *const bytes = change.bytes + row.from;
-        const StateResult result =
+        StateResult result =
             database_
                 .query("INSERT INTO slices (first, count, length, time, hash, samples)"
                        " VALUES (?, ?, ?, ?, ?, ?)")
@@ -190,7 +190,7 @@ StateResult StoreFile::save(Counts &counts)
 {
     Query oldest = database_.query("SELECT time FROM slices ORDER BY first LIMIT 1");
     counts.oldest = oldest.next() ? oldest.integer(0) : 0;
-    const StateResult result = oldest.run();
+    StateResult result = oldest.run();
     if (!result.ok()) {
         return result;
     }

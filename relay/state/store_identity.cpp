@@ -99,7 +99,7 @@ StateResult StoreFile::addOwner()
         std::max(settings_.firstNumber != 0 ? settings_.firstNumber : timeAsNumber(), counts_.next);
     counts.dropped = counts_.dropped;
     counts.damaged = counts_.damaged + counts_.samples;
-    const StateResult result =
+    StateResult result =
         database_.query("INSERT INTO store VALUES (?, ?, ?, ?, ?, 0, 0, ?, ?)")
             .bind(settings_.route)
             .bind(settings_.output)
