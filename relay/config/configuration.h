@@ -10,6 +10,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -106,6 +107,9 @@ struct BufferSettings {
     std::filesystem::path path;
     std::uint64_t maxBytes = 0;
     WhenFull whenFull = WhenFull::block;
+    /// The dead letters of the file `path` that are to go to the output once more, by their
+    /// numbers, and nothing else; empty for a buffer that a route fills.
+    std::set<std::int64_t> letters = {};
 };
 
 /// A buffer, with whose it is.

@@ -1,6 +1,7 @@
 #include "engine/buffered_output.h"
 
 #include "engine/log.h"
+#include "state/dead_letter_buffer.h"
 #include "state/memory_queue.h"
 #include "state/store.h"
 
@@ -14,9 +15,23 @@ std::filesystem::path fileOf(const OutputBuffer &settings, const StateDirectory 
                : settings.settings.path;
 }
 
+const char *kindOf(const BufferSettings &settings)
+{
+    if (!settings.letters.empty()) {
+        return "dead letters";
+    }
+    return settings.stored ? "store" : "queue";
+}
+
 std::unique_ptr<SampleBuffer> bufferFor(const OutputBuffer &settings,
                                         const StateDirectory &directory)
 {
+    if (!settings.settings.letters.empty()) {
+        return std::make_unique<DeadLetterBuffer>(
+            settings.settings.path,
+            DeadLetterBuffer::Choice{settings.settings.letters, settings.maxSamples,
+                                     settings.batchBytes});
+    }
     if (!settings.settings.stored) {
         return std::make_unique<MemoryQueue>(MemoryQueue::Limits{
             settings.settings.maxBytes, settings.maxSamples, settings.batchBytes});
@@ -41,8 +56,7 @@ std::unique_ptr<SampleBuffer> bufferFor(const OutputBuffer &settings,
 BufferedOutput::BufferedOutput(const OutputBuffer &settings, StateDirectory &directory,
                                std::function<void()> onRoom)
     : settings_(settings), directory_(directory),
-      label_(fmt::format("the {} of {}", settings.settings.stored ? "store" : "queue",
-                         settings.output)),
+      label_(fmt::format("the {} of {}", kindOf(settings.settings), settings.output)),
       buffer_(bufferFor(settings, directory)),
       stream_(std::make_unique<StoredStream>(*buffer_, settings.type, std::move(onRoom)))
 {

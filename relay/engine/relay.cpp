@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "engine/dead_letter_file.h"
 #include "engine/log.h"
+#include "engine/retried_letters.h"
 
 namespace ferry {
 namespace {
@@ -24,9 +24,7 @@ std::vector<std::unique_ptr<Session>> makeSessions(const Configuration &configur
 Relay::Relay(const Configuration &configuration, PluginHost &host, Reporter &reporter,
              DeadLetterKeeper *keeper)
     : configuration_(configuration), host_(host), state_(configuration.state),
-      letters_(keeper == nullptr && !configuration.state.empty()
-                   ? std::make_unique<DeadLetterFile>(state_, configuration.deadLetterBytes)
-                   : nullptr),
+      letters_(keeper == nullptr ? makeKeeper(configuration, state_) : nullptr),
       sessions_(makeSessions(configuration, host, [this] { notify(); })),
       assembly_(configuration, host, reporter, registry_, sessions_, buffers_,
                 [this] { notify(); }),

@@ -20,6 +20,7 @@ const char *const footer = R"(Examples:
   ferry run weather.yaml --until-idle=5 --quiet
   ferry list streams --domain 7            what is on a DDS domain
   ferry list streams weather.yaml --idl    what the connections of a file announce, with types
+  ferry dead weather.yaml ls               what was set aside as bad data
   ferry new adapter Gauge                  makes a project for an adapter in Java
   ferry doctor                             what is installed, what is missing
 

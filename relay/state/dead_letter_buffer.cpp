@@ -4,8 +4,8 @@
 
 namespace ferry {
 
-DeadLetterBuffer::DeadLetterBuffer(DeadLetters &letters, Choice choice)
-    : letters_(letters), choice_(std::move(choice)), left_(choice_.ids.size())
+DeadLetterBuffer::DeadLetterBuffer(const std::filesystem::path &file, Choice choice)
+    : letters_({file, 0, false, {}, ""}), choice_(std::move(choice)), left_(choice_.ids.size())
 {
 }
 

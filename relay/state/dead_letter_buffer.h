@@ -21,8 +21,8 @@ public:
         std::uint64_t sliceBytes = 8U << 20;
     };
 
-    /// `letters` outlives it. The chosen ones are samples of one type.
-    DeadLetterBuffer(DeadLetters &letters, Choice choice);
+    /// The chosen letters are samples of one type.
+    DeadLetterBuffer(const std::filesystem::path &file, Choice choice);
 
     /// Nothing comes in here.
     StateResult append(const SampleList &samples) override;
@@ -34,7 +34,7 @@ public:
 private:
     bool take(const KeptLetter &letter, StoredSlice &slice);
 
-    DeadLetters &letters_;
+    DeadLetters letters_;
     const Choice choice_;
     std::int64_t after_ = 0;
     std::vector<DeadLetters::Seen> lent_;

@@ -99,16 +99,15 @@ StateResult StoreFile::addOwner()
         std::max(settings_.firstNumber != 0 ? settings_.firstNumber : timeAsNumber(), counts_.next);
     counts.dropped = counts_.dropped;
     counts.damaged = counts_.damaged + counts_.samples;
-    StateResult result =
-        database_.query("INSERT INTO store VALUES (?, ?, ?, ?, ?, 0, 0, ?, ?)")
-            .bind(settings_.route)
-            .bind(settings_.output)
-            .bind(name)
-            .bind(idl)
-            .bind(counts.next)
-            .bind(counts.dropped)
-            .bind(counts.damaged)
-            .run();
+    StateResult result = database_.query("INSERT INTO store VALUES (?, ?, ?, ?, ?, 0, 0, ?, ?)")
+                             .bind(settings_.route)
+                             .bind(settings_.output)
+                             .bind(name)
+                             .bind(idl)
+                             .bind(counts.next)
+                             .bind(counts.dropped)
+                             .bind(counts.damaged)
+                             .run();
     if (result.ok()) {
         counts_ = counts;
         known_ = true;

@@ -1,8 +1,10 @@
 // What becomes of samples that an output does not take, and of routes that are out of service.
 #include <algorithm>
 
+#include "launcher/retry_plan.h"
 #include "qddsc/dynamic_data.h"
 #include "relay_fixture.h"
+#include "state/state_directory.h"
 
 namespace {
 
@@ -129,6 +131,57 @@ TEST_F(DeliveryTest, FindsTheSamplesThatAreBadDataAndSetsThemAside)
     EXPECT_EQ(reasons.substr(0, 13), "b/x: bad row\n");
     EXPECT_TRUE(logged("cannot be set aside: no room")) << log;
     EXPECT_EQ(totals("r").dead, bad.size());
+}
+
+/// Of two letters one is taken by then. The other stays, with how often it has been tried.
+TEST_F(DeliveryTest, WritesDeadLettersOnceMore)
+{
+    char name[] = "/tmp/ferry-letters-XXXXXX";
+    configuration.state = std::filesystem::path(mkdtemp(name)) / "state";
+    configuration.deadLetterBytes = 1U << 20;
+    keeper = nullptr;
+    RouteSettings &route = addRetrying("r", "a/in", {"b/x"});
+    const DDS_StructMember members[] = {
+        {"n", DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
+        {"rest", DDS_TypeCode_create_sequence(DDS_TypeCode_get_primitive(DDS_TK_OCTET), 0, nullptr),
+         0}};
+    route.type =
+        DDS_TypeCode_create_struct("Sample", nullptr, DDS_EXTENSIBILITY_FINAL, members, 2, nullptr);
+    script.streams["in"].reads = {{upTo(9), ""}};
+    Values bad = {2, 3, 7};
+    const Values &taken =
+        collect("x", [&](int n) { return std::find(bad.begin(), bad.end(), n) != bad.end(); });
+    EXPECT_EQ(runUntilIdle(), exitErrors);
+    const std::filesystem::path file = StateDirectory(configuration.state).deadLetters();
+    DeadLetters letters({file, 0, false, {}, ""});
+    const auto all = [&letters] {
+        std::vector<KeptLetter> found;
+        letters.visit(0, false, [&](const KeptLetter &letter) {
+            found.push_back(letter);
+            return true;
+        });
+        return found;
+    };
+    std::vector<KeptLetter> chosen = all();
+    ASSERT_EQ(chosen.size(), 3U);
+    EXPECT_EQ(chosen[2].reason + chosen[2].text, "bad row{\"n\":7,\"rest\":[]}");
+    chosen.pop_back();
+
+    RetryPlan plan = planRetry(configuration, file, chosen);
+    EXPECT_TRUE(plan.impossible.empty());
+    bad = {3, 7};
+    Supervisor again(plan.configuration, script, reporter, console, options);
+    EXPECT_EQ(again.run(), exitErrors);
+    EXPECT_EQ(taken, (Values{1, 4, 5, 6, 8, 9, 2}));
+    const std::vector<KeptLetter> left = all();
+    ASSERT_EQ(left.size(), 2U);
+    EXPECT_EQ(left[0].text, "{\"n\":3,\"rest\":[]}");
+    EXPECT_GT(left[0].attempts, chosen[1].attempts);
+
+    configuration.routes[0].outputs[0].stream = "y";
+    EXPECT_EQ(planRetry(configuration, file, left).impossible[left[0].id],
+              "the file has no route \"r\" with an output \"b/x\"");
+    std::filesystem::remove_all(configuration.state.parent_path());
 }
 
 /// Without a place for bad data, for a sample that has no neighbour to compare it with, and after
