@@ -50,11 +50,9 @@ template<class Operation> StateResult StoreFile::attempt(Operation &&operation)
         if (result.fault == Fault::io) {
             database_.close();
         }
-        const std::string lost =
-            counts_.samples == 0
-                ? ""
-                : fmt::format(", and the {} samples in it are lost", counts_.samples);
-        if (result.fault != Fault::corrupt || !again || !database_.setAside(result, lost)) {
+        if (result.fault != Fault::corrupt || !again ||
+            !database_.setAside(
+                result, fmt::format(", and the {} samples in it are lost", counts_.samples))) {
             return result;
         }
     }
