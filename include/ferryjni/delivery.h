@@ -30,8 +30,13 @@ FERRYJNI_BEGIN
 #define FERRY_DELIVERY_IDEMPOTENT 0x08U
 /** A writer: it keeps the publication_sequence_number of the last sample together with the samples,
  * in one transaction, and counts samples as taken that are not above it, without writing them. A
- * sample without a number is rejected. */
+ * sample whose number is below zero is written whatever was written before, and its number is not
+ * kept. A sample without a number is rejected. */
 #define FERRY_DELIVERY_ONCE 0x10U
+/** A reader: the publication_sequence_number of its samples rises as long as they have one
+ * publication_handle, and a sample that is lent again has the two that it had before. A store then
+ * leaves out what it has had. A sample without a number, 0, is never left out. */
+#define FERRY_DELIVERY_NUMBERS 0x20U
 
 /** The function that a plug-in may export. Callable on any thread, before the entry point and
  * without it.

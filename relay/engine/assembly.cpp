@@ -6,6 +6,7 @@
 #include "engine/guarantee.h"
 #include "engine/log.h"
 #include "engine/stream_description.h"
+#include "ferryjni/delivery.h"
 
 namespace ferry {
 namespace {
@@ -339,6 +340,33 @@ std::uint32_t Assembly::deliveryOf(std::size_t session, const StreamSettings &en
     return host_.delivery(adapter, role, properties);
 }
 
+bool Assembly::numbers(const RouteSettings &route)
+{
+    return !route.input.buffer && (deliveryOf(route.session, route.input, FERRY_SETTING_OF_READER) &
+                                   FERRY_DELIVERY_NUMBERS) != 0;
+}
+
+/// Whether an output leaves out samples by their numbers and no store gives the numbers. Those of a
+/// source rise only as long as it has one handle.
+bool Assembly::lacksStore(const RouteSettings &route, const StreamSettings &output)
+{
+    const bool stored =
+        route.input.buffer && configuration_.buffers[*route.input.buffer].settings.stored;
+    return !stored && !output.buffer &&
+           (deliveryOf(route.session, output, FERRY_SETTING_OF_WRITER) & FERRY_DELIVERY_ONCE) != 0;
+}
+
+void Assembly::rejectOutput(const Route &route, const StreamSettings &settings)
+{
+    const std::string text =
+        fmt::format("output {}/{} writes each sample once by its number, and only a store gives "
+                    "numbers: add \"store: {{}}\" to the output",
+                    configuration_.connections[settings.connection].name, settings.stream);
+    ++problems_;
+    logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}", text);
+    reporter_.bad(fmt::format("route {}", route.name()), text, settings.place);
+}
+
 /// Opens what stands between two routes; false after reporting why that failed.
 bool Assembly::openBuffer(Route &route, RouteEnd &end, const StreamSettings &settings)
 {
@@ -365,10 +393,15 @@ bool Assembly::openWriter(Route &route, WriterEnd &output, const StreamSettings 
     if (output.buffer != nullptr) {
         const bool good = openBuffer(route, output, settings);
         output.writer = good ? output.buffer->stream().writer() : nullptr;
+        output.buffer->stream().setNumbered(numbers(route.settings()));
         output.takesAnything = true;
         return good;
     }
     output.delivery = deliveryOf(route.settings().session, settings, FERRY_SETTING_OF_WRITER);
+    if (lacksStore(route.settings(), settings)) {
+        rejectOutput(route, settings);
+        return false;
+    }
     output.writer = openEnd<QEL_FerrionStreamWriter>(
         route, output, settings, "writer",
         [&](const PluginSession &owner, const QEL_FerrionStreamInfo *info,

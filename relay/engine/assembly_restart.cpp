@@ -12,14 +12,17 @@ bool Assembly::mayRestart(const Adapter &adapter) const
            adapter.plugin != nullptr && !adapter.occupied;
 }
 
-bool Assembly::isPossible(const RouteSettings &route) const
+bool Assembly::isPossible(const RouteSettings &route)
 {
     const auto possible = [this](const StreamSettings &end) {
         return end.buffer ? !buffers_[*end.buffer]->isRejected()
                           : mayRestart(*connections_[end.connection]->adapter);
     };
-    return possible(route.input) &&
-           std::all_of(route.outputs.begin(), route.outputs.end(), possible);
+    return possible(route.input) && std::all_of(route.outputs.begin(), route.outputs.end(),
+                                                [&](const StreamSettings &output) {
+                                                    return possible(output) &&
+                                                           !lacksStore(route, output);
+                                                });
 }
 
 bool Assembly::isReconnecting(std::size_t connection) const

@@ -130,6 +130,9 @@ CallResult Delivery::retry(const Loan &part, std::int32_t taken, std::int32_t re
         countWritten(measured({part.samples, part.infos, taken}));
         settle(taken);
     }
+    if (output_.retry.onlyOnce && part.count == 1) {
+        return nameBad(0, 0);
+    }
     const bool isNamed = reported >= 0 && reported < part.count && environment.rejected() > 0;
     if (isNamed && retry_.skip() == 0) {
         return nameBad(taken, reported - taken);

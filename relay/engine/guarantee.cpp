@@ -38,8 +38,8 @@ std::string lossOf(const Configuration &configuration, const RouteSettings &rout
 std::string guaranteeOf(const Configuration &configuration, const RouteSettings &route,
                         const DeliveryOf &delivery)
 {
-    const bool repeats =
-        (delivery(route.input, FERRY_SETTING_OF_READER) & FERRY_DELIVERY_REPEATS) != 0;
+    const std::uint32_t input = delivery(route.input, FERRY_SETTING_OF_READER);
+    const bool repeats = (input & FERRY_DELIVERY_REPEATS) != 0;
     bool once = true;
     bool numbered = false;
     bool anyRequired = false;
@@ -64,8 +64,9 @@ std::string guaranteeOf(const Configuration &configuration, const RouteSettings 
     if (!repeats) {
         return fmt::format("{} from the store on: the input cannot repeat", word);
     }
-    // What comes again before it is stored gets new numbers.
-    return once && numbered ? fmt::format("{} from the store on", word) : word;
+    // What comes again before it is stored gets new numbers, unless the store can tell.
+    const bool told = (input & FERRY_DELIVERY_NUMBERS) != 0;
+    return once && numbered && !told ? fmt::format("{} from the store on", word) : word;
 }
 
 } // namespace ferry

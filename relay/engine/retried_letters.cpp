@@ -11,14 +11,14 @@ RetriedLetters::RetriedLetters(const std::filesystem::path &file)
 {
 }
 
-/// The samples' numbers are those of their letters.
+/// The samples' numbers are those of their letters, below zero.
 std::string RetriedLetters::keep(const DeadLetter &letter)
 {
     StateResult result;
     for (std::int32_t i = 0; result.ok() && i < letter.samples.count; ++i) {
         const DDS_SequenceNumber_t &number = letter.samples.infos[i]->publication_sequence_number;
-        result = letters_.failedAgain(std::int64_t{number.high} << 32 | number.low, letter.reason,
-                                      letter.attempts);
+        result = letters_.failedAgain(-(std::int64_t{number.high} << 32 | number.low),
+                                      letter.reason, letter.attempts);
     }
     return result.text;
 }

@@ -77,7 +77,7 @@ std::int32_t StoredStream::write(QEL_FerrionStreamWriter *writer, void *const *s
                                  QEL_FerrionEnvironment *environment)
 {
     StoredStream &self = *static_cast<Writer *>(writer)->stream;
-    const StateResult result = self.buffer_.append({samples, infos, count});
+    const StateResult result = self.buffer_.append({samples, infos, count, self.numbered_});
     if (!result.ok()) {
         self.fullAt_.store(result.fault == Fault::full ? self.buffer_.level().bytes : 0);
         fail(environment, result.text);

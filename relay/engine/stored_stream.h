@@ -49,6 +49,11 @@ public:
     {
         return &reader_;
     }
+    /// Before the first write: whether the samples' numbers tell those that come again.
+    void setNumbered(bool numbered)
+    {
+        numbered_ = numbered;
+    }
     /// The listener is signalled at once if samples are waiting. Any thread, while no route reads.
     void start(const QEL_FerrionStreamReaderListener &listener);
     /// Any thread, while no route reads.
@@ -81,6 +86,7 @@ private:
     const std::function<void()> onRoom_;
     Writer writer_;
     Reader reader_;
+    bool numbered_ = false;
 
     std::mutex listenerMutex_;
     QEL_FerrionStreamReaderListener listener_{};

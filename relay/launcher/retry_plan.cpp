@@ -61,7 +61,8 @@ void addRoute(Configuration &configuration, const Target &target, const std::fil
     buffer.route = target.route->name;
     buffer.output = letters.front()->end;
     buffer.type = target.route->type;
-    buffer.maxSamples = target.output->maxSamplesPerWrite;
+    // One at a time: what became of it is noted before the next one is tried.
+    buffer.maxSamples = 1;
     buffer.batchBytes = target.output->batchBytes;
     RouteSettings route = *target.route;
     route.name = fmt::format("dead letters of {} to {}", route.name, buffer.output);
@@ -69,7 +70,7 @@ void addRoute(Configuration &configuration, const Target &target, const std::fil
     route.input.connection = noConnection;
     route.input.buffer = configuration.buffers.size();
     route.outputs = {*target.output};
-    // A place that is away is tried again; what is bad data again goes back to its letter.
+    route.outputs.front().retry.onlyOnce = true;
     route.onError = OnError::retry;
     route.deadLetters = true;
     configuration.buffers.push_back(std::move(buffer));

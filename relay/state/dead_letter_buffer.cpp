@@ -36,7 +36,7 @@ bool DeadLetterBuffer::take(const KeptLetter &letter, StoredSlice &slice)
     }
     const std::size_t from = slice.size();
     std::copy(row.begin(), row.end(), slice.grow(row.size()));
-    if (slice.decode(from, letter.id, 1)) {
+    if (slice.decode(from, -letter.id, 1)) {
         lent_.push_back({letter.id, letter.attempts});
     }
     return slice.count() < choice_.maxSamples;

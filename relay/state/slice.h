@@ -19,6 +19,9 @@ struct SampleList {
     void *const *samples = nullptr;
     DDS_SampleInfo *const *infos = nullptr;
     std::int32_t count = 0;
+    /// Whether a sample that comes again has the publication_handle and the
+    /// publication_sequence_number that it had before.
+    bool numbered = false;
 };
 
 /// Samples that are kept together, as bytes of a larger buffer.

@@ -31,7 +31,11 @@ StateResult Store::open()
 
 StateResult Store::append(const SampleList &samples)
 {
-    layOut(samples, settings_.maxSamples, settings_.sliceBytes, bytes_, rows_);
+    const SampleList fresh = file_.newOf(samples);
+    if (fresh.count == 0) {
+        return {};
+    }
+    layOut(fresh, settings_.maxSamples, settings_.sliceBytes, bytes_, rows_);
     const Lock lock(mutex_);
     StoreChange change;
     // In this order: what is no longer lent is known as delivered.

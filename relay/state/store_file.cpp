@@ -90,6 +90,9 @@ StateResult StoreFile::commit(const StoreChange &change, bool &room)
     result = transaction.commit();
     if (result.ok()) {
         counts_ = counts;
+        if (change.rows != nullptr && isSettled(room)) {
+            marks_.accept();
+        }
         removed_ = std::max(removed_, change.delivered);
     }
     return result;
@@ -100,11 +103,20 @@ StateResult StoreFile::change(const StoreChange &change, Counts &counts, bool &r
     StateResult result = removeDelivered(change.delivered, counts);
     if (result.ok() && change.rows != nullptr) {
         result = makeRoom(change, counts, room);
+        if (result.ok() && isSettled(room)) {
+            result = marks_.save(database_, counts.next);
+        }
         if (result.ok() && room) {
             result = insert(change, counts);
         }
     }
     return result.ok() ? save(counts) : result;
+}
+
+/// Whether nobody will append again what there may be no room for.
+bool StoreFile::isSettled(bool room) const
+{
+    return room || settings_.whenFull == WhenFull::dropNewest;
 }
 
 /// A store that keeps nothing takes any append, so that none waits for ever.

@@ -9,6 +9,7 @@
 #include "qddsc/type_code.h"
 #include "state/database.h"
 #include "state/sample_buffer.h"
+#include "state/source_marks.h"
 
 namespace ferry {
 
@@ -64,8 +65,14 @@ public:
 
     /// Before anything else; after a failure it may be called again.
     StateResult open();
-    /// All of the change, synced, or nothing of it. `full`: the rows have no room; what was
-    /// delivered has gone all the same.
+    /// What of the samples has not been appended yet. The thread that appends, without the others
+    /// being kept out.
+    SampleList newOf(const SampleList &samples)
+    {
+        return marks_.newOf(samples);
+    }
+    /// All of the change, synced, or nothing of it; its rows are those of the last newOf(). `full`:
+    /// the rows have no room; what was delivered has gone all the same.
     StateResult apply(const StoreChange &change);
     /// Fills an empty slice with the rows behind the number `after`, as many as it may have.
     StateResult read(std::int64_t after, StoredSlice &slice);
@@ -103,6 +110,7 @@ private:
 
     StateResult commit(const StoreChange &change, bool &room);
     StateResult change(const StoreChange &change, Counts &counts, bool &room);
+    bool isSettled(bool room) const;
     StateResult makeRoom(const StoreChange &change, Counts &counts, bool &room);
     StateResult removeDelivered(std::int64_t last, Counts &counts);
     StateResult dropOne(std::int64_t behind, Counts &counts, bool &dropped);
@@ -117,6 +125,7 @@ private:
     const StoreSettings &settings_;
     Database database_;
     Counts counts_;
+    SourceMarks marks_;
     std::int64_t removed_ = 0;
     /// Whether the counts have ever been those of the file.
     bool known_ = false;

@@ -11,14 +11,17 @@ namespace ferry {
 namespace {
 
 const DatabaseKind storeKind = {
-    "store", 0x464a7374, 1,
+    "store", 0x464a7374, 2,
     "CREATE TABLE store (route TEXT NOT NULL, output TEXT NOT NULL, type TEXT NOT NULL,"
     " idl TEXT NOT NULL, next INTEGER NOT NULL, samples INTEGER NOT NULL, bytes INTEGER NOT NULL,"
     " dropped INTEGER NOT NULL, damaged INTEGER NOT NULL);"
     // A slice a row, by the number of its first sample.
     "CREATE TABLE slices (first INTEGER PRIMARY KEY, count INTEGER NOT NULL,"
     " length INTEGER NOT NULL, time INTEGER NOT NULL, hash INTEGER NOT NULL,"
-    " samples BLOB NOT NULL)"};
+    " samples BLOB NOT NULL);"
+    // Up to which number the store has had the samples of each source that numbers them.
+    "CREATE TABLE sources (handle BLOB PRIMARY KEY, number INTEGER NOT NULL,"
+    " moved INTEGER NOT NULL) WITHOUT ROWID"};
 
 std::int64_t timeAsNumber()
 {
@@ -76,6 +79,9 @@ StateResult StoreFile::load()
     if (result.ok()) {
         result = checkType(texts[2], texts[3]);
     }
+    if (result.ok() && !known_) {
+        result = marks_.load(database_);
+    }
     if (result.ok() && known_ && found.next > counts_.next) {
         return undo(found);
     }
@@ -111,6 +117,7 @@ StateResult StoreFile::addOwner()
     if (result.ok()) {
         counts_ = counts;
         known_ = true;
+        result = marks_.replace(database_);
     }
     return result;
 }
@@ -124,6 +131,9 @@ StateResult StoreFile::undo(const Counts &found)
     StateResult result = transaction.begin();
     if (result.ok()) {
         result = database_.query("DELETE FROM slices WHERE first >= ?").bind(counts_.next).run();
+    }
+    if (result.ok()) {
+        result = marks_.replace(database_);
     }
     if (result.ok()) {
         Query left = database_.query("SELECT total(count), total(length + ?) FROM slices");

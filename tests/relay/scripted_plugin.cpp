@@ -260,8 +260,10 @@ std::vector<int> valuesOf(void *const *samples, DDS_SampleInfo *const *infos, st
     for (std::int32_t i = 0; i < count; ++i) {
         DDS_DynamicData_get_long(static_cast<const DDS_DynamicData *>(samples[i]), "n",
                                  &values.emplace_back());
-        EXPECT_EQ(infos[i]->publication_sequence_number.low,
-                  static_cast<std::uint32_t>(values.back()));
+        // Below zero: a dead letter that is tried once more.
+        EXPECT_TRUE(infos[i]->publication_sequence_number.high < 0 ||
+                    infos[i]->publication_sequence_number.low ==
+                        static_cast<std::uint32_t>(values.back()));
     }
     return values;
 }

@@ -293,6 +293,50 @@ TEST_F(StateTest, AFullStoreBlocksOrDropsAndCountsIt)
     EXPECT_LT(fs::file_size(settings.file), 3U << 20);
 }
 
+/// Over restarts, failed appends and a damaged file; by source, as far as samples are numbered.
+TEST_F(StateTest, WhatANumberedSourceLendsAgainIsLeftOut)
+{
+    const auto lent = [this](int first, int count, std::uint8_t source, bool numbered = true) {
+        std::vector<DDS_SampleInfo> infos(static_cast<std::size_t>(count));
+        Samples samples(first, count);
+        for (std::size_t i = 0; i < infos.size(); ++i) {
+            infos[i].publication_handle.keyHash[15] = source;
+            infos[i].publication_sequence_number.low =
+                static_cast<std::uint32_t>(first) + static_cast<std::uint32_t>(i);
+            samples.infos[i] = &infos[i];
+        }
+        SampleList list = samples.list();
+        list.numbered = numbered;
+        return store->append(list);
+    };
+    reopened();
+    ASSERT_TRUE(lent(1, 4, 1).ok());
+    reopened();
+    EXPECT_TRUE(lent(1, 4, 1).ok());
+    EXPECT_TRUE(lent(3, 4, 1).ok());
+    EXPECT_TRUE(lent(5, 2, 2).ok()) << "another source";
+    EXPECT_TRUE(lent(1, 2, 1, false).ok()) << "not numbered";
+    EXPECT_TRUE(lent(0, 1, 1).ok()) << "without a number";
+    EXPECT_EQ(drain(), (std::vector<int>{1, 2, 3, 4, 5, 6, 5, 6, 1, 2, 0}));
+
+    goodSyncs = 0;
+    EXPECT_FALSE(lent(7, 1, 1).ok());
+    goodSyncs = -1;
+    EXPECT_TRUE(lent(7, 1, 1).ok()) << "what failed is taken when it comes again";
+    settings.maxBytes = 100;
+    reopened();
+    EXPECT_EQ(lent(8, 3, 1).fault, Fault::full);
+    EXPECT_EQ(drain(), range(7, 7));
+    EXPECT_TRUE(lent(8, 3, 1).ok());
+    EXPECT_EQ(drain(), range(8, 10));
+    for (std::uint8_t source = 3; source != 2; ++source) {
+        ASSERT_TRUE(lent(1, 1, source).ok());
+        drain();
+    }
+    EXPECT_TRUE(lent(10, 1, 1).ok());
+    EXPECT_EQ(drain(), (std::vector<int>{})) << "the sources that moved last are known";
+}
+
 TEST_F(StateTest, AFailedSyncIsNeverTakenForDone)
 {
     reopened();
@@ -333,7 +377,7 @@ TEST_F(StateTest, DamagedAndForeignFilesAreNamedAndSetAside)
     store.reset();
     // Somewhere in the text of the second sample, then most of the file's structure.
     std::fstream file(settings.file, std::ios::in | std::ios::out | std::ios::binary);
-    file.seekp(8192 * 2 + 70000);
+    file.seekp(8192 * 3 + 70000);
     file.write("damage", 6);
     file.close();
     reopened();

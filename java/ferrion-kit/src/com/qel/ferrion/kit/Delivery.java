@@ -25,9 +25,16 @@ public enum Delivery {
     /**
      * A writer: it keeps the publication_sequence_number of the last sample together with the
      * samples, in one transaction, and counts samples as taken that are not above it, without
-     * writing them. A sample without a number is rejected.
+     * writing them. A sample whose number is below zero is written whatever was written before, and
+     * its number is not kept. A sample without a number is rejected.
      */
-    ONCE(Role.WRITER, 0x10);
+    ONCE(Role.WRITER, 0x10),
+    /**
+     * A reader: the publication_sequence_number of its samples rises as long as they have one
+     * publication_handle, and a sample that is lent again has the two that it had before. A store
+     * then leaves out what it has had. A sample without a number, 0, is never left out.
+     */
+    NUMBERS(Role.READER, 0x20);
 
     private final Role role;
     private final int bit;

@@ -7,6 +7,7 @@ import java.io.RandomAccessFile;
 import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.security.SecureRandom;
 import java.util.HexFormat;
 import java.util.List;
 import java.util.zip.CRC32;
@@ -32,8 +33,33 @@ final class FilePosition {
      * @param line of the record behind it
      * @param midLine whether what follows is the rest of a line that was given up
      * @param check of the bytes in front of it
+     * @param opening see {@link Opening}
      */
-    record Place(long file, long offset, long line, boolean midLine, String check) {}
+    record Place(long file, long offset, long line, boolean midLine, String check,
+            Opening opening) {}
+
+    /**
+     * Tells a file from all that were read before it, also from one that had its number or that it
+     * was itself before it was cut back. So the records of one opening are numbered by their
+     * offsets.
+     *
+     * @param number one more than that of the file before; the first one of a position is random,
+     *     so that a position that was removed on purpose has everything read as new
+     * @param first check of the first record; null before that has been read
+     */
+    record Opening(long number, String first) {
+        static Opening begin() {
+            return new Opening(new SecureRandom().nextLong() >>> 2, null);
+        }
+
+        Opening next() {
+            return new Opening(number + 1, null);
+        }
+
+        Opening with(byte[] record) {
+            return new Opening(number, crc(record));
+        }
+    }
 
     /**
      * Opens the position of a file; {@code where} is kept.
@@ -66,7 +92,8 @@ final class FilePosition {
             String[] words = lines.get(1).split(" ");
             if (lines.get(0).equals(header())) {
                 return new Place(Long.parseLong(words[0]), Long.parseLong(words[1]),
-                        Long.parseLong(words[2]), Boolean.parseBoolean(words[3]), words[4]);
+                        Long.parseLong(words[2]), Boolean.parseBoolean(words[3]), words[4],
+                        new Opening(Long.parseLong(words[5]), words.length > 6 ? words[6] : null));
             }
         } catch (IndexOutOfBoundsException | NumberFormatException e) {
             // Rejected below.
@@ -76,7 +103,8 @@ final class FilePosition {
     }
 
     private String header() {
-        return "position in " + path + ": file, offset, line, whether in it, check";
+        return "position in " + path
+                + ": file, offset, line, whether in it, check, opening, first record";
     }
 
     /** Up to where has been read; null when that is nowhere. */
@@ -88,7 +116,9 @@ final class FilePosition {
     void save(Place place) throws AdapterException {
         if (!place.equals(saved)) {
             kept.save(List.of(header(), place.file() + " " + place.offset() + " " + place.line()
-                    + " " + place.midLine() + " " + place.check()));
+                    + " " + place.midLine() + " " + place.check() + " "
+                    + place.opening().number()
+                    + (place.opening().first() == null ? "" : " " + place.opening().first())));
             saved = place;
         }
     }
@@ -120,6 +150,10 @@ final class FilePosition {
         file.seek(offset - bytes.length);
         file.readFully(bytes);
         file.seek(before);
+        return crc(bytes);
+    }
+
+    private static String crc(byte[] bytes) {
         CRC32 crc = new CRC32();
         crc.update(bytes);
         return HexFormat.of().toHexDigits((int) crc.getValue());

@@ -78,7 +78,10 @@ final class FileSettings {
 
     /** Without a position, what has been renamed away is not found again. */
     private static Set<Delivery> ofReader(Settings settings) {
-        return settings.get(FOLLOW) && !resumes(settings) ? EnumSet.noneOf(Delivery.class)
+        if (resumes(settings)) {
+            return EnumSet.of(Delivery.REPEATS, Delivery.NUMBERS);
+        }
+        return settings.get(FOLLOW) ? EnumSet.noneOf(Delivery.class)
                 : EnumSet.of(Delivery.REPEATS);
     }
 }

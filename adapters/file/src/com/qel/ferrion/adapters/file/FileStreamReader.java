@@ -48,7 +48,9 @@ final class FileStreamReader extends ReaderBase {
     private Watch.Task task;
     private final BadRows badRows;
     private final SamplePool pool;
+    /** Of samples that have no numbers. */
     private final SampleInfo info = new SampleInfo();
+    private final RecordNumbers numbers = new RecordNumbers();
     private boolean stopped;
     /** Whether the row in the scanner is to be decoded once more, in a read of its own. */
     private boolean again;
@@ -140,6 +142,7 @@ final class FileStreamReader extends ReaderBase {
         BatchLimit limit = new BatchLimit(settings());
         try {
             while (!limit.isReached() && !stopped && (again || input.next())) {
+                keepStart();
                 if (decoder.hasHeader() && input.atFirst()) {
                     bindNextHeader();
                 } else if (!readRow(samples, infos, limit)) {
@@ -158,6 +161,16 @@ final class FileStreamReader extends ReaderBase {
         badRows.report(true, stopped ? "; reading stops here" : "");
     }
 
+    /** A process that ends before a first loan comes back leaves what the samples are known by. */
+    private void keepStart() throws AdapterException, IOException {
+        if (position != null && position.place() == null) {
+            again = true;
+            position.save(input.start());
+            again = false;
+            traceless = false;
+        }
+    }
+
     /** A bad row that reading stops at is met again, and so is one that is to be decoded again. */
     private void noteReached() throws AdapterException {
         try {
@@ -173,7 +186,7 @@ final class FileStreamReader extends ReaderBase {
         try {
             DynamicData data = decode(samples.size());
             samples.add(data);
-            infos.add(info);
+            infos.add(position == null ? info : numbers.get(samples.size() - 1, input));
             limit.add(data);
         } catch (BadRow bad) {
             passOver(bad, limit);

@@ -39,6 +39,8 @@ final class Input implements Closeable {
     private volatile boolean waiting;
     /** Of the open file, to be known by in another process. */
     private volatile long number;
+    /** Of the open file. */
+    private FilePosition.Opening opening;
     /** What is opened next: the name, or a file that had it and was renamed before it was read. */
     private Path successor;
     /** Where reading goes on that another process has begun; null when that is done. */
@@ -75,6 +77,7 @@ final class Input implements Closeable {
     /** Opens the file that reading goes on in; not if it has gone, or is not what it was. */
     private boolean reopen(FilePosition position) throws IOException {
         FilePosition.Place place = position.place();
+        opening = place.opening();
         Path where = position.find();
         if (where == null) {
             LOG.log(Level.WARNING, "{0}: the file that was read up to byte {1} is no longer in its "
@@ -95,6 +98,7 @@ final class Input implements Closeable {
             return false;
         }
         resumed = place;
+        opening = place.opening();
         return true;
     }
 
@@ -118,6 +122,7 @@ final class Input implements Closeable {
             }
             key = before;
             number = FilePosition.numberOf(name);
+            opening = opening == null ? FilePosition.Opening.begin() : opening.next();
             file = opened;
         } catch (NoSuchFileException missing) {
             return false;
@@ -162,7 +167,29 @@ final class Input implements Closeable {
         resumed = null;
     }
 
-    private long offset() {
+    /** Where the open file starts. */
+    FilePosition.Place start() throws IOException {
+        return new FilePosition.Place(number, 0, 1, false, FilePosition.check(file, 0),
+                new FilePosition.Opening(opening.number(), null));
+    }
+
+    /** The number of the open file in the file system. */
+    long number() {
+        return number;
+    }
+
+    /** The open file as one of those that were read in turn, by the record that was found last. */
+    FilePosition.Opening opening() {
+        FilePosition.Opening now = opening;
+        if (now.first() == null) {
+            now = now.with(scanner.raw());
+            opening = now;
+        }
+        return now;
+    }
+
+    /** Behind the record that was found last, in bytes. */
+    long offset() {
         return consumed - scanner.pending();
     }
 
@@ -178,10 +205,10 @@ final class Input implements Closeable {
             return last;
         }
         long offset = offset() - (again ? scanner.span() : 0);
-        if (last == null || last.file() != number || last.offset() != offset) {
+        if (last == null || last.opening() != opening || last.offset() != offset) {
             last = new FilePosition.Place(number, offset,
                     again ? scanner.line() : scanner.nextLine(), !again && scanner.isMidLine(),
-                    FilePosition.check(open, offset));
+                    FilePosition.check(open, offset), opening);
         }
         return last;
     }

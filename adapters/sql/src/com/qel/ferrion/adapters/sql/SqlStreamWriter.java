@@ -309,7 +309,7 @@ final class SqlStreamWriter extends WriterBase {
     private long numberOf(Object info, int place) throws AdapterException {
         long number = info instanceof SampleInfo
                 ? ((SampleInfo) info).publication_sequence_number : 0;
-        if (number <= 0) {
+        if (number == 0) {
             throw new AdapterException(settings().owner() + ": sample " + place + " of a write has "
                     + "no number (publication_sequence_number); property \"once\" needs an output "
                     + "with a store, which numbers its samples");
@@ -360,7 +360,7 @@ final class SqlStreamWriter extends WriterBase {
         }
         last = once.last(link);
         int first = 0;
-        while (first < count && numbers[first] <= last) {
+        while (first < count && numbers[first] > 0 && numbers[first] <= last) {
             first++;
         }
         return first;

@@ -36,6 +36,8 @@ public class StepsTest {
     @Rule public final Host host = new Host();
     private final List<String> steps;
     private final Map<String, TestHost.Writer> writers = new HashMap<>();
+    /** Rows of abandoned loans, by their publication handles and numbers. */
+    private final Map<String, String> numbers = new HashMap<>();
     private TestHost.Reader reader;
     /** The one that was made last. */
     private TestHost.Writer writer;
@@ -108,7 +110,7 @@ public class StepsTest {
         case "end" -> writers.remove(name).delete();
         case "delete" -> reader.delete();
         case "abandon" -> assertEquals(steps.get(at), List.of(all.split(" ")),
-                reader.readAndDelete().stream().map(Sample::data).map(StepsTest::text).toList());
+                reader.readAndDelete().stream().map(this::known).toList());
         case "close" -> host.connection.delete();
         case "pause" -> Thread.sleep(200); // in which the host would notice a signal
         case "watchers" -> assertEquals(all, "" + Thread.getAllStackTraces().keySet().stream()
@@ -157,6 +159,15 @@ public class StepsTest {
             Thread.sleep(5);
         }
         return announced().equals(wanted);
+    }
+
+    /** A row; with a star if the sample's number stood for it before, and never for another. */
+    private String known(Sample sample) {
+        String row = text(sample.data());
+        String before = numbers.put(sample.info().publication_handle + " "
+                + sample.info().publication_sequence_number, row);
+        assertTrue(row + " has the number of " + before, before == null || before.equals(row));
+        return before == null ? row : row + "*";
     }
 
     private static DynamicData point(String text) {
