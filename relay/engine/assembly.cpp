@@ -134,7 +134,7 @@ void Assembly::open(Route &route)
     const bool good = openRoute(route);
     route.setState(good ? Route::State::active : Route::State::failed);
     if (!good) {
-        if (!isPossible(route.settings()) || admits(route.name(), "")) {
+        if (!isPossible(route) || admits(route.name(), "")) {
             logError("FERRYRelay_build", FERRY_LOG_TOPICROUTE_INIT_FAILURE_s, route.name().c_str());
         }
         reporter_.bad(fmt::format("route {}", route.name()), "out of service", {});
@@ -356,13 +356,14 @@ bool Assembly::lacksStore(const RouteSettings &route, const StreamSettings &outp
            (deliveryOf(route.session, output, FERRY_SETTING_OF_WRITER) & FERRY_DELIVERY_ONCE) != 0;
 }
 
-void Assembly::rejectOutput(const Route &route, const StreamSettings &settings)
+void Assembly::rejectOutput(Route &route, const StreamSettings &settings)
 {
     const std::string text =
         fmt::format("output {}/{} writes each sample once by its number, and only a store gives "
                     "numbers: add \"store: {{}}\" to the output",
                     configuration_.connections[settings.connection].name, settings.stream);
     ++problems_;
+    route.reject();
     logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}", text);
     reporter_.bad(fmt::format("route {}", route.name()), text, settings.place);
 }

@@ -85,7 +85,7 @@ public:
     }
     /// Whether nothing that will not change keeps the route from being made: its adapters are
     /// there.
-    bool isPossible(const RouteSettings &route);
+    bool isPossible(const Route &route) const;
     /// Makes anew the connections that are out of service and due; returns those that are back.
     std::vector<std::size_t> reconnect(const std::function<bool()> &stop);
     /// When to do that next.
@@ -208,7 +208,7 @@ private:
     std::uint32_t deliveryOf(std::size_t session, const StreamSettings &end, std::uint32_t role);
     bool numbers(const RouteSettings &route);
     bool lacksStore(const RouteSettings &route, const StreamSettings &output);
-    void rejectOutput(const Route &route, const StreamSettings &settings);
+    void rejectOutput(Route &route, const StreamSettings &settings);
     bool openBuffer(Route &route, RouteEnd &end, const StreamSettings &settings);
     bool openWriter(Route &route, WriterEnd &output, const StreamSettings &settings);
     bool openReader(Route &route);

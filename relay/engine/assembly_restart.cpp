@@ -12,17 +12,15 @@ bool Assembly::mayRestart(const Adapter &adapter) const
            adapter.plugin != nullptr && !adapter.occupied;
 }
 
-bool Assembly::isPossible(const RouteSettings &route)
+bool Assembly::isPossible(const Route &route) const
 {
     const auto possible = [this](const StreamSettings &end) {
         return end.buffer ? !buffers_[*end.buffer]->isRejected()
                           : mayRestart(*connections_[end.connection]->adapter);
     };
-    return possible(route.input) && std::all_of(route.outputs.begin(), route.outputs.end(),
-                                                [&](const StreamSettings &output) {
-                                                    return possible(output) &&
-                                                           !lacksStore(route, output);
-                                                });
+    const RouteSettings &settings = route.settings();
+    return !route.isRejected() && possible(settings.input) &&
+           std::all_of(settings.outputs.begin(), settings.outputs.end(), possible);
 }
 
 bool Assembly::isReconnecting(std::size_t connection) const

@@ -19,7 +19,7 @@ Restarts::Restarts(const Configuration &configuration, Assembly &assembly, Disco
 
 bool Restarts::covers(const Route &route) const
 {
-    return configuration_.restart.has_value() && assembly_.isPossible(route.settings());
+    return configuration_.restart.has_value() && assembly_.isPossible(route);
 }
 
 void Restarts::poll(const std::function<bool()> &stop)

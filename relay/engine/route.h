@@ -68,6 +68,16 @@ public:
     void fail();
     /// Control thread: forgets what a session left of an earlier life. No session has the route.
     void renew();
+    /// Control thread: it can never be in service, whatever is made anew.
+    void reject()
+    {
+        rejected_.store(true);
+    }
+    /// Any thread.
+    bool isRejected() const
+    {
+        return rejected_.load();
+    }
     /// Control thread: whether a session has been given the route since it was made or renewed.
     bool isAdopted() const
     {
@@ -177,6 +187,7 @@ private:
     std::atomic<bool> idle_{false};
     std::atomic<bool> failing_{false};
     std::atomic<bool> released_{false};
+    std::atomic<bool> rejected_{false};
     std::atomic<bool> paused_{false};
     std::atomic<bool> hurried_{false};
 

@@ -65,7 +65,9 @@ void addRoute(Configuration &configuration, const Target &target, const std::fil
     buffer.maxSamples = 1;
     buffer.batchBytes = target.output->batchBytes;
     RouteSettings route = *target.route;
-    route.name = fmt::format("dead letters of {} to {}", route.name, buffer.output);
+    route.name = route.input.buffer
+                     ? fmt::format("dead letters of {}", route.name)
+                     : fmt::format("dead letters of {} to {}", route.name, buffer.output);
     route.input = StreamSettings();
     route.input.connection = noConnection;
     route.input.buffer = configuration.buffers.size();

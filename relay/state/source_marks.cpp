@@ -57,13 +57,21 @@ SampleList SourceMarks::newOf(const SampleList &samples)
             if (known != marks_.end() && number <= known->second.number) {
                 continue;
             }
-            Mark &mark = moved_[source];
+            Mark &mark = moved(source);
             mark.number = std::max(mark.number, number);
         }
         samples_.push_back(samples.samples[i]);
         infos_.push_back(info);
     }
     return {samples_.data(), infos_.data(), static_cast<std::int32_t>(samples_.size())};
+}
+
+/// Few sources have samples in one append.
+SourceMarks::Mark &SourceMarks::moved(const Source &source)
+{
+    const auto found = std::find_if(moved_.rbegin(), moved_.rend(),
+                                    [&](const auto &mark) { return mark.first == source; });
+    return found != moved_.rend() ? found->second : moved_.emplace_back(source, Mark()).second;
 }
 
 StateResult SourceMarks::save(Database &database, std::int64_t order)

@@ -42,10 +42,12 @@ private:
         std::int64_t order = 0;
     };
 
+    Mark &moved(const Source &source);
     static StateResult write(Database &database, const Source &source, const Mark &mark);
 
     std::map<Source, Mark> marks_;
-    std::map<Source, Mark> moved_;
+    /// Of the last newOf(); used again, so that a steady source allocates nothing.
+    std::vector<std::pair<Source, Mark>> moved_;
     std::vector<void *> samples_;
     std::vector<DDS_SampleInfo *> infos_;
 };

@@ -1,6 +1,9 @@
 // What becomes of samples that an output does not take, and of routes that are out of service.
 #include <algorithm>
 
+#include "engine/guarantee.h"
+#include "ferryjni/delivery.h"
+#include "ferryjni/settings.h"
 #include "launcher/retry_plan.h"
 #include "qddsc/dynamic_data.h"
 #include "relay_fixture.h"
@@ -211,6 +214,63 @@ TEST_F(DeliveryTest, KeepsWhatItCannotDeliverOnLoan)
     EXPECT_EQ(dead, Values{});
     EXPECT_TRUE(logged("cannot take sample 2 of a read of 3: bad row")) << log;
     EXPECT_TRUE(logged("route alone has samples that an output does not take: given up")) << log;
+}
+
+/// Nobody gives the samples numbers that rise for good, so the output would lose some.
+TEST_F(DeliveryTest, RejectsAnOutputThatNeedsNumbersAndHasNoStore)
+{
+    configuration.restart = RetrySettings();
+    addRetrying("r", "a/in", {"b/x"});
+    addRetrying("queued", "a/in2", {"b/y"}).input.buffer = 0;
+    configuration.buffers.emplace_back().settings.stored = false;
+    script.delivers = FERRY_DELIVERY_ONCE | FERRY_DELIVERY_NUMBERS | FERRY_DELIVERY_REPEATS;
+    EXPECT_EQ(runUntilIdle(), exitNoStart);
+    EXPECT_EQ(script.called("create_writer x") + script.called("create_writer y"), 0);
+    EXPECT_EQ(times("output b/x writes each sample once by its number"), 1) << log;
+    EXPECT_EQ(times("output b/y writes each sample once by its number"), 1) << log;
+}
+
+TEST_F(DeliveryTest, GuaranteesWhatTheEndsDeclare)
+{
+    constexpr std::uint32_t repeats = FERRY_DELIVERY_REPEATS;
+    constexpr std::uint32_t once = FERRY_DELIVERY_ONCE;
+    constexpr std::uint32_t idempotent = FERRY_DELIVERY_IDEMPOTENT;
+    const BufferSettings store = {true, "", 1, WhenFull::block};
+    const BufferSettings drops = {true, "", 1, WhenFull::dropNewest};
+    const BufferSettings queue = {false, "", 1, WhenFull::dropOldest};
+    const struct {
+        std::uint32_t reader, writer;
+        std::optional<BufferSettings> own;
+        const char *guarantee;
+    } cases[] = {
+        {repeats, 0, {}, "at least once"},
+        {0, idempotent, {}, "at most once: the input cannot repeat, and output b/x has no store"},
+        {repeats, idempotent, {}, "exactly once"},
+        {repeats, 0, store, "at least once"},
+        {0, 0, store, "at least once from the store on: the input cannot repeat"},
+        {0, once, store, "exactly once from the store on: the input cannot repeat"},
+        {repeats, once, store, "exactly once from the store on"},
+        {repeats, idempotent, store, "exactly once"},
+        {repeats | FERRY_DELIVERY_NUMBERS, once, store, "exactly once"},
+        {repeats, once, drops,
+         "at most once: the store of output b/x drops samples when it is full"},
+        {repeats, 0, queue, "at most once: no output is required"},
+    };
+    RouteSettings &route = addRetrying("r", "a/in", {"b/x"});
+    for (const auto &each : cases) {
+        route.outputs[0].own = each.own;
+        EXPECT_EQ(guaranteeOf(configuration, route,
+                              [&](const StreamSettings &, std::uint32_t role) {
+                                  return role == FERRY_SETTING_OF_READER ? each.reader
+                                                                         : each.writer;
+                              }),
+                  each.guarantee);
+    }
+    route.onError = OnError::carryOn;
+    route.outputs[0].own = {};
+    EXPECT_EQ(guaranteeOf(configuration, route,
+                          [](const StreamSettings &, std::uint32_t) { return repeats; }),
+              "at most once: with \"on_error: continue\" what output b/x does not take is lost");
 }
 
 /// A call that fails at first, and how often the reader of the route is made until all is well.

@@ -61,6 +61,13 @@ struct Announcement {
 class Script : public ferry::PluginLoader {
 public:
     explicit Script(const ferry::Configuration &configuration);
+    /// What its readers and writers declare of their deliveries.
+    std::uint32_t delivers = 0;
+    std::uint32_t delivery(const ferry::AdapterSettings &, std::uint32_t,
+                           const ferry::Properties &) override
+    {
+        return delivers;
+    }
     /// Touched by the relay's threads from its start to its end.
     std::map<std::string, Stream> streams;
     /// Signals on behalf of a stream's reader.

@@ -67,6 +67,8 @@ final class SqlStreamWriter extends WriterBase {
     private Statements statements;
     /** Whether the table may no longer be what the statements were made for. */
     private boolean stale;
+    /** Whether the table of numbers is known to be there. */
+    private boolean onceIsThere;
     /** Of the present batch what has a row, and where in the batch that is. */
     private DynamicData[] samples = new DynamicData[1024];
     private boolean[] disposed = new boolean[1024];
@@ -172,7 +174,8 @@ final class SqlStreamWriter extends WriterBase {
      * @return null when that has to wait for the first batch
      */
     private Statements bind(Link link, boolean create) throws SQLException, AdapterException {
-        if (statements != null && !stale) {
+        boolean complete = once == null || onceIsThere || !create;
+        if (statements != null && !stale && complete) {
             return statements;
         }
         Connection connection = link.connection;
@@ -192,6 +195,7 @@ final class SqlStreamWriter extends WriterBase {
         if (once != null && create) {
             once.create(link);
             connection.commit();
+            onceIsThere = true;
         }
         Map<Field, Column> bound = table.bind(fields, columns, database.dialect());
         List<Cell> cells = new ArrayList<>();

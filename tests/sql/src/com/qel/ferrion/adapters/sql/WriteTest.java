@@ -263,7 +263,9 @@ public class WriteTest {
         String text = assertThrows(AdapterException.class,
                 () -> Rig.write(other, List.of(row(2, 2)), List.of())).getMessage();
         assertTrue(text, text.contains("sample 0 of a write has no number"));
-        assertEquals("10", rig.rows("SELECT count(*) FROM single"));
+        assertEquals(2, Rig.writeNumbered(other, List.of(row(11, 11), row(12, 12)), -2));
+        assertEquals("12", rig.rows("SELECT count(*) FROM single"));
+        assertEquals("1", rig.rows("SELECT number FROM ferry_once WHERE name = 'x'"));
     }
 
     @Test
