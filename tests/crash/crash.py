@@ -33,8 +33,8 @@ routes:
 """
 FILE = "{connection: disk, stream: out.jsonl%s}"
 TABLE = "{connection: lab, stream: rows, properties: {create: true%s}%s}"
-# The output, how many slices a kill may double, and the annotation of the identifier. A store leaves
-# out what the source lends again.
+# The output, how many slices a kill may double, and the annotation of the identifier. A store
+# leaves out what the source lends again.
 SCENARIOS = {
     "file": (FILE % "", 1, ""),
     "store, file": (FILE % ", store: {}", 1, ""),
