@@ -57,8 +57,9 @@ class Worker:
 
 
 class Run:
-    def __init__(self, quick):
-        self.plan, self.jars, self.tests, self.quick = Plan(), Jars(), all_tests(), quick
+    def __init__(self, quick, verbose):
+        self.plan, self.jars, self.tests = Plan(), Jars(), all_tests()
+        self.quick, self.verbose = quick, verbose
         self.seen, self.took, self.mine = set(), {}, threading.local()
         self.locks = collections.defaultdict(threading.Lock)
         self.kills = collections.defaultdict(collections.Counter)
@@ -116,12 +117,18 @@ class Run:
                     [-kills[t] for kills in near], self.took.get(t) or 0)):
                 outcome = self.notices(mutant, test, near)
                 if outcome != "passed":
+                    self.note(f"{outcome} in {test.name}", mutant)
                     return outcome
         # A difference that the optimiser sees through is none.
         if not self.quick and maker.same_optimised(mutant):
             return "equivalent"
-        print(f"survives: {mutant.file}:{mutant.line}: {mutant.key}", file=sys.stderr, flush=True)
+        self.note("survives", mutant)
         return "survived"
+
+    def note(self, what, mutant):
+        """What the time limit ended is told like what survives: a busy machine may have done it."""
+        if self.verbose or not what.startswith("failed"):
+            print(f"{what}: {mutant.file}:{mutant.line}: {mutant.key}", file=sys.stderr, flush=True)
 
 
 def planted():
@@ -149,9 +156,9 @@ def judge_planted(run, pool):
 
 
 def mutants_of(run, room, options):
-    files = [file for file in run.sources(room) if not options.file or file in options.file]
-    mutants = [mutant for file in files
-               for mutant in faults.mutants_of(file, open(f"{ROOT}/{file}").read())]
+    mutants = [mutant for file in run.sources(room)
+               for mutant in faults.mutants_of(file, open(f"{ROOT}/{file}").read())
+               if not options.file or {file, f"{file}:{mutant.line}"} & {*options.file}]
     if options.listed:
         mutants = [mutant for mutant in mutants if mutant.key in reasons_of("survivors.txt")]
     if options.sample:
@@ -185,19 +192,21 @@ def report(name, room, mutants, outcomes, options, seconds):
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--room", action="append", choices=ROOMS, help="repeatable; all if none")
-    parser.add_argument("--file", action="append", help="faults of this file only; repeatable")
+    parser.add_argument("--file", action="append",
+                        help="faults of this file, or of FILE:LINE, only; repeatable")
     parser.add_argument("--sample", type=int, help="so many faults a room only, evenly spread")
     parser.add_argument("--part", metavar="K/N", help="the Kth of N parts of them only")
     parser.add_argument("--quick", action="store_true", help="ask the room's quick tests only")
     parser.add_argument("--planted", action="store_true", help="those of planted.toml only")
     parser.add_argument("--listed", action="store_true", help="those of survivors.txt only")
+    parser.add_argument("--verbose", action="store_true", help="name what notices each fault")
     parser.add_argument("--jobs", type=int, default=2)
     options = parser.parse_args()
     # A fault may crash, or never stop asking for memory.
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     resource.setrlimit(resource.RLIMIT_DATA, (4 << 30, 4 << 30))
     atexit.register(shutil.rmtree, WORK, ignore_errors=True)
-    run, bad = Run(options.quick), False
+    run, bad = Run(options.quick, options.verbose), False
     with ThreadPoolExecutor(options.jobs, initializer=run.begin) as pool:
         if options.planted:
             sys.exit(not judge_planted(run, pool))

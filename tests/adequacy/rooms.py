@@ -27,7 +27,7 @@ ROOMS = {
     "relay": Room(("relay/config", "relay/state", "relay/engine", "relay/process",
                    "relay/launcher"),
                   ("^relay_config_test ", r" fuzz\.relay", "^relay_engine_test ",
-                   "^relay_start_test "), (*FERRY, r" Examples\.NewAdapter")),
+                   "^relay_start_test ", "^relay_state_test "), (*FERRY, r" Examples\.NewAdapter")),
     "relay-java": Room(("relay/java",), (), FERRY),
     "dds": Room(("adapters/dds",), ("^dds_adapter_test ",), (PARTNERS,)),
     "file": Room(("adapters/file",), (r" file-adapter\.\w+Test$",),
