@@ -104,10 +104,12 @@ TEST(Malformed, ErrorsNameTheValueAndThePlace)
 
 TEST(Malformed, AnUncheckedBooleanOrTextIsAnErrorWhenItIsRead)
 {
-    const Sample sample = makeSample(typeFromIdl(
-        "struct I { string s; octet o; }; struct S { boolean b; string s; I i; string t; };", "S"));
+    const Sample sample = makeSample(
+        typeFromIdl("struct I { string s; octet o; }; "
+                    "struct S { sequence<string> w; boolean b; string s; I i; string t; };",
+                    "S"));
     const std::vector<uint8_t> bytes =
-        fromHex("02000000 01000000 78000000 00000000 01000000 02000000 7900");
+        fromHex("00000000 02000000 01000000 78000000 00000000 01000000 02000000 7900");
     uint8_t *place = DDS_DynamicData_loan_cdr(sample.get(), bytes.size());
     std::copy(bytes.begin(), bytes.end(), place);
     int32_t value = 0;
@@ -115,6 +117,10 @@ TEST(Malformed, AnUncheckedBooleanOrTextIsAnErrorWhenItIsRead)
     EXPECT_EQ(getString(sample, "s"), "error 1");
     EXPECT_EQ(getString(sample, "t"), "error 1") << "i.s has not even a NUL";
     EXPECT_EQ(setString(sample, "s", "abc"), DDS_RETCODE_ERROR);
+    const std::vector<uint8_t> words = fromHex("03000000 02000000 78000000 00000000 02000000 7900");
+    std::copy(words.begin(), words.end(), DDS_DynamicData_loan_cdr(sample.get(), words.size()));
+    EXPECT_EQ(getString(sample, "w[0]"), "x");
+    EXPECT_EQ(getString(sample, "w[2]"), "error 1") << "w[1] has no end";
 }
 
 } // namespace
