@@ -94,8 +94,8 @@ struct RetrySettings {
     std::chrono::milliseconds max{30000};
     /// How long it may go on failing; 0 for ever.
     std::chrono::milliseconds limit{0};
-    /// Whether a sample that is not taken alone counts as bad data at once.
-    bool onlyOnce = false;
+    /// Whether a sample that is offered alone and not taken is bad data at once.
+    bool oneAttempt = false;
 };
 
 /// What a full buffer does with further samples.

@@ -130,7 +130,7 @@ CallResult Delivery::retry(const Loan &part, std::int32_t taken, std::int32_t re
         countWritten(measured({part.samples, part.infos, taken}));
         settle(taken);
     }
-    if (output_.retry.onlyOnce && part.count == 1) {
+    if (output_.retry.oneAttempt && part.count == 1) {
         return nameBad(0, 0);
     }
     const bool isNamed = reported >= 0 && reported < part.count && environment.rejected() > 0;

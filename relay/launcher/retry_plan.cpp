@@ -72,7 +72,7 @@ void addRoute(Configuration &configuration, const Target &target, const std::fil
     route.input.connection = noConnection;
     route.input.buffer = configuration.buffers.size();
     route.outputs = {*target.output};
-    route.outputs.front().retry.onlyOnce = true;
+    route.outputs.front().retry.oneAttempt = true;
     route.onError = OnError::retry;
     route.deadLetters = true;
     configuration.buffers.push_back(std::move(buffer));
