@@ -232,6 +232,8 @@ struct Configuration {
     std::vector<DiscoverySettings> discovery;
     /// The named structs of `types`, for streams that are announced without one.
     std::map<std::string, const DDS_TypeCode *> types;
+    /// What in the IDL of the types has no effect, a line each.
+    std::vector<std::string> typeNotes;
     std::vector<PropertySource> sources;
 
     /// Whether any adapter is a Java class.

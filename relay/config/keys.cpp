@@ -58,6 +58,7 @@ constexpr FERRY_Setting rows[] = {
 
     row("file", ofType, path, "a file of IDL"),
     row("idl", ofType, text, "IDL, in the configuration itself"),
+    row("include", ofType, list, "folders in which files are looked for that the IDL includes, behind the folder of the file that includes them"),
 
     row("home", ofJava, path, "the Java installation"),
     row("class_path", ofJava | ofAdapter, list, "jars and folders of jars or classes; of an adapter, seen by it alone"),

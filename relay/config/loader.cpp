@@ -137,6 +137,7 @@ Configuration Loader::load(const YAML::Node &root)
     };
     types_.read(file["types"]);
     configuration_.types = types_.structs();
+    configuration_.typeNotes = types_.notes();
     readLog(Section(file["log"], keys::ofLog), configuration_.log);
     readJava(Section(file["java"], keys::ofJava), configuration_.java);
     readRetry(Section(file["restart"], keys::ofRestart), configuration_.restart.emplace());

@@ -40,8 +40,34 @@ void TypeLoader::read(const Entry &types)
     broken_ = diagnostics.count() > before;
 }
 
+/// Where the files are that the section's IDL includes. Text in the configuration itself finds
+/// those beside the configuration.
+void TypeLoader::readIncludes(const Section &section)
+{
+    std::vector<std::string> folders;
+    for (const auto &[text, place] : section["include"].javaTexts()) {
+        const std::filesystem::path folder = section.document().absolute(text);
+        std::error_code error;
+        if (!std::filesystem::is_directory(folder, error)) {
+            section.diagnostics().add(place, "{}: there is no folder {}", section["include"].path(),
+                                      folder.string());
+        }
+        folders.push_back(folder.string());
+    }
+    if (section.has("idl")) {
+        folders.push_back(section.document().directory.string());
+    }
+    std::vector<const char *> names;
+    for (const std::string &folder : folders) {
+        names.push_back(folder.c_str());
+    }
+    DDS_TypeLibrary_set_include_path(library_.get(), names.data(),
+                                     static_cast<std::uint32_t>(names.size()));
+}
+
 void TypeLoader::readType(const Section &section)
 {
+    readIncludes(section);
     if (section.has("file") == section.has("idl")) {
         section.complain("{} must have either \"file\" or \"idl\"");
     } else if (const auto text = section["idl"].text()) {
@@ -92,6 +118,17 @@ const DDS_TypeCode *TypeLoader::find(const Entry &entry, const std::string &name
         entry.complain("{}: \"{}\" is not a struct", name);
     }
     return type;
+}
+
+std::vector<std::string> TypeLoader::notes() const
+{
+    std::vector<std::string> notes;
+    const char *note = nullptr;
+    while ((note = DDS_TypeLibrary_get_note(library_.get(),
+                                            static_cast<std::uint32_t>(notes.size()))) != nullptr) {
+        notes.emplace_back(note);
+    }
+    return notes;
 }
 
 std::map<std::string, const DDS_TypeCode *> TypeLoader::structs() const

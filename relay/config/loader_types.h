@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "config/section.h"
 
@@ -20,6 +21,8 @@ public:
     /// types could not be read none is looked up, or one mistake would be reported many times.
     const DDS_TypeCode *find(const Entry &entry, const std::string &name) const;
     std::map<std::string, const DDS_TypeCode *> structs() const;
+    /// What in the IDL has no effect, a line each.
+    std::vector<std::string> notes() const;
 
 private:
     struct LibraryDeleter {
@@ -29,6 +32,7 @@ private:
         }
     };
 
+    void readIncludes(const Section &section);
     void readType(const Section &section);
     void addInline(const Entry &idl, const std::string &text);
     std::vector<const DDS_TypeCode *> all() const;

@@ -2,6 +2,10 @@
 #include "fixture.h"
 #include "records.h"
 
+#include <filesystem>
+#include <fstream>
+#include <regex>
+
 // The parser loses a little memory with every text that it rejects; that leak is not ours.
 extern "C" __attribute__((visibility("default"))) const char *__lsan_default_suppressions();
 extern "C" const char *__lsan_default_suppressions()
@@ -67,6 +71,61 @@ TEST(Idl, KeepsALibraryAsItWasWhenATextIsRejected)
     EXPECT_EQ(DDS_TypeLibrary_add_idl_text(library.get(), "struct", "x", nullptr), 0);
     EXPECT_EQ(DDS_TypeLibrary_add_idl_file(library.get(), "/nowhere/a.idl", &error), 0);
     EXPECT_STREQ(error.text, "/nowhere/a.idl: cannot be opened: No such file or directory");
+}
+
+// Folders beside the first file, and below the path; what is outside of both stays unread.
+TEST(Idl, IncludesFilesOfItsFoldersOnceAndNoOthers)
+{
+    namespace fs = std::filesystem;
+    char name[] = "/tmp/qdds-idl-XXXXXX";
+    const fs::path root = fs::canonical(mkdtemp(name));
+    const auto put = [&](const char *file, const char *text) {
+        fs::create_directories((root / file).parent_path());
+        std::ofstream(root / file) << text;
+    };
+    put("a/main.idl", "#include \"part.idl\"\n#include \"./part.idl\"\n#include <geo/point.idl>\n"
+                      "struct Main { Part part; geo::Point p; };\n#pragma keylist Main id\n");
+    put("a/part.idl",
+        "\n@verbatim(1) struct Part { long x; @range(2) short y; @range(3) short z; };");
+    put("path/geo/point.idl",
+        "#include \"../units.idl\"\nmodule geo { struct Point { METER x; }; };");
+    put("path/units.idl", "#define METER double\n");
+    put("secret.idl", "struct Secret { long x; };");
+    put("a/cycle.idl", "#include \"cycle2.idl\"");
+    put("a/cycle2.idl", "\n#include \"cycle.idl\"");
+    put("a/out.idl", "#include \"../secret.idl\"");
+    put("a/absolute.idl", ("#include \"" + (root / "secret.idl").string() + "\"").c_str());
+    fs::create_symlink(root / "secret.idl", root / "a/link.idl");
+    put("a/linked.idl", "#include \"link.idl\"");
+    put("a/bad.idl", "#include \"bad2.idl\"\n");
+    put("a/bad2.idl", "\nstruct B { Foo x; };");
+    const Library library(DDS_TypeLibrary_new());
+    const std::string folder = root / "path";
+    const char *const path[] = {folder.c_str()};
+    DDS_TypeLibrary_set_include_path(library.get(), path, 1);
+    const auto add = [&](const char *file) {
+        DDS_ErrorText error{};
+        const int32_t good =
+            DDS_TypeLibrary_add_idl_file(library.get(), (root / file).c_str(), &error);
+        return std::regex_replace(good == 1 ? "good" : error.text, std::regex(root.string()), "");
+    };
+    EXPECT_EQ(add("a/main.idl"), "/a/main.idl:5:1: the keys of a pragma: Main has no member id");
+    put("a/main.idl", "#include \"part.idl\"\n#include \"./part.idl\"\n#include <geo/point.idl>\n"
+                      "struct Main { Part part; geo::Point p; };\n#pragma keylist Main part\n");
+    EXPECT_EQ(add("a/main.idl"), "good");
+    const DDS_TypeCode *const type = DDS_TypeLibrary_find(library.get(), "Main");
+    EXPECT_EQ(DDS_TypeCode_is_member_key(type, 0) + 2 * DDS_TypeCode_is_member_key(type, 1), 1);
+    EXPECT_EQ(std::string(DDS_TypeLibrary_get_note(library.get(), 1)),
+              (root / "a/part.idl").string() + ":2: @range has no effect, here and 1 times more");
+    EXPECT_EQ(DDS_TypeLibrary_get_note(library.get(), 2), nullptr);
+    const std::string outside = " leaves the folders that may be read: /a, /path";
+    EXPECT_EQ(add("a/out.idl"), "/a/out.idl:1:1: #include \"../secret.idl\"" + outside);
+    EXPECT_EQ(add("a/absolute.idl"), "/a/absolute.idl:1:1: #include \"/secret.idl\"" + outside);
+    EXPECT_EQ(add("a/linked.idl"), "/a/linked.idl:1:1: #include \"link.idl\"" + outside);
+    EXPECT_EQ(add("a/cycle.idl"),
+              "/a/cycle2.idl:2:1: #include \"cycle.idl\": the file is being included already");
+    EXPECT_EQ(add("a/bad.idl"), "/a/bad2.idl:2:12: Scoped name 'Foo' cannot be resolved");
+    fs::remove_all(root);
 }
 
 // The parser is no good with threads, and complaints must come back to the thread they belong to.

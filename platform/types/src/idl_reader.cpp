@@ -2,8 +2,10 @@
 // column; the first one ends the walk.
 #include "idl_reader.h"
 
+#include <algorithm>
 #include <limits>
 #include <memory>
+#include <set>
 #include <string>
 #include <unordered_map>
 
@@ -11,6 +13,7 @@
 
 #include "idl_source.h"
 #include "idl_tree.h"
+#include "qddscdr/error_text.h"
 
 namespace qddsc {
 
@@ -25,8 +28,9 @@ struct TreeDeleter {
 
 class Reader {
 public:
-    Reader(const IdlSource &source, std::vector<const DDS_TypeCode *> &types, DDS_ErrorText *error)
-        : source_(source), types_(types), error_(error)
+    Reader(const IdlSource &source, const std::vector<IdlKeyList> &keyLists,
+           std::vector<const DDS_TypeCode *> &types, DDS_ErrorText *error)
+        : source_(source), keyLists_(keyLists), types_(types), error_(error)
     {
     }
 
@@ -41,7 +45,25 @@ public:
         return true;
     }
 
+    /// Whether every list of keys named a struct.
+    bool checkKeyLists()
+    {
+        for (const IdlKeyList &list : keyLists_) {
+            if (usedLists_.count(&list) == 0) {
+                return fail(list, fmt::format("there is no struct {}", list.type));
+            }
+        }
+        return true;
+    }
+
 private:
+    bool fail(const IdlKeyList &list, const std::string &what)
+    {
+        qddscdr::setError(error_, "%s:1: the keys of a pragma: %s", list.place.c_str(),
+                          what.c_str());
+        return false;
+    }
+
     bool fail(QIdlNode node, const std::string &what)
     {
         uint32_t line = 0;
@@ -156,6 +178,9 @@ private:
         }
         DDS_ErrorText why{};
         const std::string name = scope + qidl_name(node);
+        if (!addKeys(name, members)) {
+            return false;
+        }
         const DDS_TypeCode *type = DDS_TypeCode_create_struct(
             name.c_str(), base, static_cast<DDS_ExtensibilityKind>(extensibility), members.data(),
             static_cast<uint32_t>(members.size()), &why);
@@ -163,6 +188,34 @@ private:
             type = DDS_TypeCode_create_nested(type, &why);
         }
         return add(node, type, why);
+    }
+
+    /// Has the lists that name a struct, with or without its modules, make its members keys.
+    bool addKeys(const std::string &name, std::vector<DDS_StructMember> &members)
+    {
+        for (const IdlKeyList &list : keyLists_) {
+            const std::string tail = "::" + list.type;
+            const bool isMine = name == list.type || "::" + name == list.type ||
+                                (name.size() > tail.size() &&
+                                 name.compare(name.size() - tail.size(), tail.size(), tail) == 0);
+            if (!isMine) {
+                continue;
+            }
+            usedLists_.insert(&list);
+            for (const std::string &key : list.members) {
+                const auto member =
+                    std::find_if(members.begin(), members.end(),
+                                 [&](const DDS_StructMember &each) { return each.name == key; });
+                if (member == members.end()) {
+                    return fail(list, fmt::format("{} has no member {}{}", name, key,
+                                                  key.find('.') == std::string::npos
+                                                      ? ""
+                                                      : "; a part of a member is not supported"));
+                }
+                member->isKey = 1;
+            }
+        }
+        return true;
     }
 
     bool readMember(QIdlNode member, const DDS_TypeCode *base,
@@ -251,6 +304,8 @@ private:
     }
 
     const IdlSource &source_;
+    const std::vector<IdlKeyList> &keyLists_;
+    std::set<const IdlKeyList *> usedLists_;
     std::vector<const DDS_TypeCode *> &types_;
     DDS_ErrorText *error_;
     std::unordered_map<QIdlNode, const DDS_TypeCode *> byNode_;
@@ -258,10 +313,10 @@ private:
 
 } // namespace
 
-bool readIdl(const char *text, const char *sourceName, std::vector<const DDS_TypeCode *> &types,
-             DDS_ErrorText *error)
+bool readIdl(const IdlText &text, std::vector<const DDS_TypeCode *> &types,
+             std::vector<std::string> &notes, DDS_ErrorText *error)
 {
-    IdlSource source(text, sourceName);
+    IdlSource source(text);
     if (!source.prepare(error)) {
         return false;
     }
@@ -272,7 +327,9 @@ bool readIdl(const char *text, const char *sourceName, std::vector<const DDS_Typ
         source.explain(error, problem);
         return false;
     }
-    return Reader(source, types, error).readDefinitions(qidl_root(tree.get()), "");
+    Reader reader(source, text.keyLists, types, error);
+    notes = source.notes();
+    return reader.readDefinitions(qidl_root(tree.get()), "") && reader.checkKeyLists();
 }
 
 } // namespace qddsc

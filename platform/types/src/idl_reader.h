@@ -2,15 +2,18 @@
 #ifndef QDDSC_SRC_IDL_READER_H
 #define QDDSC_SRC_IDL_READER_H
 
+#include <string>
 #include <vector>
 
+#include "idl_text.h"
 #include "qddsc/type_code.h"
 
 namespace qddsc {
 
 /// Appends the named types of a text in the order of their declaration; false with `error` filled.
-bool readIdl(const char *text, const char *sourceName, std::vector<const DDS_TypeCode *> &types,
-             DDS_ErrorText *error);
+/// `notes` says which annotations have no effect.
+bool readIdl(const IdlText &text, std::vector<const DDS_TypeCode *> &types,
+             std::vector<std::string> &notes, DDS_ErrorText *error);
 
 } // namespace qddsc
 

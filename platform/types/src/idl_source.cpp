@@ -10,40 +10,13 @@
 
 #include <fmt/format.h>
 
+#include "idl_scan.h"
+
 namespace qddsc {
 
 using qddscdr::setError;
 
 namespace {
-
-/// Length of the comment or quoted text at `at`; 0 for anything else.
-size_t quotedLength(const char *at)
-{
-    if (at[0] == '/' && at[1] == '/') {
-        return std::strcspn(at, "\n");
-    }
-    if (at[0] == '/' && at[1] == '*') {
-        const char *end = std::strstr(at + 2, "*/");
-        return end != nullptr ? static_cast<size_t>(end + 2 - at) : std::strlen(at);
-    }
-    if (*at != '"' && *at != '\'') {
-        return 0;
-    }
-    const char *end = at + 1;
-    while (*end != '\0' && *end != *at && *end != '\n') {
-        end += *end == '\\' && end[1] != '\0' ? 2 : 1;
-    }
-    return static_cast<size_t>(end - at) + (*end == *at ? 1 : 0);
-}
-
-size_t wordLength(const char *at)
-{
-    const char *end = at;
-    while (std::isalnum(static_cast<unsigned char>(*end)) != 0 || *end == '_') {
-        ++end;
-    }
-    return static_cast<size_t>(end - at);
-}
 
 bool isRejectedType(std::string_view word)
 {
@@ -53,15 +26,123 @@ bool isRejectedType(std::string_view word)
     return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
 
-} // namespace
-
-/// A carriage return by itself ends lines and comments for the parser, so it has to do so here.
-IdlSource::IdlSource(const char *text, const char *name) : text_(text), name_(name)
+/// Words of the language that older texts use as names. The parser takes them for such with an
+/// underscore in front, which is no part of the name.
+bool isLaterKeyword(std::string_view word)
 {
-    for (size_t i = 0; i < text_.size(); ++i) {
-        text_[i] = text_[i] == '\r' && text_[i + 1] != '\n' ? '\n' : text_[i];
-    }
+    static constexpr std::string_view words[] = {
+        "abstract",  "any",        "attribute",  "bitfield",  "bitmask",   "bitset",
+        "component", "connector",  "consumes",   "context",   "custom",    "emits",
+        "eventtype", "exception",  "factory",    "finder",    "getraises", "home",
+        "import",    "in",         "inout",      "interface", "local",     "manages",
+        "map",       "mirrorport", "multiple",   "native",    "oneway",    "out",
+        "port",      "porttype",   "primarykey", "private",   "provides",  "public",
+        "publishes", "raises",     "readonly",   "setraises", "supports",  "truncatable",
+        "typeid",    "typename",   "typeprefix", "uses",      "valuetype"};
+    return std::find(std::begin(words), std::end(words), word) != std::end(words);
 }
+
+/// Whether a word stands where only a name can: a declarator or an enumerator.
+bool isName(std::string_view word, char behind)
+{
+    return behind != '\0' && std::strchr(";,[=}", behind) != nullptr && isLaterKeyword(word);
+}
+
+/// What the parser understands and the reader judges.
+constexpr std::string_view knownAnnotations[] = {"appendable",
+                                                 "autoid",
+                                                 "bit_bound",
+                                                 "data_representation",
+                                                 "default_literal",
+                                                 "default_nested",
+                                                 "extensibility",
+                                                 "final",
+                                                 "id",
+                                                 "key",
+                                                 "must_understand",
+                                                 "mutable",
+                                                 "nested",
+                                                 "optional",
+                                                 "topic",
+                                                 "value"};
+
+bool isKnownAnnotation(std::string_view word)
+{
+    return std::find(std::begin(knownAnnotations), std::end(knownAnnotations), word) !=
+           std::end(knownAnnotations);
+}
+
+/// Whether one letter too many, too few, another one or two changed places make one of the other.
+bool isAlmost(std::string_view a, std::string_view b)
+{
+    if (a.size() > b.size()) {
+        std::swap(a, b);
+    }
+    if (b.size() - a.size() > 1) {
+        return false;
+    }
+    const auto start =
+        static_cast<size_t>(std::mismatch(a.begin(), a.end(), b.begin()).first - a.begin());
+    const std::string_view x = a.substr(start);
+    const std::string_view y = b.substr(start);
+    if (a.size() < b.size()) {
+        return x == y.substr(1);
+    }
+    return x.empty() || x.substr(1) == y.substr(1) ||
+           (x.size() > 1 && x[0] == y[1] && x[1] == y[0] && x.substr(2) == y.substr(2));
+}
+
+/// The annotation that a word of four letters and more is a slip of; "" if there is none. "kye" is
+/// one of "key", as a key is what nobody wants to lose.
+std::string nearestAnnotation(const std::string &word)
+{
+    for (const std::string_view known : knownAnnotations) {
+        if (known.size() > 2 && isAlmost(word, known)) {
+            return std::string(known);
+        }
+    }
+    return "";
+}
+
+const char *nameEnd(const char *at)
+{
+    at += wordLength(at);
+    while (at[0] == ':' && at[1] == ':' && wordLength(at + 2) > 0) {
+        at += 2 + wordLength(at + 2);
+    }
+    return at;
+}
+
+/// Behind the bracket that closes the one at `at`.
+const char *behindBrackets(const char *at, char open, char close)
+{
+    int depth = 0;
+    do {
+        const size_t quoted = quotedLength(at);
+        depth += quoted > 0 ? 0 : *at == open ? 1 : *at == close ? -1 : 0;
+        at += quoted > 0 ? quoted : 1;
+    } while (depth > 0 && *at != '\0');
+    return at;
+}
+
+/// Behind an annotation's name and arguments.
+const char *endOfAnnotation(const char *name)
+{
+    const char *const end = nameEnd(name);
+    const char *const behind = end + std::strspn(end, " \t\r\n");
+    return *behind == '(' ? behindBrackets(behind, '(', ')') : end;
+}
+
+/// Behind "annotation NAME { ... };".
+const char *endOfDeclaration(const char *name)
+{
+    const char *at = name + std::strcspn(name, "{;");
+    at = *at == '{' ? behindBrackets(at, '{', '}') : at;
+    at += std::strspn(at, " \t\r\n");
+    return *at == ';' ? at + 1 : at;
+}
+
+} // namespace
 
 void IdlSource::copy(char character)
 {
@@ -70,10 +151,19 @@ void IdlSource::copy(char character)
     if (character == '\n') {
         ++line_;
         column_ = 1;
-        lineIsBlank_ = true;
-    } else if (std::isspace(static_cast<unsigned char>(character)) == 0) {
-        lineIsBlank_ = false;
     }
+}
+
+void IdlSource::insert(char character)
+{
+    inserted_.push_back({line_, column_});
+    copy(character);
+}
+
+/// Leaves blanks and line ends in place of a part, so that what follows stays where it is.
+void IdlSource::blank(const char *from, const char *to)
+{
+    std::for_each(from, to, [this](char character) { copy(character == '\n' ? '\n' : ' '); });
 }
 
 /// The parser and the reader recurse into what is nested, so it must not be without end.
@@ -94,27 +184,18 @@ bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
     if (!checkNesting(*at, error)) {
         return false;
     }
-    if (*at == '#' && lineIsBlank_) {
-        explain(error, line_, column_,
-                "there is no preprocessor: #include, #define, #pragma and other lines that start "
-                "with '#' are not supported");
-        return false;
+    if (*at == '@') {
+        return copyAnnotation(at, error);
     }
-    const size_t word = wordLength(at);
-    if (word > 0) {
-        const std::string_view name(at, word);
-        const char *behind = at + word + std::strspn(at + word, " \t\r\n");
-        openTemplates_ += *behind == '<' && (name == "sequence" || name == "string") ? 1 : 0;
-        std::for_each(name.begin(), name.end(), [this](char character) { copy(character); });
-        at += word;
+    if (wordLength(at) > 0) {
+        copyWord(at);
         return true;
     }
     if (*at == '>' && openTemplates_ > 0) {
         --openTemplates_;
         if (at[1] == '>' && openTemplates_ > 0) {
             copy('>');
-            blanks_.push_back({line_, column_});
-            copy(' ');
+            insert(' ');
             ++at;
             return true;
         }
@@ -123,9 +204,77 @@ bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
     return true;
 }
 
+void IdlSource::copyWord(const char *&at)
+{
+    const size_t length = wordLength(at);
+    const std::string_view name(at, length);
+    const char *const behind = at + length + std::strspn(at + length, " \t\r\n");
+    openTemplates_ += *behind == '<' && (name == "sequence" || name == "string") ? 1 : 0;
+    if (isName(name, *behind)) {
+        insert('_');
+    }
+    std::for_each(name.begin(), name.end(), [this](char character) { copy(character); });
+    at += length;
+}
+
+/// Drops what does not change samples. What the parser knows goes on to it, and so does what looks
+/// like a misspelt one of these, which the parser rejects.
+bool IdlSource::copyAnnotation(const char *&at, DDS_ErrorText *error)
+{
+    const char *name = at + 1;
+    const size_t length = wordLength(name);
+    std::string word(name, length);
+    std::transform(word.begin(), word.end(), word.begin(),
+                   [](unsigned char character) { return std::tolower(character); });
+    const bool declares = word == "annotation";
+    if (!declares && isKnownAnnotation(word) && std::strncmp(name + length, "::", 2) != 0) {
+        copy('@');
+        std::for_each(word.begin(), word.end(), [this](char character) { copy(character); });
+        at = name + length;
+        return true;
+    }
+    const std::string meant = nearestAnnotation(word);
+    if (!meant.empty()) {
+        explain(error, line_, column_,
+                fmt::format("@{} is unknown; did you mean @{}?", std::string(name, length), meant)
+                    .c_str());
+        return false;
+    }
+    const char *const end = declares ? endOfDeclaration(name) : endOfAnnotation(name);
+    if (!declares) {
+        note(std::string(name, static_cast<size_t>(nameEnd(name) - name)));
+    }
+    blank(at, end);
+    at = end;
+    return true;
+}
+
+void IdlSource::note(const std::string &name)
+{
+    const auto known = std::find_if(passed_.begin(), passed_.end(),
+                                    [&](const Passed &each) { return each.name == name; });
+    if (known != passed_.end()) {
+        ++known->count;
+    } else {
+        passed_.push_back({name, text_.place(line_), 1});
+    }
+}
+
+std::vector<std::string> IdlSource::notes() const
+{
+    std::vector<std::string> notes;
+    for (const Passed &each : passed_) {
+        notes.push_back(each.count == 1
+                            ? fmt::format("{}: @{} has no effect", each.place, each.name)
+                            : fmt::format("{}: @{} has no effect, here and {} times more",
+                                          each.place, each.name, each.count - 1));
+    }
+    return notes;
+}
+
 bool IdlSource::prepare(DDS_ErrorText *error)
 {
-    const char *at = text_.c_str();
+    const char *at = text_.text().c_str();
     while (*at != '\0') {
         const size_t quoted = quotedLength(at);
         std::for_each(at, at + quoted, [this](char character) { copy(character); });
@@ -140,11 +289,11 @@ bool IdlSource::prepare(DDS_ErrorText *error)
 void IdlSource::explain(DDS_ErrorText *error, uint32_t line, uint32_t column,
                         const char *what) const
 {
-    const auto inFront = [line, column](const Blank &blank) {
-        return blank.line == line && blank.column < column;
+    const auto inFront = [line, column](const Inserted &each) {
+        return each.line == line && each.column < column;
     };
-    column -= static_cast<uint32_t>(std::count_if(blanks_.begin(), blanks_.end(), inFront));
-    setError(error, "%s:%u:%u: %s", name_, line, column, what);
+    column -= static_cast<uint32_t>(std::count_if(inserted_.begin(), inserted_.end(), inFront));
+    setError(error, "%s:%u: %s", text_.place(line).c_str(), column, what);
 }
 
 /// The word or sign at a position, as far as the text reaches.
@@ -168,7 +317,7 @@ std::string IdlSource::wordAt(uint32_t line, uint32_t column) const
 void IdlSource::explain(DDS_ErrorText *error, const QIdlProblem &problem) const
 {
     if (problem.line == 0) {
-        setError(error, "%s: %s", name_, problem.text);
+        setError(error, "%s: %s", text_.sourceName(0).c_str(), problem.text);
         return;
     }
     const std::string word = wordAt(problem.line, problem.column);

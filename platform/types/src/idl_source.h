@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "idl_text.h"
 #include "idl_tree.h"
 #include "qddsc/common.h"
 
@@ -12,14 +13,16 @@ namespace qddsc {
 
 class IdlSource {
 public:
-    /// The name outlives the object.
-    IdlSource(const char *text, const char *name);
+    /// The text outlives the object.
+    explicit IdlSource(const IdlText &text) : text_(text) {}
 
-    /// Makes the parser's text; false when there are preprocessor lines, which nobody would act on.
+    /// Makes the parser's text; false for one that is nested too deep, or has a misspelt
+    /// annotation.
     bool prepare(DDS_ErrorText *error);
 
-    /// The text with a blank in every ">>" that ends two templates: the parser takes it for a
-    /// shift.
+    /// The text as the parser takes it. A blank stands in every ">>" that ends two templates, which
+    /// it takes for a shift. Words that were no keywords once are marked as names. Annotations that
+    /// do not change samples are blanks.
     const std::string &prepared() const
     {
         return prepared_;
@@ -31,28 +34,40 @@ public:
     /// Words a parser's complaint for people: the offending word is looked up in the text.
     void explain(DDS_ErrorText *error, const QIdlProblem &problem) const;
 
+    /// Says of each annotation that was dropped where it stands first.
+    std::vector<std::string> notes() const;
+
 private:
     static constexpr uint32_t maxNesting = 64;
 
-    struct Blank {
+    /// A sign that only the prepared text has.
+    struct Inserted {
         uint32_t line;
         uint32_t column; // in the prepared text
     };
+    struct Passed {
+        std::string name;
+        std::string place;
+        uint32_t count;
+    };
 
-    const char *copyQuoted(const char *at);
     void copy(char character);
+    void insert(char character);
+    void blank(const char *from, const char *to);
     bool checkNesting(char character, DDS_ErrorText *error);
     bool copyCode(const char *&at, DDS_ErrorText *error);
+    void copyWord(const char *&at);
+    bool copyAnnotation(const char *&at, DDS_ErrorText *error);
+    void note(const std::string &name);
     std::string wordAt(uint32_t line, uint32_t column) const;
 
-    std::string text_;
-    const char *name_;
+    const IdlText &text_;
     std::string prepared_;
-    std::vector<Blank> blanks_;
+    std::vector<Inserted> inserted_;
+    std::vector<Passed> passed_;
     /// Where copying is in the prepared text.
     uint32_t line_ = 1;
     uint32_t column_ = 1;
-    bool lineIsBlank_ = true;
     uint32_t openTemplates_ = 0;
     uint32_t openBraces_ = 0;
 };

@@ -76,11 +76,10 @@ static char *withLineDirective(const char *text)
 {
     static const char directive[] = "#line 1 \"idl\"\n";
     const size_t length = strlen(text);
-    char *result = malloc(sizeof directive + length + 1);
+    char *result = malloc(sizeof directive + length);
     if (result != NULL) {
         memcpy(result, directive, sizeof directive - 1);
-        memcpy(result + sizeof directive - 1, text, length);
-        strcpy(result + sizeof directive - 1 + length, "\n");
+        memcpy(result + sizeof directive - 1, text, length + 1);
     }
     return result;
 }

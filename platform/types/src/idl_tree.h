@@ -37,7 +37,7 @@ struct QIdlProblem {
 struct QIdlTree;
 typedef const void *QIdlNode;
 
-/* Parses a text. Null on failure, with `problem` filled. */
+/* Parses a text, whose last line has an end. Null on failure, with `problem` filled. */
 struct QIdlTree *qidl_parse(const char *text, struct QIdlProblem *problem);
 void qidl_free(struct QIdlTree *tree);
 /* First definition of the text, or null. */

@@ -1,13 +1,12 @@
 // Sets of named types read from IDL. A library is used by one thread at a time; the types outlive
 // it.
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <filesystem>
 #include <new>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "idl_preprocessor.h"
 #include "idl_reader.h"
 #include "qddsc/type_code.h"
 #include "qddscdr/error_text.h"
@@ -15,14 +14,14 @@
 struct DDS_TypeLibrary {
     std::vector<const DDS_TypeCode *> types; // in order of declaration
     std::unordered_map<std::string, const DDS_TypeCode *> byName;
+    std::vector<std::filesystem::path> includePath;
+    std::vector<std::string> notes;
 };
 
 using namespace qddsc;
 using qddscdr::setError;
 
 namespace {
-
-constexpr size_t maxText = 64U << 20;
 
 /// Adds types whose names are new; false, with nothing added, when a name means another type.
 bool addAll(DDS_TypeLibrary &library, const std::vector<const DDS_TypeCode *> &types,
@@ -44,32 +43,18 @@ bool addAll(DDS_TypeLibrary &library, const std::vector<const DDS_TypeCode *> &t
     return true;
 }
 
-bool readFile(const char *path, std::string &text, DDS_ErrorText *error)
+int32_t add(DDS_TypeLibrary &library, const std::string &text, const char *sourceName,
+            const std::filesystem::path &file, DDS_ErrorText *error)
 {
-    std::FILE *file = std::fopen(path, "rbe");
-    if (file == nullptr) {
-        setError(error, "%s: cannot be opened: %s", path, std::strerror(errno));
-        return false;
+    std::vector<const DDS_TypeCode *> types;
+    std::vector<std::string> notes;
+    IdlText joined;
+    if (!IdlPreprocessor(library.includePath).join(text, sourceName, file, joined, error) ||
+        !readIdl(joined, types, notes, error) || !addAll(library, types, sourceName, error)) {
+        return 0;
     }
-    char block[4096];
-    size_t count = 0;
-    bool good = true;
-    try {
-        while (text.size() <= maxText && (count = std::fread(block, 1, sizeof block, file)) > 0) {
-            text.append(block, count);
-        }
-        good = std::ferror(file) == 0;
-    } catch (...) {
-        std::fclose(file);
-        throw;
-    }
-    std::fclose(file);
-    if (!good || text.size() > maxText || text.find('\0') != std::string::npos) {
-        setError(error, "%s: %s", path,
-                 !good ? "cannot be read" : "is not a text or larger than 64 MiB");
-        return false;
-    }
-    return true;
+    library.notes.insert(library.notes.end(), notes.begin(), notes.end());
+    return 1;
 }
 
 } // namespace
@@ -88,16 +73,23 @@ void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) noexcept
     delete self;
 }
 
+int32_t DDS_TypeLibrary_set_include_path(DDS_TypeLibrary *self, const char *const *folders,
+                                         uint32_t count) noexcept
+{
+    try {
+        self->includePath.assign(folders, folders + count);
+        return 1;
+    } catch (...) {
+        return 0;
+    }
+}
+
 int32_t DDS_TypeLibrary_add_idl_text(DDS_TypeLibrary *self, const char *text,
                                      const char *sourceName, DDS_ErrorText *error) noexcept
 {
     const char *source = sourceName != nullptr ? sourceName : "idl";
     try {
-        std::vector<const DDS_TypeCode *> types;
-        return text != nullptr && readIdl(text, source, types, error) &&
-                       addAll(*self, types, source, error)
-                   ? 1
-                   : 0;
+        return text != nullptr ? add(*self, text, source, {}, error) : 0;
     } catch (...) {
         setError(error, "%s: memory is short", source);
         return 0;
@@ -108,14 +100,18 @@ int32_t DDS_TypeLibrary_add_idl_file(DDS_TypeLibrary *self, const char *path,
                                      DDS_ErrorText *error) noexcept
 {
     try {
-        std::string text;
-        return readFile(path, text, error)
-                   ? DDS_TypeLibrary_add_idl_text(self, text.c_str(), path, error)
-                   : 0;
+        return add(*self, readIdlFile(path), path, path, error);
+    } catch (const IdlFault &fault) {
+        setError(error, "%s: %s", path, fault.what());
     } catch (...) {
         setError(error, "%s: memory is short", path);
-        return 0;
     }
+    return 0;
+}
+
+const char *DDS_TypeLibrary_get_note(const DDS_TypeLibrary *self, uint32_t index) noexcept
+{
+    return index < self->notes.size() ? self->notes[index].c_str() : nullptr;
 }
 
 const DDS_TypeCode *DDS_TypeLibrary_find(const DDS_TypeLibrary *self, const char *name) noexcept

@@ -63,6 +63,11 @@ private:
         if (!file.complain()) {
             return exitUsage;
         }
+        if (verbose_) {
+            for (const std::string &note : configuration->typeNotes) {
+                std::cout << "note  " << note << "\n";
+            }
+        }
         return configuration->needsJava() && !vm
                    ? exitNoStart
                    : startRelay(*configuration, options_, vm ? &*vm : nullptr);

@@ -162,13 +162,16 @@ QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
  * definitions, as a name that the library already has must mean the same type. On failure nothing
  * of the text is added.
  *
- * There is no preprocessor: a line that starts with '#' is an error that says so. A struct without
- * an annotation of its extensibility is final. @key, @final, @appendable, @nested,
- * @default_nested and @value are carried; @topic and @unit change nothing; other annotations are
- * accepted where they ask for what is so anyway (@id with the number the member has,
- * @optional(FALSE),
- * @bit_bound(32), @default_literal on the first enumerator) and rejected where they do not, as is
- * any annotation that nobody knows.
+ * #include, #define, conditions and the pragmas "keylist" and "DCPS_DATA_KEY" are obeyed; other
+ * pragmas are for other programs. Files are looked for beside the file that includes them, then in
+ * the include path; none outside of these folders is read, and each comes once.
+ *
+ * A struct without an annotation of its extensibility is final. @key, @final, @appendable, @nested,
+ * @default_nested and @value are carried; @topic changes nothing. Some are accepted where they ask
+ * for what is so anyway (@id with the number the member has, @optional(FALSE), @bit_bound(32),
+ * @default_literal on the first enumerator) and rejected where they do not. All others do not
+ * change samples and are passed over, see DDS_TypeLibrary_get_note(), but for one that looks like a
+ * misspelt one of these. Capitals do not matter.
  *
  * @param text       NUL-terminated.
  * @param sourceName stands before line and column in errors ("weather.idl:3:9: ...").
@@ -181,6 +184,25 @@ QDDSC_API int32_t DDS_TypeLibrary_add_idl_text(DDS_TypeLibrary *self, const char
 /** The same from a file; its path is the source name. */
 QDDSC_API int32_t DDS_TypeLibrary_add_idl_file(DDS_TypeLibrary *self, const char *path,
                                                struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
+/**
+ * Sets where texts that are added from now on find what they include, in this order.
+ *
+ * @param folders `count` of them, copied; may be null if that is 0.
+ * @return 1, or 0 when memory is short: then the path is empty or what it was.
+ */
+QDDSC_API int32_t DDS_TypeLibrary_set_include_path(DDS_TypeLibrary *self,
+                                                   const char *const *folders,
+                                                   uint32_t count) QDDSC_NOEXCEPT;
+
+/**
+ * What was passed over in the texts that were added, a line each:
+ * "weather.idl:3: @range has no effect".
+ *
+ * @return the text, which lives until the library is changed; null behind the last one.
+ */
+QDDSC_API const char *DDS_TypeLibrary_get_note(const DDS_TypeLibrary *self,
+                                               uint32_t index) QDDSC_NOEXCEPT;
 
 /** The type of that scoped name ("weather::Observation"), or null. */
 QDDSC_API const DDS_TypeCode *DDS_TypeLibrary_find(const DDS_TypeLibrary *self,
