@@ -344,6 +344,7 @@ void IdlPreprocessor::obeyPragma(const std::string &rest)
     }
     list.members.erase(list.members.begin());
     list.place = fmt::format("{}:{}", joined_->sourceName(place_.source), place_.line);
+    list.line = joined_->lines();
     joined_->keyLists.push_back(list);
 }
 

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <limits>
 #include <memory>
-#include <set>
 #include <string>
 #include <unordered_map>
 
@@ -45,13 +44,25 @@ public:
         return true;
     }
 
-    /// Whether every list of keys named a struct.
-    bool checkKeyLists()
+    /// Finds out which struct each list of keys is about: of those with the name the one in front
+    /// of the pragma, or else the first.
+    bool assignKeyLists(QIdlNode root)
     {
+        std::vector<std::pair<uint32_t, std::string>> structs;
+        if (!keyLists_.empty()) {
+            listStructs(root, "", structs);
+        }
         for (const IdlKeyList &list : keyLists_) {
-            if (usedLists_.count(&list) == 0) {
+            const std::string *found = nullptr;
+            for (const auto &[line, name] : structs) {
+                if (isNamed(name, list.type) && (found == nullptr || line <= list.line)) {
+                    found = &name;
+                }
+            }
+            if (found == nullptr) {
                 return fail(list, fmt::format("there is no struct {}", list.type));
             }
+            listsOf_[*found].push_back(&list);
         }
         return true;
     }
@@ -62,6 +73,30 @@ private:
         qddscdr::setError(error_, "%s:1: the keys of a pragma: %s", list.place.c_str(),
                           what.c_str());
         return false;
+    }
+
+    /// Whether a struct is meant, with or without its modules.
+    static bool isNamed(const std::string &name, const std::string &meant)
+    {
+        const std::string whole = "::" + name;
+        const std::string tail = meant.rfind("::", 0) == 0 ? meant : "::" + meant;
+        return whole.size() >= tail.size() &&
+               whole.compare(whole.size() - tail.size(), tail.size(), tail) == 0;
+    }
+
+    static void listStructs(QIdlNode node, const std::string &scope,
+                            std::vector<std::pair<uint32_t, std::string>> &structs)
+    {
+        for (; node != nullptr; node = qidl_next(node)) {
+            if (qidl_kind(node) == QIDL_MODULE) {
+                listStructs(qidl_first(node), scope + qidl_name(node) + "::", structs);
+            } else if (qidl_kind(node) == QIDL_STRUCT) {
+                uint32_t line = 0;
+                uint32_t column = 0;
+                qidl_location(node, &line, &column);
+                structs.emplace_back(line, scope + qidl_name(node));
+            }
+        }
     }
 
     bool fail(QIdlNode node, const std::string &what)
@@ -190,27 +225,18 @@ private:
         return add(node, type, why);
     }
 
-    /// Has the lists that name a struct, with or without its modules, make its members keys.
     bool addKeys(const std::string &name, std::vector<DDS_StructMember> &members)
     {
-        for (const IdlKeyList &list : keyLists_) {
-            const std::string tail = "::" + list.type;
-            const bool isMine = name == list.type || "::" + name == list.type ||
-                                (name.size() > tail.size() &&
-                                 name.compare(name.size() - tail.size(), tail.size(), tail) == 0);
-            if (!isMine) {
-                continue;
-            }
-            usedLists_.insert(&list);
-            for (const std::string &key : list.members) {
+        for (const IdlKeyList *list : listsOf_[name]) {
+            for (const std::string &key : list->members) {
                 const auto member =
                     std::find_if(members.begin(), members.end(),
                                  [&](const DDS_StructMember &each) { return each.name == key; });
                 if (member == members.end()) {
-                    return fail(list, fmt::format("{} has no member {}{}", name, key,
-                                                  key.find('.') == std::string::npos
-                                                      ? ""
-                                                      : "; a part of a member is not supported"));
+                    return fail(*list, fmt::format("{} has no member {}{}", name, key,
+                                                   key.find('.') == std::string::npos
+                                                       ? ""
+                                                       : "; a part of a member is not supported"));
                 }
                 member->isKey = 1;
             }
@@ -305,7 +331,8 @@ private:
 
     const IdlSource &source_;
     const std::vector<IdlKeyList> &keyLists_;
-    std::set<const IdlKeyList *> usedLists_;
+    /// By the struct's name.
+    std::unordered_map<std::string, std::vector<const IdlKeyList *>> listsOf_;
     std::vector<const DDS_TypeCode *> &types_;
     DDS_ErrorText *error_;
     std::unordered_map<QIdlNode, const DDS_TypeCode *> byNode_;
@@ -329,7 +356,8 @@ bool readIdl(const IdlText &text, std::vector<const DDS_TypeCode *> &types,
     }
     Reader reader(source, text.keyLists, types, error);
     notes = source.notes();
-    return reader.readDefinitions(qidl_root(tree.get()), "") && reader.checkKeyLists();
+    const QIdlNode root = qidl_root(tree.get());
+    return reader.assignKeyLists(root) && reader.readDefinitions(root, "");
 }
 
 } // namespace qddsc

@@ -16,6 +16,8 @@ struct IdlKeyList {
     std::vector<std::string> members;
     /// Where the pragma is: "weather.idl:7".
     std::string place;
+    /// The last line of the joined text in front of it.
+    uint32_t line = 0;
 };
 
 class IdlText {
@@ -46,6 +48,10 @@ public:
         const size_t known = std::min<size_t>(line, origins_.size());
         const Origin &origin = origins_[known == 0 ? 0 : known - 1];
         return sources_[origin.source] + ":" + std::to_string(origin.line + line - known);
+    }
+    uint32_t lines() const
+    {
+        return static_cast<uint32_t>(origins_.size());
     }
     const std::string &sourceName(uint32_t source) const
     {
