@@ -346,22 +346,31 @@ bool Assembly::numbers(const RouteSettings &route)
                                    FERRY_DELIVERY_NUMBERS) != 0;
 }
 
-/// Whether an output leaves out samples by their numbers and no store gives the numbers. Those of a
-/// source rise only as long as it has one handle.
-bool Assembly::lacksStore(const RouteSettings &route, const StreamSettings &output)
+/// An output that leaves out samples by their numbers needs a store that gives them, and drops
+/// none. The numbers of a source rise only as long as it has one handle. Returns what is missing,
+/// or "".
+std::string Assembly::obstacleToOnce(const RouteSettings &route, const StreamSettings &output)
 {
-    const bool stored =
-        route.input.buffer && configuration_.buffers[*route.input.buffer].settings.stored;
-    return !stored && !output.buffer &&
-           (deliveryOf(route.session, output, FERRY_SETTING_OF_WRITER) & FERRY_DELIVERY_ONCE) != 0;
+    if (output.buffer ||
+        (deliveryOf(route.session, output, FERRY_SETTING_OF_WRITER) & FERRY_DELIVERY_ONCE) == 0) {
+        return "";
+    }
+    const BufferSettings *const store =
+        route.input.buffer ? &configuration_.buffers[*route.input.buffer].settings : nullptr;
+    if (store == nullptr || !store->stored) {
+        return "only a store gives numbers: add \"store: {}\" to the output";
+    }
+    return store->letters.empty() && store->whenFull != WhenFull::block
+               ? "its store drops samples when it is full: only \"when_full: block\" goes with that"
+               : "";
 }
 
-void Assembly::rejectOutput(Route &route, const StreamSettings &settings)
+void Assembly::rejectOutput(Route &route, const StreamSettings &settings,
+                            const std::string &obstacle)
 {
-    const std::string text =
-        fmt::format("output {}/{} writes each sample once by its number, and only a store gives "
-                    "numbers: add \"store: {{}}\" to the output",
-                    configuration_.connections[settings.connection].name, settings.stream);
+    const std::string text = fmt::format(
+        "output {}/{} writes each sample once by its number, and {}",
+        configuration_.connections[settings.connection].name, settings.stream, obstacle);
     ++problems_;
     route.reject();
     logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}", text);
@@ -399,8 +408,9 @@ bool Assembly::openWriter(Route &route, WriterEnd &output, const StreamSettings 
         return good;
     }
     output.delivery = deliveryOf(route.settings().session, settings, FERRY_SETTING_OF_WRITER);
-    if (lacksStore(route.settings(), settings)) {
-        rejectOutput(route, settings);
+    const std::string obstacle = obstacleToOnce(route.settings(), settings);
+    if (!obstacle.empty()) {
+        rejectOutput(route, settings, obstacle);
         return false;
     }
     output.writer = openEnd<QEL_FerrionStreamWriter>(

@@ -207,8 +207,8 @@ private:
                     const std::string &kind, Create &&create);
     std::uint32_t deliveryOf(std::size_t session, const StreamSettings &end, std::uint32_t role);
     bool numbers(const RouteSettings &route);
-    bool lacksStore(const RouteSettings &route, const StreamSettings &output);
-    void rejectOutput(Route &route, const StreamSettings &settings);
+    std::string obstacleToOnce(const RouteSettings &route, const StreamSettings &output);
+    void rejectOutput(Route &route, const StreamSettings &settings, const std::string &obstacle);
     bool openBuffer(Route &route, RouteEnd &end, const StreamSettings &settings);
     bool openWriter(Route &route, WriterEnd &output, const StreamSettings &settings);
     bool openReader(Route &route);

@@ -217,17 +217,22 @@ TEST_F(DeliveryTest, KeepsWhatItCannotDeliverOnLoan)
 }
 
 /// Nobody gives the samples numbers that rise for good, so the output would lose some.
-TEST_F(DeliveryTest, RejectsAnOutputThatNeedsNumbersAndHasNoStore)
+TEST_F(DeliveryTest, RejectsAnOutputThatNeedsNumbersAndHasNoStoreThatKeepsAll)
 {
     configuration.restart = RetrySettings();
     addRetrying("r", "a/in", {"b/x"});
     addRetrying("queued", "a/in2", {"b/y"}).input.buffer = 0;
+    addRetrying("dropping", "a/in3", {"b/z"}).input.buffer = 1;
     configuration.buffers.emplace_back().settings.stored = false;
+    configuration.buffers.emplace_back().settings.whenFull = WhenFull::dropOldest;
     script.delivers = FERRY_DELIVERY_ONCE | FERRY_DELIVERY_NUMBERS | FERRY_DELIVERY_REPEATS;
     EXPECT_EQ(runUntilIdle(), exitNoStart);
-    EXPECT_EQ(script.called("create_writer x") + script.called("create_writer y"), 0);
+    EXPECT_EQ(script.called("create_writer x") + script.called("create_writer y") +
+                  script.called("create_writer z"),
+              0);
     EXPECT_EQ(times("output b/x writes each sample once by its number"), 1) << log;
     EXPECT_EQ(times("output b/y writes each sample once by its number"), 1) << log;
+    EXPECT_EQ(times("and its store drops samples when it is full"), 1) << log;
 }
 
 TEST_F(DeliveryTest, GuaranteesWhatTheEndsDeclare)

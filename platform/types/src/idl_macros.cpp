@@ -309,13 +309,14 @@ std::string IdlMacros::expand(const std::string &line, bool inComment) const
     if (macros_.empty()) {
         return line;
     }
-    const std::size_t comment = inComment ? line.find("*/") : 0;
-    if (comment == std::string::npos) {
+    const std::size_t close = inComment ? line.find("*/") : 0;
+    if (close == std::string::npos) {
         return line;
     }
-    std::string out = line.substr(0, comment);
+    const std::size_t code = inComment ? close + 2 : 0;
+    std::string out = line.substr(0, code);
     Expansion expansion;
-    replace(line.substr(comment), expansion, out);
+    replace(line.substr(code), expansion, out);
     return out;
 }
 
