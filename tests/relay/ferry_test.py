@@ -438,6 +438,32 @@ class FerryTest(Ferry):
                 self.assertEqual(result.returncode, 1)
                 self.assertIn("results could not be written", result.stderr)
 
+    def test_a_configuration_is_made_of_data(self):
+        def made(name, text, code=0):
+            (self.directory / name).write_text(text, encoding="utf-8")
+            stem = self.directory / pathlib.Path(name).stem
+            result = self.ferry("new", "config", self.directory / name, stem, code=code)
+            if code == 0:
+                self.ferry("run", f"{stem}.yaml", "--until-idle=0.2", "-q", code=0)
+                lines = pathlib.Path(f"{stem}.out.jsonl").read_text(encoding="utf-8")
+                return [json.loads(line) for line in lines.splitlines()]
+            return result.stderr
+        self.assertEqual(
+            made("rows.data", "\ufeffStation ID;t (C);n;ok;9;struct;Station_ID\n"
+                 'A;1;3;true;"x;""y"";\nz";s;1\nB;;-4;false;;;2.5\n'),
+            [{"Station_ID": "A", "t__C_": 1.0, "n": 3, "ok": True, "c9": 'x;"y";\nz',
+              "struct": "s", "Station_ID_": 1.0},
+             {"Station_ID": "B", "t__C_": None, "n": -4, "ok": False, "c9": "", "struct": "",
+              "Station_ID_": 2.5}])
+        lines = [{"a": 1, "pos": {"lat": 1.5, "at": [1, 2]}, "of": [{"x": 1}], "map": True, "n": 1},
+                 {"a": 2.5, "pos": {"lat": 2.0, "at": []}, "of": [], "map": False, "n": None}]
+        self.assertEqual(made("objects.jsonl", "\n".join(map(json.dumps, lines)) + "\n"), lines)
+        self.assertIn("is there already", made("objects.jsonl", '{"a": 1}\n', code=2))
+        self.assertIn('"a b" is not an identifier', made("bad.jsonl", '{"a b": 1}\n', code=2))
+        self.assertIn("is empty", made("empty.csv", "\n", code=2))
+        self.assertEqual(sorted(path.name for path in self.directory.glob("[be]*")),
+                         ["bad.jsonl", "empty.csv"])
+
     def test_a_signal_stops_in_order(self):
         good = self.directory / "out" / "good.jsonl"
         for number in [signal.SIGTERM, signal.SIGINT, signal.SIGHUP]:

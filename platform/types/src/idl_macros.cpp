@@ -172,9 +172,10 @@ private:
         skip();
         for (const char *sign : signs) {
             const std::size_t length = std::strlen(sign);
-            const bool doubled =
-                length == 1 && std::strchr("|&<>", *sign) != nullptr && at_[1] == *sign;
-            if (std::strncmp(at_, sign, length) == 0 && !doubled) {
+            const auto isDoubled = [&] {
+                return length == 1 && std::strchr("|&<>", *sign) != nullptr && at_[1] == *sign;
+            };
+            if (std::strncmp(at_, sign, length) == 0 && !isDoubled()) {
                 return sign;
             }
         }
