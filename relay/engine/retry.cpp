@@ -22,6 +22,7 @@ std::int32_t Retry::taken(std::int32_t count)
     region_ = std::max(0, region_ - bad - count);
     probe_ = 0;
     alone_ = 0;
+    compared_ = 0;
     alive_ = true;
     backoff_.reset();
     due_ = {};
@@ -55,10 +56,14 @@ void Retry::failed(std::int32_t count, std::int32_t taken, std::int32_t left, Cl
 void Retry::failedAlone(std::int32_t left, bool quick, Clock::time_point now)
 {
     region_ = 1;
-    alone_ += probe_ == 0 ? 1 : 0;
     const int needed = alive_ ? doubtfulBesideOthers : doubtful;
-    const int probes = std::min(alone_ - needed + 1, mostProbes);
-    if (!quick || probe_ >= std::min(probes, left - 1)) {
+    if (probe_ == 0) {
+        ++alone_;
+        // One further each time, so that each has failed before when the one behind it is tried.
+        probes_ = std::min({alone_ - needed + 1, compared_ + 1, mostProbes});
+    }
+    compared_ = std::max(compared_, probe_);
+    if (!quick || probe_ >= std::min(probes_, left - 1)) {
         if (alive_ && quick && probe_ == 0 && alone_ < needed) {
             return; // once more, at once
         }

@@ -102,6 +102,10 @@ private:
     std::int32_t probe_ = 0;
     /// How often the first sample has failed alone.
     int alone_ = 0;
+    /// How many samples behind it have failed alone, too, and how many are tried before the next
+    /// pause.
+    std::int32_t compared_ = 0;
+    std::int32_t probes_ = 0;
     /// Whether the output has taken something since the last pause.
     bool alive_ = false;
 };
