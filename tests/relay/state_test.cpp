@@ -1,4 +1,4 @@
-// What outlives a process: stores over crashes, full disks, damaged and foreign files, failed
+// What outlives a process: stores over restarts, full disks, damaged and foreign files, failed
 // syncs; the state directory; and the stream that makes a plug-in's two ends of a buffer.
 #include <csignal>
 #include <fcntl.h>
@@ -12,9 +12,7 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <memory>
-#include <random>
 #include <set>
-#include <thread>
 
 #include "counting_new.h"
 #include "engine/stored_stream.h"
@@ -27,9 +25,6 @@ namespace {
 
 /// How many syncs still go well; negative: all.
 std::atomic<int> goodSyncs{-1};
-/// With which sync the process dies, before it or after it; negative: with none.
-std::atomic<int> deadlySync{-1};
-bool diesAfterSync = false;
 
 } // namespace
 
@@ -44,15 +39,7 @@ extern "C" [[gnu::visibility("default")]] int fdatasync(int descriptor)
     if (left > 0) {
         goodSyncs.store(left - 1);
     }
-    const bool dies = deadlySync.load() >= 0 && deadlySync.fetch_sub(1) == 0;
-    if (dies && !diesAfterSync) {
-        std::raise(SIGKILL);
-    }
-    const auto result = static_cast<int>(syscall(SYS_fdatasync, descriptor));
-    if (dies) {
-        std::raise(SIGKILL);
-    }
-    return result;
+    return static_cast<int>(syscall(SYS_fdatasync, descriptor));
 }
 
 extern "C" [[gnu::visibility("default")]] int fsync(int descriptor)
@@ -555,123 +542,6 @@ TEST_F(StateTest, AFullDiskHoldsUpAppendsAndNotDeliveries)
     umount2(disk.c_str(), MNT_DETACH);
 }
 
-/// A source that repeats what was not acknowledged, a store, and an output that appends to a file:
-/// killed at any moment.
-class Life {
-public:
-    Life(const StoreSettings &settings, const fs::path &directory)
-        : settings_(settings), acknowledged_(open(directory / "acknowledged", 0)),
-          delivered_(open(directory / "delivered", O_APPEND))
-    {
-    }
-
-    /// Both ends at work, or one of them, so that the store has much in it, or nothing.
-    enum Work { both, source, sink };
-
-    [[noreturn]] void run(int last, Work work)
-    {
-        Store store(settings_);
-        if (!store.open().ok()) {
-            _exit(2);
-        }
-        std::thread output([&] {
-            if (work != source) {
-                deliver(store);
-            }
-        });
-        int from = 0;
-        if (pread(acknowledged_, &from, sizeof from, 0) < 0) {
-            _exit(3);
-        }
-        for (; work != sink && from < last; from += 3) {
-            if (!store.append(Samples(from, 3, 2000).list()).ok()) {
-                _exit(4);
-            }
-            const int next = from + 3;
-            if (pwrite(acknowledged_, &next, sizeof next, 0) != sizeof next) {
-                _exit(5);
-            }
-        }
-        ended_.store(true);
-        output.join();
-        _exit(work == both ? 0 : goesOn);
-    }
-
-    static constexpr int goesOn = 99;
-
-private:
-    static int open(const fs::path &file, int flags)
-    {
-        return ::open(file.c_str(), O_RDWR | O_CREAT | flags, 0600);
-    }
-    void deliver(Store &store) const
-    {
-        StoredSlice slice;
-        for (;;) {
-            const bool ended = ended_.load();
-            if (!store.oldest(slice).ok()) {
-                _exit(6);
-            }
-            const std::vector<int> values = valuesOf(slice);
-            if (values.empty()) {
-                if (ended) {
-                    return;
-                }
-                std::this_thread::yield();
-                continue;
-            }
-            const auto bytes = static_cast<ssize_t>(values.size() * sizeof(int));
-            if (::write(delivered_, values.data(), static_cast<std::size_t>(bytes)) != bytes) {
-                _exit(7);
-            }
-            store.advance();
-        }
-    }
-
-    const StoreSettings &settings_;
-    const int acknowledged_;
-    const int delivered_;
-    std::atomic<bool> ended_{false};
-};
-
-TEST_F(StateTest, KilledAtAnyMomentItLosesNothingAndDoublesASlice)
-{
-    settings.maxSamples = 6;
-    constexpr int last = 1500;
-    std::minstd_rand random(1);
-    int kills = 0;
-    for (bool over = false; !over;) {
-        const pid_t child = fork();
-        if (child == 0) {
-            deadlySync.store(static_cast<int>(random() % 40));
-            diesAfterSync = random() % 2 == 0;
-            Life(settings, directory).run(last, static_cast<Life::Work>(random() % 3));
-        }
-        random.discard(3);
-        int status = 0;
-        waitpid(child, &status, 0);
-        const int code = WIFEXITED(status) ? WEXITSTATUS(status) : Life::goesOn;
-        over = code == 0;
-        ASSERT_TRUE(over || code == Life::goesOn) << code;
-        kills += over ? 0 : 1;
-        ASSERT_LT(kills, 2000);
-    }
-    std::ifstream file(directory / "delivered", std::ios::binary);
-    int next = 0;
-    int steps = 0;
-    for (int value = 0; file.read(reinterpret_cast<char *>(&value), sizeof value);) {
-        EXPECT_LE(value, next) << "a sample is missing";
-        EXPECT_GE(value, next - 6) << "more than a slice came twice";
-        steps += value < next ? 1 : 0;
-        next = value + 1;
-    }
-    EXPECT_EQ(next, last);
-    // A slice that the source repeats, and one that the output is given again.
-    EXPECT_LE(steps, 2 * kills);
-}
-
-/// What a route sees of a store: a writer that takes all or nothing, a reader that lends the same
-/// samples again and again until the loan comes back, and signals.
 TEST_F(StateTest, AStreamLendsWhatItsBufferKeeps)
 {
     MemoryQueue queue({900, 4, 1U << 20});
