@@ -141,8 +141,11 @@ final class FileStreamReader extends ReaderBase {
         claim.lent();
         BatchLimit limit = new BatchLimit(settings());
         try {
+            keepStart();
             while (!limit.isReached() && !stopped && (again || input.next())) {
+                again = true;
                 keepStart();
+                again = false;
                 if (decoder.hasHeader() && input.atFirst()) {
                     bindNextHeader();
                 } else if (!readRow(samples, infos, limit)) {
@@ -161,12 +164,13 @@ final class FileStreamReader extends ReaderBase {
         badRows.report(true, stopped ? "; reading stops here" : "");
     }
 
-    /** A process that ends before a first loan comes back leaves what the samples are known by. */
+    /**
+     * A process that ends before a first loan comes back leaves what the samples are known by, and
+     * which file was read: that may be renamed before the next process begins.
+     */
     private void keepStart() throws AdapterException, IOException {
-        if (position != null && position.place() == null) {
-            again = true;
+        if (position != null && position.place() == null && input.isOpen()) {
             position.save(input.start());
-            again = false;
             traceless = false;
         }
     }

@@ -41,8 +41,11 @@ final class Input implements Closeable {
     private volatile long number;
     /** Of the open file. */
     private FilePosition.Opening opening;
-    /** What is opened next: the name, or a file that had it and was renamed before it was read. */
-    private Path successor;
+    /**
+     * Whether a file has been read to its end: what is opened next had the name after it, and may
+     * have been renamed before it was read.
+     */
+    private boolean succeeds;
     /** Where reading goes on that another process has begun; null when that is done. */
     private FilePosition.Place resumed;
     /** The place that was asked for last, in a file that may have been closed since. */
@@ -60,7 +63,6 @@ final class Input implements Closeable {
             FilePosition position) throws IOException {
         this.quoteWait = quoteWait;
         this.path = path;
-        this.successor = path;
         this.follow = follow;
         this.scanner = scanner;
         boolean opened = position != null && position.place() != null && reopen(position);
@@ -85,7 +87,7 @@ final class Input implements Closeable {
                     Long.toString(place.offset()));
             return false;
         }
-        if (!open(where)) {
+        if (!open(position::find)) {
             return false;
         }
         RandomAccessFile opened = file;
@@ -103,25 +105,35 @@ final class Input implements Closeable {
     }
 
     private boolean open() throws IOException {
-        Path next = successor;
-        successor = path;
-        return open(next) || (!next.equals(path) && open(path));
+        return open(succeeds ? () -> Rotation.behind(path, number) : () -> path);
     }
 
-    private boolean open(Path name) throws IOException {
+    /** A file by what it is: its name may change at any time. */
+    private interface Where {
+        /** @return null when it has gone */
+        Path find() throws IOException;
+    }
+
+    private boolean open(Where where) throws IOException {
+        Path name = where.find();
+        if (name == null) {
+            return false;
+        }
         try {
             Object before = keyOf(name);
+            long numberBefore = FilePosition.numberOf(name);
             if (Files.isDirectory(name)) {
                 throw new IOException("is a directory");
             }
             RandomAccessFile opened = new RandomAccessFile(name.toFile(), "r");
-            // Replaced in between: which file was opened is not known, so look again.
-            if (!keyOf(name).equals(before)) {
+            // Renamed or replaced in between: which file was opened is not known, so look again.
+            if (!name.equals(where.find()) || !is(name, before, numberBefore)) {
                 opened.close();
-                return open(name);
+                return open(where);
             }
             key = before;
-            number = FilePosition.numberOf(name);
+            number = numberBefore;
+            succeeds = false;
             opening = opening == null ? FilePosition.Opening.begin() : opening.next();
             file = opened;
         } catch (NoSuchFileException missing) {
@@ -139,6 +151,14 @@ final class Input implements Closeable {
         replacedAt = 0;
         openSince = 0;
         return true;
+    }
+
+    private static boolean is(Path name, Object key, long number) throws IOException {
+        try {
+            return keyOf(name).equals(key) && FilePosition.numberOf(name) == number;
+        } catch (NoSuchFileException moved) {
+            return false;
+        }
     }
 
     private static Object keyOf(Path path) throws IOException {
@@ -165,6 +185,11 @@ final class Input implements Closeable {
             fresh = false;
         }
         resumed = null;
+    }
+
+    /** Whether there is a file to read by now. */
+    boolean isOpen() {
+        return file != null;
     }
 
     /** Where the open file starts. */
@@ -252,7 +277,7 @@ final class Input implements Closeable {
                 return true;
             }
             place(false);
-            successor = follow ? Rotation.behind(path, number) : path;
+            succeeds = follow;
             close();
             return follow;
         }
