@@ -1,13 +1,18 @@
 #!/usr/bin/env python3
-"""Kills ferry at random moments while it follows a growing file into an output, and counts the rows
-that are missing at the end, and those that are there twice.
+"""Kills ferry, and where there is one the database server, at random moments while rows flow, and
+counts the rows that are missing at the end, and those that are there twice.
 
-Usage: crash.py FERRY [--kills N] [--seed S] [--scenario NAME...]"""
+Usage: crash.py FERRY [--kills N] [--seed S] [--domain D] [--scenario NAME...]"""
 import argparse
 import collections
+import glob
 import json
+import os
 import pathlib
 import random
+import shutil
+import signal
+import socket
 import sqlite3
 import subprocess
 import sys
@@ -15,94 +20,253 @@ import tempfile
 import threading
 import time
 
-PATIENCE = 120
+PATIENCE = 60
 # Samples of one write: what a kill may double.
 SLICE = 100
-HEAD = """
+CONNECTIONS = {
+    "disk": "{{adapter: files, properties: {{directory: {folder}, poll: 5ms}}}}",
+    "field": '{{adapter: db, properties: {{url: "jdbc:sqlite:{folder}/field.db"}}}}',
+    "lab": '{{adapter: db, properties: {{url: "jdbc:sqlite:{folder}/lab.db"}}}}',
+    "server": '{{adapter: db, properties: {{url: "jdbc:{url}"}}}}',
+    # What is known of a reader that was killed goes after a second.
+    "domain": "{{adapter: dds, properties: {{domain: {domain}, engine_xml: "
+              "<Discovery><LeaseDuration>1s</LeaseDuration></Discovery>}}}}",
+}
+CONFIGURATION = """
+state: {folder}/{name}.state
+restart: {{first: 100ms, max: 1s}}
 types: [{{idl: "struct Row {{ {key}long id; string text; }};"}}]
-adapters: {{files: {{class: file}}, db: {{class: sql}}}}
-connections:
-  disk: {{adapter: files, properties: {{directory: {folder}, poll: 5ms}}}}
-  lab: {{adapter: db, properties: {{url: "jdbc:sqlite:{folder}/lab.db"}}}}
+adapters: {{files: {{class: file}}, db: {{class: sql}}, dds: {{plugin: dds}}}}
+connections: {connections}
 sessions: {{default: {{batch: {slice}}}}}
-routes:
-  copy:
-    type: Row
-    input: {{connection: disk, stream: in.csv, properties: {{follow: true, batch: {slice}}}}}
-    outputs: [{output}]
+routes: {{copy: {{type: Row, input: {input}, outputs: [{output}]}}}}
 """
-FILE = "{connection: disk, stream: out.jsonl%s}"
-TABLE = "{connection: lab, stream: rows, properties: {create: true%s}%s}"
-# The output, how many slices a kill may double, and the annotation of the identifier. A store
-# leaves out what the source lends again.
+
+
+def end(connection, stream, properties="", more=""):
+    return f"{{connection: {connection}, stream: {stream}, properties: {{{properties}}}{more}}}"
+
+
+BATCH = f"batch: {SLICE}"
+DURABLE = "durability: transient_local"
+IN = end("disk", "in.csv", f"follow: true, linger: 100ms, {BATCH}")
+FROM_TABLE = end("field", "rows", f"poll: 5ms, {BATCH}")
+TO_TOPIC = end("domain", "rows", f"{DURABLE}, wait_for_readers: 1")
+FROM_TOPIC = end("domain", "rows", f"{DURABLE}, {BATCH}")
+OUT = end("disk", "out.jsonl")
+ONCE = end("lab", "rows", "create: true, once: crash", ", store: {}")
+# Where rows come from, the relays on their way (input, output), what is read last first, and how
+# many slices a kill may double; None: whatever a DDS writer keeps for readers that come again.
 SCENARIOS = {
-    "file": (FILE % "", 1, ""),
-    "store, file": (FILE % ", store: {}", 1, ""),
-    "small store, file": (FILE % ", store: {max_bytes: 64KiB}", 1, ""),
-    "table": (TABLE % ("", ""), 1, ""),
-    "upsert": (TABLE % (", mode: upsert", ""), 0, "@key "),
-    "store, once": (TABLE % (", once: crash", ", store: {}"), 0, ""),
+    "file to file": ("file", [(IN, OUT)], 1),
+    "file to store to file": ("file", [(IN, end("disk", "out.jsonl", more=", store: {}"))], 1),
+    "file to small store to file":
+        ("file", [(IN, end("disk", "out.jsonl", more=", store: {max_bytes: 64KiB}"))], 1),
+    "file to SQLite": ("file", [(IN, end("lab", "rows", "create: true"))], 1),
+    "file to SQLite, upsert": ("file", [(IN, end("lab", "rows", "create: true, mode: upsert"))], 0),
+    "file to store to SQLite, once": ("file", [(IN, ONCE)], 0),
+    "rotated file to store to SQLite, once": ("rotated", [(IN, ONCE)], 0),
+    "SQLite to SQLite": ("table", [(FROM_TABLE, end("lab", "rows", "create: true"))], 1),
+    "file to DDS to file": ("file", [(FROM_TOPIC, OUT), (IN, TO_TOPIC)], None),
+    "DDS to store to PostgreSQL, upsert":
+        ("file", [(FROM_TOPIC, end("server", "rows", "create: true, mode: upsert", ", store: {}")),
+                  (IN, TO_TOPIC)], 0),
 }
 
 
 class Source(threading.Thread):
-    """Appends rows in pieces that end anywhere."""
+    """Writes rows, in pieces that end anywhere, until it is told that this is enough."""
 
-    def __init__(self, path, rng):
+    def __init__(self, kind, folder, rng):
         super().__init__()
-        self.path, self.rng, self.count, self.done = path, rng, 0, threading.Event()
+        self.write = getattr(self, "to_" + kind)
+        self.path, self.rng, self.done = folder / "in.csv", rng, threading.Event()
+        self.count = self.files = 0
+        self.database = sqlite3.connect(folder / "field.db", check_same_thread=False)
+        self.database.execute("CREATE TABLE rows (id INTEGER PRIMARY KEY, text TEXT)")
+        self.database.commit()
 
     def run(self):
+        while not self.done.wait(0.01):
+            rows = [(self.count + i, "x" * self.rng.randrange(60)) for i in range(1, 20)]
+            self.write(rows)
+            self.count += len(rows)
+
+    def to_file(self, rows):
+        text = "".join(f"{number},{text}\n" for number, text in rows).encode()
+        cut = self.rng.randrange(len(text))
         with open(self.path, "ab", buffering=0) as out:
-            out.write(b"id,text\n")
-            while not self.done.wait(0.005):
-                rows = "".join(f"{self.count + i},{'x' * self.rng.randrange(60)}\n"
-                               for i in range(1, 20)).encode()
-                self.count += 19
-                cut = self.rng.randrange(len(rows))
-                out.write(rows[:cut])
-                out.write(rows[cut:])
+            out.write(b"" if out.tell() else b"id,text\n")
+            out.write(text[:cut])
+            out.write(text[cut:])
+
+    def to_rotated(self, rows):
+        if self.rng.randrange(50) == 0 and list(self.path.parent.glob("*/positions/*/in.csv")):
+            self.files += 1
+            self.path.rename(f"{self.path}.{self.files}")
+        self.to_file(rows)
+
+    def to_table(self, rows):
+        with self.database:
+            self.database.executemany("INSERT INTO rows VALUES (?, ?)", rows)
 
 
-def ids_in(folder):
-    if (folder / "lab.db").exists():
-        with sqlite3.connect(folder / "lab.db") as database:
-            return [row[0] for row in database.execute("SELECT id FROM rows")]
-    if not (folder / "out.jsonl").exists():
-        return []
-    lines = (folder / "out.jsonl").read_bytes().split(b"\n")
-    return [json.loads(line)["id"] for line in lines[:-1]]
+class Server:
+    """PostgreSQL with a directory and a port of its own, not run by root."""
+
+    def __init__(self, folder):
+        self.programs = pathlib.Path(sorted(glob.glob("/usr/lib/postgresql/*/bin"))[-1])
+        self.folder = folder / "server"
+        self.folder.mkdir()
+        folder.chmod(0o755)
+        self.user = ["runuser", "-u", "postgres", "--"] if os.getuid() == 0 else []
+        if self.user:
+            shutil.chown(self.folder, "postgres")
+        with socket.socket() as free:
+            free.bind(("127.0.0.1", 0))
+            self.port = free.getsockname()[1]
+        self.call("initdb", "-D", self.folder / "data", "-A", "trust", "-U", "tester", "-N")
+        self.start()
+
+    def call(self, program, *arguments):
+        return subprocess.run([*self.user, self.programs / program, *map(str, arguments)],
+                              stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, cwd=self.folder,
+                              text=True, check=True).stdout
+
+    def start(self):
+        self.call("pg_ctl", "-D", self.folder / "data", "-l", self.folder / "log", "-w", "-o",
+                  f"-p {self.port} -k {self.folder} -c listen_addresses=127.0.0.1", "start")
+
+    def restart(self):
+        os.kill(int((self.folder / "data/postmaster.pid").read_text().split()[0]), signal.SIGKILL)
+        for _ in range(PATIENCE):
+            try:
+                return self.start()
+            except subprocess.CalledProcessError:  # What it leaves behind takes time to go.
+                time.sleep(0.2)
+        raise AssertionError((self.folder / "log").read_text())
+
+    def ids(self):
+        return self.call("psql", "-h", "127.0.0.1", "-p", self.port, "-U", "tester", "-qAtc",
+                         "SELECT id FROM rows", "postgres").split()
 
 
-def crash(ferry, name, kills, seed):
-    rng = random.Random(seed)
-    output, ways, key = SCENARIOS[name]
-    with tempfile.TemporaryDirectory(prefix="ferry_crash_") as directory:
-        folder = pathlib.Path(directory)
-        (folder / "c.yaml").write_text(HEAD.format(folder=folder, slice=SLICE, output=output,
-                                                   key=key))
-        source = Source(folder / "in.csv", rng)
-        source.start()
-        with open(folder / "log", "w", encoding="utf-8") as log:
-            for _ in range(kills):
-                process = subprocess.Popen([ferry, "run", "-q", folder / "c.yaml"], stdout=log,
-                                           stderr=log)
-                time.sleep(rng.uniform(0.5, 3))
-                process.kill()
-                process.wait()
-            source.done.set()
-            source.join()
-            last = subprocess.run([ferry, "run", "-q", folder / "c.yaml", "--until-idle=2"],
-                                  stdout=log, stderr=log, timeout=PATIENCE, check=False)
-        found = collections.Counter(ids_in(folder))
-        lost = source.count - sum(1 for i in range(1, source.count + 1) if i in found)
+class Run:
+    """One scenario: its relays, and what is to be killed."""
+
+    def __init__(self, ferry, name, seed, domain, folder):
+        kind, self.relays, self.slices = SCENARIOS[name]
+        self.ferry, self.name, self.folder = ferry, name, folder
+        self.rng = random.Random(seed)
+        text = str(self.relays)
+        self.server = Server(folder) if "server" in text else None
+        self.source = Source(kind, folder, self.rng)
+        for i, (source, target) in enumerate(self.relays):
+            used = {key: value for key, value in CONNECTIONS.items() if key in source + target}
+            url = f"postgresql://127.0.0.1:{self.server.port}/postgres?user=tester" \
+                if self.server else ""
+            connections = "".join(f"\n  {key}: {value}" for key, value in used.items())
+            (folder / f"{i}.yaml").write_text((CONFIGURATION.replace("{connections}", connections))
+                                              .format(folder=folder, name=i, slice=SLICE,
+                                                      input=source, output=target, url=url,
+                                                      domain=domain,
+                                                      key="@key " if self.slices != 1 else ""))
+        self.processes = [self.start(i) for i in range(len(self.relays))]
+
+    def start(self, index, *options):
+        with open(self.folder / "log", "a", encoding="utf-8") as log:
+            return subprocess.Popen([self.ferry, "run", "-q", self.folder / f"{index}.yaml",
+                                     *options], stdout=log, stderr=log)
+
+    def ids(self):
+        """Of the rows that have arrived."""
+        try:
+            if self.server:
+                return [int(text) for text in self.server.ids()]
+            if (self.folder / "lab.db").exists():
+                with sqlite3.connect(self.folder / "lab.db") as database:
+                    return [row[0] for row in database.execute("SELECT id FROM rows")]
+            lines = (self.folder / "out.jsonl").read_bytes().split(b"\n")
+            return [json.loads(line)["id"] for line in lines[:-1]]
+        except (OSError, sqlite3.Error, subprocess.CalledProcessError):
+            return []
+
+    def kept(self):
+        """What changes when rows go on."""
+        files = [path for name in ("out*", "lab*", "*/positions/*/*")
+                 for path in self.folder.glob(name) if path.suffix != ".lock"]
+        return max((path.stat().st_mtime_ns for path in files if path.exists()), default=0)
+
+    def until(self, condition):
+        end_of_patience = time.monotonic() + PATIENCE
+        while not condition() and time.monotonic() < end_of_patience:
+            time.sleep(0.05)
+
+    def kill(self):
+        """Somebody. What a publisher has sent is nowhere else than with its subscriber, which is
+        left alone until it has written something newer."""
+        victim = self.rng.randrange(len(self.processes) + (1 if self.server else 0))
+        if victim == len(self.processes):
+            self.server.restart()
+            return
+        before = max(self.ids() if victim > 0 else [], default=0)
+        self.processes[victim].kill()
+        self.processes[victim].wait()
+        self.processes[victim] = self.start(victim)
+        if victim > 0:
+            self.until(lambda: max(self.ids(), default=0) > before + 2 * SLICE)
+
+    def result(self, kills):
+        """Whether all is there when all has come to rest."""
+        self.source.start()
+        for _ in range(kills):
+            # Some die while they start, most of them at work.
+            if self.rng.randrange(4):
+                before = self.kept()
+                self.until(lambda: self.kept() != before)
+            time.sleep(self.rng.uniform(0.01, 1))
+            self.kill()
+        self.source.done.set()
+        self.source.join()
+        wanted = set(range(1, self.source.count + 1))
+        self.until(lambda: wanted <= set(self.ids()))
+        codes = []
+        for process in reversed(self.processes):
+            process.send_signal(signal.SIGTERM)
+            codes.append(process.wait(PATIENCE))
+        found = collections.Counter(self.ids())
+        lost = wanted - set(found)
         twice = sum(found.values()) - len(found)
-        print(f"{name}: {kills} kills, {source.count} rows, {lost} lost, {twice} twice, "
-              f"last exit {last.returncode}", flush=True)
-        good = lost == 0 and twice <= kills * ways * SLICE and last.returncode == 0
+        print(f"{self.name}: {kills} kills, {self.source.count} rows, {len(lost)} lost, {twice} "
+              f"twice, {self.source.files} files more, exit {codes}", flush=True)
+        good = not lost and codes == [0] * len(codes) and set(found) <= wanted and (
+            self.slices is None or twice <= kills * self.slices * SLICE)
         if not good:
-            print((folder / "log").read_text(encoding="utf-8")[-4000:], file=sys.stderr)
+            print(f"lost: {sorted(lost)[:20]}...", (self.folder / "log").read_text()[-4000:],
+                  file=sys.stderr)
         return good
+
+    def close(self):
+        self.source.done.set()
+        for process in self.processes:
+            process.kill()
+            process.wait()
+        if self.server:
+            self.server.call("pg_ctl", "-D", self.folder / "server/data", "-m", "immediate", "stop")
+
+
+def crash(ferry, name, arguments, keep):
+    folder = pathlib.Path(tempfile.mkdtemp(prefix="ferry_crash_"))
+    run = Run(ferry, name, arguments.seed, arguments.domain, folder)
+    try:
+        good = run.result(arguments.kills)
+    finally:
+        run.close()
+    if good or not keep:
+        shutil.rmtree(folder)
+    else:
+        print(f"kept: {folder}", file=sys.stderr)
+    return good
 
 
 def main():
@@ -110,11 +274,13 @@ def main():
     parser.add_argument("ferry")
     parser.add_argument("--kills", type=int, default=10, help="of each scenario")
     parser.add_argument("--seed", type=int, default=random.randrange(1 << 30))
+    parser.add_argument("--domain", type=int, default=100, help="of DDS")
+    parser.add_argument("--keep", action="store_true", help="leave the folders of what fails")
     parser.add_argument("--scenario", nargs="+", default=list(SCENARIOS),
                         help="; ".join(SCENARIOS))
     arguments = parser.parse_args()
     print(f"seed {arguments.seed}")
-    results = [crash(arguments.ferry, name, arguments.kills, arguments.seed)
+    results = [crash(os.path.abspath(arguments.ferry), name, arguments, arguments.keep)
                for name in arguments.scenario]
     print("passed" if all(results) else "FAILED")
     return 0 if all(results) else 1
