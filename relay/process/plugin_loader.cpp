@@ -215,6 +215,12 @@ void PluginLoader::detachThread()
 
 void PluginLoader::stop()
 {
+    {
+        // Their plug-ins have been deleted. A further run is not stopped by this one's stop.
+        const std::lock_guard<std::mutex> lock(stopMutex_);
+        listeners_.clear();
+        stopBy_.reset();
+    }
     FERRYJNIGlobal *global = nullptr;
     {
         const std::lock_guard<std::mutex> lock(dumpMutex_);

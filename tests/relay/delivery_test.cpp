@@ -174,7 +174,9 @@ TEST_F(DeliveryTest, WritesDeadLettersOnceMore)
     EXPECT_TRUE(plan.impossible.empty());
     bad = {3, 7};
     Supervisor again(plan.configuration, script, reporter, console, options);
+    script.notified = 0;
     EXPECT_EQ(again.run(), exitErrors);
+    EXPECT_EQ(script.notified, 2) << "the plug-ins of the run before are gone";
     EXPECT_EQ(taken, (Values{1, 4, 5, 6, 8, 9, 2}));
     const std::vector<KeptLetter> left = all();
     ASSERT_EQ(left.size(), 2U);

@@ -451,6 +451,7 @@ void Script::stop()
     if (attached_ != 0) {
         ADD_FAILURE() << "stop with threads attached";
     }
+    PluginLoader::stop();
     enter("stop", ferry::CallEnvironment().fresh());
 }
 
