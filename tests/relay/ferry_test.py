@@ -10,6 +10,7 @@ import re
 import shutil
 import signal
 import socket
+import sqlite3
 import string
 import struct
 import subprocess
@@ -463,6 +464,54 @@ class FerryTest(Ferry):
         self.assertIn("is empty", made("empty.csv", "\n", code=2))
         self.assertEqual(sorted(path.name for path in self.directory.glob("[be]*")),
                          ["bad.jsonl", "empty.csv"])
+
+    def test_dead_letters_are_listed_retried_and_dropped(self):
+        (self.directory / "in.csv").write_text("id,text\n1,a\n2,toolong\nx,c\n4,d\n5,toolong\n")
+        with sqlite3.connect(self.directory / "lab.db") as database:
+            database.execute("CREATE TABLE rows (id INT, text TEXT CHECK (length(text) < 5))")
+        file = self.directory / "dead.yaml"
+        file.write_text(textwrap.dedent("""\
+            types: [{idl: "struct Row { long id; string text; };"}]
+            adapters: {files: {class: file}, db: {class: sql}}
+            connections:
+              disk: {adapter: files, properties: {directory: .}}
+              lab: {adapter: db, properties: {url: "jdbc:sqlite:lab.db"}}
+            routes:
+              copy:
+                type: Row
+                input: {connection: disk, stream: in.csv, properties: {follow: true}}
+                outputs:
+                  - {connection: lab, stream: rows, properties: {once: a}, store: {}}
+            """))
+
+        def dead(*arguments, code):
+            result = self.ferry("dead", file, *arguments, code=code)
+            return result.stdout + result.stderr
+
+        self.assertEqual(dead("ls", code=0), "no dead letters\n")
+        self.assertIn("2 set aside", self.ferry("run", file, "--until-idle=0.2", code=1).stdout)
+        self.assertRegex(dead("ls", code=0), r"(?s)^ID .*\n1 .* disk/in.csv .*is not a whole number"
+                         r".*\n2 .* lab/rows .*CHECK.*\n3 .* lab/rows .*CHECK.*\n$")
+        self.assertIn('{"id":2,"text":"toolong"}', dead("show", 2, code=0))
+        self.assertIn("there is no dead letter 9", dead("show", 1, 9, code=1))
+        letters = json.loads(dead("show", 1, 3, "--json", code=0))
+        self.assertEqual([letter["id"] for letter in letters], [1, 3])
+        self.assertIn("0 of 3 dead letters taken", dead("retry", code=1))
+        with sqlite3.connect(self.directory / "lab.db") as database:
+            database.execute("ALTER TABLE rows RENAME TO old")
+            database.execute("CREATE TABLE rows (id INT, text TEXT)")
+        self.assertIn("1 of 1 dead letters taken", dead("retry", 3, code=0))
+        said = dead("retry", code=1)
+        self.assertIn("dead letter 1 stays: a source could not decode it", said)
+        self.assertIn("1 of 2 dead letters taken", said)
+        self.assertIn("1 dead letters dropped", dead("drop", code=0))
+        self.assertEqual(dead("ls", "--json", code=0), "[]\n")
+        with sqlite3.connect(self.directory / "lab.db") as database:
+            self.assertEqual(database.execute("SELECT id FROM rows").fetchall(), [(5,), (2,)])
+        for wrong in [["show"], ["drop", "--json"], ["burn"]]:
+            dead(*wrong, code=2)
+        schema = json.loads(self.ferry("schema", code=0).stdout)
+        self.assertIn("dead_letters", schema["properties"])
 
     def test_a_signal_stops_in_order(self):
         good = self.directory / "out" / "good.jsonl"
