@@ -63,14 +63,12 @@ std::vector<std::string> takeRow(const std::string &text, std::size_t &at, char 
             ++at;
         } else if (c == '"' && (quoted || cells.back().empty())) {
             quoted = !quoted;
-        } else if (quoted) {
-            cells.back() += c;
-        } else if (c == delimiter) {
+        } else if (!quoted && c == delimiter) {
             cells.emplace_back();
-        } else if (c == '\n') {
+        } else if (!quoted && c == '\n') {
             ++at;
             break;
-        } else if (c != '\r') {
+        } else if (quoted || c != '\r') {
             cells.back() += c;
         }
     }

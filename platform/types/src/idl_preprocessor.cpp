@@ -287,7 +287,7 @@ fs::path IdlPreprocessor::find(const std::string &name, const Source &source) co
     std::error_code error;
     bool isOutside = false;
     for (const fs::path &place : places) {
-        const fs::path file = fs::weakly_canonical(place / name, error);
+        fs::path file = fs::weakly_canonical(place / name, error);
         if (!error && isAllowed(file) && fs::is_regular_file(file, error)) {
             return file;
         }

@@ -140,6 +140,7 @@ private:
     static int drop(DeadLetters &letters, const std::vector<KeptLetter> &chosen)
     {
         std::vector<DeadLetters::Seen> seen;
+        seen.reserve(chosen.size());
         for (const KeptLetter &letter : chosen) {
             seen.push_back({letter.id, letter.attempts});
         }
