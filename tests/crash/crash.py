@@ -23,6 +23,8 @@ import time
 PATIENCE = 60
 # Samples of one write: what a kill may double.
 SLICE = 100
+# Those that the source writes at a time.
+ROWS = 20
 CONNECTIONS = {
     "disk": "{{adapter: files, properties: {{directory: {folder}, poll: 5ms}}}}",
     "field": '{{adapter: db, properties: {{url: "jdbc:sqlite:{folder}/field.db"}}}}',
@@ -87,8 +89,8 @@ class Source(threading.Thread):
         self.database.commit()
 
     def run(self):
-        while not self.done.wait(0.01):
-            rows = [(self.count + i, "x" * self.rng.randrange(60)) for i in range(1, 20)]
+        while not self.done.wait(0.05):
+            rows = [(self.count + i, "x" * self.rng.randrange(60)) for i in range(1, ROWS + 1)]
             self.write(rows)
             self.count += len(rows)
 
@@ -202,19 +204,29 @@ class Run:
         while not condition() and time.monotonic() < end_of_patience:
             time.sleep(0.05)
 
+    def await_rows(self, wanted):
+        """Waits as long as rows arrive. Returns whether all are there."""
+        before, now = -1, 0
+        while now > before and not wanted <= set(self.ids()):
+            before = len(self.ids())
+            self.until(lambda: len(self.ids()) > before)
+            now = len(self.ids())
+        return wanted <= set(self.ids())
+
     def kill(self):
-        """Somebody. What a publisher has sent is nowhere else than with its subscriber, which is
-        left alone until it has written something newer."""
+        """Somebody. What a killed publisher has sent is with its subscriber and nowhere else: that
+        is left alone until it has written all of it."""
         victim = self.rng.randrange(len(self.processes) + (1 if self.server else 0))
         if victim == len(self.processes):
             self.server.restart()
             return
-        before = max(self.ids() if victim > 0 else [], default=0)
         self.processes[victim].kill()
         self.processes[victim].wait()
         self.processes[victim] = self.start(victim)
+        sent = self.source.count + 2 * ROWS
         if victim > 0:
-            self.until(lambda: max(self.ids(), default=0) > before + 2 * SLICE)
+            arrived = self.await_rows(set(range(1, sent + 1)))
+            assert arrived, f"nothing goes on, and not all of {sent} rows are there: {self.folder}"
 
     def result(self, kills):
         """Whether all is there when all has come to rest."""
@@ -229,7 +241,7 @@ class Run:
         self.source.done.set()
         self.source.join()
         wanted = set(range(1, self.source.count + 1))
-        self.until(lambda: wanted <= set(self.ids()))
+        self.await_rows(wanted)
         codes = []
         for process in reversed(self.processes):
             process.send_signal(signal.SIGTERM)
