@@ -141,11 +141,8 @@ final class FileStreamReader extends ReaderBase {
         claim.lent();
         BatchLimit limit = new BatchLimit(settings());
         try {
-            keepStart();
             while (!limit.isReached() && !stopped && (again || input.next())) {
-                again = true;
                 keepStart();
-                again = false;
                 if (decoder.hasHeader() && input.atFirst()) {
                     bindNextHeader();
                 } else if (!readRow(samples, infos, limit)) {
@@ -164,13 +161,12 @@ final class FileStreamReader extends ReaderBase {
         badRows.report(true, stopped ? "; reading stops here" : "");
     }
 
-    /**
-     * A process that ends before a first loan comes back leaves what the samples are known by, and
-     * which file was read: that may be renamed before the next process begins.
-     */
+    /** A process that ends before a first loan comes back leaves what the samples are known by. */
     private void keepStart() throws AdapterException, IOException {
-        if (position != null && position.place() == null && input.isOpen()) {
+        if (position != null && position.place() == null) {
+            again = true;
             position.save(input.start());
+            again = false;
             traceless = false;
         }
     }

@@ -187,11 +187,6 @@ final class Input implements Closeable {
         resumed = null;
     }
 
-    /** Whether there is a file to read by now. */
-    boolean isOpen() {
-        return file != null;
-    }
-
     /** Where the open file starts. */
     FilePosition.Place start() throws IOException {
         return new FilePosition.Place(number, 0, 1, false, FilePosition.check(file, 0),
