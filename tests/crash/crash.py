@@ -251,7 +251,9 @@ class Run:
         twice = sum(found.values()) - len(found)
         print(f"{self.name}: {kills} kills, {self.source.count} rows, {len(lost)} lost, {twice} "
               f"twice, {self.source.files} files more, exit {codes}", flush=True)
-        good = not lost and codes == [0] * len(codes) and set(found) <= wanted and (
+        # One that has only just been started may not listen to the signal yet.
+        ended = all(code in (0, -signal.SIGTERM) for code in codes)
+        good = not lost and ended and set(found) <= wanted and (
             self.slices is None or twice <= kills * self.slices * SLICE)
         if not good:
             print(f"lost: {sorted(lost)[:20]}...", (self.folder / "log").read_text()[-4000:],
