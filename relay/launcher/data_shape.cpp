@@ -37,13 +37,19 @@ std::string beginningOf(const std::filesystem::path &path)
 
 bool isWhole(const std::string &cell)
 {
-    const std::size_t sign = cell[0] == '-' || cell[0] == '+' ? 1 : 0;
-    return cell.size() > sign && cell.size() - sign <= 18 &&
+    const std::size_t sign = cell[0] == '-' ? 1 : 0;
+    const bool isPadded = cell.size() > sign + 1 && cell[sign] == '0';
+    return cell.size() > sign && cell.size() - sign <= 18 && !isPadded &&
            cell.find_first_not_of("0123456789", sign) == std::string::npos;
 }
 
+/// Digits alone are a code, or more than a number can hold: as numbers they would come out
+/// otherwise.
 bool isNumber(const std::string &cell)
 {
+    if (cell.find_first_of(".eE") == std::string::npos) {
+        return false;
+    }
     std::istringstream in(cell);
     in.imbue(std::locale::classic());
     double value = 0;

@@ -451,11 +451,11 @@ class FerryTest(Ferry):
             return result.stderr
         self.assertEqual(
             made("rows.data", "\ufeffStation ID;t (C);n;ok;9;struct;Station_ID\n"
-                 'A;1;3;true;"x;""y"";\nz";s;1\nB;;-4;false;;;2.5\n'),
+                 'A;1;3;true;"x;""y"";\nz";07;1\nB;;-4;false;;1234567890123456789;2.5\n'),
             [{"Station_ID": "A", "t__C_": 1.0, "n": 3, "ok": True, "c9": 'x;"y";\nz',
-              "struct": "s", "Station_ID_": 1.0},
-             {"Station_ID": "B", "t__C_": None, "n": -4, "ok": False, "c9": "", "struct": "",
-              "Station_ID_": 2.5}])
+              "struct": "07", "Station_ID_": 1.0},
+             {"Station_ID": "B", "t__C_": None, "n": -4, "ok": False, "c9": "",
+              "struct": "1234567890123456789", "Station_ID_": 2.5}])
         lines = [{"a": 1, "pos": {"lat": 1.5, "at": [1, 2]}, "of": [{"x": 1}], "map": True, "n": 1},
                  {"a": 2.5, "pos": {"lat": 2.0, "at": []}, "of": [], "map": False, "n": None}]
         self.assertEqual(made("objects.jsonl", "\n".join(map(json.dumps, lines)) + "\n"), lines)
