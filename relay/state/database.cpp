@@ -9,9 +9,14 @@
 namespace ferry {
 namespace {
 
-constexpr int pageSize = 8192;
+/// Larger pages make large slices cheaper and small ones dearer: a commit writes three pages or
+/// more.
+constexpr int pageSize = 16384;
 /// The file grows in such steps.
 constexpr int growth = 1 << 20;
+/// Of the log, before it goes into the file. What was delivered in the meantime need not.
+constexpr int logPages = 1024;
+constexpr int cacheKilobytes = 8192;
 
 Fault faultOf(int code)
 {
@@ -235,9 +240,11 @@ StateResult Database::identify(bool &empty)
 StateResult Database::prepare()
 {
     // A page that is free need not be cleared: that would write every old row once more.
-    const std::string settings = fmt::format("PRAGMA page_size = {}; PRAGMA secure_delete = OFF; "
-                                             "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL",
-                                             pageSize);
+    const std::string settings =
+        fmt::format("PRAGMA page_size = {}; PRAGMA secure_delete = OFF; PRAGMA journal_mode = WAL; "
+                    "PRAGMA synchronous = FULL; PRAGMA wal_autocheckpoint = {}; "
+                    "PRAGMA cache_size = -{}",
+                    pageSize, logPages, cacheKilobytes);
     StateResult result = execute(settings.c_str());
     std::string mode;
     if (result.ok()) {
@@ -300,8 +307,12 @@ StateResult Database::execute(const char *sql)
 StateResult Database::reserve()
 {
     std::int64_t pages = 0;
+    std::int64_t size = 0;
     StateResult result = integer("PRAGMA page_count", pages);
-    std::int64_t bytes = pages * pageSize;
+    if (result.ok()) {
+        result = integer("PRAGMA page_size", size);
+    }
+    std::int64_t bytes = pages * size;
     const int code = sqlite3_file_control(handle_, "main", SQLITE_FCNTL_SIZE_HINT, &bytes);
     if (code == SQLITE_OK || code == SQLITE_NOTFOUND) {
         return result;
@@ -311,11 +322,11 @@ StateResult Database::reserve()
     return result;
 }
 
-StateResult Database::checkpoint()
+StateResult Database::checkpoint(bool giveBack)
 {
     int frames = 0;
-    const int code =
-        sqlite3_wal_checkpoint_v2(handle_, "main", SQLITE_CHECKPOINT_RESTART, &frames, nullptr);
+    const int mode = giveBack ? SQLITE_CHECKPOINT_TRUNCATE : SQLITE_CHECKPOINT_RESTART;
+    const int code = sqlite3_wal_checkpoint_v2(handle_, "main", mode, &frames, nullptr);
     return (code & 0xff) == SQLITE_BUSY ? StateResult() : failure(code);
 }
 

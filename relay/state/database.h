@@ -103,8 +103,9 @@ public:
     /// Sees to it that a commit of what is written by now cannot run out of room when the log goes
     /// into the file.
     StateResult reserve();
-    /// Brings the log into the file, so that its space is used again.
-    StateResult checkpoint();
+    /// Brings the log into the file, so that its space is used again: by later commits, or with
+    /// `giveBack` by anything on the disk.
+    StateResult checkpoint(bool giveBack = false);
 
     const std::string &name() const
     {

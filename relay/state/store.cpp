@@ -75,30 +75,25 @@ StateResult Store::oldest(StoredSlice &slice)
 }
 
 /// Waits for an append that carries the deletion as long as a sync of its own would take: that is
-/// never much worse than either. Without appends in between none is likely to come.
+/// never much worse than either. Without appends in between none is likely to come, and an output
+/// that has fallen behind must not fall further.
 StateResult Store::settle(Lock &lock)
 {
     const auto settled = [this] { return file_.removed() >= delivered_.load(); };
-    if (!settled() && appended_) {
+    const bool abreast =
+        file_.counts().next - delivered_.load() <= std::int64_t{2} * settings_.maxSamples;
+    if (!settled() && appended_ && abreast) {
         committed_.wait_for(lock, commitTime_, settled);
     }
     appended_ = false;
     return settleAlone();
 }
 
-/// On a full disk the log's old space is what is left to write to.
 StateResult Store::settleAlone()
 {
     StoreChange change;
     change.delivered = delivered_.load();
-    if (file_.removed() >= change.delivered) {
-        return {};
-    }
-    StateResult result = apply(change);
-    if (result.fault == Fault::full && file_.checkpoint().ok()) {
-        result = apply(change);
-    }
-    return result;
+    return file_.removed() >= change.delivered ? StateResult() : apply(change);
 }
 
 void Store::advance()

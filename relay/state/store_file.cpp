@@ -63,10 +63,20 @@ StateResult StoreFile::open()
     return attempt([] { return StateResult(); });
 }
 
+/// On a full disk the log's old space may be what is left to write to. An empty store gives it back
+/// if that is not enough, because the file may have to grow. A store that is not empty keeps it for
+/// its deletions.
 StateResult StoreFile::apply(const StoreChange &change)
 {
     bool room = true;
-    StateResult result = attempt([&] { return commit(change, room); });
+    const auto commit = [&] { return this->commit(change, room); };
+    StateResult result = attempt(commit);
+    for (const bool giveBack : {false, true}) {
+        if (result.fault == Fault::full && (!giveBack || counts_.samples == 0) &&
+            attempt([&] { return database_.checkpoint(giveBack); }).ok()) {
+            result = attempt(commit);
+        }
+    }
     if (result.ok() && !room && settings_.whenFull == WhenFull::block) {
         return {Fault::full, fmt::format("the store {} is full: {} of {} bytes", database_.name(),
                                          counts_.bytes, settings_.maxBytes)};
@@ -212,11 +222,6 @@ StateResult StoreFile::save(Counts &counts)
         .bind(counts.dropped)
         .bind(counts.damaged)
         .run();
-}
-
-StateResult StoreFile::checkpoint()
-{
-    return attempt([this] { return database_.checkpoint(); });
 }
 
 StateResult StoreFile::read(std::int64_t after, StoredSlice &slice)

@@ -76,8 +76,6 @@ public:
     StateResult apply(const StoreChange &change);
     /// Fills an empty slice with the rows behind the number `after`, as many as it may have.
     StateResult read(std::int64_t after, StoredSlice &slice);
-    /// Has the log's space used again: on a full disk there may be no other.
-    StateResult checkpoint();
     /// Up to this number all rows are gone from the disk, too.
     std::int64_t removed() const
     {

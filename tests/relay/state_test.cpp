@@ -364,7 +364,7 @@ TEST_F(StateTest, DamagedAndForeignFilesAreNamedAndSetAside)
     store.reset();
     // Somewhere in the text of the second sample, then most of the file's structure.
     std::fstream file(settings.file, std::ios::in | std::ios::out | std::ios::binary);
-    file.seekp(8192 * 3 + 70000);
+    file.seekp(16384 * 5 + 70000);
     file.write("damage", 6);
     file.close();
     reopened();
@@ -538,6 +538,11 @@ TEST_F(StateTest, AFullDiskHoldsUpAppendsAndNotDeliveries)
     EXPECT_TRUE(append(value, 1, 30000).ok());
     all = drain();
     EXPECT_EQ(all, range(value / 2 + 1, value));
+    // The log takes all of the disk, and its space is used again.
+    for (int i = 0; i < 300; ++i) {
+        ASSERT_TRUE(append(++value, 1, 30000).ok()) << i;
+        EXPECT_EQ(drain(), range(value, value));
+    }
     store.reset();
     umount2(disk.c_str(), MNT_DETACH);
 }
