@@ -214,19 +214,23 @@ class Run:
         return wanted <= set(self.ids())
 
     def kill(self):
-        """Somebody. What a killed publisher has sent is with its subscriber and nowhere else: that
-        is left alone until it has written all of it."""
+        """Somebody. What a publisher has sent is in its memory and in that of its subscriber, and
+        nowhere else: the one is killed only if the other has written it, and keeps it."""
         victim = self.rng.randrange(len(self.processes) + (1 if self.server else 0))
         if victim == len(self.processes):
             self.server.restart()
             return
+        if victim > 0:
+            self.await_arrival(self.source.count)
         self.processes[victim].kill()
         self.processes[victim].wait()
         self.processes[victim] = self.start(victim)
-        sent = self.source.count + 2 * ROWS
         if victim > 0:
-            arrived = self.await_rows(set(range(1, sent + 1)))
-            assert arrived, f"nothing goes on, and not all of {sent} rows are there: {self.folder}"
+            self.await_arrival(self.source.count + 2 * ROWS)
+
+    def await_arrival(self, count):
+        arrived = self.await_rows(set(range(1, count + 1)))
+        assert arrived, f"nothing goes on, and not all of {count} rows are there: {self.folder}"
 
     def result(self, kills):
         """Whether all is there when all has come to rest."""
