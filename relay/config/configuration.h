@@ -15,6 +15,8 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "config/diagnostics.h"
 #include "config/keys.h"
 #include "qddsc/type_code.h"
@@ -236,6 +238,11 @@ struct Configuration {
     std::vector<std::string> typeNotes;
     std::vector<PropertySource> sources;
 
+    /// What stands before a message about a place in the file: "relay.yaml:4:7: ", or nothing.
+    std::string prefix(Place place) const
+    {
+        return place.line == 0 ? "" : fmt::format("{}:{}:{}: ", file, place.line, place.column);
+    }
     /// Whether any adapter is a Java class.
     bool needsJava() const
     {

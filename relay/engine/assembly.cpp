@@ -373,7 +373,8 @@ void Assembly::rejectOutput(Route &route, const StreamSettings &settings,
         configuration_.connections[settings.connection].name, settings.stream, obstacle);
     ++problems_;
     route.reject();
-    logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}", text);
+    logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}{}",
+             configuration_.prefix(settings.place), text);
     reporter_.bad(fmt::format("route {}", route.name()), text, settings.place);
 }
 
@@ -391,8 +392,8 @@ bool Assembly::openBuffer(Route &route, RouteEnd &end, const StreamSettings &set
     const bool temporary = configuration_.restart && !end.buffer->isRejected();
     problems_ += temporary ? 0 : 1;
     if (!temporary || admits(end.buffer->label(), result.text.c_str())) {
-        logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}: {}",
-                 end.buffer->label(), result.text);
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}{}: {}",
+                 configuration_.prefix(settings.place), end.buffer->label(), result.text);
     }
     reporter_.bad(fmt::format("route {}", route.name()), result.text, settings.place);
     return false;

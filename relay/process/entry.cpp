@@ -15,6 +15,7 @@
 #include "process/signals.h"
 #include "process/supervisor.h"
 #include "process/thread_dump.h"
+#include "state/state_directory.h"
 
 namespace ferry {
 namespace {
@@ -40,11 +41,8 @@ public:
     void bad(const std::string &what, const std::string &reason, Place place) override
     {
         if (print_) {
-            const std::string where = place.line == 0
-                                          ? ""
-                                          : fmt::format("{}:{}:{}: ", request_.configuration->file,
-                                                        place.line, place.column);
-            console_.print(fmt::format("FAIL  {}{}: {}", where, what, withoutSecrets(reason)));
+            console_.print(fmt::format("FAIL  {}{}: {}", request_.configuration->prefix(place),
+                                       what, withoutSecrets(reason)));
         } else if (request_.explain && !explained_) {
             explained_ = true;
             for (const std::string &line : request_.explain()) {
@@ -102,6 +100,29 @@ bool checkLogFile(const LogSettings &log, Reporter &reporter)
         reporter.bad(fmt::format("log file {}", log.file.string()), reason, log.place);
     }
     return reason.empty();
+}
+
+/// Whether `run` could keep what has to outlive it: dead letters, and stores without a path.
+bool checkState(const Configuration &configuration, Reporter &reporter)
+{
+    const bool used = std::any_of(configuration.routes.begin(), configuration.routes.end(),
+                                  [](const RouteSettings &route) { return route.deadLetters; }) ||
+                      std::any_of(configuration.buffers.begin(), configuration.buffers.end(),
+                                  [](const OutputBuffer &buffer) {
+                                      return buffer.settings.stored && buffer.settings.path.empty();
+                                  });
+    const StateResult result = used ? StateDirectory(configuration.state).probe() : StateResult();
+    if (!result.ok()) {
+        reporter.bad("dead letters and stores", result.text, configuration.statePlace);
+    }
+    return result.ok();
+}
+
+/// What no adapter tries.
+bool checkFiles(const Configuration &configuration, Reporter &reporter)
+{
+    const bool log = checkLogFile(configuration.log, reporter);
+    return checkState(configuration, reporter) && log;
 }
 
 /// Set while nobody but the relay itself may end the process.
@@ -193,8 +214,8 @@ int runRelay(const RelayRequest &request)
     java.logMask = maskOf(level);
     PluginLoader host(configuration, std::move(java));
     ConsoleReporter reporter(console, request);
-    const bool logGood =
-        request.options.task != Task::check || checkLogFile(configuration.log, reporter);
+    const bool filesGood =
+        request.options.task != Task::check || checkFiles(configuration, reporter);
     Supervisor supervisor(configuration, host, reporter, console, request.options);
     ThreadDump dump(supervisor.relay(), host, console);
     SignalWatcher signals([&] { supervisor.requestStop(); }, [&] { dump.request(); },
@@ -210,7 +231,7 @@ int runRelay(const RelayRequest &request)
         logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_main", "relay",
                  "results could not be written to standard output");
     }
-    return code == exitOk && (console.lostResults() || !logGood) ? exitErrors : code;
+    return code == exitOk && (console.lostResults() || !filesGood) ? exitErrors : code;
 }
 
 } // namespace

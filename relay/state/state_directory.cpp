@@ -84,6 +84,17 @@ StateResult StateDirectory::open()
     return result;
 }
 
+StateResult StateDirectory::probe() const
+{
+    std::error_code error;
+    const bool there = fs::exists(path_, error);
+    const fs::path &place = there ? path_ : path_.parent_path();
+    if (::access(place.c_str(), W_OK | X_OK) != 0) {
+        return failure("", errno);
+    }
+    return there && fs::exists(path_ / versionName, error) ? checkVersion() : StateResult();
+}
+
 /// The lock goes with the process, however that ends. What stands in the file is for people.
 StateResult StateDirectory::lock()
 {

@@ -28,6 +28,9 @@ public:
     /// text names the process that has it. `rejected`: it was made by another version. Once it is
     /// open this does nothing. One thread.
     StateResult open();
+    /// Whether open() could make or use it, as far as that can be seen without touching anything.
+    /// Another process may have it.
+    StateResult probe() const;
     const std::filesystem::path &path() const
     {
         return path_;

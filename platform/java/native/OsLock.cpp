@@ -3,6 +3,7 @@
 // same file.
 #include <cerrno>
 #include <climits>
+#include <cstring>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -17,9 +18,16 @@ int openForLock(const char *path, bool create)
 {
     const int flags = O_CLOEXEC | O_NONBLOCK | (create ? O_CREAT : 0);
     const int descriptor = open(path, O_RDWR | flags, 0666);
-    return descriptor < 0 && (errno == EACCES || errno == EROFS)
-               ? open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK)
-               : descriptor;
+    const int error = errno;
+    if (descriptor >= 0 || (error != EACCES && error != EROFS)) {
+        return descriptor;
+    }
+    const int readable = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+    if (readable < 0 && errno == ENOENT) {
+        // It could not be made: that is what has to be mended.
+        errno = error;
+    }
+    return readable;
 }
 
 } // namespace
@@ -46,6 +54,11 @@ QDDS_NATIVE(jint, Java_com_qel_dds_internal_OsLock_lock, jbyteArray path, jboole
         return -EAGAIN;
     }
     return descriptor;
+}
+
+QDDS_NATIVE(jstring, Java_com_qel_dds_internal_OsLock_reason, jint error)
+{
+    return env->NewStringUTF(std::strerror(error));
 }
 
 QDDS_NATIVE(void, Java_com_qel_dds_internal_OsLock_unlock, jint descriptor)

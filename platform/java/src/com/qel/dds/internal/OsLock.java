@@ -44,8 +44,7 @@ public final class OsLock implements AutoCloseable {
         }
         if (result < 0) {
             throw new IOException(file + (result == MISSING ? ": no such file or directory"
-                                                            : ": cannot be opened (error "
-                                                                    + -result + ")"));
+                                                            : ": " + reason(-result)));
         }
         return new OsLock(result);
     }
@@ -76,4 +75,6 @@ public final class OsLock implements AutoCloseable {
     private static native int lock(byte[] path, boolean create);
 
     private static native void unlock(int descriptor);
+
+    private static native String reason(int error);
 }
