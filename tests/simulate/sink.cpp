@@ -113,7 +113,7 @@ void Sink::expect(const Lent *loan)
 {
     loan_ = loan;
     next_ = probed_ = 0;
-    marked_ = mostSamples;
+    marked_ = nowhere;
     failedAlone_.clear();
     if (loan == nullptr) {
         pace_.reset();
@@ -265,7 +265,7 @@ void Sink::settle(std::size_t at, int count, int sure, const Answer &reply)
         return;
     }
     next_ += static_cast<std::size_t>(sure);
-    marked_ = reply.marked ? at + static_cast<std::size_t>(reply.count) : mostSamples;
+    marked_ = reply.marked ? at + static_cast<std::size_t>(reply.count) : nowhere;
 }
 
 std::string Sink::keep(const ferry::Loan &loan)
@@ -296,7 +296,7 @@ std::string Sink::keep(const ferry::Loan &loan)
     dead_.insert(from, from + loan.count);
     next_ += count + (probed_ > 0 ? 1 : 0);
     probed_ = 0;
-    marked_ = mostSamples;
+    marked_ = nowhere;
     world.mayCrash();
     return "";
 }

@@ -3,6 +3,8 @@
 #ifndef TESTS_SIMULATE_SINK_H
 #define TESTS_SIMULATE_SINK_H
 
+#include <limits>
+#include <map>
 #include <set>
 
 #include "engine/loan.h"
@@ -121,7 +123,8 @@ private:
     /// The sample behind it that was taken; 0 for none.
     std::size_t probed_ = 0;
     /// The sample that the sink has marked as bad.
-    std::size_t marked_ = mostSamples;
+    static constexpr std::size_t nowhere = std::numeric_limits<std::size_t>::max();
+    std::size_t marked_ = nowhere;
     std::map<std::size_t, int> failedAlone_;
 };
 
