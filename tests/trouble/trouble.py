@@ -32,17 +32,18 @@ routes:
   route:
     type: Row
     input: {connection: %s, stream: %s, properties: {%s}}
-    outputs: [{connection: %s, stream: %s, properties: {%s}}]
+    outputs: [{connection: %s, stream: %s, properties: {%s}%s}]
 """
 DOMAIN = "domain: {adapter: dds, properties: {domain: 91}}"
 OVERWRITE = "mode: overwrite"
 CLOCK = "/usr/lib/*/faketime/libfaketimeMT.so.1"
 
 
-def configure(name, *parts):
-    """A file with one route: another connection, then input and output with their properties."""
+def configure(name, *parts, more=""):
+    """A file with one route: another connection, input and output with their properties, and what
+    else the output has."""
     pathlib.Path("types.idl").write_text("@final struct Row { long n; string text; double x; };")
-    pathlib.Path(name).write_text(CONFIGURATION % parts)
+    pathlib.Path(name).write_text(CONFIGURATION % (*parts, more))
     return name
 
 
@@ -98,23 +99,131 @@ def killed():
     return f"always the beginning of the table, {torn} with part of a row last; then again: {last}"
 
 
+def mount(folder, size, options=""):
+    """A file system of its own; what stands in it stays when its size changes."""
+    os.makedirs(folder, exist_ok=True)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "none", folder], check=True)
+
+
+def resize(folder, size):
+    subprocess.run(["mount", "-o", f"remount,size={size}", folder], check=True)
+
+
+def disks(output="", source=""):
+    """From a file here into a file below small/, with the state directory kept/."""
+    return configure("disks.yaml", 'small: {adapter: files, properties: {directory: small}}\n'
+                     'state: kept', "files", "in.csv", source, "small", "out.csv", "", more=output)
+
+
+def table(first, last):
+    return "n,text,x\n" + rows(first, last)
+
+
+def log():
+    return pathlib.Path("disks.yaml.log").read_text()
+
+
 def full_disk():
-    """an output on a file system of 2 MB that is full, and after 12 s has room again"""
+    """an output on a file system of 2 MB that is full, and after it was told has room again"""
+    mount("small", "2m")
+    pathlib.Path("in.csv").write_text(table(0, 100000))
+    process = start(disks(), "--until-idle=1")
+    until(lambda: "No space left" in log())
+    assert table(0, 100000).startswith(pathlib.Path("small/out.csv").read_text())
+    resize("small", "50m")
+    end = finish(process, "disks.yaml")
+    assert pathlib.Path("small/out.csv").read_text() == table(0, 100000)
+    return f"all rows, in order, none twice; {end}"
+
+
+def full_store():
+    """the same with a store, on a file system of 3 MB that stays as small as it is"""
+    mount("kept", "3m")
+    mount("small", "1m")
+    pathlib.Path("in.csv").write_text(table(0, 100000))
+    process = start(disks(", store: {}"), "--until-idle=1")
+    until(lambda: log().count("No space left") + log().count("disk is full") > 1)
+    resize("small", "50m")
+    end = finish(process, "disks.yaml")
+    assert pathlib.Path("small/out.csv").read_text() == table(0, 100000)
+    return f"all rows, in order, none twice; {end}"
+
+
+def full_of_dead_letters():
+    """20,000 rows that are none, each tenth, and a state directory of 3 MB that has room later"""
+    mount("kept", "3m")
+    pathlib.Path("in.csv").write_text("n,text,x\n" + "".join(
+        rows(i, i + 1) if i % 10 else f"{i},{'bad' * 50},none\n" for i in range(200000)))
     os.mkdir("small")
-    subprocess.run(["mount", "-t", "tmpfs", "-o", "size=2m", "none", "small"], check=True)
-    pathlib.Path("small/ballast").write_bytes(bytes(1 << 20))
-    pathlib.Path("in.csv").write_text("n,text,x\n" + rows(0, 100000))
-    configure("full.yaml", "small: {adapter: files, properties: {directory: small}}", "files",
-              "in.csv", "", "small", "out.csv", OVERWRITE)
-    process = start("full.yaml", "--until-idle=8")
-    time.sleep(12)
-    stopped = pathlib.Path("small/out.csv").read_text()
-    assert stopped.endswith("\n") and ("n,text,x\n" + rows(0, 50000)).startswith(stopped)
-    subprocess.run(["mount", "-o", "remount,size=50m", "small"], check=True)
-    end = finish(process, "full.yaml")
-    there = set(pathlib.Path("small/out.csv").read_text().splitlines()[1:])
-    assert there <= set(rows(0, 100000).splitlines())
-    return f"whole rows only, {len(there)} in the end; {end}"
+    process = start(disks(), "--until-idle=1")
+    until(lambda: "full" in log())
+    resize("kept", "100m")
+    end = finish(process, "disks.yaml")
+    letters = subprocess.run([FERRY, "dead", "disks.yaml", "ls"], capture_output=True, text=True)
+    numbers = [int(row.split(",")[0]) for row in
+               pathlib.Path("small/out.csv").read_text().splitlines()[1:]]
+    assert numbers == [i for i in range(200000) if i % 10]
+    return f"all good rows, {len(letters.stdout.splitlines())} lines of letters; {end}"
+
+
+def full_of_positions():
+    """a followed file whose position has no room while 1,000 rows come, and a SIGKILL then"""
+    mount("kept", "1m")
+    os.mkdir("small")
+    pathlib.Path("in.csv").write_text(table(0, 0))
+    configuration = disks(source="follow: true")
+    process = start(configuration)
+    feed(0, 10, 0.1)
+    until(lambda: size("small/out.csv") > 60)
+    subprocess.run(["dd", "if=/dev/zero", "of=kept/ballast"], stderr=subprocess.DEVNULL)
+    feed(10, 1000, 0.001)
+    time.sleep(2)
+    process.kill()
+    process.wait()
+    told = len(log().splitlines())
+    os.unlink("kept/ballast")
+    end = finish(start(configuration, "--until-idle=1"), "disks.yaml")
+    there = pathlib.Path("small/out.csv").read_text().splitlines()[1:]
+    assert list(dict.fromkeys(there)) == rows(0, 1000).splitlines()
+    return f"none of 1,000 rows missing, {len(there) - 1000} twice; {told} log lines; {end}"
+
+
+def read_only():
+    """a state directory, and then an output, on a file system that is read-only"""
+    pathlib.Path("in.csv").write_text(table(0, 10))
+    configuration, ends = disks(", store: {}"), []
+    for place in ("kept", "small"):
+        os.makedirs("small", exist_ok=True)
+        mount(place, "1m,ro")
+        for verb in (["check"], ["run", "--until-idle=0.1", "--give-up=1"]):
+            done = subprocess.run([FERRY, verb[0], configuration, *verb[1:]], timeout=100,
+                                  capture_output=True, text=True)
+            assert done.returncode == 1 and "Read-only file system" in done.stdout + done.stderr
+            assert "exception" not in done.stdout
+        ends.append(f"{place}: exit {done.returncode}, {done.stdout.splitlines()[-1]}")
+        subprocess.run(["umount", place], check=True)
+    end = finish(start(configuration, "--until-idle=0.1"), "disks.yaml")
+    # One run could store the rows and not write them, another has read them again.
+    assert pathlib.Path("small/out.csv").read_text() == table(0, 10) + rows(0, 10)
+    return f"{'; '.join(ends)}; then, with both: {end}"
+
+
+def carried():
+    """a relay that has rows in its store is killed, and the store carried elsewhere, not the rows"""
+    mount("small", "8k")
+    pathlib.Path("in.csv").write_text(table(0, 100000))
+    process = start(disks(", store: {}", "follow: true"))
+    until(lambda: size("kept/store~route~small%2Fout.csv.db") > 3_000_000)
+    process.kill()
+    process.wait()
+    written = pathlib.Path("small/out.csv").read_text().count("\n")
+    shutil.copytree(".", "elsewhere", ignore=shutil.ignore_patterns("in.csv", "out.csv"))
+    os.chdir("elsewhere")
+    end = finish(start("disks.yaml", "--until-idle=1"), "disks.yaml")
+    there = pathlib.Path("small/out.csv").read_text()
+    stored = there.count("\n") - 1
+    assert stored > 10000 and there in ("n,text,x\n" + rows(i, i + stored) for i in range(written))
+    return f"all {stored} rows of the store, in order, none twice; {end}"
 
 
 def descriptors():
@@ -237,7 +346,9 @@ def hostile_peer():
     return f"{len(set(rows(0, 600).splitlines()) - set(there))} of 600 rows missing; {end}"
 
 
-KINDS = [killed, full_disk, descriptors, clock, stopped, stopped_for_long, hostile_peer]
+KINDS = [killed, full_disk, full_store, full_of_dead_letters, full_of_positions, read_only,
+         carried, descriptors,
+         clock, stopped, stopped_for_long, hostile_peer]
 
 
 def inside(kind):
@@ -249,7 +360,7 @@ def inside(kind):
         print(f"{kind.__doc__}:\n    {kind()}", flush=True)
     finally:
         os.chdir("/")
-        subprocess.run(["umount", f"{folder}/small"], stderr=subprocess.DEVNULL)
+        subprocess.run(["umount", f"{folder}/small", f"{folder}/kept"], stderr=subprocess.DEVNULL)
         shutil.rmtree(folder, ignore_errors=True)
 
 
