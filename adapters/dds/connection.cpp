@@ -1,5 +1,8 @@
 #include "connection.h"
 
+#include <algorithm>
+#include <array>
+
 #include <fmt/format.h>
 
 #include "error.h"
@@ -15,6 +18,42 @@ std::string describe(const Settings &settings)
                        multicast == "all" ? "" : fmt::format(", multicast {}", multicast));
 }
 
+/// What the properties say of the files of a secured participant. Lives as long as its settings are
+/// used.
+class Security {
+public:
+    explicit Security(const Settings &settings)
+    {
+        for (std::size_t i = 0; i < count; ++i) {
+            texts_[i] = settings.text(static_cast<Setting::Index>(Setting::identityCa + i));
+        }
+        std::string &authority = text(Setting::permissionsCa);
+        authority = authority.empty() ? text(Setting::identityCa) : authority;
+        files_ = {text(Setting::identityCa).c_str(), text(Setting::certificate).c_str(),
+                  text(Setting::key).c_str(),        text(Setting::password).c_str(),
+                  text(Setting::governance).c_str(), authority.c_str(),
+                  text(Setting::permissions).c_str()};
+    }
+    /// Null if the participant is not secured.
+    const DDS_SecuritySettings *files() const
+    {
+        const bool any = std::any_of(texts_.begin(), texts_.end(),
+                                     [](const std::string &text) { return !text.empty(); });
+        return any ? &files_ : nullptr;
+    }
+
+private:
+    static constexpr std::size_t count = Setting::permissions - Setting::identityCa + 1;
+
+    std::string &text(Setting::Index setting)
+    {
+        return texts_[setting - Setting::identityCa];
+    }
+
+    std::array<std::string, count> texts_;
+    DDS_SecuritySettings files_{};
+};
+
 Participant join(const Settings &settings)
 {
     const std::string interfaces = settings.text(Setting::interfaces);
@@ -29,6 +68,8 @@ Participant join(const Settings &settings)
     participant.peers = peers.c_str();
     participant.xml = xml.empty() ? nullptr : xml.c_str();
     participant.name = name.empty() ? nullptr : name.c_str();
+    const Security security(settings);
+    participant.security = security.files();
     DDS_ErrorText error{};
     DDS_DomainParticipant *made = DDS_DomainParticipant_new(&participant, &error);
     if (made == nullptr) {

@@ -23,6 +23,12 @@ constexpr FERRY_Setting text(const char *name, std::uint32_t roles, const char *
     return {name, roles, FERRY_SETTING_TEXT, nullptr, 0, 0, nullptr, fallback, 0, help, nullptr};
 }
 
+/// Of a file that a secured participant needs, or its text.
+constexpr FERRY_Setting path(const char *name, const char *help)
+{
+    return text(name, connection, "", help);
+}
+
 constexpr FERRY_Setting choice(const char *name, std::uint32_t roles, const char *words,
                                const char *fallback, const char *help)
 {
@@ -57,6 +63,13 @@ constexpr FERRY_Setting rows[] = {
     choice("multicast", connection, "none discovery all", "all", "none, only to find others, or for data too"),
     text("peers", connection, "", "hosts that are asked one by one, separated by commas"),
     text("engine_xml", connection, "", "configuration of the engine that is merged behind the others"),
+    path("security.identity_ca", "certificate of who issues the participants' certificates"),
+    path("security.certificate", "the participant's certificate"),
+    path("security.key", "its private key"),
+    {"security.password", connection, FERRY_SETTING_SECRET, nullptr, 0, 0, nullptr, "", 0, "decrypts the key", nullptr},
+    path("security.governance", "how the domain is protected, signed by the permissions CA"),
+    path("security.permissions_ca", "certificate of who signs governance and permissions; empty for the identity CA"),
+    path("security.permissions", "what the participant may publish and subscribe to, signed by the permissions CA"),
     text("name", connection, "ferry", "what others see the participant as"),
     duration("type_timeout", connection, "2s", "how long a peer gets to send a type before its endpoint is announced without"),
     text("partitions", connection | stream, "", "names or patterns, separated by commas; of a stream that does not say: the announced stream's, else the connection's, else the default partition"),

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "config/expand.h"
 #include "config/keys.h"
 #include "config/text.h"
 #include "settings/check.h"
@@ -66,8 +67,7 @@ private:
         std::string value = entry.node().IsNull() ? "" : entry.node().Scalar();
         const std::string missing = expand(value, entry.document().directory.string());
         if (!missing.empty()) {
-            entry.complain("the value of {} needs {}, which the environment does not have",
-                           missing);
+            entry.complain("the value of {} {}", missing);
         }
         const std::string rejection = rejectionForJava(value);
         if (!rejection.empty()) {

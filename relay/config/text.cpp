@@ -1,7 +1,6 @@
 #include "config/text.h"
 
 #include <cstdint>
-#include <cstdlib>
 
 namespace ferry {
 
@@ -70,33 +69,6 @@ std::string rejectionForJava(const std::string &text)
         at += length;
     }
     return "";
-}
-
-std::string expand(std::string &text, const std::string &directory)
-{
-    static const std::string variable = "env:";
-    std::string missing;
-    for (std::size_t at = 0; (at = text.find("${", at)) != std::string::npos;) {
-        const std::size_t end = text.find('}', at);
-        const std::string name = text.substr(at + 2, end == std::string::npos ? end : end - at - 2);
-        std::string value;
-        if (end == std::string::npos) {
-            break;
-        }
-        if (name == "config_dir") {
-            value = directory;
-        } else if (name.rfind(variable, 0) == 0) {
-            const char *found = std::getenv(name.c_str() + variable.size());
-            value = found == nullptr ? "" : found;
-            missing = found == nullptr ? name.substr(variable.size()) : missing;
-        } else {
-            at = end;
-            continue;
-        }
-        text.replace(at, end + 1 - at, value);
-        at += value.size();
-    }
-    return missing;
 }
 
 } // namespace ferry

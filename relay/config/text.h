@@ -19,10 +19,6 @@ std::size_t findInvalidUtf8(const std::string &text);
 /// garbled.
 std::string rejectionForJava(const std::string &text);
 
-/// Replaces every `${config_dir}` and `${env:NAME}` of a text; anything else in braces is not ours.
-/// Returns the name of a variable that the environment lacks, or "".
-std::string expand(std::string &text, const std::string &directory);
-
 } // namespace ferry
 
 #endif

@@ -431,9 +431,10 @@ TEST_F(Engine, SettingsThatCannotBeAreRejectedByName)
           {91, nullptr, noSharedMemory,
            "<!-- <a> --><sharedMEMORY ><enable>true</enable></sharedMEMORY>"}}) {
         DDS_ErrorText error{};
-        const DDS_ParticipantSettings settings{rejected.domain,    rejected.interfaces,
-                                               rejected.multicast, rejected.peers,
-                                               rejected.xml,       nullptr};
+        const DDS_ParticipantSettings settings{
+            rejected.domain, rejected.interfaces, rejected.multicast,
+            rejected.peers,  rejected.xml,        nullptr,
+            nullptr};
         EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error)) << rejected.reason;
         EXPECT_NE(nullptr, std::strstr(error.text, rejected.reason)) << error.text;
     }
@@ -502,9 +503,13 @@ TEST(Domain, SettingsReachTheEngine)
     const std::string xml =
         "<Tracing><Verbosity>config</Verbosity><OutputFile>" + trace + "</OutputFile></Tracing>";
     for (const Record &test : recordsOf("domain/data/engine_settings.txt")) {
-        const DDS_ParticipantSettings settings{
-            91,     test.at(0).c_str(), std::stoi(test.at(2)), test.at(1).c_str(), xml.c_str(),
-            nullptr};
+        const DDS_ParticipantSettings settings{91,
+                                               test.at(0).c_str(),
+                                               std::stoi(test.at(2)),
+                                               test.at(1).c_str(),
+                                               xml.c_str(),
+                                               nullptr,
+                                               nullptr};
         const Participant made(DDS_DomainParticipant_new(&settings, nullptr));
         std::ifstream file(trace);
         Record logged(test.begin(), test.begin() + 3);

@@ -14,6 +14,8 @@
 #include "engine_log.h"
 #include "qddscdr/error_text.h"
 #include "resources.h"
+#include "security.h"
+#include "xml.h"
 
 namespace qddsdomain {
 
@@ -24,33 +26,6 @@ using qddscdr::setError;
 constexpr int32_t largestDomain = 230; // above it RTPS has no ports (RTPS 2.5, 9.6.2.3)
 /// Processes on one host and domain that can be found without multicast.
 constexpr const char *mostProcesses = "119";
-
-std::string escape(const std::string &text)
-{
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        case '"':
-            escaped += "&quot;";
-            break;
-        case '\'':
-            escaped += "&apos;";
-            break;
-        default:
-            escaped += c;
-        }
-    }
-    return escaped;
-}
 
 std::vector<std::string> split(const char *list)
 {
@@ -147,6 +122,12 @@ bool checkSettings(const DDS_ParticipantSettings &settings, DDS_ErrorText *error
                  "engine XML: there is no shared memory here, so SharedMemory cannot be set");
         return false;
     }
+    const std::string problem =
+        settings.security == nullptr ? "" : securityProblem(*settings.security);
+    if (!problem.empty()) {
+        setError(error, "security: %s", problem.c_str());
+        return false;
+    }
     return true;
 }
 
@@ -195,6 +176,9 @@ std::string configuration(const DDS_ParticipantSettings &settings)
            "<Watermarks><WhcLow>500kB</WhcLow><WhcHigh>1MB</WhcHigh><WhcHighInit>1MB</WhcHighInit>"
            "</Watermarks><WriterLingerDuration>0s</WriterLingerDuration></Internal>"
            "</Domain></CycloneDDS>";
+    if (settings.security != nullptr) {
+        xml += "," + securityXml(*settings.security);
+    }
     if (settings.xml != nullptr && settings.xml[0] != '\0') {
         xml += ",";
         xml += settings.xml;
@@ -258,6 +242,15 @@ bool start(int32_t id, Running &running, DDS_ErrorText *error)
 }
 
 } // namespace
+
+bool isSecured(int32_t domain)
+{
+    Registry &table = registry();
+    const std::lock_guard<std::mutex> guard(table.mutex);
+    const auto found = table.running.find(domain);
+    return found != table.running.end() &&
+           found->second.configuration.find("Security>") != std::string::npos;
+}
 
 DomainLease leaseDomain(const DDS_ParticipantSettings &settings, DDS_ErrorText *error)
 {

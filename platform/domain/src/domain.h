@@ -19,6 +19,9 @@ using DomainLease = std::shared_ptr<const int32_t>;
 /// with other settings, or the engine rejects.
 DomainLease leaseDomain(const DDS_ParticipantSettings &settings, DDS_ErrorText *error);
 
+/// Whether the process takes part in the domain as one of those that are secured.
+bool isSecured(int32_t domain);
+
 /// Hands a line to the innermost collector of this thread.
 void collect(const std::string &line);
 

@@ -192,7 +192,14 @@ std::string reasonOf(const OwnEndpoint &own, const Described &mine, const Sample
     if (!haveCommon(mine.partitions, theirs)) {
         add(fmt::format("partition {}", listOf(theirs)).c_str());
     }
-    return reason.empty() ? policyName(DDS_TYPE_CONSISTENCY_ENFORCEMENT_QOS_POLICY_ID) : reason;
+    if (!reason.empty()) {
+        return reason;
+    }
+    dds_domainid_t domain = 0;
+    (void)dds_get_domainid(own.participant, &domain);
+    const std::string type = policyName(DDS_TYPE_CONSISTENCY_ENFORCEMENT_QOS_POLICY_ID);
+    return isSecured(static_cast<int32_t>(domain)) ? "security (it is not permitted), or " + type
+                                                   : type;
 }
 
 std::vector<dds_instance_handle_t> matchedWith(const OwnEndpoint &own)

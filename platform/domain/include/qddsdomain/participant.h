@@ -9,6 +9,7 @@
 
 #include "qddsc/common.h"
 #include "qddsdomain/export.h"
+#include "qddsdomain/security.h"
 
 QDDSDOMAIN_BEGIN
 
@@ -32,6 +33,8 @@ struct DDS_ParticipantSettings {
     const char *xml;
     /** Name under which others see the participant; null for none. */
     const char *name;
+    /** Null for a participant that talks to plain ones, and to no secured ones. */
+    const struct DDS_SecuritySettings *security;
 };
 
 /**
