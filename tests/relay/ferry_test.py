@@ -357,6 +357,7 @@ class FerryTest(Ferry):
                 "entry: other_create": "entry: FerryAdapter_dds_create"}
         root = pathlib.Path(EXAMPLES).parent.parent
         seen = 0
+        self.ferry("new", "keys", self.directory / "keys", "--node", "plant", code=0)
         for page in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
             text = page.read_text(encoding="utf-8")
             indented = [textwrap.dedent(block)
