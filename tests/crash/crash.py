@@ -5,6 +5,7 @@ counts the rows that are missing at the end, and those that are there twice.
 Usage: crash.py FERRY [--kills N] [--seed S] [--domain D] [--scenario NAME...]"""
 import argparse
 import collections
+import contextlib
 import glob
 import json
 import os
@@ -195,9 +196,12 @@ class Run:
 
     def kept(self):
         """What changes when rows go on."""
-        files = [path for name in ("out*", "lab*", "*/positions/*/*")
-                 for path in self.folder.glob(name) if path.suffix != ".lock"]
-        return max((path.stat().st_mtime_ns for path in files if path.exists()), default=0)
+        newest = 0
+        for name in ("out*", "lab*", "*/positions/*/*"):
+            for path in self.folder.glob(name):
+                with contextlib.suppress(FileNotFoundError):  # A journal goes at any time.
+                    newest = max(newest, 0 if path.suffix == ".lock" else path.stat().st_mtime_ns)
+        return newest
 
     def until(self, condition):
         end_of_patience = time.monotonic() + PATIENCE
