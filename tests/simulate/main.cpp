@@ -5,6 +5,8 @@
 #include <fstream>
 #include <sstream>
 
+#include <malloc.h>
+
 #include "engine/log.h"
 #include "qddscore/log.h"
 #include "simulation.h"
@@ -59,6 +61,9 @@ int finish()
 int main(int count, char **arguments)
 {
     std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    // Each life takes and gives back the same memory.
+    mallopt(M_TRIM_THRESHOLD, 1 << 30);
+    mallopt(M_MMAP_THRESHOLD, 1 << 30);
     QELLog_setSink([](void *, const char *line, std::size_t) { std::printf("%s\n", line); },
                    nullptr);
     ferry::g_logMask.store(0);

@@ -116,6 +116,7 @@ private:
     void sleep();
     void settleDown();
     bool finished() const;
+    std::int64_t taken() const;
     bool mend();
 
     World world_;
@@ -396,6 +397,16 @@ void Simulation::sleep()
     world_.sleepUntil(std::max(wake, world_.now));
 }
 
+/// Grows whenever an output has more than before.
+std::int64_t Simulation::taken() const
+{
+    std::int64_t sum = 0;
+    for (const auto &flow : flows_) {
+        sum += flow->progress() - flow->input->readSamples;
+    }
+    return sum;
+}
+
 /// From now on nothing fails any more but bad data. A sample costs some pauses at most.
 void Simulation::settleDown()
 {
@@ -448,6 +459,9 @@ void Simulation::checkStored(const Stored &stored) const
 
 void Simulation::run()
 {
+    constexpr int longWait = 1000;
+    int waiting = 0;
+    std::int64_t before = taken();
     while (!finished()) {
         if (!world_.quiet && world_.now >= quietAt_) {
             settleDown();
@@ -457,6 +471,15 @@ void Simulation::run()
             settleDown();
         }
         pass();
+        // What goes on like this until the deadline shows nothing new.
+        waiting = taken() == before ? waiting + 1 : 0;
+        before = taken();
+        if (world_.quiet && waiting > longWait) {
+            waiting = 0;
+            if (mend()) {
+                settleDown();
+            }
+        }
     }
     for (const auto &stored : stores_) {
         checkStored(*stored);
