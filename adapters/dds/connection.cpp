@@ -66,6 +66,8 @@ Participant join(const Settings &settings)
     // Its words are in the order of these numbers.
     participant.multicast = static_cast<std::int32_t>(settings.number(Setting::multicast));
     participant.peers = peers.c_str();
+    participant.transport = static_cast<std::int32_t>(settings.number(Setting::transport));
+    participant.port = static_cast<std::int32_t>(settings.number(Setting::port));
     participant.xml = xml.empty() ? nullptr : xml.c_str();
     participant.name = name.empty() ? nullptr : name.c_str();
     const Security security(settings);

@@ -62,6 +62,8 @@ constexpr FERRY_Setting rows[] = {
     text("interfaces", connection, "loopback", "loopback (nothing leaves the machine), auto, or names or addresses, separated by commas"),
     choice("multicast", connection, "none discovery all", "all", "none, only to find others, or for data too"),
     text("peers", connection, "", "hosts that are asked one by one, separated by commas"),
+    choice("transport", connection, "udp tcp", "udp", "with tcp, others are found through peers only"),
+    whole("port", connection, 0, 65535, "0", "where connections are accepted; 0 accepts none; only with transport tcp"),
     text("engine_xml", connection, "", "configuration of the engine that is merged behind the others"),
     path("security.identity_ca", "certificate of who issues the participants' certificates"),
     path("security.certificate", "the participant's certificate"),

@@ -14,6 +14,8 @@ struct Setting {
         interfaces,
         multicast,
         peers,
+        transport,
+        port,
         engineXml,
         identityCa,
         certificate,

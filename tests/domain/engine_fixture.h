@@ -37,8 +37,8 @@ inline Participant join(int32_t domain, const char *xml = OUTSIDE.c_str(),
                         std::string *why = nullptr, const char *interfaces = nullptr)
 {
     DDS_ErrorText error{};
-    const DDS_ParticipantSettings settings{domain, interfaces,    0,      nullptr,
-                                           xml,    "engine test", nullptr};
+    const DDS_ParticipantSettings settings{domain,        interfaces, 0, nullptr, xml,
+                                           "engine test", 0,          0, nullptr};
     Participant made(DDS_DomainParticipant_new(&settings, &error));
     EXPECT_TRUE(made != nullptr || why != nullptr) << error.text;
     if (why != nullptr) {

@@ -429,12 +429,18 @@ TEST_F(Engine, SettingsThatCannotBeAreRejectedByName)
            "<CycloneDDS><Domain><SharedMemory><Enable>true</Enable></SharedMemory></Domain>"
            "</CycloneDDS>"},
           {91, nullptr, noSharedMemory,
-           "<!-- <a> --><sharedMEMORY ><enable>true</enable></sharedMEMORY>"}}) {
+           "<!-- <a> --><sharedMEMORY ><enable>true</enable></sharedMEMORY>"},
+          {91, nullptr, "SSL cannot be set", "<SSL><Enable>true</Enable></SSL>"}}) {
         DDS_ErrorText error{};
-        const DDS_ParticipantSettings settings{
-            rejected.domain, rejected.interfaces, rejected.multicast,
-            rejected.peers,  rejected.xml,        nullptr,
-            nullptr};
+        const DDS_ParticipantSettings settings{rejected.domain,
+                                               rejected.interfaces,
+                                               rejected.multicast,
+                                               rejected.peers,
+                                               rejected.xml,
+                                               nullptr,
+                                               0,
+                                               0,
+                                               nullptr};
         EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error)) << rejected.reason;
         EXPECT_NE(nullptr, std::strstr(error.text, rejected.reason)) << error.text;
     }
@@ -509,6 +515,8 @@ TEST(Domain, SettingsReachTheEngine)
                                                test.at(1).c_str(),
                                                xml.c_str(),
                                                nullptr,
+                                               0,
+                                               0,
                                                nullptr};
         const Participant made(DDS_DomainParticipant_new(&settings, nullptr));
         std::ifstream file(trace);

@@ -40,8 +40,8 @@ WRONG = [
 ]
 
 
-def configure(name, properties, given, taken):
-    security = "".join(f", security.{key}: '{value}'" for key, value in properties.items())
+def configure(name, properties, given, taken, more=""):
+    security = more + "".join(f", security.{key}: '{value}'" for key, value in properties.items())
     pathlib.Path(name).write_text(
         CONFIGURATION.format(security=security, input=given, output=taken), encoding="utf-8")
     return name
@@ -63,17 +63,18 @@ def openssl(*arguments):
     subprocess.run(["openssl", *arguments], check=True, capture_output=True)
 
 
-def carry(sender, receiver):
+def carry(sender, receiver, given="", taken="", patience=100):
     """Whether rows arrive, what both have logged, and all that was on the wire meanwhile."""
     wire = socket.socket(socket.AF_PACKET, socket.SOCK_RAW, socket.htons(3))
     wire.bind(("lo", 0))
     wire.setsockopt(socket.SOL_SOCKET, SO_RCVBUFFORCE, 1 << 24)
     wire.setblocking(False)
     pathlib.Path("out.csv").unlink(missing_ok=True)
-    configure("from.yaml", receiver, TOPIC.format("rt/t"), "{connection: files, stream: out.csv}")
+    configure("from.yaml", receiver, TOPIC.format("rt/t"), "{connection: files, stream: out.csv}",
+              taken)
     configure("to.yaml", sender, SENT,
               "{connection: domain, stream: rt/t, properties: {wait_for_readers: 1, "
-              "wait_timeout: 4s}}")
+              f"wait_timeout: {patience}s}}}}", given)
     with subprocess.Popen([FERRY, "run", "from.yaml"], stdout=subprocess.PIPE,
                           stderr=subprocess.STDOUT, text=True) as other:
         code, log = ferry("run", "to.yaml", "--until-idle=0.5", "--give-up=1")
@@ -125,8 +126,13 @@ def test():
     assert "PRIVATE KEY" not in log and "open" not in log.replace("opened", ""), log
     arrived, log, packets = carry({}, {})
     assert arrived and MARK.encode() in packets, log
-    assert not carry({}, node("b"))[0]
-    arrived, log, _ = carry(node("a", keys="other"), node("b"))
+    by_tcp = (', transport: tcp, peers: "127.0.0.1:7411"', ", transport: tcp, port: 7411")
+    arrived, log, packets = carry({}, {}, *by_tcp)
+    assert arrived and MARK.encode() in packets and b"RTPS" in packets, log
+    arrived, log, packets = carry(node("a"), node("b"), *by_tcp)
+    assert arrived and MARK.encode() not in packets, log
+    assert not carry({}, node("b"), patience=4)[0]
+    arrived, log, _ = carry(node("a", keys="other"), node("b"), patience=4)
     assert not arrived and "Certificate not valid" in log, log
     # A new key of the same authority.
     assert ferry("new", "keys", "keys", "--node", "a", "--allow", "rt/t", "--renew")[0] == 0

@@ -71,11 +71,10 @@ std::string withoutComments(const char *xml)
     return text;
 }
 
-/// The engine waits a minute for a daemon of shared memory and ends the process then. It does not
-/// tell names by their case.
-bool asksForSharedMemory(const char *xml)
+/// Whether an element's name begins with the feature's, in small letters. The engine does not tell
+/// names by their case.
+bool asksFor(std::string_view feature, const char *xml)
 {
-    constexpr std::string_view feature = "sharedmemory";
     const std::string text = withoutComments(xml);
     const auto same = [](char wanted, char there) {
         return wanted == std::tolower(static_cast<unsigned char>(there));
@@ -117,7 +116,22 @@ bool checkSettings(const DDS_ParticipantSettings &settings, DDS_ErrorText *error
         setError(error, "peers \"%s\" has an empty entry", settings.peers);
         return false;
     }
-    if (asksForSharedMemory(settings.xml)) {
+    if (settings.transport < 0 || settings.transport > 1) {
+        setError(error, "transport %d is not 0 or 1", settings.transport);
+        return false;
+    }
+    if (settings.port < 0 || settings.port > 65535 ||
+        (settings.port != 0 && settings.transport == 0)) {
+        setError(error, "port %d: a number from 1 to 65535, and only with TCP", settings.port);
+        return false;
+    }
+    // The engine ends the process with it.
+    if (asksFor("ssl", settings.xml)) {
+        setError(error, "engine XML: SSL cannot be set; security encrypts over TCP, too");
+        return false;
+    }
+    // The engine waits a minute for a daemon of it, and ends the process then.
+    if (asksFor("sharedmemory", settings.xml)) {
         setError(error,
                  "engine XML: there is no shared memory here, so SharedMemory cannot be set");
         return false;
@@ -153,13 +167,24 @@ std::string configuration(const DDS_ParticipantSettings &settings)
     if (interfaces.empty()) {
         interfaces.emplace_back("127.0.0.1");
         // The loopback interface has no multicast, so participants there are asked one by one.
-        peers.emplace_back("127.0.0.1");
+        if (settings.transport == 0) {
+            peers.emplace_back("127.0.0.1");
+        }
     }
     constexpr std::array<const char *, 3> multicastNames = {"false", "spdp", "true"};
     std::string xml = "<CycloneDDS><Domain Id=\"" + std::to_string(settings.domainId) + "\">";
     xml += "<General><Interfaces>" + interfacesXml(interfaces) + "</Interfaces><AllowMulticast>";
     xml += multicastNames[static_cast<size_t>(settings.multicast)];
-    xml += "</AllowMulticast></General><Discovery><ParticipantIndex>auto</ParticipantIndex>";
+    xml += "</AllowMulticast>";
+    if (settings.transport == 1) {
+        xml += "<Transport>tcp</Transport>";
+    }
+    xml += "</General>";
+    if (settings.transport == 1) {
+        xml += "<TCP><Enable>true</Enable><Port>" +
+               std::to_string(settings.port == 0 ? -1 : settings.port) + "</Port></TCP>";
+    }
+    xml += "<Discovery><ParticipantIndex>auto</ParticipantIndex>";
     xml += "<MaxAutoParticipantIndex>";
     xml += mostProcesses;
     xml += "</MaxAutoParticipantIndex><Peers>";

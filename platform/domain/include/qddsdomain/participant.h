@@ -33,6 +33,10 @@ struct DDS_ParticipantSettings {
     const char *xml;
     /** Name under which others see the participant; null for none. */
     const char *name;
+    /** 0: UDP. 1: TCP, by which participants find each other through `peers` only ("host:port"). */
+    int32_t transport;
+    /** With TCP, where connections are accepted; 0 accepts none, so that only own ones are made. */
+    int32_t port;
     /** Null for a participant that talks to plain ones, and to no secured ones. */
     const struct DDS_SecuritySettings *security;
 };
