@@ -29,6 +29,8 @@ struct Options {
     std::string type;           ///< in bench.idl; by default that of the size
     std::int64_t instances = 0; ///< of a keyed type
     std::string order = "sequential";
+    std::string keys; ///< a directory of `ferry new keys` with the node bench; empty: not secured
+    int port = 0;     ///< of the subscriber, by TCP; 0: by UDP
 };
 
 /// The key of a sample's instance: how close keys lie together is what tables of them depend on.
@@ -72,6 +74,8 @@ inline CLI::App *addOptions(CLI::App &app, Options &options)
     app.add_option("--instances", options.instances);
     app.add_option("--order", options.order)
         ->check(CLI::IsMember({"sequential", "strided", "random"}));
+    app.add_option("--keys", options.keys);
+    app.add_option("--port", options.port);
     app.add_subcommand("sub")->fallthrough();
     return app.add_subcommand("pub")->fallthrough();
 }

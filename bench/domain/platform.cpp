@@ -65,12 +65,25 @@ void setKey(DDS_DynamicData *sample, const Options &options, std::int64_t index)
     }
 }
 
-Participant join(std::uint32_t domain)
+Participant join(const Options &options, bool isPublisher)
 {
     DDS_ErrorText error{};
     DDS_ParticipantSettings settings{};
-    settings.domainId = static_cast<std::int32_t>(domain);
+    settings.domainId = static_cast<std::int32_t>(options.domain);
     settings.multicast = 2;
+    const std::string peer = "127.0.0.1:" + std::to_string(options.port);
+    if (options.port != 0) {
+        settings.transport = 1;
+        settings.port = isPublisher ? 0 : options.port;
+        settings.peers = isPublisher ? peer.c_str() : nullptr;
+    }
+    const auto file = [&](const char *name) { return options.keys + "/" + name; };
+    const std::string files[] = {file("ca.pem"), file("bench.pem"), file("bench.key"),
+                                 file("governance.p7s"), file("bench.permissions.p7s")};
+    const DDS_SecuritySettings security{files[0].c_str(), files[1].c_str(), files[2].c_str(),
+                                        nullptr,          files[3].c_str(), files[0].c_str(),
+                                        files[4].c_str()};
+    settings.security = options.keys.empty() ? nullptr : &security;
     Participant participant(DDS_DomainParticipant_new(&settings, &error));
     if (participant == nullptr) {
         fail("participant", error);
@@ -114,7 +127,7 @@ struct Signal {
 int publish(const Options &options, const DDS_TypeCode *type)
 {
     DDS_ErrorText error{};
-    const Participant participant = join(options.domain);
+    const Participant participant = join(options, true);
     const DDS_EndpointQos qos = endpointQos();
     const Writer writer(
         DDS_DataWriter_new(participant.get(), "bench", nullptr, type, &qos, &error));
@@ -148,7 +161,7 @@ int publish(const Options &options, const DDS_TypeCode *type)
 int subscribe(const Options &options, const DDS_TypeCode *type)
 {
     DDS_ErrorText error{};
-    const Participant participant = join(options.domain);
+    const Participant participant = join(options, false);
     const DDS_EndpointQos qos = endpointQos();
     Signal signal;
     const Reader reader(DDS_DataReader_new(participant.get(), "bench", nullptr, type, &qos,

@@ -31,6 +31,7 @@ TICKS = os.sysconf("SC_CLK_TCK")
 PATIENCE = 120
 SAMPLES = {64: 2_000_000, 1024: 600_000}
 LATENCY_RATE = 1000
+PARTS = ("rate", "keyed", "secured", "latency")
 
 
 @dataclass(frozen=True)
@@ -39,6 +40,7 @@ class Variant:
     source: str             # a publisher of the engine or the platform, or java
     middle: str             # nothing, ferry, or a forwarder and its option
     sink: str               # a subscriber of the engine or the platform, or java
+    options: tuple = ()     # of both ends
 
 
 PAIR = Variant("engine > engine", "engine", "", "engine")
@@ -208,7 +210,7 @@ class Bench:
         size, count, warmup, _, _ = what
 
         def program(kind, role, domain):
-            start(role.split()[0], self.program(kind, role, domain, *what))
+            start(role.split()[0], [*self.program(kind, role, domain, *what), *variant.options])
 
         if variant.middle == "ferry":
             start("ferry", self.ferry(variant, size, count, warmup))
@@ -384,13 +386,39 @@ def keyed(bench, rounds, quick):
     return objects
 
 
+def secured(bench, rounds, quick):
+    """Pairs of the platform: plain, secured, by TCP, and both, beside the plain one."""
+    keys = bench.work / "keys"
+    subprocess.run([bench.tree / "bin/ferry", "new", "keys", keys, "--node", "bench"], check=True,
+                   stdout=subprocess.DEVNULL)
+    options = {"": (), ", secured": ("--keys", str(keys)), ", TCP": ("--port", "7461"),
+               ", TCP, secured": ("--keys", str(keys), "--port", "7461")}
+    plain, *others = [Variant(f"platform > platform{name}", "platform", "", "platform", each)
+                      for name, each in options.items()]
+    objects = []
+    for size, samples in SAMPLES.items():
+        count = samples // (10 if quick else 1)
+        rows = {variant: [] for variant in (plain, *others)}
+        for _ in range(rounds):
+            for variant, results in rows.items():
+                results.append(bench.run(variant, size, count, count // 4))
+        print(f"\n{size} bytes, secured and by TCP\n\n| variant | 1,000 samples/s | of the plain "
+              "one |\n|---|---|---|")
+        for variant, results in rows.items():
+            relative = ratios(rows, variant, (plain,))
+            print(f"| {variant.name} | {report.spread([r['rate'] for r in results], 1e3, 0)} | "
+                  f"{report.spread(relative)} |", flush=True)
+            objects.append(report.entry(f"domain secured: {variant.name}", 1024, str(size),
+                                        relative))
+    return objects
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("tree", type=pathlib.Path)
     parser.add_argument("--quick", action="store_true", help="a tenth of the samples, two rounds")
     parser.add_argument("--rounds", type=int)
-    parser.add_argument("--part", nargs="+", choices=("rate", "keyed", "latency"),
-                        default=("rate", "keyed", "latency"))
+    parser.add_argument("--part", nargs="+", choices=PARTS, default=PARTS)
     parser.add_argument("--domain", type=int, default=61, help="it and the next one are used")
     report.add_options(parser)
     arguments = parser.parse_args()
@@ -405,6 +433,8 @@ def main():
         if "keyed" in arguments.part:
             objects += keyed(bench, arguments.rounds or (1 if arguments.quick else 3),
                              arguments.quick)
+        if "secured" in arguments.part:
+            objects += secured(bench, rounds, arguments.quick)
         if "latency" in arguments.part:
             objects += latency(bench, rounds, arguments.quick)
     report.save(arguments, objects)
