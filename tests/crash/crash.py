@@ -68,6 +68,7 @@ SCENARIOS = {
     "file to SQLite": ("file", [(IN, end("lab", "rows", "create: true"))], 1),
     "file to SQLite, upsert": ("file", [(IN, end("lab", "rows", "create: true, mode: upsert"))], 0),
     "file to store to SQLite, once": ("file", [(IN, ONCE)], 0),
+    "rotated file to file": ("rotated", [(IN, OUT)], 1),
     "rotated file to store to SQLite, once": ("rotated", [(IN, ONCE)], 0),
     "SQLite to SQLite": ("table", [(FROM_TABLE, end("lab", "rows", "create: true"))], 1),
     "file to DDS to file": ("file", [(FROM_TOPIC, OUT), (IN, TO_TOPIC)], None),
@@ -91,12 +92,13 @@ class Source(threading.Thread):
 
     def run(self):
         while not self.done.wait(0.05):
-            rows = [(self.count + i, "x" * self.rng.randrange(60)) for i in range(1, ROWS + 1)]
+            rows = [(self.count + i, f"{'é' * self.rng.randrange(30)}\n,{i}")
+                    for i in range(1, ROWS + 1)]
             self.write(rows)
             self.count += len(rows)
 
     def to_file(self, rows):
-        text = "".join(f"{number},{text}\n" for number, text in rows).encode()
+        text = "".join(f'{number},"{text}"\n' for number, text in rows).encode()
         cut = self.rng.randrange(len(text))
         with open(self.path, "ab", buffering=0) as out:
             out.write(b"" if out.tell() else b"id,text\n")
@@ -138,20 +140,27 @@ class Server:
 
     def start(self):
         self.call("pg_ctl", "-D", self.folder / "data", "-l", self.folder / "log", "-w", "-o",
-                  f"-p {self.port} -k {self.folder} -c listen_addresses=127.0.0.1", "start")
+                  f"-p {self.port} -k {self.folder} -c listen_addresses=127.0.0.1 -c fsync=off",
+                  "start")
+
+    def stop(self):
+        self.call("pg_ctl", "-D", self.folder / "data", "-m", "immediate", "stop")
 
     def restart(self):
         os.kill(int((self.folder / "data/postmaster.pid").read_text().split()[0]), signal.SIGKILL)
-        for _ in range(PATIENCE):
+        for _ in range(10 * PATIENCE):
             try:
                 return self.start()
             except subprocess.CalledProcessError:  # What it leaves behind takes time to go.
                 time.sleep(0.2)
         raise AssertionError((self.folder / "log").read_text())
 
-    def ids(self):
+    def url(self, port=None):
+        return f"postgresql://127.0.0.1:{port or self.port}/postgres?user=tester"
+
+    def sql(self, text):
         return self.call("psql", "-h", "127.0.0.1", "-p", self.port, "-U", "tester", "-qAtc",
-                         "SELECT id FROM rows", "postgres").split()
+                         text, "postgres").strip()
 
 
 class Run:
@@ -166,8 +175,7 @@ class Run:
         self.source = Source(kind, folder, self.rng)
         for i, (source, target) in enumerate(self.relays):
             used = {key: value for key, value in CONNECTIONS.items() if key in source + target}
-            url = f"postgresql://127.0.0.1:{self.server.port}/postgres?user=tester" \
-                if self.server else ""
+            url = self.server.url() if self.server else ""
             connections = "".join(f"\n  {key}: {value}" for key, value in used.items())
             (folder / f"{i}.yaml").write_text((CONFIGURATION.replace("{connections}", connections))
                                               .format(folder=folder, name=i, slice=SLICE,
@@ -185,7 +193,7 @@ class Run:
         """Of the rows that have arrived."""
         try:
             if self.server:
-                return [int(text) for text in self.server.ids()]
+                return [int(text) for text in self.server.sql("SELECT id FROM rows").split()]
             if (self.folder / "lab.db").exists():
                 with sqlite3.connect(self.folder / "lab.db") as database:
                     return [row[0] for row in database.execute("SELECT id FROM rows")]
@@ -274,7 +282,7 @@ class Run:
             process.kill()
             process.wait()
         if self.server:
-            self.server.call("pg_ctl", "-D", self.folder / "server/data", "-m", "immediate", "stop")
+            self.server.stop()
 
 
 def crash(ferry, name, arguments, keep):

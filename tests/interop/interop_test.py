@@ -109,7 +109,7 @@ class Pairs:
             {"engine_xml": LOSSY}))
         self.partner(self.make, LOSSY, role="pub", topic="in", count=count, **kept)
         self.compare("Flat", self.received(subscriber, 50)[0], count)
-        self.until(lambda: len(self.lines("in.jsonl")) >= count, "whole file", 40)
+        self.until(lambda: len(self.lines("in.jsonl")) >= count, "whole file")
         self.end(ferry)
         self.compare("Flat", self.lines("in.jsonl"), count)
 

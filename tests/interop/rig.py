@@ -96,11 +96,11 @@ class Rig(unittest.TestCase):
         """Ends ferry in order, or waits for an end it comes to by itself."""
         if ferry.poll() is None:
             ferry.send_signal(signal.SIGTERM)
-        self.assertEqual(ferry.wait(20 * PATIENCE), code,
+        self.assertEqual(ferry.wait(200 * PATIENCE), code,
                          self.text(ferry) + self.text(ferry, ".err"))
         return self.text(ferry)
 
-    def until(self, condition, what, seconds=20):
+    def until(self, condition, what, seconds=200):
         end = time.monotonic() + seconds * PATIENCE
         while not condition():
             self.assertLess(time.monotonic(), end, f"in {seconds} s no {what}; " + "".join(

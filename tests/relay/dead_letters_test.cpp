@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "failing_calls.h"
 #include "qddsc/dynamic_data.h"
 #include "state/dead_letters.h"
 #include "state/sample_json.h"
@@ -161,6 +162,50 @@ TEST_F(DeadLettersTest, KeepWhatIsKnownUntilSomebodyTakesThemAway)
     ASSERT_EQ(found.size(), 2U);
     EXPECT_EQ(found[0].reason + std::to_string(found[0].attempts), "still none5");
     EXPECT_EQ(found[1].id, 3);
+}
+
+/// Each call of SQLite and of the system fails once, and whoever asks tries again.
+TEST_F(DeadLettersTest, NoneGoesByAFailure)
+{
+    const failing::Failure ways[] = {
+        {1, SQLITE_IOERR, EIO}, {1, SQLITE_FULL, ENOSPC}, {1, SQLITE_BUSY, EINTR}};
+    int number = 0;
+    for (const failing::Failure &way : ways) {
+        bool more = true;
+        for (int at = 1; more; ++at) {
+            settings.file = directory / (std::to_string(++number) + ".db");
+            std::string texts;
+            const auto persist = [&](const auto &step) {
+                const StateResult result = step();
+                EXPECT_TRUE(result.ok() || step().ok()) << result.text;
+                texts += result.text;
+            };
+            failing::failure = way;
+            failing::failure.at = at;
+            std::size_t deleted = 0;
+            std::vector<KeptLetter> found;
+            {
+                DeadLetters letters(settings);
+                persist([&] { return add(letters, 41); });
+                persist([&] { return letters.add({"r", "lab/in", "", 0}, {{"1", "bad", "a:1"}}); });
+                persist([&] { return letters.failedAgain(1, "still", 2); });
+                persist([&] { return letters.remove({{1, 3}, {2, 0}}, deleted); });
+                persist([&] {
+                    found.clear();
+                    return letters.visit(0, true, [&](const KeptLetter &letter) {
+                        found.push_back(letter);
+                        return true;
+                    });
+                });
+            }
+            more = failing::failure.at == 0;
+            failing::failure = {};
+            EXPECT_EQ(deleted, 1U) << texts;
+            ASSERT_EQ(found.size(), 1U) << texts;
+            EXPECT_EQ(found[0].text + found[0].reason + std::to_string(found[0].attempts),
+                      R"({"x":41}still5)");
+        }
+    }
 }
 
 TEST_F(DeadLettersTest, AreBoundedAndADamagedFileMakesPlaceForANewOne)

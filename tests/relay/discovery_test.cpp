@@ -352,6 +352,39 @@ TEST_F(DiscoveryTest, OutlivesFailuresOfReadersAndCreations)
     EXPECT_TRUE(logged("input streams of connection b are not announced: out of service")) << log;
 }
 
+/// A rule's connection fails at first, and the reader of a route. Then a read puts that route out
+/// of service. Another one is out of service for good, when its stream goes.
+TEST_F(DiscoveryTest, RulesAndTheirRoutesAreMadeAnew)
+{
+    using std::chrono::milliseconds;
+    configuration.restart = RetrySettings{milliseconds(1), milliseconds(9), {}};
+    addRule("r").route.onError = OnError::stop;
+    for (const char *call : {"create_connection a", "create_reader s"}) {
+        script.errors[call] = "not yet";
+        script.hooks[call] = [this, call, failures = 3]() mutable {
+            if (failures-- == 0) {
+                script.errors.erase(call);
+            }
+        };
+    }
+    script.streams["s"].reads = {{{1, 2}, ""}, {{}, "broken"}, {{3}, ""}};
+    script.streams["away"].source = [] { return Read{{}, "broken"}; };
+    for (const char *stream : {"s", "away"}) {
+        script.announce("a", {stream, "T", type("T")});
+    }
+    start();
+    EXPECT_TRUE(waitFor([&] {
+        return totals("r/s").written == 3 && script.called("create_reader away") > 3;
+    })) << log;
+    script.announce("a", gone("away"));
+    EXPECT_TRUE(waitFor([&] { return totals("r/away").gone; }));
+    const auto made = script.called("create_reader away");
+    EXPECT_EQ(stop(), exitErrors);
+    EXPECT_EQ(script.called("create_reader away"), made);
+    EXPECT_EQ(script.called("create_connection a"), 4);
+    EXPECT_EQ(script.called("create_reader s"), 5);
+}
+
 /// A thousand streams come and go while two sessions run; nothing is lost, neither of the samples
 /// nor of their count.
 TEST_F(DiscoveryTest, KeepsCountUnderStress)

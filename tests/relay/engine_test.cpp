@@ -80,51 +80,22 @@ struct Flaw {
 TEST_F(RelayTest, StopsForWhateverIsNoSuccess)
 {
     constexpr int all = -1000;
+    const Read three = {{1, 2, 3}, ""};
+    const Read ended = {{1, 2, 3}, "", {1, 3}}; // no samples, but a loss where they are not taken
+    const Read holes = {{1, -1, 3, -1}, ""};
+    const Read bad = {{1}, "x", {}, {}, {"row 7 has no n", "", 4}};
     const Flaw flaws[] = {
-        {{{1, 2, 3}, ""},
-         2,
-         "",
-         "3 read, 2 written, 0 errors, 1 not acknowledged",
-         "took 2 of 3 samples"},
-        {{{1, 2, 3}, ""},
-         -5,
-         "",
-         "3 read, 0 written, 1 errors, 3 not acknowledged",
-         "has written -5 of the 3 samples"},
-        {{{1, 2, 3}, ""},
-         1000,
-         "",
-         "3 read, 0 written, 1 errors, 3 not acknowledged",
-         "has written 1000 of the 3 samples"},
-        {{{1, 2, 3}, ""},
-         -1,
-         "full",
-         "3 read, 0 written, 1 errors, 3 not acknowledged",
-         "write of b/x3: full"},
-        {{{1, 2, 3}, ""}, all, "slow", "3 read, 3 written, 1 errors", "write of b/x4: slow"},
-        {{{1, 2, 3, 4, 5}, ""},
-         1,
-         "full",
-         "5 read, 1 written, 1 errors, 4 not acknowledged",
-         "topic route will be disabled from now on: 5",
-         2},
-        // Ends of instances are no samples, but a loss where they are not taken.
-        {{{1, 2, 3}, "", {1, 3}},
-         1,
-         "",
-         "1 read, 0 written, 0 errors, 2 not acknowledged, 2 ends",
-         "took 1"},
-        {{{1, -1, 3, -1}, ""},
-         all,
-         "",
-         "2 read, 2 written, 0 errors, 2 unreadable",
+        {three, 2, "", "3 read, 2 written, 0 errors, 1 not acknowledged", "took 2 of 3 samples"},
+        {three, -5, "", "3 read, 0 written, 1 errors, 3 not acknowledged", "written -5 of the 3"},
+        {three, 1000, "", "3 read, 0 written, 1 errors, 3 not acknowledged", "1000 of the 3"},
+        {three, -1, "full", "3 read, 0 written, 1 errors, 3 not acknowledged", "b/x3: full"},
+        {three, all, "slow", "3 read, 3 written, 1 errors", "write of b/x4: slow"},
+        {three, 1, "full", "3 read, 1 written, 1 errors, 2 not acknowledged", "from now on: 5", 2},
+        {ended, 1, "", "1 read, 0 written, 0 errors, 2 not acknowledged, 2 ends", "took 1"},
+        {holes, all, "", "2 read, 2 written, 0 errors, 2 unreadable",
          "sample 2 of the 4 of this read is null, as the adapter lends it or after a failed "
          "conversion; so are 1 behind it"},
-        {{{1}, "x", {}, {}, {"row 7 has no n", "", 4}},
-         all,
-         "",
-         "1 read, 1 written, 1 errors, 4 bad",
-         "read of a/in8: row 7 has no n"},
+        {bad, all, "", "1 read, 1 written, 1 errors, 4 bad", "read of a/in8: row 7 has no n"},
         {{{1}, "", {}, {}, {}, -5}, all, "", "0 read, 0 written, 1 errors", "lends -5 samples"},
         {{{}, "", {}, {}, {}, 5}, all, "", "0 read, 0 written, 1 errors", "5 samples at no addr"}};
     std::string expected;

@@ -46,7 +46,9 @@ class $name implements Adapter {
                         ? "" : ", a library of another adapter")
                 + (own.getResource("com/qel/ferrion/adapter/Adapter.class") == null
                         ? ", no API" : ""));
-        if (properties.containsKey("fail")) throw new IllegalStateException("as told");
+        String fault = properties.getProperty("fail");
+        if (fault != null && fault.equals("1")) throw new IllegalStateException("as told");
+        if (fault != null) throw new AssertionError(fault);
     }
     public Connection createConnection(String first, String second, StreamReaderListener output,
             StreamReaderListener input, Properties properties) {
@@ -55,6 +57,9 @@ class $name implements Adapter {
     }
     public void deleteConnection(Connection connection) {}
     public Version getVersion() { return new Version(1, 0, 0, 0); }
+}
+class Plain extends $name {
+    Plain() { super(new Properties()); }
 }
 class Library { static String VERSION() { return "$version"; } }
 """
@@ -205,7 +210,9 @@ class FerryTest(Ferry):
     def test_a_terminal_shows_how_it_stands(self):
         master, slave = pty.openpty()
         fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 3, 12, 0, 0))
-        process = subprocess.Popen([FERRY, "run", self.relay(count=10 ** 9), "--drain-seconds=300"],
+        path = self.relay(count=10 ** 9)
+        path.write_text(re.sub(r"(?m)^  good:$", "  äöüäöüäöü:", path.read_text()))
+        process = subprocess.Popen([FERRY, "run", path, "--drain-seconds=300"],
                                    stdout=slave, stderr=subprocess.DEVNULL)
         os.close(slave)
         seen = b""
@@ -215,7 +222,7 @@ class FerryTest(Ferry):
         process.terminate()
         self.assertEqual(process.wait(timeout=LIMIT), 0)
         os.close(master)
-        self.assertRegex(seen, rb"good: \d+ ?r?e?a?d?\r\n\.\.\. and 1 more\r\n")
+        self.assertIn("äöüäö\r\n... and 1 more\r\n", seen.decode())
 
     def test_files_come_and_go_as_streams(self):
         for name in ["early", "late"]:
@@ -287,6 +294,14 @@ class FerryTest(Ferry):
         alone = self.ferry("check", "--settings=com.qel.ferrion.adapters.file.FileAdapter", code=0)
         self.assertIn(alone.stdout, text)
         self.ferry("check", code=2)
+        for words, code, there in [(["--settings=ferry"], 0, "dead_letters"),
+                                   (["--settings=dds"], 0, "partitions"),
+                                   (["--settings", "--json"], 0, '"adapter": "dds"'),
+                                   (["--settings=fil"], 2, 'did you mean "file"?'),
+                                   ([self.native(), "--settings"], 1, "cannot open"),
+                                   ([self.directory / "no.yaml", "--settings"], 2, "no.yaml")]:
+            result = self.ferry("check", *words, code=code)
+            self.assertIn(there, result.stdout + result.stderr)
         (self.directory / "a.csv").write_text("n\n1\n")
         path = self.directory / "discovery.yaml"
         path.write_text((DATA / "discovery.yaml").read_text().replace(
@@ -422,10 +437,13 @@ class FerryTest(Ferry):
         process = subprocess.Popen([FERRY, "run", path, "--drain-seconds=300"],
                                    stdout=subprocess.DEVNULL)
         self.until(lambda: log.exists() and "Service started OK" in log.read_text())
-        log.rename(old)
-        process.send_signal(signal.SIGQUIT)
-        self.until(lambda: log.exists() and "Full thread dump" in log.read_text())
-        self.assertNotIn("thread dump", old.read_text())
+        for makes_new in [False, True]:
+            log.rename(old)
+            if makes_new:
+                log.touch()
+            process.send_signal(signal.SIGQUIT)
+            self.until(lambda: log.exists() and "Full thread dump" in log.read_text())
+            self.assertEqual(old.read_text().count("Full thread dump"), int(makes_new))
         process.terminate()
         self.assertEqual(process.wait(timeout=LIMIT), 0)
 
@@ -460,6 +478,19 @@ class FerryTest(Ferry):
         lines = [{"a": 1, "pos": {"lat": 1.5, "at": [1, 2]}, "of": [{"x": 1}], "map": True, "n": 1},
                  {"a": 2.5, "pos": {"lat": 2.0, "at": []}, "of": [], "map": False, "n": None}]
         self.assertEqual(made("objects.jsonl", "\n".join(map(json.dumps, lines)) + "\n"), lines)
+        for name, text, types in [
+                ("mixed.jsonl", '{"u":18446744073709551615,"m":1,"n":null,"l":[[1],[2]],"b":true}\n'
+                 '[1]\n{"u":1,"m":"x","n":null,"l":[],"b":null}\nno json\n',
+                 "double u string m string n sequence<sequence<long long> > l string b"),
+                ("mixed.csv", 'a,b,c,d\r\n1,x,,+1.5\r\n2,3\r\ntrue,"1""\n",,1e3\r\n',
+                 "string a string b string c double d")]:
+            (self.directory / name).write_text(text)
+            self.ferry("new", "config", self.directory / name, self.directory / name, code=0)
+            idl = (self.directory / f"{name}.idl").read_text()
+            self.assertEqual(" ".join(re.findall(r" {4}(.*);", idl)), types)
+        (self.directory / "folder.csv").mkdir()
+        self.assertIn("cannot be read", self.ferry(
+            "new", "config", self.directory / "folder.csv", code=2).stderr)
         self.assertIn("is there already", made("objects.jsonl", '{"a": 1}\n', code=2))
         self.assertIn('"a b" is not an identifier', made("bad.jsonl", '{"a b": 1}\n', code=2))
         self.assertIn("is empty", made("empty.csv", "\n", code=2))
@@ -511,6 +542,9 @@ class FerryTest(Ferry):
             self.assertEqual(database.execute("SELECT id FROM rows").fetchall(), [(5,), (2,)])
         for wrong in [["show"], ["drop", "--json"], ["burn"]]:
             dead(*wrong, code=2)
+        next(self.directory.glob("*.state/dead_letters.sqlite")).write_bytes(b"no database" * 1000)
+        for action in ["ls", "retry", "drop"]:
+            self.assertIn("file is not a database", dead(action, code=1))
         schema = json.loads(self.ferry("schema", code=0).stdout)
         self.assertIn("dead_letters", schema["properties"])
 
@@ -580,8 +614,12 @@ class FerryTest(Ferry):
                 ("{class: com.qel.ferrion.relay.IsolatedAdapter, class_path: [v1]}",
                  f"is not in its class path {home}/v1 but in ferry's"),
                 ("{class: Probe, class_path: [v1], properties: {fail: 1}}",
-                 "java.lang.IllegalStateException: as told\n\tat one//Probe.<init>(Source.java:")]:
-            text = self.ferry("list", "streams", self.isolated(one), "--wait=0", code=1).stderr
+                 "java.lang.IllegalStateException: as told\n\tat one//Probe.<init>(Source.java:"),
+                ("{class: Probe, class_path: [v1], properties: {fail: badly}}",
+                 "create: badly (java.lang.AssertionError at one//Probe.<init>(Source.java:"),
+                ("{class: Plain, class_path: [v1], properties: {fail: 1}}", "v1: made with {}")]:
+            text = self.ferry("list", "streams", self.isolated(one), "--wait=0",
+                              code=0 if "Plain" in one else 1).stderr
             self.assertIn(expected, text)
             self.assertIn("v2: made", text)
 

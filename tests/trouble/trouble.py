@@ -80,25 +80,6 @@ def size(path):
     return os.path.getsize(path) if os.path.exists(path) else 0
 
 
-def killed():
-    """SIGKILL in the middle of a copy of 300,000 rows, 25 times, each at another byte"""
-    whole = "n,text,x\n" + rows(0, 300000)
-    pathlib.Path("in.csv").write_text(whole)
-    torn = 0
-    for _ in range(25):
-        pathlib.Path("out.csv").unlink(missing_ok=True)
-        process, limit = start(copy_files()), random.randrange(1, 6_000_000)
-        until(lambda: size("out.csv") > limit)
-        process.kill()
-        process.wait()
-        there = pathlib.Path("out.csv").read_text()
-        assert whole.startswith(there)
-        torn += not there.endswith("\n")
-    last = finish(start(copy_files(), "--until-idle"), "copy.yaml")
-    assert pathlib.Path("out.csv").read_text() == whole
-    return f"always the beginning of the table, {torn} with part of a row last; then again: {last}"
-
-
 def mount(folder, size, options=""):
     """A file system of its own; what stands in it stays when its size changes."""
     os.makedirs(folder, exist_ok=True)
@@ -345,7 +326,7 @@ def hostile_peer():
     return f"{len(set(rows(0, 600).splitlines()) - set(there))} of 600 rows missing; {end}"
 
 
-KINDS = [killed, full_disk, full_store, full_of_dead_letters, full_of_positions, read_only,
+KINDS = [full_disk, full_store, full_of_dead_letters, full_of_positions, read_only,
          carried, descriptors,
          clock, stopped, stopped_for_long, hostile_peer]
 
