@@ -189,7 +189,7 @@ def read_only():
 
 
 def carried():
-    """a relay that has rows in its store is killed, and the store carried elsewhere, not the rows"""
+    """a relay with rows in its store is killed, and the store carried elsewhere, not the rows"""
     mount("small", "8k")
     pathlib.Path("in.csv").write_text(table(0, 100000))
     process = start(disks(", store: {}", "follow: true"))
