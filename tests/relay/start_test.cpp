@@ -107,6 +107,7 @@ TEST(JavaOptions, AreFerrysUnlessTheUserHasSetThem)
                      "-Dstdout.encoding=UTF-8", "-Dstderr.encoding=UTF-8",
                      "-Dsun.stdout.encoding=UTF-8", "-Dsun.stderr.encoding=UTF-8", libraries,
                      logging, level + "INFO", "-XX:ErrorFile=/crash/ferry_java_crash_%p.log"}));
+    EXPECT_EQ(javaOptions(path, settings, LogLevel::warning, 17, "/crash")[10], level + "WARNING");
     settings.options = {"-XX:MaxRAMPercentage=50", "-Dfile.encoding=ISO-8859-1",
                         "-Djava.library.path=/y", "-XX:ErrorFile=/x",
                         "-Djava.util.logging.config.file=/z"};

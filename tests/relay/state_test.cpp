@@ -333,7 +333,7 @@ TEST_F(StateTest, WhatANumberedSourceLendsAgainIsLeftOut)
     EXPECT_TRUE(lent(0, 1, 1).ok()) << "without a number";
     EXPECT_EQ(drain(), (std::vector<int>{1, 2, 3, 4, 5, 6, 5, 6, 1, 2, 0}));
 
-    failure = {1, SQLITE_FULL};
+    failure = {1, SQLITE_IOERR_WRITE, EIO};
     EXPECT_FALSE(lent(7, 1, 1).ok());
     EXPECT_TRUE(lent(7, 1, 1).ok()) << "what failed is taken when it comes again";
     settings.maxBytes = 100;

@@ -234,6 +234,14 @@ TEST_F(RelayTest, EndsWhenNoRouteIsLeft)
     EXPECT_EQ(summary(), "r: 2 read, 2 written, 1 errors (out of service)\n");
 }
 
+TEST_F(RelayTest, ACheckThatIsStoppedIsNoSuccess)
+{
+    addRoute("r", "a/in", {"b/x"});
+    options.task = Task::check;
+    script.hooks["create_reader in"] = [this] { supervisor().requestStop(); };
+    EXPECT_EQ(supervisor().run(), exitErrors);
+}
+
 TEST_F(RelayTest, StartsNothingWithoutItsHost)
 {
     addRoute("r", "a/in", {"b/x"});
