@@ -197,7 +197,7 @@ TEST_F(RelayTest, ReportsACallSoonAfterItsTime)
         if (reported >= 10) {
             return;
         }
-        EXPECT_EQ(supervisor().relay().callsUnderWay().size(), 1U);
+        EXPECT_TRUE(waitFor([&] { return supervisor().relay().callsUnderWay().size() == 1; }));
         const auto begin = Clock::now();
         EXPECT_TRUE(waitFor([&] { return times("write of b/x has not") > reported; }));
         // The first begins together with the watch.
