@@ -42,11 +42,13 @@ std::string obstacle(const KeptLetter &letter, const Target &target)
         return fmt::format("the file has no route \"{}\" with an output \"{}\"", letter.route,
                            letter.end);
     }
-    if (typeText(target.route->type) != letter.idl) {
-        return fmt::format("the route's type is another one today: {}",
-                           typeDifference(target.route->type, letter.type, letter.idl));
-    }
-    return "";
+    const std::string difference =
+        typeText(target.route->type) == letter.idl
+            ? ""
+            : typeDifference(target.route->type, letter.type, letter.idl);
+    return difference.empty()
+               ? ""
+               : fmt::format("the route's type is another one today: {}", difference);
 }
 
 /// A route that reads nothing but the letters and writes to that output alone.

@@ -173,10 +173,12 @@ StateResult StoreFile::checkType(const std::string &name, const std::string &idl
     if (mine == idl || mine.empty() || idl.empty()) {
         return {};
     }
-    std::string text =
-        fmt::format("the store {} holds samples of another type, \"{}\"", database_.name(), name);
-    const std::string explained = typeDifference(settings_.type, name, idl);
-    return {Fault::rejected, explained.empty() ? text : text + ": " + explained};
+    const std::string difference = typeDifference(settings_.type, name, idl);
+    if (difference.empty()) {
+        return {};
+    }
+    return {Fault::rejected, fmt::format("the store {} holds samples of another type, \"{}\": {}",
+                                         database_.name(), name, difference)};
 }
 
 } // namespace ferry

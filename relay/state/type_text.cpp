@@ -21,13 +21,13 @@ std::string typeText(const DDS_TypeCode *type)
 std::string typeDifference(const DDS_TypeCode *type, const std::string &name,
                            const std::string &idl)
 {
-    DDS_ErrorText text{};
+    DDS_ErrorText text{"what is kept of the other type cannot be read"};
     DDS_TypeLibrary *const library = DDS_TypeLibrary_new();
     if (library != nullptr &&
         DDS_TypeLibrary_add_idl_text(library, idl.c_str(), "", nullptr) != 0) {
         const DDS_TypeCode *const kept = DDS_TypeLibrary_find(library, name.c_str());
-        if (kept != nullptr) {
-            DDS_TypeCode_explain_difference(type, kept, &text);
+        if (kept != nullptr && DDS_TypeCode_explain_difference(type, kept, &text) == 0) {
+            text = {};
         }
     }
     DDS_TypeLibrary_delete(library);

@@ -12,8 +12,8 @@ namespace ferry {
 std::string typeName(const DDS_TypeCode *type);
 std::string typeText(const DDS_TypeCode *type);
 
-/// In what a type differs from the one of that name in the IDL text, for people; "" if the text
-/// gives no answer.
+/// In what a type differs from the one of that name in the IDL text, for people, or that the text
+/// gives no answer; "" if samples of the one are samples of the other.
 std::string typeDifference(const DDS_TypeCode *type, const std::string &name,
                            const std::string &idl);
 

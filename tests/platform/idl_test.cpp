@@ -18,7 +18,12 @@ namespace {
 TEST(Idl, IsWrittenAndReadBackAsTheSameTypes)
 {
     const char *texts[] = {
-        EVERYTHING_IDL, "struct _long { long _struct; double __x, x, X; string<7> _STRING; };",
+        EVERYTHING_IDL,
+        "enum E { X, Y }; struct P { long a; @default(\"a\\\"\\n\") string b; }; struct S { "
+        "@default(-1.5) "
+        "double d; P p; @default('\\'') char c; @default(Y) E e; @default(TRUE) boolean t; "
+        "@default(0x10) long long l; @default(3) float f; };\n#pragma keylist S p.a\n",
+        "struct _long { long _struct; double __x, x, X; string<7> _STRING; };",
         "module m { struct A { long x; }; }; module m { module n { struct A { ::m::A a; }; }; };"
         "struct A { m::n::A a; m::A m; }; typedef A B[2]; typedef sequence<B, 4> C; "
         "@final struct D : A { C c; sequence<sequence<sequence<long>, 2>> d; };"};
@@ -53,6 +58,32 @@ TEST(Idl, IsRejectedByNameLineAndColumnOrChangesNothing)
     EXPECT_EQ(rejection(flat), "accepted");
 }
 
+// Where a member is part of the key, the struct that it is of is another one elsewhere.
+TEST(Idl, GivesNewSamplesTheirDefaultsAndPartsOfMembersToTheKey)
+{
+    const DDS_TypeCode *const type = typeFromIdl(
+        "enum E { X, Y }; struct P { long a; @default(\"word\") string b; long c; };\n"
+        "struct Other { P p; };\n"
+        "struct S { octet o; P p[1]; @default(Y) E e; @default(7) long long n; P q; };\n"
+        "#pragma keylist S q.a",
+        "S");
+    const Sample sample = makeSample(type);
+    const char *text = "";
+    int32_t e = 0;
+    int64_t n = 0;
+    EXPECT_EQ(DDS_DynamicData_get_string(sample.get(), "p[0].b", &text, nullptr), DDS_RETCODE_OK);
+    EXPECT_STREQ(text, "word");
+    EXPECT_EQ(DDS_DynamicData_get_long(sample.get(), "e", &e), DDS_RETCODE_OK);
+    EXPECT_EQ(DDS_DynamicData_get_longlong(sample.get(), "n", &n), DDS_RETCODE_OK);
+    EXPECT_EQ(e * 10 + n, 17);
+    EXPECT_EQ(setString(sample, "p[0].b", ""), DDS_RETCODE_OK) << "behind it all moves";
+    EXPECT_EQ(DDS_DynamicData_get_string(sample.get(), "q.b", &text, nullptr), DDS_RETCODE_OK);
+    EXPECT_STREQ(text, "word");
+    const DDS_TypeCode *const part = DDS_TypeCode_get_member_type(type, 4);
+    EXPECT_EQ(DDS_TypeCode_is_member_key(part, 0) + 2 * DDS_TypeCode_is_member_key(part, 2), 1);
+    EXPECT_EQ(DDS_TypeCode_is_member_key(type, 4) + 2 * DDS_TypeCode_is_member_key(type, 1), 1);
+}
+
 TEST(Idl, KeepsALibraryAsItWasWhenATextIsRejected)
 {
     const Library library(DDS_TypeLibrary_new());
@@ -63,7 +94,7 @@ TEST(Idl, KeepsALibraryAsItWasWhenATextIsRejected)
     ASSERT_EQ(add("struct A { long x; };"), 1);
     ASSERT_EQ(add("struct A { long x; }; struct B { A a; };"), 1) << "the same meaning again";
     EXPECT_EQ(add("struct C { long x; }; struct A { short x; };"), 0);
-    EXPECT_STREQ(error.text, "x.idl: A means another type in what was read before");
+    EXPECT_STREQ(error.text, "x.idl:1:1: \"A\" is defined in another way at x.idl:1");
     EXPECT_EQ(add("struct C { long x; }; struct D {"), 0);
     EXPECT_EQ(DDS_TypeLibrary_get_count(library.get()), 2U);
     EXPECT_EQ(DDS_TypeLibrary_find(library.get(), "C"), nullptr);
@@ -109,7 +140,8 @@ TEST(Idl, IncludesFilesOfItsFoldersOnceAndNoOthers)
             DDS_TypeLibrary_add_idl_file(library.get(), (root / file).c_str(), &error);
         return std::regex_replace(good == 1 ? "good" : error.text, std::regex(root.string()), "");
     };
-    EXPECT_EQ(add("a/main.idl"), "/a/main.idl:5:1: the keys of a pragma: Main has no member id");
+    EXPECT_EQ(add("a/main.idl"),
+              "/a/main.idl:5:1: the keys of a pragma: \"Main\" has no member \"id\"");
     put("a/main.idl", "#include \"part.idl\"\n#include \"./part.idl\"\n#include <geo/point.idl>\n"
                       "struct Main { Part part; geo::Point p; };\n#pragma keylist Main part\n");
     EXPECT_EQ(add("a/main.idl"), "good");

@@ -97,7 +97,7 @@ TEST(TypeCode, NestsToItsLimit)
 {
     const DDS_TypeCode *type = primitive(DDS_TK_OCTET);
     std::string path = "m";
-    for (int i = 0; i < 62; ++i) {
+    for (int i = 0; i < 63; ++i) {
         type = DDS_TypeCode_create_sequence(type, 0, nullptr);
         path += "[0]";
     }
@@ -109,7 +109,7 @@ TEST(TypeCode, NestsToItsLimit)
     }
     EXPECT_EQ(DDS_DynamicData_set_octet(sample.get(), path.c_str(), 9), DDS_RETCODE_OK);
     const std::vector<uint8_t> bytes = bytesOf(sample);
-    EXPECT_EQ(bytes.size(), 62U * 4 + 1);
+    EXPECT_EQ(bytes.size(), 63U * 4 + 1);
     EXPECT_EQ(bytes.back(), 9);
     EXPECT_EQ(DDS_DynamicData_set_cdr(sample.get(), bytes.data(), bytes.size(), nullptr),
               DDS_RETCODE_OK);

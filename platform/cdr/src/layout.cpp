@@ -126,13 +126,14 @@ void layScalar(Type &type, Tables &tables)
         layout.zeroDefault = false; // the length counts the NUL
         layout.minimum += 1;
         for (uint32_t &bytes : layout.size) {
-            bytes += 1;
+            bytes += type.initial.empty() ? 1 : type.initial.size() - size;
         }
     } else if (type.kind == DDS_TK_SEQUENCE) {
         layout.fixed = false;
         layout.alignment = std::max(size, type.element->layout.alignment);
         layElements(layout, type.element->layout.packed, tables);
     }
+    layout.zeroDefault = layout.zeroDefault && type.initial.empty();
 }
 
 bool layArray(Type &type, Tables &tables)

@@ -39,6 +39,11 @@ uint64_t pokeDefault(uint8_t *bytes, const Type &type, uint64_t position)
     if (type.layout.zeroDefault) {
         return end;
     }
+    if (!type.initial.empty()) {
+        const uint32_t size = type.initial.size();
+        std::memcpy(bytes + end - size, type.initial.begin(), size);
+        return end;
+    }
     switch (type.kind) {
     case DDS_TK_STRING:
         putCount(bytes, alignUp(position, sizeof(uint32_t)), 1);

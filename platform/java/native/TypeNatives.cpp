@@ -165,6 +165,19 @@ QDDS_NATIVE(jboolean, Java_com_qel_dds_typecode_TypeNatives_isMemberKey, jlong t
     return isKey != 0 ? JNI_TRUE : JNI_FALSE;
 }
 
+QDDS_NATIVE(jbyteArray, Java_com_qel_dds_typecode_TypeNatives_memberDefault, jlong type, jint index)
+{
+    size_t size = 0;
+    const uint8_t *const bytes =
+        DDS_TypeCode_get_member_default(typeAt(type), static_cast<uint32_t>(index), &size);
+    const auto length = static_cast<jsize>(size);
+    const jbyteArray result = bytes != nullptr ? env->NewByteArray(length) : nullptr;
+    if (result != nullptr) {
+        env->SetByteArrayRegion(result, 0, length, reinterpret_cast<const jbyte *>(bytes));
+    }
+    return result;
+}
+
 QDDS_NATIVE(jint, Java_com_qel_dds_typecode_TypeNatives_memberValue, jlong type, jint index)
 {
     return DDS_TypeCode_get_member_value(typeAt(type), static_cast<uint32_t>(index));

@@ -334,7 +334,7 @@ void IdlPreprocessor::obeyPragma(const std::string &rest)
     IdlKeyList list;
     const std::string text = rest.substr(rest.find(all[0]) + all[0].size());
     // DCPS_DATA_KEY quotes what it names.
-    std::string plain = text;
+    std::string plain = text.substr(0, std::min(text.find("//"), text.find("/*")));
     plain.erase(std::remove(plain.begin(), plain.end(), '"'), plain.end());
     std::replace(plain.begin(), plain.end(), ',', ' ');
     list.members = words(plain);

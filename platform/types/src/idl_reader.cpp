@@ -10,6 +10,8 @@
 
 #include <fmt/format.h>
 
+#include "idl_defaults.h"
+#include "idl_key_parts.h"
 #include "idl_source.h"
 #include "idl_tree.h"
 #include "qddscdr/error_text.h"
@@ -27,9 +29,9 @@ struct TreeDeleter {
 
 class Reader {
 public:
-    Reader(const IdlSource &source, const std::vector<IdlKeyList> &keyLists,
-           std::vector<const DDS_TypeCode *> &types, DDS_ErrorText *error)
-        : source_(source), keyLists_(keyLists), types_(types), error_(error)
+    Reader(IdlSource &source, const std::vector<IdlKeyList> &keyLists,
+           std::vector<NamedType> &types, DDS_ErrorText *error)
+        : source_(source), keyLists_(keyLists), types_(types), error_(error), defaults_(source)
     {
     }
 
@@ -60,7 +62,7 @@ public:
                 }
             }
             if (found == nullptr) {
-                return fail(list, fmt::format("there is no struct {}", list.type));
+                return fail(list, fmt::format("there is no struct \"{}\"", list.type));
             }
             listsOf_[*found].push_back(&list);
         }
@@ -68,6 +70,9 @@ public:
     }
 
 private:
+    /// Members of a struct with the values that new samples have there.
+    using Defaults = std::vector<std::pair<const char *, std::string>>;
+
     bool fail(const IdlKeyList &list, const std::string &what)
     {
         qddscdr::setError(error_, "%s:1: the keys of a pragma: %s", list.place.c_str(),
@@ -91,12 +96,17 @@ private:
             if (qidl_kind(node) == QIDL_MODULE) {
                 listStructs(qidl_first(node), scope + qidl_name(node) + "::", structs);
             } else if (qidl_kind(node) == QIDL_STRUCT) {
-                uint32_t line = 0;
-                uint32_t column = 0;
-                qidl_location(node, &line, &column);
-                structs.emplace_back(line, scope + qidl_name(node));
+                structs.emplace_back(lineOf(node), scope + qidl_name(node));
             }
         }
+    }
+
+    static uint32_t lineOf(QIdlNode node)
+    {
+        uint32_t line = 0;
+        uint32_t column = 0;
+        qidl_location(node, &line, &column);
+        return line;
     }
 
     bool fail(QIdlNode node, const std::string &what)
@@ -115,7 +125,7 @@ private:
             return fail(node, why.text);
         }
         byNode_[node] = type;
-        types_.push_back(type);
+        types_.push_back({type, source_.place(lineOf(node))});
         return true;
     }
 
@@ -143,6 +153,8 @@ private:
         case QIDL_TYPEDEF:
             return readTypedef(node, scope);
         case QIDL_CONST:
+            defaults_.addConstant(node, scope);
+            return true;
         case QIDL_FORWARD:
             return true;
         default:
@@ -206,8 +218,9 @@ private:
             return false;
         }
         std::vector<DDS_StructMember> members;
+        Defaults defaults;
         for (QIdlNode member = qidl_first(node); member != nullptr; member = qidl_next(member)) {
-            if (!readMember(member, base, members)) {
+            if (!readMember(member, base, scope, members, defaults)) {
                 return false;
             }
         }
@@ -219,33 +232,43 @@ private:
         const DDS_TypeCode *type = DDS_TypeCode_create_struct(
             name.c_str(), base, static_cast<DDS_ExtensibilityKind>(extensibility), members.data(),
             static_cast<uint32_t>(members.size()), &why);
+        type = addDefaults(type, defaults, why);
         if (type != nullptr && qidl_is_nested(node) != 0) {
             type = DDS_TypeCode_create_nested(type, &why);
         }
         return add(node, type, why);
     }
 
-    bool addKeys(const std::string &name, std::vector<DDS_StructMember> &members)
+    static const DDS_TypeCode *addDefaults(const DDS_TypeCode *type, const Defaults &defaults,
+                                           DDS_ErrorText &why)
     {
-        for (const IdlKeyList *list : listsOf_[name]) {
-            for (const std::string &key : list->members) {
-                const auto member =
-                    std::find_if(members.begin(), members.end(),
-                                 [&](const DDS_StructMember &each) { return each.name == key; });
-                if (member == members.end()) {
-                    return fail(*list, fmt::format("{} has no member {}{}", name, key,
-                                                   key.find('.') == std::string::npos
-                                                       ? ""
-                                                       : "; a part of a member is not supported"));
-                }
-                member->isKey = 1;
-            }
+        if (type == nullptr || defaults.empty()) {
+            return type;
         }
-        return true;
+        std::vector<DDS_MemberDefault> wanted;
+        for (const auto &[member, value] : defaults) {
+            wanted.push_back({member, value.c_str()});
+        }
+        return DDS_TypeCode_create_with_defaults(type, wanted.data(),
+                                                 static_cast<uint32_t>(wanted.size()), &why);
     }
 
-    bool readMember(QIdlNode member, const DDS_TypeCode *base,
-                    std::vector<DDS_StructMember> &members)
+    bool addKeys(const std::string &name, std::vector<DDS_StructMember> &members)
+    {
+        IdlKeyParts parts;
+        std::string problem;
+        for (const IdlKeyList *list : listsOf_[name]) {
+            for (const std::string &key : list->members) {
+                if (!parts.add(key, name, members, problem)) {
+                    return fail(*list, problem);
+                }
+            }
+        }
+        return parts.apply(members, problem) || fail(*listsOf_[name].front(), problem);
+    }
+
+    bool readMember(QIdlNode member, const DDS_TypeCode *base, const std::string &scope,
+                    std::vector<DDS_StructMember> &members, Defaults &defaults)
     {
         const uint32_t inherited =
             base != nullptr ? DDS_TypeCode_get_member_count(DDS_TypeCode_resolve(base)) : 0;
@@ -259,6 +282,13 @@ private:
                 return false;
             }
             members.push_back({qidl_name(declarator), type, qidl_is_key(member)});
+            std::optional<std::string> value;
+            if (!defaults_.find(member, type, scope, value, error_)) {
+                return false;
+            }
+            if (value) {
+                defaults.emplace_back(qidl_name(declarator), *value);
+            }
         }
         return true;
     }
@@ -329,19 +359,20 @@ private:
         return nullptr;
     }
 
-    const IdlSource &source_;
+    IdlSource &source_;
     const std::vector<IdlKeyList> &keyLists_;
     /// By the struct's name.
     std::unordered_map<std::string, std::vector<const IdlKeyList *>> listsOf_;
-    std::vector<const DDS_TypeCode *> &types_;
+    std::vector<NamedType> &types_;
     DDS_ErrorText *error_;
     std::unordered_map<QIdlNode, const DDS_TypeCode *> byNode_;
+    IdlDefaults defaults_;
 };
 
 } // namespace
 
-bool readIdl(const IdlText &text, std::vector<const DDS_TypeCode *> &types,
-             std::vector<std::string> &notes, DDS_ErrorText *error)
+bool readIdl(const IdlText &text, std::vector<NamedType> &types, std::vector<std::string> &notes,
+             DDS_ErrorText *error)
 {
     IdlSource source(text);
     if (!source.prepare(error)) {
@@ -355,9 +386,12 @@ bool readIdl(const IdlText &text, std::vector<const DDS_TypeCode *> &types,
         return false;
     }
     Reader reader(source, text.keyLists, types, error);
-    notes = source.notes();
     const QIdlNode root = qidl_root(tree.get());
-    return reader.assignKeyLists(root) && reader.readDefinitions(root, "");
+    if (!reader.assignKeyLists(root) || !reader.readDefinitions(root, "")) {
+        return false;
+    }
+    notes = source.notes();
+    return true;
 }
 
 } // namespace qddsc

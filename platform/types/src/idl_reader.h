@@ -10,10 +10,16 @@
 
 namespace qddsc {
 
+struct NamedType {
+    const DDS_TypeCode *type;
+    /// Where it is declared: "weather.idl:3".
+    std::string place;
+};
+
 /// Appends the named types of a text in the order of their declaration; false with `error` filled.
 /// `notes` says which annotations have no effect.
-bool readIdl(const IdlText &text, std::vector<const DDS_TypeCode *> &types,
-             std::vector<std::string> &notes, DDS_ErrorText *error);
+bool readIdl(const IdlText &text, std::vector<NamedType> &types, std::vector<std::string> &notes,
+             DDS_ErrorText *error);
 
 } // namespace qddsc
 

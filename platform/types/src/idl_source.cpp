@@ -7,9 +7,11 @@
 #include <cctype>
 #include <cstring>
 #include <string_view>
+#include <strings.h>
 
 #include <fmt/format.h>
 
+#include "idl_repeats.h"
 #include "idl_scan.h"
 
 namespace qddsc {
@@ -200,8 +202,19 @@ bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
             return true;
         }
     }
+    if (*at == ';' || *at == '{' || *at == '}') {
+        endDeclaration();
+    }
     copy(*at++);
     return true;
+}
+
+void IdlSource::endDeclaration()
+{
+    for (auto each = defaults_.rbegin(); each != defaults_.rend() && each->endLine == 0; ++each) {
+        each->endLine = line_;
+        each->endColumn = column_;
+    }
 }
 
 void IdlSource::copyWord(const char *&at)
@@ -242,21 +255,48 @@ bool IdlSource::copyAnnotation(const char *&at, DDS_ErrorText *error)
     }
     const char *const end = declares ? endOfDeclaration(name) : endOfAnnotation(name);
     if (!declares) {
-        note(std::string(name, static_cast<size_t>(nameEnd(name) - name)));
+        dropAnnotation(name, end);
     }
     blank(at, end);
     at = end;
     return true;
 }
 
-void IdlSource::note(const std::string &name)
+void IdlSource::dropAnnotation(const char *name, const char *end)
+{
+    const char *const behind = nameEnd(name);
+    const std::string word(name, static_cast<size_t>(behind - name));
+    const char *const open = std::find(behind, end, '(');
+    if (strcasecmp(word.c_str(), "default") == 0 && open != end) {
+        defaults_.push_back(
+            {line_, column_, prepared_.size(), 0, 0, std::string(open + 1, end - 1)});
+    } else {
+        note(word, line_);
+    }
+}
+
+const IdlSource::Default *IdlSource::defaultAround(uint32_t line, uint32_t column) const
+{
+    const auto at = std::make_pair(line, column);
+    const auto behind =
+        std::upper_bound(defaults_.begin(), defaults_.end(), at, [](auto place, const auto &each) {
+            return place < std::make_pair(each.line, each.column);
+        });
+    if (behind == defaults_.begin()) {
+        return nullptr;
+    }
+    const Default &last = *std::prev(behind);
+    return at < std::make_pair(last.endLine, last.endColumn) ? &last : nullptr;
+}
+
+void IdlSource::note(const std::string &name, uint32_t line)
 {
     const auto known = std::find_if(passed_.begin(), passed_.end(),
                                     [&](const Passed &each) { return each.name == name; });
     if (known != passed_.end()) {
         ++known->count;
     } else {
-        passed_.push_back({name, text_.place(line_), 1});
+        passed_.push_back({name, text_.place(line), 1});
     }
 }
 
@@ -283,7 +323,29 @@ bool IdlSource::prepare(DDS_ErrorText *error)
             return false;
         }
     }
-    return true;
+    return dropRepeated(error);
+}
+
+bool IdlSource::dropRepeated(DDS_ErrorText *error)
+{
+    std::map<std::size_t, std::string> hidden;
+    for (const Default &each : defaults_) {
+        hidden[each.offset] = each.arguments;
+    }
+    IdlConflict conflict;
+    if (dropRepeats(prepared_, hidden, conflict)) {
+        return true;
+    }
+    const auto lineOf = [this](std::size_t offset) {
+        const auto end = prepared_.begin() + static_cast<std::ptrdiff_t>(offset);
+        return static_cast<uint32_t>(1 + std::count(prepared_.begin(), end, '\n'));
+    };
+    const std::size_t start = prepared_.rfind('\n', conflict.second) + 1;
+    explain(error, lineOf(conflict.second), static_cast<uint32_t>(conflict.second - start + 1),
+            fmt::format("\"{}\" is defined in another way at {}", conflict.name,
+                        text_.place(lineOf(conflict.first)))
+                .c_str());
+    return false;
 }
 
 void IdlSource::explain(DDS_ErrorText *error, uint32_t line, uint32_t column,

@@ -2,6 +2,7 @@
 #include "idl_tree.h"
 
 #include <pthread.h>
+#include <stdarg.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -318,4 +319,64 @@ int64_t qidl_value(QIdlNode enumerator)
 QIdlNode qidl_first_annotation(QIdlNode node)
 {
     return ((const idl_node_t *)node)->annotations;
+}
+
+static const char *number(char *buffer, size_t size, char *form, const char *format, ...)
+{
+    va_list arguments;
+    va_start(arguments, format);
+    vsnprintf(buffer, size, format, arguments);
+    va_end(arguments);
+    *form = 'n';
+    return buffer;
+}
+
+const char *qidl_constant(QIdlNode constant, char *buffer, size_t size, char *form)
+{
+    const idl_literal_t *literal = ((const idl_const_t *)constant)->const_expr;
+    *form = 'w';
+    if ((idl_mask(literal) & IDL_ENUMERATOR) != 0) {
+        return idl_identifier(literal);
+    }
+    switch (idl_type(literal)) {
+    case IDL_BOOL:
+        return literal->value.bln ? "TRUE" : "FALSE";
+    case IDL_CHAR:
+        *form = 'c';
+        snprintf(buffer, size, "%c", literal->value.chr);
+        return buffer;
+    case IDL_STRING:
+        *form = 't';
+        return literal->value.str;
+    case IDL_OCTET:
+    case IDL_UINT8:
+        return number(buffer, size, form, "%u", literal->value.uint8);
+    case IDL_INT8:
+        return number(buffer, size, form, "%d", literal->value.int8);
+    case IDL_SHORT:
+    case IDL_INT16:
+        return number(buffer, size, form, "%d", literal->value.int16);
+    case IDL_USHORT:
+    case IDL_UINT16:
+        return number(buffer, size, form, "%u", literal->value.uint16);
+    case IDL_LONG:
+    case IDL_INT32:
+        return number(buffer, size, form, "%ld", (long)literal->value.int32);
+    case IDL_ULONG:
+    case IDL_UINT32:
+        return number(buffer, size, form, "%lu", (unsigned long)literal->value.uint32);
+    case IDL_LLONG:
+    case IDL_INT64:
+        return number(buffer, size, form, "%lld", (long long)literal->value.int64);
+    case IDL_ULLONG:
+    case IDL_UINT64:
+        return number(buffer, size, form, "%llu", (unsigned long long)literal->value.uint64);
+    case IDL_FLOAT:
+        return number(buffer, size, form, "%.9g", literal->value.flt);
+    case IDL_DOUBLE:
+        return number(buffer, size, form, "%.17g", literal->value.dbl);
+    default:
+        *form = '\0';
+        return "";
+    }
 }

@@ -4,6 +4,7 @@
 #ifndef QDDSC_SRC_IDL_TREE_H
 #define QDDSC_SRC_IDL_TREE_H
 
+#include <stddef.h>
 #include <stdint.h>
 
 #ifdef __cplusplus
@@ -68,6 +69,9 @@ int qidl_extensibility(QIdlNode structure);
 int qidl_is_nested(QIdlNode structure);
 int qidl_is_key(QIdlNode member);
 int64_t qidl_value(QIdlNode enumerator);
+/* Value of a constant as text, in `buffer` or in the tree. `form` receives 't' for a text, 'c' for
+ * a character, 'n' for a number and 'w' for TRUE, FALSE or an enumerator; 0 if there is none. */
+const char *qidl_constant(QIdlNode constant, char *buffer, size_t size, char *form);
 
 QIdlNode qidl_first_annotation(QIdlNode node);
 /* Whether a type code says all that the annotation does. `position` is that of a member among all

@@ -9,6 +9,7 @@
 #include <unordered_map>
 
 #include "type_code.h"
+#include "type_default.h"
 #include "type_rules.h"
 
 namespace qddsc {
@@ -54,6 +55,8 @@ std::string keyOf(const DDS_TypeCode &type)
         addType(key, member.type);
         addNumber(key, member.isKey ? 1 : 0);
         addNumber(key, static_cast<uint32_t>(member.value));
+        addNumber(key, member.initial.size());
+        key += member.initial;
     }
     return key;
 }
@@ -108,12 +111,14 @@ const DDS_TypeCode *intern(DDS_TypeCode &&made, DDS_ErrorText *error)
     auto type = std::make_unique<DDS_TypeCode>(std::move(made));
     type->resolved = type->kind == DDS_TK_ALIAS ? type->content->resolved : type.get();
     if (type->content != nullptr) {
-        type->depth = type->content->depth + 1;
+        const bool isAlias = type->kind == DDS_TK_ALIAS;
+        type->depth = type->content->depth + (isAlias ? 0 : 1);
+        type->aliases = isAlias ? type->content->aliases + 1 : 0;
     }
     completeMembers(*type);
     type->keyable = canBeKey(*type);
     type->holdsAppendable = holdsAppendable(*type);
-    if (type->depth > qddscdr::maxDepth) {
+    if (type->depth > qddscdr::maxDepth || type->aliases > qddscdr::maxDepth) {
         setError(error, "%s: nested deeper than %u levels", describe(*type), qddscdr::maxDepth);
         return nullptr;
     }
@@ -194,7 +199,7 @@ const DDS_TypeCode *makeEnum(const char *name, const DDS_EnumMember *members, ui
         if (!checkMemberName(name, members[i].name, error)) {
             return nullptr;
         }
-        type.members.push_back({members[i].name, nullptr, false, members[i].value});
+        type.members.push_back({members[i].name, nullptr, false, members[i].value, {}});
     }
     return checkEnum(type, error) ? intern(std::move(type), error) : nullptr;
 }
@@ -223,9 +228,23 @@ const DDS_TypeCode *makeStruct(const char *name, const DDS_TypeCode *base,
         if (!checkMemberName(name, member.name, error) || !checkMember(type, member, error)) {
             return nullptr;
         }
-        type.members.push_back({member.name, member.type, member.isKey != 0, 0});
+        type.members.push_back({member.name, member.type, member.isKey != 0, 0, {}});
     }
     return checkStruct(type, error) ? intern(std::move(type), error) : nullptr;
+}
+
+/// A struct that is not interned yet, with all that another one was declared with.
+DDS_TypeCode declaredLike(const DDS_TypeCode &structure)
+{
+    DDS_TypeCode type;
+    type.kind = DDS_TK_STRUCT;
+    type.name = structure.name;
+    type.base = structure.base;
+    type.extensibility = structure.extensibility;
+    type.members = structure.members;
+    type.depth = structure.depth;
+    type.nested = structure.nested;
+    return type;
 }
 
 const DDS_TypeCode *makeNested(const DDS_TypeCode *structure, DDS_ErrorText *error)
@@ -234,15 +253,31 @@ const DDS_TypeCode *makeNested(const DDS_TypeCode *structure, DDS_ErrorText *err
         setError(error, "only a struct can be nested");
         return nullptr;
     }
-    const DDS_TypeCode &plain = *structure->resolved;
-    DDS_TypeCode type;
-    type.kind = DDS_TK_STRUCT;
-    type.name = plain.name;
-    type.base = plain.base;
-    type.extensibility = plain.extensibility;
-    type.members = plain.members;
-    type.depth = plain.depth;
+    DDS_TypeCode type = declaredLike(*structure->resolved);
     type.nested = true;
+    return intern(std::move(type), error);
+}
+
+const DDS_TypeCode *makeWithDefaults(const DDS_TypeCode *structure,
+                                     const DDS_MemberDefault *defaults, uint32_t count,
+                                     DDS_ErrorText *error)
+{
+    if (structure == nullptr || structure->resolved->kind != DDS_TK_STRUCT) {
+        setError(error, "only a struct can have defaults of members");
+        return nullptr;
+    }
+    DDS_TypeCode type = declaredLike(*structure->resolved);
+    for (uint32_t i = 0; i < count; ++i) {
+        const uint32_t index = findMember(*structure->resolved, defaults[i].member);
+        if (index == UINT32_MAX) {
+            setError(error, "%s has no member %s", type.name.c_str(), defaults[i].member);
+            return nullptr;
+        }
+        Member &member = type.members[index];
+        if (!encodeDefault(*member.type->resolved, defaults[i].value, member.initial, error)) {
+            return nullptr;
+        }
+    }
     return intern(std::move(type), error);
 }
 
@@ -334,4 +369,11 @@ const DDS_TypeCode *DDS_TypeCode_create_nested(const DDS_TypeCode *structure,
                                                DDS_ErrorText *error) noexcept
 {
     return guarded(error, [=] { return makeNested(structure, error); });
+}
+
+const DDS_TypeCode *DDS_TypeCode_create_with_defaults(const DDS_TypeCode *structure,
+                                                      const DDS_MemberDefault *defaults,
+                                                      uint32_t count, DDS_ErrorText *error) noexcept
+{
+    return guarded(error, [=] { return makeWithDefaults(structure, defaults, count, error); });
 }

@@ -84,6 +84,14 @@ int32_t DDS_TypeCode_is_member_key(const DDS_TypeCode *self, uint32_t index) noe
     return member != nullptr && member->isKey ? 1 : 0;
 }
 
+const uint8_t *DDS_TypeCode_get_member_default(const DDS_TypeCode *self, uint32_t index,
+                                               size_t *size) noexcept
+{
+    const Member *member = qddsc::memberAt(self, index);
+    *size = member != nullptr ? member->initial.size() : 0;
+    return *size > 0 ? reinterpret_cast<const uint8_t *>(member->initial.data()) : nullptr;
+}
+
 int32_t DDS_TypeCode_get_member_value(const DDS_TypeCode *self, uint32_t index) noexcept
 {
     const Member *member = qddsc::memberAt(self, index);

@@ -19,6 +19,8 @@ struct Member {
     const DDS_TypeCode *type; // null for enumerators
     bool isKey;
     int32_t value; // of an enumerator
+    /// Default as CDR, without padding in front; empty for that of the type.
+    std::string initial;
 };
 
 } // namespace qddsc
@@ -31,7 +33,8 @@ struct DDS_TypeCode {
     bool holdsAppendable = false; // is an appendable struct, or one is inside
     bool keyable = true;          // may be a key member: holds no sequence that would count
     uint32_t bound = 0;
-    uint32_t depth = 1;                     // 1 + that of the deepest type inside
+    uint32_t depth = 0;   // 1 + that of the deepest type inside; 0 of what holds no other
+    uint32_t aliases = 0; // of an alias: how many are in a row
     const DDS_TypeCode *resolved = nullptr; // self, or what an alias ends at
     const DDS_TypeCode *content = nullptr;
     const DDS_TypeCode *base = nullptr;

@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include "type_code.h"
+#include "type_name.h"
 
 namespace qddsc {
 
@@ -41,6 +42,7 @@ std::string typeText(const DDS_TypeCode &type)
     }
 }
 
+/// What peers announce as char.
 bool isByteSized(DDS_TCKind kind)
 {
     return kind == DDS_TK_CHAR || kind == DDS_TK_INT8;
@@ -99,10 +101,10 @@ private:
     /// What the types themselves say, not what they are made of.
     bool equalHead(const DDS_TypeCode &here, const DDS_TypeCode &there, const std::string &path)
     {
-        const bool sameKind = here.kind == there.kind ||
-                              (onlyShape_ && isByteSized(here.kind) && isByteSized(there.kind));
+        const bool sameKind =
+            here.kind == there.kind || (isByteSized(here.kind) && isByteSized(there.kind));
         if (!sameKind || here.bound != there.bound || here.dimensions != there.dimensions ||
-            (!onlyShape_ && here.name != there.name)) {
+            (!onlyShape_ && plainTypeName(here.name) != plainTypeName(there.name))) {
             return differ(path, typeText(here), typeText(there));
         }
         return true;

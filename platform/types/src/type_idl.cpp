@@ -7,6 +7,7 @@
 
 #include "qddsc/string.h"
 #include "type_code.h"
+#include "type_default.h"
 
 namespace qddsc {
 
@@ -176,6 +177,10 @@ private:
         for (size_t i = inherited; i < type.members.size(); ++i) {
             const Member &member = type.members[i];
             text_ += member.isKey ? "    @key " : "    ";
+            if (!member.initial.empty()) {
+                const DDS_TypeCode &resolved = *member.type->resolved;
+                text_ += "@default(" + defaultAsIdl(resolved, member.initial) + ") ";
+            }
             text_ += declaration(*member.type, member.name) + ";\n";
         }
         text_ += "};\n";

@@ -1,5 +1,6 @@
 // Sets of named types read from IDL. A library is used by one thread at a time; the types outlive
 // it.
+#include <algorithm>
 #include <filesystem>
 #include <new>
 #include <string>
@@ -10,10 +11,11 @@
 #include "idl_reader.h"
 #include "qddsc/type_code.h"
 #include "qddscdr/error_text.h"
+#include "type_name.h"
 
 struct DDS_TypeLibrary {
     std::vector<const DDS_TypeCode *> types; // in order of declaration
-    std::unordered_map<std::string, const DDS_TypeCode *> byName;
+    std::unordered_map<std::string, qddsc::NamedType> byName;
     std::vector<std::filesystem::path> includePath;
     std::vector<std::string> notes;
 };
@@ -24,17 +26,17 @@ using qddscdr::setError;
 namespace {
 
 /// Adds types whose names are new; false, with nothing added, when a name means another type.
-bool addAll(DDS_TypeLibrary &library, const std::vector<const DDS_TypeCode *> &types,
-            const char *sourceName, DDS_ErrorText *error)
+bool addAll(DDS_TypeLibrary &library, const std::vector<NamedType> &types, DDS_ErrorText *error)
 {
     DDS_TypeLibrary merged(library);
-    for (const DDS_TypeCode *type : types) {
-        const char *name = DDS_TypeCode_get_name(type);
-        const auto [place, isNew] = merged.byName.emplace(name, type);
+    for (const NamedType &each : types) {
+        const char *name = DDS_TypeCode_get_name(each.type);
+        const auto [known, isNew] = merged.byName.emplace(name, each);
         if (isNew) {
-            merged.types.push_back(type);
-        } else if (place->second != type) {
-            setError(error, "%s: %s means another type in what was read before", sourceName, name);
+            merged.types.push_back(each.type);
+        } else if (known->second.type != each.type) {
+            setError(error, "%s:1: \"%s\" is defined in another way at %s", each.place.c_str(),
+                     name, known->second.place.c_str());
             return false;
         }
     }
@@ -46,11 +48,11 @@ bool addAll(DDS_TypeLibrary &library, const std::vector<const DDS_TypeCode *> &t
 int32_t add(DDS_TypeLibrary &library, const std::string &text, const char *sourceName,
             const std::filesystem::path &file, DDS_ErrorText *error)
 {
-    std::vector<const DDS_TypeCode *> types;
+    std::vector<NamedType> types;
     std::vector<std::string> notes;
     IdlText joined;
     if (!IdlPreprocessor(library.includePath).join(text, sourceName, file, joined, error) ||
-        !readIdl(joined, types, notes, error) || !addAll(library, types, sourceName, error)) {
+        !readIdl(joined, types, notes, error) || !addAll(library, types, error)) {
         return 0;
     }
     library.notes.insert(library.notes.end(), notes.begin(), notes.end());
@@ -118,7 +120,14 @@ const DDS_TypeCode *DDS_TypeLibrary_find(const DDS_TypeLibrary *self, const char
 {
     try {
         const auto found = self->byName.find(name);
-        return found != self->byName.end() ? found->second : nullptr;
+        if (found != self->byName.end()) {
+            return found->second.type;
+        }
+        const std::string plain = plainTypeName(name);
+        const auto same =
+            std::find_if(self->byName.begin(), self->byName.end(),
+                         [&](const auto &each) { return plainTypeName(each.first) == plain; });
+        return same != self->byName.end() ? same->second.type : nullptr;
     } catch (...) {
         return nullptr;
     }

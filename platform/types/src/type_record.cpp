@@ -7,11 +7,27 @@ namespace qddsc {
 
 namespace {
 
-std::vector<qddscdr::Member> membersOf(const DDS_TypeCode &structure)
+/// The record of a member's type with the member's own default. Layouts point into records, so it
+/// is made where it stays.
+const qddscdr::Type *withDefault(const Member &member, qddscdr::Tables &tables)
+{
+    std::vector<qddscdr::Type> records{member.type->resolved->record};
+    qddscdr::Type &record = records.front();
+    record.initial =
+        tables.keep(std::vector<uint8_t>(member.initial.begin(), member.initial.end()));
+    record.layout = {};
+    computeLayout(record, tables);
+    return tables.keep(std::move(records)).begin();
+}
+
+std::vector<qddscdr::Member> membersOf(DDS_TypeCode &structure)
 {
     std::vector<qddscdr::Member> members;
     for (const Member &member : structure.members) {
-        members.push_back({member.name, &member.type->resolved->record, member.isKey});
+        const qddscdr::Type *const record = member.initial.empty()
+                                                ? &member.type->resolved->record
+                                                : withDefault(member, structure.tables);
+        members.push_back({member.name, record, member.isKey});
     }
     return members;
 }

@@ -148,7 +148,9 @@ struct Type {
     uint32_t bound = 0;          // of a string or sequence; 0: none
     uint32_t elementCount = 0;   // of an array, all dimensions
     int32_t firstEnumerator = 0; // the default
-    std::string_view name;       // of a struct or enum, with a NUL behind it
+    /// Of a member that has a default of its own: the value as CDR, without padding in front.
+    Table<uint8_t> initial;
+    std::string_view name; // of a struct or enum, with a NUL behind it
     const Type *element = nullptr;
     Table<uint32_t> dimensions;
     Table<Member> members;         // of a struct, those of its base first

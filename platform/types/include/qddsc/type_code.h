@@ -34,9 +34,16 @@ struct DDS_EnumMember {
     int32_t value;
 };
 
-/* Making types. All return the interned type, or null with `error` (may be null) filled. Types nest
- * at most 64 levels deep, and a default sample must stay below 2 GiB. Default values are 0, "", the
- * first enumerator, no elements. */
+/** A member of a struct and the value that a new sample has there. */
+struct DDS_MemberDefault {
+    const char *member;
+    /** A number, TRUE or FALSE, an enumerator's name; of a string or char the text as it is. */
+    const char *value;
+};
+
+/* Making types. All return the interned type, or null with `error` (may be null) filled. Structs, a
+ * base included, sequences and arrays nest at most 64 levels deep, and a default sample must stay
+ * below 2 GiB. Default values are 0, "", the first enumerator, no elements. */
 
 /** A primitive type (DDS_TK_BOOLEAN to DDS_TK_DOUBLE). */
 QDDSC_API const DDS_TypeCode *DDS_TypeCode_get_primitive(DDS_TCKind kind) QDDSC_NOEXCEPT;
@@ -86,6 +93,14 @@ QDDSC_API const DDS_TypeCode *
 DDS_TypeCode_create_nested(const DDS_TypeCode *structure,
                            struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
+/** The same struct with defaults for some of its members, which are of a primitive kind, enums or
+ * strings; a value that the member cannot have is an error. A member that is missing on the wire
+ * has it, too. Peers do not see it, yet the two are different types. An alias is taken off. */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_with_defaults(const DDS_TypeCode *structure,
+                                  const struct DDS_MemberDefault *defaults, uint32_t count,
+                                  struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
 /* Looking at types. `self` must not be null; what a function does not apply to gives null or 0. */
 
 QDDSC_API DDS_TCKind DDS_TypeCode_get_kind(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
@@ -112,6 +127,10 @@ QDDSC_API const DDS_TypeCode *DDS_TypeCode_get_member_type(const DDS_TypeCode *s
                                                            uint32_t index) QDDSC_NOEXCEPT;
 QDDSC_API int32_t DDS_TypeCode_is_member_key(const DDS_TypeCode *self,
                                              uint32_t index) QDDSC_NOEXCEPT;
+/** Default of a struct's member as `size` bytes of CDR (little endian, without padding in front);
+ * null where it is that of the member's type. */
+QDDSC_API const uint8_t *DDS_TypeCode_get_member_default(const DDS_TypeCode *self, uint32_t index,
+                                                         size_t *size) QDDSC_NOEXCEPT;
 /** Value of an enumerator. */
 QDDSC_API int32_t DDS_TypeCode_get_member_value(const DDS_TypeCode *self,
                                                 uint32_t index) QDDSC_NOEXCEPT;
@@ -136,7 +155,8 @@ QDDSC_API char *DDS_TypeCode_to_idl(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
  * Says in what two structs (or other types) differ: the first difference, with the path to it, for
  * people: "weather::Observation.position.lat: double here, float there". Aliases are seen through.
  * Differences that change samples come before those that do not (names of types, a base, @nested,
- * the order of enumerators, char against int8).
+ * the order of enumerators). Not looked at are defaults, notations of a name, and char against
+ * int8, which peers do not tell apart.
  *
  * @param mine   "here" in the text.
  * @param theirs "there" in the text.
@@ -146,6 +166,10 @@ QDDSC_API char *DDS_TypeCode_to_idl(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 QDDSC_API int32_t DDS_TypeCode_explain_difference(const DDS_TypeCode *mine,
                                                   const DDS_TypeCode *theirs,
                                                   struct DDS_ErrorText *text) QDDSC_NOEXCEPT;
+
+/** 1 when two names mean one type: "std_msgs::msg::String", "std_msgs/msg/String", which ROS 2
+ * shows, and "std_msgs::msg::dds_::String_", which it announces. Neither is null. */
+QDDSC_API int32_t DDS_TypeName_is_same(const char *left, const char *right) QDDSC_NOEXCEPT;
 
 /** A set of named types read from IDL. Not to be used by two threads at once. */
 typedef struct DDS_TypeLibrary DDS_TypeLibrary;
@@ -171,7 +195,8 @@ QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
  * for what is so anyway (@id with the number the member has, @optional(FALSE), @bit_bound(32),
  * @default_literal on the first enumerator) and rejected where they do not. All others do not
  * change samples and are passed over, see DDS_TypeLibrary_get_note(), but for one that looks like a
- * misspelt one of these. Capitals do not matter.
+ * misspelt one of these. Capitals do not matter. @default gives a member of a primitive kind, an
+ * enum or a string its default.
  *
  * @param text       NUL-terminated.
  * @param sourceName stands before line and column in errors ("weather.idl:3:9: ...").
@@ -204,7 +229,8 @@ QDDSC_API int32_t DDS_TypeLibrary_set_include_path(DDS_TypeLibrary *self,
 QDDSC_API const char *DDS_TypeLibrary_get_note(const DDS_TypeLibrary *self,
                                                uint32_t index) QDDSC_NOEXCEPT;
 
-/** The type of that scoped name ("weather::Observation"), or null. */
+/** The type of that scoped name ("weather::Observation"), else one whose name is the same in
+ * another notation (DDS_TypeName_is_same()), or null. */
 QDDSC_API const DDS_TypeCode *DDS_TypeLibrary_find(const DDS_TypeLibrary *self,
                                                    const char *name) QDDSC_NOEXCEPT;
 /** Number of named types, and each of them in the order of their declaration. */

@@ -2,7 +2,9 @@ package com.qel.dds.dynamicdata;
 
 import java.util.Arrays;
 
-/** Default values as CDR: 0, "", first enumerator, empty sequence. */
+/**
+ * Default values as CDR: 0, "", first enumerator, empty sequence, or what a member says of itself.
+ */
 final class Defaults {
     private Defaults() {}
 
@@ -31,6 +33,11 @@ final class Defaults {
     private static int poke(byte[] bytes, TypeLayout layout, int start) {
         int end = start + (int) layout.defaultSize(start);
         if (layout.zeroDefault) {
+            return end;
+        }
+        if (layout.initial != null) {
+            System.arraycopy(layout.initial, 0, bytes, end - layout.initial.length,
+                    layout.initial.length);
             return end;
         }
         int at = start;

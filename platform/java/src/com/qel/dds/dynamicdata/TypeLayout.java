@@ -63,11 +63,14 @@ final class TypeLayout {
     final int[] enumValues;
     final String[] enumNames;
     final int defaultEnum;
+    /** Of a member with a default of its own: the value, without padding in front; else null. */
+    final byte[] initial;
     /** Paths that were given as text, so that they are taken apart only once. */
     private final ConcurrentHashMap<String, MemberPath> paths = new ConcurrentHashMap<>();
 
-    private TypeLayout(TypeCode type) {
+    private TypeLayout(TypeCode type, byte[] initial) {
         this.type = type;
+        this.initial = initial;
         kind = type.kind();
         scalarSize = kind.size();
         integerBits = kind.integerBits();
@@ -88,7 +91,9 @@ final class TypeLayout {
         List<Member> declared = type.members();
         members = new TypeLayout[declared.size()];
         for (int i = 0; i < members.length; i++) {
-            members[i] = of(declared.get(i).type());
+            byte[] own = type.memberDefault(i);
+            TypeCode member = declared.get(i).type();
+            members[i] = own == null ? of(member) : new TypeLayout(member.resolve(), own);
         }
         int count = kind == Kind.ARRAY ? 1 : 0;
         for (int dimension : dimensions) {
@@ -119,7 +124,7 @@ final class TypeLayout {
         if (known != null) {
             return known;
         }
-        TypeLayout made = new TypeLayout(resolved);
+        TypeLayout made = new TypeLayout(resolved, null);
         TypeLayout first = LAYOUTS.putIfAbsent(resolved, made);
         return first != null ? first : made;
     }
@@ -220,7 +225,7 @@ final class TypeLayout {
     }
 
     private boolean isZeroDefault() {
-        boolean all = kind != Kind.STRING && defaultEnum == 0;
+        boolean all = kind != Kind.STRING && defaultEnum == 0 && initial == null;
         for (TypeLayout member : members) {
             all = all && member.zeroDefault;
         }
@@ -263,8 +268,9 @@ final class TypeLayout {
         if (kind == Kind.ARRAY) {
             return element.skipDefaults(residue, elementCount) - residue;
         }
-        long end = align(residue, Math.max(1, scalarSize)) + (kind == Kind.STRING ? 1 : 0)
-                + scalarSize;
+        long end = align(residue, Math.max(1, scalarSize))
+                + (initial != null ? initial.length
+                        : scalarSize + (kind == Kind.STRING ? 1 : 0));
         for (int run = 0; run < runEnds.length; run++) {
             end = skipRun(run, end);
         }

@@ -63,7 +63,7 @@ public final class TypeCode {
     }
 
     /**
-     * Reads types from IDL. There is no preprocessor.
+     * Reads types from IDL. There is no file beside it that it could include.
      *
      * @param idl the text; everything it uses is in it
      * @param typeName scoped name of the type wanted, or null for the struct declared last
@@ -76,7 +76,7 @@ public final class TypeCode {
     }
 
     /**
-     * Reads types from an IDL file.
+     * Reads types from an IDL file. What it includes is in its folder or below.
      *
      * @param file a text in UTF-8
      * @param typeName scoped name of the type wanted, or null for the struct declared last
@@ -144,6 +144,15 @@ public final class TypeCode {
      */
     public Member member(String memberName) {
         return membersByName.get(memberName);
+    }
+
+    /**
+     * @param index of a member of this struct
+     * @return the value that a new sample has there, as CDR (little endian, no padding in front);
+     *     null where it is that of the member's type
+     */
+    public byte[] memberDefault(int index) {
+        return TypeNatives.memberDefault(address, index);
     }
 
     /** @return enumerators of an enum in their order; empty for other kinds */

@@ -106,6 +106,8 @@ final class TypeNatives {
 
     private static native boolean isMemberKey(long address, int index);
 
+    static native byte[] memberDefault(long address, int index);
+
     private static native int memberValue(long address, int index);
 
     private static native byte[] idl0(long address);
