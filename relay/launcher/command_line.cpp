@@ -138,6 +138,20 @@ std::chrono::milliseconds secondsOf(const std::string &option, const std::string
     return std::chrono::milliseconds(std::llround(value * 1000));
 }
 
+std::vector<std::pair<std::string, std::string>>
+propertiesIn(const std::vector<std::string> &settings)
+{
+    std::vector<std::pair<std::string, std::string>> properties;
+    for (const std::string &setting : settings) {
+        const std::size_t at = setting.find('=');
+        if (at == 0 || at == std::string::npos) {
+            throw CLI::ValidationError("--set", fmt::format("takes NAME=VALUE, not {}", setting));
+        }
+        properties.emplace_back(setting.substr(0, at), setting.substr(at + 1));
+    }
+    return properties;
+}
+
 int runCommandLine(int argc, char **argv)
 {
     std::vector<VerbDefinition> &all = verbs();

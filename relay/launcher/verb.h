@@ -55,6 +55,10 @@ void addDrain(CLI::App &command, std::chrono::milliseconds &drain);
 std::chrono::milliseconds secondsOf(const std::string &option, const std::string &text,
                                     double least, double most);
 
+/// Properties given as NAME=VALUE; throws CLI::ValidationError in the name of --set.
+std::vector<std::pair<std::string, std::string>>
+propertiesIn(const std::vector<std::string> &settings);
+
 /// Reads the arguments and runs the verb; returns the exit code.
 int runCommandLine(int argc, char **argv);
 

@@ -4,9 +4,11 @@
 #define FERRY_PROCESS_RUN_OPTIONS_H
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
+#include "engine/discovery_rule.h"
 #include "engine/task.h"
 #include "process/java_options.h"
 
@@ -34,6 +36,9 @@ struct RunOptions {
     std::chrono::milliseconds wait{2000};
     /// Task::list: whether to print types as IDL; with a name only that one.
     std::optional<std::string> idl;
+    /// Task::list: gets the streams, which are not printed then. Their types live as long as the
+    /// process.
+    std::function<void(const std::vector<AnnouncedStream> &)> streams;
 };
 
 } // namespace ferry

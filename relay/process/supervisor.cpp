@@ -235,6 +235,10 @@ void Supervisor::summarize()
 void Supervisor::printStreams()
 {
     const std::vector<AnnouncedStream> streams = relay_.streams();
+    if (options_.streams) {
+        options_.streams(streams);
+        return;
+    }
     for (const std::string &line : streamTable(configuration_, streams)) {
         console_.print(line);
     }

@@ -497,6 +497,73 @@ class FerryTest(Ferry):
         self.assertEqual(sorted(path.name for path in self.directory.glob("[be]*")),
                          ["bad.jsonl", "empty.csv"])
 
+    def test_a_configuration_is_made_of_a_topic_and_a_table(self):
+        (self.directory / "in.jsonl").write_text('{"data":"hello"}\n')
+        (self.directory / "String.idl").write_text(
+            'module std_msgs { module msg { struct String { @default("none") string data; '
+            "int8 n; }; }; };\n")
+
+        def files(name, text):
+            path = self.directory / name
+            path.write_text(textwrap.dedent("""\
+                types: [{file: String.idl}]
+                adapters: {dds: {plugin: dds}, files: {class: file}}
+                connections:
+                  robot: {adapter: dds, properties: {domain: 79, naming: ros2}}
+                  disk: {adapter: files, properties: {directory: .}}
+                """) + textwrap.dedent(text))
+            return path
+
+        def lines(name):
+            path = self.directory / name
+            return path.read_text().splitlines() if path.exists() else []
+
+        source = files("source.yaml", """\
+            routes:
+              talk:
+                type: std_msgs/msg/String
+                input: {connection: disk, stream: in.jsonl, properties: {follow: true}}
+                outputs: [{connection: robot, stream: /chatter,
+                           properties: {durability: transient_local, durable_depth: all}}]
+            """)
+        talker = subprocess.Popen([FERRY, "run", source, "-q"], stderr=subprocess.PIPE, text=True)
+        try:
+            self.until(lambda: "/chatter" in self.ferry(
+                "list", "streams", "--domain=79", "--set=naming=ros2", "--wait=1", code=0).stdout)
+            for naming, row in [("dds", "rt/chatter +- +std_msgs::msg::dds_::String_"),
+                                ("ros2", "/chatter +- +std_msgs/msg/String")]:
+                self.assertRegex(self.ferry("list", "streams", "--domain=79", "--wait=1",
+                                            f"--set=naming={naming}", code=0).stdout, row)
+            stem = self.directory / "heard"
+            self.assertIn('did you mean "rt/chatter"?', self.ferry(
+                "new", "config", "--topic=rt/chater", "--domain=79", stem, code=2).stderr)
+            self.ferry("new", "config", "--topic=rt/chatter", "--domain=79", stem, code=0)
+            self.ferry("check", f"{stem}.yaml", code=0)
+            self.ferry("run", f"{stem}.yaml", "--until-idle=0.2", "--after-first", code=0)
+            self.assertEqual(lines("heard.out.jsonl"), ['{"data":"hello","n":"\\u0000"}'])
+            rules = files("rules.yaml", """\
+                discovery:
+                  all:
+                    connection: robot
+                    qos: [{match: {stream: /c*}, properties: {max_samples: 9}}]
+                    rename: [{from: /(.*), to: plant-$1}]
+                    outputs: [{connection: disk, stream: "${stream}.jsonl"}]
+                """)
+            text = self.ferry("run", rules, "--until-idle=0.2", "--after-first", code=0).stderr
+            self.assertEqual(lines("plant-chatter.jsonl"), lines("heard.out.jsonl"))
+            self.assertNotIn("WARNING", text)
+        finally:
+            talker.terminate()
+            self.assertNotIn("ERROR", talker.communicate(timeout=LIMIT)[1])
+        with sqlite3.connect(self.directory / "lab.db") as database:
+            database.execute("CREATE TABLE rows (id INTEGER PRIMARY KEY, \"t (C)\" REAL)")
+            database.execute("INSERT INTO rows VALUES (1, 2.5), (2, NULL)")
+        self.ferry("new", "config", "--table", f"jdbc:sqlite:{self.directory}/lab.db", "rows",
+                   self.directory / "rows", code=0)
+        self.ferry("run", self.directory / "rows.yaml", "--until-idle=0.2", code=0)
+        self.assertEqual([list(json.loads(line).values()) for line in lines("rows.out.jsonl")],
+                         [[1, 2.5], [2, 0.0]])
+
     def test_dead_letters_are_listed_retried_and_dropped(self):
         (self.directory / "in.csv").write_text("id,text\n1,a\n2,toolong\nx,c\n4,d\n5,toolong\n")
         with sqlite3.connect(self.directory / "lab.db") as database:

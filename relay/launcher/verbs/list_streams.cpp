@@ -30,14 +30,7 @@ public:
 
     void complete() override
     {
-        for (const std::string &setting : settings_) {
-            const std::size_t at = setting.find('=');
-            if (at == 0 || at == std::string::npos) {
-                throw CLI::ValidationError("--set",
-                                           fmt::format("takes NAME=VALUE, not {}", setting));
-            }
-            properties_.emplace_back(setting.substr(0, at), setting.substr(at + 1));
-        }
+        properties_ = propertiesIn(settings_);
         options_.task = Task::list;
         if (!wait_.empty()) {
             options_.wait = secondsOf("--wait", wait_, 0, 3600);

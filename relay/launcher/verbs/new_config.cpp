@@ -1,4 +1,4 @@
-// `ferry new config`: a type and a configuration that runs, for a file of data.
+// `ferry new config`: a type and a configuration that runs, for a file of data, a topic or a table.
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -7,6 +7,7 @@
 
 #include "launcher/complain.h"
 #include "launcher/data_shape.h"
+#include "launcher/stream_source.h"
 #include "launcher/verb.h"
 #include "process/exit_code.h"
 #include "qddsc/string.h"
@@ -38,23 +39,116 @@ std::string typeNameFor(const std::string &stem)
                                                                                   : name;
 }
 
+/// Lines of a mapping in YAML.
+std::string linesOf(const Properties &properties, const char *indent)
+{
+    std::string text;
+    for (const auto &[name, value] : properties) {
+        text += fmt::format("{}{}: {}\n", indent, name, quoted(value));
+    }
+    return text;
+}
+
+/// What the configuration is made of. Properties are written as they are.
+struct Contents {
+    fs::path name;
+    std::string type;
+    std::string adapters;
+    /// Properties of the connection that is read.
+    Properties connection;
+    std::string adapter;
+    std::string stream;
+    Properties reader;
+};
+
+std::string textOf(const Contents &contents)
+{
+    const std::string reader = linesOf(contents.reader, "        ");
+    return fmt::format("types: [{{file: {}}}]\n"
+                       "adapters:\n"
+                       "{}"
+                       "connections:\n"
+                       "  here:\n"
+                       "    adapter: {}\n"
+                       "    properties:\n"
+                       "{}"
+                       "  out: {{adapter: files, properties: {{directory: .}}}}\n"
+                       "routes:\n"
+                       "  copy:\n"
+                       "    type: {}\n"
+                       "    input:\n"
+                       "      connection: here\n"
+                       "      stream: {}\n"
+                       "{}{}"
+                       "    outputs:\n"
+                       "      - {{connection: out, stream: {}, properties: {{mode: overwrite}}}}\n",
+                       quoted(contents.name.filename().string() + ".idl"), contents.adapters,
+                       contents.adapter, linesOf(contents.connection, "      "), contents.type,
+                       quoted(contents.stream), reader.empty() ? "" : "      properties:\n", reader,
+                       quoted(contents.name.filename().string() + ".out.jsonl"));
+}
+
+/// IDL of a type. Throws std::runtime_error for one that IDL cannot express.
+std::string idlOf(const DDS_TypeCode *type)
+{
+    const std::unique_ptr<char, void (*)(char *)> idl(DDS_TypeCode_to_idl(type), DDS_String_free);
+    const std::unique_ptr<DDS_TypeLibrary, void (*)(DDS_TypeLibrary *)> library(
+        DDS_TypeLibrary_new(), DDS_TypeLibrary_delete);
+    DDS_ErrorText why{};
+    if (idl == nullptr ||
+        DDS_TypeLibrary_add_idl_text(library.get(), idl.get(), "its IDL", &why) == 0) {
+        throw std::runtime_error(fmt::format("the type cannot be written as IDL: {}", why.text));
+    }
+    return idl.get();
+}
+
 class NewConfigVerb : public Verb {
 public:
     void declare(CLI::App &command) override
     {
-        command.add_option("FILE", file_, "A file of rows (CSV) or of JSON lines")->required();
-        command.add_option("NAME", name_, "What the new files are called (default: like FILE)");
+        command.add_option("FILE", first_,
+                           "A file of rows (CSV) or of JSON lines; with --topic or --table not "
+                           "there");
+        command.add_option("NAME", second_,
+                           "What the new files are called (default: like FILE, topic or table)");
+        CLI::Option *const topic =
+            command.add_option("--topic", topic_, "A topic of a DDS domain in place of FILE");
+        command.add_option("--domain", domain_, "With --topic: the DDS domain (default 0)")
+            ->check(CLI::Range(0, 230))
+            ->needs(topic);
+        command
+            .add_option("--table", table_,
+                        "A table of a database in place of FILE: its JDBC URL and its name")
+            ->excludes(topic);
+        command
+            .add_option("--set", settings_,
+                        "With --topic or --table: a property of the connection, NAME=VALUE; may be "
+                        "repeated")
+            ->allow_extra_args(false);
+        command.add_option("--wait", wait_,
+                           "With --topic or --table: seconds to wait for it (default 3)");
+        addJavaHome(command, javaHome_);
+    }
+
+    void complete() override
+    {
+        const bool looks = !topic_.empty() || !table_.first.empty();
+        if (!looks && first_.empty()) {
+            throw CLI::RequiredError("FILE, --topic or --table");
+        }
+        if (looks && !second_.empty()) {
+            throw CLI::ParseError("--topic and --table go with one NAME", exitUsage);
+        }
+        if (!wait_.empty()) {
+            patience_ = secondsOf("--wait", wait_, 0, 3600);
+        }
+        properties_ = propertiesIn(settings_);
     }
 
     int run() override
     {
-        const fs::path name = name_.empty() ? fs::path(file_).stem() : fs::path(name_);
         try {
-            const DataFile data = lookAt(file_);
-            const std::string type = typeNameFor(name.filename().string());
-            const std::unique_ptr<char, void (*)(char *)> idl(
-                DDS_TypeCode_to_idl(data.shape.type(type)), DDS_String_free);
-            return write(name, idl.get(), configuration(data, name, type));
+            return topic_.empty() && table_.first.empty() ? ofFile() : ofStream();
         } catch (const std::exception &reason) {
             complain(fmt::format("ferry: {}", reason.what()));
             return exitUsage;
@@ -62,45 +156,103 @@ public:
     }
 
 private:
-    std::string configuration(const DataFile &data, const fs::path &name,
-                              const std::string &type) const
+    int ofFile()
     {
-        const fs::path file = fs::absolute(file_).lexically_normal();
-        const std::string extension = file.extension().string();
-        std::vector<std::string> properties;
+        const fs::path file = fs::absolute(first_).lexically_normal();
+        const DataFile data = lookAt(first_);
+        Contents contents;
+        contents.name = second_.empty() ? fs::path(first_).stem() : fs::path(second_);
+        contents.type = typeNameFor(contents.name.filename().string());
+        contents.adapters = "  files: {class: file}\n";
+        contents.adapter = "files";
+        contents.connection = {{"directory", file.parent_path().string()}};
+        contents.stream = file.filename().string();
+        contents.reader = readerOf(data, file.extension().string());
+        return write(contents.name, idlOf(data.shape.type(contents.type)), textOf(contents));
+    }
+
+    static Properties readerOf(const DataFile &data, const std::string &extension)
+    {
+        Properties properties;
         if (extension != (data.isJson ? ".jsonl" : ".csv")) {
-            properties.push_back(fmt::format("format: {}", data.isJson ? "jsonl" : "csv"));
+            properties.emplace_back("format", data.isJson ? "jsonl" : "csv");
         }
         if (!data.isJson && data.delimiter != ',') {
-            properties.push_back(fmt::format(
-                "delimiter: {}",
-                data.delimiter == '\t' ? "tab" : quoted(std::string(1, data.delimiter))));
+            properties.emplace_back(
+                "delimiter", data.delimiter == '\t' ? "tab" : std::string(1, data.delimiter));
         }
         for (const auto &[member, column] : data.columns) {
-            properties.push_back(fmt::format("columns.{}: {}", member, quoted(column)));
+            properties.emplace_back("columns." + member, column);
         }
-        std::string text;
-        for (const std::string &property : properties) {
-            text += fmt::format("        {}\n", property);
+        return properties;
+    }
+
+    int ofStream()
+    {
+        const StreamSource source = topic_.empty() ? ofTable() : ofTopic();
+        AnnouncedStream found;
+        const int code = findStream(source, patience_, javaHome_, found);
+        if (code != exitOk) {
+            return code;
         }
-        return fmt::format(
-            "types: [{{file: {}}}]\n"
-            "adapters: {{files: {{class: file}}}}\n"
-            "connections:\n"
-            "  here: {{adapter: files, properties: {{directory: {}}}}}\n"
-            "  out: {{adapter: files, properties: {{directory: .}}}}\n"
-            "routes:\n"
-            "  copy:\n"
-            "    type: {}\n"
-            "    input:\n"
-            "      connection: here\n"
-            "      stream: {}\n"
-            "{}{}"
-            "    outputs:\n"
-            "      - {{connection: out, stream: {}, properties: {{mode: overwrite}}}}\n",
-            quoted(name.filename().string() + ".idl"), quoted(file.parent_path().string()), type,
-            quoted(file.filename().string()), text.empty() ? "" : "      properties:\n", text,
-            quoted(name.filename().string() + ".out.jsonl"));
+        Contents contents;
+        contents.name = first_.empty() ? fs::path(fileNameFor(source.stream)) : fs::path(first_);
+        contents.type = DDS_TypeCode_get_name(found.type);
+        contents.adapters =
+            fmt::format("  {}: {{{}: {}}}\n  files: {{class: file}}\n", source.adapter,
+                        source.isJava ? "class" : "plugin", source.adapter);
+        contents.adapter = source.adapter;
+        contents.connection = source.properties;
+        contents.stream = source.stream;
+        contents.reader = source.ofReader;
+        // The topic's type may go by another name than its own; names with slashes are not its own.
+        if (!source.isJava && found.typeName != contents.type &&
+            found.typeName.find('/') == std::string::npos) {
+            contents.reader.emplace_back("type_name", found.typeName);
+        }
+        if (found.partitions != std::vector<std::string>{""} && !source.isJava) {
+            contents.reader.emplace_back("partitions",
+                                         fmt::format("{}", fmt::join(found.partitions, ",")));
+        }
+        return write(contents.name, idlOf(found.type), textOf(contents));
+    }
+
+    StreamSource ofTopic() const
+    {
+        StreamSource source;
+        source.adapter = "dds";
+        source.noun = fmt::format("topic of domain {}", domain_);
+        source.properties = {{"domain", std::to_string(domain_)}};
+        source.properties.insert(source.properties.end(), properties_.begin(), properties_.end());
+        // As reliable as its writers are.
+        source.ofReader = {{"reliability", "auto"}, {"durability", "auto"}};
+        source.stream = topic_;
+        return source;
+    }
+
+    StreamSource ofTable() const
+    {
+        StreamSource source;
+        source.adapter = "sql";
+        source.isJava = true;
+        source.noun = "table";
+        source.properties = {{"url", table_.first}};
+        source.properties.insert(source.properties.end(), properties_.begin(), properties_.end());
+        source.forLooking = {{"discover", "true"}};
+        // A member is never without a value.
+        source.ofReader = {{"nulls", "default"}};
+        source.stream = table_.second;
+        return source;
+    }
+
+    /// "rt/chatter" makes chatter.
+    static std::string fileNameFor(const std::string &stream)
+    {
+        std::string name = stream.substr(stream.rfind('/') + 1);
+        std::replace_if(
+            name.begin(), name.end(),
+            [](unsigned char c) { return std::isalnum(c) == 0 && c != '-' && c != '_'; }, '_');
+        return name.empty() ? "stream" : name;
     }
 
     /// Both files, or none if one of them is there.
@@ -126,12 +278,21 @@ private:
         return exitOk;
     }
 
-    std::string file_;
-    std::string name_;
+    std::string first_;
+    std::string second_;
+    std::string topic_;
+    int domain_ = 0;
+    std::pair<std::string, std::string> table_;
+    std::vector<std::string> settings_;
+    Properties properties_;
+    std::string wait_;
+    std::chrono::milliseconds patience_{3000};
+    fs::path javaHome_;
 };
 
 const RegisteredVerb<NewConfigVerb>
-    registered("new config", "Make a type and a configuration that runs, for a file of data");
+    registered("new config", "Make a type and a configuration that runs, for a file of data, a "
+                             "topic or a table");
 
 } // namespace
 } // namespace ferry
