@@ -87,8 +87,8 @@ Connection::Connection(Stop &stop, const QEL_FerrionStreamReaderListener *subscr
                        const QEL_FerrionProperties *properties)
     : stop_(stop), settings_(settingTable, FERRY_SETTING_OF_CONNECTION, "connection", properties),
       text_(describe(settings_)), participant_(join(settings_)),
-      outputs_(Direction::output, subscriptionListener),
-      inputs_(Direction::input, publicationListener),
+      outputs_(Direction::output, settings_.is(Setting::naming, "ros2"), subscriptionListener),
+      inputs_(Direction::input, settings_.is(Setting::naming, "ros2"), publicationListener),
       watch_(participant_, std::chrono::nanoseconds(settings_.number(Setting::typeTimeout)),
              [this] {
                  outputs_.signal();

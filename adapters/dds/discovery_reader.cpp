@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "error.h"
+#include "ros_names.h"
 #include "settings.h"
 
 namespace ferrydds {
@@ -57,9 +58,9 @@ private:
     std::vector<QEL_FerrionNameValue> pairs_;
 };
 
-DiscoveryReader::DiscoveryReader(Direction direction,
+DiscoveryReader::DiscoveryReader(Direction direction, bool isRos,
                                  const QEL_FerrionStreamReaderListener *listener)
-    : direction_(direction),
+    : direction_(direction), isRos_(isRos),
       listener_(listener == nullptr ? QEL_FerrionStreamReaderListener{} : *listener)
 {
 }
@@ -89,6 +90,10 @@ Loan DiscoveryReader::read(QEL_FerrionEnvironment *)
     for (StreamChange &change : watch_.load()->takeChanges(direction_)) {
         if (change.type == nullptr && !change.disposed && !change.typeProblem.empty()) {
             warnOfMissingType(change);
+        }
+        if (isRos_) {
+            change.key.first = ros::streamOf(change.key.first);
+            change.typeName = ros::shownTypeOf(change.typeName);
         }
         loan_.push_back(std::make_unique<Lent>(std::move(change)));
         streams_.push_back(static_cast<QEL_FerrionStreamInfo *>(loan_.back().get()));

@@ -13,8 +13,10 @@ namespace ferrydds {
 
 class DiscoveryReader final : public Reader {
 public:
-    /// `listener` may be null.
-    DiscoveryReader(Direction direction, const QEL_FerrionStreamReaderListener *listener);
+    /// `isRos`: streams and types are announced by the names that ROS shows. `listener` may be
+    /// null.
+    DiscoveryReader(Direction direction, bool isRos,
+                    const QEL_FerrionStreamReaderListener *listener);
     ~DiscoveryReader() override;
 
     /// The host has asked for the reader: from now on it is signalled.
@@ -35,6 +37,7 @@ private:
     class Lent;
 
     const Direction direction_;
+    const bool isRos_;
     const QEL_FerrionStreamReaderListener listener_;
     std::atomic<DiscoveryWatch *> watch_{nullptr};
     std::vector<std::unique_ptr<Lent>> loan_;

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include "error.h"
+#include "ros_names.h"
 
 namespace ferrydds {
 namespace {
@@ -58,11 +59,20 @@ Endpoint::Endpoint(std::uint32_t role, Connection &connection, const Session &se
       type_(typeOf(settings.owner(), stream)),
       keyed_(DDS_TypeCode_is_keyed(DDS_TypeCode_resolve(type_)) != 0),
       topic_(settings.text(Setting::topic)), typeName_(settings.text(Setting::typeName)),
+      userData_(settings.text(Setting::userData)),
       partitions_(partitionsOf(settings, connection, stream,
                                Announced(properties).isElsewhere(role == FERRY_SETTING_OF_READER)))
 {
+    const bool isRos = settings.given(Setting::naming)
+                           ? settings.is(Setting::naming, "ros2")
+                           : connection.settings().is(Setting::naming, "ros2");
     if (topic_.empty()) {
         topic_ = stream.streamName == nullptr ? "" : stream.streamName;
+        topic_ = isRos ? ros::topicOf(topic_) : topic_;
+    }
+    if (typeName_.empty()) {
+        typeName_ =
+            announcedName(stream, isRos && ros::isTopic(topic_), Announced(properties).any());
     }
     if (topic_.empty()) {
         throw Failure(fmt::format("{}: it has no name, and property \"topic\" says none", owner()));
@@ -70,6 +80,19 @@ Endpoint::Endpoint(std::uint32_t role, Connection &connection, const Session &se
     const Announced announced(properties);
     settle(role, connection, announced);
     checkRules(announced);
+}
+
+/// The name that an announced stream's type has, be it another than that of the type itself; "" for
+/// the type's own.
+std::string Endpoint::announcedName(const QEL_FerrionStreamInfo &stream, bool isRos,
+                                    bool isAnnounced) const
+{
+    const std::string name = isAnnounced && stream.typeName != nullptr ? stream.typeName : "";
+    if (name.find('/') != std::string::npos || (name.empty() && isRos)) {
+        return ros::announcedTypeOf(
+            name.empty() ? DDS_TypeCode_get_name(DDS_TypeCode_resolve(type_)) : name);
+    }
+    return name;
 }
 
 /// Combinations that would do nothing, or not what was meant. What is said for every stream that a
@@ -115,6 +138,12 @@ void Endpoint::settle(std::uint32_t role, Connection &connection, const Announce
     settle(Setting::durability);
     settle(Setting::ownership);
     if (!reader) {
+        for (const Setting::Index setting :
+             {Setting::liveliness, Setting::livelinessLease, Setting::destinationOrder,
+              Setting::presentation, Setting::coherentAccess, Setting::orderedAccess,
+              Setting::latencyBudget}) {
+            settle(setting);
+        }
         settle(Setting::deadline);
         settle(Setting::lifespan);
         if (settings.is(Setting::ownership, "exclusive")) {
@@ -200,6 +229,16 @@ DDS_EndpointQos Endpoint::qos(const Strings &partitions) const
                           ? DDS_IGNORE_LOCAL_PARTICIPANT
                           : DDS_IGNORE_LOCAL_PROCESS;
     qos.writeTimeout = settings.number(Setting::writeTimeout);
+    // The words of these are in the order of the platform's numbers.
+    qos.liveliness = static_cast<DDS_LivelinessKind>(number(Setting::liveliness));
+    qos.livelinessLease = settings.number(Setting::livelinessLease);
+    qos.destinationOrder = static_cast<DDS_DestinationOrderKind>(number(Setting::destinationOrder));
+    qos.presentation = static_cast<DDS_PresentationScope>(number(Setting::presentation));
+    qos.coherentAccess = flag(Setting::coherentAccess, "true");
+    qos.orderedAccess = flag(Setting::orderedAccess, "true");
+    qos.latencyBudget = settings.number(Setting::latencyBudget);
+    qos.transportPriority = number(Setting::transportPriority);
+    qos.userData = userData_.empty() ? nullptr : userData_.c_str();
     return qos;
 }
 

@@ -56,7 +56,8 @@ public:
     {
         return keyed_;
     }
-    /// Its partitions are `partitions`, which must outlive the use of the result.
+    /// Its partitions are `partitions`, which must outlive the use of the result, as the endpoint
+    /// must.
     DDS_EndpointQos qos(const Strings &partitions) const;
     const std::vector<std::string> &partitions() const
     {
@@ -69,6 +70,8 @@ private:
     void settle(std::uint32_t role, Connection &connection, const Announced &announced);
     std::optional<std::string> valueForReader(Connection &connection, const Announced &announced,
                                               const char *name) const;
+    std::string announcedName(const QEL_FerrionStreamInfo &stream, bool isRos,
+                              bool isAnnounced) const;
     std::optional<std::string> bounded(std::optional<std::string> depth) const;
     void checkRules(const Announced &announced) const;
 
@@ -76,6 +79,7 @@ private:
     bool keyed_;
     std::string topic_;
     std::string typeName_;
+    std::string userData_;
     std::vector<std::string> partitions_;
     bool exactPartitions_ = false;
 };

@@ -77,7 +77,7 @@ public:
 
 private:
     /// Time for those that are there to be found.
-    static constexpr std::chrono::seconds patience{2};
+    static constexpr std::chrono::milliseconds patience{500};
     static constexpr std::chrono::seconds pause{10};
     static constexpr std::chrono::minutes reminder{10};
 

@@ -50,6 +50,11 @@ constexpr FERRY_Setting duration(const char *name, std::uint32_t roles, const ch
             help, nullptr};
 }
 
+constexpr FERRY_Setting flag(const char *name, std::uint32_t roles, const char *help)
+{
+    return {name, roles, FERRY_SETTING_FLAG, nullptr, 0, 0, nullptr, "false", 0, help, nullptr};
+}
+
 constexpr FERRY_Setting changeable(FERRY_Setting setting)
 {
     setting.flags |= FERRY_SETTING_CHANGEABLE;
@@ -75,6 +80,7 @@ constexpr FERRY_Setting rows[] = {
     text("name", connection, "ferry", "what others see the participant as"),
     duration("type_timeout", connection, "2s", "how long a peer gets to send a type before its endpoint is announced without"),
     text("partitions", connection | stream, "", "names or patterns, separated by commas; of a stream that does not say: the announced stream's, else the connection's, else the default partition"),
+    choice("naming", connection | stream, "dds ros2", "dds", "ros2: streams and types go by the names that ROS 2 shows, as /chatter and std_msgs/msg/String for rt/chatter and std_msgs::msg::dds_::String_; of a stream that does not say: the connection's"),
     text("topic", stream, "", "name of the topic; empty for the stream's name"),
     text("type_name", stream, "", "name that the type is announced under; empty for the type's own"),
     choice("reliability", stream, "reliable best_effort auto", "reliable", "whether samples are sent again; auto in discovered routes that do not say"),
@@ -84,6 +90,14 @@ constexpr FERRY_Setting rows[] = {
     whole("durable_depth", writer, 1, most, "1", "samples of each instance that a transient_local writer keeps for late readers; only with history keep_all (with keep_last it is depth)", "all"),
     duration("deadline", stream, "0s", "longest time between two samples of an instance; 0s is no limit"),
     choice("ownership", stream, "shared exclusive auto", "shared", "whether the strongest writer alone counts; auto in discovered routes that do not say"),
+    choice("liveliness", stream, "automatic manual_by_participant manual_by_topic", "automatic", "who says that a writer is alive; with a manual kind only its writes do"),
+    duration("liveliness_lease", stream, "0s", "longest time without a sign of life; 0s is no limit"),
+    choice("destination_order", stream, "by_reception by_source", "by_reception", "by which time the samples of several writers of an instance are in order"),
+    choice("presentation", stream, "instance topic group", "instance", "what ordered and coherent access is about; the engine compares it and does no more"),
+    flag("coherent_access", stream, "whether samples may come in coherent sets; compared only"),
+    flag("ordered_access", stream, "whether samples are in order across the instances of presentation; compared only"),
+    duration("latency_budget", stream, "0s", "how much later than at once samples may come; a writer offers it, a reader asks for it"),
+    text("user_data", stream, "", "text that peers see of the endpoint"),
     choice("match", stream, "type name", "type", "name: no type information is announced, and endpoints match if topic and type name agree"),
     choice("ignore_local", stream, "process participant none", "process", "endpoints that are not talked to"),
     whole("max_samples", reader, 0, most, "8192", "samples kept until they are read; 0 is no limit"),
@@ -92,8 +106,9 @@ constexpr FERRY_Setting rows[] = {
     duration("time_based_filter", reader, "0s", "shortest time between two samples of an instance"),
     choice("representation", writer, "auto xcdr1 xcdr2", "auto", "encoding; auto: xcdr2 for a type that is or holds an appendable struct, else xcdr1"),
     whole("ownership_strength", writer, 0, most, "0", "the strongest writer counts; only with ownership exclusive"),
+    whole("transport_priority", writer, -most - 1, most, "0", "importance, for networks that know such"),
     duration("lifespan", writer, "0s", "how long a sample is worth delivering; 0s is no limit"),
-    {"autodispose", writer, FERRY_SETTING_FLAG, nullptr, 0, 0, nullptr, "false", 0, "whether instances are disposed when the writer goes", nullptr},
+    flag("autodispose", writer, "whether instances are disposed when the writer goes"),
     duration("write_timeout", writer, "15s", "how long a write waits for slow readers; 0s does not wait"),
     whole("wait_for_readers", writer, 0, most, "0", "how many readers each write is for"),
     duration("wait_timeout", writer, "30s", "how long a write waits for them before it fails"),

@@ -29,6 +29,26 @@ std::string textOf(std::int64_t nanoseconds)
     return ferry::numberText(FERRY_SETTING_DURATION, nanoseconds);
 }
 
+/// What most endpoints leave as it is.
+void addRare(const DDS_DiscoveredQos &qos, QosProperties &all)
+{
+    static constexpr const char *kinds[] = {"automatic", "manual_by_participant",
+                                            "manual_by_topic"};
+    static constexpr const char *scopes[] = {"instance", "topic", "group"};
+    const auto add = [&](bool isThere, const char *name, const std::string &value) {
+        if (isThere) {
+            all.emplace_back(name, value);
+        }
+    };
+    add(qos.liveliness != 0, "liveliness", kinds[qos.liveliness]);
+    add(qos.livelinessLease > 0, "liveliness_lease", textOf(qos.livelinessLease));
+    add(qos.destinationOrder != 0, "destination_order", "by_source");
+    add(qos.presentation != 0, "presentation", scopes[qos.presentation]);
+    add(qos.coherentAccess != 0, "coherent_access", "true");
+    add(qos.orderedAccess != 0, "ordered_access", "true");
+    add(qos.latencyBudget > 0, "latency_budget", textOf(qos.latencyBudget));
+}
+
 } // namespace
 
 void widen(DDS_DiscoveredQos &common, const DDS_DiscoveredQos &other, Direction direction)
@@ -45,6 +65,17 @@ void widen(DDS_DiscoveredQos &common, const DDS_DiscoveredQos &other, Direction 
     common.lifespan = wider(common.lifespan, other.lifespan);
     common.exclusiveOwnership = std::min(common.exclusiveOwnership, other.exclusiveOwnership);
     common.ownershipStrength = std::max(common.ownershipStrength, other.ownershipStrength);
+    common.liveliness = static_cast<DDS_LivelinessKind>(join(common.liveliness, other.liveliness));
+    common.livelinessLease = writers ? wider(common.livelinessLease, other.livelinessLease)
+                                     : narrower(common.livelinessLease, other.livelinessLease);
+    common.destinationOrder = static_cast<DDS_DestinationOrderKind>(
+        join(common.destinationOrder, other.destinationOrder));
+    common.presentation =
+        static_cast<DDS_PresentationScope>(join(common.presentation, other.presentation));
+    common.coherentAccess = join(common.coherentAccess, other.coherentAccess);
+    common.orderedAccess = join(common.orderedAccess, other.orderedAccess);
+    common.latencyBudget = writers ? std::max(common.latencyBudget, other.latencyBudget)
+                                   : std::min(common.latencyBudget, other.latencyBudget);
 }
 
 std::string joined(const std::vector<std::string> &names)
@@ -62,6 +93,7 @@ QosProperties propertiesOf(const DDS_DiscoveredQos &qos, const std::vector<std::
     if (qos.deadline > 0) {
         all.emplace_back("deadline", textOf(qos.deadline));
     }
+    addRare(qos, all);
     if (direction == Direction::output) {
         return all;
     }

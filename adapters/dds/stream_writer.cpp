@@ -122,22 +122,29 @@ std::string StreamWriter::mismatches() const
                                                                    : "";
 }
 
-/// The readers that are there, as many as wanted or more. Throws Failure when they do not come.
-StreamWriter::Readers StreamWriter::awaitReaders() const
+/// The readers that are there, as many as wanted or more. Those that do not match are logged while
+/// it waits. Throws Failure when they do not come.
+StreamWriter::Readers StreamWriter::awaitReaders()
 {
+    using Clock = std::chrono::steady_clock;
     // The engine reports that a reader has gone some moments later than it lets go of it.
     constexpr std::chrono::milliseconds moment{5};
+    constexpr std::chrono::nanoseconds glance = std::chrono::milliseconds(500);
     const std::chrono::nanoseconds patience(endpoint_.settings.number(Setting::waitTimeout));
-    const auto end = std::chrono::steady_clock::now() + patience;
-    for (auto rest = patience;
-         DDS_DataWriter_wait_for_readers(writer_.get(), wanted_, rest.count()) != 0;) {
+    const auto end = Clock::now() + patience;
+    for (auto rest = patience; rest >= rest.zero(); rest = end - Clock::now()) {
+        const auto begin = Clock::now();
+        const auto slice = std::min(rest, glance);
+        if (DDS_DataWriter_wait_for_readers(writer_.get(), wanted_, slice.count()) == 0) {
+            solitude_.look(endpoint_.owner(), writer_.get(), 0, DDS_DataWriter_get_mismatches);
+            if (Clock::now() - begin < slice - moment) {
+                break; // the host's stop has come to its end
+            }
+            continue;
+        }
         Readers there = readers();
         if (there.size() >= wanted_) {
             return there;
-        }
-        rest = end - std::chrono::steady_clock::now();
-        if (rest <= std::chrono::nanoseconds::zero()) {
-            break;
         }
         std::this_thread::sleep_for(moment);
     }

@@ -57,7 +57,7 @@ private:
     DDS_ReturnCode_t writeOne(const DDS_DynamicData *sample, const DDS_SampleInfo *info,
                               DDS_ErrorText &error);
     Outcome writeToReaders(const Slice &slice, QEL_FerrionEnvironment *environment);
-    Readers awaitReaders() const;
+    Readers awaitReaders();
     Readers readers() const;
     bool reached(const Readers &before, const Outcome &outcome,
                  QEL_FerrionEnvironment *environment);

@@ -10,6 +10,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <regex>
 #include <set>
 #include <string>
 #include <utility>
@@ -174,6 +175,19 @@ struct StreamPatterns {
 };
 
 /// Routes that are made at run time, for streams that a connection announces.
+/// Another name for streams.
+struct RenameSettings {
+    std::regex from;
+    /// With $1 and the like for what groups matched.
+    std::string to;
+};
+
+/// Properties for some of the streams of a rule.
+struct QosSettings {
+    StreamPatterns match;
+    Properties properties;
+};
+
 struct DiscoverySettings {
     std::string name;
     /// Whose announcements count.
@@ -183,6 +197,10 @@ struct DiscoverySettings {
     /// An empty list allows everything; one entry in a list is enough.
     StreamPatterns allow;
     StreamPatterns deny;
+    /// What `${stream}` stands for; the stream's own name where none fits.
+    std::vector<RenameSettings> rename;
+    /// For the announced end, on top of its properties there.
+    std::vector<QosSettings> qos;
     /// Whether the streams of one name that differ in their partitions share a route.
     bool merged = false;
     /// How long a route outlives its stream, in case that comes back; without a value the

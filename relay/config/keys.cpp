@@ -92,6 +92,8 @@ constexpr FERRY_Setting rows[] = {
     choice("direction", ofDiscovery, "input output", "input", "whether announced streams are read, or written"),
     row("allow", ofDiscovery, section, "patterns of what gets a route; all if there are none"),
     row("deny", ofDiscovery, section, "patterns of what gets none"),
+    row("rename", ofDiscovery, list, "names that ${stream} stands for at the other end; the first that fits counts"),
+    row("qos", ofDiscovery, list, "properties of the announced end, for some streams; of a property that several give the last one counts"),
     choice("partitions", ofDiscovery, "apart merged", nullptr, "whether streams of one name in different partitions get routes of their own; apart if the other ends can tell them apart"),
     number("grace", ofDiscovery, FERRY_SETTING_DURATION, 0, day, nullptr, "how long a route outlives its stream; the adapter's to say if it is not there"),
 
@@ -109,6 +111,11 @@ constexpr FERRY_Setting rows[] = {
 
     number("max_bytes", ofDeadLetters, FERRY_SETTING_BYTES, 65536, mostStored, "256MiB", "how many bytes are kept; a route with more of them waits"),
 
+    row("from", ofRename, text, "a regular expression (ECMAScript) for the whole of a stream's name", required),
+    row("to", ofRename, text, "the other name; $1 is what the first group matched", required),
+
+    row("match", ofQos, section, "patterns of the streams", required),
+
     row("stream", ofPatterns, list, "patterns of stream names"),
     row("type", ofPatterns, list, "patterns of type names"),
     row("partition", ofPatterns, list, "patterns of partitions; the default one is \"\""),
@@ -119,7 +126,7 @@ constexpr FERRY_Setting rows[] = {
     row("required", ofOutput, FERRY_SETTING_FLAG, "false: best effort; it never holds up other outputs, and what it does not take in time is lost"),
     row("retry", ofOutput, section, "when samples that it did not take are offered again"),
     row("store", ofOutput, section, "keeps its samples on the disk until it has taken them"),
-    row("properties", ofAdapter | ofConnection | ofSession | ends | ofDiscovery, section, "what the adapter makes of it; of a rule: of the announced end"),
+    row("properties", ofAdapter | ofConnection | ofSession | ends | ofDiscovery | ofQos, section, "what the adapter makes of it; of a rule: of the announced end"),
 };
 // clang-format on
 
@@ -137,7 +144,9 @@ const std::vector<SectionKind> sections = {
     {ofInput, "input", "input", false},
     {ofOutput, "output", "outputs", false},
     {ofDiscovery, "rules", "discovery", true},
-    {ofPatterns, "patterns", "allow deny", false},
+    {ofRename, "rename", "rename", false},
+    {ofQos, "qos", "qos", false},
+    {ofPatterns, "patterns", "allow deny match", false},
     {ofRetry, "retry", "retry", false},
     {ofRestart, "restart", "restart", false},
     {ofStore, "store", "store", false},

@@ -36,6 +36,8 @@ private:
     void readStream(const Entry &entry, std::uint32_t keys, StreamSettings &stream);
     void readBatch(const Entry &entry, const RouteSettings &route, StreamSettings &output);
     void readOtherEnd(const Entry &entry, const Section &section, DiscoverySettings &rule);
+    void readRename(const Section &section, DiscoverySettings &rule);
+    void readQos(const Section &section, DiscoverySettings &rule);
     void readPartitions(const Section &section, DiscoverySettings &rule);
     bool receivesPartitions(const StreamSettings &end) const;
     /// `owner` as in PropertySource.

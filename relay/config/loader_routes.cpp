@@ -8,10 +8,14 @@
 namespace ferry {
 namespace {
 
-/// A list without a pattern could mean all or nothing, so it is rejected.
+/// A list without a pattern could mean all or nothing, so it is rejected. One pattern needs no
+/// list.
 std::vector<std::string> readGlobs(const Entry &list, bool mayBeEmpty)
 {
     std::vector<std::string> globs;
+    if (list.isGiven() && list.node().IsScalar()) {
+        return {list.text(mayBeEmpty).value_or("")};
+    }
     for (const Entry &element : list.elements("at least one pattern", 1)) {
         globs.push_back(element.text(mayBeEmpty).value_or(""));
     }
@@ -39,6 +43,31 @@ bool readDirection(const Section &section)
         section.complainOfMissing(needed);
     }
     return inputs;
+}
+
+/// Whether a stream's name or a property holds the variable.
+bool says(const StreamSettings &end, const char *variable)
+{
+    const auto holds = [&](const std::string &text) {
+        return text.find(variable) != std::string::npos;
+    };
+    return holds(end.stream) ||
+           std::any_of(end.properties.begin(), end.properties.end(),
+                       [&](const auto &property) { return holds(property.second); });
+}
+
+/// The number of the last group that a replacement names.
+unsigned greatestGroup(const std::string &replacement)
+{
+    unsigned greatest = 0;
+    for (std::size_t at = replacement.find('$');
+         at != std::string::npos && at + 1 < replacement.size();
+         at = replacement.find('$', at + (replacement[at + 1] == '$' ? 2 : 1))) {
+        const char digit = replacement[at + 1];
+        greatest = std::max(greatest,
+                            digit >= '0' && digit <= '9' ? static_cast<unsigned>(digit - '0') : 0U);
+    }
+    return greatest;
 }
 
 void readErrors(const Section &section, RouteSettings &route)
@@ -217,6 +246,8 @@ void Loader::readDiscovery(const Entry &entry)
     readSessionOf(section, rule.route);
     readErrors(section, rule.route);
     readOtherEnd(entry, section, rule);
+    readRename(section, rule);
+    readQos(section, rule);
     readPartitions(section, rule);
     for (const StreamSettings &output : rule.route.outputs) {
         if (output.own) {
@@ -229,6 +260,43 @@ void Loader::readDiscovery(const Entry &entry)
         section.read("grace", rule.grace.emplace());
     }
     configuration_.discovery.push_back(std::move(rule));
+}
+
+void Loader::readRename(const Section &section, DiscoverySettings &rule)
+{
+    for (const Entry &entry : section["rename"].elements("names, from and to", 1)) {
+        const Section each(entry, keys::ofRename);
+        RenameSettings rename;
+        std::string from;
+        each.read("from", from);
+        each.read("to", rename.to);
+        try {
+            rename.from = std::regex(from);
+        } catch (const std::regex_error &error) {
+            each["from"].complain("{}: \"{}\" is no regular expression: {}", from, error.what());
+        }
+        if (const unsigned group = greatestGroup(rename.to); group > rename.from.mark_count()) {
+            each["to"].complain("{}: \"from\" has no group for ${}", group);
+        }
+        rule.rename.push_back(std::move(rename));
+    }
+    const auto hasName = [](const StreamSettings &end) { return says(end, "${stream}"); };
+    const auto &outputs = rule.route.outputs;
+    if (!rule.rename.empty() && !(rule.inputs ? std::any_of(outputs.begin(), outputs.end(), hasName)
+                                              : hasName(rule.route.input))) {
+        section["rename"].complain("{} has no effect: the other end has no ${{stream}}");
+    }
+}
+
+void Loader::readQos(const Section &section, DiscoverySettings &rule)
+{
+    for (const Entry &entry : section["qos"].elements("match and properties", 1)) {
+        const Section each(entry, keys::ofQos);
+        rule.qos.push_back(
+            {readPatterns(Section(each["match"], keys::ofPatterns)),
+             readProperties(each, rule.inputs ? FERRY_SETTING_OF_READER : FERRY_SETTING_OF_WRITER,
+                            rule.connection)});
+    }
 }
 
 /// Streams of one name are kept apart where the other ends can tell them apart.
@@ -245,18 +313,13 @@ void Loader::readPartitions(const Section &section, DiscoverySettings &rule)
 /// the name or a property says them.
 bool Loader::receivesPartitions(const StreamSettings &end) const
 {
-    const auto says = [](const std::string &text) {
-        return text.find("${partitions}") != std::string::npos;
-    };
     if (end.connection >= configuration_.connections.size()) {
         return true; // a mistake that has been reported
     }
     const std::size_t adapter = configuration_.connections[end.connection].adapter;
     return (adapter < configuration_.adapters.size() &&
             configuration_.adapters[adapter].javaClass.empty()) ||
-           says(end.stream) ||
-           std::any_of(end.properties.begin(), end.properties.end(),
-                       [&](const auto &property) { return says(property.second); });
+           says(end, "${partitions}");
 }
 
 /// The rule's own properties are those of the announced end, whose stream is not known yet.

@@ -27,7 +27,7 @@ void Discovery::compareRoutes(const AnnouncedStream &stream)
         if (!uses(route, stream)) {
             continue;
         }
-        if (!stream.typeName.empty() && route.typeName != stream.typeName) {
+        if (!stream.typeName.empty() && !isOfType(route, stream)) {
             logMessage(FERRYLOG_BIT_WARNING, "FERRYRelay_discover",
                        FERRY_LOG_ROUTETYPE_INCONSISTENCY_sss, stream.name.c_str(),
                        route.typeName.c_str(), stream.typeName.c_str());
@@ -149,7 +149,10 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
     const DDS_TypeCode *type = stream.type;
     std::string typeName = stream.typeName;
     if (type == nullptr) {
-        const auto known = configuration_.types.find(typeName);
+        const auto known = std::find_if(
+            configuration_.types.begin(), configuration_.types.end(), [&](const auto &each) {
+                return DDS_TypeName_is_same(each.first.c_str(), typeName.c_str()) != 0;
+            });
         type = known == configuration_.types.end() ? nullptr : known->second;
     } else if (typeName.empty()) {
         const char *const name = DDS_TypeCode_get_name(type);

@@ -25,6 +25,49 @@ bool matchesAny(const std::vector<std::string> &globs, const std::vector<std::st
                        [&](const std::string &text) { return matches(globs, text); });
 }
 
+/// An empty list fits everything.
+bool fits(const StreamPatterns &patterns, const AnnouncedStream &stream)
+{
+    return (patterns.stream.empty() || matches(patterns.stream, stream.name)) &&
+           (patterns.type.empty() || matches(patterns.type, stream.typeName)) &&
+           (patterns.partition.empty() || matchesAny(patterns.partition, stream.partitions));
+}
+
+/// What the stream is called at the other end.
+std::string otherNameOf(const DiscoverySettings &rule, const AnnouncedStream &stream)
+{
+    for (const RenameSettings &rename : rule.rename) {
+        std::smatch match;
+        if (std::regex_match(stream.name, match, rename.from)) {
+            return match.format(rename.to);
+        }
+    }
+    return stream.name;
+}
+
+void put(Properties &properties, const std::pair<std::string, std::string> &property)
+{
+    const auto known = std::find_if(properties.begin(), properties.end(),
+                                    [&](const auto &each) { return each.first == property.first; });
+    if (known == properties.end()) {
+        properties.push_back(property);
+    } else {
+        known->second = property.second;
+    }
+}
+
+/// The announced end's own properties and those that the rule has for such streams.
+void addQos(StreamSettings &announced, const DiscoverySettings &rule, const AnnouncedStream &stream)
+{
+    for (const QosSettings &qos : rule.qos) {
+        if (fits(qos.match, stream)) {
+            for (const auto &property : qos.properties) {
+                put(announced.properties, property);
+            }
+        }
+    }
+}
+
 /// In one pass: a stream's name may hold what looks like a variable.
 std::string substitute(const std::string &text, const Properties &words)
 {
@@ -179,12 +222,8 @@ bool wants(const DiscoverySettings &rule, const AnnouncedStream &stream)
     }
     const StreamPatterns &allow = rule.allow;
     const StreamPatterns &deny = rule.deny;
-    const bool allowed =
-        (allow.stream.empty() || matches(allow.stream, stream.name)) &&
-        (allow.type.empty() || matches(allow.type, stream.typeName)) &&
-        (allow.partition.empty() || matchesAny(allow.partition, stream.partitions));
-    return allowed && !matches(deny.stream, stream.name) && !matches(deny.type, stream.typeName) &&
-           !matchesAny(deny.partition, stream.partitions);
+    return fits(allow, stream) && !matches(deny.stream, stream.name) &&
+           !matches(deny.type, stream.typeName) && !matchesAny(deny.partition, stream.partitions);
 }
 
 bool isAt(const StreamSettings &end, const AnnouncedStream &stream)
@@ -203,6 +242,16 @@ bool uses(const RouteSettings &route, const AnnouncedStream &stream)
     return stream.input ? isAt(route.input, stream) : writesTo(route, stream);
 }
 
+bool isOfType(const RouteSettings &route, const AnnouncedStream &stream)
+{
+    const auto asksFor = [&](const StreamSettings &end) {
+        return isAt(end, stream) && valueOf(end.properties, "type_name") == stream.typeName;
+    };
+    return DDS_TypeName_is_same(route.typeName.c_str(), stream.typeName.c_str()) != 0 ||
+           (stream.input ? asksFor(route.input)
+                         : std::any_of(route.outputs.begin(), route.outputs.end(), asksFor));
+}
+
 RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &stream,
                        const std::string &typeName, const DDS_TypeCode *type)
 {
@@ -212,7 +261,8 @@ RouteSettings routeFor(const DiscoverySettings &rule, const AnnouncedStream &str
     route.type = type;
     StreamSettings &announced = rule.inputs ? route.input : route.outputs[0];
     announced.stream = stream.name;
-    const Properties words{{"${stream}", stream.name},
+    addQos(announced, rule, stream);
+    const Properties words{{"${stream}", otherNameOf(rule, stream)},
                            {"${type}", typeName},
                            {"${partitions}", fmt::format("{}", fmt::join(stream.partitions, ","))}};
     if (rule.inputs) {

@@ -73,6 +73,10 @@ bool writesTo(const RouteSettings &route, const AnnouncedStream &stream);
 /// Whether the route reads the input stream, or writes to the output stream.
 bool uses(const RouteSettings &route, const AnnouncedStream &stream);
 
+/// Whether the stream's type has the name that the route has for it: that of its own type, or the
+/// one that the end asks its adapter for.
+bool isOfType(const RouteSettings &route, const AnnouncedStream &stream);
+
 /// Whether a route that was made for a stream as it was has every partition that it is in now.
 bool covers(const AnnouncedStream &made, const AnnouncedStream &now);
 

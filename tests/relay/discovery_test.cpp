@@ -71,6 +71,16 @@ TEST(DiscoveryRule, PutsNamesInOncePerPlace)
                                                        {"qel.ferrion.announced.direction", "input"},
                                                        {"qel.ferrion.announced.k", "v"}}));
     EXPECT_EQ(rejectionOf(route), "");
+    // Another name at the other end, and properties of the announced one by pattern.
+    rule.rename = {{std::regex("x"), "y"}, {std::regex("\\$\\{(.)(.*)\\}"), "$2/$1"}};
+    rule.route.input.properties = {{"a", "1"}, {"b", "2"}};
+    rule.qos = {{{{"*"}, {}, {}}, {{"b", "3"}, {"c", "4"}}}, {{{"x"}, {}, {}}, {{"a", "9"}}},
+                {{{}, {}, {"a"}}, {{"c", "5"}}}};
+    const RouteSettings renamed = routeFor(rule, stream, "T", nullptr);
+    EXPECT_EQ(renamed.name, route.name);
+    EXPECT_EQ(renamed.outputs[0].stream, "ype/t-T-a,b]-${other}");
+    EXPECT_EQ(Properties(renamed.input.properties.begin(), renamed.input.properties.begin() + 3),
+              (Properties{{"a", "1"}, {"b", "3"}, {"c", "5"}}));
     stream.name = "\xF0\x9F\x98\x80";
     EXPECT_NE(rejectionOf(routeFor(rule, stream, "T", nullptr)), "");
 }

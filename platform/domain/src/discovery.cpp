@@ -58,6 +58,12 @@ DDS_DiscoveredQos qosOf(const dds_qos_t &qos)
     dds_ownership_kind_t ownership = DDS_OWNERSHIP_SHARED;
     dds_duration_t deadline = DDS_INFINITY;
     dds_duration_t lifespan = DDS_INFINITY;
+    dds_duration_t lease = DDS_INFINITY;
+    dds_liveliness_kind_t liveliness = DDS_LIVELINESS_AUTOMATIC;
+    dds_destination_order_kind_t order = DDS_DESTINATIONORDER_BY_RECEPTION_TIMESTAMP;
+    dds_presentation_access_scope_kind_t scope = DDS_PRESENTATION_INSTANCE;
+    bool coherent = false;
+    bool ordered = false;
     // Whatever the peer does not announce keeps its default.
     (void)dds_qget_reliability(&qos, &reliability, nullptr);
     (void)dds_qget_durability(&qos, &durability);
@@ -65,6 +71,10 @@ DDS_DiscoveredQos qosOf(const dds_qos_t &qos)
     (void)dds_qget_ownership_strength(&qos, &made.ownershipStrength);
     (void)dds_qget_deadline(&qos, &deadline);
     (void)dds_qget_lifespan(&qos, &lifespan);
+    (void)dds_qget_liveliness(&qos, &liveliness, &lease);
+    (void)dds_qget_destination_order(&qos, &order);
+    (void)dds_qget_presentation(&qos, &scope, &coherent, &ordered);
+    (void)dds_qget_latency_budget(&qos, &made.latencyBudget);
     made.reliable = reliability == DDS_RELIABILITY_RELIABLE ? 1 : 0;
     made.durability = durability == DDS_DURABILITY_VOLATILE ? DDS_VOLATILE_DURABILITY
                                                             : DDS_TRANSIENT_LOCAL_DURABILITY;
@@ -72,6 +82,13 @@ DDS_DiscoveredQos qosOf(const dds_qos_t &qos)
     made.deadline = limitOf(deadline);
     made.lifespan = limitOf(lifespan);
     made.exclusiveOwnership = ownership == DDS_OWNERSHIP_EXCLUSIVE ? 1 : 0;
+    made.liveliness = static_cast<DDS_LivelinessKind>(liveliness);
+    made.livelinessLease = limitOf(lease);
+    made.destinationOrder = static_cast<DDS_DestinationOrderKind>(order);
+    made.presentation = static_cast<DDS_PresentationScope>(scope);
+    made.coherentAccess = coherent ? 1 : 0;
+    made.orderedAccess = ordered ? 1 : 0;
+    made.latencyBudget = limitOf(made.latencyBudget);
     return made;
 }
 
@@ -92,7 +109,9 @@ bool isSame(const DDS_DiscoveredQos &a, const DDS_DiscoveredQos &b)
 {
     const auto all = [](const DDS_DiscoveredQos &qos) {
         return std::tie(qos.reliable, qos.durability, qos.durableDepth, qos.deadline, qos.lifespan,
-                        qos.exclusiveOwnership, qos.ownershipStrength);
+                        qos.exclusiveOwnership, qos.ownershipStrength, qos.liveliness,
+                        qos.livelinessLease, qos.destinationOrder, qos.presentation,
+                        qos.coherentAccess, qos.orderedAccess, qos.latencyBudget);
     };
     return all(a) == all(b);
 }

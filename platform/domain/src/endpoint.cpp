@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 
 #include "qddscdr/error_text.h"
 
@@ -34,8 +35,22 @@ Qos commonQos(const DDS_EndpointQos &qos)
     constexpr std::array<dds_ignorelocal_kind_t, 3> ignoreKinds = {
         DDS_IGNORELOCAL_NONE, DDS_IGNORELOCAL_PARTICIPANT, DDS_IGNORELOCAL_PROCESS};
     dds_qset_ignorelocal(made.get(), ignoreKinds[static_cast<size_t>(qos.ignoreLocal)]);
+    // The numbers are those of the engine.
+    dds_qset_liveliness(made.get(), static_cast<dds_liveliness_kind_t>(qos.liveliness),
+                        qos.livelinessLease == 0 ? DDS_INFINITY : qos.livelinessLease);
+    dds_qset_destination_order(made.get(),
+                               static_cast<dds_destination_order_kind_t>(qos.destinationOrder));
+    dds_qset_latency_budget(made.get(), qos.latencyBudget);
+    if (qos.userData != nullptr) {
+        dds_qset_userdata(made.get(), qos.userData, std::strlen(qos.userData));
+    }
     return made;
 }
+
+static_assert(DDS_LIVELINESS_MANUAL_BY_TOPIC == static_cast<int>(DDS_MANUAL_BY_TOPIC_LIVELINESS) &&
+              DDS_DESTINATIONORDER_BY_SOURCE_TIMESTAMP ==
+                  static_cast<int>(DDS_BY_SOURCE_DESTINATION_ORDER) &&
+              DDS_PRESENTATION_GROUP == static_cast<int>(DDS_GROUP_PRESENTATION));
 
 dds_reliability_kind_t reliability(const DDS_EndpointQos &qos)
 {
@@ -49,14 +64,16 @@ bool checkQos(const DDS_EndpointQos &qos, DDS_ErrorText *error)
         const char *name;
         int64_t value;
     };
-    const std::array<Figure, 8> figures = {{{"history depth", qos.historyDepth},
-                                            {"durable depth", qos.durableDepth},
-                                            {"most samples", qos.maxSamples},
-                                            {"deadline", qos.deadline},
-                                            {"lifespan", qos.lifespan},
-                                            {"time-based filter", qos.timeBasedFilter},
-                                            {"write timeout", qos.writeTimeout},
-                                            {"ownership strength", qos.ownershipStrength}}};
+    const std::array<Figure, 10> figures = {{{"history depth", qos.historyDepth},
+                                             {"durable depth", qos.durableDepth},
+                                             {"most samples", qos.maxSamples},
+                                             {"deadline", qos.deadline},
+                                             {"lifespan", qos.lifespan},
+                                             {"time-based filter", qos.timeBasedFilter},
+                                             {"write timeout", qos.writeTimeout},
+                                             {"ownership strength", qos.ownershipStrength},
+                                             {"liveliness lease", qos.livelinessLease},
+                                             {"latency budget", qos.latencyBudget}}};
     for (const Figure &figure : figures) {
         if (figure.value < 0) {
             setError(error, "%s is negative", figure.name);
@@ -70,6 +87,12 @@ bool checkQos(const DDS_EndpointQos &qos, DDS_ErrorText *error)
     }
     if (static_cast<unsigned>(qos.ignoreLocal) > DDS_IGNORE_LOCAL_PROCESS) {
         setError(error, "unknown kind %d of ignoring local endpoints", qos.ignoreLocal);
+        return false;
+    }
+    if (static_cast<unsigned>(qos.liveliness) > DDS_MANUAL_BY_TOPIC_LIVELINESS ||
+        static_cast<unsigned>(qos.destinationOrder) > DDS_BY_SOURCE_DESTINATION_ORDER ||
+        static_cast<unsigned>(qos.presentation) > DDS_GROUP_PRESENTATION) {
+        setError(error, "unknown kind of liveliness, destination order or presentation");
         return false;
     }
     if (qos.representation != DDS_XCDR1_REPRESENTATION &&
@@ -148,6 +171,9 @@ Qos groupQos(const DDS_EndpointQos &qos)
     for (int32_t i = 0; i < count; ++i) {
         names.push_back(*DDS_StringSeq_get_reference(qos.partitions, i));
     }
+    dds_qset_presentation(made.get(),
+                          static_cast<dds_presentation_access_scope_kind_t>(qos.presentation),
+                          qos.coherentAccess != 0, qos.orderedAccess != 0);
     if (!names.empty()) {
         dds_qset_partition(made.get(), static_cast<uint32_t>(names.size()), names.data());
     }
@@ -194,6 +220,7 @@ Qos writerQos(const DDS_EndpointQos &qos, int64_t blocking)
     dds_qset_reliability(made.get(), reliability(qos), blocking);
     dds_qset_lifespan(made.get(), qos.lifespan == 0 ? DDS_INFINITY : qos.lifespan);
     dds_qset_ownership_strength(made.get(), qos.ownershipStrength);
+    dds_qset_transport_priority(made.get(), qos.transportPriority);
     dds_qset_writer_data_lifecycle(made.get(), qos.autodispose != 0);
     if (qos.durability == DDS_TRANSIENT_LOCAL_DURABILITY) {
         const int32_t depth = qos.durableDepth != 0 ? qos.durableDepth : qos.historyDepth;

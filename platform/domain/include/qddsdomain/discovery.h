@@ -25,6 +25,15 @@ struct DDS_DiscoveredQos {
     int32_t exclusiveOwnership;
     /** Writers: strength in the contest for an instance. */
     int32_t ownershipStrength;
+    DDS_LivelinessKind liveliness;
+    /** Longest time without a sign of life. */
+    int64_t livelinessLease;
+    DDS_DestinationOrderKind destinationOrder;
+    DDS_PresentationScope presentation;
+    int32_t coherentAccess;
+    int32_t orderedAccess;
+    /** 0 is none. */
+    int64_t latencyBudget;
 };
 
 /** One reader or writer of another process. */

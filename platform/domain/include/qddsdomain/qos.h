@@ -29,6 +29,26 @@ typedef enum DDS_IgnoreLocalKind {
     DDS_IGNORE_LOCAL_PROCESS = 2
 } DDS_IgnoreLocalKind;
 
+/** Who says that a writer is alive. With a manual kind each write does, and nothing else. */
+typedef enum DDS_LivelinessKind {
+    DDS_AUTOMATIC_LIVELINESS = 0,
+    DDS_MANUAL_BY_PARTICIPANT_LIVELINESS = 1,
+    DDS_MANUAL_BY_TOPIC_LIVELINESS = 2
+} DDS_LivelinessKind;
+
+/** By which time the samples of several writers are put in order. */
+typedef enum DDS_DestinationOrderKind {
+    DDS_BY_RECEPTION_DESTINATION_ORDER = 0,
+    DDS_BY_SOURCE_DESTINATION_ORDER = 1
+} DDS_DestinationOrderKind;
+
+/** What coherent and ordered access is about. The engine compares it and does no more. */
+typedef enum DDS_PresentationScope {
+    DDS_INSTANCE_PRESENTATION = 0,
+    DDS_TOPIC_PRESENTATION = 1,
+    DDS_GROUP_PRESENTATION = 2
+} DDS_PresentationScope;
+
 /** Fields that a reader or writer has no use for are not looked at. Times are nanoseconds; 0 is "no
  * limit" where nothing else is said. */
 struct DDS_EndpointQos {
@@ -71,6 +91,19 @@ struct DDS_EndpointQos {
     /** Writers: how long a write may wait for slow readers; 0 does not wait. A full reader of this
      * process may keep it waiting when local endpoints are not ignored. */
     int64_t writeTimeout;
+    DDS_LivelinessKind liveliness;
+    /** Longest time without a sign of life. */
+    int64_t livelinessLease;
+    DDS_DestinationOrderKind destinationOrder;
+    DDS_PresentationScope presentation;
+    int32_t coherentAccess;
+    int32_t orderedAccess;
+    /** How long samples may be held back to be sent together; 0 is not at all. */
+    int64_t latencyBudget;
+    /** Writers. */
+    int32_t transportPriority;
+    /** What peers see of the endpoint; null is nothing. Not owned. */
+    const char *userData;
 };
 
 QDDSDOMAIN_END
