@@ -74,7 +74,8 @@ TEST(DiscoveryRule, PutsNamesInOncePerPlace)
     // Another name at the other end, and properties of the announced one by pattern.
     rule.rename = {{std::regex("x"), "y"}, {std::regex("\\$\\{(.)(.*)\\}"), "$2/$1"}};
     rule.route.input.properties = {{"a", "1"}, {"b", "2"}};
-    rule.qos = {{{{"*"}, {}, {}}, {{"b", "3"}, {"c", "4"}}}, {{{"x"}, {}, {}}, {{"a", "9"}}},
+    rule.qos = {{{{"*"}, {}, {}}, {{"b", "3"}, {"c", "4"}}},
+                {{{"x"}, {}, {}}, {{"a", "9"}}},
                 {{{}, {}, {"a"}}, {{"c", "5"}}}};
     const RouteSettings renamed = routeFor(rule, stream, "T", nullptr);
     EXPECT_EQ(renamed.name, route.name);

@@ -562,7 +562,7 @@ class FerryTest(Ferry):
                    self.directory / "rows", code=0)
         self.ferry("run", self.directory / "rows.yaml", "--until-idle=0.2", code=0)
         self.assertEqual([list(json.loads(line).values()) for line in lines("rows.out.jsonl")],
-                         [[1, 2.5], [2, 0.0]])
+                         [[1, 2.5], [2, None]])
 
     def test_dead_letters_are_listed_retried_and_dropped(self):
         (self.directory / "in.csv").write_text("id,text\n1,a\n2,toolong\nx,c\n4,d\n5,toolong\n")

@@ -343,6 +343,11 @@ void IdlPreprocessor::obeyPragma(const std::string &rest)
         throw IdlFault(fmt::format("#pragma {} needs a type", all[0]));
     }
     list.members.erase(list.members.begin());
+    const std::size_t dot = list.type.find('.');
+    if (list.members.empty() && dot != std::string::npos) { // "Type.member"
+        list.members.push_back(list.type.substr(dot + 1));
+        list.type.erase(dot);
+    }
     list.place = fmt::format("{}:{}", joined_->sourceName(place_.source), place_.line);
     list.line = joined_->lines();
     joined_->keyLists.push_back(list);

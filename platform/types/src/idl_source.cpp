@@ -50,6 +50,21 @@ bool isName(std::string_view word, char behind)
     return behind != '\0' && std::strchr(";,[=}", behind) != nullptr && isLaterKeyword(word);
 }
 
+/// Words that other compilers take in another form, none of them longer for the parser.
+std::string_view asParserHasIt(std::string_view word)
+{
+    static constexpr std::pair<std::string_view, std::string_view> words[] = {
+        {"true", "TRUE"},
+        {"false", "FALSE"},
+        {"FINAL_EXTENSIBILITY", "FINAL"},
+        {"APPENDABLE_EXTENSIBILITY", "APPENDABLE"},
+        {"EXTENSIBLE_EXTENSIBILITY", "APPENDABLE"},
+        {"MUTABLE_EXTENSIBILITY", "MUTABLE"}};
+    const auto found = std::find_if(std::begin(words), std::end(words),
+                                    [&](const auto &each) { return each.first == word; });
+    return found != std::end(words) ? found->second : word;
+}
+
 /// What the parser understands and the reader judges.
 constexpr std::string_view knownAnnotations[] = {"appendable",
                                                  "autoid",
@@ -61,7 +76,6 @@ constexpr std::string_view knownAnnotations[] = {"appendable",
                                                  "final",
                                                  "id",
                                                  "key",
-                                                 "must_understand",
                                                  "mutable",
                                                  "nested",
                                                  "optional",
@@ -104,6 +118,15 @@ std::string nearestAnnotation(const std::string &word)
         }
     }
     return "";
+}
+
+const char *behindBlanks(const char *at)
+{
+    while (std::isspace(static_cast<unsigned char>(*at)) != 0 ||
+           (*at == '/' && quotedLength(at) > 0)) {
+        at += *at == '/' ? quotedLength(at) : 1;
+    }
+    return at;
 }
 
 const char *nameEnd(const char *at)
@@ -205,6 +228,11 @@ bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
     if (*at == ';' || *at == '{' || *at == '}') {
         endDeclaration();
     }
+    if (*at == ',' && *behindBlanks(at + 1) == '}') { // which enums of other compilers may have
+        copy(' ');
+        ++at;
+        return true;
+    }
     copy(*at++);
     return true;
 }
@@ -226,7 +254,9 @@ void IdlSource::copyWord(const char *&at)
     if (isName(name, *behind)) {
         insert('_');
     }
-    std::for_each(name.begin(), name.end(), [this](char character) { copy(character); });
+    const std::string_view written = asParserHasIt(name);
+    std::for_each(written.begin(), written.end(), [this](char character) { copy(character); });
+    blank(at + written.size(), at + length);
     at += length;
 }
 
@@ -244,6 +274,11 @@ bool IdlSource::copyAnnotation(const char *&at, DDS_ErrorText *error)
         copy('@');
         std::for_each(word.begin(), word.end(), [this](char character) { copy(character); });
         at = name + length;
+        if (word == "topic") { // what it says of the topic is not for the types
+            const char *const end = endOfAnnotation(name);
+            blank(at, end);
+            at = end;
+        }
         return true;
     }
     const std::string meant = nearestAnnotation(word);
