@@ -6,7 +6,7 @@
 
 #include <fmt/format.h>
 
-#include "config/text.h"
+#include "config/expand.h"
 #include "launcher/start.h"
 #include "process/exit_code.h"
 #include "settings/suggestion.h"
@@ -22,8 +22,7 @@ Properties expanded(const StreamSource &source, const std::string &directory)
     for (auto &[name, value] : all) {
         const std::string missing = expand(value, directory);
         if (!missing.empty()) {
-            throw std::runtime_error(
-                fmt::format("property \"{}\" needs {}, which is not there", name, missing));
+            throw std::runtime_error(fmt::format("property \"{}\" {}", name, missing));
         }
     }
     return all;
