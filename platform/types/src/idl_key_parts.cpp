@@ -130,6 +130,7 @@ const DDS_TypeCode *IdlKeyParts::rebuiltStruct(const DDS_TypeCode *type)
         DDS_TypeCode_create_struct(type->name.c_str(), base, type->extensibility, members.data(),
                                    static_cast<uint32_t>(members.size()), &why_);
     std::vector<DDS_MemberDefault> defaults;
+    defaults.reserve(values.size());
     for (const auto &[member, value] : values) {
         defaults.push_back({member.c_str(), value.c_str()});
     }
