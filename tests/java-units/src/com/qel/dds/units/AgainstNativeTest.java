@@ -19,9 +19,9 @@ public class AgainstNativeTest {
 
     /** So small that things often come to lie where others were whose positions are known. */
     private static final TypeCode SMALL = TypeCode.fromIdl(
-            "struct Word { octet o; @default(\"some\") string w; @default(7) double d; }; struct Small "
-            + "{ sequence<octet> front; sequence<sequence<string>> words[2]; Word word; "
-            + "@default(2) short s; sequence<Word> more; };", null);
+            "struct Word { octet o; @default(\"some\") string w; @default(7) double d; }; "
+            + "struct Small { sequence<octet> front; sequence<sequence<string>> words[2]; "
+            + "Word word; @default(2) short s; sequence<Word> more; };", null);
 
     /** Whose places are known without looking at the sample, up to the last one. */
     private static final TypeCode FIXED = TypeCode.fromIdl("struct Part { octet o; double d; short"
