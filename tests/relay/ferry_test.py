@@ -536,7 +536,7 @@ class FerryTest(Ferry):
                                             f"--set=naming={naming}", code=0).stdout, row)
             stem = self.directory / "heard"
             self.assertIn('did you mean "rt/chatter"?', self.ferry(
-                "new", "config", "--topic=rt/chater", "--domain=79", stem, code=2).stderr)
+                "new", "config", "--topic=rt/chattr", "--domain=79", stem, code=2).stderr)
             self.ferry("new", "config", "--topic=rt/chatter", "--domain=79", stem, code=0)
             self.ferry("check", f"{stem}.yaml", code=0)
             self.ferry("run", f"{stem}.yaml", "--until-idle=0.2", "--after-first", code=0)
