@@ -373,6 +373,9 @@ class FerryTest(Ferry):
         root = pathlib.Path(EXAMPLES).parent.parent
         seen = 0
         self.ferry("new", "keys", self.directory / "keys", "--node", "plant", code=0)
+        (self.directory / "std_msgs" / "msg").mkdir(parents=True)
+        (self.directory / "std_msgs" / "msg" / "String.idl").write_text(
+            "module std_msgs { module msg { struct String { string data; }; }; };")
         for page in [root / "README.md", *sorted((root / "docs").glob("*.md"))]:
             text = page.read_text(encoding="utf-8")
             indented = [textwrap.dedent(block)
