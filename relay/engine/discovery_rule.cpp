@@ -33,9 +33,15 @@ bool fits(const StreamPatterns &patterns, const AnnouncedStream &stream)
            (patterns.partition.empty() || matchesAny(patterns.partition, stream.partitions));
 }
 
+/// In bytes. A regular expression takes stack for each byte of a name, and a peer chooses the name.
+constexpr std::size_t longestRenamed = 1024;
+
 /// What the stream is called at the other end.
 std::string otherNameOf(const DiscoverySettings &rule, const AnnouncedStream &stream)
 {
+    if (stream.name.size() > longestRenamed) {
+        return stream.name;
+    }
     for (const RenameSettings &rename : rule.rename) {
         std::smatch match;
         if (std::regex_match(stream.name, match, rename.from)) {

@@ -82,6 +82,11 @@ TEST(DiscoveryRule, PutsNamesInOncePerPlace)
     EXPECT_EQ(renamed.outputs[0].stream, "ype/t-T-a,b]-${other}");
     EXPECT_EQ(Properties(renamed.input.properties.begin(), renamed.input.properties.begin() + 3),
               (Properties{{"a", "1"}, {"b", "3"}, {"c", "5"}}));
+    // A peer's name may have any length, and must not cost the stack.
+    rule.rename = {{std::regex("(.*)"), "renamed"}};
+    stream.name = std::string(200000, 'x');
+    EXPECT_EQ(routeFor(rule, stream, "T", nullptr).outputs[0].stream.find("renamed"),
+              std::string::npos);
     stream.name = "\xF0\x9F\x98\x80";
     EXPECT_NE(rejectionOf(routeFor(rule, stream, "T", nullptr)), "");
 }
