@@ -105,19 +105,28 @@ StateResult StoreFile::addOwner()
         std::max(settings_.firstNumber != 0 ? settings_.firstNumber : timeAsNumber(), counts_.next);
     counts.dropped = counts_.dropped;
     counts.damaged = counts_.damaged + counts_.samples;
-    StateResult result = database_.query("INSERT INTO store VALUES (?, ?, ?, ?, ?, 0, 0, ?, ?)")
-                             .bind(settings_.route)
-                             .bind(settings_.output)
-                             .bind(name)
-                             .bind(idl)
-                             .bind(counts.next)
-                             .bind(counts.dropped)
-                             .bind(counts.damaged)
-                             .run();
+    Transaction transaction(database_);
+    StateResult result = transaction.begin();
+    if (result.ok()) {
+        result = database_.query("INSERT INTO store VALUES (?, ?, ?, ?, ?, 0, 0, ?, ?)")
+                     .bind(settings_.route)
+                     .bind(settings_.output)
+                     .bind(name)
+                     .bind(idl)
+                     .bind(counts.next)
+                     .bind(counts.dropped)
+                     .bind(counts.damaged)
+                     .run();
+    }
+    if (result.ok()) {
+        result = marks_.replace(database_);
+    }
+    if (result.ok()) {
+        result = transaction.commit();
+    }
     if (result.ok()) {
         counts_ = counts;
         known_ = true;
-        result = marks_.replace(database_);
     }
     return result;
 }
