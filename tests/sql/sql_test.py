@@ -127,9 +127,11 @@ class SqlTest(unittest.TestCase):
 
     def test_junit_over_the_server(self):
         docs = pathlib.Path(EXAMPLES).parent / "docs" / "sql-adapter.md"
-        server = [f"-Dsql.url=jdbc:{self.server.url()}", f"-Dsql.docs={docs}",
+        steps = pathlib.Path(__file__).parent / "data" / "steps.txt"
+        server = [f"-Dsql.url=jdbc:{self.server.url()}", f"-Dsql.docs={docs}", f"-Dsteps={steps}",
                   "-Duser.timezone=Europe/Berlin"]  # With hours that it leaves out in spring.
-        for options, names in [(server, ["ReadTest", "WriteTest", "TroubleTest", "TypesTest"]),
+        for options, names in [(server, ["ReadTest", "WriteTest", "TroubleTest", "StepsTest",
+                                         "TypesTest"]),
                                ([f"-Dsql.docs={docs}"], ["TypesTest"])]:
             tests = [f"com.qel.ferrion.adapters.sql.{name}" for name in names]
             result = subprocess.run(

@@ -6,14 +6,8 @@ import static org.junit.Assert.assertTrue;
 import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.StreamReader;
-import com.qel.ferrion.adapter.infrastructure.AdapterException;
-import java.nio.file.Files;
-import java.nio.file.Path;
 import java.util.ArrayList;
 import java.util.List;
-import java.util.Set;
-import java.util.stream.Collectors;
-import org.junit.Assert;
 import org.junit.Rule;
 import org.junit.Test;
 
@@ -90,53 +84,6 @@ public class ReadTest {
         return seen;
     }
 
-    /** Rows without a place in the order come last, also over restarts, and none comes twice. */
-    @Test
-    public void rowsWithoutAPlaceAreReadLast() throws Exception {
-        for (String batch : new String[] {"1", "2", "100"}) {
-            rig.sql("DROP TABLE IF EXISTS odd", "CREATE TABLE odd (id INT PRIMARY KEY, t INT)",
-                    "INSERT INTO odd VALUES (1, NULL), (2, 5), (3, NULL), (4, 1), (5, NULL)");
-            String[] properties = {"order_by", "t", "order_nulls", "last", "nulls", "default",
-                "batch", batch, "position_file", rig.folder.getRoot() + "/p" + batch};
-            StreamReader reader = rig.reader("odd", ROW, properties);
-            assertEquals("[4, 2, 1, 3, 5]", ids(rig.readUntil(reader, 5)));
-            rig.sql("INSERT INTO odd VALUES (6, NULL), (7, 5), (8, 9)");
-            assertEquals(Set.of(6, 7, 8), rig.readUntil(reader, 3).stream()
-                    .map(each -> each.getInt("id")).collect(Collectors.toSet()));
-            rig.connection.deleteStreamReader(reader);
-            rig.sql("INSERT INTO odd VALUES (9, NULL), (10, 10)");
-            StreamReader second = rig.reader("odd", ROW, properties);
-            assertEquals("[10, 9]", ids(rig.readUntil(second, 2)));
-            assertEquals(0, rig.read(second, false).size());
-            rig.connection.deleteStreamReader(second);
-        }
-        assertEquals(List.of(), rig.errors);
-        rejected("property \"order_nulls\": the query has no primary key", "s", "query",
-                "SELECT * FROM odd", "order_by", "t", "order_nulls", "last");
-    }
-
-    private static String ids(List<DynamicData> samples) {
-        return samples.stream().map(each -> each.getInt("id")).toList().toString();
-    }
-
-    /** What was fetched beforehand is given up when rows or settings can have come in between. */
-    @Test
-    public void readingAheadHidesNothing() throws Exception {
-        rig.sql("DROP TABLE IF EXISTS gaps", "CREATE TABLE gaps (id INT PRIMARY KEY, t INT)",
-                "INSERT INTO gaps VALUES (10, 1), (20, 1), (30, 1), (40, NULL), (50, 1)");
-        StreamReader reader = rig.reader("gaps", ROW, "batch", "1", "report", "0s");
-        assertEquals(10, rig.read(reader, false).get(0).getInt("id"));
-        Thread.sleep(1100);
-        rig.sql("INSERT INTO gaps VALUES (15, 1)");
-        for (int id : new int[] {15, 20}) {
-            assertEquals(id, rig.read(reader, false).get(0).getInt("id"));
-        }
-        reader.update(Rig.properties("batch", "2", "poll", "10ms", "report", "0s"));
-        assertEquals(1, rig.read(reader, false).size());
-        assertEquals(1, rig.bad);
-        assertEquals(50, rig.read(reader, false).get(0).getInt("id"));
-    }
-
     /** A position goes through a file, and which ones are equal only the database knows. */
     @Test
     public void anyTypeCanBeTheOrder() throws Exception {
@@ -159,65 +106,6 @@ public class ReadTest {
                         distinct(drain(ID, way.split(" ", 2), 1, -1, true)));
             }
         }
-    }
-
-    @Test
-    public void whatHasNoPlaceOrNoValueIsToldByItsKey() throws Exception {
-        rig.sql("DROP TABLE IF EXISTS holes", "CREATE TABLE holes (id INT PRIMARY KEY, t INT)",
-                "INSERT INTO holes VALUES (1, NULL), (2, 5), (3, NULL), (4, 1)");
-        StreamReader reader = rig.reader("holes", ROW, "order_by", "t", "report", "0s",
-                "count_nulls", "10ms");
-        assertEquals(2, rig.read(reader, false).size());
-        assertEquals("[2 rows of \"holes\" have NULL in t or id and are not read]",
-                rig.errors.toString());
-        assertEquals(2, rig.bad);
-        rig.sql("INSERT INTO holes VALUES (5, NULL)");
-        for (int i = 0; i < 500 && rig.errors.size() < 2; i++) {
-            Thread.sleep(10);
-            assertEquals(0, rig.read(reader, false).size());
-        }
-        assertTrue(rig.errors.get(1), rig.errors.get(1).startsWith("3 rows"));
-        assertEquals(3, rig.bad);
-
-        rig.errors.clear();
-        StreamReader second = rig.reader("s", ROW, "query", "SELECT * FROM holes", "order_by",
-                "id, t", "batch", "1");
-        assertEquals(1, rig.read(second, false).size() * rig.read(second, false).size());
-        assertEquals(0, rig.read(second, false).size());
-        assertTrue(rig.errors.toString(), rig.errors.get(0).startsWith("3 rows"));
-
-        rig.errors.clear();
-        // The first is reported at once, the others together: here at the end of the rows.
-        StreamReader byKey = rig.reader("holes", ROW, "batch", "1");
-        rig.bad = 0;
-        assertEquals(2, rig.readUntil(byKey, 2).size());
-        assertEquals(0, rig.read(byKey, false).size() + rig.read(byKey, false).size());
-        assertEquals(3, rig.bad);
-        assertEquals("\"holes\", row id=1: t: NULL, for which a long has no value",
-                rig.errors.get(0).split("\n")[0]);
-        StreamReader filled = rig.reader("holes", ROW, "nulls", "default", "batch", "1");
-        for (int t : new int[] {0, 5, 0, 1, 0}) {
-            assertEquals(t, rig.read(filled, false).get(0).getInt("t"));
-        }
-        StreamReader stops = rig.reader("holes", ROW, "on_bad_row", "stop", "report", "1h",
-                "poll", "1h");
-        assertEquals(0, rig.read(stops, false).size());
-        stops.update(Rig.properties("on_bad_row", "skip", "batch", "3", "poll", "10ms"));
-        assertEquals(1, rig.read(stops, false).size());
-        assertEquals(1, rig.read(stops, false).size());
-        assertEquals(0, rig.read(stops, false).size());
-        rig.sql("INSERT INTO holes VALUES (6, 100)");
-        for (int i = 0; i < 500 && rig.read(stops, false).isEmpty(); i++) {
-            assertTrue("not looked for", i < 499);
-            Thread.sleep(10);
-        }
-        // What a row in the way follows is acknowledged, and no more: it comes once it is mended.
-        rig.sql("INSERT INTO holes VALUES (7, 1), (8, NULL), (9, 2)");
-        stops.update(Rig.properties("on_bad_row", "stop"));
-        assertEquals(1, rig.read(stops, false).size());
-        rig.sql("UPDATE holes SET t = 8 WHERE id = 8");
-        stops.update(Rig.properties("on_bad_row", "skip"));
-        assertEquals(8, rig.read(stops, false).get(0).getInt("t"));
     }
 
     @Test
@@ -269,39 +157,5 @@ public class ReadTest {
                 assertEquals(where, cell[3], Field.of(type).get(0).text(found.get(0)));
             }
         }
-    }
-
-    @Test
-    public void aPositionHasOneOwnerAndOneOrder() throws Exception {
-        rig.sql("DROP TABLE IF EXISTS one", "CREATE TABLE one (id INT PRIMARY KEY, t INT)",
-                "INSERT INTO one VALUES (1, 2)");
-        String file = rig.folder.getRoot() + "/p";
-        StreamReader reader = rig.reader("one", ROW, "position_file", file);
-        rig.read(reader, false);
-        rejected("is another reader's", "one", "position_file", file);
-        rig.connection.deleteStreamReader(reader);
-        rejected("says \"position by id\" instead of \"position by t, id\"", "one", "position_file",
-                file, "order_by", "t");
-        String[][] damaged = {{"", "says \"\" instead of \"position by id\""},
-            {"position by id\n", "damaged"}, {"position by id\nx1\n", "damaged"},
-            {"position by id\n\n", "damaged"}, {"position by id\ni1\ni2\n", "damaged"}};
-        for (String[] each : damaged) {
-            Files.writeString(Path.of(file), each[0]);
-            rejected(each[1], "one", "position_file", file);
-        }
-        rejected("a table or a query, not both", "s", "table", "one", "query", "SELECT 1");
-        rejected("has no column for any member", "s", "query", "SELECT 1 AS other");
-        rejected("there is no table \"once\"; did you mean \"one\"?", "once");
-        rejected("has no column \"idd\"; did you mean \"id\"?", "one", "order_by", "idd");
-        rejected("has no primary key: property \"order_by\"", "x", "query", "SELECT * FROM one");
-        rig.sql("DROP TABLE IF EXISTS two", "CREATE TABLE two (id INT, rowid INT, t INT)");
-        rejected(rig.server ? "has no primary key, and the server" : "row ids change with VACUUM",
-                "two");
-    }
-
-    private void rejected(String why, String table, String... pairs) {
-        String text = Assert.assertThrows(AdapterException.class,
-                () -> rig.reader(table, ROW, pairs)).getMessage();
-        assertTrue(text, text.contains(why));
     }
 }

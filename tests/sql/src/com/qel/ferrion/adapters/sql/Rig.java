@@ -41,7 +41,7 @@ final class Rig extends ExternalResource {
     long bad;
     /** What the host is to set aside. */
     final List<RejectedRecord> records = new ArrayList<>();
-    /** Of the last read: how many samples reported an instance's end. */
+    /** How many samples reported an instance's end. */
     long ends;
     boolean server;
     String url;
@@ -155,7 +155,7 @@ final class Rig extends ExternalResource {
         } catch (AdapterException e) {
             errors.add(e.getMessage());
         }
-        ends = infos.stream().filter(info -> !((SampleInfo) info).valid_data).count();
+        ends += infos.stream().filter(info -> !((SampleInfo) info).valid_data).count();
         List<DynamicData> copies = new ArrayList<>();
         for (Object sample : samples) {
             DynamicData copy = new DynamicData(((DynamicData) sample).type(), null);

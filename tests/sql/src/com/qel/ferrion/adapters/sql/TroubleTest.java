@@ -15,13 +15,11 @@ import com.qel.ferrion.adapter.StreamWriter;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamInfo;
 import com.qel.ferrion.kit.AdapterSettings.Role;
-import com.qel.ferrion.kit.RejectedRecord;
 import com.qel.ferrion.kit.SamplePool;
 import com.qel.ferrion.kit.Settings;
 import com.qel.ferrion.kit.Watch;
 import java.io.PrintWriter;
 import java.io.StringWriter;
-import java.nio.charset.StandardCharsets;
 import java.nio.file.Files;
 import java.nio.file.Path;
 import java.sql.SQLException;
@@ -32,7 +30,6 @@ import java.util.List;
 import java.util.concurrent.Callable;
 import java.util.concurrent.CountDownLatch;
 import java.util.stream.Stream;
-import org.junit.Assume;
 import org.junit.Rule;
 import org.junit.Test;
 
@@ -115,19 +112,6 @@ public class TroubleTest {
         rig.sql("DROP TABLE changing", "CREATE TABLE changing (id INTEGER PRIMARY KEY, v TEXT, "
                 + "more INT NOT NULL)");
         assertEquals(0, Rig.writeAll(writer, List.of(row(1, "a"), row(2, "b"))));
-    }
-
-    /** Whoever holds a lock for ever holds up nobody who is only being made. */
-    @Test(timeout = 60_000)
-    public void nobodyIsMadeWaitForALock() throws Exception {
-        rig.sql("DROP TABLE IF EXISTS held", "CREATE TABLE held (id INT PRIMARY KEY, v TEXT)");
-        rig.use("network_timeout", "1h");
-        rig.sql(rig.server ? "BEGIN; LOCK TABLE held" : "BEGIN EXCLUSIVE");
-        StreamReader reader = rig.reader("held", ROW);
-        StreamWriter writer = rig.writer("held", ROW);
-        rig.sql("COMMIT");
-        assertEquals(1, Rig.write(writer, List.of(row(1, "a")), List.of()));
-        assertEquals("a", rig.readUntil(reader, 1).get(0).getString("v"));
     }
 
     /** Six readers and their watch over two connections, of which one at a time may be in use. */
@@ -261,118 +245,6 @@ public class TroubleTest {
         }
     }
 
-    /** What check tries, and that nothing is left of it. */
-    @Test
-    public void aCheckFindsWhatWouldFailAndLeavesNothing() throws Exception {
-        Path root = rig.folder.getRoot().toPath();
-        rig.sql("DROP TABLE IF EXISTS checked", "DROP TABLE IF EXISTS later",
-                "CREATE TABLE checked (id INT PRIMARY KEY, v TEXT)");
-        Files.createDirectory(root.resolve("folder"));
-        Files.writeString(root.resolve("file"), "");
-        List<String> before = listing(root);
-        String check = "qel.ferrion.check";
-        rig.use(check, "true");
-        rig.connection.deleteStreamReader(rig.reader("checked", ROW, check, "true",
-                "position_file", root + "/new/below/p"));
-        for (String table : new String[] {"checked", "later"}) {
-            rig.connection.deleteStreamWriter(rig.writer(table, ROW, check, "true", "create",
-                    "true", "reject_file", root + "/new/below/r"));
-        }
-        assertEquals(before, listing(root));
-        assertThrows(AdapterException.class, () -> rig.writer("later", ROW, check, "true"));
-        assertThrows(AdapterException.class, () -> rig.reader("checked", ROW, check, "true",
-                "position_file", root + "/file/p"));
-        assertThrows(AdapterException.class, () -> rig.reader("checked", ROW, check, "true",
-                "position_file", root + "/folder"));
-        assertThrows(AdapterException.class, () -> rig.writer("checked", ROW, check, "true",
-                "reject_file", root + "/file/r"));
-        if (rig.server) {
-            rig.sql("DROP ROLE IF EXISTS reader", "CREATE ROLE reader LOGIN",
-                    "GRANT SELECT ON checked TO reader");
-            rig.url = rig.url.replace("user=tester", "user=reader");
-            rig.use(check, "true");
-            rig.connection.deleteStreamReader(rig.reader("checked", ROW, check, "true"));
-            assertThrows(AdapterException.class, () -> rig.writer("checked", ROW, check, "true"));
-            rig.use("driver.options", "-c default_transaction_read_only=on");
-            assertThrows(AdapterException.class, () -> rig.writer("checked", ROW, check, "true"));
-            rig.url = "jdbc:postgresql://127.0.0.1:1/down";
-            assertThrows(AdapterException.class, () -> rig.connect(check, "true"));
-        } else {
-            rig.use("driver.open_mode", "1");
-            assertThrows(AdapterException.class, () -> rig.writer("checked", ROW, check, "true"));
-            rig.url = "jdbc:sqlite:" + root + "/none.db";
-            rig.use();
-            assertTrue(assertThrows(AdapterException.class, () -> rig.writer("checked", ROW))
-                    .getMessage().endsWith("\"create: true\" makes it"));
-            rig.url = "jdbc:sqlite:" + root + "/folder";
-            assertTrue(assertThrows(AdapterException.class, () -> rig.connect(check, "true"))
-                    .getMessage().endsWith("is a directory"));
-        }
-        assertEquals(before, listing(root));
-    }
-
-    private List<String> listing(Path root) throws Exception {
-        try (Stream<Path> all = Files.walk(root)) {
-            List<String> found = new ArrayList<>(all.map(Path::toString).sorted().toList());
-            found.add(rig.rows(rig.server ? "SELECT tablename FROM pg_tables WHERE tablename = "
-                    + "'later'" : "SELECT name FROM sqlite_master"));
-            return found;
-        }
-    }
-
-    /** Exact names first, then those of IDL, then any case; no sign is a pattern. */
-    @Test
-    public void namesFindTheirColumns() throws Exception {
-        String names = "id INT PRIMARY KEY, \"temp\" INT, \"a b\" INT, \"a-b\" INT, \"温度\" INT, "
-                + "\"湿度\" INT, \"9\" INT, \"long\" INT, \"long_\" INT"
-                + (rig.server ? ", \"Temp\" INT" : "");
-        String schema = rig.server ? "a_b" : null;
-        rig.sql("DROP TABLE IF EXISTS \"odd_\"");
-        if (rig.server) {
-            rig.sql("DROP SCHEMA IF EXISTS a_b CASCADE", "DROP SCHEMA IF EXISTS axb CASCADE",
-                    "CREATE SCHEMA a_b", "CREATE SCHEMA axb", "CREATE TABLE axb.wrong (id INT)",
-                    "CREATE TABLE axb.\"odd_\" (id INT)", "CREATE TABLE a_b.hidden (id INT)",
-                    "DROP ROLE IF EXISTS looker", "CREATE ROLE looker LOGIN");
-        }
-        String table = rig.server ? "a_b.\"odd_\"" : "\"odd_\"";
-        rig.sql("CREATE TABLE " + table + " (" + names + ")");
-        int columns = rig.server ? 10 : 9;
-        rig.sql("INSERT INTO " + table + " VALUES (1, 2, 3, 4, 5, 6, 7, 8, 9"
-                + (rig.server ? ", 10)" : ")"));
-        String[] discover = {"discover", "true"};
-        if (rig.server) {
-            rig.sql("GRANT USAGE ON SCHEMA a_b TO looker", "GRANT ALL ON a_b.odd_ TO looker");
-            discover = new String[] {"discover", "true", "schema", schema};
-            rig.use("schema", schema);
-            rig.url = rig.url.replace("user=tester", "user=looker");
-        }
-        List<StreamInfo> found = rig.announced("odd_", discover);
-        assertEquals("[odd_]", found.stream()
-                .map(StreamInfo::getStreamName).toList().toString());
-        TypeCode type = (TypeCode) found.get(0).getTypeInfo().getTypeRepresentation();
-        List<String> members = type.members().stream().map(each -> each.name()).toList();
-        assertEquals("[id, temp, a_b, a_b_, c__, c___, c9, long__, long_"
-                + (rig.server ? ", Temp_]" : "]"), members.toString());
-        rig.sql("CREATE TABLE " + (rig.server ? "a_b." : "") + "copy (" + names + ")");
-        StreamReader reader = rig.reader("odd_", type);
-        DynamicData sample = rig.readUntil(reader, 1).get(0);
-        for (int i = 0; i < columns; i++) {
-            assertEquals(members.get(i), i + 1, sample.getLong(members.get(i)));
-        }
-        assertEquals(1, Rig.write(rig.writer("copy", type), List.of(sample), List.of()));
-        assertEquals(rig.rows("SELECT * FROM " + table),
-                rig.rows("SELECT * FROM " + (rig.server ? "a_b." : "") + "copy"));
-        TypeCode cases = TypeCode.fromIdl("struct C { @key long id; long TEMP; };", null);
-        if (rig.server) {
-            TypeCode exact = TypeCode.fromIdl("struct E { long Temp; };", null);
-            assertEquals(10, rig.readUntil(rig.reader("odd_", exact), 1).get(0).getInt("Temp"));
-            assertTrue(assertThrows(AdapterException.class, () -> rig.reader("odd_", cases))
-                    .getMessage().contains("\"TEMP\" may be column \"temp\" or \"Temp\""));
-        } else {
-            assertEquals(2, rig.readUntil(rig.reader("odd_", cases), 1).get(0).getInt("TEMP"));
-        }
-    }
-
     @Test(timeout = 60_000)
     public void tablesComeChangeAndGo() throws Exception {
         rig.sql("DROP VIEW IF EXISTS seen", "DROP TABLE IF EXISTS coming",
@@ -401,31 +273,6 @@ public class TroubleTest {
             reader.read(found, new ArrayList<>());
         }
         return found;
-    }
-
-    /** Rows that are too young wait; those that say so end their instance. */
-    @Test
-    public void rowsSettleAndEndInstances() throws Exception {
-        rig.sql("DROP TABLE IF EXISTS settling", "CREATE TABLE settling (id INT PRIMARY KEY, v "
-                + "TEXT, gone BOOLEAN)", "INSERT INTO settling VALUES (2, 'b', NULL)");
-        StreamReader never = rig.reader("settling", ROW, "settle", "1h");
-        StreamReader soon = rig.reader("settling", ROW, "settle", "1ms", "deleted_column", "gone");
-        assertEquals(2, rig.readUntil(soon, 1).get(0).getInt("id"));
-        rig.sql("INSERT INTO settling VALUES (3, NULL, TRUE), (4, 'd', FALSE)");
-        List<DynamicData> found = new ArrayList<>();
-        long ends = 0;
-        while (found.size() < 2) {
-            found.addAll(rig.read(soon, false));
-            ends += rig.ends;
-            Thread.sleep(5);
-        }
-        assertEquals("3 d 1", found.get(0).getInt("id") + " " + found.get(1).getString("v") + " "
-                + ends);
-        assertEquals(List.of(), rig.read(never, false));
-        assertEquals(List.of(), rig.errors);
-        TypeCode keyless = TypeCode.fromIdl("struct K { long id; };", null);
-        assertTrue(assertThrows(AdapterException.class, () -> rig.reader("settling", keyless,
-                "deleted_column", "gone")).getMessage().contains("type has no key"));
     }
 
     /** What a transaction that is still open puts in front of others is read, in its order. */
@@ -542,21 +389,5 @@ public class TroubleTest {
 
     private static Settings readerSettings() throws Exception {
         return SqlAdapter.SETTINGS.of(Role.READER).parse("reader", Rig.properties());
-    }
-
-    /** A getter's failure is one row's. */
-    @Test
-    public void whatTheDriverCannotGiveIsOneBadRow() throws Exception {
-        Assume.assumeTrue(rig.server);
-        TypeCode type = TypeCode.fromIdl("struct M { long id; double v; };", null);
-        rig.sql("DROP TABLE IF EXISTS priced", "CREATE TABLE priced (id INT PRIMARY KEY, v money)",
-                "INSERT INTO priced VALUES (1, 1.5), (2, 1234.56), (3, 2.5)");
-        StreamReader reader = rig.reader("priced", type);
-        assertEquals(2, rig.read(reader, false).size());
-        assertEquals(1, rig.bad);
-        assertTrue(rig.errors.get(0), rig.errors.get(0).startsWith("\"priced\", row id=2: v: "));
-        RejectedRecord record = rig.records.get(0);
-        assertEquals("\"priced\", row id=2", record.position());
-        assertEquals("id=2, v=$1,234.56", new String(record.raw(), StandardCharsets.UTF_8));
     }
 }

@@ -8,7 +8,6 @@ import com.qel.dds.dynamicdata.DynamicData;
 import com.qel.dds.subscription.SampleInfo;
 import com.qel.dds.typecode.TypeCode;
 import com.qel.ferrion.adapter.StreamWriter;
-import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.kit.RejectedSampleException;
 import java.nio.file.Files;
 import java.nio.file.Path;
@@ -22,7 +21,6 @@ import java.util.concurrent.Executors;
 import java.util.concurrent.TimeUnit;
 import java.util.concurrent.atomic.AtomicBoolean;
 import java.util.stream.Collectors;
-import java.util.stream.IntStream;
 import org.junit.Rule;
 import org.junit.Test;
 
@@ -77,37 +75,6 @@ public class WriteTest {
             assertEquals(bad, Files.exists(file) ? Files.lines(file)
                     .filter(line -> line.matches(
                             "\\{\"rejected\":\"checked\",.*\"v\":\"13\"\\}\\}")).count() : 0);
-        }
-    }
-
-    @Test
-    public void modesAndDisposalsDecideWhatARowBecomes() throws Exception {
-        DynamicData again = row(1, 3);
-        DynamicData end = row(2, 0);
-        List<DynamicData> batch = List.of(row(1, 1), row(2, 2), again, end, row(4, 4));
-        String[][] cases = {
-            {"insert", "ignore", "1 1; 1 3; 2 2; 4 4"}, {"insert", "delete", "1 1; 1 3; 4 4"},
-            {"insert_new", "ignore", "1 1; 2 2; 4 4"}, {"upsert", "ignore", "1 3; 2 2; 4 4"},
-            {"insert", "mark", "1 1; 1 3; 2 2; 4 4"}, {"upsert", "delete", "1 3; 4 4"},
-            {"upsert", "mark", "1 3; 2 2; 4 4"},
-        };
-        for (String[] each : cases) {
-            rig.sql("DROP TABLE IF EXISTS modes");
-            StreamWriter writer = rig.writer("modes", ROW, "create", "true", "mode", each[0],
-                    "on_dispose", each[1]);
-            assertEquals("no table before a batch", "0", rig.rows(rig.server
-                    ? "SELECT count(*) FROM pg_tables WHERE tablename = 'modes'"
-                    : "SELECT count(*) FROM sqlite_master WHERE name = 'modes'"));
-            assertEquals(5, Rig.write(writer, batch, List.of(end)));
-            assertEquals(String.join(" ", each), each[2],
-                    rig.rows("SELECT id, v FROM modes ORDER BY id, v"));
-            if (each[1].equals("mark")) {
-                assertEquals("2", rig.rows("SELECT id FROM modes WHERE disposed"));
-                Rig.write(writer, List.of(row(2, 9)), List.of());
-                assertEquals(each[0].equals("upsert") ? "" : "2",
-                        rig.rows("SELECT id FROM modes WHERE disposed"));
-            }
-            rig.connection.deleteStreamWriter(writer);
         }
     }
 
@@ -197,37 +164,11 @@ public class WriteTest {
         }
     }
 
-    /** What was wrong from the beginning is reported then; what fails to the end is not written. */
+    /** More than a batch has by default; none of what a host could not convert, or reports. */
     @Test
-    public void whatCannotBeWrittenIsTold() throws Exception {
-        rig.sql("DROP TABLE IF EXISTS odd", "CREATE TABLE odd (id INT, other INT)");
-        TypeCode keyless = TypeCode.fromIdl("struct K { long id; };", null);
-        TypeCode list = TypeCode.fromIdl("struct L { long id; sequence<long> other; };", null);
-        Object[][] wrong = {
-            {ROW, "has no column \"v\" for member \"v\"; name one with \"columns.v\""},
-            {ROW, "has no column \"w\"", "columns.v", "w"},
-            {ROW, "no member \"w\"", "omit", "v, w"},
-            {ROW, "same column \"id\"", "columns.v", "id"}, {list, "sequences and arrays"},
-            {keyless, "the type has none", "mode", "upsert"},
-            {ROW, "none may be omitted", "on_dispose", "delete", "omit", "id"},
-            {ROW, "there is no table \"add\"; did you mean \"odd\"?", "table", "add"},
-        };
-        for (Object[] each : wrong) {
-            String[] pairs = Arrays.stream(each, 2, each.length).toArray(String[]::new);
-            String text = assertThrows(AdapterException.class, () -> rig.writer("odd",
-                    (TypeCode) each[0], pairs)).getMessage();
-            assertTrue(text, text.contains((String) each[1]));
-        }
-        rig.use("network_timeout", "1s", rig.server ? "driver.options" : "driver.busy_timeout",
-                rig.server ? "-c lock_timeout=20" : "20");
-        StreamWriter writer = rig.writer("odd", ROW, "columns.v", "other", "retry_for", "1ms");
-        rig.sql(rig.server ? "BEGIN; LOCK TABLE odd" : "BEGIN IMMEDIATE");
-        assertThrows(AdapterException.class, () -> Rig.write(writer, List.of(row(1, 1), row(2, 2)),
-                List.of()));
-        rig.sql("COMMIT");
-        assertEquals(1, Rig.write(writer, List.of(row(3, 3)), List.of()));
-        assertEquals("3 3", rig.rows("SELECT * FROM odd"));
-        // More than a batch has by default; none of what a host could not convert, or reports.
+    public void whatIsNoSampleIsTakenAndLeftOut() throws Exception {
+        rig.sql("DROP TABLE IF EXISTS odd", "CREATE TABLE odd (id INT, v INT)");
+        StreamWriter writer = rig.writer("odd", ROW);
         List<Object> many = new ArrayList<>(Collections.nCopies(1025, row(4, 4)));
         many.set(7, null);
         assertEquals(7, assertThrows(RejectedSampleException.class,
@@ -240,32 +181,6 @@ public class WriteTest {
         assertEquals(1, writer.write(many.subList(0, 1), Arrays.asList(gone)));
         assertEquals(2, writer.write(many.subList(0, 2), Arrays.asList("no info")));
         assertEquals("1034", rig.rows("SELECT count(*) FROM odd WHERE id = 4"));
-    }
-
-    /** Numbers tell what comes again, to a writer that is made anew as well. */
-    @Test
-    public void onceWritesEachNumberOnce() throws Exception {
-        rig.sql("DROP TABLE IF EXISTS ferry_once", "DROP TABLE IF EXISTS single",
-                "CREATE TABLE single (id INT, v INT CHECK (v <> 13))");
-        int[][] slices = {{1, 5}, {3, 5}, {4, 9}, {9, 9}, {2, 4}, {10, 10}};
-        for (int[] slice : slices) {
-            StreamWriter writer = rig.writer("single", ROW, "once", "w");
-            List<DynamicData> rows = IntStream.rangeClosed(slice[0], slice[1])
-                    .mapToObj(id -> row(id, id == 7 ? 13 : id)).toList();
-            assertEquals(rows.size() - (slice[1] == 9 && slice[0] < 8 ? 1 : 0),
-                    Rig.writeNumbered(writer, rows, slice[0]));
-            rig.connection.deleteStreamWriter(writer);
-        }
-        assertEquals("1; 2; 3; 4; 5; 6; 8; 9; 10", rig.rows("SELECT id FROM single ORDER BY id"));
-        assertEquals("w 10", rig.rows("SELECT * FROM ferry_once"));
-        StreamWriter other = rig.writer("single", ROW, "once", "x");
-        assertEquals(1, Rig.writeNumbered(other, List.of(row(1, 1)), 1));
-        String text = assertThrows(AdapterException.class,
-                () -> Rig.write(other, List.of(row(2, 2)), List.of())).getMessage();
-        assertTrue(text, text.contains("sample 0 of a write has no number"));
-        assertEquals(2, Rig.writeNumbered(other, List.of(row(11, 11), row(12, 12)), -2));
-        assertEquals("12", rig.rows("SELECT count(*) FROM single"));
-        assertEquals("1", rig.rows("SELECT number FROM ferry_once WHERE name = 'x'"));
     }
 
     @Test
