@@ -3,15 +3,42 @@
 #ifndef TESTS_SIMULATE_DISK_H
 #define TESTS_SIMULATE_DISK_H
 
+#include <algorithm>
+#include <cstring>
+
+#include <sqlite3.h>
+
 #include "world.h"
 
 namespace simulate {
 
+inline bool isNoRoom(Trouble trouble)
+{
+    return trouble == Trouble::shortCount || trouble == Trouble::lies;
+}
+
+inline bool isBroken(Trouble trouble)
+{
+    return trouble == Trouble::throws || trouble == Trouble::partial;
+}
+
+class Disk;
+/// The one that there is.
+inline Disk *g_disk = nullptr;
+
 /// The operations return SQLite's codes.
 class Disk {
 public:
-    explicit Disk(World &owner);
-    ~Disk();
+    explicit Disk(World &owner) : world(owner)
+    {
+        g_disk = this;
+        // Chance begins anew there, too.
+        sqlite3_randomness(0, nullptr);
+    }
+    ~Disk()
+    {
+        g_disk = nullptr;
+    }
 
     /// As SQLite knows it: the disk that was made last.
     static const char *vfs();
@@ -30,7 +57,26 @@ public:
         return dead_;
     }
     /// After a crash: what is left is what was synced, and some of the rest.
-    void reboot();
+    void reboot()
+    {
+        dead_ = false;
+        for (auto &[name, file] : files_) {
+            for (File::Change &change : file.changes) {
+                const int fate = world.chance.below(3);
+                if (fate == 2 && !change.bytes.empty()) {
+                    const int size = static_cast<int>(change.bytes.size());
+                    change.bytes.resize(static_cast<std::size_t>(world.chance.below(size)) / 512 *
+                                        512);
+                }
+                if (fate > 0) {
+                    apply(change, file.synced);
+                }
+            }
+            file.changes.clear();
+            file.seen = file.synced;
+            file.doubtful = false;
+        }
+    }
 
     using Bytes = std::vector<std::uint8_t>;
     struct File {
@@ -49,24 +95,213 @@ public:
     };
 
     /// Null if there is none, or nothing can be opened.
-    File *open(const std::string &name, bool create);
-    bool has(const std::string &name) const;
-    int read(const File &file, void *to, std::size_t count, std::size_t at) const;
-    int write(File &file, const void *from, std::size_t count, std::size_t at);
-    int cut(File &file, std::size_t size);
-    int reserve(File &file, std::size_t size);
-    int sync(File &file);
-    int remove(const std::string &name);
-    void close(File &file);
+    File *open(const std::string &name, bool create)
+    {
+        const bool possible = !dead_ && (create || has(name));
+        return possible ? &files_[name] : nullptr;
+    }
+    bool has(const std::string &name) const
+    {
+        const auto found = files_.find(name);
+        return found != files_.end() && !found->second.seen.empty();
+    }
+    int read(const File &file, void *to, std::size_t count, std::size_t at) const
+    {
+        const std::size_t there =
+            at >= file.seen.size() ? 0 : std::min(count, file.seen.size() - at);
+        std::memset(to, 0, count);
+        std::copy_n(file.seen.begin() + static_cast<std::ptrdiff_t>(there == 0 ? 0 : at), there,
+                    static_cast<std::uint8_t *>(to));
+        return dead_ ? SQLITE_IOERR_READ : there < count ? SQLITE_IOERR_SHORT_READ : SQLITE_OK;
+    }
+    int write(File &file, const void *from, std::size_t count, std::size_t at)
+    {
+        if (dead_) {
+            return SQLITE_IOERR_WRITE;
+        }
+        const Trouble trouble = troubles.next(world);
+        const bool full = isNoRoom(trouble) && at + count > file.seen.size();
+        const bool crash = crashes();
+        const bool torn = crash || trouble == Trouble::partial;
+        const auto *const bytes = static_cast<const std::uint8_t *>(from);
+        if (torn) {
+            count = static_cast<std::size_t>(world.chance.below(static_cast<int>(count)));
+        }
+        if (torn || (!full && !isBroken(trouble))) {
+            add(file, {at, {bytes, bytes + count}, false});
+        }
+        return full && !crash              ? SQLITE_FULL
+               : torn || isBroken(trouble) ? SQLITE_IOERR_WRITE
+                                           : SQLITE_OK;
+    }
+    int cut(File &file, std::size_t size)
+    {
+        if (crashes()) {
+            return SQLITE_IOERR_TRUNCATE;
+        }
+        add(file, {size, {}, true});
+        return SQLITE_OK;
+    }
+    int reserve(File &file, std::size_t size)
+    {
+        if (dead_ || size <= file.seen.size()) {
+            return dead_ ? SQLITE_IOERR_WRITE : SQLITE_OK;
+        }
+        return isNoRoom(troubles.next(world)) ? SQLITE_FULL : cut(file, size);
+    }
+    int sync(File &file)
+    {
+        if (crashes()) {
+            return SQLITE_IOERR_FSYNC;
+        }
+        const bool fails = isBroken(troubles.next(world));
+        for (const File::Change &change : file.changes) {
+            if (!fails || world.chance.oneIn(2)) {
+                apply(change, file.synced);
+            }
+        }
+        file.changes.clear();
+        file.doubtful = file.doubtful || fails;
+        world.trace("disk: a sync{}", fails ? " fails" : "");
+        return fails ? SQLITE_IOERR_FSYNC : SQLITE_OK;
+    }
+    int remove(const std::string &name)
+    {
+        return crashes()                 ? SQLITE_IOERR_DELETE
+               : files_.erase(name) == 0 ? SQLITE_IOERR_DELETE_NOENT
+                                         : SQLITE_OK;
+    }
+    /// What is only in memory may be gone when the file is opened again.
+    void close(File &file)
+    {
+        if (file.doubtful && file.changes.empty() && !dead_ && world.chance.oneIn(2)) {
+            file.seen = file.synced;
+            file.doubtful = false;
+        }
+    }
 
 private:
-    bool crashes();
-    static void apply(const File::Change &change, Bytes &bytes);
-    static void add(File &file, File::Change change);
+    bool crashes()
+    {
+        dead_ = dead_ || world.crashes();
+        return dead_;
+    }
+    static void apply(const File::Change &change, Bytes &bytes)
+    {
+        const std::size_t end = change.at + change.bytes.size();
+        if (change.cuts || bytes.size() < end) {
+            bytes.resize(end);
+        }
+        std::copy(change.bytes.begin(), change.bytes.end(),
+                  bytes.begin() + static_cast<std::ptrdiff_t>(change.at));
+    }
+    static void add(File &file, File::Change change)
+    {
+        apply(change, file.seen);
+        file.changes.push_back(std::move(change));
+    }
 
     std::map<std::string, File> files_;
     bool dead_ = false;
 };
+
+struct Handle : sqlite3_file {
+    Disk::File *file;
+};
+
+inline Disk::File &fileOf(sqlite3_file *handle)
+{
+    return *static_cast<Handle *>(handle)->file;
+}
+
+inline sqlite3_io_methods fileMethods()
+{
+    sqlite3_io_methods methods{};
+    methods.iVersion = 1;
+    methods.xClose = [](sqlite3_file *handle) {
+        if (g_disk != nullptr) {
+            g_disk->close(fileOf(handle));
+        }
+        return SQLITE_OK;
+    };
+    methods.xRead = [](sqlite3_file *handle, void *to, int count, sqlite3_int64 at) {
+        return g_disk->read(fileOf(handle), to, static_cast<std::size_t>(count),
+                            static_cast<std::size_t>(at));
+    };
+    methods.xWrite = [](sqlite3_file *handle, const void *from, int count, sqlite3_int64 at) {
+        return g_disk->write(fileOf(handle), from, static_cast<std::size_t>(count),
+                             static_cast<std::size_t>(at));
+    };
+    methods.xTruncate = [](sqlite3_file *handle, sqlite3_int64 size) {
+        return g_disk->cut(fileOf(handle), static_cast<std::size_t>(size));
+    };
+    methods.xSync = [](sqlite3_file *handle, int) { return g_disk->sync(fileOf(handle)); };
+    methods.xFileSize = [](sqlite3_file *handle, sqlite3_int64 *size) {
+        *size = static_cast<sqlite3_int64>(fileOf(handle).seen.size());
+        return SQLITE_OK;
+    };
+    methods.xLock = methods.xUnlock = [](sqlite3_file *, int) { return SQLITE_OK; };
+    methods.xCheckReservedLock = [](sqlite3_file *, int *reserved) { return *reserved = 0; };
+    methods.xFileControl = [](sqlite3_file *handle, int operation, void *argument) {
+        return operation != SQLITE_FCNTL_SIZE_HINT
+                   ? SQLITE_NOTFOUND
+                   : g_disk->reserve(fileOf(handle), static_cast<std::size_t>(
+                                                         *static_cast<sqlite3_int64 *>(argument)));
+    };
+    methods.xSectorSize = [](sqlite3_file *) { return 4096; };
+    methods.xDeviceCharacteristics = [](sqlite3_file *) {
+        return SQLITE_IOCAP_POWERSAFE_OVERWRITE;
+    };
+    return methods;
+}
+
+inline int openFile(sqlite3_vfs *, const char *name, sqlite3_file *handle, int flags, int *out)
+{
+    static const sqlite3_io_methods methods = fileMethods();
+    Disk::File *const file = g_disk->open(name, (flags & SQLITE_OPEN_CREATE) != 0);
+    handle->pMethods = file == nullptr ? nullptr : &methods;
+    static_cast<Handle *>(handle)->file = file;
+    if (out != nullptr) {
+        *out = flags;
+    }
+    return file == nullptr ? SQLITE_CANTOPEN : SQLITE_OK;
+}
+
+inline sqlite3_vfs makeSystem()
+{
+    sqlite3_vfs system{};
+    system.iVersion = 1;
+    system.szOsFile = sizeof(Handle);
+    system.mxPathname = 200;
+    system.zName = "simulated";
+    system.xOpen = openFile;
+    system.xDelete = [](sqlite3_vfs *, const char *name, int) { return g_disk->remove(name); };
+    system.xAccess = [](sqlite3_vfs *, const char *name, int, int *there) {
+        *there = g_disk->has(name) ? 1 : 0;
+        return SQLITE_OK;
+    };
+    system.xFullPathname = [](sqlite3_vfs *, const char *name, int size, char *path) {
+        sqlite3_snprintf(size, path, "%s", name);
+        return SQLITE_OK;
+    };
+    system.xRandomness = [](sqlite3_vfs *, int count, char *to) {
+        std::fill_n(to, count, '\x2a');
+        return count;
+    };
+    system.xSleep = [](sqlite3_vfs *, int microseconds) { return microseconds; };
+    system.xCurrentTime = [](sqlite3_vfs *, double *julianDay) {
+        *julianDay = 2461000;
+        return SQLITE_OK;
+    };
+    return system;
+}
+
+inline const char *Disk::vfs()
+{
+    static sqlite3_vfs system = makeSystem();
+    static const int registered = sqlite3_vfs_register(&system, 0);
+    return registered == SQLITE_OK ? system.zName : nullptr;
+}
 
 } // namespace simulate
 

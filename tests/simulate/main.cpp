@@ -11,6 +11,21 @@
 #include "qddscore/log.h"
 #include "simulation.h"
 
+namespace ferry {
+
+// In place of those of the engine.
+Clock::time_point Clock::now()
+{
+    return simulate::g_world->now;
+}
+
+std::uint64_t chanceSeed()
+{
+    return simulate::g_world->chance.next();
+}
+
+} // namespace ferry
+
 namespace {
 
 simulate::Tally g_tally;
@@ -19,7 +34,7 @@ void run(std::uint64_t seed, bool verbose)
 {
     try {
         ++g_tally["seeds"];
-        simulate::simulate(seed, verbose, g_tally);
+        simulate::Simulation(seed, verbose, g_tally).run();
     } catch (const simulate::Violation &violation) {
         ++g_tally["failed"];
         std::printf("seed %llu: at %s\n", static_cast<unsigned long long>(seed),

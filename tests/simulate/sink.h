@@ -3,11 +3,14 @@
 #ifndef TESTS_SIMULATE_SINK_H
 #define TESTS_SIMULATE_SINK_H
 
+#include <algorithm>
 #include <limits>
 #include <map>
+#include <memory>
 #include <set>
 
 #include "engine/loan.h"
+#include "qddsc/dynamic_data.h"
 #include "state/slice.h"
 #include "world.h"
 
@@ -17,6 +20,60 @@ namespace simulate {
 constexpr int mostSamples = 160;
 
 using Numbers = std::vector<int>;
+
+inline Numbers first(const Numbers &numbers, int count)
+{
+    return {numbers.begin(), numbers.begin() + count};
+}
+
+inline const DDS_TypeCode *sampleType()
+{
+    static const DDS_StructMember members[] = {
+        {"n", DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
+        {"rest", DDS_TypeCode_create_sequence(DDS_TypeCode_get_primitive(DDS_TK_OCTET), 0, nullptr),
+         0}};
+    static const DDS_TypeCode *const type = DDS_TypeCode_create_struct(
+        "Simulated", nullptr, DDS_EXTENSIBILITY_FINAL, members, 2, nullptr);
+    return type;
+}
+
+using Sample = std::unique_ptr<DDS_DynamicData, decltype(&DDS_DynamicData_delete)>;
+
+/// Some of them are large.
+inline std::vector<Sample> makeSamples()
+{
+    std::vector<Sample> samples;
+    for (int number = 0; number <= mostSamples; ++number) {
+        Sample sample(DDS_DynamicData_new(sampleType(), nullptr), DDS_DynamicData_delete);
+        DDS_DynamicData_set_long(sample.get(), "n", number);
+        DDS_DynamicData_set_length(sample.get(), "rest", number % 7 == 0 ? 200 : 0);
+        samples.push_back(std::move(sample));
+    }
+    return samples;
+}
+
+/// There is one sample of each number.
+inline void *sampleOf(int number)
+{
+    static const std::vector<Sample> samples = makeSamples();
+    return samples[static_cast<std::size_t>(number)].get();
+}
+
+inline int numberOf(const void *sample)
+{
+    std::int32_t number = 0;
+    DDS_DynamicData_get_long(static_cast<const DDS_DynamicData *>(sample), "n", &number);
+    return number;
+}
+
+/// Has a call fail if there is a text.
+inline void fail(QEL_FerrionEnvironment &environment, const std::string &text)
+{
+    if (!text.empty()) {
+        environment.errorFlag = 1;
+        std::snprintf(environment.message, sizeof environment.message, "%s", text.c_str());
+    }
+}
 
 /// What an input has lent.
 struct Lent {
@@ -28,8 +85,36 @@ struct Lent {
 class Pace {
 public:
     explicit Pace(const ferry::RetrySettings &settings) : settings_(settings) {}
-    void begins(const World &world);
-    void ends(const World &world, bool failed, bool progress);
+    /// Halving and the search behind a bad sample may follow each other immediately, but no more.
+    void begins(const World &world)
+    {
+        constexpr int immediate = 32;
+        if (!failing_) {
+            return;
+        }
+        if (world.now == ended_) {
+            ++burst_;
+            world.require(burst_ <= immediate, "the {}th attempt in a row without a pause", burst_);
+            return;
+        }
+        burst_ = 0;
+        const Clock::duration most = std::max<Clock::duration>(
+            milliseconds(1), std::min<Clock::duration>(
+                                 settings_.max, settings_.first * (1 << std::min(pauses_, 20))));
+        const Clock::duration pause = world.idled - idledBefore_;
+        ++pauses_;
+        world.require(pause <= most, "pause {} took {} of at most {} ns", pauses_, pause.count(),
+                      most.count());
+    }
+    void ends(const World &world, bool failed, bool progress)
+    {
+        if (!failing_ || progress) {
+            burst_ = pauses_ = 0;
+        }
+        failing_ = failed;
+        ended_ = world.now;
+        idledBefore_ = world.idled;
+    }
     void reset()
     {
         failing_ = false;
@@ -50,7 +135,18 @@ public:
     /// is known.
     enum class Counts { prefix, nothing, vague };
 
-    Sink(World &owner, std::string label, const ferry::StreamSettings &stream);
+    Sink(World &owner, std::string label, const ferry::StreamSettings &stream)
+        : world(owner), name(std::move(label)), counts(static_cast<Counts>(owner.chance.below(3))),
+          marks(owner.chance.oneIn(3)), pace_(stream.retry)
+    {
+        for (int runs = world.chance.pick({0, 0, 1, 3, 8}); runs > 0; --runs) {
+            const int begin = world.chance.between(1, mostSamples);
+            const int end = begin + world.chance.pick({1, 1, 2, 5, 14});
+            for (int number = begin; number < end; ++number) {
+                bad.insert(number);
+            }
+        }
+    }
     virtual ~Sink() = default;
 
     World &world;
@@ -65,18 +161,103 @@ public:
     /// Of the keeper, as this sink's dead letters meet them.
     Troubles keeping;
 
-    std::int32_t write(const ferry::SampleList &samples, QEL_FerrionEnvironment &environment);
+    std::int32_t write(const ferry::SampleList &samples, QEL_FerrionEnvironment &environment)
+    {
+        const std::size_t at = placeOf(samples);
+        pace_.begins(world);
+        const int count = samples.count;
+        const auto from = loan_->numbers.begin() + static_cast<std::ptrdiff_t>(at);
+        const Numbers numbers(from, from + count);
+        Answer reply = answer(numbers, samples);
+        const bool crash = world.crashes();
+        if (crash && counts == Counts::prefix) {
+            reply.taken =
+                first(reply.taken, world.chance.below(static_cast<int>(reply.taken.size()) + 1));
+        }
+        world.trace("{}: {} to {} written, {} taken, says {} '{}'", name, numbers.front(),
+                    numbers.back(), reply.taken.size(), reply.count, reply.error);
+        const bool isPossible = reply.count >= 0 && reply.count <= count;
+        const bool isSure = isPossible && (counts == Counts::prefix || reply.count == count);
+        const int sure = isSure ? reply.count : 0;
+        for (std::size_t i = 0; i < reply.taken.size(); ++i) {
+            take(reply.taken[i]);
+            if (i >= static_cast<std::size_t>(sure)) {
+                allow(reply.taken[i]);
+            }
+        }
+        if (crash) {
+            throw Crash();
+        }
+        world.details = {};
+        world.details.rejected = reply.marked ? 1 : 0;
+        world.details.taken = reply.throws ? reply.count : 0;
+        reply.marked = reply.marked && isPossible && reply.count < count;
+        settle(at, count, sure, reply);
+        fail(environment, reply.error);
+        return reply.throws ? 0 : reply.count;
+    }
     /// Sets samples aside.
-    std::string keep(const ferry::Loan &loan);
+    std::string keep(const ferry::Loan &loan)
+    {
+        const auto count = static_cast<std::size_t>(loan.count);
+        world.require(!takesAnything, "{}: {} are set aside, but for lack of room", name, count);
+        world.require(loan_ != nullptr && loan_->samples[next_] == loan.samples[0],
+                      "{}: {} is set aside, which is not its turn", name,
+                      numberOf(loan.samples[0]));
+        const bool isMarked = marked_ == next_;
+        world.require(isMarked ? count == 1 : probed_ == next_ + count,
+                      "{}: {} from {} on are set aside, but what is behind them was not taken",
+                      name, count, loan_->numbers[next_]);
+        for (std::size_t i = next_; i < next_ + count; ++i) {
+            world.require(isMarked ? bad.count(loan_->numbers[i]) > 0 : failedAlone_[i] >= 2,
+                          "{}: {} is set aside, but neither marked nor has it failed alone twice",
+                          name, loan_->numbers[i]);
+        }
+        pace_.begins(world);
+        const bool isFull = keeping.next(world) != Trouble::none;
+        pace_.ends(world, isFull, !isFull);
+        world.trace("{}: {} from {} on set aside{}", name, count, loan_->numbers[next_],
+                    isFull ? ", but there is no room" : "");
+        world.mayCrash();
+        if (isFull) {
+            return "no room";
+        }
+        const auto from = loan_->numbers.begin() + static_cast<std::ptrdiff_t>(next_);
+        dead_.insert(from, from + loan.count);
+        next_ += count + (probed_ > 0 ? 1 : 0);
+        probed_ = 0;
+        marked_ = nowhere;
+        world.mayCrash();
+        return "";
+    }
     /// The input lends these; null when its reader is gone.
-    void expect(const Lent *loan);
+    void expect(const Lent *loan)
+    {
+        loan_ = loan;
+        next_ = probed_ = 0;
+        marked_ = nowhere;
+        failedAlone_.clear();
+        if (loan == nullptr) {
+            pace_.reset();
+        }
+    }
     /// Whether the present loan is settled.
     bool settled() const
     {
         return next_ == loan_->numbers.size();
     }
     /// Whether there is no good sample near enough to tell that the next ones are bad.
-    bool hopeless() const;
+    bool hopeless() const
+    {
+        constexpr std::size_t farthest = 17;
+        if (loan_ == nullptr || settled()) {
+            return false;
+        }
+        const std::size_t end = std::min(loan_->numbers.size(), next_ + farthest);
+        return std::all_of(loan_->numbers.begin() + static_cast<std::ptrdiff_t>(next_),
+                           loan_->numbers.begin() + static_cast<std::ptrdiff_t>(end),
+                           [this](int number) { return bad.count(number) > 0; });
+    }
     /// The sample has been lent once more, so it may come once more.
     void allow(int number)
     {
@@ -102,13 +283,104 @@ protected:
         /// As of a call into Java, which has no result when it throws.
         bool throws = false;
     };
-    virtual Answer answer(const Numbers &numbers, const ferry::SampleList &samples);
+    virtual Answer answer(const Numbers &numbers, const ferry::SampleList &)
+    {
+        Trouble trouble = troubles.next(world);
+        if (trouble == Trouble::hangs) {
+            world.now += world.chance.time(0, 40000);
+            trouble = world.chance.pick({Trouble::none, Trouble::throws, Trouble::partial});
+        }
+        const auto isBad = [this](int number) { return bad.count(number) > 0; };
+        const auto firstBad = std::find_if(numbers.begin(), numbers.end(), isBad);
+        if (trouble != Trouble::none || firstBad != numbers.end()) {
+            return failure(numbers, static_cast<int>(firstBad - numbers.begin()), trouble);
+        }
+        // It may have something to report all the same.
+        const bool remark = !world.quiet && world.chance.oneIn(40);
+        return {numbers, static_cast<int>(numbers.size()), remark ? "a remark" : ""};
+    }
 
 private:
-    Answer failure(const Numbers &numbers, int good, Trouble trouble);
-    void take(int number);
-    std::size_t placeOf(const ferry::SampleList &samples) const;
-    void settle(std::size_t at, int count, int sure, const Answer &reply);
+    /// `good` samples come before the first one that it cannot take, which is what fails if there
+    /// is no other trouble.
+    Answer failure(const Numbers &numbers, int good, Trouble trouble)
+    {
+        Chance &chance = world.chance;
+        const int count = static_cast<int>(numbers.size());
+        const bool isBad = trouble == Trouble::none;
+        const int some = isBad                        ? good
+                         : trouble == Trouble::throws ? 0
+                                                      : chance.below(std::min(good, count - 1) + 1);
+        int taken = some;
+        Answer result{{}, some, isBad ? "bad data" : "away", isBad && marks};
+        if (trouble == Trouble::shortCount || (isBad && !marks && chance.oneIn(4))) {
+            result.error.clear();
+        }
+        if (trouble == Trouble::lies) {
+            result.count = chance.pick(
+                {-1, count + 1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()});
+            result.marked = marks;
+        } else if (counts == Counts::nothing) {
+            // The answer to its commit may be what fails.
+            const bool isCommitted =
+                good == count && trouble == Trouble::partial && chance.oneIn(2);
+            taken = isCommitted ? count : 0;
+        } else if (counts == Counts::vague && !result.marked) {
+            result.count = chance.below(count);
+        }
+        result.taken = first(numbers, taken);
+        for (int i = good; counts == Counts::vague && isBad && i < count; ++i) {
+            const int number = numbers[static_cast<std::size_t>(i)];
+            if (bad.count(number) == 0 && chance.oneIn(2)) {
+                result.taken.push_back(number);
+            }
+        }
+        result.throws = counts == Counts::prefix && trouble != Trouble::lies &&
+                        !result.error.empty() && chance.oneIn(2);
+        return result;
+    }
+    void take(int number)
+    {
+        const auto index = static_cast<std::size_t>(number);
+        ++taken_[index];
+        world.require(taken_[index] <= 1 + allowed_[index], "{}: {} is there {} times", name,
+                      number, taken_[index]);
+        world.tally["doubled"] += taken_[index] > 1 ? 1 : 0;
+    }
+    /// Offered is what comes next, or one sample behind others, each of which has failed alone.
+    std::size_t placeOf(const ferry::SampleList &samples) const
+    {
+        world.require(loan_ != nullptr && samples.count > 0, "{}: written without a loan", name);
+        const auto found = std::search(loan_->samples.begin(), loan_->samples.end(),
+                                       samples.samples, samples.samples + samples.count);
+        const int number = numberOf(samples.samples[0]);
+        world.require(found != loan_->samples.end(), "{}: {} to be written is no part of the loan",
+                      name, number);
+        const auto at = static_cast<std::size_t>(found - loan_->samples.begin());
+        world.require(at >= next_, "{}: {} is written, but was settled", name, number);
+        world.require(probed_ == 0, "{}: {} is written before bad data is set aside", name, number);
+        for (std::size_t i = next_; i < at; ++i) {
+            world.require(samples.count == 1 && failedAlone_.count(i) > 0,
+                          "{}: {} is written before {}", name, number, loan_->numbers[i]);
+        }
+        return at;
+    }
+    /// What the engine may conclude from the answer.
+    void settle(std::size_t at, int count, int sure, const Answer &reply)
+    {
+        const bool isProbe = at > next_;
+        known += sure;
+        pace_.ends(world, sure<count, sure> 0 || (reply.marked && !isProbe));
+        if (sure < count && count == 1) {
+            ++failedAlone_[at];
+        }
+        if (isProbe) {
+            probed_ = sure == count ? at : 0;
+            return;
+        }
+        next_ += static_cast<std::size_t>(sure);
+        marked_ = reply.marked ? at + static_cast<std::size_t>(reply.count) : nowhere;
+    }
 
     Pace pace_;
     // Durable.
@@ -127,14 +399,6 @@ private:
     std::size_t marked_ = nowhere;
     std::map<std::size_t, int> failedAlone_;
 };
-
-/// Has a call fail if there is a text.
-void fail(QEL_FerrionEnvironment &environment, const std::string &text);
-
-const DDS_TypeCode *sampleType();
-/// There is one sample of each number.
-void *sampleOf(int number);
-int numberOf(const void *sample);
 
 } // namespace simulate
 
