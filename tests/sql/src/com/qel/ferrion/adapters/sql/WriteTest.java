@@ -133,37 +133,6 @@ public class WriteTest {
         assertEquals(List.of(), rig.errors);
     }
 
-    /** Columns that nobody made for the members: what they hold is the value, or it is rejected. */
-    @Test
-    public void columnsOfOtherTypesHoldTheValueOrRejectIt() throws Exception {
-        Object[][] cells = {
-            {"INT", "Color", "GREEN", "1"}, {"TEXT", "Color", "GREEN", "GREEN"},
-            {"INT", "boolean", true, "1"}, {"INT", "boolean", false, "0"},
-            {"BOOLEAN", "long", 1L, rig.server ? "t" : "1"}, {"BOOLEAN", "long", 2L, null},
-            {"NUMERIC(9, 2)", "float", 0.25, "0.25"},
-            {"NUMERIC(9, 2)", "double", Double.NaN, "null"},
-            {"NUMERIC(9, 2)", "double", Double.POSITIVE_INFINITY, null},
-            {"TEXT", "char", 'x', "x"}, {"TEXT", "char", '\0', ""},
-            {"TIMESTAMP", "long long", -1L, "1969-12-31 23:59:59.999999"},
-            {"NUMERIC", "unsigned long long", -1L, rig.server ? "18446744073709551615" : null},
-            {"TIMESTAMP", "long long", Long.MAX_VALUE, rig.server
-                    ? "294247-01-10 04:00:54.775807" : "+294247-01-10 04:00:54.775807"},
-            {"VARCHAR(2) CHECK (length(v) < 3)", "string", "abc", null},
-        };
-        for (Object[] cell : cells) {
-            rig.sql("DROP TABLE IF EXISTS cell", "CREATE TABLE cell (v " + cell[0] + ")");
-            TypeCode type = TypeCode.fromIdl("enum Color { RED, GREEN }; struct Cell { " + cell[1]
-                    + " v; };", null);
-            DynamicData data = new DynamicData(type, null);
-            set(data, "v", cell[2]);
-            StreamWriter writer = rig.writer("cell", type);
-            String where = Arrays.toString(cell);
-            assertEquals(where, cell[3] == null ? 0 : 1, Rig.writeAll(writer, List.of(data)));
-            assertEquals(where, cell[3] == null ? "" : cell[3], rig.rows("SELECT v FROM cell"));
-            rig.connection.deleteStreamWriter(writer);
-        }
-    }
-
     /** More than a batch has by default; none of what a host could not convert, or reports. */
     @Test
     public void whatIsNoSampleIsTakenAndLeftOut() throws Exception {
