@@ -127,18 +127,19 @@ class SqlTest(unittest.TestCase):
 
     def test_junit_over_the_server(self):
         docs = pathlib.Path(EXAMPLES).parent / "docs" / "sql-adapter.md"
-        steps = pathlib.Path(__file__).parent / "data" / "steps.txt"
-        server = [f"-Dsql.url=jdbc:{self.server.url()}", f"-Dsql.docs={docs}", f"-Dsteps={steps}",
+        data = [f"-D{name}={pathlib.Path(__file__).parent}/data/{name}.txt"
+                for name in ("steps", "types")] + [f"-Dsql.docs={docs}"]
+        server = [f"-Dsql.url=jdbc:{self.server.url()}",
                   "-Duser.timezone=Europe/Berlin"]  # With hours that it leaves out in spring.
         for options, names in [(server, ["ReadTest", "WriteTest", "TroubleTest", "StepsTest",
                                          "TypesTest"]),
-                               ([f"-Dsql.docs={docs}"], ["TypesTest"])]:
+                               ([], ["TypesTest"])]:
             tests = [f"com.qel.ferrion.adapters.sql.{name}" for name in names]
             result = subprocess.run(
                 # A sanitizer's runtime has to be in Java's process from its begin, and in no
                 # other.
                 ["env", *os.environ.get("SQL_TEST_JAVA", "").split(), JAVA, "-ea",
-                 f"-Djava.library.path={LIBRARY_PATH}", *options, "-cp", CLASS_PATH,
+                 f"-Djava.library.path={LIBRARY_PATH}", *data, *options, "-cp", CLASS_PATH,
                  "org.junit.runner.JUnitCore", *tests],
                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=PATIENCE)
             self.assertEqual(result.returncode, 0, result.stdout)
