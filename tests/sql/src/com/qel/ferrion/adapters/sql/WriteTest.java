@@ -113,6 +113,9 @@ public class WriteTest {
             DynamicData data = new DynamicData(type, null);
             data.setInt("id", id);
             data.setLength("m", id);
+            if (id > 0) {
+                data.setInt("m[" + (id - 1) + "]", 200 + id);
+            }
             for (int i = 0; i < members.length; i++) {
                 set(data, members[i], values[id][i]);
             }
