@@ -3,29 +3,23 @@
 #include <fstream>
 #include <gtest/gtest.h>
 #include <regex>
-#include <unistd.h>
 
 #include "../platform/records.h"
 #include "config/load.h"
 #include "config/printable.h"
 #include "config/text.h"
+#include "folder_test.h"
 
 namespace {
 
 using namespace ferry;
 namespace fs = std::filesystem;
 
-class ConfigTest : public testing::Test {
+class ConfigTest : public FolderTest {
 protected:
     ConfigTest()
     {
-        std::string pattern = testing::TempDir() + "ferry_config_XXXXXX";
-        directory = mkdtemp(pattern.data());
         write("p.idl", "module m { struct P { long x; }; enum Color { RED }; };\n");
-    }
-    ~ConfigTest() override
-    {
-        fs::remove_all(directory);
     }
 
     void write(const std::string &name, const std::string &text)
@@ -46,7 +40,6 @@ protected:
         return messages.empty() ? std::move(result) : std::nullopt;
     }
 
-    fs::path directory;
     std::string messages;
 };
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "failing_calls.h"
+#include "folder_test.h"
 #include "qddsc/dynamic_data.h"
 #include "state/dead_letters.h"
 #include "state/sample_json.h"
@@ -76,17 +77,11 @@ TEST(SampleAsJson, ShowsEveryKindInALine)
     EXPECT_EQ(cut.substr(999), "z...");
 }
 
-class DeadLettersTest : public testing::Test {
+class DeadLettersTest : public FolderTest {
 protected:
     DeadLettersTest()
     {
-        char name[] = "/tmp/ferry-dead-XXXXXX";
-        directory = mkdtemp(name);
         settings.file = directory / "dead.db";
-    }
-    ~DeadLettersTest() override
-    {
-        fs::remove_all(directory);
     }
     static StateResult add(DeadLetters &letters, std::int32_t value)
     {
@@ -113,7 +108,6 @@ protected:
         return found;
     }
 
-    fs::path directory;
     DeadLetters::Settings settings;
 };
 

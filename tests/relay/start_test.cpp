@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
+#include "folder_test.h"
 #include "launcher/virtual_machine.h"
 #include "process/flood_gate.h"
 #include "process/java_options.h"
@@ -14,22 +14,16 @@ using namespace ferry;
 namespace fs = std::filesystem;
 using Texts = std::vector<std::string>;
 
-class VmTest : public testing::Test {
+class VmTest : public FolderTest {
 protected:
     VmTest()
     {
-        std::string pattern = testing::TempDir() + "ferry_vm_XXXXXX";
-        root = fs::canonical(mkdtemp(pattern.data()));
-        locations.systemDirectory = root / "jvm";
-    }
-    ~VmTest() override
-    {
-        fs::remove_all(root);
+        locations.systemDirectory = directory / "jvm";
     }
 
     fs::path install(const std::string &name, const std::string &version)
     {
-        const fs::path home = root / name;
+        const fs::path home = directory / name;
         fs::create_directories(home / "lib/server");
         fs::create_directories(home / "bin");
         std::ofstream(home / "lib/server/libjvm.so") << "";
@@ -47,7 +41,6 @@ protected:
                                         : search.chosen->home.string();
     }
 
-    fs::path root;
     VmLocations locations;
     VmSearch search;
 };
@@ -55,17 +48,17 @@ protected:
 TEST_F(VmTest, TakesTheNamedOneElseThatOnThePathElseTheSystems)
 {
     EXPECT_EQ(find(), "none: ");
-    EXPECT_NE(noVmText(search).find((root / "jvm/default-java").string()), std::string::npos);
+    EXPECT_NE(noVmText(search).find((directory / "jvm/default-java").string()), std::string::npos);
     const fs::path seventeen = install("jvm/a-17", "17.0.9");
     const fs::path newest = install("jvm/b-25", "25.0.3");
     install("jvm/c-11", "11.0.2");
     EXPECT_EQ(find(), newest.string());
-    fs::create_symlink(seventeen, root / "jvm/default-java");
+    fs::create_symlink(seventeen, directory / "jvm/default-java");
     EXPECT_EQ(find(), seventeen.string());
     const fs::path other = install("opt/jdk", "21.0.1");
-    fs::create_directories(root / "bin");
-    fs::create_symlink(other / "bin/java", root / "bin/java");
-    locations.path = "/nowhere:" + (root / "bin").string();
+    fs::create_directories(directory / "bin");
+    fs::create_symlink(other / "bin/java", directory / "bin/java");
+    locations.path = "/nowhere:" + (directory / "bin").string();
     EXPECT_EQ(find(), other.string());
     EXPECT_EQ(search.chosen->version, 21);
     locations.javaHome = newest.string();
@@ -82,9 +75,9 @@ TEST_F(VmTest, TakesNoOtherWhenTheNamedOneIsUseless)
     const fs::path old = install("old", "1.8.0_392");
     locations.javaHome = "/nowhere";
     EXPECT_EQ(find(), "none: JAVA_HOME names /nowhere, but there is no such directory");
-    locations.javaHome = root.string();
-    EXPECT_EQ(find(),
-              "none: JAVA_HOME names " + root.string() + ", but it has no lib/server/libjvm.so");
+    locations.javaHome = directory.string();
+    EXPECT_EQ(find(), "none: JAVA_HOME names " + directory.string() +
+                          ", but it has no lib/server/libjvm.so");
     locations.javaHome = old.string();
     EXPECT_EQ(find(), "none: JAVA_HOME names " + old.string() +
                           ", but it is version 1.8.0_392, older than 17");
