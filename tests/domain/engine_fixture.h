@@ -33,12 +33,17 @@ inline const DDS_TypeCode *typeNamed(const std::string &name)
     return typeFromIdl(text.str().c_str(), name.c_str());
 }
 
+inline DDS_ParticipantSettings settingsOf(int32_t domain, const char *interfaces, int32_t multicast,
+                                          const char *peers, const char *xml)
+{
+    return {domain, interfaces, multicast, peers, xml, "engine test", 0, 0, nullptr};
+}
+
 inline Participant join(int32_t domain, const char *xml = OUTSIDE.c_str(),
                         std::string *why = nullptr, const char *interfaces = nullptr)
 {
     DDS_ErrorText error{};
-    const DDS_ParticipantSettings settings{domain,        interfaces, 0, nullptr, xml,
-                                           "engine test", 0,          0, nullptr};
+    const DDS_ParticipantSettings settings = settingsOf(domain, interfaces, 0, nullptr, xml);
     Participant made(DDS_DomainParticipant_new(&settings, &error));
     EXPECT_TRUE(made != nullptr || why != nullptr) << error.text;
     if (why != nullptr) {

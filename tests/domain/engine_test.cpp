@@ -406,43 +406,16 @@ TEST_F(Engine, WhatGetsLostOrIsLateIsReported)
 
 TEST_F(Engine, SettingsThatCannotBeAreRejectedByName)
 {
-    const char *noSharedMemory = "SharedMemory cannot be set";
-    struct Rejected {
-        int32_t domain;
-        const char *interfaces, *reason, *xml = nullptr, *peers = nullptr;
-        int32_t multicast = 0;
+    const auto given = [](const std::string &text) {
+        return text.empty() ? nullptr : text.c_str();
     };
-    for (const Rejected &rejected :
-         {Rejected{85, nullptr, "domain 85 already runs"},
-          {-1, nullptr, "domain -1 is not between 0 and 230"},
-          {231, nullptr, "domain 231 is not"},
-          {91, nullptr, "multicast -1 is not between 0 and 2", nullptr, nullptr, -1},
-          {91, nullptr, "multicast 3 is not", nullptr, nullptr, 3},
-          {91, "lo,,x", "interfaces \"lo,,x\" has an empty entry"},
-          {91, "lo, auto", "\"auto\" stands alone"},
-          {91, nullptr, "peers \"localhost,\" has an empty entry", nullptr, "localhost,"},
-          {91, "no<such>&'\"0", "no<such>&'\"0"},
-          {91, "lo, ::1", "the engine rejects domain 91"},
-          {91, nullptr, "the engine rejects domain 91", "<General/><!-- <SharedMemory/>"},
-          {91, nullptr, "Bogus", "<General><Bogus>1</Bogus></General>"},
-          {91, nullptr, noSharedMemory,
-           "<CycloneDDS><Domain><SharedMemory><Enable>true</Enable></SharedMemory></Domain>"
-           "</CycloneDDS>"},
-          {91, nullptr, noSharedMemory,
-           "<!-- <a> --><sharedMEMORY ><enable>true</enable></sharedMEMORY>"},
-          {91, nullptr, "SSL cannot be set", "<SSL><Enable>true</Enable></SSL>"}}) {
+    for (const Record &test : recordsOf("domain/data/rejected_settings.txt")) {
+        const DDS_ParticipantSettings settings =
+            settingsOf(std::stoi(test.at(0)), given(test.at(1)), std::stoi(test.at(2)),
+                       given(test.at(3)), given(test.at(4)));
         DDS_ErrorText error{};
-        const DDS_ParticipantSettings settings{rejected.domain,
-                                               rejected.interfaces,
-                                               rejected.multicast,
-                                               rejected.peers,
-                                               rejected.xml,
-                                               nullptr,
-                                               0,
-                                               0,
-                                               nullptr};
-        EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error)) << rejected.reason;
-        EXPECT_NE(nullptr, std::strstr(error.text, rejected.reason)) << error.text;
+        EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error)) << test.at(5);
+        EXPECT_NE(nullptr, std::strstr(error.text, test.at(5).c_str())) << error.text;
     }
     DDS_ErrorText error{};
     EXPECT_EQ(nullptr, DDS_DomainParticipant_new(nullptr, &error));
@@ -509,15 +482,8 @@ TEST(Domain, SettingsReachTheEngine)
     const std::string xml =
         "<Tracing><Verbosity>config</Verbosity><OutputFile>" + trace + "</OutputFile></Tracing>";
     for (const Record &test : recordsOf("domain/data/engine_settings.txt")) {
-        const DDS_ParticipantSettings settings{91,
-                                               test.at(0).c_str(),
-                                               std::stoi(test.at(2)),
-                                               test.at(1).c_str(),
-                                               xml.c_str(),
-                                               nullptr,
-                                               0,
-                                               0,
-                                               nullptr};
+        const DDS_ParticipantSettings settings = settingsOf(
+            91, test.at(0).c_str(), std::stoi(test.at(2)), test.at(1).c_str(), xml.c_str());
         const Participant made(DDS_DomainParticipant_new(&settings, nullptr));
         std::ifstream file(trace);
         Record logged(test.begin(), test.begin() + 3);
