@@ -108,7 +108,11 @@ const DDS_TypeCode *TypeLoader::find(const Entry &entry, const std::string &name
         return nullptr;
     }
     const DDS_TypeCode *const type = DDS_TypeLibrary_find(library_.get(), name.c_str());
-    if (type == nullptr) {
+    DDS_ErrorText why{};
+    if (type == nullptr &&
+        DDS_TypeLibrary_explain_left_out(library_.get(), name.c_str(), &why) != 0) {
+        entry.complain("{}: the type \"{}\" cannot be carried: {}", name, why.text);
+    } else if (type == nullptr) {
         std::vector<std::string> names;
         for (const DDS_TypeCode *known : all()) {
             names.emplace_back(DDS_TypeCode_get_name(known));

@@ -2,6 +2,7 @@
 #ifndef TESTS_PLATFORM_FIXTURE_H
 #define TESTS_PLATFORM_FIXTURE_H
 
+#include <cstring>
 #include <memory>
 
 #include "core_fixture.h"
@@ -86,12 +87,18 @@ inline std::string getString(const Sample &sample, const char *path)
     return code == DDS_RETCODE_OK ? std::string(text, length) : "error " + std::to_string(code);
 }
 
-// The message that a text is rejected with.
+// The message that a text is rejected with, or what it says of the first definition left out.
 inline std::string rejection(const std::string &idl)
 {
     const Library library(DDS_TypeLibrary_new());
     DDS_ErrorText error{};
     if (DDS_TypeLibrary_add_idl_text(library.get(), idl.c_str(), "x.idl", &error) == 1) {
+        const char *note = nullptr;
+        for (uint32_t i = 0; (note = DDS_TypeLibrary_get_note(library.get(), i)) != nullptr; ++i) {
+            if (std::strstr(note, " is left out: ") != nullptr) {
+                return note;
+            }
+        }
         return "accepted";
     }
     EXPECT_EQ(DDS_TypeLibrary_get_count(library.get()), 0U);

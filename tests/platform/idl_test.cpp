@@ -84,6 +84,68 @@ TEST(Idl, GivesNewSamplesTheirDefaultsAndPartsOfMembersToTheKey)
     EXPECT_EQ(DDS_TypeCode_is_member_key(type, 4) + 2 * DDS_TypeCode_is_member_key(type, 1), 1);
 }
 
+// One definition of a file that types do not carry leaves the others as they are.
+TEST(Idl, LeavesOutWhatItDoesNotCarryAndWhatUsesThatAndNothingElse)
+{
+    const char *const text =
+        "struct Late; typedef sequence<Late> Lates;\n"
+        "module m { union U switch (long) { case 1: long x; }; typedef any X, Y[2];\n"
+        " interface I { typedef long T; void f(in T t) raises (E); };\n"
+        " local interface I2; exception E {}; native N; module gone { bitmask B { F }; };\n"
+        " enum E3 { @value(-1) A3, B3 }; const wchar W = L'x'; typeid I \"a\"; };\n"
+        "module n { typedef sequence<m::U, 3> Us; struct Direct { Us us; }; const E3 C = ::m::A3;\n"
+        " struct Indirect { long y; Direct d[2]; }; struct ByScope { m::I::T t; };\n"
+        " struct Good { long U, I, m, any; sequence<long> sequence; };; struct Late { octet o; };\n"
+        " struct Float { double d[N1]; }; module empty {}; struct ByFlag { long a[m::B3]; }; };\n"
+        "const float f = 1.5f; const long N1 = 2; struct Late { Lates more; };\n"
+        "struct ByForward { Late l; }; typedef n::Good Alias;\n"
+        "#pragma keylist Indirect y\n";
+    const Library library(DDS_TypeLibrary_new());
+    DDS_ErrorText error{};
+    const std::string right = std::regex_replace(text, std::regex("double d.N1."), "double d[2]");
+    EXPECT_EQ(rejection(text), "x.idl:9:26: Scoped name 'N1' cannot be resolved");
+    ASSERT_EQ(DDS_TypeLibrary_add_idl_text(library.get(), right.c_str(), "x.idl", &error), 1)
+        << error.text;
+    std::string names;
+    for (uint32_t i = 0; i < DDS_TypeLibrary_get_count(library.get()); ++i) {
+        names += DDS_TypeCode_get_name(DDS_TypeLibrary_get_at(library.get(), i)) + std::string(" ");
+    }
+    EXPECT_EQ(names, "n::Good n::Late n::Float Alias ");
+    const auto why = [&](const char *name) {
+        EXPECT_EQ(name == nullptr ? nullptr : DDS_TypeLibrary_find(library.get(), name), nullptr);
+        error = {};
+        return DDS_TypeLibrary_explain_left_out(library.get(), name, &error) == 1
+                   ? std::string(error.text)
+                   : "unknown";
+    };
+    const std::string isUnion = "; x.idl:2:12: union U is not supported";
+    const std::string isInterface = "; x.idl:3:2: interface I is not supported";
+    const std::string isRecursive = "Lates is used before it is complete: recursive types are not "
+                                    "supported";
+    EXPECT_EQ(why("m::U"), isUnion.substr(2));
+    EXPECT_EQ(why("n::Us"), "x.idl:6:12: it uses \"m::U\"" + isUnion);
+    EXPECT_EQ(why("n::Indirect"), "x.idl:7:28: it uses \"n::Direct\"" + isUnion);
+    EXPECT_EQ(why("n/Indirect"), why("n::Indirect"));
+    EXPECT_EQ(why("n::ByScope"), "x.idl:7:61: it uses \"m::I\"" + isInterface);
+    EXPECT_EQ(why("n::ByFlag"), "x.idl:9:73: it uses \"m::E3\"; x.idl:5:12: @value(-1) cannot be "
+                                "applied to 'enumerator' element");
+    EXPECT_EQ(why("m::Y"), "x.idl:2:63: any is not supported");
+    EXPECT_EQ(why("m::I2"), "x.idl:4:2: interface I2 is not supported");
+    EXPECT_EQ(why("m::gone::B"), "x.idl:4:62: bitmask B is not supported");
+    EXPECT_EQ(why("Late"), "x.idl:10:56: " + isRecursive);
+    EXPECT_EQ(why(nullptr), "x.idl:11:20: it uses \"Late\"; x.idl:10:56: " + isRecursive);
+    EXPECT_EQ(why("Nobody"), "unknown");
+    const auto add = [&](const char *idl) {
+        return DDS_TypeLibrary_add_idl_text(library.get(), idl, "y.idl", &error);
+    };
+    EXPECT_EQ(add("module m { struct U { long x; }; };"), 0);
+    EXPECT_STREQ(error.text, "y.idl:1:1: \"m::U\" is defined in another way at x.idl:2");
+    EXPECT_EQ(add("module n { union Good switch (long) { case 1: long x; }; };"), 0);
+    EXPECT_STREQ(error.text, "y.idl:1:1: \"n::Good\" is defined in another way at x.idl:8");
+    EXPECT_EQ(add("struct Last { long x; };"), 1);
+    EXPECT_EQ(why(nullptr), "unknown") << "the last text counts";
+}
+
 TEST(Idl, KeepsALibraryAsItWasWhenATextIsRejected)
 {
     const Library library(DDS_TypeLibrary_new());

@@ -83,6 +83,10 @@ const DDS_TypeCode *parse(DDS_TypeLibrary *library, const char *source, bool isF
     }
     const DDS_TypeCode *type =
         wanted != nullptr ? DDS_TypeLibrary_find(library, wanted) : findLastStruct(library);
+    if ((type == nullptr || wanted == nullptr) &&
+        DDS_TypeLibrary_explain_left_out(library, wanted, &error)) {
+        return nullptr;
+    }
     if (type == nullptr && wanted != nullptr) {
         std::snprintf(error.text, sizeof error.text, "%.400s: no type is named %.400s", sourceName,
                       wanted);

@@ -52,14 +52,14 @@ bool IdlDefaults::find(QIdlNode member, const DDS_TypeCode *type, const std::str
     uint32_t line = 0;
     uint32_t column = 0;
     qidl_location(qidl_first(member), &line, &column);
-    const IdlSource::Default *const found = source_.defaultAround(line, column);
+    const IdlCopy::Default *const found = source_.defaultAround(line, column);
     if (found == nullptr) {
         return true;
     }
     const DDS_TCKind kind = DDS_TypeCode_get_kind(DDS_TypeCode_resolve(type));
     const std::optional<IdlValue> read = valueOf(found->arguments, kind, scope);
     if (!read || !canHaveDefault(kind)) {
-        source_.note("default", found->line);
+        source_.note("default", source_.spotOf(found->offset).first);
         return true;
     }
     DDS_ErrorText why{};
@@ -69,7 +69,8 @@ bool IdlDefaults::find(QIdlNode member, const DDS_TypeCode *type, const std::str
         !encodeDefault(*DDS_TypeCode_resolve(type), read->value.c_str(), bytes, &why)) {
         const std::string what =
             fmt::format("@default({}) is no value of a member of this type", found->arguments);
-        source_.explain(error, found->line, found->column,
+        const auto [foundLine, foundColumn] = source_.spotOf(found->offset);
+        source_.explain(error, foundLine, foundColumn,
                         why.text[0] != '\0' ? why.text : what.c_str());
         return false;
     }

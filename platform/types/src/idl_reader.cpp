@@ -1,20 +1,19 @@
-// Walks the parser's tree and makes a type code of every definition. Errors name source, line and
-// column; the first one ends the walk.
+// Walks the parser's tree and makes a type code of every definition that can have one. Mistakes in
+// the text end the walk; a definition that type codes do not carry is left out.
 #include "idl_reader.h"
 
 #include <algorithm>
 #include <limits>
 #include <memory>
-#include <string>
-#include <unordered_map>
+#include <set>
 
 #include <fmt/format.h>
 
 #include "idl_defaults.h"
-#include "idl_key_parts.h"
+#include "idl_key_lists.h"
 #include "idl_source.h"
 #include "idl_tree.h"
-#include "qddscdr/error_text.h"
+#include "idl_types.h"
 
 namespace qddsc {
 
@@ -27,106 +26,120 @@ struct TreeDeleter {
     }
 };
 
-class Reader {
+std::pair<uint32_t, uint32_t> spotOf(QIdlNode node)
+{
+    uint32_t line = 0;
+    uint32_t column = 0;
+    qidl_location(node, &line, &column);
+    return {line, column};
+}
+
+uint64_t orderOf(QIdlNode node)
+{
+    const auto [line, column] = spotOf(node);
+    return uint64_t{line} << 32 | column;
+}
+
+class Reader : private IdlTypes {
 public:
-    Reader(IdlSource &source, const std::vector<IdlKeyList> &keyLists,
-           std::vector<NamedType> &types, DDS_ErrorText *error)
-        : source_(source), keyLists_(keyLists), types_(types), error_(error), defaults_(source)
+    Reader(IdlSource &source, const IdlKeyLists &keys, IdlContent &content, DDS_ErrorText *error)
+        : source_(source), keys_(keys), content_(content), error_(error), defaults_(source)
     {
     }
 
-    /// Reads a list of definitions inside the modules of `scope` ("a::b::").
-    bool readDefinitions(QIdlNode node, const std::string &scope)
+    /// False for a mistake, with the error filled.
+    bool read(QIdlNode root)
     {
-        for (; node != nullptr; node = qidl_next(node)) {
-            if (!checkAnnotations(node, 0) || !readDefinition(node, scope)) {
-                return false;
-            }
-        }
-        return true;
-    }
-
-    /// Finds out which struct each list of keys is about: of those with the name the one in front
-    /// of the pragma, or else the first.
-    bool assignKeyLists(QIdlNode root)
-    {
-        std::vector<std::pair<uint32_t, std::string>> structs;
-        if (!keyLists_.empty()) {
-            listStructs(root, "", structs);
-        }
-        for (const IdlKeyList &list : keyLists_) {
-            const std::string *found = nullptr;
-            for (const auto &[line, name] : structs) {
-                if (isNamed(name, list.type) && (found == nullptr || line <= list.line)) {
-                    found = &name;
-                }
-            }
-            if (found == nullptr) {
-                return fail(list, fmt::format("there is no struct \"{}\"", list.type));
-            }
-            listsOf_[*found].push_back(&list);
-        }
-        return true;
+        findScopes(root, "");
+        return readDefinitions(root);
     }
 
 private:
     /// Members of a struct with the values that new samples have there.
     using Defaults = std::vector<std::pair<const char *, std::string>>;
 
-    bool fail(const IdlKeyList &list, const std::string &what)
-    {
-        qddscdr::setError(error_, "%s:1: the keys of a pragma: %s", list.place.c_str(),
-                          what.c_str());
-        return false;
-    }
-
-    /// Whether a struct is meant, with or without its modules.
-    static bool isNamed(const std::string &name, const std::string &meant)
-    {
-        const std::string whole = "::" + name;
-        const std::string tail = meant.rfind("::", 0) == 0 ? meant : "::" + meant;
-        return whole.size() >= tail.size() &&
-               whole.compare(whole.size() - tail.size(), tail.size(), tail) == 0;
-    }
-
-    static void listStructs(QIdlNode node, const std::string &scope,
-                            std::vector<std::pair<uint32_t, std::string>> &structs)
+    void findScopes(QIdlNode node, const std::string &scope)
     {
         for (; node != nullptr; node = qidl_next(node)) {
+            scopes_[node] = scope;
             if (qidl_kind(node) == QIDL_MODULE) {
-                listStructs(qidl_first(node), scope + qidl_name(node) + "::", structs);
-            } else if (qidl_kind(node) == QIDL_STRUCT) {
-                structs.emplace_back(lineOf(node), scope + qidl_name(node));
+                findScopes(qidl_first(node), scope + qidl_name(node) + "::");
             }
         }
     }
 
-    static uint32_t lineOf(QIdlNode node)
+    bool readDefinitions(QIdlNode node)
     {
-        uint32_t line = 0;
-        uint32_t column = 0;
-        qidl_location(node, &line, &column);
-        return line;
-    }
-
-    bool fail(QIdlNode node, const std::string &what)
-    {
-        uint32_t line = 0;
-        uint32_t column = 0;
-        qidl_location(node, &line, &column);
-        source_.explain(error_, line, column, what.c_str());
-        return false;
-    }
-
-    /// Remembers a named type, or says why it could not be made.
-    bool add(QIdlNode node, const DDS_TypeCode *type, const DDS_ErrorText &why)
-    {
-        if (type == nullptr) {
-            return fail(node, why.text);
+        for (; node != nullptr; node = qidl_next(node)) {
+            if (qidl_kind(node) != QIDL_MODULE) {
+                readAhead(node);
+            } else if (!checkAnnotations(node, 0)) {
+                leaveOutAll(qidl_first(node));
+            } else {
+                readDefinitions(qidl_first(node));
+            }
+            if (isMistaken_) {
+                return false;
+            }
         }
-        byNode_[node] = type;
-        types_.push_back({type, source_.place(lineOf(node))});
         return true;
+    }
+
+    /// Reads a definition that was not read before.
+    void readAhead(QIdlNode node) override
+    {
+        constexpr size_t deepest = 64;
+        if (byNode_.count(node) != 0 || leftOut_.count(node) != 0 || isMistaken_ ||
+            underWay_.count(node) != 0) {
+            return;
+        }
+        underWay_.insert(node);
+        const bool isRead = underWay_.size() > deepest
+                                ? leave(node, "nested deeper than 64 levels")
+                                : checkAnnotations(node, 0) && readDefinition(node, scopes_[node]);
+        underWay_.erase(node);
+        if (!isRead && !isMistaken_) {
+            leaveOut(node);
+        }
+    }
+
+    /// For the reason that was given last.
+    void leaveOut(QIdlNode node)
+    {
+        if (qidl_kind(node) != QIDL_TYPEDEF) {
+            leaveOutName(node, node);
+            return;
+        }
+        for (QIdlNode each = qidl_first(node); each != nullptr; each = qidl_next(each)) {
+            if (byNode_.count(each) == 0) {
+                leaveOutName(node, each);
+            }
+        }
+    }
+
+    void leaveOutName(QIdlNode definition, QIdlNode named)
+    {
+        const std::string name = scopes_[definition] + qidl_name(named);
+        const auto [line, column] = spotOf(reason_.node);
+        leftOut_[named] = name;
+        content_.leftOuts.push_back({name, source_.place(line, column), reason_.why, reason_.cause,
+                                     qidl_kind(definition) == QIDL_STRUCT, orderOf(definition)});
+    }
+
+    void leaveOutAll(QIdlNode node)
+    {
+        for (; node != nullptr; node = qidl_next(node)) {
+            switch (qidl_kind(node)) {
+            case QIDL_MODULE:
+                leaveOutAll(qidl_first(node));
+                break;
+            case QIDL_CONST:
+            case QIDL_FORWARD:
+                break;
+            default:
+                leaveOut(node);
+            }
+        }
     }
 
     bool checkAnnotations(QIdlNode node, uint32_t position)
@@ -135,7 +148,7 @@ private:
              annotation = qidl_next(annotation)) {
             if (qidl_is_carried(node, annotation, position) == 0) {
                 const std::string name = qidl_name(annotation);
-                return fail(annotation, fmt::format("@{} as used here is not supported", name));
+                return leave(annotation, fmt::format("@{} as used here is not supported", name));
             }
         }
         return true;
@@ -143,9 +156,8 @@ private:
 
     bool readDefinition(QIdlNode node, const std::string &scope)
     {
+        const char *const name = qidl_name(node);
         switch (qidl_kind(node)) {
-        case QIDL_MODULE:
-            return readDefinitions(qidl_first(node), scope + qidl_name(node) + "::");
         case QIDL_STRUCT:
             return readStruct(node, scope);
         case QIDL_ENUM:
@@ -158,15 +170,21 @@ private:
         case QIDL_FORWARD:
             return true;
         default:
-            return failUnsupported(node);
+            return leave(node,
+                         fmt::format("{}{}{} is not supported", qidl_construct(node),
+                                     name == nullptr ? "" : " ", name == nullptr ? "" : name));
         }
     }
 
-    bool failUnsupported(QIdlNode node)
+    /// Remembers a named type, or why it could not be made.
+    bool add(QIdlNode node, const DDS_TypeCode *type, const DDS_ErrorText &why)
     {
-        const char *const name = qidl_name(node);
-        return fail(node, fmt::format("{}{}{} is not supported", qidl_construct(node),
-                                      name == nullptr ? "" : " ", name == nullptr ? "" : name));
+        if (type == nullptr) {
+            return leave(node, why.text);
+        }
+        byNode_[node] = type;
+        content_.types.push_back({type, source_.place(spotOf(node).first), orderOf(node)});
+        return true;
     }
 
     bool readTypedef(QIdlNode node, const std::string &scope)
@@ -196,7 +214,7 @@ private:
             }
             const int64_t value = qidl_value(child);
             if (value > std::numeric_limits<int32_t>::max()) {
-                return fail(child, "an enumerator's value is above 2147483647");
+                return leave(child, "an enumerator's value is above 2147483647");
             }
             members.push_back({qidl_name(child), static_cast<int32_t>(value)});
         }
@@ -211,7 +229,7 @@ private:
     {
         const int extensibility = qidl_extensibility(node);
         if (extensibility > DDS_EXTENSIBILITY_APPENDABLE) {
-            return fail(node, "mutable types are not supported");
+            return leave(node, "mutable types are not supported");
         }
         const DDS_TypeCode *base = nullptr;
         if (qidl_base(node) != nullptr && (base = typeOf(node, qidl_base(node))) == nullptr) {
@@ -226,7 +244,8 @@ private:
         }
         DDS_ErrorText why{};
         const std::string name = scope + qidl_name(node);
-        if (!addKeys(name, members)) {
+        if (!keys_.apply(name, members, error_)) {
+            isMistaken_ = true;
             return false;
         }
         const DDS_TypeCode *type = DDS_TypeCode_create_struct(
@@ -253,20 +272,6 @@ private:
                                                  static_cast<uint32_t>(wanted.size()), &why);
     }
 
-    bool addKeys(const std::string &name, std::vector<DDS_StructMember> &members)
-    {
-        IdlKeyParts parts;
-        std::string problem;
-        for (const IdlKeyList *list : listsOf_[name]) {
-            for (const std::string &key : list->members) {
-                if (!parts.add(key, name, members, problem)) {
-                    return fail(*list, problem);
-                }
-            }
-        }
-        return parts.apply(members, problem) || fail(*listsOf_[name].front(), problem);
-    }
-
     bool readMember(QIdlNode member, const DDS_TypeCode *base, const std::string &scope,
                     std::vector<DDS_StructMember> &members, Defaults &defaults)
     {
@@ -284,6 +289,7 @@ private:
             members.push_back({qidl_name(declarator), type, qidl_is_key(member)});
             std::optional<std::string> value;
             if (!defaults_.find(member, type, scope, value, error_)) {
+                isMistaken_ = true;
                 return false;
             }
             if (value) {
@@ -293,104 +299,44 @@ private:
         return true;
     }
 
-    /// Type of one declarator of a member or typedef: that of the whole, or an array of it.
-    const DDS_TypeCode *declaredType(QIdlNode node, QIdlNode declarator)
-    {
-        const DDS_TypeCode *type = typeOf(node, qidl_type(node));
-        std::vector<uint32_t> dimensions;
-        uint32_t dimension = 0;
-        while (qidl_dimension(declarator, static_cast<uint32_t>(dimensions.size()), &dimension)) {
-            dimensions.push_back(dimension);
-        }
-        if (type == nullptr || dimensions.empty()) {
-            return type;
-        }
-        DDS_ErrorText why{};
-        type = DDS_TypeCode_create_array(type, dimensions.data(),
-                                         static_cast<uint32_t>(dimensions.size()), &why);
-        if (type == nullptr) {
-            fail(declarator, why.text);
-        }
-        return type;
-    }
-
-    /// Type that `spec` stands for; errors are placed at `user`, which uses it.
-    const DDS_TypeCode *typeOf(QIdlNode user, QIdlNode spec)
-    {
-        DDS_ErrorText why{};
-        const DDS_TypeCode *type = nullptr;
-        const QIdlKind kind = qidl_kind(spec);
-        if (kind == QIDL_SEQUENCE) {
-            const DDS_TypeCode *element = typeOf(user, qidl_type(spec));
-            if (element == nullptr) {
-                return nullptr;
-            }
-            type = DDS_TypeCode_create_sequence(element, qidl_bound(spec), &why);
-        } else if (kind == QIDL_STRING) {
-            type = DDS_TypeCode_create_string(qidl_bound(spec), &why);
-        } else if (kind > QIDL_UNSUPPORTED && kind <= QIDL_PRIMITIVE_LAST) {
-            type = DDS_TypeCode_get_primitive(static_cast<DDS_TCKind>(kind));
-        } else {
-            return namedType(user, spec, kind);
-        }
-        if (type == nullptr) {
-            fail(user, why.text);
-        }
-        return type;
-    }
-
-    const DDS_TypeCode *namedType(QIdlNode user, QIdlNode spec, QIdlKind kind)
-    {
-        const auto found = byNode_.find(spec);
-        if (found != byNode_.end()) {
-            return found->second;
-        }
-        if (kind == QIDL_FORWARD && qidl_type(spec) != nullptr &&
-            byNode_.count(qidl_type(spec)) != 0) {
-            return byNode_[qidl_type(spec)];
-        }
-        if (kind == QIDL_UNSUPPORTED) {
-            fail(user, fmt::format("{} is not supported", qidl_construct(spec)));
-        } else {
-            fail(user, fmt::format("{} is used before it is complete: recursive types are not "
-                                   "supported",
-                                   qidl_name(spec)));
-        }
-        return nullptr;
-    }
-
     IdlSource &source_;
-    const std::vector<IdlKeyList> &keyLists_;
-    /// By the struct's name.
-    std::unordered_map<std::string, std::vector<const IdlKeyList *>> listsOf_;
-    std::vector<NamedType> &types_;
+    const IdlKeyLists &keys_;
+    IdlContent &content_;
     DDS_ErrorText *error_;
-    std::unordered_map<QIdlNode, const DDS_TypeCode *> byNode_;
+    /// Whether the error is filled.
+    bool isMistaken_ = false;
+    /// "a::b::" for each definition.
+    std::unordered_map<QIdlNode, std::string> scopes_;
+    /// Definitions that are being read: one, and those that it needs first.
+    std::set<QIdlNode> underWay_;
     IdlDefaults defaults_;
 };
 
 } // namespace
 
-bool readIdl(const IdlText &text, std::vector<NamedType> &types, std::vector<std::string> &notes,
-             DDS_ErrorText *error)
+bool readIdl(const IdlText &text, IdlContent &content, DDS_ErrorText *error)
 {
     IdlSource source(text);
     if (!source.prepare(error)) {
         return false;
     }
-    QIdlProblem problem{};
-    const std::unique_ptr<QIdlTree, TreeDeleter> tree(
-        qidl_parse(source.prepared().c_str(), &problem));
-    if (tree == nullptr) {
-        source.explain(error, problem);
-        return false;
+    std::unique_ptr<QIdlTree, TreeDeleter> tree;
+    while (tree == nullptr) {
+        QIdlProblem problem{};
+        tree.reset(qidl_parse(source.prepared().c_str(), &problem));
+        if (tree == nullptr && !source.leaveOut(problem)) {
+            source.explain(error, problem);
+            return false;
+        }
     }
-    Reader reader(source, text.keyLists, types, error);
     const QIdlNode root = qidl_root(tree.get());
-    if (!reader.assignKeyLists(root) || !reader.readDefinitions(root, "")) {
+    content.leftOuts = source.leftOuts();
+    IdlKeyLists keys(text.keyLists);
+    if (!keys.assign(root, content.leftOuts, error) ||
+        !Reader(source, keys, content, error).read(root)) {
         return false;
     }
-    notes = source.notes();
+    content.notes = source.notes();
     return true;
 }
 

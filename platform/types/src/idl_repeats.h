@@ -7,6 +7,8 @@
 #include <map>
 #include <string>
 
+#include "idl_definitions.h"
+
 namespace qddsc {
 
 /// Two definitions of one name that are not the same.
@@ -17,12 +19,11 @@ struct IdlConflict {
     std::size_t second;
 };
 
-/// Puts blanks in place of each definition that came before, word by word the same, in the same
-/// module. `hidden` are words that count but are not in the text, by the place where they stood.
-/// False, with `conflict` filled, where a name gets another meaning. A text that is no IDL is left
-/// to the parser. May throw std::bad_alloc.
-bool dropRepeats(std::string &text, const std::map<std::size_t, std::string> &hidden,
-                 IdlConflict &conflict);
+/// Drops each definition that came before, word by word the same, in the same module. `hidden` are
+/// words that count but are not in the text, by the place where they stood. False, with `conflict`
+/// filled, where a name gets another meaning. May throw std::bad_alloc.
+bool dropRepeats(const std::string &text, IdlOutline &outline,
+                 const std::map<std::size_t, std::string> &hidden, IdlConflict &conflict);
 
 } // namespace qddsc
 

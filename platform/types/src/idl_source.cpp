@@ -1,18 +1,16 @@
 // See idl_source.h.
 #include "idl_source.h"
 
-#include "qddscdr/error_text.h"
-
 #include <algorithm>
-#include <cctype>
 #include <cstring>
 #include <string_view>
-#include <strings.h>
 
 #include <fmt/format.h>
 
 #include "idl_repeats.h"
 #include "idl_scan.h"
+#include "idl_words.h"
+#include "qddscdr/error_text.h"
 
 namespace qddsc {
 
@@ -20,395 +18,240 @@ using qddscdr::setError;
 
 namespace {
 
-bool isRejectedType(std::string_view word)
+/// Whether a complaint of the parser is about one definition: one that it does not carry, or that
+/// asks for what cannot be. Others are about the text: a mistake in its grammar, an unknown name.
+/// No file has to declare the names of CORBA.
+bool isAboutDefinition(std::string_view text)
 {
-    static constexpr std::string_view words[] = {"any",     "bitset",   "fixed",  "interface",
-                                                 "map",     "native",   "Object", "ValueBase",
-                                                 "wstring", "valuetype"};
-    return std::find(std::begin(words), std::end(words), word) != std::end(words);
-}
-
-/// Words of the language that older texts use as names. The parser takes them for such with an
-/// underscore in front, which is no part of the name.
-bool isLaterKeyword(std::string_view word)
-{
-    static constexpr std::string_view words[] = {
-        "abstract",  "any",        "attribute",  "bitfield",  "bitmask",   "bitset",
-        "component", "connector",  "consumes",   "context",   "custom",    "emits",
-        "eventtype", "exception",  "factory",    "finder",    "getraises", "home",
-        "import",    "in",         "inout",      "interface", "local",     "manages",
-        "map",       "mirrorport", "multiple",   "native",    "oneway",    "out",
-        "port",      "porttype",   "primarykey", "private",   "provides",  "public",
-        "publishes", "raises",     "readonly",   "setraises", "supports",  "truncatable",
-        "typeid",    "typename",   "typeprefix", "uses",      "valuetype"};
-    return std::find(std::begin(words), std::end(words), word) != std::end(words);
-}
-
-/// Whether a word stands where only a name can: a declarator or an enumerator.
-bool isName(std::string_view word, char behind)
-{
-    return behind != '\0' && std::strchr(";,[=}", behind) != nullptr && isLaterKeyword(word);
-}
-
-/// Words that other compilers take in another form, none of them longer for the parser.
-std::string_view asParserHasIt(std::string_view word)
-{
-    static constexpr std::pair<std::string_view, std::string_view> words[] = {
-        {"true", "TRUE"},
-        {"false", "FALSE"},
-        {"FINAL_EXTENSIBILITY", "FINAL"},
-        {"APPENDABLE_EXTENSIBILITY", "APPENDABLE"},
-        {"EXTENSIBLE_EXTENSIBILITY", "APPENDABLE"},
-        {"MUTABLE_EXTENSIBILITY", "MUTABLE"}};
-    const auto found = std::find_if(std::begin(words), std::end(words),
-                                    [&](const auto &each) { return each.first == word; });
-    return found != std::end(words) ? found->second : word;
-}
-
-/// What the parser understands and the reader judges.
-constexpr std::string_view knownAnnotations[] = {"appendable",
-                                                 "autoid",
-                                                 "bit_bound",
-                                                 "data_representation",
-                                                 "default_literal",
-                                                 "default_nested",
-                                                 "extensibility",
-                                                 "final",
-                                                 "id",
-                                                 "key",
-                                                 "mutable",
-                                                 "nested",
-                                                 "optional",
-                                                 "topic",
-                                                 "value"};
-
-bool isKnownAnnotation(std::string_view word)
-{
-    return std::find(std::begin(knownAnnotations), std::end(knownAnnotations), word) !=
-           std::end(knownAnnotations);
-}
-
-/// Whether one letter too many, too few, another one or two changed places make one of the other.
-bool isAlmost(std::string_view a, std::string_view b)
-{
-    if (a.size() > b.size()) {
-        std::swap(a, b);
-    }
-    if (b.size() - a.size() > 1) {
-        return false;
-    }
-    const auto start =
-        static_cast<size_t>(std::mismatch(a.begin(), a.end(), b.begin()).first - a.begin());
-    const std::string_view x = a.substr(start);
-    const std::string_view y = b.substr(start);
-    if (a.size() < b.size()) {
-        return x == y.substr(1);
-    }
-    return x.empty() || x.substr(1) == y.substr(1) ||
-           (x.size() > 1 && x[0] == y[1] && x[1] == y[0] && x.substr(2) == y.substr(2));
-}
-
-/// The annotation that a word of four letters and more is a slip of; "" if there is none. "kye" is
-/// one of "key", as a key is what nobody wants to lose.
-std::string nearestAnnotation(const std::string &word)
-{
-    for (const std::string_view known : knownAnnotations) {
-        if (known.size() > 2 && isAlmost(word, known)) {
-            return std::string(known);
-        }
-    }
-    return "";
-}
-
-const char *behindBlanks(const char *at)
-{
-    while (std::isspace(static_cast<unsigned char>(*at)) != 0 ||
-           (*at == '/' && quotedLength(at) > 0)) {
-        at += *at == '/' ? quotedLength(at) : 1;
-    }
-    return at;
-}
-
-const char *nameEnd(const char *at)
-{
-    at += wordLength(at);
-    while (at[0] == ':' && at[1] == ':' && wordLength(at + 2) > 0) {
-        at += 2 + wordLength(at + 2);
-    }
-    return at;
-}
-
-/// Behind the bracket that closes the one at `at`.
-const char *behindBrackets(const char *at, char open, char close)
-{
-    int depth = 0;
-    do {
-        const size_t quoted = quotedLength(at);
-        depth += quoted > 0 ? 0 : *at == open ? 1 : *at == close ? -1 : 0;
-        at += quoted > 0 ? quoted : 1;
-    } while (depth > 0 && *at != '\0');
-    return at;
-}
-
-/// Behind an annotation's name and arguments.
-const char *endOfAnnotation(const char *name)
-{
-    const char *const end = nameEnd(name);
-    const char *const behind = end + std::strspn(end, " \t\r\n");
-    return *behind == '(' ? behindBrackets(behind, '(', ')') : end;
-}
-
-/// Behind "annotation NAME { ... };".
-const char *endOfDeclaration(const char *name)
-{
-    const char *at = name + std::strcspn(name, "{;");
-    at = *at == '{' ? behindBrackets(at, '{', '}') : at;
-    at += std::strspn(at, " \t\r\n");
-    return *at == ';' ? at + 1 : at;
+    static constexpr std::string_view parts[] = {"@",
+                                                 "xtensib",
+                                                 "epresentation",
+                                                 "overflow",
+                                                 "expand on keys",
+                                                 "resolve to an enumerator",
+                                                 "Cannot evaluate",
+                                                 "switch type",
+                                                 "case label",
+                                                 "Scoped name 'CORBA::",
+                                                 "Scoped name 'TypeCode'"};
+    return std::any_of(std::begin(parts), std::end(parts), [&](std::string_view part) {
+        return text.find(part) != std::string_view::npos;
+    });
 }
 
 } // namespace
 
-void IdlSource::copy(char character)
+bool IdlSource::prepare(DDS_ErrorText *error)
 {
-    prepared_ += character;
-    ++column_;
-    if (character == '\n') {
-        ++line_;
-        column_ = 1;
-    }
-}
-
-void IdlSource::insert(char character)
-{
-    inserted_.push_back({line_, column_});
-    copy(character);
-}
-
-/// Leaves blanks and line ends in place of a part, so that what follows stays where it is.
-void IdlSource::blank(const char *from, const char *to)
-{
-    std::for_each(from, to, [this](char character) { copy(character == '\n' ? '\n' : ' '); });
-}
-
-/// The parser and the reader recurse into what is nested, so it must not be without end.
-bool IdlSource::checkNesting(char character, DDS_ErrorText *error)
-{
-    openBraces_ += character == '{' ? 1 : 0;
-    openBraces_ -= character == '}' && openBraces_ > 0 ? 1 : 0;
-    openTemplates_ = character == ';' ? 0 : openTemplates_;
-    if (openBraces_ > maxNesting || openTemplates_ > maxNesting) {
-        explain(error, line_, column_, "nested deeper than 64 levels");
+    IdlComplaint complaint;
+    const bool isCopied = IdlCopier(copy_).copyAll(text_.text().c_str(), complaint);
+    findLines();
+    if (!isCopied) {
+        explain(error, complaint.line, complaint.column, complaint.what.c_str());
         return false;
     }
+    outline_ = outlineOf(copy_.text);
+    completeNames();
+    if (!dropRepeated(error) || !checkEnds(error)) {
+        return false;
+    }
+    textLeftOuts_.find();
+    blankDropped(copy_.text, outline_);
     return true;
 }
 
-bool IdlSource::copyCode(const char *&at, DDS_ErrorText *error)
+void IdlSource::findLines()
 {
-    if (!checkNesting(*at, error)) {
-        return false;
+    lines_ = {0};
+    for (size_t at = copy_.text.find('\n'); at != std::string::npos;
+         at = copy_.text.find('\n', at + 1)) {
+        lines_.push_back(at + 1);
     }
-    if (*at == '@') {
-        return copyAnnotation(at, error);
+}
+
+/// The parser takes "m::A", used beside the module m, for another declaration of m, so names with
+/// modules get all of theirs.
+void IdlSource::completeNames()
+{
+    if (outline_.modules.empty()) {
+        return;
     }
-    if (wordLength(at) > 0) {
-        copyWord(at);
-        return true;
-    }
-    if (*at == '>' && openTemplates_ > 0) {
-        --openTemplates_;
-        if (at[1] == '>' && openTemplates_ > 0) {
-            copy('>');
-            insert(' ');
-            ++at;
-            return true;
+    const IdlNames names(copy_.text, outline_);
+    std::vector<IdlCopy::Insertion> insertions;
+    for (size_t i = 0; i < outline_.definitions.size(); ++i) {
+        for (const IdlNames::Use &use : names.usesOf(i)) {
+            if (use.hasModule && !use.isAbsolute) {
+                insertions.push_back({use.at, "::" + use.scope});
+            }
         }
     }
-    if (*at == ';' || *at == '{' || *at == '}') {
-        endDeclaration();
-    }
-    if (*at == ',' && *behindBlanks(at + 1) == '}') { // which enums of other compilers may have
-        copy(' ');
-        ++at;
-        return true;
-    }
-    copy(*at++);
-    return true;
-}
-
-void IdlSource::endDeclaration()
-{
-    for (auto each = defaults_.rbegin(); each != defaults_.rend() && each->endLine == 0; ++each) {
-        each->endLine = line_;
-        each->endColumn = column_;
+    if (!insertions.empty()) {
+        copy_.insert(insertions);
+        findLines();
+        outline_ = outlineOf(copy_.text);
     }
 }
 
-void IdlSource::copyWord(const char *&at)
+bool IdlSource::leaveOut(const QIdlProblem &problem)
 {
-    const size_t length = wordLength(at);
-    const std::string_view name(at, length);
-    const char *const behind = at + length + std::strspn(at + length, " \t\r\n");
-    openTemplates_ += *behind == '<' && (name == "sequence" || name == "string") ? 1 : 0;
-    if (isName(name, *behind)) {
-        insert('_');
-    }
-    const std::string_view written = asParserHasIt(name);
-    std::for_each(written.begin(), written.end(), [this](char character) { copy(character); });
-    blank(at + written.size(), at + length);
-    at += length;
-}
-
-/// Drops what does not change samples. What the parser knows goes on to it, and so does what looks
-/// like a misspelt one of these, which the parser rejects.
-bool IdlSource::copyAnnotation(const char *&at, DDS_ErrorText *error)
-{
-    const char *name = at + 1;
-    const size_t length = wordLength(name);
-    std::string word(name, length);
-    std::transform(word.begin(), word.end(), word.begin(),
-                   [](unsigned char character) { return std::tolower(character); });
-    const bool declares = word == "annotation";
-    if (!declares && isKnownAnnotation(word) && std::strncmp(name + length, "::", 2) != 0) {
-        copy('@');
-        std::for_each(word.begin(), word.end(), [this](char character) { copy(character); });
-        at = name + length;
-        if (word == "topic") { // what it says of the topic is not for the types
-            const char *const end = endOfAnnotation(name);
-            blank(at, end);
-            at = end;
-        }
-        return true;
-    }
-    const std::string meant = nearestAnnotation(word);
-    if (!meant.empty()) {
-        explain(error, line_, column_,
-                fmt::format("@{} is unknown; did you mean @{}?", std::string(name, length), meant)
-                    .c_str());
+    if (problem.line == 0 || ++complaints_ > mostComplaints) {
         return false;
     }
-    const char *const end = declares ? endOfDeclaration(name) : endOfAnnotation(name);
-    if (!declares) {
-        dropAnnotation(name, end);
+    const size_t at = offsetOf(problem.line, problem.column);
+    const IdlDefinition *const definition = textLeftOuts_.around(at);
+    // Two enums of a module with an enumerator of the same name are fine for other compilers.
+    const bool isAbout = isAboutDefinition(problem.text) ||
+                         (definition != nullptr && definition->keyword == "enum" &&
+                          std::strstr(problem.text, "collides") != nullptr);
+    if (definition == nullptr || !isAbout) {
+        return false;
     }
-    blank(at, end);
-    at = end;
+    textLeftOuts_.dropAround(at, problem.text);
+    blankDropped(copy_.text, outline_);
     return true;
 }
 
-void IdlSource::dropAnnotation(const char *name, const char *end)
+std::vector<IdlLeftOut> IdlSource::leftOuts() const
 {
-    const char *const behind = nameEnd(name);
-    const std::string word(name, static_cast<size_t>(behind - name));
-    const char *const open = std::find(behind, end, '(');
-    if (strcasecmp(word.c_str(), "default") == 0 && open != end) {
-        defaults_.push_back(
-            {line_, column_, prepared_.size(), 0, 0, std::string(open + 1, end - 1)});
-    } else {
-        note(word, line_);
+    std::vector<IdlLeftOut> all;
+    for (const IdlTextLeftOuts::LeftOut &each : textLeftOuts_.all()) {
+        const IdlDefinition &definition = outline_.definitions[each.definition];
+        const auto [line, column] = spotOf(each.at);
+        IdlLeftOut leftOut{nameOf(definition),
+                           place(line, column),
+                           each.why,
+                           each.cause,
+                           definition.keyword == "struct",
+                           uint64_t{line} << 32 | column};
+        all.push_back(leftOut);
+        for (size_t i = 1; definition.keyword == "typedef" && i < definition.names.size(); ++i) {
+            leftOut.name = definition.scope + definition.names[i];
+            all.push_back(leftOut);
+        }
     }
+    std::sort(all.begin(), all.end(),
+              [](const IdlLeftOut &a, const IdlLeftOut &b) { return a.order < b.order; });
+    return all;
 }
 
-const IdlSource::Default *IdlSource::defaultAround(uint32_t line, uint32_t column) const
+bool IdlSource::dropRepeated(DDS_ErrorText *error)
 {
-    const auto at = std::make_pair(line, column);
-    const auto behind =
-        std::upper_bound(defaults_.begin(), defaults_.end(), at, [](auto place, const auto &each) {
-            return place < std::make_pair(each.line, each.column);
-        });
-    if (behind == defaults_.begin()) {
+    std::map<size_t, std::string> hidden;
+    for (const IdlCopy::Default &each : copy_.defaults) {
+        hidden[each.offset] = each.arguments;
+    }
+    IdlConflict conflict;
+    if (dropRepeats(copy_.text, outline_, hidden, conflict)) {
+        return true;
+    }
+    explainAt(error, conflict.second,
+              fmt::format("\"{}\" is defined in another way at {}", conflict.name,
+                          place(spotOf(conflict.first).first)));
+    return false;
+}
+
+/// What the parser is not to see has to end where it seems to: what follows would go with it.
+bool IdlSource::checkEnds(DDS_ErrorText *error) const
+{
+    for (const IdlDefinition &each : outline_.definitions) {
+        const bool isKnown = isUncarriedDefinition(each.keyword) || each.keyword == "struct" ||
+                             each.keyword == "union" || each.keyword == "enum" ||
+                             each.keyword == "bitmask";
+        if (isKnown && each.strayAt != IdlDefinition::none) {
+            const char *const at = copy_.text.c_str() + each.strayAt;
+            explainAt(error, each.strayAt,
+                      fmt::format("syntax error at \"{}\"", idlTokenAt(at).text()));
+            return false;
+        }
+    }
+    if (outline_.unfinishedAt != IdlDefinition::none) {
+        IdlToken token = idlTokenAt(copy_.text.c_str() + outline_.unfinishedAt);
+        while (token.is("abstract") || token.is("local") || token.is("custom")) {
+            token = idlTokenAt(token.at + token.length);
+        }
+        if (isUncarriedDefinition(token.text())) {
+            explainAt(error, outline_.unfinishedAt,
+                      fmt::format("the definition of this {} has no end", token.text()));
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Line and column, counted from 1.
+std::pair<uint32_t, uint32_t> IdlSource::spotOf(size_t offset) const
+{
+    const auto behind = std::upper_bound(lines_.begin(), lines_.end(), offset);
+    return {static_cast<uint32_t>(behind - lines_.begin()),
+            static_cast<uint32_t>(offset - *std::prev(behind) + 1)};
+}
+
+/// Of the end of the line or text for a place behind it.
+size_t IdlSource::offsetOf(uint32_t line, uint32_t column) const
+{
+    if (line == 0 || line > lines_.size()) {
+        return copy_.text.size();
+    }
+    const size_t end = line < lines_.size() ? lines_[line] - 1 : copy_.text.size();
+    return std::min(lines_[line - 1] + std::max<uint32_t>(column, 1) - 1, end);
+}
+
+/// The word or sign at a position, as far as the line reaches.
+std::string IdlSource::wordAt(uint32_t line, uint32_t column) const
+{
+    const char *const at = copy_.text.c_str() + offsetOf(line, column);
+    if (column == 0 || *at == '\n' || *at == '\0') {
+        return "";
+    }
+    return std::string(at, std::max<size_t>(wordLength(at), 1));
+}
+
+const IdlCopy::Default *IdlSource::defaultAround(uint32_t line, uint32_t column) const
+{
+    const size_t at = offsetOf(line, column);
+    const auto behind = std::upper_bound(
+        copy_.defaults.begin(), copy_.defaults.end(), at,
+        [](size_t place, const IdlCopy::Default &each) { return place < each.offset; });
+    if (behind == copy_.defaults.begin()) {
         return nullptr;
     }
-    const Default &last = *std::prev(behind);
-    return at < std::make_pair(last.endLine, last.endColumn) ? &last : nullptr;
-}
-
-void IdlSource::note(const std::string &name, uint32_t line)
-{
-    const auto known = std::find_if(passed_.begin(), passed_.end(),
-                                    [&](const Passed &each) { return each.name == name; });
-    if (known != passed_.end()) {
-        ++known->count;
-    } else {
-        passed_.push_back({name, text_.place(line), 1});
-    }
+    const IdlCopy::Default &last = *std::prev(behind);
+    return at < last.end ? &last : nullptr;
 }
 
 std::vector<std::string> IdlSource::notes() const
 {
     std::vector<std::string> notes;
-    for (const Passed &each : passed_) {
+    for (const IdlCopy::Passed &each : copy_.passed) {
         notes.push_back(each.count == 1
-                            ? fmt::format("{}: @{} has no effect", each.place, each.name)
+                            ? fmt::format("{}: @{} has no effect", place(each.line), each.name)
                             : fmt::format("{}: @{} has no effect, here and {} times more",
-                                          each.place, each.name, each.count - 1));
+                                          place(each.line), each.name, each.count - 1));
     }
     return notes;
 }
 
-bool IdlSource::prepare(DDS_ErrorText *error)
+std::string IdlSource::place(uint32_t line, uint32_t column) const
 {
-    const char *at = text_.text().c_str();
-    while (*at != '\0') {
-        const size_t quoted = quotedLength(at);
-        std::for_each(at, at + quoted, [this](char character) { copy(character); });
-        at += quoted;
-        if (quoted == 0 && !copyCode(at, error)) {
-            return false;
-        }
-    }
-    return dropRepeated(error);
-}
-
-bool IdlSource::dropRepeated(DDS_ErrorText *error)
-{
-    std::map<std::size_t, std::string> hidden;
-    for (const Default &each : defaults_) {
-        hidden[each.offset] = each.arguments;
-    }
-    IdlConflict conflict;
-    if (dropRepeats(prepared_, hidden, conflict)) {
-        return true;
-    }
-    const auto lineOf = [this](std::size_t offset) {
-        const auto end = prepared_.begin() + static_cast<std::ptrdiff_t>(offset);
-        return static_cast<uint32_t>(1 + std::count(prepared_.begin(), end, '\n'));
+    const size_t at = offsetOf(line, column);
+    const auto inFront = [this](size_t offset) {
+        return std::lower_bound(copy_.inserted.begin(), copy_.inserted.end(), offset);
     };
-    const std::size_t start = prepared_.rfind('\n', conflict.second) + 1;
-    explain(error, lineOf(conflict.second), static_cast<uint32_t>(conflict.second - start + 1),
-            fmt::format("\"{}\" is defined in another way at {}", conflict.name,
-                        text_.place(lineOf(conflict.first)))
-                .c_str());
-    return false;
+    const size_t start = line == 0 || line > lines_.size() ? at : lines_[line - 1];
+    column -= static_cast<uint32_t>(inFront(at) - inFront(start));
+    return fmt::format("{}:{}", place(line), column);
 }
 
 void IdlSource::explain(DDS_ErrorText *error, uint32_t line, uint32_t column,
                         const char *what) const
 {
-    const auto inFront = [line, column](const Inserted &each) {
-        return each.line == line && each.column < column;
-    };
-    column -= static_cast<uint32_t>(std::count_if(inserted_.begin(), inserted_.end(), inFront));
-    setError(error, "%s:%u: %s", text_.place(line).c_str(), column, what);
+    setError(error, "%s: %s", place(line, column).c_str(), what);
 }
 
-/// The word or sign at a position, as far as the text reaches.
-std::string IdlSource::wordAt(uint32_t line, uint32_t column) const
+void IdlSource::explainAt(DDS_ErrorText *error, size_t offset, const std::string &what) const
 {
-    const char *at = prepared_.c_str();
-    for (; line > 1; --line) {
-        at = std::strchr(at, '\n');
-        if (at == nullptr) {
-            return "";
-        }
-        ++at;
-    }
-    if (column == 0 || column > std::strcspn(at, "\n")) {
-        return "";
-    }
-    at += column - 1;
-    return std::string(at, std::max<size_t>(wordLength(at), 1));
+    const auto [line, column] = spotOf(offset);
+    explain(error, line, column, what.c_str());
 }
 
 void IdlSource::explain(DDS_ErrorText *error, const QIdlProblem &problem) const
@@ -419,7 +262,7 @@ void IdlSource::explain(DDS_ErrorText *error, const QIdlProblem &problem) const
     }
     const std::string word = wordAt(problem.line, problem.column);
     std::string what = problem.text;
-    if (isRejectedType(word)) {
+    if (isUncarriedType(word) || isUncarriedDefinition(word)) {
         what = fmt::format("{} is not supported", word);
     } else if (what == "syntax error") {
         what = word.empty() ? "syntax error at the end of the line or text"

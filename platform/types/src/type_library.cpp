@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include <fmt/format.h>
+
 #include "idl_preprocessor.h"
 #include "idl_reader.h"
 #include "qddsc/type_code.h"
@@ -18,6 +20,9 @@ struct DDS_TypeLibrary {
     std::unordered_map<std::string, qddsc::NamedType> byName;
     std::vector<std::filesystem::path> includePath;
     std::vector<std::string> notes;
+    std::unordered_map<std::string, qddsc::IdlLeftOut> leftOut;
+    /// The last struct of the text that was added last, if it was left out.
+    std::string lastLeftOut;
 };
 
 using namespace qddsc;
@@ -25,37 +30,102 @@ using qddscdr::setError;
 
 namespace {
 
-/// Adds types whose names are new; false, with nothing added, when a name means another type.
-bool addAll(DDS_TypeLibrary &library, const std::vector<NamedType> &types, DDS_ErrorText *error)
+bool failTwice(const std::string &place, const std::string &name, const std::string &other,
+               DDS_ErrorText *error)
 {
-    DDS_TypeLibrary merged(library);
-    for (const NamedType &each : types) {
-        const char *name = DDS_TypeCode_get_name(each.type);
-        const auto [known, isNew] = merged.byName.emplace(name, each);
+    setError(error, "%s:1: \"%s\" is defined in another way at %s", place.c_str(), name.c_str(),
+             other.c_str());
+    return false;
+}
+
+/// "weather.idl:3" of "weather.idl:3:14".
+std::string lineOf(const IdlLeftOut &leftOut)
+{
+    return leftOut.place.substr(0, leftOut.place.rfind(':'));
+}
+
+/// Adds types whose names are new; false, with nothing added, when a name means another type.
+bool addTypes(DDS_TypeLibrary &library, const IdlContent &content, DDS_ErrorText *error)
+{
+    for (const NamedType &each : content.types) {
+        const std::string name = DDS_TypeCode_get_name(each.type);
+        const auto [known, isNew] = library.byName.emplace(name, each);
+        const auto left = library.leftOut.find(name);
         if (isNew) {
-            merged.types.push_back(each.type);
+            library.types.push_back(each.type);
         } else if (known->second.type != each.type) {
-            setError(error, "%s:1: \"%s\" is defined in another way at %s", each.place.c_str(),
-                     name, known->second.place.c_str());
-            return false;
+            return failTwice(each.place, name, known->second.place, error);
+        }
+        if (left != library.leftOut.end()) {
+            return failTwice(each.place, name, lineOf(left->second), error);
         }
     }
-    library.types.swap(merged.types);
-    library.byName.swap(merged.byName);
     return true;
+}
+
+/// The same for what was left out. What a name means then is not looked into.
+bool addLeftOuts(DDS_TypeLibrary &library, const IdlContent &content, DDS_ErrorText *error)
+{
+    for (const IdlLeftOut &each : content.leftOuts) {
+        const auto known = library.byName.find(each.name);
+        if (known != library.byName.end()) {
+            return failTwice(lineOf(each), each.name, known->second.place, error);
+        }
+        library.leftOut.emplace(each.name, each);
+        library.notes.push_back(
+            fmt::format("{}: \"{}\" is left out: {}", each.place, each.name, each.why));
+    }
+    return true;
+}
+
+std::string lastStructLeftOut(const IdlContent &content)
+{
+    uint64_t last = 0;
+    for (const NamedType &each : content.types) {
+        const bool isStruct = DDS_TypeCode_get_kind(each.type) == DDS_TK_STRUCT;
+        last = isStruct ? std::max(last, each.order) : last;
+    }
+    std::string name;
+    for (const IdlLeftOut &each : content.leftOuts) {
+        if (each.isStruct && each.order > last) {
+            last = each.order;
+            name = each.name;
+        }
+    }
+    return name;
+}
+
+/// What has that name, or else one that is the same in another notation; or null.
+template<typename Value>
+const Value *findNamed(const std::unordered_map<std::string, Value> &all, const char *name)
+{
+    const auto found = all.find(name);
+    if (found != all.end()) {
+        return &found->second;
+    }
+    const std::string plain = plainTypeName(name);
+    const auto same = std::find_if(all.begin(), all.end(), [&](const auto &each) {
+        return plainTypeName(each.first) == plain;
+    });
+    return same != all.end() ? &same->second : nullptr;
 }
 
 int32_t add(DDS_TypeLibrary &library, const std::string &text, const char *sourceName,
             const std::filesystem::path &file, DDS_ErrorText *error)
 {
-    std::vector<NamedType> types;
-    std::vector<std::string> notes;
     IdlText joined;
+    IdlContent content;
+    DDS_TypeLibrary merged(library);
     if (!IdlPreprocessor(library.includePath).join(text, sourceName, file, joined, error) ||
-        !readIdl(joined, types, notes, error) || !addAll(library, types, error)) {
+        !readIdl(joined, content, error)) {
         return 0;
     }
-    library.notes.insert(library.notes.end(), notes.begin(), notes.end());
+    merged.notes.insert(merged.notes.end(), content.notes.begin(), content.notes.end());
+    if (!addTypes(merged, content, error) || !addLeftOuts(merged, content, error)) {
+        return 0;
+    }
+    merged.lastLeftOut = lastStructLeftOut(content);
+    library = std::move(merged);
     return 1;
 }
 
@@ -119,18 +189,34 @@ const char *DDS_TypeLibrary_get_note(const DDS_TypeLibrary *self, uint32_t index
 const DDS_TypeCode *DDS_TypeLibrary_find(const DDS_TypeLibrary *self, const char *name) noexcept
 {
     try {
-        const auto found = self->byName.find(name);
-        if (found != self->byName.end()) {
-            return found->second.type;
-        }
-        const std::string plain = plainTypeName(name);
-        const auto same =
-            std::find_if(self->byName.begin(), self->byName.end(),
-                         [&](const auto &each) { return plainTypeName(each.first) == plain; });
-        return same != self->byName.end() ? same->second.type : nullptr;
+        const NamedType *const found = findNamed(self->byName, name);
+        return found != nullptr ? found->type : nullptr;
     } catch (...) {
         return nullptr;
     }
+}
+
+int32_t DDS_TypeLibrary_explain_left_out(const DDS_TypeLibrary *self, const char *name,
+                                         DDS_ErrorText *text) noexcept
+{
+    try {
+        const IdlLeftOut *each =
+            findNamed(self->leftOut, name != nullptr ? name : self->lastLeftOut.c_str());
+        if (each == nullptr) {
+            return 0;
+        }
+        std::string why = fmt::format("{}: {}", each->place, each->why);
+        while (!each->cause.empty()) {
+            each = &self->leftOut.at(each->cause);
+            if (each->cause.empty()) { // what lies between says nothing new
+                why += fmt::format("; {}: {}", each->place, each->why);
+            }
+        }
+        setError(text, "%s", why.c_str());
+    } catch (...) {
+        setError(text, "memory is short");
+    }
+    return 1;
 }
 
 uint32_t DDS_TypeLibrary_get_count(const DDS_TypeLibrary *self) noexcept

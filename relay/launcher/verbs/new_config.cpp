@@ -96,7 +96,8 @@ std::string idlOf(const DDS_TypeCode *type)
         DDS_TypeLibrary_new(), DDS_TypeLibrary_delete);
     DDS_ErrorText why{};
     if (idl == nullptr ||
-        DDS_TypeLibrary_add_idl_text(library.get(), idl.get(), "its IDL", &why) == 0) {
+        DDS_TypeLibrary_add_idl_text(library.get(), idl.get(), "its IDL", &why) == 0 ||
+        DDS_TypeLibrary_explain_left_out(library.get(), DDS_TypeCode_get_name(type), &why) != 0) {
         throw std::runtime_error(fmt::format("the type cannot be written as IDL: {}", why.text));
     }
     return idl.get();

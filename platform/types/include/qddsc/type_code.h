@@ -180,7 +180,10 @@ QDDSC_API DDS_TypeLibrary *DDS_TypeLibrary_new(void) QDDSC_NOEXCEPT;
 QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
 
 /**
- * Adds every struct, enum and typedef of an IDL text.
+ * Adds every struct, enum and typedef of an IDL text that a type code can stand for. What it cannot
+ * (unions, interfaces, wide strings, optional members and others) is left out with all that uses
+ * it, and DDS_TypeLibrary_get_note() and DDS_TypeLibrary_explain_left_out() say so. A mistake in
+ * the text rejects the whole text.
  *
  * A text stands for itself: it cannot use names of texts added before, but may repeat their
  * definitions, as a name that the library already has must mean the same type. On failure nothing
@@ -193,10 +196,10 @@ QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
  * A struct without an annotation of its extensibility is final. @key, @final, @appendable, @nested,
  * @default_nested and @value are carried; @topic changes nothing. Some are accepted where they ask
  * for what is so anyway (@id with the number the member has, @optional(FALSE), @bit_bound(32),
- * @default_literal on the first enumerator) and rejected where they do not. All others do not
- * change samples and are passed over, see DDS_TypeLibrary_get_note(), but for one that looks like a
- * misspelt one of these. Capitals do not matter. @default gives a member of a primitive kind, an
- * enum or a string its default.
+ * @default_literal on the first enumerator); where they do not, the definition is left out. All
+ * others do not change samples and are passed over, see DDS_TypeLibrary_get_note(), but for one
+ * that looks like a misspelt one of these. Capitals do not matter. @default gives a member of a
+ * primitive kind, an enum or a string its default.
  *
  * @param text       NUL-terminated.
  * @param sourceName stands before line and column in errors ("weather.idl:3:9: ...").
@@ -221,8 +224,9 @@ QDDSC_API int32_t DDS_TypeLibrary_set_include_path(DDS_TypeLibrary *self,
                                                    uint32_t count) QDDSC_NOEXCEPT;
 
 /**
- * What was passed over in the texts that were added, a line each:
- * "weather.idl:3: @range has no effect".
+ * What has no effect in the texts that were added, and what was left out, a line each:
+ * "weather.idl:3: @range has no effect", "weather.idl:9:1: "weather::Either" is left out: union
+ * Either is not supported".
  *
  * @return the text, which lives until the library is changed; null behind the last one.
  */
@@ -233,6 +237,18 @@ QDDSC_API const char *DDS_TypeLibrary_get_note(const DDS_TypeLibrary *self,
  * another notation (DDS_TypeName_is_same()), or null. */
 QDDSC_API const DDS_TypeCode *DDS_TypeLibrary_find(const DDS_TypeLibrary *self,
                                                    const char *name) QDDSC_NOEXCEPT;
+/**
+ * Why a type that the texts define is not among those of the library: "weather.idl:12:3: it uses
+ * "weather::Either"; weather.idl:9:1: union Either is not supported".
+ *
+ * @param name as for DDS_TypeLibrary_find(); null for the last struct of the text that was added
+ *             last.
+ * @param text filled on 1 only; may be null.
+ * @return 1 if the type was left out, else 0.
+ */
+QDDSC_API int32_t DDS_TypeLibrary_explain_left_out(const DDS_TypeLibrary *self, const char *name,
+                                                   struct DDS_ErrorText *text) QDDSC_NOEXCEPT;
+
 /** Number of named types, and each of them in the order of their declaration. */
 QDDSC_API uint32_t DDS_TypeLibrary_get_count(const DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
 QDDSC_API const DDS_TypeCode *DDS_TypeLibrary_get_at(const DDS_TypeLibrary *self,
