@@ -53,6 +53,15 @@ TEST(Idl, IsRejectedByNameLineAndColumnOrChangesNothing)
         modules += "module m{";
         flat += i < 100 ? "module m { struct S" + std::to_string(i) + " { long x; }; };" : "";
     }
+    std::string doubled = "#define A0 long\n";
+    for (int i = 0; i < 22; ++i) {
+        const std::string last = "A" + std::to_string(i);
+        doubled += "#define A" + std::to_string(i + 1) + " " + last + " " + last + "\n";
+    }
+    EXPECT_EQ(rejection(doubled + "A16").substr(0, 9), "x.idl:24:");
+    EXPECT_EQ(rejection(doubled + "A22"), "x.idl:24:1: the macros that \"A0\" stands for have no "
+                                          "end in sight");
+    EXPECT_EQ(rejection("#if " + std::string(101, '(') + "1").substr(0, 13), "x.idl:1:1: \"(");
     EXPECT_EQ(rejection(sequences), "x.idl:1:593: nested deeper than 64 levels");
     EXPECT_EQ(rejection(modules), "x.idl:1:585: nested deeper than 64 levels");
     EXPECT_EQ(rejection(flat), "accepted");
@@ -62,7 +71,7 @@ TEST(Idl, IsRejectedByNameLineAndColumnOrChangesNothing)
 TEST(Idl, GivesNewSamplesTheirDefaultsAndPartsOfMembersToTheKey)
 {
     const DDS_TypeCode *const type = typeFromIdl(
-        "enum E { X, Y }; struct P { long a; @default(\"word\") string b; long c; };\n"
+        "enum E { X, Y }; struct P { long a; @default(\"w\\157\\x72\" \"d\") string b; long c; };\n"
         "struct Other { P p; };\n"
         "struct S { octet o; P p[1]; @default(Y) E e; @default(7) long long n; P q; };\n"
         "#pragma keylist S q.a",
@@ -88,7 +97,7 @@ TEST(Idl, GivesNewSamplesTheirDefaultsAndPartsOfMembersToTheKey)
 TEST(Idl, LeavesOutWhatItDoesNotCarryAndWhatUsesThatAndNothingElse)
 {
     const char *const text =
-        "struct Late; typedef sequence<Late> Lates;\n"
+        "struct Late; typedef sequence<Late> LateList;\n"
         "module m { union U switch (long) { case 1: long x; }; typedef any X, Y[2];\n"
         " interface I { typedef long T; void f(in T t) raises (E); };\n"
         " local interface I2; exception E {}; native N; module gone { bitmask B { F }; };\n"
@@ -97,7 +106,7 @@ TEST(Idl, LeavesOutWhatItDoesNotCarryAndWhatUsesThatAndNothingElse)
         " struct Indirect { long y; Direct d[2]; }; struct ByScope { m::I::T t; };\n"
         " struct Good { long U, I, m, any; sequence<long> sequence; };; struct Late { octet o; };\n"
         " struct Float { double d[N1]; }; module empty {}; struct ByFlag { long a[m::B3]; }; };\n"
-        "const float f = 1.5f; const long N1 = 2; struct Late { Lates more; };\n"
+        "const float f = 1.5f; const long N1 = 2; struct Late { LateList more; };\n"
         "struct ByForward { Late l; }; typedef n::Good Alias;\n"
         "#pragma keylist Indirect y\n";
     const Library library(DDS_TypeLibrary_new());
@@ -120,8 +129,9 @@ TEST(Idl, LeavesOutWhatItDoesNotCarryAndWhatUsesThatAndNothingElse)
     };
     const std::string isUnion = "; x.idl:2:12: union U is not supported";
     const std::string isInterface = "; x.idl:3:2: interface I is not supported";
-    const std::string isRecursive = "Lates is used before it is complete: recursive types are not "
-                                    "supported";
+    const std::string isRecursive =
+        "LateList is used before it is complete: recursive types are not "
+        "supported";
     EXPECT_EQ(why("m::U"), isUnion.substr(2));
     EXPECT_EQ(why("n::Us"), "x.idl:6:12: it uses \"m::U\"" + isUnion);
     EXPECT_EQ(why("n::Indirect"), "x.idl:7:28: it uses \"n::Direct\"" + isUnion);

@@ -1,9 +1,11 @@
 #include "idl_macros.h"
 
-#include <cstdlib>
+#include <algorithm>
+#include <cctype>
 
 #include <fmt/format.h>
 
+#include "idl_expression.h"
 #include "idl_scan.h"
 
 namespace qddsc {
@@ -13,18 +15,6 @@ namespace {
 constexpr std::size_t longestLine = 1U << 20;
 constexpr std::size_t mostReplaced = 100000;
 constexpr std::size_t deepest = 200;
-
-const char *skipBlanks(const char *at)
-{
-    return at + std::strspn(at, " \t\r");
-}
-
-std::string trimmed(const std::string &text)
-{
-    const std::size_t from = text.find_first_not_of(" \t\r");
-    return from == std::string::npos ? ""
-                                     : text.substr(from, text.find_last_not_of(" \t\r") - from + 1);
-}
 
 /// The text without its comments, which are blanks to a directive.
 std::string withoutComments(const std::string &text)
@@ -84,198 +74,6 @@ std::vector<std::string> parametersOf(const std::string &name, const char *&at)
     }
     return parameters;
 }
-
-/// Evaluates what stands behind #if, all macros replaced: C's integer expressions.
-class Expression {
-public:
-    explicit Expression(const std::string &text) : text_(text), at_(text_.c_str()) {}
-
-    std::int64_t evaluate()
-    {
-        const std::int64_t value = choice();
-        if (*skip() != '\0') {
-            fail();
-        }
-        return value;
-    }
-
-private:
-    static constexpr int deepest = 100;
-
-    const char *skip()
-    {
-        return at_ = skipBlanks(at_);
-    }
-    [[noreturn]] void fail()
-    {
-        throw IdlFault(fmt::format("\"{}\" is no expression", trimmed(text_)));
-    }
-    bool take(const char *sign)
-    {
-        const std::size_t length = std::strlen(sign);
-        const bool found = std::strncmp(skip(), sign, length) == 0;
-        at_ += found ? length : 0;
-        return found;
-    }
-
-    std::int64_t choice()
-    {
-        if (++depth_ > deepest) {
-            fail();
-        }
-        const std::int64_t condition = binary(0);
-        std::int64_t value = condition;
-        if (take("?")) {
-            const std::int64_t yes = choice();
-            if (!take(":")) {
-                fail();
-            }
-            const std::int64_t no = choice();
-            value = condition != 0 ? yes : no;
-        }
-        --depth_;
-        return value;
-    }
-
-    /// The operators by their precedence, the longer ones of a level first.
-    std::int64_t binary(std::size_t level)
-    {
-        static const std::vector<std::vector<const char *>> levels = {{"||"},
-                                                                      {"&&"},
-                                                                      {"|"},
-                                                                      {"^"},
-                                                                      {"&"},
-                                                                      {"==", "!="},
-                                                                      {"<=", ">=", "<", ">"},
-                                                                      {"<<", ">>"},
-                                                                      {"+", "-"},
-                                                                      {"*", "/", "%"}};
-        if (level == levels.size()) {
-            return unary();
-        }
-        std::int64_t value = binary(level + 1);
-        for (const char *sign = found(levels[level]); sign != nullptr;
-             sign = found(levels[level])) {
-            at_ += std::strlen(sign);
-            const bool known = std::strcmp(sign, value != 0 ? "||" : "&&") == 0;
-            unused_ += known ? 1 : 0;
-            const std::int64_t other = binary(level + 1);
-            unused_ -= known ? 1 : 0;
-            value = apply(sign, value, other);
-        }
-        return value;
-    }
-
-    /// Which of the operators stands here: "<" is not the beginning of "<<", "|" not that of "||".
-    const char *found(const std::vector<const char *> &signs)
-    {
-        skip();
-        for (const char *sign : signs) {
-            const std::size_t length = std::strlen(sign);
-            const auto isDoubled = [&] {
-                return length == 1 && std::strchr("|&<>", *sign) != nullptr && at_[1] == *sign;
-            };
-            if (std::strncmp(at_, sign, length) == 0 && !isDoubled()) {
-                return sign;
-            }
-        }
-        return nullptr;
-    }
-
-    std::int64_t apply(const std::string &sign, std::int64_t a, std::int64_t b)
-    {
-        const auto ua = static_cast<std::uint64_t>(a);
-        const auto ub = static_cast<std::uint64_t>(b);
-        const auto wrapped = [](std::uint64_t value) { return static_cast<std::int64_t>(value); };
-        switch (sign[0]) {
-        case '|':
-            return sign.size() == 2 ? (a != 0 || b != 0) : a | b;
-        case '&':
-            return sign.size() == 2 ? (a != 0 && b != 0) : a & b;
-        case '^':
-            return a ^ b;
-        case '=':
-            return a == b;
-        case '!':
-            return a != b;
-        case '<':
-            return sign == "<<" ? wrapped(ua << (ub & 63)) : sign == "<=" ? a <= b : a < b;
-        case '>':
-            return sign == ">>" ? a >> (ub & 63) : sign == ">=" ? a >= b : a > b;
-        case '+':
-            return wrapped(ua + ub);
-        case '-':
-            return wrapped(ua - ub);
-        case '*':
-            return wrapped(ua * ub);
-        default:
-            if (b == 0 || b == -1) {
-                return b == 0 ? divisionByZero() : sign == "/" ? wrapped(0 - ua) : 0;
-            }
-            return sign == "/" ? a / b : a % b;
-        }
-    }
-
-    std::int64_t divisionByZero() const
-    {
-        if (unused_ == 0) {
-            throw IdlFault("a division by zero");
-        }
-        return 0;
-    }
-
-    std::int64_t unary()
-    {
-        if (++depth_ > deepest) {
-            fail();
-        }
-        std::int64_t value = 0;
-        if (take("!")) {
-            value = unary() == 0 ? 1 : 0;
-        } else if (take("-")) {
-            value = static_cast<std::int64_t>(0 - static_cast<std::uint64_t>(unary()));
-        } else if (take("+")) {
-            value = unary();
-        } else if (take("~")) {
-            value = ~unary();
-        } else if (take("(")) {
-            value = choice();
-            if (!take(")")) {
-                fail();
-            }
-        } else {
-            value = operand();
-        }
-        --depth_;
-        return value;
-    }
-
-    /// A name that is left counts as 0, as in C.
-    std::int64_t operand()
-    {
-        const std::size_t length = wordLength(skip());
-        const std::string word(at_, length);
-        at_ += length;
-        if (word.empty()) {
-            fail();
-        }
-        if (std::isdigit(static_cast<unsigned char>(word[0])) == 0) {
-            return 0;
-        }
-        char *end = nullptr;
-        const auto value = static_cast<std::int64_t>(std::strtoull(word.c_str(), &end, 0));
-        if (end[std::strspn(end, "uUlL")] != '\0') {
-            fail();
-        }
-        return value;
-    }
-
-    const std::string text_;
-    const char *at_;
-    int depth_ = 0;
-    /// Operands under way that decide nothing: what stands before "||" or "&&" does.
-    int unused_ = 0;
-};
 
 } // namespace
 
@@ -379,9 +177,10 @@ std::string IdlMacros::fill(const std::string &name, const Macro &macro, const c
     std::string filled;
     for (const char *part = macro.body.c_str(); *part != '\0';) {
         const std::size_t word = wordLength(part);
-        const auto value = values.find(std::string(part, word));
-        filled += value != values.end() ? value->second : std::string(part, word > 0 ? word : 1);
-        part += word > 0 ? word : 1;
+        const std::size_t whole = std::max<std::size_t>(word + quoteLength(part), 1);
+        const auto value = word > 0 ? values.find(std::string(part, word)) : values.end();
+        filled += value != values.end() ? value->second : std::string(part, whole);
+        part += whole;
     }
     return filled;
 }
@@ -413,7 +212,7 @@ std::string IdlMacros::replaceDefined(const std::string &expression) const
 
 bool IdlMacros::isTrue(const std::string &expression) const
 {
-    return Expression(expand(replaceDefined(withoutComments(expression)))).evaluate() != 0;
+    return evaluateIdlExpression(expand(replaceDefined(withoutComments(expression)))) != 0;
 }
 
 } // namespace qddsc

@@ -63,7 +63,7 @@ std::size_t IdlNames::find(const std::string &name) const
     return found != declared_.end() ? found->second : IdlDefinition::none;
 }
 
-std::vector<IdlNames::Use> IdlNames::usesOf(std::size_t user) const
+std::vector<IdlNames::Use> IdlNames::usesOf(std::size_t user, bool onlyWithModules) const
 {
     const IdlDefinition &definition = outline_.definitions[user];
     const Tokens tokens = tokensOf(text_, definition);
@@ -79,10 +79,13 @@ std::vector<IdlNames::Use> IdlNames::usesOf(std::size_t user) const
         }
         const auto at = static_cast<std::size_t>(tokens[i].at - text_.c_str());
         const std::vector<std::string> parts = scopedNameAt(tokens, i);
+        if (onlyWithModules && parts.size() == 1) {
+            continue;
+        }
         std::string scope = definition.scope;
         const std::size_t used = resolve(parts, scope);
         if (used != IdlDefinition::none && used != user) {
-            uses.push_back({at, used, scope, parts.size() > 1, isAbsolute});
+            uses.push_back({at, used, scope, isAbsolute});
         }
     }
     return uses;

@@ -22,7 +22,6 @@ public:
         std::size_t definition;
         /// Of the scope that it was found in: "a::".
         std::string scope;
-        bool hasModule;
         /// With "::" in front.
         bool isAbsolute;
     };
@@ -30,8 +29,8 @@ public:
     /// Takes the names of all definitions that are not dropped. May throw std::bad_alloc.
     IdlNames(const std::string &text, const IdlOutline &outline);
 
-    /// What a definition uses, itself left out.
-    std::vector<Use> usesOf(std::size_t user) const;
+    /// What a definition uses, itself left out; by names with modules alone, if wanted.
+    std::vector<Use> usesOf(std::size_t user, bool onlyWithModules = false) const;
 
     /// The definition of a scoped name; a forward declaration if there is no other. `none` if
     /// there is nothing of that name.

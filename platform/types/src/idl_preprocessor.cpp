@@ -237,11 +237,12 @@ bool IdlPreprocessor::isTrue(const std::string &word, const std::string &rest) c
     if (word == "if" || word == "elif") {
         return macros_.isTrue(rest);
     }
-    const std::vector<std::string> names = words(rest);
-    if (names.empty()) {
+    const char *const at = skipBlanks(rest.c_str());
+    const std::string name(at, wordLength(at));
+    if (name.empty()) {
         throw IdlFault(fmt::format("#{} needs a name", word));
     }
-    return macros_.isDefined(names[0].substr(0, wordLength(names[0].c_str()))) == (word == "ifdef");
+    return macros_.isDefined(name) == (word == "ifdef");
 }
 
 void IdlPreprocessor::include(const std::string &rest, Source &source)

@@ -4,6 +4,7 @@
 
 #include <cctype>
 #include <cstring>
+#include <string>
 
 namespace qddsc {
 
@@ -46,6 +47,19 @@ inline std::size_t quotedLength(const char *at)
         return end != nullptr ? static_cast<std::size_t>(end + 2 - at) : std::strlen(at);
     }
     return quoteLength(at);
+}
+
+/// Behind the blanks of a line.
+inline const char *skipBlanks(const char *at)
+{
+    return at + std::strspn(at, " \t\r");
+}
+
+inline std::string trimmed(const std::string &text)
+{
+    const std::size_t from = text.find_first_not_of(" \t\r");
+    return from == std::string::npos ? ""
+                                     : text.substr(from, text.find_last_not_of(" \t\r") - from + 1);
 }
 
 } // namespace qddsc

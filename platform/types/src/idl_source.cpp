@@ -78,10 +78,15 @@ void IdlSource::completeNames()
     }
     const IdlNames names(copy_.text, outline_);
     std::vector<IdlCopy::Insertion> insertions;
+    size_t bytes = 0;
     for (size_t i = 0; i < outline_.definitions.size(); ++i) {
-        for (const IdlNames::Use &use : names.usesOf(i)) {
-            if (use.hasModule && !use.isAbsolute) {
+        for (const IdlNames::Use &use : names.usesOf(i, true)) {
+            if (!use.isAbsolute) {
                 insertions.push_back({use.at, "::" + use.scope});
+                bytes += insertions.back().words.size();
+            }
+            if (bytes > mostCompletion) {
+                return; // modules with names without measure: the parser has to do
             }
         }
     }

@@ -68,6 +68,8 @@ public:
 private:
     /// Of a text with more complaints than this the rest is not worth the time.
     static constexpr size_t mostComplaints = 100;
+    /// What names with modules may add to the text.
+    static constexpr size_t mostCompletion = 64U << 20;
 
     void findLines();
     void completeNames();
