@@ -154,6 +154,31 @@ TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
     EXPECT_STREQ(DDS_TypeCode_get_name(r.type), "m::P");
 }
 
+/// A second route, in a session of its own, takes from the buffer what the first one puts into it.
+TEST_F(ConfigTest, GivesAnOutputWithABufferARouteOfItsOwn)
+{
+    const auto configuration =
+        load("state: /s\ntypes: [{file: p.idl}]\nadapters: {a: {class: C}}\n"
+             "connections: {in: {adapter: a}}\n" +
+             route +
+             "      - {connection: in, stream: u, store: {max_bytes: 90KiB}}\n"
+             "      - {connection: in, stream: v, required: false}\n");
+    ASSERT_TRUE(configuration) << messages;
+    EXPECT_EQ(configuration->state, "/s");
+    ASSERT_EQ(configuration->routes.size(), 3U);
+    ASSERT_EQ(configuration->sessions.size(), 3U);
+    for (std::size_t i = 0; i < 2; ++i) {
+        const RouteSettings &second = configuration->routes[i + 1];
+        EXPECT_EQ(second.name, i == 0 ? "r to in/u" : "r to in/v");
+        EXPECT_EQ(configuration->sessions[second.session].name, second.name);
+        EXPECT_EQ(second.input.buffer, i);
+        EXPECT_EQ(configuration->routes[0].outputs[i + 1].buffer, i);
+        EXPECT_EQ(configuration->buffers[i].settings.stored, i == 0);
+    }
+    EXPECT_EQ(configuration->buffers[0].settings.maxBytes, 90U << 10);
+    EXPECT_EQ(configuration->buffers[1].settings.whenFull, WhenFull::dropOldest);
+}
+
 TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
 {
     const auto configuration = load(
