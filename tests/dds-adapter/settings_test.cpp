@@ -5,7 +5,10 @@
 // Lines of data/settings.txt.
 TEST(DdsAdapter, WhatIsWrongWithASettingIsSaid)
 {
-    Host host(21);
+    Host host(21, "batch=9"); // which no writer takes over
+    QEL_FerrionStreamWriter *writer = host.writer("s");
+    host.expectError("");
+    host.remove(writer);
     for (const std::string &line : linesOf("dds-adapter/data/settings.txt")) {
         const size_t arrow = line.find(" -> ");
         const std::string settings = line.substr(2, arrow - 2);
