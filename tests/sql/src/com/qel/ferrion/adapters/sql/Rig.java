@@ -24,10 +24,8 @@ import java.util.Map;
 import java.util.Properties;
 import java.util.StringJoiner;
 import java.util.concurrent.ConcurrentHashMap;
-import java.util.concurrent.CopyOnWriteArrayList;
 import java.util.concurrent.Semaphore;
 import java.util.concurrent.TimeUnit;
-import java.util.logging.Logger;
 import org.junit.rules.ExternalResource;
 import org.junit.rules.TemporaryFolder;
 
@@ -89,13 +87,6 @@ final class Rig extends ExternalResource {
             properties.setProperty(pairs[i], pairs[i + 1]);
         }
         return properties;
-    }
-
-    /** The lines that the adapter logs from now on. */
-    List<String> log() {
-        List<String> lines = new CopyOnWriteArrayList<>();
-        Logger.getLogger(Access.LOG.getName()).setFilter(line -> lines.add(line.getMessage()));
-        return lines;
     }
 
     Connection direct() {
