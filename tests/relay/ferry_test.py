@@ -486,9 +486,13 @@ class FerryTest(Ferry):
                  '[1]\n{"u":1,"m":"x","n":null,"l":[],"b":null}\nno json\n',
                  "double u string m string n sequence<sequence<long long> > l string b"),
                 ("mixed.csv", 'a,b,c,d\r\n1,x,,+1.5\r\n2,3\r\ntrue,"1""\n",,1e3\r\n',
-                 "string a string b string c double d")]:
+                 "string a string b string c double d"),
+                # Whose names say neither their format nor that of a type.
+                ("8 lines.txt", '{"a":[],"c":"x"}\n', "sequence<string> a string c"),
+                ("9 rows.txt", "only\nx\n", "string only")]:
             (self.directory / name).write_text(text)
             self.ferry("new", "config", self.directory / name, self.directory / name, code=0)
+            self.ferry("check", self.directory / f"{name}.yaml", "-v", code=0)
             idl = (self.directory / f"{name}.idl").read_text()
             self.assertEqual(" ".join(re.findall(r" {4}(.*);", idl)), types)
         (self.directory / "folder.csv").mkdir()
