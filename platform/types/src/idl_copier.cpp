@@ -63,6 +63,13 @@ const char *endOfDeclaration(const char *name)
     return *at == ';' ? at + 1 : at;
 }
 
+/// The parser ends the process over one of these that has no value.
+bool needsValue(std::string_view annotation)
+{
+    return annotation == "bit_bound" || annotation == "data_representation" ||
+           annotation == "extensibility" || annotation == "id" || annotation == "value";
+}
+
 /// A number without the letters of C that give it a type.
 std::string_view withoutSuffix(std::string_view word)
 {
@@ -240,6 +247,9 @@ bool IdlCopier::copyAnnotation(const char *&at)
                    [](unsigned char character) { return std::tolower(character); });
     const bool declares = word == "annotation";
     if (!declares && isKnownAnnotation(word) && std::strncmp(name + length, "::", 2) != 0) {
+        if (needsValue(word) && *behindBlanks(name + length) != '(') {
+            return fail(fmt::format("@{} needs a value", word));
+        }
         copy('@');
         std::for_each(word.begin(), word.end(), [this](char character) { copy(character); });
         at = name + length;

@@ -321,7 +321,8 @@ QIdlNode qidl_first_annotation(QIdlNode node)
     return ((const idl_node_t *)node)->annotations;
 }
 
-static const char *number(char *buffer, size_t size, char *form, const char *format, ...)
+__attribute__((format(printf, 4, 5))) static const char *number(char *buffer, size_t size,
+                                                                char *form, const char *format, ...)
 {
     va_list arguments;
     va_start(arguments, format);
