@@ -58,6 +58,11 @@ std::string keyOf(const DDS_TypeCode &type)
         addNumber(key, member.initial.size());
         key += member.initial;
     }
+    if (type.opaque != nullptr) {
+        addNumber(key, type.opaque->record.isKeyed != 0 ? 2 : 1);
+        addNumber(key, type.opaque->information.size());
+        key += type.opaque->information + type.opaque->mapping;
+    }
     return key;
 }
 
@@ -281,6 +286,33 @@ const DDS_TypeCode *makeWithDefaults(const DDS_TypeCode *structure,
     return intern(std::move(type), error);
 }
 
+const DDS_TypeCode *makeOpaque(const char *name, const DDS_OpaqueType &from, DDS_ErrorText *error)
+{
+    if (name == nullptr || name[0] == '\0') {
+        setError(error, "an opaque type needs a name");
+        return nullptr;
+    }
+    const DDS_TypeCode *const bytes =
+        DDS_TypeCode_create_sequence(DDS_TypeCode_get_primitive(DDS_TK_OCTET), 0, error);
+    if (bytes == nullptr) {
+        return nullptr;
+    }
+    auto opaque = std::make_unique<Opaque>();
+    opaque->information.assign(reinterpret_cast<const char *>(from.information),
+                               from.informationSize);
+    opaque->mapping.assign(reinterpret_cast<const char *>(from.mapping), from.mappingSize);
+    opaque->record = {from.isKeyed, reinterpret_cast<const uint8_t *>(opaque->information.data()),
+                      opaque->information.size(),
+                      reinterpret_cast<const uint8_t *>(opaque->mapping.data()),
+                      opaque->mapping.size()};
+    DDS_TypeCode type;
+    type.kind = DDS_TK_STRUCT;
+    type.name = name;
+    type.members.push_back({"serialized", bytes, false, 0, {}});
+    type.opaque = std::move(opaque);
+    return intern(std::move(type), error);
+}
+
 } // namespace
 
 } // namespace qddsc
@@ -376,4 +408,10 @@ const DDS_TypeCode *DDS_TypeCode_create_with_defaults(const DDS_TypeCode *struct
                                                       uint32_t count, DDS_ErrorText *error) noexcept
 {
     return guarded(error, [=] { return makeWithDefaults(structure, defaults, count, error); });
+}
+
+const DDS_TypeCode *DDS_TypeCode_create_opaque(const char *name, const DDS_OpaqueType *opaque,
+                                               DDS_ErrorText *error) noexcept
+{
+    return guarded(error, [=] { return makeOpaque(name, *opaque, error); });
 }

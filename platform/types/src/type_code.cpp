@@ -112,3 +112,9 @@ int32_t DDS_TypeCode_is_keyed(const DDS_TypeCode *self) noexcept
 {
     return self->keyed ? 1 : 0;
 }
+
+const DDS_OpaqueType *DDS_TypeCode_get_opaque(const DDS_TypeCode *self) noexcept
+{
+    const auto &opaque = self->resolved->opaque;
+    return opaque != nullptr ? &opaque->record : nullptr;
+}

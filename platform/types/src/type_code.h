@@ -3,6 +3,7 @@
 #ifndef QDDSC_SRC_TYPE_CODE_H
 #define QDDSC_SRC_TYPE_CODE_H
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,12 @@ struct Member {
     int32_t value; // of an enumerator
     /// Default as CDR, without padding in front; empty for that of the type.
     std::string initial;
+};
+
+/// The record with the bytes that it points to.
+struct Opaque {
+    DDS_OpaqueType record{};
+    std::string information, mapping;
 };
 
 } // namespace qddsc
@@ -43,6 +50,7 @@ struct DDS_TypeCode {
     uint32_t elementCount = 0;           // of an array, all dimensions
     std::vector<qddsc::Member> members;  // those of the base first
     std::vector<uint32_t> membersByName; // indices into members, in order of name
+    std::unique_ptr<const qddsc::Opaque> opaque;
     /// What samples need of the type; that of the resolved type counts. Its texts are those above.
     qddscdr::Type record;
     qddscdr::Tables tables;

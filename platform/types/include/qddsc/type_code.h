@@ -101,6 +101,28 @@ DDS_TypeCode_create_with_defaults(const DDS_TypeCode *structure,
                                   const struct DDS_MemberDefault *defaults, uint32_t count,
                                   struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
 
+/** What is known of a topic's type that nobody looks into. */
+struct DDS_OpaqueType {
+    /** 1 when samples have keys, whatever these are. */
+    int32_t isKeyed;
+    /** The type information that a peer announces, and the type objects that it names, both as
+     * XTypes 1.3 serializes them (little-endian XCDR2, without a header); 0 bytes for none. */
+    const uint8_t *information;
+    size_t informationSize;
+    const uint8_t *mapping;
+    size_t mappingSize;
+};
+
+/** A type of which a sample holds a message as it was received: a final struct whose only member is
+ * `serialized`, a sequence of octets, the encapsulation header first. The end of an instance holds
+ * the message that reported it.
+ *
+ * @param name any name but "", as a peer announces it; need not be one of IDL.
+ */
+QDDSC_API const DDS_TypeCode *
+DDS_TypeCode_create_opaque(const char *name, const struct DDS_OpaqueType *opaque,
+                           struct DDS_ErrorText *error) QDDSC_NOEXCEPT;
+
 /* Looking at types. `self` must not be null; what a function does not apply to gives null or 0. */
 
 QDDSC_API DDS_TCKind DDS_TypeCode_get_kind(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
@@ -140,6 +162,10 @@ QDDSC_API int32_t DDS_TypeCode_holds_appendable(const DDS_TypeCode *self) QDDSC_
 QDDSC_API int32_t DDS_TypeCode_is_nested(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 /** 1 when the struct or its base has a key member. */
 QDDSC_API int32_t DDS_TypeCode_is_keyed(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
+/** What an opaque type was made with, or null. It lives as long as the type. An alias is taken off.
+ */
+QDDSC_API const struct DDS_OpaqueType *
+DDS_TypeCode_get_opaque(const DDS_TypeCode *self) QDDSC_NOEXCEPT;
 
 /**
  * Writes the type and every named type it uses as IDL that DDS_TypeLibrary_add_idl_text accepts and
