@@ -471,7 +471,7 @@ TEST_F(Engine, EndpointsThatCannotBeAreRejectedByName)
     }
     DDS_DataWriter_delete(nullptr);
     DDS_ErrorText error{};
-    EXPECT_EQ(nullptr, DDS_Discovery_new(nullptr, 0, nullptr, nullptr, &error));
+    EXPECT_EQ(nullptr, DDS_Discovery_new(nullptr, DDS_RESOLVE_TYPES, 0, nullptr, nullptr, &error));
     EXPECT_STREQ("no participant", error.text);
 }
 

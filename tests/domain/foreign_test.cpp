@@ -115,8 +115,8 @@ TEST_F(Foreign, DiscoveryReportsOthersAsTheyComeAndGo)
     std::atomic<int> calls{0};
     DDS_ErrorText error{};
     const std::unique_ptr<DDS_Discovery, Deleter<DDS_Discovery_delete>> discovery(DDS_Discovery_new(
-        near.get(), 60 * SECOND, [](void *count) { ++*static_cast<std::atomic<int> *>(count); },
-        &calls, &error));
+        near.get(), DDS_RESOLVE_TYPES, 60 * SECOND,
+        [](void *count) { ++*static_cast<std::atomic<int> *>(count); }, &calls, &error));
     ASSERT_NE(nullptr, discovery) << error.text;
     const auto expect = [&](const std::string &wanted) {
         std::string seen;

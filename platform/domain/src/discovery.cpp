@@ -16,11 +16,6 @@ using qddscdr::setError;
 namespace {
 
 constexpr size_t atOnce = 64;
-/// How often a type is asked for that has not come yet: the engine sends one request and says when
-/// asked whether there is an answer.
-constexpr dds_duration_t pollInterval = DDS_MSECS(10);
-constexpr dds_duration_t slowPollInterval = DDS_MSECS(500);
-
 Guid guidOf(const dds_guid_t &key)
 {
     Guid guid;
@@ -48,6 +43,17 @@ int32_t durableDepthOf(const dds_qos_t &qos)
     int32_t depth = 1;
     (void)dds_qget_durability_service(&qos, nullptr, &kind, &depth, nullptr, nullptr, nullptr);
     return kind == DDS_HISTORY_KEEP_ALL ? 0 : std::max(depth, 1);
+}
+
+/// What a writer sends in is the first one that it names.
+DDS_DataRepresentation representationOf(const dds_qos_t &qos)
+{
+    uint32_t count = 0;
+    dds_data_representation_id_t *values = nullptr;
+    (void)dds_qget_data_representation(&qos, &count, &values);
+    const bool second = count > 0 && values[0] == DDS_DATA_REPRESENTATION_XCDR2;
+    dds_free(values);
+    return second ? DDS_XCDR2_REPRESENTATION : DDS_XCDR1_REPRESENTATION;
 }
 
 DDS_DiscoveredQos qosOf(const dds_qos_t &qos)
@@ -89,6 +95,7 @@ DDS_DiscoveredQos qosOf(const dds_qos_t &qos)
     made.coherentAccess = coherent ? 1 : 0;
     made.orderedAccess = ordered ? 1 : 0;
     made.latencyBudget = limitOf(made.latencyBudget);
+    made.representation = representationOf(qos);
     return made;
 }
 
@@ -111,7 +118,8 @@ bool isSame(const DDS_DiscoveredQos &a, const DDS_DiscoveredQos &b)
         return std::tie(qos.reliable, qos.durability, qos.durableDepth, qos.deadline, qos.lifespan,
                         qos.exclusiveOwnership, qos.ownershipStrength, qos.liveliness,
                         qos.livelinessLease, qos.destinationOrder, qos.presentation,
-                        qos.coherentAccess, qos.orderedAccess, qos.latencyBudget);
+                        qos.coherentAccess, qos.orderedAccess, qos.latencyBudget,
+                        qos.representation);
     };
     return all(a) == all(b);
 }
@@ -171,11 +179,14 @@ void DDS_Discovery::see(dds_builtintopic_endpoint_t &sample, dds_instance_handle
         std::weak_ptr<ArrivingType> &there = types[hash];
         seen.arriving = there.lock();
         if (seen.arriving == nullptr) {
-            seen.arriving = std::make_shared<ArrivingType>(hash);
+            seen.arriving = std::make_shared<ArrivingType>(hash, passageOf(sample));
             there = seen.arriving;
         }
     }
     seen.patience = Clock::now() + typeTimeout;
+    if (seen.arriving != nullptr) {
+        seen.arriving->patience = seen.patience;
+    }
     endpoints.emplace(handle, std::move(seen));
 }
 
@@ -221,20 +232,11 @@ void DDS_Discovery::takeFrom(dds_entity_t reader, bool ofWriters)
 void DDS_Discovery::run()
 {
     for (bool stopped = false; !stopped;) {
-        dds_duration_t pause = slowPollInterval;
+        dds_duration_t pause = DDS_MSECS(500); // if memory is short
         try {
             takeFrom(writers.get(), true);
             takeFrom(readers.get(), false);
-            if (resolveTypes()) {
-                pause = pollInterval;
-            }
-            const bool late = std::any_of(types.begin(), types.end(), [](const auto &entry) {
-                const auto type = entry.second.lock();
-                return type != nullptr && type->state == TypeAssembler::State::incomplete;
-            });
-            if (!late) {
-                pause = DDS_INFINITY;
-            }
+            pause = resolveTypes();
         } catch (...) {
             QELLog_printContextAndMsg("DDS_Discovery", &QEL_LOG_ANY_FAILURE_s,
                                       "no memory for what was discovered");
@@ -252,11 +254,13 @@ void DDS_Discovery::run()
 
 namespace {
 
-DDS_Discovery *makeDiscovery(DDS_DomainParticipant &participant, int64_t typeTimeout,
-                             DDS_OnDiscoveryFn onChange, void *argument, DDS_ErrorText *error)
+DDS_Discovery *makeDiscovery(DDS_DomainParticipant &participant, DDS_DiscoveredTypes types,
+                             int64_t typeTimeout, DDS_OnDiscoveryFn onChange, void *argument,
+                             DDS_ErrorText *error)
 {
     auto made = std::make_unique<DDS_Discovery>();
     made->participant = &participant;
+    made->passesTypes = types == DDS_PASS_TYPES;
     made->typeTimeout = std::chrono::nanoseconds(std::max<int64_t>(typeTimeout, 0));
     made->onChange = onChange;
     made->argument = argument;
@@ -287,15 +291,15 @@ DDS_Discovery *makeDiscovery(DDS_DomainParticipant &participant, int64_t typeTim
 
 } // namespace
 
-DDS_Discovery *DDS_Discovery_new(DDS_DomainParticipant *participant, int64_t typeTimeout,
-                                 DDS_OnDiscoveryFn onChange, void *argument,
+DDS_Discovery *DDS_Discovery_new(DDS_DomainParticipant *participant, DDS_DiscoveredTypes types,
+                                 int64_t typeTimeout, DDS_OnDiscoveryFn onChange, void *argument,
                                  DDS_ErrorText *error) noexcept
 try {
     if (participant == nullptr) {
         setError(error, "no participant");
         return nullptr;
     }
-    return makeDiscovery(*participant, typeTimeout, onChange, argument, error);
+    return makeDiscovery(*participant, types, typeTimeout, onChange, argument, error);
 } catch (...) {
     setError(error, "no memory or no thread for a discovery");
     return nullptr;
@@ -330,6 +334,7 @@ try {
     record.topic = from.topic.c_str();
     record.typeName = from.typeName.c_str();
     record.type = from.type;
+    record.opaque = from.opaque;
     record.typeProblem = from.type == nullptr ? from.typeProblem.c_str() : nullptr;
     const auto count = static_cast<int32_t>(shown.partitions.size());
     record.partitions = {shown.partitions.data(), count, count};

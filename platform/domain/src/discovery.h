@@ -30,8 +30,14 @@ struct ArrivingType {
     EquivalenceHash hash;
     TypeAssembler assembler;
     TypeAssembler::State state = TypeAssembler::State::incomplete;
+    /// For endpoints whose samples nobody looks into, which are announced by then.
+    TypePassage passage;
+    Clock::time_point patience;
 
-    explicit ArrivingType(const EquivalenceHash &root) : hash(root), assembler(root) {}
+    ArrivingType(const EquivalenceHash &root, TypePassage announced)
+        : hash(root), assembler(root), passage(std::move(announced))
+    {
+    }
 };
 
 /// One remote endpoint, as it is or as it was when an event was made.
@@ -43,6 +49,7 @@ struct RemoteEndpoint {
     bool keyed = false;
     DDS_DiscoveredQos qos{};
     const DDS_TypeCode *type = nullptr;
+    const DDS_TypeCode *opaque = nullptr;
     std::string typeProblem;
 
     std::shared_ptr<ArrivingType> arriving; // null: it announces no type
@@ -67,6 +74,7 @@ struct ShownEndpoint {
 struct DDS_Discovery {
     DDS_DomainParticipant *participant = nullptr;
     std::chrono::nanoseconds typeTimeout{0};
+    bool passesTypes = false; // and never looks into them
     DDS_OnDiscoveryFn onChange = nullptr;
     void *argument = nullptr;
 
@@ -93,7 +101,9 @@ struct DDS_Discovery {
     void see(dds_builtintopic_endpoint_t &sample, dds_instance_handle_t handle, bool isWriter);
     void lose(dds_instance_handle_t handle);
     bool advance(qddsdomain::ArrivingType &type);
-    bool resolveTypes();
+    bool isThere(qddsdomain::ArrivingType &type);
+    void makeOpaque(qddsdomain::RemoteEndpoint &endpoint);
+    dds_duration_t resolveTypes();
     void report(DDS_DiscoveryEventKind kind, const qddsdomain::RemoteEndpoint &endpoint);
 };
 

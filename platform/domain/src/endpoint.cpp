@@ -120,6 +120,27 @@ bool checkRequest(const EndpointRequest &request, DDS_ErrorText *error)
     return checkQos(*request.qos, error);
 }
 
+namespace {
+
+/// A reader of an opaque type takes what any type of that name has; a writer announces the type
+/// that the messages came with.
+bool describe(const EndpointRequest &request, const WireType &wire, TypeDescription &description,
+              DDS_ErrorText *error)
+{
+    const DDS_OpaqueType *const opaque = wire.opaque();
+    if (opaque == nullptr) {
+        return describeType(wire.type(), description, error);
+    }
+    if (request.isWriter) {
+        description.typeInformation.assign(opaque->information,
+                                           opaque->information + opaque->informationSize);
+        description.typeMapping.assign(opaque->mapping, opaque->mapping + opaque->mappingSize);
+    }
+    return true;
+}
+
+} // namespace
+
 Topic makeEndpointTopic(const EndpointRequest &request, Representation representation,
                         const WireType *&wire, DDS_ErrorText *error)
 {
@@ -129,8 +150,8 @@ Topic makeEndpointTopic(const EndpointRequest &request, Representation represent
     if (wanted.typeName == nullptr || wanted.typeName[0] == '\0') {
         wanted.typeName = DDS_TypeCode_get_name(type);
     }
-    if (wire == nullptr ||
-        (request.qos->matchByNameOnly == 0 && !describeType(*type, wanted.description, error))) {
+    if (wire == nullptr || (request.qos->matchByNameOnly == 0 &&
+                            !describe(request, *wire, wanted.description, error))) {
         return {};
     }
     const EngineComplaints complaints;

@@ -39,6 +39,7 @@ struct EndpointRequest {
     const char *typeName;
     const DDS_TypeCode *type;
     const DDS_EndpointQos *qos;
+    bool isWriter;
 };
 
 /// False, with the error filled, when something is missing or out of range.

@@ -37,11 +37,21 @@ uint32_t hashOf(const Parts &parts)
                                     : static_cast<uint32_t>(keyedHash(parts.key, parts.keyLength));
 }
 
-/// The length of the padding goes into the header, where receivers look for it (XTypes 1.3,
-/// 7.6.3.1.2).
-void fill(Serdata &message, const Parts &parts, size_t used)
+Serdata *create(const ddsi_sertype *type, ddsi_serdata_kind kind, const Parts &parts)
 {
-    uint8_t *to = message.payload();
+    const size_t used =
+        parts.payload != nullptr ? parts.payload->size() : encapsulationSize + parts.plainLength;
+    const bool isHashable = kind == SDK_KEY && parts.payload == nullptr && parts.keyType != nullptr;
+    Serdata *message =
+        allocate(type, kind, isHashable ? std::max(used, shortestKey) : used, parts.keyLength);
+    if (message == nullptr) {
+        return nullptr;
+    }
+    message->plainSize = static_cast<uint32_t>(parts.plainLength);
+    message->identity = parts.hash;
+    message->keyType = parts.keyType;
+    message->hash = type->serdata_basehash ^ hashOf(parts);
+    uint8_t *to = message->payload();
     if (parts.payload != nullptr) {
         std::memcpy(to, parts.payload->data(), used);
     } else {
@@ -50,38 +60,10 @@ void fill(Serdata &message, const Parts &parts, size_t used)
             std::memcpy(to + encapsulationSize, parts.plain, parts.plainLength);
         }
     }
-    const size_t padding = message.payloadSize - used;
-    std::memset(to + used, 0, padding);
-    to[3] = static_cast<uint8_t>(to[3] | (padding & 3));
+    close(*message, used);
     if (parts.keyLength > 0) {
-        std::memcpy(to + message.payloadSize, parts.key, parts.keyLength);
+        std::memcpy(to + message->payloadSize, parts.key, parts.keyLength);
     }
-}
-
-Serdata *create(const ddsi_sertype *type, ddsi_serdata_kind kind, const Parts &parts)
-{
-    const size_t used =
-        parts.payload != nullptr ? parts.payload->size() : encapsulationSize + parts.plainLength;
-    size_t padded = (used + 3) & ~size_t{3};
-    if (kind == SDK_KEY && parts.payload == nullptr && parts.keyType != nullptr) {
-        padded = std::max(padded, shortestKey);
-    }
-    if (padded > largestMessage || parts.keyLength > largestMessage) {
-        return nullptr;
-    }
-    void *memory = std::malloc(sizeof(Serdata) + padded + parts.keyLength);
-    if (memory == nullptr) {
-        return nullptr;
-    }
-    auto *message = new (memory) Serdata;
-    ddsi_serdata_init(message, type, kind);
-    message->payloadSize = static_cast<uint32_t>(padded);
-    message->plainSize = static_cast<uint32_t>(parts.plainLength);
-    message->keySize = static_cast<uint32_t>(parts.keyLength);
-    message->identity = parts.hash;
-    message->keyType = parts.keyType;
-    message->hash = type->serdata_basehash ^ hashOf(parts);
-    fill(*message, parts, used);
     return message;
 }
 
@@ -121,6 +103,33 @@ ddsi_serdata *stamped(Serdata *message, const Stamp &stamp)
 
 } // namespace
 
+Serdata *allocate(const ddsi_sertype *type, ddsi_serdata_kind kind, size_t payloadSize,
+                  size_t keySize)
+{
+    const size_t padded = (payloadSize + 3) & ~size_t{3};
+    if (padded > largestMessage || keySize > largestMessage) {
+        return nullptr;
+    }
+    void *memory = std::malloc(sizeof(Serdata) + padded + keySize);
+    if (memory == nullptr) {
+        return nullptr;
+    }
+    auto *message = new (memory) Serdata{};
+    ddsi_serdata_init(message, type, kind);
+    message->payloadSize = static_cast<uint32_t>(padded);
+    message->keySize = static_cast<uint32_t>(keySize);
+    message->hash = type->serdata_basehash;
+    return message;
+}
+
+void close(Serdata &message, size_t used)
+{
+    uint8_t *const payload = message.payload();
+    const size_t padding = message.payloadSize - used;
+    std::memset(payload + used, 0, padding);
+    payload[3] = static_cast<uint8_t>(payload[3] | (padding & 3));
+}
+
 Scratch &scratch()
 {
     thread_local Scratch buffers;
@@ -146,11 +155,19 @@ Serdata *fromKey(const Sertype &type, const Bytes &key)
     return create(&type, SDK_KEY, parts);
 }
 
-Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *payload, size_t size)
+bool isOpen(const Sertype &type)
 {
     if (type.arrivals->isClosed()) {
         type.arrivals->countLate();
         dropNextEngineLine();
+        return false;
+    }
+    return true;
+}
+
+Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *payload, size_t size)
+{
+    if (!isOpen(type)) {
         return nullptr;
     }
     Scratch &buffers = scratch();
@@ -185,24 +202,24 @@ Serdata *keyAlone(const Serdata &from)
 ddsi_serdata *makeSample(const ddsi_sertype *type, const uint8_t *plain, size_t length,
                          const Stamp &stamp)
 {
-    return stamped(fromPlain(own(type), plain, length), stamp);
+    const Sertype &sertype = own(type);
+    return stamped(sertype.wire->opaque() != nullptr ? fromOpaque(sertype, SDK_DATA, plain, length)
+                                                     : fromPlain(sertype, plain, length),
+                   stamp);
 }
 
 ddsi_serdata *makeKeySample(const ddsi_sertype *type, const uint8_t *plain, size_t length,
                             const Stamp &stamp)
 {
+    const Sertype &sertype = own(type);
+    if (sertype.wire->opaque() != nullptr) {
+        return stamped(fromOpaque(sertype, SDK_KEY, plain, length), stamp);
+    }
     Bytes &key = scratch().key;
-    if (!own(type).wire->keyOf(plain, length, key)) {
+    if (!sertype.wire->keyOf(plain, length, key)) {
         return nullptr;
     }
-    return stamped(fromKey(own(type), key), stamp);
-}
-
-Message look(const ddsi_serdata *message)
-{
-    const Serdata &from = own(message);
-    return {from.payload() + encapsulationSize, from.plainSize, from.key(), from.keySize,
-            from.keyType != nullptr ? &from.identity : nullptr};
+    return stamped(fromKey(sertype, key), stamp);
 }
 
 void retain(const ddsi_serdata *message)

@@ -180,7 +180,7 @@ DDS_DataReader *DDS_DataReader_new(DDS_DomainParticipant *participant, const cha
                                    const DDS_EndpointQos *qos, DDS_OnDataFn onData, void *argument,
                                    DDS_ErrorText *error) noexcept
 try {
-    return makeReader({participant, topic, typeName, type, qos}, onData, argument, error);
+    return makeReader({participant, topic, typeName, type, qos, false}, onData, argument, error);
 } catch (const std::system_error &) {
     setError(error, "no thread for a reader");
     return nullptr;

@@ -106,6 +106,25 @@ bool load(DDS_DataReader &self, uint32_t wanted, DDS_ErrorText *error)
     return count >= 0;
 }
 
+/// The message as the content of a sequence of octets; its state is its own, not the instance's.
+bool handOpaque(DDS_DataReader &self, const Message &message, dds_sample_info_t from,
+                DDS_DynamicData *sample, DDS_SampleInfo &info)
+{
+    const auto size = static_cast<uint32_t>(message.payloadSize);
+    uint8_t *room = DDS_DynamicData_loan_cdr(sample, sizeof size + size);
+    if (room == nullptr) {
+        return false;
+    }
+    std::memcpy(room, &size, sizeof size);
+    std::memcpy(room + sizeof size, message.payload, size);
+    from.valid_data = !message.isEnd;
+    from.instance_state = message.disposes ? DDS_IST_NOT_ALIVE_DISPOSED
+                          : message.isEnd  ? DDS_IST_NOT_ALIVE_NO_WRITERS
+                                           : DDS_IST_ALIVE;
+    setInfo(info, from, nullptr, self.writers.find(self.entity.get(), from.publication_handle));
+    return true;
+}
+
 /// Fills one record from the block's current position; false when the sample has no room in it.
 bool hand(DDS_DataReader &self, DDS_DynamicData *sample, DDS_SampleInfo &info)
 {
@@ -113,6 +132,9 @@ bool hand(DDS_DataReader &self, DDS_DynamicData *sample, DDS_SampleInfo &info)
     dds_sample_info_t from = block.infos[block.next];
     from.valid_data = from.valid_data && !block.atEnd;
     const Message message = look(block.messages[block.next]);
+    if (self.wire->opaque() != nullptr) {
+        return handOpaque(self, message, from, sample, info);
+    }
     const uint8_t *plain = message.plain;
     size_t length = message.length;
     if (!from.valid_data) {

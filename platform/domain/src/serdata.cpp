@@ -2,6 +2,8 @@
 // are in here.
 #include "sertype_internal.h"
 
+#include "engine_log.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -30,24 +32,49 @@ uint32_t size(const ddsi_serdata *message)
     return own(message).payloadSize;
 }
 
+const uint8_t *start(const nn_rdata *fragment)
+{
+    return NN_RMSG_PAYLOADOFF(fragment->rmsg, NN_RDATA_PAYLOAD_OFF(fragment));
+}
+
+/// They are in order and all there, though they may overlap.
+void gather(const nn_rdata *fragments, size_t total, uint8_t *to)
+{
+    for (const nn_rdata *f = fragments; f != nullptr && f->min < total; f = f->nextfrag) {
+        std::memcpy(to + f->min, start(f), std::min<size_t>(f->maxp1, total) - f->min);
+    }
+}
+
+/// Returns how much there is, which is `total` at most.
+size_t gather(const ddsrt_iovec_t *parts, ddsrt_msg_iovlen_t count, size_t total, uint8_t *to)
+{
+    size_t passed = 0;
+    for (ddsrt_msg_iovlen_t i = 0; i < count && passed < total; ++i) {
+        const size_t length = std::min<size_t>(parts[i].iov_len, total - passed);
+        std::memcpy(to + passed, parts[i].iov_base, length);
+        passed += length;
+    }
+    return passed;
+}
+
 ddsi_serdata *fromFragments(const ddsi_sertype *type, ddsi_serdata_kind kind,
                             const nn_rdata *fragments, size_t total)
 try {
-    const auto start = [](const nn_rdata *fragment) {
-        return NN_RMSG_PAYLOADOFF(fragment->rmsg, NN_RDATA_PAYLOAD_OFF(fragment));
-    };
+    const Sertype &sertype = own(type);
+    if (sertype.wire->opaque() != nullptr) {
+        Serdata *const message = allocateOpaque(sertype, kind, total);
+        if (message != nullptr) {
+            gather(fragments, total, message->payload());
+        }
+        return receiveOpaque(sertype, message, total);
+    }
     if (fragments->nextfrag == nullptr) {
-        return receive(own(type), kind, start(fragments), total);
+        return receive(sertype, kind, start(fragments), total);
     }
-    // In order and all there, though they may overlap.
     Bytes &whole = scratch().whole;
-    whole.clear();
-    for (const nn_rdata *f = fragments; f != nullptr; f = f->nextfrag) {
-        const size_t passed = std::min<size_t>(whole.size(), f->maxp1);
-        whole.insert(whole.end(), start(f) + (passed - f->min), start(f) + (f->maxp1 - f->min));
-    }
     whole.resize(total);
-    return receive(own(type), kind, whole.data(), total);
+    gather(fragments, total, whole.data());
+    return receive(sertype, kind, whole.data(), total);
 } catch (...) {
     return nullptr;
 }
@@ -55,13 +82,16 @@ try {
 ddsi_serdata *fromVector(const ddsi_sertype *type, ddsi_serdata_kind kind, ddsrt_msg_iovlen_t count,
                          const ddsrt_iovec_t *parts, size_t total)
 try {
-    Bytes &whole = scratch().whole;
-    whole.clear();
-    for (ddsrt_msg_iovlen_t i = 0; i < count; ++i) {
-        const auto *bytes = static_cast<const uint8_t *>(parts[i].iov_base);
-        whole.insert(whole.end(), bytes, bytes + parts[i].iov_len);
+    const Sertype &sertype = own(type);
+    if (sertype.wire->opaque() != nullptr) {
+        Serdata *const message = allocateOpaque(sertype, kind, total);
+        return receiveOpaque(sertype, message,
+                             message == nullptr ? 0
+                                                : gather(parts, count, total, message->payload()));
     }
-    return receive(own(type), kind, whole.data(), std::min(total, whole.size()));
+    Bytes &whole = scratch().whole;
+    whole.resize(total);
+    return receive(sertype, kind, whole.data(), gather(parts, count, total, whole.data()));
 } catch (...) {
     return nullptr;
 }
@@ -73,6 +103,12 @@ try {
     const Sertype &sertype = own(type);
     Bytes &key = scratch().key;
     key.clear();
+    if (sertype.wire->opaque() != nullptr && sertype.wire->isKeyed()) {
+        dropNextEngineLine();
+        sertype.arrivals->reject(
+            "the end of an instance of an unknown type, by the hash of its key");
+        return nullptr;
+    }
     if (sertype.wire->keyType() == nullptr) {
         return fromKey(sertype, key);
     }

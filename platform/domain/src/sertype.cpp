@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 #include <functional>
+#include <iterator>
 
 #include "dds/ddsrt/heap.h"
 
@@ -100,8 +101,7 @@ const ddsi_sertype_ops sertypeOperations = {
 Topic makeTopic(dds_entity_t participant, TopicRequest request)
 {
     auto *type = new Sertype;
-    const uint32_t flags =
-        request.wire->keyType() == nullptr ? DDSI_SERTYPE_FLAG_TOPICKIND_NO_KEY : 0U;
+    const uint32_t flags = request.wire->isKeyed() ? 0U : DDSI_SERTYPE_FLAG_TOPICKIND_NO_KEY;
     ddsi_sertype_init_flags(type, request.typeName, &sertypeOperations, &serdataOperations, flags);
     type->allowed_data_representation = DDS_DATA_REPRESENTATION_RESTRICT_DEFAULT;
     type->wire = request.wire;
@@ -124,10 +124,67 @@ Topic makeTopic(dds_entity_t participant, TopicRequest request)
     return topic;
 }
 
-bool typeOf(dds_builtintopic_endpoint_t &endpoint, EquivalenceHash &hash)
+namespace {
+
+const ddsi_typeinfo_t *typeInformationOf(dds_builtintopic_endpoint_t &endpoint)
 {
     const dds_typeinfo_t *information = nullptr;
     (void)dds_builtintopic_get_endpoint_type_info(&endpoint, &information);
+    return information;
+}
+
+EquivalenceHash hashOf(const DDS_XTypes_EquivalenceHash &bytes)
+{
+    EquivalenceHash hash;
+    static_assert(sizeof bytes == std::tuple_size<EquivalenceHash>::value);
+    std::memcpy(hash.data(), bytes, sizeof bytes);
+    return hash;
+}
+
+/// What the engine has as a record, in little-endian XCDR2; empty when memory is short.
+Bytes serialize(const void *record, const dds_topic_descriptor_t &descriptor)
+{
+    Bytes bytes;
+    dds_ostreamLE_t stream;
+    dds_ostreamLE_init(&stream, 0, CDR_ENC_VERSION_2);
+    if (dds_stream_writeLE(&stream, static_cast<const char *>(record), descriptor.m_ops) !=
+        nullptr) {
+        bytes.assign(stream.x.m_buffer, stream.x.m_buffer + stream.x.m_index);
+    }
+    dds_ostreamLE_fini(&stream);
+    return bytes;
+}
+
+/// Adds what a type needs in one form; false when not all of it is named.
+bool addObjects(const DDS_XTypes_TypeIdentifierWithDependencies &type,
+                std::vector<TypeObjectId> &tops, std::vector<TypeObjectId> &objects)
+{
+    const auto idOf = [](const DDS_XTypes_TypeIdentifierWithSize &each) {
+        return TypeObjectId(each.type_id._d, hashOf(each.type_id._u.equivalence_hash));
+    };
+    const auto isHash = [](const DDS_XTypes_TypeIdentifierWithSize &each) {
+        return each.type_id._d == DDS_XTypes_EK_MINIMAL ||
+               each.type_id._d == DDS_XTypes_EK_COMPLETE;
+    };
+    const auto &others = type.dependent_typeids;
+    const DDS_XTypes_TypeIdentifierWithSize *const begin = others._buffer;
+    const DDS_XTypes_TypeIdentifierWithSize *const end = begin + others._length;
+    if (!isHash(type.typeid_with_size) ||
+        type.dependent_typeid_count != static_cast<int64_t>(others._length) ||
+        !std::all_of(begin, end, isHash)) {
+        return false;
+    }
+    tops.push_back(idOf(type.typeid_with_size));
+    objects.push_back(tops.back());
+    std::transform(begin, end, std::back_inserter(objects), idOf);
+    return true;
+}
+
+} // namespace
+
+bool typeOf(dds_builtintopic_endpoint_t &endpoint, EquivalenceHash &hash)
+{
+    const ddsi_typeinfo_t *const information = typeInformationOf(endpoint);
     if (information == nullptr) {
         return false;
     }
@@ -135,34 +192,36 @@ bool typeOf(dds_builtintopic_endpoint_t &endpoint, EquivalenceHash &hash)
     if (!ddsi_typeid_is_hash(identifier)) {
         return false;
     }
-    DDS_XTypes_EquivalenceHash bytes;
-    static_assert(sizeof bytes == std::tuple_size<EquivalenceHash>::value);
-    ddsi_typeid_get_equivalence_hash(identifier, &bytes);
-    std::memcpy(hash.data(), bytes, sizeof bytes);
+    hash = hashOf(identifier->x._u.equivalence_hash);
     return true;
 }
 
-bool fetchTypeObject(dds_entity_t participant, const EquivalenceHash &hash, int64_t timeout,
+TypePassage passageOf(dds_builtintopic_endpoint_t &endpoint)
+{
+    const ddsi_typeinfo_t *const information = typeInformationOf(endpoint);
+    std::vector<TypeObjectId> tops;
+    std::vector<TypeObjectId> objects;
+    if (information == nullptr || !addObjects(information->x.minimal, tops, objects) ||
+        !addObjects(information->x.complete, tops, objects)) {
+        return {};
+    }
+    return {serialize(&information->x, DDS_XTypes_TypeInformation_desc), tops, objects};
+}
+
+bool fetchTypeObject(dds_entity_t participant, const TypeObjectId &id, int64_t timeout,
                      Bytes &serialized)
 {
     ddsi_typeid identifier{};
-    identifier.x._d = DDS_XTypes_EK_COMPLETE;
-    std::memcpy(identifier.x._u.equivalence_hash, hash.data(), hash.size());
+    identifier.x._d = id.first;
+    std::memcpy(identifier.x._u.equivalence_hash, id.second.data(), id.second.size());
     dds_typeobj_t *object = nullptr;
     (void)dds_get_typeobj(participant, &identifier, std::max<int64_t>(timeout, 1), &object);
     if (object == nullptr) {
         return false;
     }
-    dds_ostreamLE_t stream;
-    dds_ostreamLE_init(&stream, 0, CDR_ENC_VERSION_2);
-    const bool written = dds_stream_writeLE(&stream, reinterpret_cast<const char *>(&object->x),
-                                            DDS_XTypes_TypeObject_desc.m_ops) != nullptr;
-    if (written) {
-        serialized.assign(stream.x.m_buffer, stream.x.m_buffer + stream.x.m_index);
-    }
-    dds_ostreamLE_fini(&stream);
+    serialized = serialize(&object->x, DDS_XTypes_TypeObject_desc);
     (void)dds_free_typeobj(object);
-    return written;
+    return !serialized.empty();
 }
 
 } // namespace qddsdomain

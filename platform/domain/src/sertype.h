@@ -55,7 +55,13 @@ struct Message {
     size_t length;
     const uint8_t *key;
     size_t keyLength;
-    const KeyHash *hash; // null for a type without key
+    const KeyHash *hash;    // null for a type without key, and for an opaque one
+    const uint8_t *payload; // the header included
+    size_t payloadSize;
+    /// Of an opaque type: it reports the end of an instance, of which the payload holds the key.
+    bool isEnd;
+    /// What it says of its instance.
+    bool disposes;
 };
 Message look(const ddsi_serdata *message);
 /// Messages are counted: one more and one less who holds it.
@@ -65,9 +71,13 @@ void release(ddsi_serdata *message);
 /// The identity of the type that an endpoint announces; false when it announces none.
 bool typeOf(dds_builtintopic_endpoint_t &endpoint, EquivalenceHash &hash);
 
+/// All of the type that an endpoint announces; nothing when it announces none, or does not name
+/// every type object that is needed.
+TypePassage passageOf(dds_builtintopic_endpoint_t &endpoint);
+
 /// Asks the domain's participants for a type object and waits at most `timeout` nanoseconds (at
 /// least one; a request once sent goes on). True with its serialized form.
-bool fetchTypeObject(dds_entity_t participant, const EquivalenceHash &hash, int64_t timeout,
+bool fetchTypeObject(dds_entity_t participant, const TypeObjectId &id, int64_t timeout,
                      Bytes &serialized);
 
 } // namespace qddsdomain

@@ -49,6 +49,9 @@ struct Serdata : ddsi_serdata {
     uint32_t payloadSize; // padding included
     uint32_t plainSize;   // 0 where the payload is not in plain form
     uint32_t keySize;
+    /// Of an opaque type: the message reports the end of an instance, which the engine is not to
+    /// know.
+    bool isEnd;
     /// Key hash of the instance, that of the type's representation. Readers' types are XCDR1, so to
     /// a reader an instance is the same whatever its writers use.
     KeyHash identity;
@@ -78,6 +81,12 @@ struct Scratch {
 };
 Scratch &scratch(); // of this thread
 
+/// A message without its bytes; null when memory is short, or a message cannot be so large.
+Serdata *allocate(const ddsi_sertype *type, ddsi_serdata_kind kind, size_t payloadSize,
+                  size_t keySize);
+/// Pads the payload, of which `used` bytes are there. The length of the padding goes into the
+/// header, where receivers look for it (XTypes 1.3, 7.6.3.1.2).
+void close(Serdata &message, size_t used);
 /// A message from a checked key; null when memory is short.
 Serdata *fromKey(const Sertype &type, const Bytes &key);
 /// A message's key as a message of its own.
@@ -85,6 +94,17 @@ Serdata *keyAlone(const Serdata &from);
 /// Everything that comes in from outside passes here. Null, counted and with its reason kept, when
 /// it is not a sample of the type; the engine says so once more, without the reason.
 Serdata *receive(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *payload, size_t size);
+/// Whether messages are still let in; what is not is counted.
+bool isOpen(const Sertype &type);
+/// The same of an opaque type, in two steps: a message whose payload the caller fills, and whether
+/// that is one. All messages are of one instance to the engine and have data, also those that
+/// report the end of an instance: so they stay in their order, and whole.
+Serdata *allocateOpaque(const Sertype &type, ddsi_serdata_kind kind, size_t size);
+Serdata *receiveOpaque(const Sertype &type, Serdata *message, size_t size);
+/// A message for a writer from a sample of an opaque type. Null when memory is short or the sample
+/// holds no message.
+Serdata *fromOpaque(const Sertype &type, ddsi_serdata_kind kind, const uint8_t *sample,
+                    size_t length);
 
 inline const Sertype &own(const ddsi_sertype *type)
 {

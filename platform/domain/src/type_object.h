@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "qddsc/type_code.h"
@@ -25,6 +26,32 @@ bool describeType(const DDS_TypeCode &type, TypeDescription &description, DDS_Er
 
 /// A type object's identity: the hash of its serialized form.
 using EquivalenceHash = std::array<uint8_t, 14>;
+
+/// A type object by its form (xtypes::EK_MINIMAL or EK_COMPLETE) and hash.
+using TypeObjectId = std::pair<uint8_t, EquivalenceHash>;
+
+/// The type that an endpoint announces, to be announced again as it is. Its type objects arrive one
+/// by one. Used by one thread at a time.
+class TypePassage {
+public:
+    TypePassage() = default;
+    /// `tops`: the type itself in each of its forms; `objects`: all that the type information
+    /// names.
+    TypePassage(std::vector<uint8_t> information, std::vector<TypeObjectId> tops,
+                const std::vector<TypeObjectId> &objects);
+
+    /// A type object in little-endian XCDR2, without a header. One that its hash does not fit is
+    /// dropped: then the passage is never complete.
+    void add(const TypeObjectId &id, const std::vector<uint8_t> &object);
+    std::vector<TypeObjectId> missing() const;
+    /// Empty unless all is there.
+    TypeDescription description() const;
+
+private:
+    std::vector<uint8_t> information_;
+    std::vector<TypeObjectId> tops_;
+    std::map<TypeObjectId, std::vector<uint8_t>> objects_; // empty: not there yet
+};
 
 /// Puts a type code together from a peer's complete type objects, which arrive one by one. They may
 /// be of any making: nothing in them is believed. Used by one thread at a time.

@@ -1,7 +1,5 @@
 // From a type code to its type objects. Ids match those of the engine's own IDL compiler byte for
 // byte, so that peers built from the same IDL know the type by its hash alone.
-#include <dds/ddsrt/md5.h>
-
 #include <algorithm>
 #include <cstring>
 #include <numeric>
@@ -9,6 +7,7 @@
 #include <stdexcept>
 #include <unordered_map>
 
+#include "digest.h"
 #include "qddscdr/error_text.h"
 #include "type_object.h"
 #include "type_object_codes.h"
@@ -34,16 +33,6 @@ struct Described {
     std::array<EquivalenceHash, 2> hash{};
     std::array<std::vector<uint8_t>, 2> object;
 };
-
-std::array<uint8_t, 16> md5(const void *bytes, size_t length)
-{
-    ddsrt_md5_state_t state;
-    std::array<uint8_t, 16> digest{};
-    ddsrt_md5_init(&state);
-    ddsrt_md5_append(&state, static_cast<const uint8_t *>(bytes), static_cast<uint32_t>(length));
-    ddsrt_md5_finish(&state, digest.data());
-    return digest;
-}
 
 /// Whether an identifier holds the whole type, so that it is the same in both forms.
 bool isSelfContained(const DDS_TypeCode *type)

@@ -64,6 +64,7 @@ const WireType *WireType::of(const DDS_TypeCode *type, DDS_ErrorText *error)
     auto made = std::unique_ptr<WireType>(new WireType);
     const qddscdr::Type &record = *DDS_TypeCode_get_record(structure);
     made->whole_ = {structure, &record, isSameInXcdr2(record, false, true)};
+    made->opaque_ = DDS_TypeCode_get_opaque(structure);
     if (record.keyed) {
         const DDS_TypeCode *key = makeKeyType(structure, error);
         if (key == nullptr) {

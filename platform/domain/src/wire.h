@@ -47,8 +47,19 @@ public:
     {
         return *whole_.code;
     }
-    /// The struct of its key members alone, nested ones included; null for a type without key. Its
-    /// name is that of the type and "_key_".
+    /// Null for a type whose samples are looked into. Of an opaque one nothing below is of use: see
+    /// opaque.h.
+    const DDS_OpaqueType *opaque() const
+    {
+        return opaque_;
+    }
+    /// Whether samples have keys, be they known or not.
+    bool isKeyed() const
+    {
+        return opaque_ != nullptr ? opaque_->isKeyed != 0 : key_.code != nullptr;
+    }
+    /// The struct of its key members alone, nested ones included; null for a type without key, and
+    /// for an opaque one. Its name is that of the type and "_key_".
     const DDS_TypeCode *keyType() const
     {
         return key_.code;
@@ -101,6 +112,7 @@ private:
     Subject whole_;
     Subject key_;
     std::array<bool, 2> hashIsKey_{}; // by representation
+    const DDS_OpaqueType *opaque_ = nullptr;
 };
 
 } // namespace qddsdomain

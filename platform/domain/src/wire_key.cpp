@@ -1,8 +1,7 @@
 // Keys: their payloads, their hashes, and their way out of and back into samples. See wire.h.
-#include <dds/ddsrt/md5.h>
-
 #include <algorithm>
 
+#include "digest.h"
 #include "wire_key_type.h"
 #include "wire_payload.h"
 
@@ -18,16 +17,6 @@ Form keyForm(Representation representation, bool swapped)
     Form form = representation == Representation::xcdr1 ? plainForm : qddscdr::xcdr2KeyForm;
     form.swapped = swapped;
     return form;
-}
-
-KeyHash md5(const uint8_t *bytes, size_t size)
-{
-    KeyHash hash;
-    ddsrt_md5_state_t state;
-    ddsrt_md5_init(&state);
-    ddsrt_md5_append(&state, bytes, static_cast<unsigned>(size));
-    ddsrt_md5_finish(&state, hash.data());
-    return hash;
 }
 
 /// Rewrites between the plain form of a sample and that of its key.

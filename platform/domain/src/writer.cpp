@@ -168,14 +168,18 @@ DDS_ReturnCode_t writeSample(DDS_DataWriter &self, const DDS_DynamicData *sample
                  DDS_TypeCode_get_name(&self.wire->type()));
         return DDS_RETCODE_BAD_PARAMETER;
     }
-    if (endsInstance(info) && self.wire->keyType() == nullptr) {
+    if (endsInstance(info) && !self.wire->isKeyed()) {
         setError(error, "a sample without data of type %s, which has no key",
                  DDS_TypeCode_get_name(type));
         return DDS_RETCODE_BAD_PARAMETER;
     }
     size_t length = 0;
     const uint8_t *plain = DDS_DynamicData_get_cdr(sample, &length);
-    const Stamp stamp = stampOf(info);
+    Stamp stamp = stampOf(info);
+    if (self.wire->opaque() != nullptr && info != nullptr) {
+        // Of a message that was received the state is its own: with data it may dispose, too.
+        stamp.dispose = info->instance_state == DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE;
+    }
     ddsi_serdata *message = endsInstance(info)
                                 ? makeKeySample(self.topic.type, plain, length, stamp)
                                 : makeSample(self.topic.type, plain, length, stamp);
@@ -219,7 +223,7 @@ DDS_DataWriter *DDS_DataWriter_new(DDS_DomainParticipant *participant, const cha
                                    const char *typeName, const DDS_TypeCode *type,
                                    const DDS_EndpointQos *qos, DDS_ErrorText *error) noexcept
 try {
-    return makeWriter({participant, topic, typeName, type, qos}, error);
+    return makeWriter({participant, topic, typeName, type, qos, true}, error);
 } catch (...) {
     setError(error, "no memory for a writer");
     return nullptr;

@@ -34,6 +34,8 @@ struct DDS_DiscoveredQos {
     int32_t orderedAccess;
     /** 0 is none. */
     int64_t latencyBudget;
+    /** Writers: what samples come in, as far as the peer says. */
+    DDS_DataRepresentation representation;
 };
 
 /** One reader or writer of another process. */
@@ -48,11 +50,22 @@ struct DDS_DiscoveredEndpoint {
     const DDS_TypeCode *type;
     /** Why `type` is null, naming what is not carried; null when there is a type. */
     const char *typeProblem;
+    /** Where `type` is null: an opaque type of that name. It has the type information that the peer
+     * announces if the peer has also sent all of the type. */
+    const DDS_TypeCode *opaque;
     /** In order, each once, at least one; the default partition is "". */
     struct DDS_StringSeq partitions;
     int32_t isKeyed;
     struct DDS_DiscoveredQos qos;
 };
+
+/** What is done about the types of endpoints. */
+typedef enum DDS_DiscoveredTypes {
+    /** Types are put together of what peers send. */
+    DDS_RESOLVE_TYPES = 0,
+    /** All endpoints have opaque types; what peers send is kept as it is. */
+    DDS_PASS_TYPES = 1
+} DDS_DiscoveredTypes;
 
 typedef enum DDS_DiscoveryEventKind {
     DDS_ENDPOINT_APPEARED = 1,
@@ -69,13 +82,14 @@ typedef void (*DDS_OnDiscoveryFn)(void *argument);
  * Starts watching a participant's domain, on a thread of its own. Endpoints of this process are not
  * reported.
  *
+ * @param types       applies to all endpoints.
  * @param typeTimeout nanoseconds that a peer gets to send an endpoint's type before the endpoint is
  *                    announced without; a type that comes later is a change.
  * @return owned by the caller (DDS_Discovery_delete); null with `error` (may be null) filled.
  */
 QDDSDOMAIN_API DDS_Discovery *DDS_Discovery_new(DDS_DomainParticipant *participant,
-                                                int64_t typeTimeout, DDS_OnDiscoveryFn onChange,
-                                                void *argument,
+                                                DDS_DiscoveredTypes types, int64_t typeTimeout,
+                                                DDS_OnDiscoveryFn onChange, void *argument,
                                                 struct DDS_ErrorText *error) QDDSDOMAIN_NOEXCEPT;
 
 /** Stops watching; once it returns `onChange` will not run again. Null does nothing. */
