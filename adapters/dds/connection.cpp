@@ -89,8 +89,8 @@ Connection::Connection(Stop &stop, const QEL_FerrionStreamReaderListener *subscr
       text_(describe(settings_)), participant_(join(settings_)),
       outputs_(Direction::output, settings_.is(Setting::naming, "ros2"), subscriptionListener),
       inputs_(Direction::input, settings_.is(Setting::naming, "ros2"), publicationListener),
-      watch_(participant_, std::chrono::nanoseconds(settings_.number(Setting::typeTimeout)),
-             [this] {
+      watch_(participant_, static_cast<DiscoveryWatch::Opaque>(settings_.number(Setting::opaque)),
+             std::chrono::nanoseconds(settings_.number(Setting::typeTimeout)), [this] {
                  outputs_.signal();
                  inputs_.signal();
              })

@@ -35,8 +35,9 @@ std::uint32_t FerryAdapter_dds_create_delivery(std::uint32_t role,
     return guarded(&ignored, 0U, [&] {
         const Settings settings(settingTable, role | FERRY_SETTING_OF_SESSION, "", properties);
         if (role == FERRY_SETTING_OF_WRITER) {
-            return FERRY_DELIVERY_COUNTS_PREFIX;
+            return FERRY_DELIVERY_COUNTS_PREFIX | FERRY_DELIVERY_OPAQUE;
         }
-        return repeats(settings, Announced(properties)) ? FERRY_DELIVERY_REPEATS : 0U;
+        return (repeats(settings, Announced(properties)) ? FERRY_DELIVERY_REPEATS : 0U) |
+               FERRY_DELIVERY_OPAQUE;
     });
 }

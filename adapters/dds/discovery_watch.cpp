@@ -16,9 +16,9 @@ constexpr std::chrono::milliseconds moment{100};
 
 } // namespace
 
-DiscoveryWatch::DiscoveryWatch(Participant participant, std::chrono::nanoseconds typeTimeout,
-                               std::function<void()> onChange)
-    : participant_(std::move(participant)), typeTimeout_(typeTimeout),
+DiscoveryWatch::DiscoveryWatch(Participant participant, Opaque opaque,
+                               std::chrono::nanoseconds typeTimeout, std::function<void()> onChange)
+    : participant_(std::move(participant)), opaque_(opaque), typeTimeout_(typeTimeout),
       onChange_(std::move(onChange))
 {
 }
@@ -36,8 +36,9 @@ void DiscoveryWatch::start()
         return;
     }
     DDS_ErrorText error{};
-    discovery_.reset(
-        DDS_Discovery_new(participant_.get(), typeTimeout_.count(), onEvent, this, &error));
+    discovery_.reset(DDS_Discovery_new(
+        participant_.get(), opaque_ == Opaque::always ? DDS_PASS_TYPES : DDS_RESOLVE_TYPES,
+        typeTimeout_.count(), onEvent, this, &error));
     if (discovery_ == nullptr) {
         throw Failure(fmt::format("discovery cannot be started: {}", error.text));
     }
@@ -60,12 +61,16 @@ void DiscoveryWatch::pump()
 {
     DDS_DiscoveryEventKind kind{};
     while (discovery_ != nullptr) {
-        const DDS_DiscoveredEndpoint *endpoint = DDS_Discovery_take(discovery_.get(), &kind);
-        if (endpoint == nullptr) {
+        const DDS_DiscoveredEndpoint *taken = DDS_Discovery_take(discovery_.get(), &kind);
+        if (taken == nullptr) {
             return;
         }
-        tableOf(endpoint->isWriter != 0 ? Direction::input : Direction::output)
-            .apply(kind, *endpoint);
+        DDS_DiscoveredEndpoint endpoint = *taken;
+        if (endpoint.type == nullptr && opaque_ != Opaque::never) {
+            endpoint.type = endpoint.opaque;
+        }
+        tableOf(endpoint.isWriter != 0 ? Direction::input : Direction::output)
+            .apply(kind, endpoint);
     }
 }
 

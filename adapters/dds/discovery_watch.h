@@ -19,9 +19,12 @@ namespace ferrydds {
 
 class DiscoveryWatch {
 public:
+    /// Which streams have opaque types; the words of the setting are in this order.
+    enum class Opaque { never, unknown, always };
+
     /// `onChange` runs on the engine's thread from start() until the destructor has returned. It
     /// must not block.
-    DiscoveryWatch(Participant participant, std::chrono::nanoseconds typeTimeout,
+    DiscoveryWatch(Participant participant, Opaque opaque, std::chrono::nanoseconds typeTimeout,
                    std::function<void()> onChange);
     ~DiscoveryWatch();
     DiscoveryWatch(const DiscoveryWatch &) = delete;
@@ -52,6 +55,7 @@ private:
     std::uint64_t eventCount();
 
     const Participant participant_;
+    const Opaque opaque_;
     const std::chrono::nanoseconds typeTimeout_;
     const std::function<void()> onChange_;
 

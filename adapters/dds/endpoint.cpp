@@ -56,8 +56,9 @@ std::vector<std::string> partitionsOf(const Settings &settings, const Connection
 Endpoint::Endpoint(std::uint32_t role, Connection &connection, const Session &session,
                    const QEL_FerrionStreamInfo &stream, const QEL_FerrionProperties *properties)
     : settings(settingTable, role, ownerOf(role, stream), properties, &session.settings()),
-      type_(typeOf(settings.owner(), stream)),
-      keyed_(DDS_TypeCode_is_keyed(DDS_TypeCode_resolve(type_)) != 0),
+      type_(typeOf(settings.owner(), stream)), opaque_(DDS_TypeCode_get_opaque(type_)),
+      keyed_(opaque_ != nullptr ? opaque_->isKeyed != 0
+                                : DDS_TypeCode_is_keyed(DDS_TypeCode_resolve(type_)) != 0),
       topic_(settings.text(Setting::topic)), typeName_(settings.text(Setting::typeName)),
       userData_(settings.text(Setting::userData)),
       partitions_(partitionsOf(settings, connection, stream,
@@ -151,12 +152,27 @@ void Endpoint::settle(std::uint32_t role, Connection &connection, const Announce
         }
         if (transientLocal() && settings.is(Setting::history, "keep_all") &&
             !settings.given(Setting::durableDepth)) {
-            settings.put(Setting::durableDepth, bounded(announced.find("durable_depth")));
+            settings.put(Setting::durableDepth, opaque_ != nullptr && keyed_
+                                                    ? depthOfTopic()
+                                                    : bounded(announced.find("durable_depth")));
+        }
+        if (opaque_ != nullptr) {
+            settle(Setting::representation);
         }
     }
     const auto partitions = announced.find(nameOf(Setting::partitions));
     exactPartitions_ =
         !settings.given(Setting::partitions) && partitions && *partitions == joined(partitions_);
+}
+
+/// Without keys all samples of a topic are of one instance.
+std::string Endpoint::depthOfTopic() const
+{
+    warn("FerryAdapter_dds_create",
+         fmt::format("{}: its type is not known, so late readers get the last {} samples of the "
+                     "topic, not of each instance (durable_depth)",
+                     owner(), mostDurable));
+    return std::to_string(mostDurable);
 }
 
 /// A peer may keep as much as it likes for late readers; what this process keeps, its user says.

@@ -72,10 +72,12 @@ private:
                                               const char *name) const;
     std::string announcedName(const QEL_FerrionStreamInfo &stream, bool isRos,
                               bool isAnnounced) const;
+    std::string depthOfTopic() const;
     std::optional<std::string> bounded(std::optional<std::string> depth) const;
     void checkRules(const Announced &announced) const;
 
     const DDS_TypeCode *type_;
+    const DDS_OpaqueType *opaque_; // null for a type whose samples are looked into
     bool keyed_;
     std::string topic_;
     std::string typeName_;

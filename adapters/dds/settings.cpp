@@ -79,6 +79,7 @@ constexpr FERRY_Setting rows[] = {
     path("security.permissions", "what the participant may publish and subscribe to, signed by the permissions CA"),
     text("name", connection, "ferry", "what others see the participant as"),
     duration("type_timeout", connection, "2s", "how long a peer gets to send a type before its endpoint is announced without"),
+    choice("opaque", connection, "never unknown always", "unknown", "which announced streams have samples that nobody looks into: none, those of a type that is not known, all"),
     text("partitions", connection | stream, "", "names or patterns, separated by commas; of a stream that does not say: the announced stream's, else the connection's, else the default partition"),
     choice("naming", connection | stream, "dds ros2", "dds", "ros2: streams and types go by the names that ROS 2 shows, as /chatter and std_msgs/msg/String for rt/chatter and std_msgs::msg::dds_::String_; of a stream that does not say: the connection's"),
     text("topic", stream, "", "name of the topic; empty for the stream's name"),

@@ -26,6 +26,7 @@ struct Setting {
         permissions,
         name,
         typeTimeout,
+        opaque,
         partitions,
         naming,
         topic,

@@ -74,6 +74,8 @@ void widen(DDS_DiscoveredQos &common, const DDS_DiscoveredQos &other, Direction 
         static_cast<DDS_PresentationScope>(join(common.presentation, other.presentation));
     common.coherentAccess = join(common.coherentAccess, other.coherentAccess);
     common.orderedAccess = join(common.orderedAccess, other.orderedAccess);
+    // Every reader knows the first one.
+    common.representation = std::min(common.representation, other.representation);
     common.latencyBudget = writers ? std::max(common.latencyBudget, other.latencyBudget)
                                    : std::min(common.latencyBudget, other.latencyBudget);
 }
@@ -101,6 +103,9 @@ QosProperties propertiesOf(const DDS_DiscoveredQos &qos, const std::vector<std::
     if (durable) {
         all.emplace_back("durable_depth",
                          qos.durableDepth == 0 ? "all" : std::to_string(qos.durableDepth));
+    }
+    if (qos.representation == DDS_XCDR2_REPRESENTATION) {
+        all.emplace_back("representation", "xcdr2");
     }
     if (qos.lifespan > 0) {
         all.emplace_back("lifespan", textOf(qos.lifespan));

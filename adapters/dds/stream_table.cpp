@@ -71,8 +71,10 @@ void StreamTable::apply(DDS_DiscoveryEventKind kind, const DDS_DiscoveredEndpoin
 
 StreamChange StreamTable::summaryOf(const StreamKey &key, const Endpoints &endpoints) const
 {
-    const auto typed = std::find_if(endpoints.begin(), endpoints.end(),
-                                    [](const StreamEndpoint &e) { return e.type != nullptr; });
+    const auto typed =
+        std::find_if(endpoints.begin(), endpoints.end(), [](const StreamEndpoint &e) {
+            return e.type != nullptr && DDS_TypeCode_get_opaque(e.type) == nullptr;
+        });
     const StreamEndpoint &speaker = typed == endpoints.end() ? endpoints.front() : *typed;
     DDS_DiscoveredQos common = endpoints.front().qos;
     for (const StreamEndpoint &endpoint : endpoints) {
@@ -84,6 +86,9 @@ StreamChange StreamTable::summaryOf(const StreamKey &key, const Endpoints &endpo
     change.type = speaker.type;
     change.typeProblem = speaker.typeProblem;
     change.properties = propertiesOf(common, key.second, direction_);
+    if (change.type != nullptr && !change.typeProblem.empty()) {
+        change.properties.emplace_back("type_problem", change.typeProblem);
+    }
     return change;
 }
 

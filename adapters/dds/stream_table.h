@@ -25,7 +25,7 @@ struct StreamChange {
     StreamKey key;
     std::string typeName;
     const DDS_TypeCode *type = nullptr;
-    /// Why there is no type; "" when there is one.
+    /// Why there is no type, or an opaque one only; "" when there is one.
     std::string typeProblem;
     QosProperties properties;
     bool disposed = false;

@@ -50,10 +50,11 @@ ENCODED = Variant("engine > encoded forwarder > engine", "engine", "forward --cd
 TO_JAVA = Variant("engine > ferry > Java", "engine", "ferry", "java")
 FROM_JAVA = Variant("Java > ferry > engine", "java", "ferry", "engine")
 THROUGH = Variant("engine > ferry > engine", "engine", "ferry", "engine")
+UNSEEN = Variant("engine > ferry without types > engine", "engine", "ferry", "engine")
 OUR_READER = Variant("engine > platform", "engine", "", "platform")
 OUR_WRITER = Variant("platform > engine", "platform", "", "engine")
 ENDS = {OUR_READER: (PAIR,), OUR_WRITER: (PAIR,), TO_JAVA: (PAIR, JAVA), FROM_JAVA: (PAIR, JAVA),
-        THROUGH: (PAIR,)}
+        THROUGH: (PAIR,), UNSEEN: (PAIR,)}
 
 
 @dataclass(frozen=True)
@@ -70,7 +71,7 @@ KEY_TYPES = {"Key4": "4 bytes", "Key8": "8 bytes", "Key16": "16 bytes",
              "Composite": "composite", "Text": "string"}
 
 CONFIGURATION = """
-types: [{{file: {idl}}}]
+{types}
 java: {{class_path: [{jar}], options: [-Xmx256m]}}
 adapters:
 {adapters}
@@ -81,7 +82,7 @@ sessions:
   main: {{batch: 1024}}
 routes:
   bench:
-    type: bench::{type}
+{type}
     input: {{connection: in, stream: bench, properties: {{{reader}}}}}
     outputs:
       - {{connection: out, stream: bench, properties: {{{writer}}}}}
@@ -172,6 +173,7 @@ class Bench:
                  "java": "  java: {class: com.qel.ferrion.bench.BenchAdapter}"}
         out_domain = self.domain + (1 if variant.source == "engine" else 0)
         reader = writer = ""
+        typed = variant is not UNSEEN
         if variant.source == "java":
             reader = f"count: {count}"
         if variant.sink == "java":
@@ -179,12 +181,14 @@ class Bench:
         else:
             writer = "wait_for_readers: 1"
         text = CONFIGURATION.format(
-            idl=HERE / "bench.idl", jar=self.tree / "bench/bench-adapter.jar",
-            type="Small" if size == 64 else "Large",
+            types=f"types: [{{file: {HERE / 'bench.idl'}}}]" if typed else "",
+            jar=self.tree / "bench/bench-adapter.jar",
+            type=f"    type: bench::{'Small' if size == 64 else 'Large'}" if typed else "",
             adapters="\n".join(kinds[end] for end in sorted({variant.source, variant.sink})),
             source="dds" if variant.source == "engine" else "java",
             sink="dds" if variant.sink == "engine" else "java",
-            in_properties=f", properties: {{domain: {self.domain}}}"
+            in_properties=f", properties: {{domain: {self.domain}"
+            f"{'' if typed else ', opaque: always'}}}"
             if variant.source == "engine" else "",
             out_properties=f", properties: {{domain: {out_domain}}}"
             if variant.sink == "engine" else "",
@@ -278,7 +282,8 @@ class Bench:
 def throughput(bench, size, rounds, quick):
     count = SAMPLES[size] // (10 if quick else 1)
     rows = {variant: [] for variant in
-            (PAIR, OUR_READER, OUR_WRITER, JAVA, TO_JAVA, FROM_JAVA, TYPED, ENCODED, THROUGH)}
+            (PAIR, OUR_READER, OUR_WRITER, JAVA, TO_JAVA, FROM_JAVA, TYPED, ENCODED, THROUGH,
+             UNSEEN)}
     again = []
     for number in range(rounds):
         for variant, results in rows.items():
@@ -307,7 +312,7 @@ def print_throughput(size, rows, agreement):
     print("|---|---|---|---|---|---|")
     for variant, results in rows.items():
         ends = ratios(rows, variant, ENDS[variant]) if variant in ENDS else None
-        forwarder = ratios(rows, variant, (TYPED,)) if variant is THROUGH else None
+        forwarder = ratios(rows, variant, (TYPED,)) if variant in (THROUGH, UNSEEN) else None
         cpu = ", ".join(f"{name} {statistics.median(r['cpu'][name] for r in results):.2f}"
                         for name in results[0]["cpu"])
         memory = " and ".join(f"{statistics.median(r['memory'][i] for r in results):.0f}"
@@ -331,7 +336,7 @@ def as_json(size, rows, agreement):
 
 def latency(bench, rounds, quick):
     warmup, count = (500, 1500) if quick else (2000, 10000)
-    rows = {variant: [] for variant in (PAIR, TYPED, THROUGH, TO_JAVA)}
+    rows = {variant: [] for variant in (PAIR, TYPED, THROUGH, UNSEEN, TO_JAVA)}
     for _ in range(rounds):
         for variant, results in rows.items():
             results.append(bench.run(variant, 64, count, warmup, LATENCY_RATE))

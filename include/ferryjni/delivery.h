@@ -37,6 +37,9 @@ FERRYJNI_BEGIN
  * publication_handle, and a sample that is lent again has the two that it had before. A store then
  * leaves out what it has had. A sample without a number, 0, is never left out. */
 #define FERRY_DELIVERY_NUMBERS 0x20U
+/** A reader or a writer: it carries samples of opaque types (DDS_TypeCode_get_opaque), which are
+ * messages that nobody looks into. */
+#define FERRY_DELIVERY_OPAQUE 0x40U
 
 /** The function that a plug-in may export. Callable on any thread, before the entry point and
  * without it.

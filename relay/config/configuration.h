@@ -203,6 +203,8 @@ struct DiscoverySettings {
     std::vector<QosSettings> qos;
     /// Whether the streams of one name that differ in their partitions share a route.
     bool merged = false;
+    /// It stands for a route of the file that has no type.
+    bool single = false;
     /// How long a route outlives its stream, in case that comes back; without a value the
     /// adapter decides whether it does at all.
     std::optional<std::chrono::milliseconds> grace;

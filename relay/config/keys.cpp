@@ -80,7 +80,7 @@ constexpr FERRY_Setting rows[] = {
     number("batch_bytes", ofSession, FERRY_SETTING_BYTES, 1, mostBytes, defaultBatchText, "a write is full with the sample that brings it to so many bytes"),
 
     row("session", ofRoute | ofDiscovery, text, "the session that moves its samples; needed if there are several"),
-    row("type", ofRoute, text, "the type of its samples: a struct of types", required),
+    row("type", ofRoute, text, "the type of its samples: a struct of types; without it the route is made when its input is announced, with the type that is"),
     row("input", ofRoute, section, "the stream that is read", required),
     row("input", ofDiscovery, section, "the stream that is read, with direction output"),
     row("outputs", ofRoute, list, "the streams that are written, at least one", required),

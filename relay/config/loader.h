@@ -25,6 +25,7 @@ private:
     void readConnection(const Entry &entry);
     void readSession(const Entry &entry);
     void readRoute(const Entry &entry);
+    void addRuleOf(const Section &section, RouteSettings route);
     void readDiscovery(const Entry &entry);
 
     void readSessionOf(const Section &section, RouteSettings &route);

@@ -1,5 +1,6 @@
 // Routes: those of the file, and the rules of those that are made at run time.
 #include <algorithm>
+#include <cstring>
 
 #include "config/keys.h"
 #include "config/loader.h"
@@ -96,14 +97,47 @@ void Loader::readRoute(const Entry &entry)
     RouteSettings route;
     route.name = entry.name();
     readSessionOf(section, route);
-    section.read("type", route.typeName);
-    route.type = types_.find(section["type"], route.typeName);
+    if (section.has("type")) {
+        section.read("type", route.typeName);
+        route.type = types_.find(section["type"], route.typeName);
+    }
     if (section.has("input")) {
         readStream(section["input"], keys::ofInput, route.input);
     }
     readErrors(section, route);
     readOutputs(section, route);
-    configuration_.routes.push_back(std::move(route));
+    if (section.has("type")) {
+        configuration_.routes.push_back(std::move(route));
+    } else {
+        addRuleOf(section, std::move(route));
+    }
+}
+
+/// A route without a type is a rule for one stream, whatever its partitions.
+void Loader::addRuleOf(const Section &section, RouteSettings route)
+{
+    for (const StreamSettings &output : route.outputs) {
+        if (output.own) {
+            section.diagnostics().add(
+                output.place, "{}: without a \"type\" outputs have no \"store\" and are required",
+                section.path());
+        }
+    }
+    DiscoverySettings rule;
+    rule.name = route.name;
+    rule.connection = route.input.connection;
+    rule.allow.stream.emplace_back();
+    for (const char c : route.input.stream) {
+        if (std::strchr("*?[\\", c) != nullptr) {
+            rule.allow.stream[0] += '\\';
+        }
+        rule.allow.stream[0] += c;
+    }
+    rule.merged = true;
+    rule.single = true;
+    route.input.stream.clear();
+    rule.route = std::move(route);
+    configuration_.discovery.push_back(std::move(rule));
 }
 
 void Loader::readSessionOf(const Section &section, RouteSettings &route)

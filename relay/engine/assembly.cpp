@@ -340,6 +340,21 @@ std::uint32_t Assembly::deliveryOf(std::size_t session, const StreamSettings &en
     return host_.delivery(adapter, role, properties);
 }
 
+const StreamSettings *Assembly::endWithoutOpaque(const RouteSettings &route)
+{
+    const auto carries = [&](const StreamSettings &end, std::uint32_t role) {
+        return (deliveryOf(route.session, end, role) & FERRY_DELIVERY_OPAQUE) != 0;
+    };
+    if (!carries(route.input, FERRY_SETTING_OF_READER)) {
+        return &route.input;
+    }
+    const auto found =
+        std::find_if(route.outputs.begin(), route.outputs.end(), [&](const StreamSettings &end) {
+            return !carries(end, FERRY_SETTING_OF_WRITER);
+        });
+    return found == route.outputs.end() ? nullptr : &*found;
+}
+
 bool Assembly::numbers(const RouteSettings &route)
 {
     return !route.input.buffer && (deliveryOf(route.session, route.input, FERRY_SETTING_OF_READER) &

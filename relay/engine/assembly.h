@@ -83,6 +83,8 @@ public:
     {
         return reporter_;
     }
+    /// An end of the route whose adapter does not carry samples that nobody looks into, or null.
+    const StreamSettings *endWithoutOpaque(const RouteSettings &route);
     /// Whether nothing that will not change keeps the route from being made: its adapters are
     /// there.
     bool isPossible(const Route &route) const;

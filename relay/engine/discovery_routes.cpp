@@ -148,12 +148,12 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
 {
     const DDS_TypeCode *type = stream.type;
     std::string typeName = stream.typeName;
-    if (type == nullptr) {
+    if (!isKnown(type)) {
         const auto known = std::find_if(
             configuration_.types.begin(), configuration_.types.end(), [&](const auto &each) {
                 return DDS_TypeName_is_same(each.first.c_str(), typeName.c_str()) != 0;
             });
-        type = known == configuration_.types.end() ? nullptr : known->second;
+        type = known == configuration_.types.end() ? type : known->second;
     } else if (typeName.empty()) {
         const char *const name = DDS_TypeCode_get_name(type);
         typeName = name == nullptr ? "" : name;
@@ -162,7 +162,12 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
         routeFor(configuration_.discovery[key.first], stream, typeName, type);
     const std::string reason = obstacle(settings, stream);
     if (!reason.empty()) {
-        warn(settings.name, "no route is made: the stream {}", reason);
+        if (configuration_.discovery[key.first].single) {
+            assembly_.reject(fmt::format("route {}", settings.name),
+                             fmt::format("its input {}", reason));
+        } else {
+            warn(settings.name, "no route is made: the stream {}", reason);
+        }
         return;
     }
     Session &session = *sessions_[settings.session];
@@ -188,12 +193,20 @@ void Discovery::make(const MadeKey &key, const AnnouncedStream &stream)
 /// Why there can be no such route; "" when there can.
 std::string Discovery::obstacle(const RouteSettings &route, const AnnouncedStream &stream) const
 {
-    if (route.type == nullptr) {
-        return stream.typeName.empty()
-                   ? "is announced without a type"
-                   : fmt::format(
-                         "is announced without its type, and \"types\" has no struct \"{}\"",
-                         stream.typeName);
+    const StreamSettings *const looking =
+        route.type == nullptr || isKnown(route.type) ? nullptr : assembly_.endWithoutOpaque(route);
+    if (route.type == nullptr || looking != nullptr) {
+        std::string reason = "is announced without a type";
+        if (!stream.typeName.empty()) {
+            const std::string problem = valueOf(stream.properties, "type_problem");
+            reason =
+                fmt::format("is announced without its type{}{}, and \"types\" has no struct \"{}\"",
+                            problem.empty() ? "" : ": ", problem, stream.typeName);
+        }
+        return looking == nullptr
+                   ? reason
+                   : fmt::format("{}; {} needs one", reason,
+                                 configuration_.connections[looking->connection].name);
     }
     if (DDS_TypeCode_get_kind(DDS_TypeCode_resolve(route.type)) != DDS_TK_STRUCT) {
         return fmt::format("is of type {}, which is not a struct", route.typeName);

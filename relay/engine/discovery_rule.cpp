@@ -111,13 +111,6 @@ std::string escaped(const std::string &partition)
     return text;
 }
 
-std::string valueOf(const Properties &properties, const std::string &name)
-{
-    const auto found = std::find_if(properties.begin(), properties.end(),
-                                    [&](const auto &each) { return each.first == name; });
-    return found == properties.end() ? "" : found->second;
-}
-
 /// The end's properties, with what its stream was announced with.
 void addAnnounced(StreamSettings &end, const AnnouncedStream &stream)
 {
@@ -138,6 +131,13 @@ std::string rejectionOf(const StreamSettings &end)
 }
 
 } // namespace
+
+std::string valueOf(const Properties &properties, const std::string &name)
+{
+    const auto found = std::find_if(properties.begin(), properties.end(),
+                                    [&](const auto &each) { return each.first == name; });
+    return found == properties.end() ? "" : found->second;
+}
 
 bool AnnouncedStream::operator==(const AnnouncedStream &other) const
 {
@@ -202,7 +202,7 @@ void merge(AnnouncedStream &stream, const AnnouncedStream &other)
     std::set_union(stream.partitions.begin(), stream.partitions.end(), other.partitions.begin(),
                    other.partitions.end(), std::back_inserter(all));
     stream.partitions = std::move(all);
-    if (stream.type == nullptr && other.type != nullptr) {
+    if (!isKnown(stream.type) && other.type != nullptr) {
         stream.type = other.type;
         stream.typeName = other.typeName;
     }
@@ -328,7 +328,7 @@ std::string rejectionOf(const RouteSettings &route)
 std::string differenceOf(const DDS_TypeCode *mine, const DDS_TypeCode *theirs)
 {
     // One object a type: equal types need no look.
-    if (mine == theirs || mine == nullptr || theirs == nullptr) {
+    if (mine == theirs || !isKnown(mine) || !isKnown(theirs)) {
         return "";
     }
     DDS_ErrorText text{};

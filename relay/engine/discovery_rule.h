@@ -87,6 +87,15 @@ std::string differenceOf(const Properties &before, const Properties &now);
 /// Why such a route cannot be made ("" when it can): its names and values may have to go to Java.
 std::string rejectionOf(const RouteSettings &route);
 
+/// Whether samples of the type can be looked into.
+inline bool isKnown(const DDS_TypeCode *type)
+{
+    return type != nullptr && DDS_TypeCode_get_opaque(type) == nullptr;
+}
+
+/// The value of a property, or "".
+std::string valueOf(const Properties &properties, const std::string &name);
+
 /// In what two types differ, with the path to it; "" when they do not, or one is not known.
 std::string differenceOf(const DDS_TypeCode *mine, const DDS_TypeCode *theirs);
 

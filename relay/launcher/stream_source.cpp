@@ -61,7 +61,7 @@ AnnouncedStream choose(const StreamSource &source, const std::vector<AnnouncedSt
     for (const AnnouncedStream &stream : streams) {
         names.insert(stream.name);
         const auto rank = [](const AnnouncedStream &each) {
-            return (each.type != nullptr ? 2 : 0) + (each.input ? 1 : 0);
+            return (isKnown(each.type) ? 2 : 0) + (each.input ? 1 : 0);
         };
         if (stream.name == source.stream && (chosen == nullptr || rank(stream) > rank(*chosen))) {
             chosen = &stream;
@@ -73,7 +73,7 @@ AnnouncedStream choose(const StreamSource &source, const std::vector<AnnouncedSt
             fmt::format("there is no {} \"{}\"{}", source.noun, source.stream,
                         known.empty() ? "; none was found" : suggestion(source.stream, known)));
     }
-    if (chosen->type == nullptr) {
+    if (!isKnown(chosen->type)) {
         throw std::runtime_error(
             fmt::format("{} \"{}\" is announced without its type{}", source.noun, source.stream,
                         chosen->typeName.empty() ? "" : fmt::format(", \"{}\"", chosen->typeName)));

@@ -4,6 +4,8 @@
 #include <memory>
 #include <set>
 
+#include <fmt/format.h>
+
 #include "config/printable.h"
 #include "qddsc/string.h"
 
@@ -21,17 +23,25 @@ std::string partitionsOf(const AnnouncedStream &stream)
     return text;
 }
 
+std::string keyedOf(const DDS_TypeCode *type)
+{
+    if (type == nullptr) {
+        return "no type announced";
+    }
+    const auto word = [](std::int32_t keyed) { return keyed != 0 ? "yes" : "no"; };
+    const DDS_OpaqueType *const opaque = DDS_TypeCode_get_opaque(type);
+    return opaque == nullptr ? word(DDS_TypeCode_is_keyed(type))
+                             : fmt::format("{}, type not known", word(opaque->isKeyed));
+}
+
 Row rowOf(const Configuration &configuration, const AnnouncedStream &stream)
 {
-    const std::string keyed = stream.type == nullptr               ? "no type announced"
-                              : DDS_TypeCode_is_keyed(stream.type) ? "yes"
-                                                                   : "no";
     return {stream.input ? "input" : "output",
             configuration.connections[stream.connection].name,
             printable(stream.name),
             printable(partitionsOf(stream)),
             stream.typeName.empty() ? "-" : printable(stream.typeName),
-            keyed};
+            keyedOf(stream.type)};
 }
 
 } // namespace
@@ -70,7 +80,7 @@ std::vector<std::string> streamTypes(const std::vector<AnnouncedStream> &streams
     std::vector<std::string> texts;
     for (const AnnouncedStream &stream : streams) {
         const bool asked = typeName.empty() || stream.typeName == typeName;
-        if (stream.type == nullptr || !asked || !seen.insert(stream.type).second) {
+        if (!isKnown(stream.type) || !asked || !seen.insert(stream.type).second) {
             continue;
         }
         const std::unique_ptr<char, decltype(&DDS_String_free)> idl(

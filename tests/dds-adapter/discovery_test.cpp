@@ -104,8 +104,27 @@ TEST(DdsAdapter, StreamsOfOtherProcessesComeChangeAndGo)
     QEL_FerrionStreamReader *outputs =
         host.table().get_sub_discovery_reader(host.connection, host.fresh());
     expectNext(host, outputs, peer, "Rask", "ask  reliable volatile exclusive 1m");
+    // Of a type that is not known the host gets an opaque one, unless it wants none.
     peer.send("?plain");
-    expectOneLoan(host, inputs);
+    Host never(24, "", "opaque=never");
+    const auto next = [](Host &from) {
+        const DDS_TypeCode *type = readingType();
+        QEL_FerrionStreamReader *streams =
+            from.table().get_pub_discovery_reader(from.connection, from.fresh());
+        EXPECT_TRUE(eventually([&] {
+            from.read<QEL_FerrionStreamInfo>(streams, [&](auto &stream, auto &) {
+                type = std::string(stream.streamName) == "plain"
+                           ? static_cast<const DDS_TypeCode *>(stream.typeRepresentation)
+                           : type;
+            });
+            return type != readingType();
+        }));
+        return type;
+    };
+    const DDS_TypeCode *const plain = next(host);
+    ASSERT_NE(plain, nullptr);
+    EXPECT_NE(DDS_TypeCode_get_opaque(plain), nullptr);
+    EXPECT_EQ(next(never), nullptr);
     EXPECT_TRUE(logged("topic \"plain\" is announced without a type: the peer announces no type"));
     host.remove(own);
 }

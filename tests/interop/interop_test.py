@@ -17,6 +17,13 @@ class Pairs:
         self.assertEqual(by_instance(kind, got),
                          by_instance(kind, [sample(kind, i) for i in range(count)]))
 
+    def compare_ends(self, kind, finish, states):
+        end = {"dispose": "disposed", "unregister": "unregistered"}.get(finish)
+        self.assertEqual(
+            sorted((state, *(s[name] for name in KEYS[kind])) for state, s in states),
+            sorted((end, *(sample(kind, i)[name] for name in KEYS[kind]))
+                   for i in range(2)) if end else [])
+
     def test_partner_to_file(self):
         names = [f"{kind}_{form}" for kind, form in self.cases]
         partners = [self.partner(self.make, role="pub", type=kind, representation=form, topic=name,
@@ -68,11 +75,37 @@ class Pairs:
             with self.subTest(kind + finish):
                 samples, states = self.received(subscriber)
                 self.compare(kind, samples, 8)
-                end = {"dispose": "disposed", "unregister": "unregistered"}[finish]
-                self.assertEqual(
-                    sorted((state, *(s[name] for name in KEYS[kind])) for state, s in states),
-                    sorted((end, *(sample(kind, i)[name] for name in KEYS[kind]))
-                           for i in range(2)))
+                self.compare_ends(kind, finish, states)
+        self.end(ferry)
+
+    def test_types_that_nobody_looks_into(self):
+        """From domain to domain as bytes: contents, ends of instances, and what types they are."""
+        cases = [(kind, form, "") for kind, form in self.cases]
+        cases += [(kind, "xcdr1", finish) for kind in self.keyed for finish in self.finishes]
+        names = ["_".join(case) for case in cases]
+        subscribers = []
+        for (kind, form, finish), name in zip(cases, names):
+            same = {"make": self.make, "type": kind, "representation": form, "topic": name}
+            subscribers.append(self.partner(**same, domain=DOMAIN + 1, count=10 if finish else 8))
+            self.partner(**same, role="pub", count=8, settle=self.settle, finish=finish)
+        config = self.config([], dds={"opaque": "always"})
+        outputs = [{"connection": "dds2", "stream": "${stream}",
+                    "properties": {"wait_for_readers": 1}}]
+        config["discovery"] = {"others": {"connection": "dds", "deny": {"stream": names[0]},
+                                          "outputs": outputs}}
+        config["routes"] = {"one": {"input": {"connection": "dds", "stream": names[0]},
+                                    "outputs": outputs}}
+        del config["types"], config["adapters"]["files"], config["connections"]["files"]
+        ferry = self.ferry(config)
+        for (kind, form, finish), name, subscriber in zip(cases, names, subscribers):
+            with self.subTest(name):
+                samples, states = self.received(subscriber)
+                self.compare(kind, samples, 8)
+                self.compare_ends(kind, finish, states)
+        shown = subprocess.run([FERRY, "list", "streams", "--domain", str(DOMAIN + 1), "--idl"],
+                               capture_output=True, text=True, timeout=60, check=True)
+        for line in self.announced:
+            self.assertIn(line, shown.stdout)
         self.end(ferry)
 
     def test_late_joiner(self):
@@ -118,6 +151,8 @@ class Cyclone(Pairs, Rig):
     make = "cyclone"
     settle = 0
     keyed = ["Keyed", "Wide"]
+    finishes = ["dispose", "unregister"]
+    announced = ["@appendable struct Part {", "sequence<::interop::Point> path;"]
     # It takes an appendable type only in XCDR2.
     cases = [(kind, form) for kind in KINDS for form in ["xcdr1", "xcdr2"]
              if (kind, form) != ("Open", "xcdr1")]
@@ -161,6 +196,9 @@ class Fastdds(Pairs, Rig):
     # It announces a writer up to a second after it sees our reader; until then we know neither.
     settle = 2000
     keyed = ["Keyed", "Wide"]
+    # It ends instances by their hash alone, and announces no type.
+    finishes = []
+    announced = []
     cases = [(kind, "xcdr1") for kind in KINDS]
 
 
