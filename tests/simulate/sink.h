@@ -209,7 +209,7 @@ public:
                       "{}: {} from {} on are set aside, but what is behind them was not taken",
                       name, count, loan_->numbers[next_]);
         for (std::size_t i = next_; i < next_ + count; ++i) {
-            world.require(isMarked ? bad.count(loan_->numbers[i]) > 0 : failedAlone_[i] >= 2,
+            world.require(isMarked || failedAlone_[i] >= 2,
                           "{}: {} is set aside, but neither marked nor has it failed alone twice",
                           name, loan_->numbers[i]);
         }
@@ -380,6 +380,9 @@ private:
         }
         next_ += static_cast<std::size_t>(sure);
         marked_ = reply.marked ? at + static_cast<std::size_t>(reply.count) : nowhere;
+        // Later on somebody may mend the data, which does not take back what was said.
+        world.require(marked_ == nowhere || bad.count(loan_->numbers[marked_]) > 0,
+                      "{}: a good sample is marked", name);
     }
 
     Pace pace_;
