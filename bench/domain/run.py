@@ -50,6 +50,7 @@ ENCODED = Variant("engine > encoded forwarder > engine", "engine", "forward --cd
 TO_JAVA = Variant("engine > ferry > Java", "engine", "ferry", "java")
 FROM_JAVA = Variant("Java > ferry > engine", "java", "ferry", "engine")
 THROUGH = Variant("engine > ferry > engine", "engine", "ferry", "engine")
+# Waits for no acknowledgements: its writer is matched before the first sample is there.
 UNSEEN = Variant("engine > ferry without types > engine", "engine", "ferry", "engine")
 OUR_READER = Variant("engine > platform", "engine", "", "platform")
 OUR_WRITER = Variant("platform > engine", "platform", "", "engine")
@@ -178,7 +179,7 @@ class Bench:
             reader = f"count: {count}"
         if variant.sink == "java":
             writer = f'count: {count}, warmup: {warmup}, report: "{self.report}"'
-        else:
+        elif typed:
             writer = "wait_for_readers: 1"
         text = CONFIGURATION.format(
             types=f"types: [{{file: {HERE / 'bench.idl'}}}]" if typed else "",
