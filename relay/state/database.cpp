@@ -153,7 +153,7 @@ StateResult Database::open(const DatabaseFile &file)
         result = tryOpen();
     }
     if (!result.ok()) {
-        close();
+        close(result.fault);
     }
     return result;
 }
@@ -161,9 +161,21 @@ StateResult Database::open(const DatabaseFile &file)
 StateResult Database::tryOpen()
 {
     bool empty = false;
+    bool secured = false;
     StateResult result = connect();
     if (result.ok()) {
         result = identify(empty);
+    }
+    if (result.ok() && file_.exclusive) {
+        result = secureLog(secured);
+    }
+    // What was read of the log before may have been another one.
+    if (result.ok() && secured) {
+        close(Fault::io);
+        result = connect();
+        if (result.ok()) {
+            result = identify(empty);
+        }
     }
     if (result.ok()) {
         result = prepare();
@@ -274,8 +286,11 @@ StateResult Database::createTables()
     return result.ok() ? transaction.commit() : result;
 }
 
-void Database::close()
+void Database::close(Fault after)
 {
+    if (after == Fault::io && file_.exclusive && isOpen()) {
+        sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+    }
     for (const auto &[sql, statement] : statements_) {
         sqlite3_finalize(statement);
     }
@@ -350,7 +365,7 @@ StateResult Transaction::commit()
     if (result.ok()) {
         open_ = false;
     } else if (result.fault != Fault::full && result.fault != Fault::busy) {
-        database_.close();
+        database_.close(Fault::io);
     }
     return result;
 }

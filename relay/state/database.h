@@ -2,8 +2,11 @@
 // are used by one thread at a time.
 //
 // What a commit has returned for is on the disk. After a commit that failed in a write or a sync
-// nobody knows what the disk has: the connection is closed at once, and whoever goes on opens the
-// file again, which brings all that the log still holds into the file anew, and asks the file.
+// nobody knows what the disk has. What is read of the log may be in the system's memory only, and
+// the system does not write it any more: a power cut would bring back an older log beside a file
+// that has parts of the newer one. So the connection is closed at once. Whoever goes on opens the
+// file again, and asks it. The log of a file that this process alone may open is not brought into
+// the file meanwhile: the open writes it once more as it reads, and syncs it, before it does that.
 #ifndef FERRY_STATE_DATABASE_H
 #define FERRY_STATE_DATABASE_H
 
@@ -85,12 +88,15 @@ public:
     Database &operator=(const Database &) = delete;
 
     /// Opens the file, or makes it. What an earlier process or connection left in the log is in the
-    /// file afterwards, synced. A damaged or foreign file gets another name, and a new one is made.
+    /// file afterwards, synced, also if a sync of the log has failed. A damaged or foreign file
+    /// gets another name, and a new one is made.
     StateResult open(const DatabaseFile &file);
     /// Closes the file and gives it a name that says when and why. `details` go behind the message.
     /// False if that is not possible.
     bool setAside(const StateResult &why, const std::string &details = "");
-    void close();
+    /// The log goes into the file, unless a file of this process alone is closed `after` a write or
+    /// a sync that failed.
+    void close(Fault after = Fault::none);
     bool isOpen() const
     {
         return handle_ != nullptr;
@@ -116,6 +122,7 @@ private:
     StateResult tryOpen();
     StateResult connect();
     StateResult identify(bool &empty);
+    StateResult secureLog(bool &any);
     StateResult prepare();
     StateResult createTables();
     StateResult integer(const char *sql, std::int64_t &value);

@@ -48,7 +48,7 @@ template<class Operation> StateResult StoreFile::attempt(Operation &&operation)
             result = operation();
         }
         if (result.fault == Fault::io) {
-            database_.close();
+            database_.close(result.fault);
         }
         if (result.fault != Fault::corrupt || !again ||
             !database_.setAside(

@@ -48,7 +48,7 @@ StateResult StoreFile::ready()
         result = load();
     }
     if (!result.ok()) {
-        database_.close();
+        database_.close(result.fault);
     }
     return result;
 }
