@@ -88,7 +88,7 @@ Endpoint::Endpoint(std::uint32_t role, Connection &connection, const Session &se
 std::string Endpoint::announcedName(const QEL_FerrionStreamInfo &stream, bool isRos,
                                     bool isAnnounced) const
 {
-    const std::string name = isAnnounced && stream.typeName != nullptr ? stream.typeName : "";
+    std::string name = isAnnounced && stream.typeName != nullptr ? stream.typeName : "";
     if (name.find('/') != std::string::npos || (name.empty() && isRos)) {
         return ros::announcedTypeOf(
             name.empty() ? DDS_TypeCode_get_name(DDS_TypeCode_resolve(type_)) : name);
