@@ -96,6 +96,9 @@ QosProperties propertiesOf(const DDS_DiscoveredQos &qos, const std::vector<std::
         all.emplace_back("deadline", textOf(qos.deadline));
     }
     addRare(qos, all);
+    if (qos.representation == DDS_XCDR2_REPRESENTATION) {
+        all.emplace_back("representation", "xcdr2");
+    }
     if (direction == Direction::output) {
         return all;
     }
@@ -103,9 +106,6 @@ QosProperties propertiesOf(const DDS_DiscoveredQos &qos, const std::vector<std::
     if (durable) {
         all.emplace_back("durable_depth",
                          qos.durableDepth == 0 ? "all" : std::to_string(qos.durableDepth));
-    }
-    if (qos.representation == DDS_XCDR2_REPRESENTATION) {
-        all.emplace_back("representation", "xcdr2");
     }
     if (qos.lifespan > 0) {
         all.emplace_back("lifespan", textOf(qos.lifespan));

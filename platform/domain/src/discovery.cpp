@@ -45,7 +45,7 @@ int32_t durableDepthOf(const dds_qos_t &qos)
     return kind == DDS_HISTORY_KEEP_ALL ? 0 : std::max(depth, 1);
 }
 
-/// What a writer sends in is the first one that it names.
+/// The first one that an endpoint names: a writer sends in it.
 DDS_DataRepresentation representationOf(const dds_qos_t &qos)
 {
     uint32_t count = 0;

@@ -34,7 +34,7 @@ struct DDS_DiscoveredQos {
     int32_t orderedAccess;
     /** 0 is none. */
     int64_t latencyBudget;
-    /** Writers: what samples come in, as far as the peer says. */
+    /** What a writer sends samples in, or a reader likes best, as far as the peer says. */
     DDS_DataRepresentation representation;
 };
 
