@@ -278,7 +278,6 @@ void Route::fail()
 
 void Route::renew()
 {
-    setState(State::closed);
     adopted_ = leaving_ = drained_ = false;
     released_.store(false);
     signalled_.store(false);

@@ -66,7 +66,8 @@ public:
     void resume(const RouteTotals &totals);
     /// Puts the route out of service, which counts as an error. No session runs it.
     void fail();
-    /// Control thread: forgets what a session left of an earlier life. No session has the route.
+    /// Control thread: forgets what a session left of an earlier life. No session has the route. It
+    /// counts as failed until it is open again, so that nobody takes the run for ended meanwhile.
     void renew();
     /// Control thread: it can never be in service, whatever is made anew.
     void reject()

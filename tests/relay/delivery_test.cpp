@@ -320,6 +320,10 @@ TEST_F(DeliveryTest, RestartsARouteThatHasStoppedWithFreshObjects)
         RetrySettings{std::chrono::milliseconds(1), std::chrono::milliseconds(9), {}};
     RouteSettings &route = addRetrying("r", "a/in", {"b/x"});
     route.onError = OnError::stop;
+    // Longer than until the supervisor looks: the run must not end while the only route is made.
+    script.hooks["create_connection b"] = [] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    };
     script.streams["in"].source = [this, made = std::ptrdiff_t{0}]() mutable {
         // A source that repeats what it did not get back.
         const bool fresh = script.called("create_reader in") > made;
