@@ -166,7 +166,7 @@ StateResult Database::tryOpen()
     if (result.ok()) {
         result = identify(empty);
     }
-    if (result.ok() && file_.exclusive) {
+    if (result.ok()) {
         result = secureLog(secured);
     }
     // What was read of the log before may have been another one.
@@ -189,7 +189,7 @@ bool Database::setAside(const StateResult &why, const std::string &details)
     if ((!foreign && why.fault != Fault::corrupt) || !file_.setsAside || !file_.vfs.empty()) {
         return false;
     }
-    close();
+    close(Fault::io);
     const std::filesystem::path name = ferry::setAside(file_.path, foreign ? "foreign" : "damaged");
     if (!name.empty() && file_.notify) {
         file_.notify(fmt::format("{}; the file is now \"{}\"{}", why.text, name.string(), details));
@@ -288,7 +288,7 @@ StateResult Database::createTables()
 
 void Database::close(Fault after)
 {
-    if (after == Fault::io && file_.exclusive && isOpen()) {
+    if (after == Fault::io && isOpen()) {
         sqlite3_db_config(handle_, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
     }
     for (const auto &[sql, statement] : statements_) {

@@ -4,9 +4,10 @@
 // What a commit has returned for is on the disk. After a commit that failed in a write or a sync
 // nobody knows what the disk has. What is read of the log may be in the system's memory only, and
 // the system does not write it any more: a power cut would bring back an older log beside a file
-// that has parts of the newer one. So the connection is closed at once. Whoever goes on opens the
-// file again, and asks it. The log of a file that this process alone may open is not brought into
-// the file meanwhile: the open writes it once more as it reads, and syncs it, before it does that.
+// that has parts of the newer one. So the connection is closed at once, and the log is not
+// brought into the file. Whoever goes on opens the file again, and asks it: the open writes the log
+// once more as it reads, and syncs it, before the log goes into the file. Another process that has
+// a shared file open at that moment, and closes it as the last one, does not know of the failure.
 #ifndef FERRY_STATE_DATABASE_H
 #define FERRY_STATE_DATABASE_H
 
@@ -91,11 +92,10 @@ public:
     /// file afterwards, synced, also if a sync of the log has failed. A damaged or foreign file
     /// gets another name, and a new one is made.
     StateResult open(const DatabaseFile &file);
-    /// Closes the file and gives it a name that says when and why. `details` go behind the message.
-    /// False if that is not possible.
+    /// Closes the file and gives it, as it is, a name that says when and why. Its log goes with it.
+    /// `details` go behind the message. False if that is not possible.
     bool setAside(const StateResult &why, const std::string &details = "");
-    /// The log goes into the file, unless a file of this process alone is closed `after` a write or
-    /// a sync that failed.
+    /// The log goes into the file, unless that is closed `after` a write or a sync that failed.
     void close(Fault after = Fault::none);
     bool isOpen() const
     {

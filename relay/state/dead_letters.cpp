@@ -76,6 +76,12 @@ std::vector<std::uint8_t> rowOf(const KeptLetter &letter)
     return row;
 }
 
+DeadLetters::DeadLetters(Settings settings)
+    : settings_(std::move(settings)),
+      writer_(std::chrono::system_clock::now().time_since_epoch() / std::chrono::nanoseconds(1))
+{
+}
+
 StateResult DeadLetters::ready()
 {
     if (database_.isOpen()) {
@@ -87,10 +93,21 @@ StateResult DeadLetters::ready()
     file.vfs = settings_.vfs;
     file.setsAside = settings_.setsAside;
     file.notify = settings_.notify;
-    return database_.open(file);
+    StateResult result = database_.open(file);
+    if (result.ok()) {
+        // Files of earlier versions do not have it.
+        result = database_.execute("CREATE TABLE IF NOT EXISTS changes"
+                                   " (id INTEGER PRIMARY KEY, writer INTEGER, number INTEGER)");
+    }
+    if (!result.ok()) {
+        database_.close(result.fault);
+    }
+    return result;
 }
 
-/// Runs an operation in a transaction. After a failed write the file is opened anew.
+/// Runs an operation in a transaction. After a failed write or sync nobody knows whether the disk
+/// has it: the file is opened anew and asked, so that nobody does it twice. If that fails as well,
+/// it may be done twice.
 template<class Operation> StateResult DeadLetters::change(Operation &&operation)
 {
     const std::lock_guard<std::mutex> lock(mutex_);
@@ -98,6 +115,7 @@ template<class Operation> StateResult DeadLetters::change(Operation &&operation)
     if (!result.ok()) {
         return result;
     }
+    ++changes_;
     {
         Transaction transaction(database_);
         result = transaction.begin();
@@ -105,15 +123,34 @@ template<class Operation> StateResult DeadLetters::change(Operation &&operation)
             result = operation();
         }
         if (result.ok()) {
+            result = number();
+        }
+        if (result.ok()) {
             result = transaction.commit();
         }
     }
     if (result.fault == Fault::io) {
-        database_.close();
-    } else {
-        database_.setAside(result);
+        database_.close(Fault::io);
+        return ready().ok() && isDone() ? StateResult() : result;
     }
+    database_.setAside(result);
     return result;
+}
+
+/// The change under way gets its number, which comes and goes with it.
+StateResult DeadLetters::number()
+{
+    return database_.query("REPLACE INTO changes (id, writer, number) VALUES (0, ?, ?)")
+        .bind(writer_)
+        .bind(changes_)
+        .run();
+}
+
+/// Whether the file's last change is the one that was numbered last here.
+bool DeadLetters::isDone()
+{
+    Query query = database_.query("SELECT 1 FROM changes WHERE writer = ? AND number = ?");
+    return query.bind(writer_).bind(changes_).next();
 }
 
 StateResult DeadLetters::checkRoom(std::uint64_t more)

@@ -64,7 +64,7 @@ public:
         std::string vfs = {};
     };
 
-    explicit DeadLetters(Settings settings) : settings_(std::move(settings)) {}
+    explicit DeadLetters(Settings settings);
 
     /// Adds all of the samples, or none.
     StateResult add(const DeadLetterAbout &about, const DDS_TypeCode &type,
@@ -90,11 +90,16 @@ public:
 private:
     StateResult ready();
     template<class Operation> StateResult change(Operation &&operation);
+    StateResult number();
+    bool isDone();
     StateResult checkRoom(std::uint64_t more);
     StateResult typeId(const DDS_TypeCode &type, std::int64_t &id);
     StateResult insert(const KeptLetter &letter, std::int64_t type);
 
     const Settings settings_;
+    /// Of this object, in the file: nanoseconds since 1970.
+    const std::int64_t writer_;
+    std::int64_t changes_ = 0;
     std::mutex mutex_;
     Database database_;
 };

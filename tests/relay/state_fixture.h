@@ -122,13 +122,14 @@ protected:
         }
         return all;
     }
-    /// Files beside the store whose names say why.
+    /// Files beside the store whose names say why, without their logs.
     std::vector<std::string> setAside(const std::string &why)
     {
         std::vector<std::string> names;
         for (const auto &entry : fs::directory_iterator(directory)) {
             const std::string name = entry.path().filename().string();
-            if (name.rfind("s.db." + why + "-20", 0) == 0) {
+            const bool isLog = name.find("-wal") != std::string::npos;
+            if (name.rfind("s.db." + why + "-20", 0) == 0 && !isLog) {
                 names.push_back(name);
             }
         }
