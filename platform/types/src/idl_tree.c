@@ -20,6 +20,17 @@ struct QIdlTree {
     idl_pstate_t *state;
 };
 
+#define SOURCE "idl"
+
+/* Where a complaint belongs. One about a value of the parser's own, such as @optional(XCDR2), has a
+ * place in the text that the parser has built in; then how far the parser has come says more. */
+static const idl_position_t *placeOf(const idl_pstate_t *state, const idl_location_t *location)
+{
+    const idl_file_t *file = location->first.file;
+    const int isOurs = file != NULL && strcmp(file->name, SOURCE) == 0;
+    return isOurs || state == NULL ? &location->first : &state->scanner.position;
+}
+
 /* The parser prints its complaints to standard error through the three functions below, and offers
  * no other way to get at them. It calls them through its symbol table, so definitions in a library
  * that stands in front of it in the search order, as every user of it does, take their place.
@@ -31,7 +42,6 @@ __attribute__((visibility("default"), format(printf, 3, 0))) void
 idl_verror(const idl_pstate_t *state, const idl_location_t *location, const char *format,
            va_list arguments)
 {
-    (void)state;
     if (collector == NULL) {
         vfprintf(stderr, format, arguments);
         fputc('\n', stderr);
@@ -41,8 +51,9 @@ idl_verror(const idl_pstate_t *state, const idl_location_t *location, const char
         return; /* what follows a first mistake is seldom another one */
     }
     if (location != NULL) {
-        collector->line = location->first.line;
-        collector->column = location->first.column;
+        const idl_position_t *place = placeOf(state, location);
+        collector->line = place->line;
+        collector->column = place->column;
     }
     vsnprintf(collector->text, sizeof collector->text, format, arguments);
 }
@@ -75,7 +86,7 @@ __attribute__((visibility("default"))) void idl_warning(const idl_pstate_t *stat
  * dereferences a null source when it meets an unknown annotation. */
 static char *withLineDirective(const char *text)
 {
-    static const char directive[] = "#line 1 \"idl\"\n";
+    static const char directive[] = "#line 1 \"" SOURCE "\"\n";
     const size_t length = strlen(text);
     char *result = malloc(sizeof directive + length);
     if (result != NULL) {
