@@ -1,16 +1,13 @@
 // Types as peers see them: byte for byte what the engine's own IDL compiler announces, and back.
 #include <dds/ddsi/ddsi_xt_typeinfo.h>
 
-#include <algorithm>
-#include <map>
 #include <sstream>
 
 #include "../platform/fixture.h"
 #include "../platform/records.h"
 #include "described.h"
 #include "rejected.h"
-#include "type_object.h"
-#include "xcdr2_reader.h"
+#include "type_mapping.h"
 
 using namespace qddsdomain;
 
@@ -43,47 +40,6 @@ TEST(TypeObject, IsWhatTheEnginesCompilerMakes)
         EXPECT_EQ(ours.typeInformation, bytesOf(compiled->type_information));
         EXPECT_EQ(ours.typeMapping, bytesOf(compiled->type_mapping));
     }
-}
-
-struct Objects {
-    EquivalenceHash root{};
-    std::map<EquivalenceHash, Bytes> all;
-};
-
-// The complete type objects of a type mapping, in which the top type's comes first.
-Objects objectsOf(const Bytes &mapping)
-{
-    Objects objects;
-    Xcdr2Reader in(mapping.data(), mapping.size());
-    in.delimited([] {}); // minimal ones
-    in.delimited([&] {
-        in.elements([&] {
-            EquivalenceHash hash{};
-            in.u8();
-            std::copy_n(in.take(hash.size()), hash.size(), hash.begin());
-            const uint32_t length = in.u32();
-            const uint8_t *object = in.take(length) - 4;
-            objects.root = objects.all.empty() ? hash : objects.root;
-            objects.all[hash] = Bytes(object, object + 4 + length);
-        });
-    });
-    return objects;
-}
-
-// As a peer's types arrive: only what is asked for, while there is any.
-TypeAssembler assembled(const Objects &objects)
-{
-    TypeAssembler assembler(objects.root);
-    while (assembler.assemble() == TypeAssembler::State::incomplete) {
-        for (const EquivalenceHash &hash : assembler.missing()) {
-            const auto found = objects.all.find(hash);
-            if (found == objects.all.end()) {
-                return assembler;
-            }
-            assembler.add(hash, found->second.data(), found->second.size());
-        }
-    }
-    return assembler;
 }
 
 TEST(TypeObject, BecomesTheSameTypeAgain)

@@ -49,4 +49,23 @@ inline void checkSample(const WireType &wire, const Bytes &plain)
     }
 }
 
+/// The IDL of a type leads to it again, and its samples can be made.
+inline void checkType(const DDS_TypeCode *type)
+{
+    char *idl = DDS_TypeCode_to_idl(type);
+    REQUIRE(typeFromIdl(idl, DDS_TypeCode_get_name(type)) == type);
+    const bool hasDefaults = std::strstr(idl, "@default(") != nullptr; // which the model lacks
+    DDS_String_free(idl);
+    if (DDS_TypeCode_get_kind(DDS_TypeCode_resolve(type)) == DDS_TK_STRUCT) {
+        // One of more than 16 KiB says nothing that a smaller one does not.
+        const Sample sample = makeSample(type, 1 << 14);
+        const WireType *wire = WireType::of(DDS_TypeCode_resolve(type), nullptr);
+        REQUIRE(wire != nullptr);
+        if (sample != nullptr) {
+            REQUIRE(hasDefaults || bytesOf(sample) == model::encode(model::makeDefault(type)));
+            checkSample(*wire, bytesOf(sample));
+        }
+    }
+}
+
 #endif
