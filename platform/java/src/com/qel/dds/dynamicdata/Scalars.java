@@ -126,15 +126,16 @@ final class Scalars {
         if (path.target.kind != Kind.FLOAT) {
             return getInteger(buffer, path, FLOAT_BITS, "float");
         }
-        return (float) Cdr.FLOAT.get(buffer.bytes, buffer.locateWhole(path));
+        return Float.intBitsToFloat((int) Cdr.INT.get(buffer.bytes, buffer.locateWhole(path)));
     }
 
     static double getDouble(SampleBuffer buffer, MemberPath path) {
         switch (path.target.kind) {
         case DOUBLE:
-            return (double) Cdr.DOUBLE.get(buffer.bytes, buffer.locateWhole(path));
+            return Double.longBitsToDouble(
+                    (long) Cdr.LONG.get(buffer.bytes, buffer.locateWhole(path)));
         case FLOAT:
-            return (float) Cdr.FLOAT.get(buffer.bytes, buffer.locateWhole(path));
+            return Float.intBitsToFloat((int) Cdr.INT.get(buffer.bytes, buffer.locateWhole(path)));
         default:
             return getInteger(buffer, path, DOUBLE_BITS, "double");
         }
@@ -144,7 +145,8 @@ final class Scalars {
         if (path.target.kind == Kind.DOUBLE) {
             setDouble(buffer, path, value);
         } else {
-            Cdr.FLOAT.set(buffer.bytes, locate(buffer, path, Kind.FLOAT, "float"), value);
+            Cdr.INT.set(buffer.bytes, locate(buffer, path, Kind.FLOAT, "float"),
+                    Float.floatToRawIntBits(value));
         }
     }
 
@@ -156,7 +158,8 @@ final class Scalars {
             }
             setFloat(buffer, path, (float) value);
         } else {
-            Cdr.DOUBLE.set(buffer.bytes, locate(buffer, path, Kind.DOUBLE, "double"), value);
+            Cdr.LONG.set(buffer.bytes, locate(buffer, path, Kind.DOUBLE, "double"),
+                    Double.doubleToRawLongBits(value));
         }
     }
 

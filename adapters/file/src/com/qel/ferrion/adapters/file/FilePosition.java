@@ -7,9 +7,9 @@ import java.io.RandomAccessFile;
 import java.nio.file.DirectoryStream;
 import java.nio.file.Files;
 import java.nio.file.Path;
-import java.security.SecureRandom;
 import java.util.HexFormat;
 import java.util.List;
+import java.util.concurrent.ThreadLocalRandom;
 import java.util.zip.CRC32;
 
 /**
@@ -49,7 +49,7 @@ final class FilePosition {
      */
     record Opening(long number, String first) {
         static Opening begin() {
-            return new Opening(new SecureRandom().nextLong() >>> 2, null);
+            return new Opening(ThreadLocalRandom.current().nextLong() >>> 2, null);
         }
 
         Opening next() {
