@@ -2,12 +2,12 @@
 // receiving threads and writers' threads are in here; nothing is locked but what Arrivals locks.
 #include "sertype_internal.h"
 
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 
 #include "engine_log.h"
 #include "keyed_hash.h"
+#include "message_pool.h"
 
 namespace qddsdomain {
 
@@ -110,7 +110,7 @@ Serdata *allocate(const ddsi_sertype *type, ddsi_serdata_kind kind, size_t paylo
     if (padded > largestMessage || keySize > largestMessage) {
         return nullptr;
     }
-    void *memory = std::malloc(sizeof(Serdata) + padded + keySize);
+    void *memory = allocateBlock(sizeof(Serdata) + padded + keySize);
     if (memory == nullptr) {
         return nullptr;
     }

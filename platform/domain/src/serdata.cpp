@@ -3,6 +3,7 @@
 #include "sertype_internal.h"
 
 #include "engine_log.h"
+#include "message_pool.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -174,7 +175,8 @@ ddsi_serdata *toUntyped(const ddsi_serdata *message)
 
 void destroy(ddsi_serdata *message)
 {
-    std::free(static_cast<Serdata *>(message));
+    const Serdata &self = own(message);
+    freeBlock(message, sizeof self + self.payloadSize + self.keySize);
 }
 
 size_t print(const ddsi_sertype *, const ddsi_serdata *message, char *text, size_t room)

@@ -29,10 +29,10 @@ struct DDS_DataWriter {
     Event incompatible;
     Event deadlineMissed;
     std::mutex mutex;
-    std::condition_variable changed; // of what is under the mutex
-    uint32_t matched = 0;            // under the mutex
-    int64_t stopBy = neverTime;      // under the mutex; see DDS_DataWriter_stop_by
-    dds_entity_t participant = 0;    // not owned
+    std::condition_variable changed;  // of what is under the mutex
+    std::atomic<uint32_t> matched{0}; // changed under the mutex
+    int64_t stopBy = neverTime;       // under the mutex; see DDS_DataWriter_stop_by
+    dds_entity_t participant = 0;     // not owned
     Topic topic;
     engine::Entity publisher;
     engine::Entity entity;
@@ -132,11 +132,11 @@ bool endsInstance(const DDS_SampleInfo *info)
 
 Stamp stampOf(const DDS_SampleInfo *info)
 {
-    Stamp stamp{dds_time(), false, false};
-    if (info != nullptr && info->source_timestamp.sec >= 0) {
-        stamp.sourceTime = info->source_timestamp.sec * nanosecondsPerSecond +
-                           static_cast<int64_t>(info->source_timestamp.nanosec);
-    }
+    const bool timed = info != nullptr && info->source_timestamp.sec >= 0;
+    Stamp stamp{timed ? info->source_timestamp.sec * nanosecondsPerSecond +
+                            static_cast<int64_t>(info->source_timestamp.nanosec)
+                      : dds_time(),
+                false, false};
     if (endsInstance(info)) {
         stamp.dispose = info->instance_state == DDS_NOT_ALIVE_DISPOSED_INSTANCE_STATE;
         stamp.unregister = !stamp.dispose;
@@ -316,11 +316,8 @@ int32_t DDS_DataWriter_take_notice(DDS_DataWriter *self, DDS_ErrorText *text) no
 }
 
 uint32_t DDS_DataWriter_get_matched(DDS_DataWriter *self) noexcept
-try {
-    const std::lock_guard<std::mutex> guard(self->mutex);
-    return self->matched;
-} catch (...) {
-    return 0;
+{
+    return self->matched.load(std::memory_order_relaxed);
 }
 
 uint32_t DDS_DataWriter_get_readers(DDS_DataWriter *self, uint64_t *handles,
