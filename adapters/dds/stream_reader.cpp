@@ -7,7 +7,8 @@
 namespace ferrydds {
 namespace {
 
-constexpr std::int32_t firstPool = 16;
+/// Most streams have a sample now and then, and there may be hundreds of them.
+constexpr std::int32_t firstPool = 1;
 
 } // namespace
 

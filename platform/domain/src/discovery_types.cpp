@@ -54,7 +54,11 @@ bool DDS_Discovery::isThere(ArrivingType &type)
     if (!passesTypes && type.state == TypeAssembler::State::incomplete && !advance(type)) {
         return false;
     }
-    if (type.state == TypeAssembler::State::made || Clock::now() >= type.patience) {
+    if (type.state == TypeAssembler::State::made) {
+        type.passage = {}; // of use to nobody any more
+        return true;
+    }
+    if (Clock::now() >= type.patience) {
         return true;
     }
     Bytes serialized;

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <mutex>
+#include <unordered_map>
 
 #include "qddscdr/error_text.h"
 
@@ -122,21 +124,43 @@ bool checkRequest(const EndpointRequest &request, DDS_ErrorText *error)
 
 namespace {
 
+/// One for all endpoints of a type, which lives as long as the type. Null with the error filled
+/// when there is none.
+const TypeDescription *descriptionOf(const WireType &wire, DDS_ErrorText *error)
+{
+    static std::mutex mutex;
+    static auto &made = *new std::unordered_map<const WireType *, TypeDescription>;
+    const std::lock_guard<std::mutex> guard(mutex);
+    const auto found = made.find(&wire);
+    if (found != made.end()) {
+        return &found->second;
+    }
+    TypeDescription description;
+    if (!describeType(wire.type(), description, error)) {
+        return nullptr;
+    }
+    return &made.emplace(&wire, std::move(description)).first->second;
+}
+
 /// A reader of an opaque type takes what any type of that name has; a writer announces the type
 /// that the messages came with.
-bool describe(const EndpointRequest &request, const WireType &wire, TypeDescription &description,
+bool describe(const EndpointRequest &request, const WireType &wire, AnnouncedType &announced,
               DDS_ErrorText *error)
 {
     const DDS_OpaqueType *const opaque = wire.opaque();
-    if (opaque == nullptr) {
-        return describeType(wire.type(), description, error);
+    if (opaque != nullptr) {
+        if (request.isWriter) {
+            announced = {opaque->information, opaque->informationSize, opaque->mapping,
+                         opaque->mappingSize};
+        }
+        return true;
     }
-    if (request.isWriter) {
-        description.typeInformation.assign(opaque->information,
-                                           opaque->information + opaque->informationSize);
-        description.typeMapping.assign(opaque->mapping, opaque->mapping + opaque->mappingSize);
+    const TypeDescription *const description = descriptionOf(wire, error);
+    if (description != nullptr) {
+        announced = {description->typeInformation.data(), description->typeInformation.size(),
+                     description->typeMapping.data(), description->typeMapping.size()};
     }
-    return true;
+    return description != nullptr;
 }
 
 } // namespace
@@ -150,12 +174,12 @@ Topic makeEndpointTopic(const EndpointRequest &request, Representation represent
     if (wanted.typeName == nullptr || wanted.typeName[0] == '\0') {
         wanted.typeName = DDS_TypeCode_get_name(type);
     }
-    if (wire == nullptr || (request.qos->matchByNameOnly == 0 &&
-                            !describe(request, *wire, wanted.description, error))) {
+    if (wire == nullptr ||
+        (request.qos->matchByNameOnly == 0 && !describe(request, *wire, wanted.announced, error))) {
         return {};
     }
     const EngineComplaints complaints;
-    Topic topic = makeTopic(request.participant->entity.get(), std::move(wanted));
+    Topic topic = makeTopic(request.participant->entity.get(), wanted);
     const dds_entity_t made = topic.entity.get();
     if (made == engine::badParameter) {
         setError(error, "the engine does not take the topic name \"%s\"", request.topic);

@@ -110,7 +110,6 @@ DDS_DataReader *makeReader(const EndpointRequest &request, DDS_OnDataFn onData, 
         made->writers.keepTo(partitionsOf(*request.qos));
     }
     made->timeFilter.separation = request.qos->timeBasedFilter;
-    made->block = std::make_unique<Block>();
     made->topic.arrivals->watch(onMalformed, made.get());
     made->participant = request.participant->entity.get();
     Entities entities =
@@ -193,7 +192,7 @@ uint64_t DDS_DataReader_discard(DDS_DataReader *self) noexcept
 try {
     self->topic.arrivals->close();
     delist(*self);
-    uint64_t count = samplesOf(*self->block);
+    uint64_t count = self->block == nullptr ? 0 : samplesOf(*self->block);
     for (const auto &block : self->ahead) {
         count += samplesOf(*block);
     }

@@ -134,7 +134,9 @@ struct DDS_DataReader {
     qddsdomain::TimeFilter timeFilter;
 
     qddsdomain::Writers writers;
-    std::unique_ptr<qddsdomain::Block> block; // being handed on; of the owner's thread
+    /// Being handed on; of the owner's thread. None while nothing comes: many readers wait, and
+    /// each would hold 18 KiB.
+    std::unique_ptr<qddsdomain::Block> block;
     qddsdomain::Bytes key, plain;
 
     /// Taking from the engine, and what was taken to make room there (see enlist).

@@ -99,7 +99,13 @@ bool load(DDS_DataReader &self, uint32_t wanted, DDS_ErrorText *error)
         }
         return true;
     }
+    if (self.block == nullptr) {
+        self.block.reset(new Block); // not zeroed
+    }
     const dds_return_t count = fetch(self, *self.block, std::min(wanted, Block::capacity));
+    if (count <= 0) {
+        self.block.reset();
+    }
     if (count < 0) {
         setError(error, "the engine does not hand over samples: %s", dds_strretcode(count));
     }
@@ -270,14 +276,14 @@ int32_t takeSamples(DDS_DataReader &self, DDS_DynamicData *const *samples,
     bool drained = false;
     int32_t count = 0;
     while (count < maximum && (room == nullptr || *room > 0)) {
-        if (self.block->next == self.block->count) {
+        if (self.block == nullptr || self.block->next == self.block->count) {
             if (drained) {
                 break;
             }
             if (!load(self, static_cast<uint32_t>(maximum - count), error)) {
                 return count > 0 ? count : -1;
             }
-            drained = self.block->count == 0;
+            drained = self.block == nullptr;
             continue;
         }
         if (isWanted(self)) {

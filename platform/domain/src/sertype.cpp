@@ -44,20 +44,22 @@ uint32_t hash(const ddsi_sertype *type)
     return static_cast<uint32_t>(std::hash<const void *>()(type));
 }
 
-ddsi_sertype_cdr_data blob(const Bytes &bytes)
+ddsi_sertype_cdr_data blob(const uint8_t *bytes, size_t size)
 {
-    return {static_cast<uint32_t>(bytes.size()), const_cast<uint8_t *>(bytes.data())};
+    return {static_cast<uint32_t>(size), const_cast<uint8_t *>(bytes)};
 }
 
 ddsi_typeinfo_t *typeInformation(const ddsi_sertype *type)
 {
-    const ddsi_sertype_cdr_data bytes = blob(own(type).description.typeInformation);
+    const AnnouncedType &announced = own(type).announced;
+    const ddsi_sertype_cdr_data bytes = blob(announced.information, announced.informationSize);
     return bytes.sz == 0 ? nullptr : ddsi_typeinfo_deser(&bytes);
 }
 
 ddsi_typemap_t *typeMapping(const ddsi_sertype *type)
 {
-    const ddsi_sertype_cdr_data bytes = blob(own(type).description.typeMapping);
+    const AnnouncedType &announced = own(type).announced;
+    const ddsi_sertype_cdr_data bytes = blob(announced.mapping, announced.mappingSize);
     return bytes.sz == 0 ? nullptr : ddsi_typemap_deser(&bytes);
 }
 
@@ -98,7 +100,7 @@ const ddsi_sertype_ops sertypeOperations = {
 
 } // namespace
 
-Topic makeTopic(dds_entity_t participant, TopicRequest request)
+Topic makeTopic(dds_entity_t participant, const TopicRequest &request)
 {
     auto *type = new Sertype;
     const uint32_t flags = request.wire->isKeyed() ? 0U : DDSI_SERTYPE_FLAG_TOPICKIND_NO_KEY;
@@ -106,7 +108,7 @@ Topic makeTopic(dds_entity_t participant, TopicRequest request)
     type->allowed_data_representation = DDS_DATA_REPRESENTATION_RESTRICT_DEFAULT;
     type->wire = request.wire;
     type->representation = request.representation;
-    type->description = std::move(request.description);
+    type->announced = request.announced;
     type->arrivals = std::make_shared<Arrivals>();
 
     // On success the engine has taken the reference over.

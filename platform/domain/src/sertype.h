@@ -21,18 +21,26 @@ struct Topic {
     std::shared_ptr<Arrivals> arrivals;
 };
 
+/// The type that an endpoint announces, serialized; nothing is announced where there are no bytes.
+struct AnnouncedType {
+    const uint8_t *information = nullptr;
+    size_t informationSize = 0;
+    const uint8_t *mapping = nullptr;
+    size_t mappingSize = 0;
+};
+
 struct TopicRequest {
     const char *name;
     const char *typeName;
     const WireType *wire;
     /// In which messages are made of samples.
     Representation representation;
-    /// Not announced when empty.
-    TypeDescription description;
+    /// Lives as long as the process.
+    AnnouncedType announced;
 };
 
 /// Makes a topic entity. Negative entity: the engine's code of rejection.
-Topic makeTopic(dds_entity_t participant, TopicRequest request);
+Topic makeTopic(dds_entity_t participant, const TopicRequest &request);
 
 /// What a message is beside its bytes.
 struct Stamp {

@@ -39,7 +39,7 @@ namespace qddsdomain {
 struct Sertype : ddsi_sertype {
     const WireType *wire;
     Representation representation;
-    TypeDescription description;
+    AnnouncedType announced;
     std::shared_ptr<Arrivals> arrivals;
 };
 

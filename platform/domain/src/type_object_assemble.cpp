@@ -308,11 +308,13 @@ TypeAssembler::State TypeAssembler::assemble()
             problem_ = "memory is short";
         }
     }
-    if (!problem_.empty()) {
-        missing_.clear();
-        return State::rejected;
+    if (problem_.empty() && type_ == nullptr) {
+        return State::incomplete;
     }
-    return type_ != nullptr ? State::made : State::incomplete;
+    objects_.clear();
+    made_.clear();
+    missing_.clear();
+    return type_ != nullptr ? State::made : State::rejected;
 }
 
 } // namespace qddsdomain
