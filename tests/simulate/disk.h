@@ -44,29 +44,20 @@ public:
     static const char *vfs();
 
     World &world;
+    /// After a crash nothing reaches it until it is there again.
+    bool isDead = false;
     /// Short counts and lies: no room. Throws and partial counts: a write or a sync fails.
     Troubles troubles;
 
-    /// From now on nothing reaches the disk.
-    void crash()
-    {
-        dead_ = true;
-    }
-    bool isDead() const
-    {
-        return dead_;
-    }
     /// After a crash: what is left is what was synced, and some of the rest.
     void reboot()
     {
-        dead_ = false;
+        isDead = false;
         for (auto &[name, file] : files_) {
             for (File::Change &change : file.changes) {
                 const int fate = world.chance.below(3);
                 if (fate == 2 && !change.bytes.empty()) {
-                    const int size = static_cast<int>(change.bytes.size());
-                    change.bytes.resize(static_cast<std::size_t>(world.chance.below(size)) / 512 *
-                                        512);
+                    change.bytes.resize(world.chance.below(change.bytes.size()) / 512 * 512);
                 }
                 if (fate > 0) {
                     apply(change, file.synced);
@@ -97,59 +88,63 @@ public:
     /// Null if there is none, or nothing can be opened.
     File *open(const std::string &name, bool create)
     {
-        const bool possible = !dead_ && (create || has(name));
-        return possible ? &files_[name] : nullptr;
+        return !isDead && (create || has(name)) ? &files_[name] : nullptr;
     }
     bool has(const std::string &name) const
     {
         const auto found = files_.find(name);
         return found != files_.end() && !found->second.seen.empty();
     }
-    int read(const File &file, void *to, std::size_t count, std::size_t at) const
+    int read(File &file, void *to, int count, sqlite3_int64 at)
     {
-        const std::size_t there =
-            at >= file.seen.size() ? 0 : std::min(count, file.seen.size() - at);
-        std::memset(to, 0, count);
-        std::copy_n(file.seen.begin() + static_cast<std::ptrdiff_t>(there == 0 ? 0 : at), there,
-                    static_cast<std::uint8_t *>(to));
-        return dead_ ? SQLITE_IOERR_READ : there < count ? SQLITE_IOERR_SHORT_READ : SQLITE_OK;
+        const auto wanted = static_cast<std::size_t>(count);
+        const std::size_t from = std::min(static_cast<std::size_t>(at), file.seen.size());
+        const std::size_t there = std::min(wanted, file.seen.size() - from);
+        std::memset(to, 0, wanted);
+        std::copy_n(file.seen.data() + from, there, static_cast<std::uint8_t *>(to));
+        return isDead ? SQLITE_IOERR_READ : there < wanted ? SQLITE_IOERR_SHORT_READ : SQLITE_OK;
     }
-    int write(File &file, const void *from, std::size_t count, std::size_t at)
+    int write(File &file, const void *from, int count, sqlite3_int64 to)
     {
-        if (dead_) {
+        if (isDead) {
             return SQLITE_IOERR_WRITE;
         }
+        const auto at = static_cast<std::size_t>(to);
         const Trouble trouble = troubles.next(world);
-        const bool full = isNoRoom(trouble) && at + count > file.seen.size();
+        const bool fails = isBroken(trouble);
+        const bool full =
+            isNoRoom(trouble) && at + static_cast<std::size_t>(count) > file.seen.size();
         const bool crash = crashes();
         const bool torn = crash || trouble == Trouble::partial;
         const auto *const bytes = static_cast<const std::uint8_t *>(from);
         if (torn) {
-            count = static_cast<std::size_t>(world.chance.below(static_cast<int>(count)));
+            count = world.chance.below(count);
         }
-        if (torn || (!full && !isBroken(trouble))) {
+        if (torn || (!full && !fails)) {
             add(file, {at, {bytes, bytes + count}, false});
         }
-        return full && !crash              ? SQLITE_FULL
-               : torn || isBroken(trouble) ? SQLITE_IOERR_WRITE
-                                           : SQLITE_OK;
+        return full && !crash ? SQLITE_FULL : torn || fails ? SQLITE_IOERR_WRITE : SQLITE_OK;
     }
-    int cut(File &file, std::size_t size)
+    int cut(File &file, sqlite3_int64 size)
     {
         if (crashes()) {
             return SQLITE_IOERR_TRUNCATE;
         }
-        add(file, {size, {}, true});
+        add(file, {static_cast<std::size_t>(size), {}, true});
         return SQLITE_OK;
     }
-    int reserve(File &file, std::size_t size)
+    int control(File &file, int operation, void *argument)
     {
-        if (dead_ || size <= file.seen.size()) {
-            return dead_ ? SQLITE_IOERR_WRITE : SQLITE_OK;
+        if (operation != SQLITE_FCNTL_SIZE_HINT) {
+            return SQLITE_NOTFOUND;
+        }
+        const sqlite3_int64 size = *static_cast<sqlite3_int64 *>(argument);
+        if (isDead || static_cast<std::size_t>(size) <= file.seen.size()) {
+            return isDead ? SQLITE_IOERR_WRITE : SQLITE_OK;
         }
         return isNoRoom(troubles.next(world)) ? SQLITE_FULL : cut(file, size);
     }
-    int sync(File &file)
+    int sync(File &file, int)
     {
         if (crashes()) {
             return SQLITE_IOERR_FSYNC;
@@ -165,6 +160,11 @@ public:
         world.trace("disk: a sync{}", fails ? " fails" : "");
         return fails ? SQLITE_IOERR_FSYNC : SQLITE_OK;
     }
+    int measure(File &file, sqlite3_int64 *size)
+    {
+        *size = static_cast<sqlite3_int64>(file.seen.size());
+        return SQLITE_OK;
+    }
     int remove(const std::string &name)
     {
         return crashes()                 ? SQLITE_IOERR_DELETE
@@ -172,19 +172,20 @@ public:
                                          : SQLITE_OK;
     }
     /// What is only in memory may be gone when the file is opened again.
-    void close(File &file)
+    int close(File &file)
     {
-        if (file.doubtful && file.changes.empty() && !dead_ && world.chance.oneIn(2)) {
+        if (file.doubtful && file.changes.empty() && !isDead && world.chance.oneIn(2)) {
             file.seen = file.synced;
             file.doubtful = false;
         }
+        return SQLITE_OK;
     }
 
 private:
     bool crashes()
     {
-        dead_ = dead_ || world.crashes();
-        return dead_;
+        isDead = isDead || world.crashes();
+        return isDead;
     }
     static void apply(const File::Change &change, Bytes &bytes)
     {
@@ -202,52 +203,32 @@ private:
     }
 
     std::map<std::string, File> files_;
-    bool dead_ = false;
 };
 
 struct Handle : sqlite3_file {
     Disk::File *file;
 };
 
-inline Disk::File &fileOf(sqlite3_file *handle)
+/// As SQLite calls what a disk does with a file that is open.
+template<auto operation, class... Arguments>
+int onFile(sqlite3_file *handle, Arguments... arguments)
 {
-    return *static_cast<Handle *>(handle)->file;
+    return (g_disk->*operation)(*static_cast<Handle *>(handle)->file, arguments...);
 }
 
 inline sqlite3_io_methods fileMethods()
 {
     sqlite3_io_methods methods{};
     methods.iVersion = 1;
-    methods.xClose = [](sqlite3_file *handle) {
-        if (g_disk != nullptr) {
-            g_disk->close(fileOf(handle));
-        }
-        return SQLITE_OK;
-    };
-    methods.xRead = [](sqlite3_file *handle, void *to, int count, sqlite3_int64 at) {
-        return g_disk->read(fileOf(handle), to, static_cast<std::size_t>(count),
-                            static_cast<std::size_t>(at));
-    };
-    methods.xWrite = [](sqlite3_file *handle, const void *from, int count, sqlite3_int64 at) {
-        return g_disk->write(fileOf(handle), from, static_cast<std::size_t>(count),
-                             static_cast<std::size_t>(at));
-    };
-    methods.xTruncate = [](sqlite3_file *handle, sqlite3_int64 size) {
-        return g_disk->cut(fileOf(handle), static_cast<std::size_t>(size));
-    };
-    methods.xSync = [](sqlite3_file *handle, int) { return g_disk->sync(fileOf(handle)); };
-    methods.xFileSize = [](sqlite3_file *handle, sqlite3_int64 *size) {
-        *size = static_cast<sqlite3_int64>(fileOf(handle).seen.size());
-        return SQLITE_OK;
-    };
+    methods.xClose = onFile<&Disk::close>;
+    methods.xRead = onFile<&Disk::read>;
+    methods.xWrite = onFile<&Disk::write>;
+    methods.xTruncate = onFile<&Disk::cut>;
+    methods.xSync = onFile<&Disk::sync>;
+    methods.xFileSize = onFile<&Disk::measure>;
+    methods.xFileControl = onFile<&Disk::control>;
     methods.xLock = methods.xUnlock = [](sqlite3_file *, int) { return SQLITE_OK; };
     methods.xCheckReservedLock = [](sqlite3_file *, int *reserved) { return *reserved = 0; };
-    methods.xFileControl = [](sqlite3_file *handle, int operation, void *argument) {
-        return operation != SQLITE_FCNTL_SIZE_HINT
-                   ? SQLITE_NOTFOUND
-                   : g_disk->reserve(fileOf(handle), static_cast<std::size_t>(
-                                                         *static_cast<sqlite3_int64 *>(argument)));
-    };
     methods.xSectorSize = [](sqlite3_file *) { return 4096; };
     methods.xDeviceCharacteristics = [](sqlite3_file *) {
         return SQLITE_IOCAP_POWERSAFE_OVERWRITE;

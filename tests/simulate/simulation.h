@@ -110,7 +110,7 @@ public:
     ~Simulation()
     {
         world_.quiet = true;
-        disk_.crash();
+        disk_.isDead = true;
     }
     void run()
     {
@@ -274,7 +274,7 @@ private:
         world_.trace("{}", orderly ? "end" : "crash");
         ++world_.tally[orderly ? "ends" : "crashes"];
         if (!orderly) {
-            disk_.crash();
+            disk_.isDead = true;
         }
         guard_ = std::make_unique<ferry::CallGuard>();
         for (const auto &flow : flows_) {
@@ -289,7 +289,7 @@ private:
         for (const auto &stored : stores_) {
             stored->close();
         }
-        if (disk_.isDead()) {
+        if (disk_.isDead) {
             disk_.reboot();
         }
         world_.crashIn = world_.quiet || world_.chance.oneIn(3) ? -1 : world_.chance.below(200);
@@ -374,8 +374,7 @@ private:
                 sleep();
                 return;
             }
-            step(*ready[static_cast<std::size_t>(
-                world_.chance.below(static_cast<int>(ready.size())))]);
+            step(*ready[world_.chance.below(ready.size())]);
         } catch (const Crash &) {
             crash(false);
         }

@@ -21,11 +21,6 @@ constexpr int mostSamples = 160;
 
 using Numbers = std::vector<int>;
 
-inline Numbers first(const Numbers &numbers, int count)
-{
-    return {numbers.begin(), numbers.begin() + count};
-}
-
 inline const DDS_TypeCode *sampleType()
 {
     static const DDS_StructMember members[] = {
@@ -37,26 +32,17 @@ inline const DDS_TypeCode *sampleType()
     return type;
 }
 
-using Sample = std::unique_ptr<DDS_DynamicData, decltype(&DDS_DynamicData_delete)>;
-
-/// Some of them are large.
-inline std::vector<Sample> makeSamples()
-{
-    std::vector<Sample> samples;
-    for (int number = 0; number <= mostSamples; ++number) {
-        Sample sample(DDS_DynamicData_new(sampleType(), nullptr), DDS_DynamicData_delete);
-        DDS_DynamicData_set_long(sample.get(), "n", number);
-        DDS_DynamicData_set_length(sample.get(), "rest", number % 7 == 0 ? 200 : 0);
-        samples.push_back(std::move(sample));
-    }
-    return samples;
-}
-
-/// There is one sample of each number.
+/// There is one sample of each number, as long as the process lives. Some of them are large.
 inline void *sampleOf(int number)
 {
-    static const std::vector<Sample> samples = makeSamples();
-    return samples[static_cast<std::size_t>(number)].get();
+    static std::map<int, DDS_DynamicData *> samples;
+    DDS_DynamicData *&sample = samples[number];
+    if (sample == nullptr) {
+        sample = DDS_DynamicData_new(sampleType(), nullptr);
+        DDS_DynamicData_set_long(sample, "n", number);
+        DDS_DynamicData_set_length(sample, "rest", number % 7 == 0 ? 200 : 0);
+    }
+    return sample;
 }
 
 inline int numberOf(const void *sample)
@@ -79,6 +65,10 @@ inline void fail(QEL_FerrionEnvironment &environment, const std::string &text)
 struct Lent {
     Numbers numbers;
     std::vector<void *> samples;
+    Numbers part(std::size_t from, std::size_t to) const
+    {
+        return {numbers.data() + from, numbers.data() + to};
+    }
 };
 
 /// Holds the pauses between failing attempts against the settings.
@@ -166,24 +156,21 @@ public:
         const std::size_t at = placeOf(samples);
         pace_.begins(world);
         const int count = samples.count;
-        const auto from = loan_->numbers.begin() + static_cast<std::ptrdiff_t>(at);
-        const Numbers numbers(from, from + count);
+        const Numbers numbers = loan_->part(at, at + static_cast<std::size_t>(count));
         Answer reply = answer(numbers, samples);
         const bool crash = world.crashes();
         if (crash && counts == Counts::prefix) {
-            reply.taken =
-                first(reply.taken, world.chance.below(static_cast<int>(reply.taken.size()) + 1));
+            reply.taken.resize(world.chance.below(reply.taken.size() + 1));
         }
         world.trace("{}: {} to {} written, {} taken, says {} '{}'", name, numbers.front(),
                     numbers.back(), reply.taken.size(), reply.count, reply.error);
         const bool isPossible = reply.count >= 0 && reply.count <= count;
         const bool isSure = isPossible && (counts == Counts::prefix || reply.count == count);
         const int sure = isSure ? reply.count : 0;
-        for (std::size_t i = 0; i < reply.taken.size(); ++i) {
-            take(reply.taken[i]);
-            if (i >= static_cast<std::size_t>(sure)) {
-                allow(reply.taken[i]);
-            }
+        int left = sure;
+        for (const int number : reply.taken) {
+            take(number);
+            allowed_[number] += left-- > 0 ? 0 : 1;
         }
         if (crash) {
             throw Crash();
@@ -222,8 +209,8 @@ public:
         if (isFull) {
             return "no room";
         }
-        const auto from = loan_->numbers.begin() + static_cast<std::ptrdiff_t>(next_);
-        dead_.insert(from, from + loan.count);
+        const Numbers dead = loan_->part(next_, next_ + count);
+        dead_.insert(dead.begin(), dead.end());
         next_ += count + (probed_ > 0 ? 1 : 0);
         probed_ = 0;
         marked_ = nowhere;
@@ -253,19 +240,18 @@ public:
         if (loan_ == nullptr || settled()) {
             return false;
         }
-        const std::size_t end = std::min(loan_->numbers.size(), next_ + farthest);
-        return std::all_of(loan_->numbers.begin() + static_cast<std::ptrdiff_t>(next_),
-                           loan_->numbers.begin() + static_cast<std::ptrdiff_t>(end),
+        const Numbers next = loan_->part(next_, std::min(loan_->numbers.size(), next_ + farthest));
+        return std::all_of(next.begin(), next.end(),
                            [this](int number) { return bad.count(number) > 0; });
     }
     /// The sample has been lent once more, so it may come once more.
     void allow(int number)
     {
-        ++allowed_[static_cast<std::size_t>(number)];
+        ++allowed_[number];
     }
     bool has(int number) const
     {
-        return taken_[static_cast<std::size_t>(number)] > 0 || dead_.count(number) > 0;
+        return taken_.count(number) > 0 || dead_.count(number) > 0;
     }
     /// What the engine could know as taken, in this life of the process.
     std::int64_t known = 0;
@@ -328,11 +314,11 @@ private:
         } else if (counts == Counts::vague && !result.marked) {
             result.count = chance.below(count);
         }
-        result.taken = first(numbers, taken);
-        for (int i = good; counts == Counts::vague && isBad && i < count; ++i) {
-            const int number = numbers[static_cast<std::size_t>(i)];
-            if (bad.count(number) == 0 && chance.oneIn(2)) {
-                result.taken.push_back(number);
+        result.taken.assign(numbers.begin(), numbers.begin() + taken);
+        for (auto from = numbers.begin() + good;
+             counts == Counts::vague && isBad && from < numbers.end(); ++from) {
+            if (bad.count(*from) == 0 && chance.oneIn(2)) {
+                result.taken.push_back(*from);
             }
         }
         result.throws = counts == Counts::prefix && trouble != Trouble::lies &&
@@ -341,11 +327,10 @@ private:
     }
     void take(int number)
     {
-        const auto index = static_cast<std::size_t>(number);
-        ++taken_[index];
-        world.require(taken_[index] <= 1 + allowed_[index], "{}: {} is there {} times", name,
-                      number, taken_[index]);
-        world.tally["doubled"] += taken_[index] > 1 ? 1 : 0;
+        const int times = ++taken_[number];
+        world.require(times <= 1 + allowed_[number], "{}: {} is there {} times", name, number,
+                      times);
+        world.tally["doubled"] += times > 1 ? 1 : 0;
     }
     /// Offered is what comes next, or one sample behind others, each of which has failed alone.
     std::size_t placeOf(const ferry::SampleList &samples) const
@@ -387,8 +372,8 @@ private:
 
     Pace pace_;
     // Durable.
-    std::vector<int> taken_ = std::vector<int>(mostSamples + 1);
-    std::vector<int> allowed_ = std::vector<int>(mostSamples + 1);
+    std::map<int, int> taken_;
+    std::map<int, int> allowed_;
     std::set<int> dead_;
 
     // Of the present loan.

@@ -250,7 +250,7 @@ public:
     /// Throws if the disk has crashed in the meantime.
     void look() const
     {
-        if (disk.isDead()) {
+        if (disk.isDead) {
             throw Crash();
         }
     }

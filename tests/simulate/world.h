@@ -33,9 +33,9 @@ public:
         return mixed ^ mixed >> 31;
     }
     /// From 0 to `limit` - 1.
-    int below(int limit)
+    template<class Number> Number below(Number limit)
     {
-        return static_cast<int>(next() % static_cast<std::uint64_t>(limit));
+        return static_cast<Number>(next() % static_cast<std::uint64_t>(limit));
     }
     int between(int least, int most)
     {
@@ -51,7 +51,7 @@ public:
     }
     template<class Value> Value pick(std::initializer_list<Value> values)
     {
-        return values.begin()[below(static_cast<int>(values.size()))];
+        return values.begin()[below(values.size())];
     }
 
 private:
