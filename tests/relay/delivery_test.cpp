@@ -5,7 +5,7 @@
 #include "ferryjni/delivery.h"
 #include "ferryjni/settings.h"
 #include "launcher/retry_plan.h"
-#include "qddsc/dynamic_data.h"
+#include "numbered.h"
 #include "relay_fixture.h"
 #include "state/state_directory.h"
 
@@ -41,9 +41,7 @@ protected:
             return "no room";
         }
         for (std::int32_t i = 0; i < letter.samples.count; ++i) {
-            int &value = dead.emplace_back();
-            DDS_DynamicData_get_long(
-                static_cast<const DDS_DynamicData *>(letter.samples.samples[i]), "n", &value);
+            dead.push_back(numbered::numberOf(letter.samples.samples[i]));
         }
         reasons += letter.output + ": " + letter.reason + "\n";
         return "";
@@ -143,13 +141,7 @@ TEST_F(DeliveryTest, WritesDeadLettersOnceMore)
     configuration.state = std::filesystem::path(mkdtemp(name)) / "state";
     configuration.deadLetterBytes = 1U << 20;
     keeper = nullptr;
-    RouteSettings &route = addRetrying("r", "a/in", {"b/x"});
-    const DDS_StructMember members[] = {
-        {"n", DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
-        {"rest", DDS_TypeCode_create_sequence(DDS_TypeCode_get_primitive(DDS_TK_OCTET), 0, nullptr),
-         0}};
-    route.type =
-        DDS_TypeCode_create_struct("Sample", nullptr, DDS_EXTENSIBILITY_FINAL, members, 2, nullptr);
+    addRetrying("r", "a/in", {"b/x"}).type = numbered::sampleType();
     script.streams["in"].reads = {{upTo(9), ""}};
     Values bad = {2, 3, 7};
     const Values &taken =

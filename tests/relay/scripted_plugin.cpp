@@ -7,10 +7,12 @@
 #include <unistd.h>
 #include <utility>
 
-#include "qddsc/dynamic_data.h"
+#include "numbered.h"
 
 namespace scripted {
 namespace {
+
+using numbered::fail;
 
 /// The plug-in's functions have no other way to the test's script.
 Script *g_script = nullptr;
@@ -18,14 +20,6 @@ Script *g_script = nullptr;
 thread_local bool t_attached = false;
 /// Of the last failed read.
 thread_local ferry::FailureDetails t_details;
-
-void fail(QEL_FerrionEnvironment *environment, const std::string &text)
-{
-    if (!text.empty()) {
-        environment->errorFlag = 1;
-        std::strcpy(environment->message, text.c_str());
-    }
-}
 
 /// A handle of the plug-in interface: "connection" and "a", say.
 template<class Handle> struct Named : Handle {
@@ -161,18 +155,6 @@ QEL_FerrionStreamWriter *createWriter(QEL_FerrionConnection *, QEL_FerrionSessio
     return writer;
 }
 
-/// A number, and bytes without meaning.
-const DDS_TypeCode *sampleType()
-{
-    static const DDS_StructMember members[] = {
-        {"n", DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
-        {"rest", DDS_TypeCode_create_sequence(DDS_TypeCode_get_primitive(DDS_TK_OCTET), 0, nullptr),
-         0}};
-    static const DDS_TypeCode *const type =
-        DDS_TypeCode_create_struct("Sample", nullptr, DDS_EXTENSIBILITY_FINAL, members, 2, nullptr);
-    return type;
-}
-
 /// Fills the reader's arrays; a sample's information carries its value as sequence number.
 void lend(Reader &reader, const Read &read)
 {
@@ -182,13 +164,12 @@ void lend(Reader &reader, const Read &read)
     for (std::size_t i = 0; i < read.samples.size(); ++i) {
         const int value = read.samples[i];
         if (i == reader.pool.size()) {
-            reader.pool.emplace_back(DDS_DynamicData_new(sampleType(), nullptr),
+            reader.pool.emplace_back(DDS_DynamicData_new(numbered::sampleType(), nullptr),
                                      DDS_DynamicData_delete);
         }
         DDS_DynamicData *const sample = reader.pool[i].get();
         const auto bytes = read.bytes.find(value);
-        DDS_DynamicData_set_long(sample, "n", value);
-        DDS_DynamicData_set_length(sample, "rest", bytes == read.bytes.end() ? 0 : bytes->second);
+        numbered::set(sample, value, bytes == read.bytes.end() ? 0 : bytes->second);
         reader.infoValues[i].publication_sequence_number.low = static_cast<std::uint32_t>(value);
         reader.infoValues[i].valid_data = read.ends.count(value) > 0 ? 0 : 1;
         reader.samples.push_back(value < 0 ? nullptr : sample);
@@ -232,7 +213,7 @@ void read(QEL_FerrionStreamReader *reader, void ***samples, DDS_SampleInfo ***in
     } else if (self->stream->source) {
         given = self->stream->source();
     }
-    fail(environment, given.error);
+    fail(*environment, given.error);
     t_details = given.details;
     lend(*self, given);
     *samples = self->samples.empty() ? nullptr : self->samples.data();
@@ -258,8 +239,7 @@ std::vector<int> valuesOf(void *const *samples, DDS_SampleInfo *const *infos, st
 {
     std::vector<int> values;
     for (std::int32_t i = 0; i < count; ++i) {
-        DDS_DynamicData_get_long(static_cast<const DDS_DynamicData *>(samples[i]), "n",
-                                 &values.emplace_back());
+        values.push_back(numbered::numberOf(samples[i]));
         // Below zero: a dead letter that is tried once more.
         EXPECT_TRUE(infos[i]->publication_sequence_number.high < 0 ||
                     infos[i]->publication_sequence_number.low ==
@@ -277,7 +257,7 @@ std::int32_t write(QEL_FerrionStreamWriter *writer, void *const *samples,
     const std::vector<int> values = valuesOf(samples, infos, count);
     std::string error;
     const int result = self->stream->onWrite ? self->stream->onWrite(values, error) : count;
-    fail(environment, error);
+    fail(*environment, error);
     self->stream->writes.push_back(values);
     return result;
 }
@@ -418,7 +398,7 @@ void Script::enter(const std::string &call, QEL_FerrionEnvironment *environment,
         hook->second();
     }
     const auto error = errors.find(call);
-    fail(environment, error == errors.end() ? "" : error->second);
+    fail(*environment, error == errors.end() ? "" : error->second);
 }
 
 bool Script::start()

@@ -9,28 +9,19 @@
 #include <memory>
 #include <set>
 
+#include "../relay/numbered.h"
 #include "engine/loan.h"
-#include "qddsc/dynamic_data.h"
 #include "state/slice.h"
 #include "world.h"
 
 namespace simulate {
 
+using numbered::fail, numbered::numberOf, numbered::sampleType;
+
 /// Samples are known by their numbers, from 1 to this.
 constexpr int mostSamples = 160;
 
 using Numbers = std::vector<int>;
-
-inline const DDS_TypeCode *sampleType()
-{
-    static const DDS_StructMember members[] = {
-        {"n", DDS_TypeCode_get_primitive(DDS_TK_LONG), 0},
-        {"rest", DDS_TypeCode_create_sequence(DDS_TypeCode_get_primitive(DDS_TK_OCTET), 0, nullptr),
-         0}};
-    static const DDS_TypeCode *const type = DDS_TypeCode_create_struct(
-        "Simulated", nullptr, DDS_EXTENSIBILITY_FINAL, members, 2, nullptr);
-    return type;
-}
 
 /// There is one sample of each number, as long as the process lives. Some of them are large.
 inline void *sampleOf(int number)
@@ -39,26 +30,9 @@ inline void *sampleOf(int number)
     DDS_DynamicData *&sample = samples[number];
     if (sample == nullptr) {
         sample = DDS_DynamicData_new(sampleType(), nullptr);
-        DDS_DynamicData_set_long(sample, "n", number);
-        DDS_DynamicData_set_length(sample, "rest", number % 7 == 0 ? 200 : 0);
+        numbered::set(sample, number, number % 7 == 0 ? 200 : 0);
     }
     return sample;
-}
-
-inline int numberOf(const void *sample)
-{
-    std::int32_t number = 0;
-    DDS_DynamicData_get_long(static_cast<const DDS_DynamicData *>(sample), "n", &number);
-    return number;
-}
-
-/// Has a call fail if there is a text.
-inline void fail(QEL_FerrionEnvironment &environment, const std::string &text)
-{
-    if (!text.empty()) {
-        environment.errorFlag = 1;
-        std::snprintf(environment.message, sizeof environment.message, "%s", text.c_str());
-    }
 }
 
 /// What an input has lent.
