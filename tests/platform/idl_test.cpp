@@ -67,13 +67,47 @@ TEST(Idl, IsRejectedByNameLineAndColumnOrChangesNothing)
     EXPECT_EQ(rejection(flat), "accepted");
 }
 
+// By a value or by the name of a constant, at the limits of what the kind can hold.
+TEST(Idl, GivesMembersOfEveryKindTheirDefaults)
+{
+    const char *const kinds[][3] = {
+        {"boolean", "TRUE", "01"},
+        {"char", "'\\''", "27"},
+        {"octet", "255", "ff"},
+        {"int8", "-128", "80"},
+        {"short", "-32768", "0080"},
+        {"unsigned short", "65535", "ffff"},
+        {"long", "-2147483648", "00000080"},
+        {"unsigned long", "4294967295", "ffffffff"},
+        {"long long", "-9223372036854775808", "0000000000000080"},
+        {"unsigned long long", "0xffffffffffffffff", "ffffffffffffffff"},
+        {"float", "-0.5", "000000bf"},
+        {"double", "1.5e300", "355800662deb417e"},
+        {"E", "Y", "01000000"},
+        {"string", "\"a\\\\\"", "03000000 615c00"}};
+    for (const auto &[kind, value, bytes] : kinds) {
+        const std::string type = kind;
+        const std::string begin = "enum E { X, Y }; module m { const " + type + " C = " + value +
+                                  "; module n { @final struct S { @default(";
+        const std::string end = ") " + type + " m; }; }; };";
+        const DDS_TypeCode *const made = typeFromIdl((begin + value + end).c_str(), "m::n::S");
+        for (const char *name : {"C", "m::C", "::m::C"}) {
+            EXPECT_EQ(typeFromIdl((begin + name + end).c_str(), "m::n::S"), made) << kind;
+        }
+        EXPECT_EQ(bytesOf(makeSample(made)), fromHex(bytes)) << kind;
+        const std::unique_ptr<char, Deleter<DDS_String_free>> idl(DDS_TypeCode_to_idl(made));
+        EXPECT_EQ(typeFromIdl(idl.get(), "m::n::S"), made) << idl.get();
+    }
+}
+
 // Where a member is part of the key, the struct that it is of is another one elsewhere.
 TEST(Idl, GivesNewSamplesTheirDefaultsAndPartsOfMembersToTheKey)
 {
     const DDS_TypeCode *const type = typeFromIdl(
         "enum E { X, Y }; struct P { long a; @default(\"w\\157\\x72\" \"d\") string b; long c; };\n"
-        "struct Other { P p; };\n"
-        "struct S { octet o; P p[1]; @default(Y) E e; @default(7) long long n; P q; };\n"
+        "struct Other { P p; }; @nested struct More : P { octet o; }; typedef More Named;\n"
+        "struct S { octet o; P p[1]; @default(Y) E e; @default(7) long long n; P q; Named r;\n"
+        "           sequence<P> s; };\n"
         "#pragma keylist S q.a",
         "S");
     const Sample sample = makeSample(type);
@@ -88,8 +122,13 @@ TEST(Idl, GivesNewSamplesTheirDefaultsAndPartsOfMembersToTheKey)
     EXPECT_EQ(setString(sample, "p[0].b", ""), DDS_RETCODE_OK) << "behind it all moves";
     EXPECT_EQ(DDS_DynamicData_get_string(sample.get(), "q.b", &text, nullptr), DDS_RETCODE_OK);
     EXPECT_STREQ(text, "word");
-    const DDS_TypeCode *const part = DDS_TypeCode_get_member_type(type, 4);
-    EXPECT_EQ(DDS_TypeCode_is_member_key(part, 0) + 2 * DDS_TypeCode_is_member_key(part, 2), 1);
+    for (const uint32_t member : {1U, 4U, 5U, 6U}) {
+        const DDS_TypeCode *part = DDS_TypeCode_resolve(DDS_TypeCode_get_member_type(type, member));
+        part = DDS_TypeCode_get_kind(part) != DDS_TK_STRUCT ? DDS_TypeCode_get_content(part) : part;
+        EXPECT_EQ(DDS_TypeCode_is_member_key(part, 0) + 2 * DDS_TypeCode_is_member_key(part, 2), 1);
+    }
+    const std::unique_ptr<char, Deleter<DDS_String_free>> idl(DDS_TypeCode_to_idl(type));
+    EXPECT_NE(std::strstr(idl.get(), "@nested"), nullptr) << idl.get();
     EXPECT_EQ(DDS_TypeCode_is_member_key(type, 4) + 2 * DDS_TypeCode_is_member_key(type, 1), 1);
 }
 

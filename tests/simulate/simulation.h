@@ -5,29 +5,12 @@
 #include <algorithm>
 
 #include "engine/route.h"
-#include "ferryjni/delivery.h"
 #include "source.h"
 
 namespace simulate {
 using ferry::Route;
 
 inline const std::string adapterName = "simulated";
-
-/// Sets aside what sinks and sources, by the names of their routes, cannot take.
-class Keeper : public ferry::DeadLetterKeeper {
-public:
-    std::map<std::string, Sink *> sinks;
-    std::map<std::string, Source *> sources;
-    std::string keep(const ferry::DeadLetter &letter) override
-    {
-        return sinks.at(letter.output)->keep(letter.samples);
-    }
-    std::string keep(const ferry::RouteSettings &route, const std::string &,
-                     const std::vector<ferry::RejectedRecord> &records) override
-    {
-        return sources.at(route.name)->keep(records.size());
-    }
-};
 
 inline QEL_FerrionAdapterOperations makeOperations()
 {
@@ -49,13 +32,6 @@ inline QEL_FerrionAdapterOperations makeOperations()
 }
 
 inline const QEL_FerrionAdapterOperations operations = makeOperations();
-
-inline std::uint32_t declared(Sink::Counts counts)
-{
-    return counts == Sink::Counts::prefix    ? FERRY_DELIVERY_COUNTS_PREFIX
-           : counts == Sink::Counts::nothing ? FERRY_DELIVERY_TAKES_NOTHING
-                                             : 0;
-}
 
 /// A route with its input and its outputs.
 struct Flow {
@@ -92,7 +68,7 @@ struct Flow {
 };
 
 /// Runs until all is delivered, and adds to the tally what came about; throws a Violation.
-class Simulation {
+class Simulation : ferry::DeadLetterKeeper {
 public:
     Simulation(std::uint64_t seed, bool verbose, Tally &tally)
         : world_(seed, verbose, tally), disk_(world_),
@@ -107,7 +83,7 @@ public:
         }
         world_.crashIn = world_.chance.oneIn(2) ? world_.chance.below(300) : -1;
     }
-    ~Simulation()
+    ~Simulation() override
     {
         world_.quiet = true;
         disk_.isDead = true;
@@ -147,6 +123,15 @@ public:
     }
 
 private:
+    std::string keep(const ferry::DeadLetter &letter) override
+    {
+        return sinks_.at(letter.output)->keep(letter.samples);
+    }
+    std::string keep(const ferry::RouteSettings &route, const std::string &,
+                     const std::vector<ferry::RejectedRecord> &records) override
+    {
+        return sources_.at(route.name)->keep(records.size());
+    }
     Flow &add(const std::string &name)
     {
         Chance &chance = world_.chance;
@@ -165,7 +150,7 @@ private:
         auto source = std::make_unique<Source>(world_, trouble_);
         flow.source = source.get();
         flow.source->keepsRecords = flow.settings.deadLetters;
-        keeper_.sources[flow.settings.name] = flow.source;
+        sources_[flow.settings.name] = flow.source;
         flow.input = std::move(source);
         for (int i = world_.chance.pick({1, 1, 2, 3}); i > 0; --i) {
             const std::string label = fmt::format("sink{}{}", number, i);
@@ -209,7 +194,7 @@ private:
     }
     void addSink(Flow &flow, std::unique_ptr<Sink> sink, const ferry::StreamSettings &output)
     {
-        keeper_.sinks[sink->name] = sink.get();
+        sinks_[sink->name] = sink.get();
         if (flow.input != nullptr) {
             flow.input->sinks.push_back(sink.get());
         }
@@ -243,9 +228,9 @@ private:
             end.label = sink.name;
             end.writer = &sink;
             end.takesAnything = sink.takesAnything;
-            end.delivery = declared(sink.counts);
+            end.delivery = static_cast<std::uint32_t>(sink.counts);
         }
-        flow.route->setKeeper(flow.settings.deadLetters ? &keeper_ : nullptr);
+        flow.route->setKeeper(flow.settings.deadLetters ? this : nullptr);
         if (!flow.before.outputs.empty()) {
             flow.route->resume(flow.before);
         }
@@ -346,13 +331,12 @@ private:
     void checkStored(const Stored &stored) const
     {
         const ferry::BufferLevel level = stored.store->level();
-        const Sink &into = *keeper_.sinks.at(stored.output.name + " store");
+        const Sink &into = *sinks_.at(stored.output.name + " store");
         std::uint64_t missing = 0;
         for (int number = 1; number <= mostSamples; ++number) {
             missing += into.has(number) && !stored.output.has(number) ? 1 : 0;
         }
-        const bool mayDrop = stored.settings.whenFull != ferry::WhenFull::block;
-        world_.require(missing <= level.dropped && (mayDrop || level.dropped == 0) &&
+        world_.require(missing <= level.dropped && (stored.mayDrop() || level.dropped == 0) &&
                            level.damaged == 0,
                        "{}: {} are missing, {} counted as dropped, {} as damaged",
                        stored.output.name, missing, level.dropped, level.damaged);
@@ -438,7 +422,9 @@ private:
 
     World world_;
     Disk disk_;
-    Keeper keeper_;
+    /// By their names, and by those of their routes.
+    std::map<std::string, Sink *> sinks_;
+    std::map<std::string, Source *> sources_;
     std::vector<std::unique_ptr<Stored>> stores_;
     std::vector<std::unique_ptr<Flow>> flows_;
     std::unique_ptr<ferry::CallGuard> guard_ = std::make_unique<ferry::CallGuard>();

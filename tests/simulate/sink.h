@@ -11,6 +11,7 @@
 
 #include "../relay/numbered.h"
 #include "engine/loan.h"
+#include "ferryjni/delivery.h"
 #include "state/slice.h"
 #include "world.h"
 
@@ -97,10 +98,15 @@ class Sink : public QEL_FerrionStreamWriter {
 public:
     /// What its counts mean: the first so many were taken; a write that fails took nothing; nothing
     /// is known.
-    enum class Counts { prefix, nothing, vague };
+    enum class Counts : std::uint32_t {
+        prefix = FERRY_DELIVERY_COUNTS_PREFIX,
+        nothing = FERRY_DELIVERY_TAKES_NOTHING,
+        vague = 0
+    };
 
     Sink(World &owner, std::string label, const ferry::StreamSettings &stream)
-        : world(owner), name(std::move(label)), counts(static_cast<Counts>(owner.chance.below(3))),
+        : world(owner), name(std::move(label)),
+          counts(owner.chance.pick({Counts::prefix, Counts::nothing, Counts::vague})),
           marks(owner.chance.oneIn(3)), pace_(stream.retry)
     {
         for (int runs = world.chance.pick({0, 0, 1, 3, 8}); runs > 0; --runs) {
