@@ -143,6 +143,7 @@ TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
     ASSERT_TRUE(configuration) << messages;
     EXPECT_EQ(configuration->name, "c");
     EXPECT_EQ(configuration->adapters[0].javaClass, "b/C");
+    EXPECT_EQ(configuration->state, directory / "c.state");
     EXPECT_EQ(configuration->adapters[0].properties[0].second, directory.string() + "/xw${y}${");
     ASSERT_EQ(configuration->sessions.size(), 1U);
     EXPECT_EQ(configuration->sessions[0].period, std::chrono::milliseconds(100));
@@ -157,14 +158,17 @@ TEST_F(ConfigTest, FillsInWhatTheFileLeavesOut)
 /// A second route, in a session of its own, takes from the buffer what the first one puts into it.
 TEST_F(ConfigTest, GivesAnOutputWithABufferARouteOfItsOwn)
 {
+    setenv("STATE_DIRECTORY", "/s:/other", 1);
     const auto configuration =
-        load("state: /s\ntypes: [{file: p.idl}]\nadapters: {a: {class: C}}\n"
+        load("types: [{file: p.idl}]\nadapters: {a: {class: C}}\n"
              "connections: {in: {adapter: a}}\n" +
              route +
-             "      - {connection: in, stream: u, store: {max_bytes: 90KiB}}\n"
+             "      - {connection: in, stream: u, store: {max_bytes: 90KiB}, retry: {first: 2s}}\n"
              "      - {connection: in, stream: v, required: false}\n");
     ASSERT_TRUE(configuration) << messages;
+    unsetenv("STATE_DIRECTORY");
     EXPECT_EQ(configuration->state, "/s");
+    EXPECT_EQ(configuration->routes[1].outputs[0].retry.first, std::chrono::seconds(2));
     ASSERT_EQ(configuration->routes.size(), 3U);
     ASSERT_EQ(configuration->sessions.size(), 3U);
     for (std::size_t i = 0; i < 2; ++i) {
@@ -181,7 +185,7 @@ TEST_F(ConfigTest, GivesAnOutputWithABufferARouteOfItsOwn)
 
 TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
 {
-    const auto configuration = load(
+    auto configuration = load(
         "types: [{file: p.idl}]\n"
         "adapters: {a: {class: C}, n: {plugin: n}}\n"
         "connections: {in: {adapter: a}, out: {adapter: a}, dds: {adapter: n}}\n"
@@ -196,8 +200,14 @@ TEST_F(ConfigTest, TurnsDiscoveryIntoRoutesWithOneEndOpen)
         "      {connection: out, stream: q, properties: {file: '${partitions}'}}], grace: 0s}\n"
         "  m: {connection: in, outputs: [*n, {connection: out, stream: q}], grace: 3s}\n"
         "  x: {connection: in, outputs: [*n], partitions: merged}\n"
-        "  y: {connection: in, outputs: [{connection: out, stream: '${partitions}'}]}\n");
+        "  y: {connection: in, outputs: [{connection: out, stream: '${partitions}'}]}\n"
+        "routes: {z: {input: {connection: in, stream: 'a*[\\?'}, outputs: [*n]}}\n");
     ASSERT_TRUE(configuration) << messages;
+    // A route without a type takes the one stream of that very name.
+    const DiscoverySettings z = configuration->discovery.front();
+    EXPECT_TRUE(z.name == "z" && z.single && z.merged && z.route.input.stream.empty());
+    EXPECT_EQ(z.allow.stream, std::vector<std::string>{"a\\*\\[\\\\\\?"});
+    configuration->discovery.erase(configuration->discovery.begin());
     const DiscoverySettings &i = configuration->discovery[0];
     EXPECT_EQ(i.allow.partition, (std::vector<std::string>{"", "a"}));
     EXPECT_EQ(i.route.input.properties, (Properties{{"p", "${type}"}}));
@@ -230,6 +240,7 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
     const auto configuration =
         load("java: {class_path: [extra.jar, libs], home: jdk, options: [-Xint]}\n"
              "log: {file: logs/f.log, level: debug}\n"
+             "state: kept\n"
              "types: [{file: p.idl}]\n"
              "adapters: {files: {class: C, class_path: [libs]}, n: {library: n.so, entry: make}, "
              "d: {plugin: dds}}\n"
@@ -253,6 +264,7 @@ TEST_F(ConfigTest, FlattensPropertiesAndPathsStartFromTheFile)
               (std::vector<std::string>{base + "libs", base + "libs/a.jar", base + "libs/b.jar"}));
     EXPECT_EQ(configuration->java.home, base + "jdk");
     EXPECT_EQ(configuration->log.file, base + "logs/f.log");
+    EXPECT_EQ(configuration->state, base + "kept");
     EXPECT_EQ(configuration->adapters[1].library, base + "n.so");
     EXPECT_EQ(configuration->adapters[2].library, "libferryadapter_dds.so");
     EXPECT_EQ(configuration->adapters[2].entry, "FerryAdapter_dds_create");
