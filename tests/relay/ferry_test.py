@@ -138,9 +138,12 @@ class FerryTest(Ferry):
             self.assertEqual(text, self.ferry(*asked, "--help", code=0).stdout)
         for wrong in ["", "run", "run x --until-idle=0", "run x --until-idle=soon", "run x -q -v",
                       "run x --until-idle=86401", "run x --java-debug=x", "run x --java-debug=0",
-                      "run x --java-debug=65536", "list streams --set =x", "list streams x"]:
+                      "run x --java-debug=65536", "list streams --set =x", "list streams x",
+                      "new config", "new config --topic=t a b", "new config a.csv --wait=soon"]:
             self.ferry(*wrong.split(), code=2, environment=nowhere)
-        self.ferry("archive", code=3, environment=nowhere)
+        for needy in [["archive"], ["check", self.relay()], ["check", "--settings=file"],
+                      ["list", "streams", self.relay(), "--wait=0"]]:
+            self.ferry(*needy, code=3, environment=nowhere)
         broken = self.directory / "broken.yaml"
         broken.write_text("adaptors: {}\n")
         text = self.ferry("run", broken, code=2, environment=nowhere).stderr
@@ -269,7 +272,8 @@ class FerryTest(Ferry):
         self.assertEqual(output.read_text(), "precious\n")
         # What could not be written is reported with its place, and nothing is left behind.
         path = self.relay()
-        path.write_text(path.read_text() + "log: {file: nowhere/ferry.log}\n")
+        whole = path.read_text().replace("on_error: continue", "on_error: retry", 1)
+        path.write_text(whole + "log: {file: nowhere/ferry.log}\nstate: nowhere/state\n")
         (self.directory / "out" / "good.jsonl").mkdir()
         before = sorted(self.directory.rglob("*"))
         text = self.ferry("check", path, code=1).stdout
@@ -277,10 +281,11 @@ class FerryTest(Ferry):
                                r"out/good.jsonl: .*good.jsonl")
         self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:13: log file "
                                r"\S+nowhere/ferry.log: No such file")
+        self.assertRegex(text, r"FAIL  \S+relay.yaml:\d+:8: dead letters and stores: "
+                               r".*nowhere/state")
         self.assertEqual(sorted(self.directory.rglob("*")), before)
         self.assertIn("nowhere/ferry.log: No such file", self.ferry("run", path, code=3).stderr)
-        path.write_text(path.read_text().replace("nowhere/ferry", "out/good")
-                        .replace("good.j", "x.j"))
+        path.write_text(whole.replace("good.j", "x.j") + "log: {file: out/good.log}\n")
         (self.directory / "out" / "good.log").write_text("old\n")
         self.ferry("check", path, code=0)
         self.assertEqual((self.directory / "out" / "good.log").read_text(), "old\n")
@@ -487,12 +492,18 @@ class FerryTest(Ferry):
                  "double u string m string n sequence<sequence<long long> > l string b"),
                 ("mixed.csv", 'a,b,c,d\r\n1,x,,+1.5\r\n2,3\r\ntrue,"1""\n",,1e3\r\n',
                  "string a string b string c double d"),
+                # What looks like a number at first.
+                ("odd.csv", 'a,b,c,d,e\n1e,1.2.3,x"y,-,x.5\n',
+                 "string a string b string c string d string e"),
                 # Whose names say neither their format nor that of a type.
                 ("8 lines.txt", '{"a":[],"c":"x"}\n', "sequence<string> a string c"),
                 ("9 rows.txt", "only\nx\n", "string only")]:
             (self.directory / name).write_text(text)
             self.ferry("new", "config", self.directory / name, self.directory / name, code=0)
-            self.ferry("check", self.directory / f"{name}.yaml", "-v", code=0)
+            with open(self.directory / f"{name}.idl", "a", encoding="utf-8") as idl:
+                idl.write("union U switch (long) { case 1: long x; };\n")
+            self.assertIn("union U", self.ferry("check", self.directory / f"{name}.yaml", "-v",
+                                                code=0).stdout)
             idl = (self.directory / f"{name}.idl").read_text()
             self.assertEqual(" ".join(re.findall(r" {4}(.*);", idl)), types)
         (self.directory / "folder.csv").mkdir()
@@ -501,6 +512,7 @@ class FerryTest(Ferry):
         self.assertIn("is there already", made("objects.jsonl", '{"a": 1}\n', code=2))
         self.assertIn('"a b" is not an identifier', made("bad.jsonl", '{"a b": 1}\n', code=2))
         self.assertIn("is empty", made("empty.csv", "\n", code=2))
+        self.assertIn("no line with a JSON object", made("none.jsonl", "{x\n", code=2))
         self.assertEqual(sorted(path.name for path in self.directory.glob("[be]*")),
                          ["bad.jsonl", "empty.csv"])
 
@@ -599,6 +611,7 @@ class FerryTest(Ferry):
         self.assertRegex(dead("ls", code=0), r"(?s)^ID .*\n1 .* disk/in.csv .*is not a whole number"
                          r".*\n2 .* lab/rows .*CHECK.*\n3 .* lab/rows .*CHECK.*\n$")
         self.assertIn('{"id":2,"text":"toolong"}', dead("show", 2, code=0))
+        self.assertRegex(dead("show", 1, 3, code=0), r"(?s)disk/in.csv.*\n\n.*lab/rows")
         self.assertIn("there is no dead letter 9", dead("show", 1, 9, code=1))
         letters = json.loads(dead("show", 1, 3, "--json", code=0))
         self.assertEqual([letter["id"] for letter in letters], [1, 3])
@@ -616,6 +629,7 @@ class FerryTest(Ferry):
             self.assertEqual(database.execute("SELECT id FROM rows").fetchall(), [(5,), (2,)])
         for wrong in [["show"], ["drop", "--json"], ["burn"]]:
             dead(*wrong, code=2)
+        self.ferry("dead", self.directory / "no.yaml", "ls", code=2)
         next(self.directory.glob("*.state/dead_letters.sqlite")).write_bytes(b"no database" * 1000)
         for action in ["ls", "retry", "drop"]:
             self.assertIn("file is not a database", dead(action, code=1))
