@@ -251,6 +251,46 @@ TEST_F(Engine, MalformedMessagesAreCountedAndGoodOnesStillCome)
                       "0x4b1d (of unknown kind) is not supported");
 }
 
+// What no message can be, or names nothing that anybody knows, is told to whom it belongs.
+TEST_F(Engine, MessagesThatNobodyLooksIntoStayAsTheyAre)
+{
+    const auto first = [](const Taken &taken) {
+        uint8_t bytes[2] = {};
+        DDS_DynamicData_get_octet(taken.sample.get(), "serialized[0]", &bytes[0]);
+        DDS_DynamicData_get_octet(taken.sample.get(), "serialized[1]", &bytes[1]);
+        return bytes[0] * 256 + bytes[1];
+    };
+    ASSERT_NO_FATAL_FAILURE(connect("Opaque", reliable(), "Named", reliable()));
+    const Sample text = makeSample(typeNamed("Named"));
+    for (const char *start : {UNKNOWN_ENCAPSULATION, "good"}) {
+        setString(text, "s", start);
+        write(text);
+    }
+    const std::vector<Taken> taken = take("Opaque", 2);
+    EXPECT_EQ(0x4b1d, first(taken.at(0)));
+    EXPECT_EQ(1, first(taken.at(1)));
+
+    ASSERT_NO_FATAL_FAILURE(connect("Opaque", reliable(), "described::Ident", reliable()));
+    const Sample ident = makeSample(typeNamed("described::Ident"));
+    write(ident);
+    take("Opaque", 1);
+    byHashAlone = true;
+    DDS_SampleInfo end{};
+    end.source_timestamp.sec = -1;
+    write(ident, &end);
+    EXPECT_EQ(1, DDS_DataWriter_wait_for_acknowledgments(writer.get(), 5 * SECOND));
+    byHashAlone = false;
+    expectRejected(1, "the end of an instance of an unknown type, by the hash of its key");
+
+    ASSERT_NO_FATAL_FAILURE(connect("Named", reliable(), "Opaque", reliable()));
+    const Sample message = makeSample(typeNamed("Opaque"));
+    DDS_DynamicData_set_length(message.get(), "serialized", 3);
+    write(message, nullptr, DDS_RETCODE_ERROR);
+    DDS_DynamicData_copy(message.get(), taken[1].sample.get());
+    write(message);
+    EXPECT_EQ("good", getString(take("Named", 1).at(0).sample, "s"));
+}
+
 // The engine's one receiving thread waits for room in the full reader. What that has given up is
 // far less than what is written, so that in the end only its own writer waits.
 TEST_F(Engine, FullReaderKeepsNobodyButItsWriterWaiting)
@@ -418,6 +458,17 @@ TEST_F(Engine, SettingsThatCannotBeAreRejectedByName)
         EXPECT_NE(nullptr, std::strstr(error.text, test.at(5).c_str())) << error.text;
     }
     DDS_ErrorText error{};
+    for (const auto &[transport, port, why] : {std::tuple(2, 0, "transport 2 is not"),
+                                               {-1, 0, "transport -1"},
+                                               {0, 7411, "port 7411"},
+                                               {1, -1, "port -1"},
+                                               {1, 65536, "port 65536: a number from 1"}}) {
+        DDS_ParticipantSettings settings = settingsOf(91, nullptr, 0, nullptr, nullptr);
+        settings.transport = transport;
+        settings.port = port;
+        EXPECT_EQ(nullptr, DDS_DomainParticipant_new(&settings, &error));
+        EXPECT_EQ(0U, std::string(error.text).rfind(why, 0)) << error.text;
+    }
     EXPECT_EQ(nullptr, DDS_DomainParticipant_new(nullptr, &error));
     EXPECT_STREQ("no settings", error.text);
     EXPECT_NE(nullptr, join(230, "", nullptr, " 127.0.0.1 "));
@@ -455,6 +506,12 @@ TEST_F(Engine, EndpointsThatCannotBeAreRejectedByName)
          "history depth 9 is above the most samples kept, 8"},
         {[](Asked &a) { a.qos.ignoreLocal = static_cast<DDS_IgnoreLocalKind>(3); },
          "unknown kind 3 of ignoring"},
+        {[](Asked &a) { a.qos.liveliness = static_cast<DDS_LivelinessKind>(3); },
+         "unknown kind of liveliness"},
+        {[](Asked &a) { a.qos.destinationOrder = static_cast<DDS_DestinationOrderKind>(2); },
+         "destination order"},
+        {[](Asked &a) { a.qos.presentation = static_cast<DDS_PresentationScope>(3); },
+         "or presentation"},
         {[](Asked &a) { a.qos.representation = static_cast<DDS_DataRepresentation>(1); },
          "unknown data representation 1"}};
     for (const auto &[change, reason] : cases) {

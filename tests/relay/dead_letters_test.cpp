@@ -75,6 +75,14 @@ TEST(SampleAsJson, ShowsEveryKindInALine)
     const std::string cut = sampleAsJson(*all, 1000);
     EXPECT_EQ(cut.size(), 1003U);
     EXPECT_EQ(cut.substr(999), "z...");
+    // In the middle of a character, and of elements that nobody will see.
+    DDS_DynamicData_set_boolean(all, "b", 0);
+    DDS_DynamicData_set_string(all, "text", "\xc3\xbc\xc3\xbc", 4);
+    DDS_DynamicData_set_length(all, "points", 1000000);
+    EXPECT_EQ(sampleAsJson(*all, 12), R"({"b":false,"...)");
+    const std::string before = sampleAsJson(*all, 1000).substr(0, 200);
+    const std::size_t at = before.find("\xc3\xbc");
+    EXPECT_EQ(sampleAsJson(*all, at + 3), before.substr(0, at + 2) + "...");
 }
 
 class DeadLettersTest : public FolderTest {

@@ -115,6 +115,7 @@ TEST_F(StateTest, WhatANumberedSourceLendsAgainIsLeftOut)
 
     failure = {1, SQLITE_IOERR_WRITE, EIO};
     EXPECT_FALSE(lent(7, 1, 1).ok());
+    failure = {};
     EXPECT_TRUE(lent(7, 1, 1).ok()) << "what failed is taken when it comes again";
     settings.maxBytes = 100;
     reopened();
