@@ -362,12 +362,16 @@ TEST(StreamTable, HasAColumnForAllThatIsKnown)
     configuration.connections.resize(1);
     configuration.connections[0].name = "c";
     EXPECT_EQ(streamTable(configuration, {}), Texts{"no streams"});
+    const DDS_OpaqueType keyed{1, nullptr, 0, nullptr, 0};
+    const DDS_TypeCode *const opaque = DDS_TypeCode_create_opaque("O", &keyed, nullptr);
     const std::vector<AnnouncedStream> streams = {{0, true, "s\n", "T", type, {"", "p"}, {}},
+                                                  {0, false, "o", "O", opaque, {""}, {}},
                                                   {0, false, "longer", "", nullptr, {""}, {}},
                                                   {0, false, "s", "T", type, {"p", "q"}, {}}};
     EXPECT_EQ(streamTable(configuration, streams),
               (Texts{"DIRECTION  CONNECTION  STREAM  PARTITIONS  TYPE  KEYED",
                      "input      c           s\\n     -,p         T     yes",
+                     "output     c           o       -           O     yes, type not known",
                      "output     c           longer  -           -     no type announced",
                      "output     c           s       p,q         T     yes"}));
     EXPECT_EQ(streamTypes(streams, "").size(), 1U);

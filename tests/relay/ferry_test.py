@@ -139,10 +139,13 @@ class FerryTest(Ferry):
         for wrong in ["", "run", "run x --until-idle=0", "run x --until-idle=soon", "run x -q -v",
                       "run x --until-idle=86401", "run x --java-debug=x", "run x --java-debug=0",
                       "run x --java-debug=65536", "list streams --set =x", "list streams x",
-                      "new config", "new config --topic=t a b", "new config a.csv --wait=soon"]:
+                      "new config", "new config --topic=t a b", "new config a.csv --wait=soon",
+                      "new keys k --node ca", "new keys k --node .a", "new keys k --node a/b",
+                      "check nothing.yaml"]:
             self.ferry(*wrong.split(), code=2, environment=nowhere)
         for needy in [["archive"], ["check", self.relay()], ["check", "--settings=file"],
-                      ["list", "streams", self.relay(), "--wait=0"]]:
+                      ["list", "streams", self.relay(), "--wait=0"],
+                      ["new", "config", "--table", "jdbc:sqlite:none.db", "t"]]:
             self.ferry(*needy, code=3, environment=nowhere)
         broken = self.directory / "broken.yaml"
         broken.write_text("adaptors: {}\n")
@@ -495,6 +498,7 @@ class FerryTest(Ferry):
                 # What looks like a number at first.
                 ("odd.csv", 'a,b,c,d,e\n1e,1.2.3,x"y,-,x.5\n',
                  "string a string b string c string d string e"),
+                ("tabs.csv", 'a\tb\n1\tx\n', "long long a string b"),
                 # Whose names say neither their format nor that of a type.
                 ("8 lines.txt", '{"a":[],"c":"x"}\n', "sequence<string> a string c"),
                 ("9 rows.txt", "only\nx\n", "string only")]:
@@ -558,6 +562,10 @@ class FerryTest(Ferry):
                 "new", "config", "--topic=rt/chattr", "--domain=79", stem, code=2).stderr)
             self.ferry("new", "config", "--topic=rt/chatter", "--domain=79", stem, code=0)
             self.ferry("check", f"{stem}.yaml", code=0)
+            # The other way, in words of ROS, and without a name.
+            self.ferry("new", "config", "--topic=/chatter", "--set=naming=ros2", "--domain=79",
+                       code=0, cwd=self.directory)
+            self.assertTrue((self.directory / "chatter.idl").exists())
             self.ferry("run", f"{stem}.yaml", "--until-idle=0.2", "--after-first", code=0)
             self.assertEqual(lines("heard.out.jsonl"), ['{"data":"hello","n":"\\u0000"}'])
             rules = files("rules.yaml", """\
@@ -616,6 +624,7 @@ class FerryTest(Ferry):
         letters = json.loads(dead("show", 1, 3, "--json", code=0))
         self.assertEqual([letter["id"] for letter in letters], [1, 3])
         self.assertIn("0 of 3 dead letters taken", dead("retry", code=1))
+        self.assertIn("0 of 1 dead letters taken", dead("retry", 1, code=1))
         with sqlite3.connect(self.directory / "lab.db") as database:
             database.execute("ALTER TABLE rows RENAME TO old")
             database.execute("CREATE TABLE rows (id INT, text TEXT)")

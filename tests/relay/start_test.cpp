@@ -175,6 +175,14 @@ TEST(FloodGate, CountsWhatIsTooMuchOfOneLine)
     EXPECT_EQ(heldBack, 96U);
     EXPECT_TRUE(gate.admit("a", begin + std::chrono::seconds(10), heldBack));
     EXPECT_EQ(heldBack, 0U);
+    // Lines that are all different make room for each other, not for the one that floods.
+    gate = FloodGate();
+    for (int i = 0; i < 6 + 511; ++i) {
+        gate.admit(i < 6 ? "a" : std::to_string(i), begin + std::chrono::seconds(i < 6 ? 5 : 0),
+                   heldBack);
+    }
+    EXPECT_TRUE(gate.admit("b", begin + std::chrono::seconds(10), heldBack));
+    EXPECT_FALSE(gate.admit("a", begin + std::chrono::seconds(10), heldBack));
 }
 
 } // namespace
