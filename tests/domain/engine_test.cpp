@@ -508,8 +508,6 @@ TEST_F(Engine, EndpointsThatCannotBeAreRejectedByName)
          "unknown kind 3 of ignoring"},
         {[](Asked &a) { a.qos.liveliness = static_cast<DDS_LivelinessKind>(3); },
          "unknown kind of liveliness"},
-        {[](Asked &a) { a.qos.destinationOrder = static_cast<DDS_DestinationOrderKind>(2); },
-         "destination order"},
         {[](Asked &a) { a.qos.presentation = static_cast<DDS_PresentationScope>(3); },
          "or presentation"},
         {[](Asked &a) { a.qos.representation = static_cast<DDS_DataRepresentation>(1); },
