@@ -41,6 +41,9 @@ public:
     {
         return false;
     }
+    /// Asks writers that can be asked to give up, in time for that, what they are writing. Returns
+    /// at once. Any thread.
+    virtual void endWritesBy(Clock::time_point) {}
     /// The optional function `name` of a plug-in that was opened, see ferryjni/plugin.h; null when
     /// it has none.
     virtual void *find(const AdapterSettings &settings, const std::string &name)

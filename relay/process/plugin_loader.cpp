@@ -44,7 +44,7 @@ bool PluginLoader::start()
     }
     FERRYJNIGlobal *const global = bridge_.start(java_.options, java_.logMask);
     {
-        const std::lock_guard<std::mutex> lock(dumpMutex_);
+        const std::lock_guard<std::mutex> lock(askMutex_);
         global_ = global;
     }
     if (global_ != nullptr && !java_.debuggers.empty()) {
@@ -159,6 +159,19 @@ bool PluginLoader::anyStopBy() const
     return !listeners_.empty();
 }
 
+/// Writes that go on are interrupted when half of the time has gone.
+void PluginLoader::endWritesBy(Clock::time_point deadline)
+{
+    const std::lock_guard<std::mutex> lock(askMutex_);
+    if (global_ == nullptr || !attachThread()) {
+        return;
+    }
+    const auto half = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::max((deadline - Clock::now()) / 2, Clock::duration::zero()));
+    bridge_.ask(global_, "com/qel/ferrion/relay/Stopping", std::to_string(half.count()));
+    detachThread();
+}
+
 void *PluginLoader::find(const AdapterSettings &settings, const std::string &name)
 {
     void *library = settings.library.empty()
@@ -223,7 +236,7 @@ void PluginLoader::stop()
     }
     FERRYJNIGlobal *global = nullptr;
     {
-        const std::lock_guard<std::mutex> lock(dumpMutex_);
+        const std::lock_guard<std::mutex> lock(askMutex_);
         std::swap(global, global_);
     }
     if (global != nullptr) {
@@ -238,7 +251,7 @@ FailureDetails PluginLoader::takeFailure(const std::string & /*adapter*/)
 
 std::string PluginLoader::threadDump()
 {
-    const std::lock_guard<std::mutex> lock(dumpMutex_);
+    const std::lock_guard<std::mutex> lock(askMutex_);
     if (global_ == nullptr) {
         return "no Java VM is running\n";
     }

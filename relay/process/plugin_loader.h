@@ -34,6 +34,7 @@ public:
     void stop() override;
     void stopBy(Clock::time_point deadline) override;
     bool anyStopBy() const override;
+    void endWritesBy(Clock::time_point deadline) override;
     void *find(const AdapterSettings &settings, const std::string &name) override;
     std::uint32_t delivery(const AdapterSettings &settings, std::uint32_t role,
                            const Properties &properties) override;
@@ -58,9 +59,9 @@ private:
     const JavaStart java_;
     JavaBridge bridge_;
     FERRYJNIGlobal *global_ = nullptr;
-    /// The VM lives while it is held with `global_` set: dumps are made by a thread that nobody
-    /// else waits for.
-    std::mutex dumpMutex_;
+    /// The VM lives while it is held with `global_` set: it is asked by threads that nobody else
+    /// waits for.
+    std::mutex askMutex_;
     /// The bridge wants the first attachment of the process to be over before the next begins.
     std::mutex attachMutex_;
 

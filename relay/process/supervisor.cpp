@@ -11,6 +11,8 @@ namespace {
 
 constexpr std::chrono::milliseconds liveInterval{200};
 constexpr std::chrono::milliseconds lineInterval{10000};
+/// What a write may take after a request to stop before it is told.
+constexpr std::chrono::milliseconds writePatience{100};
 /// How often quiet is looked for; bounds how much later than asked the end comes.
 constexpr std::chrono::milliseconds idleInterval{20};
 /// Calls that do not return are looked for that often in the time after which one is
@@ -146,7 +148,9 @@ void Supervisor::stop()
 {
     const Clock::time_point deadline = Clock::now() + options_.drain;
     relay_.requestStop();
-    notifyPlugins(deadline);
+    if (host_.anyStopBy()) {
+        notifyPlugins(deadline, [this](Clock::time_point by) { host_.stopBy(by); });
+    }
     waitSessions(deadline);
     relay_.close();
     const Clock::time_point closeDeadline = std::max(deadline, Clock::now() + closeGrace);
@@ -170,15 +174,13 @@ void Supervisor::stop()
 
 /// Has calls that wait return in time, so that what they could not do is reported and not cut off.
 /// On a thread of its own, as this one enters no plug-in.
-void Supervisor::notifyPlugins(Clock::time_point deadline)
+void Supervisor::notifyPlugins(Clock::time_point deadline,
+                               const std::function<void(Clock::time_point)> &notify)
 {
-    if (!host_.anyStopBy()) {
-        return;
-    }
     std::atomic<bool> notified{false};
     Thread notifier;
     const bool started = notifier.start("ferry:notify", [&] {
-        host_.stopBy(deadline - std::min(stopReserve, options_.drain / 4));
+        notify(deadline - std::min(stopReserve, options_.drain / 4));
         notified.store(true);
         relay_.notify();
     });
@@ -211,7 +213,11 @@ bool Supervisor::waitClosed(Clock::time_point deadline)
 void Supervisor::waitSessions(Clock::time_point deadline)
 {
     const auto finished = [this] { return relay_.sessionsFinished(); };
-    bool done = relay_.waitUntil(deadline, finished);
+    bool done = relay_.waitUntil(std::min(deadline, Clock::now() + writePatience), finished);
+    if (!done) {
+        notifyPlugins(deadline, [this](Clock::time_point by) { host_.endWritesBy(by); });
+        done = relay_.waitUntil(deadline, finished);
+    }
     // A thread between two calls cannot be given up; it will be inside one, or finished, in no
     // time.
     while (!done) {

@@ -44,7 +44,8 @@ private:
     void watch();
     void report(Clock::time_point now);
     void stop();
-    void notifyPlugins(Clock::time_point deadline);
+    void notifyPlugins(Clock::time_point deadline,
+                       const std::function<void(Clock::time_point)> &notify);
     void waitSessions(Clock::time_point deadline);
     bool waitClosed(Clock::time_point deadline);
     void giveUp();

@@ -63,6 +63,32 @@ EXITS = [("read", "exit", "route bad: read of bad/ticks"),
          ("finalize", "halt", "delete of adapter bad"),
          ("constructor", "quit", "System.exit or Runtime.halt")]
 
+# A writer that waits for ever, and a reader that has lost its source.
+PATIENT = """
+types: [{idl: "struct Tick { long long n; };"}]
+java: {class_path: [%s]}
+adapters:
+  ticks: {class: com.qel.ferrion.test.relay.TroubleAdapter}
+  patient: {class: com.qel.ferrion.test.relay.PatientAdapter}
+connections:
+  ticks: {adapter: ticks, properties: {count: 9, batch: 9}}
+  patient: {adapter: patient}
+sessions:
+  one: {period: 20ms}
+  two: {period: 20ms}
+routes:
+  wait:
+    session: one
+    type: Tick
+    input: {connection: ticks, stream: ticks}
+    outputs: [{connection: patient, stream: ticks}]
+  lost:
+    session: two
+    type: Tick
+    input: {connection: patient, stream: ticks}
+    outputs: [{connection: ticks, stream: lost}]
+"""
+
 
 class HostileTest(ferry_test.Ferry):
     def run_beside(self, code, **relay):
@@ -73,11 +99,11 @@ class HostileTest(ferry_test.Ferry):
         self.check_good(result.stdout)
         return result.stdout, result.stderr
 
-    def run_and_stop(self, code, ready, **relay):
+    def run_and_stop(self, code, ready, path=None, drain=300, **relay):
         """Stops when all that `ready` gives for the log is true. What hangs has half a second."""
         with open(self.directory / "log", "w+", encoding="utf-8") as log:
-            drain = 0.5 if code == 4 else 300
-            process = subprocess.Popen([ferry_test.FERRY, "run", self.relay(**relay),
+            drain = 0.5 if code == 4 else drain
+            process = subprocess.Popen([ferry_test.FERRY, "run", path or self.relay(**relay),
                                         f"--drain-seconds={drain}"],
                                        stdout=subprocess.PIPE, stderr=log, text=True)
             self.until(lambda: all(ready(pathlib.Path(log.name).read_text(encoding="utf-8"))))
@@ -141,6 +167,16 @@ class HostileTest(ferry_test.Ferry):
                 self.assertRegex(log, f"ERROR .*{call} of {what} .*is left behind")
                 if not at_start:
                     self.check_good(output)
+
+    def test_a_writer_that_waits_is_told_of_the_stop_and_a_lost_source_is_an_error(self):
+        path = self.directory / "patient.yaml"
+        path.write_text(PATIENT % ferry_test.CLASSES, encoding="utf-8")
+        output, log = self.run_and_stop(
+            1, lambda log: ("waiting\n" in log, "IllegalStateException: gone" in log),
+            path=path, drain=3)
+        self.assertNotIn("left behind", log)
+        self.assertIn("wait: 9 read, 0 written, 0 errors, 1 retries, 9 not acknowledged", output)
+        self.assertRegex(output, r"lost: 0 read, 0 written, \d+ errors")
 
     def test_an_end_from_within_is_no_success_and_told(self):
         for at, kind, named in EXITS:

@@ -134,6 +134,7 @@ public abstract class ConnectionBase implements Connection {
             WriterBase writer = Objects.requireNonNull(
                     openWriter(new Stream(stream, session, null, inner)));
             inner.probe(writer::probe, writer::release);
+            StopRequest.add(writer);
             return writer;
         });
     }

@@ -5,11 +5,13 @@ import com.qel.dds.subscription.SampleInfo;
 import com.qel.ferrion.adapter.infrastructure.AdapterException;
 import com.qel.ferrion.adapter.infrastructure.StreamReaderBase;
 import java.util.List;
+import java.util.Objects;
 import java.util.Properties;
 
 /** A reader to build on; {@link AdapterBase} says what that brings. */
 public abstract class ReaderBase extends StreamReaderBase {
     private final Guard guard;
+    private volatile Throwable lost;
 
     /**
      * @param stream what {@link ConnectionBase#openReader} was given
@@ -28,6 +30,24 @@ public abstract class ReaderBase extends StreamReaderBase {
      *     been added
      */
     protected abstract void fill(List<Object> samples, List<Object> infos) throws Exception;
+
+    /**
+     * Reports that the source has failed, as a thread of the adapter's own finds out: a lost
+     * connection, a queue that was deleted. The host is signalled, and every read from now on fails
+     * with the cause behind what {@link #fill} adds, so that the route shows it and counts it as an
+     * error, until {@link #recovered}. Any thread.
+     *
+     * @param cause not null
+     */
+    protected final void fail(Throwable cause) {
+        lost = Objects.requireNonNull(cause);
+        signal();
+    }
+
+    /** The source works again after {@link #fail}. Any thread; {@link #fill} may call it. */
+    protected final void recovered() {
+        lost = null;
+    }
 
     /** The host has done with what {@link #fill} added. */
     protected void returned(List<Object> samples, List<Object> infos) throws Exception {}
@@ -63,6 +83,7 @@ public abstract class ReaderBase extends StreamReaderBase {
         }
         failure = takeOut(samples, DynamicData.class, failure);
         failure = takeOut(infos, SampleInfo.class, failure);
+        failure = failure != null ? failure : lost;
         if (failure != null) {
             throw guard.report("read", failure);
         }

@@ -8,6 +8,11 @@ import java.util.Properties;
 /** A writer to build on; {@link AdapterBase} says what that brings. */
 public abstract class WriterBase implements StreamWriter {
     private final Guard guard;
+    private final Object lock = new Object();
+    /** Guarded by lock: the thread that is inside of a write. */
+    private Thread writing;
+    /** Guarded by lock: its interrupt flag is ours. */
+    private boolean interrupted;
 
     /**
      * @param stream what {@link ConnectionBase#openWriter} was given
@@ -39,6 +44,15 @@ public abstract class WriterBase implements StreamWriter {
     /** Takes over new settings; a throw leaves the old ones. */
     protected void changed(Settings settings) throws Exception {}
 
+    /**
+     * The host is going to stop, and waits for the write that is under way, if there is one: give
+     * up what is tried again and again, and throw. Called once, on a thread of the host's, while
+     * {@link #store} may run; returns at once. If half of the host's time to stop has gone, the
+     * thread inside of {@link #store} is interrupted. A write that does not return in that time is
+     * left behind.
+     */
+    protected void stopping() throws Exception {}
+
     /** Ends the writer: flush and close here. */
     protected void release() throws Exception {}
 
@@ -50,12 +64,47 @@ public abstract class WriterBase implements StreamWriter {
     @Override
     public final int write(List<Object> samples, List<Object> infos) throws AdapterException {
         ClassLoader before = guard.enter();
+        synchronized (lock) {
+            writing = Thread.currentThread();
+        }
         try {
             return store(samples, infos);
         } catch (Throwable thrown) {
             throw guard.report("write", thrown);
         } finally {
+            endWrite();
             guard.leave(before);
+        }
+    }
+
+    /** The flag must not outlive the write: the thread goes on with other objects. */
+    private void endWrite() {
+        synchronized (lock) {
+            writing = null;
+            if (interrupted) {
+                interrupted = false;
+                Thread.interrupted();
+            }
+        }
+    }
+
+    final void interruptWrite() {
+        synchronized (lock) {
+            if (writing != null) {
+                interrupted = true;
+                writing.interrupt();
+            }
+        }
+    }
+
+    final void announceStop() {
+        try {
+            guard.call("stopping", () -> {
+                stopping();
+                return null;
+            });
+        } catch (AdapterException | RuntimeException | Error thrown) {
+            // It has been logged, and the other writers are to hear of the stop, too.
         }
     }
 
@@ -65,6 +114,7 @@ public abstract class WriterBase implements StreamWriter {
     }
 
     final void end() {
+        StopRequest.remove(this);
         guard.end("deleteStreamWriter", this::release);
     }
 }

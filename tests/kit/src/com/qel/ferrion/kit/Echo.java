@@ -31,6 +31,8 @@ public final class Echo extends AdapterBase {
     static final Semaphore LEFT = new Semaphore(0);
     /** Of the last connection. */
     static DiscoveryReader last;
+    /** A write that waits until the host stops has begun. */
+    static final Semaphore WAITING = new Semaphore(0);
     /** Of the last reader. */
     static StreamReaderListener heard;
 
@@ -113,6 +115,11 @@ public final class Echo extends AdapterBase {
                 @Override
                 protected void fill(List<Object> samples, List<Object> infos) throws Exception {
                     signal();
+                    if (is("lost")) {
+                        fail(new java.io.IOException("the queue is gone"));
+                    } else if (is("found")) {
+                        recovered();
+                    }
                     BatchLimit limit = new BatchLimit(settings());
                     while (!KEPT.isEmpty() && !limit.isReached()) {
                         DynamicData next = KEPT.remove(0);
@@ -159,8 +166,21 @@ public final class Echo extends AdapterBase {
         protected WriterBase openWriter(Stream stream) throws Exception {
             begin("openWriter", stream);
             return new WriterBase(stream) {
+                private final Semaphore stop = new Semaphore(0);
+
+                @Override
+                protected void stopping() throws Exception {
+                    stop.release();
+                    pass("stopping");
+                }
+
                 @Override
                 protected int store(List<Object> samples, List<Object> infos) throws Exception {
+                    if (is("wait") || is("stopping")) {
+                        WAITING.release();
+                        stop.acquire();
+                        return 0;
+                    }
                     for (int i = 0; is("reject") && i < samples.size(); i++) {
                         DynamicData sample = (DynamicData) samples.get(i);
                         if (sample.getInt("id") == 4) {

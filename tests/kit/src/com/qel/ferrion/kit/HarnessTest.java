@@ -84,6 +84,55 @@ public class HarnessTest {
     }
 
     @Test
+    public void aSourceThatFailsBetweenReadsFailsEachUntilItRecovers() throws Exception {
+        try (TestHost host = new TestHost(Echo.class)) {
+            TestHost.TestConnection connection = host.connect("c", "fault", "lost");
+            TestHost.Reader reader = connection.reader("s", TYPE);
+            connection.writer("s", TYPE).write(points(3));
+            assertEquals("what is there is lent", 3, reader.read().size());
+            for (String fault : new String[] {"none", "found"}) {
+                assertEquals("the queue is gone",
+                        host.takeFailures().get(0).getCause().getMessage());
+                connection.update("fault", fault);
+                assertEquals(0, reader.read().size());
+            }
+            assertEquals(List.of(), host.takeFailures());
+        }
+    }
+
+    /** The second one throws when it hears of the stop; the third does not listen. */
+    @Test
+    public void aWriteThatWaitsEndsWhenTheHostStops() throws Exception {
+        for (String fault : new String[] {"wait", "stopping", "interrupt"}) {
+            boolean deaf = fault.equals("interrupt");
+            try (TestHost host = new TestHost(Echo.class)) {
+                TestHost.TestConnection connection =
+                        host.connect("c", "fault", deaf ? "wait" : fault);
+                TestHost.Writer writer = connection.writer("s", TYPE);
+                Thread stopper = new Thread(() -> {
+                    Echo.WAITING.acquireUninterruptibly();
+                    if (deaf) {
+                        StopRequest.interrupt();
+                    } else {
+                        StopRequest.announce();
+                    }
+                });
+                stopper.start();
+                assertEquals(0, writer.write(points(1)));
+                stopper.join();
+                List<Throwable> failures = host.takeFailures();
+                assertEquals(fault, deaf, !failures.isEmpty()
+                        && failures.get(0).getCause() instanceof InterruptedException);
+                assertFalse(Thread.currentThread().isInterrupted());
+                connection.update("fault", "none");
+                assertEquals(2, writer.write(points(2)));
+            }
+            StopRequest.interrupt();
+            assertFalse("nobody writes", Thread.currentThread().isInterrupted());
+        }
+    }
+
+    @Test
     public void everyFailureIsLoggedWithItsPlaceAndThrownOn() throws Exception {
         String connection = "Echo, connection \"c\"";
         String[][] cases = {{"opened", ": createConnection"},
