@@ -9,8 +9,8 @@ import java.nio.ByteOrder;
  * that no count in the bytes can make them overflow.
  */
 final class Cdr {
-    // Floating point goes by its bits: the virtual machine would link such an access when it is first
-    // made, with some hundred classes.
+    // Floating point goes by its bits: the virtual machine links the first access to it with some
+    // hundred classes.
     static final VarHandle SHORT = view(short[].class);
     static final VarHandle INT = view(int[].class);
     static final VarHandle LONG = view(long[].class);
