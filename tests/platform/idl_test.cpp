@@ -70,31 +70,17 @@ TEST(Idl, IsRejectedByNameLineAndColumnOrChangesNothing)
 // By a value or by the name of a constant, at the limits of what the kind can hold.
 TEST(Idl, GivesMembersOfEveryKindTheirDefaults)
 {
-    const char *const kinds[][3] = {
-        {"boolean", "TRUE", "01"},
-        {"char", "'\\''", "27"},
-        {"octet", "255", "ff"},
-        {"int8", "-128", "80"},
-        {"short", "-32768", "0080"},
-        {"unsigned short", "65535", "ffff"},
-        {"long", "-2147483648", "00000080"},
-        {"unsigned long", "4294967295", "ffffffff"},
-        {"long long", "-9223372036854775808", "0000000000000080"},
-        {"unsigned long long", "0xffffffffffffffff", "ffffffffffffffff"},
-        {"float", "-0.5", "000000bf"},
-        {"double", "1.5e300", "355800662deb417e"},
-        {"E", "Y", "01000000"},
-        {"string", "\"a\\\\\"", "03000000 615c00"}};
-    for (const auto &[kind, value, bytes] : kinds) {
-        const std::string type = kind;
+    for (const Record &test : recordsOf("platform/data/idl_defaults.txt")) {
+        const std::string &type = test.at(0);
+        const std::string &value = test.at(1);
         const std::string begin = "enum E { X, Y }; module m { const " + type + " C = " + value +
                                   "; module n { @final struct S { @default(";
         const std::string end = ") " + type + " m; }; }; };";
         const DDS_TypeCode *const made = typeFromIdl((begin + value + end).c_str(), "m::n::S");
         for (const char *name : {"C", "m::C", "::m::C"}) {
-            EXPECT_EQ(typeFromIdl((begin + name + end).c_str(), "m::n::S"), made) << kind;
+            EXPECT_EQ(typeFromIdl((begin + name + end).c_str(), "m::n::S"), made) << type;
         }
-        EXPECT_EQ(bytesOf(makeSample(made)), fromHex(bytes)) << kind;
+        EXPECT_EQ(bytesOf(makeSample(made)), fromHex(test.at(2))) << type;
         const std::unique_ptr<char, Deleter<DDS_String_free>> idl(DDS_TypeCode_to_idl(made));
         EXPECT_EQ(typeFromIdl(idl.get(), "m::n::S"), made) << idl.get();
     }

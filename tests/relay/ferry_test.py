@@ -29,41 +29,6 @@ JAVA_HOME = pathlib.Path(shutil.which(os.environ.get("JAVAC", "javac"))).resolve
 # that slows it down by so many times.
 LIMIT = 300 * int(os.environ.get("FERRY_TEST_PATIENCE", "1"))
 
-# An adapter that reports what it sees, and a library of which it brings its own version.
-PROBE = """
-import com.qel.ferrion.adapter.*;
-import com.qel.ferrion.adapter.infrastructure.Version;
-import java.util.Properties;
-
-class $name implements Adapter {
-    $name(Properties properties) {
-        ClassLoader own = getClass().getClassLoader();
-        String resource = getClass().getResource("Library.class").toString();
-        System.err.println(Library.VERSION() + ": made with " + properties
-                + (resource.contains(Library.VERSION()) ? ", resource" : "")
-                + (Adapter.class.getClassLoader() == own ? ", own API" : "")
-                + (own.getResource("org/apache/commons/csv/CSVFormat.class") == null
-                        ? "" : ", a library of another adapter")
-                + (own.getResource("com/qel/ferrion/adapter/Adapter.class") == null
-                        ? ", no API" : ""));
-        String fault = properties.getProperty("fail");
-        if (fault != null && fault.equals("1")) throw new IllegalStateException("as told");
-        if (fault != null) throw new AssertionError(fault);
-    }
-    public Connection createConnection(String first, String second, StreamReaderListener output,
-            StreamReaderListener input, Properties properties) {
-        return (Connection) java.lang.reflect.Proxy.newProxyInstance(getClass().getClassLoader(),
-                new Class<?>[] {Connection.class}, (proxy, method, arguments) -> "probe");
-    }
-    public void deleteConnection(Connection connection) {}
-    public Version getVersion() { return new Version(1, 0, 0, 0); }
-}
-class Plain extends $name {
-    Plain() { super(new Properties()); }
-}
-class Library { static String VERSION() { return "$version"; } }
-"""
-
 
 class Ferry(unittest.TestCase):
     def setUp(self):
@@ -674,7 +639,8 @@ class FerryTest(Ferry):
         """Puts the classes of an adapter into a folder."""
         jars = pathlib.Path(FERRY).parent.parent / "share/ferryjni/java"
         source = self.directory / "Source.java"
-        source.write_text(package + string.Template(PROBE).substitute(names))
+        probe = string.Template((DATA / "Probe.java.in").read_text())
+        source.write_text(package + probe.substitute(names))
         subprocess.run([os.environ.get("JAVAC", "javac"), "-cp", f"{jars}/*", "-nowarn", "-d",
                         self.directory / folder, source], check=True, capture_output=True)
 
