@@ -35,13 +35,21 @@ using Sample = Owned<DDS_DynamicData, DDS_DynamicData_delete>;
     std::exit(1);
 }
 
-const DDS_TypeCode *findType(const char *idl, const Options &options)
+using Types = Owned<DDS_TypeLibrary, DDS_TypeLibrary_delete>;
+
+Types readTypes(const char *idl)
 {
     DDS_ErrorText error{};
-    const Owned<DDS_TypeLibrary, DDS_TypeLibrary_delete> library(DDS_TypeLibrary_new());
+    Types library(DDS_TypeLibrary_new());
     if (DDS_TypeLibrary_add_idl_file(library.get(), idl, &error) == 0) {
         fail("type", error);
     }
+    return library;
+}
+
+const DDS_TypeCode *findType(const char *idl, const Options &options)
+{
+    const Types library = readTypes(idl);
     const std::string name = !options.type.empty() ? options.type
                              : options.size == 64  ? "Small"
                                                    : "Large";
@@ -208,6 +216,28 @@ int subscribe(const Options &options, const DDS_TypeCode *type)
     return arrivals.report() ? 0 : 1;
 }
 
+/// A writer for each of so many types, topic_0 and on, which writes nothing.
+int announce(const Options &options, const char *idl)
+{
+    DDS_ErrorText error{};
+    const Types library = readTypes(idl);
+    const Participant participant = join(options, true);
+    const DDS_EndpointQos qos = endpointQos();
+    std::vector<Writer> writers;
+    for (std::int64_t i = 0; i < options.count; i++) {
+        const std::string name = "topic_" + std::to_string(i);
+        const DDS_TypeCode *type =
+            DDS_TypeLibrary_find(library.get(), ("mix::msg::" + name).c_str());
+        writers.emplace_back(
+            DDS_DataWriter_new(participant.get(), name.c_str(), nullptr, type, &qos, &error));
+        if (writers.back() == nullptr) {
+            fail("writer", error);
+        }
+    }
+    bench::announceAndWait();
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
@@ -216,8 +246,12 @@ int main(int argc, char **argv)
     Options options;
     std::string idl;
     auto *publisher = bench::addOptions(app, options);
+    const auto *topics = app.add_subcommand("topics")->fallthrough();
     app.add_option("--idl", idl)->required();
     CLI11_PARSE(app, argc, argv);
+    if (topics->parsed()) {
+        return announce(options, idl.c_str());
+    }
     const DDS_TypeCode *type = findType(idl.c_str(), options);
     return publisher->parsed() ? publish(options, type) : subscribe(options, type);
 }

@@ -26,12 +26,13 @@ from dataclasses import dataclass
 HERE = pathlib.Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE.parent))
 import report  # noqa: E402
+import topics  # noqa: E402
 
 TICKS = os.sysconf("SC_CLK_TCK")
 PATIENCE = 120
 SAMPLES = {64: 2_000_000, 1024: 600_000}
 LATENCY_RATE = 1000
-PARTS = ("rate", "keyed", "secured", "latency")
+PARTS = ("rate", "keyed", "secured", "topics", "latency")
 
 
 @dataclass(frozen=True)
@@ -441,6 +442,11 @@ def main():
                              arguments.quick)
         if "secured" in arguments.part:
             objects += secured(bench, rounds, arguments.quick)
+        if "topics" in arguments.part:
+            held = topics.topics(bench)
+            objects += [report.entry(f"domain topics: {name}", 1, str(topics.TOPICS),
+                                     [mib / held["found, none relayed"]], mib=mib)
+                        for name, mib in held.items()]
         if "latency" in arguments.part:
             objects += latency(bench, rounds, arguments.quick)
     report.save(arguments, objects)

@@ -40,11 +40,10 @@ void checkPassage(const Objects &objects)
     REQUIRE(contents(objectsOf(passage.description().typeMapping)) == contents(objects));
 }
 
-// We announce int8 as char.
-bool hasInt8(const DDS_TypeCode *type)
+bool hasInIdl(const DDS_TypeCode *type, const char *text)
 {
     char *idl = DDS_TypeCode_to_idl(type);
-    const bool found = std::strstr(idl, "int8") != nullptr;
+    const bool found = std::strstr(idl, text) != nullptr;
     DDS_String_free(idl);
     return found;
 }
@@ -75,10 +74,13 @@ int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (type == nullptr) {
         return 0;
     }
-    checkType(type);
+    if (!hasInIdl(type, "@value(-")) { // which the IDL parser refuses
+        checkType(type);
+    }
     TypeDescription ours;
     DDS_ErrorText error{};
     REQUIRE(describeType(*type, ours, &error));
-    REQUIRE(hasInt8(type) || assembled(objectsOf(ours.typeMapping)).type() == type);
+    // An int8 is announced as char.
+    REQUIRE(hasInIdl(type, "int8") || assembled(objectsOf(ours.typeMapping)).type() == type);
     return 0;
 }
