@@ -99,12 +99,14 @@ bool load(DDS_DataReader &self, uint32_t wanted, DDS_ErrorText *error)
         }
         return true;
     }
+    // A thread's readers look for samples one after the other, and most find none.
+    thread_local std::unique_ptr<Block> spare;
     if (self.block == nullptr) {
-        self.block.reset(new Block); // not zeroed
+        self.block = spare != nullptr ? std::move(spare) : std::unique_ptr<Block>(new Block);
     }
     const dds_return_t count = fetch(self, *self.block, std::min(wanted, Block::capacity));
     if (count <= 0) {
-        self.block.reset();
+        spare = std::move(self.block);
     }
     if (count < 0) {
         setError(error, "the engine does not hand over samples: %s", dds_strretcode(count));
