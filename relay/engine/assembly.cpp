@@ -39,7 +39,7 @@ Assembly::Assembly(const Configuration &configuration, PluginHost &host, Reporte
                    RouteRegistry &registry, std::vector<std::unique_ptr<Session>> &sessions,
                    const BufferedOutputs &buffers, const std::function<void()> &wake)
     : configuration_(configuration), host_(host), reporter_(reporter), registry_(registry),
-      sessions_(sessions), buffers_(buffers)
+      sessions_(sessions), buffers_(buffers), board_(configuration)
 {
     for (const AdapterSettings &settings : configuration.adapters) {
         adapters_.push_back(std::make_unique<Adapter>());
@@ -144,6 +144,7 @@ void Assembly::open(Route &route)
 void Assembly::openAdapter(Adapter &adapter)
 {
     const AdapterSettings &settings = *adapter.settings;
+    const auto index = static_cast<std::size_t>(&settings - configuration_.adapters.data());
     const std::string what = fmt::format("adapter {}", settings.name);
     const PropertyList properties(settings.properties);
     QEL_FerrionAdapterPlugin *plugin =
@@ -156,13 +157,17 @@ void Assembly::openAdapter(Adapter &adapter)
         }
     }
     if (environment().failed()) {
+        board_.failed(ObjectBoard::Kind::adapter, index, "create", environment().text());
         problem(what, adapter, "create", settings.place);
         return;
     }
     adapter.plugin = plugin;
     const std::string origin =
         settings.javaClass.empty() ? settings.library.string() : settings.javaClass;
-    reporter_.good(what, fmt::format("{}, version {}", origin, version(plugin->adapterVersion)));
+    const std::string details =
+        fmt::format("{}, version {}", origin, version(plugin->adapterVersion));
+    board_.made(ObjectBoard::Kind::adapter, index, details);
+    reporter_.good(what, details);
 }
 
 std::string Assembly::rejectionOf(const QEL_FerrionAdapterPlugin *plugin) const
@@ -189,12 +194,14 @@ void Assembly::openConnection(Connection &connection)
 {
     const ConnectionSettings &settings = *connection.settings;
     const std::string what = fmt::format("connection {}", settings.name);
+    const std::size_t index = indexOf(connection);
     if (connection.adapter->plugin == nullptr) {
+        board_.failed(ObjectBoard::Kind::connection, index, "create",
+                      "its adapter is out of service");
         reporter_.bad(what, "its adapter is out of service", settings.place);
         return;
     }
     const PropertyList properties(settings.properties);
-    const auto index = static_cast<std::size_t>(&settings - configuration_.connections.data());
     const QEL_FerrionStreamReaderListener inputs{&source(index, true), onAnnouncement};
     const QEL_FerrionStreamReaderListener outputs{&source(index, false), onAnnouncement};
     connection.handle =
@@ -208,6 +215,7 @@ void Assembly::openConnection(Connection &connection)
     }
     if (environment().failed()) {
         connection.broken = true;
+        board_.failed(ObjectBoard::Kind::connection, index, "create", environment().text());
         problem(what, *connection.adapter, fmt::format("create {}", what), settings.place);
         if (mayRestart(*connection.adapter)) {
             if (!connection.timer) {
@@ -220,7 +228,13 @@ void Assembly::openConnection(Connection &connection)
     }
     const auto toString = connection.operations().connection_to_string;
     const char *text = toString == nullptr ? nullptr : toString(connection.handle);
+    board_.made(ObjectBoard::Kind::connection, index, text == nullptr ? "" : text);
     reporter_.good(what, text == nullptr ? "" : text);
+}
+
+std::size_t Assembly::indexOf(const Connection &connection) const
+{
+    return static_cast<std::size_t>(connection.settings - configuration_.connections.data());
 }
 
 Assembly::PluginSession &Assembly::sessionOf(std::size_t session, std::size_t connection)
@@ -269,6 +283,8 @@ Assembly::PluginSession *Assembly::attach(RouteEnd &end, const StreamSettings &s
     end.adapter = &connection.adapter->settings->name;
     PluginSession &found = sessionOf(route.settings().session, settings.connection);
     if (found.handle == nullptr) {
+        end.lastFailure.note(
+            "create", fmt::format("connection {} is out of service", connection.settings->name));
         reporter_.bad(fmt::format("route {}", route.name()),
                       fmt::format("connection {} is out of service", connection.settings->name),
                       settings.place);
@@ -323,6 +339,7 @@ Handle *Assembly::openEnd(Route &route, RouteEnd &end, const StreamSettings &set
         environment().fail(fmt::format("no stream {}", kind));
     }
     if (environment().failed()) {
+        end.lastFailure.note(fmt::format("create {}", kind), environment().text());
         problem(fmt::format("route {}", route.name()), *owner->connection->adapter,
                 fmt::format("create {}", what), settings.place);
         return nullptr;
@@ -388,6 +405,7 @@ void Assembly::rejectOutput(Route &route, const StreamSettings &settings,
         configuration_.connections[settings.connection].name, settings.stream, obstacle);
     ++problems_;
     route.reject();
+    route.input().lastFailure.note("create", text);
     logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_build", route.name(), "{}{}",
              configuration_.prefix(settings.place), text);
     reporter_.bad(fmt::format("route {}", route.name()), text, settings.place);
@@ -404,6 +422,7 @@ bool Assembly::openBuffer(Route &route, RouteEnd &end, const StreamSettings &set
     if (result.ok()) {
         return true;
     }
+    end.lastFailure.note("open", result.text);
     const bool temporary = configuration_.restart && !end.buffer->isRejected();
     problems_ += temporary ? 0 : 1;
     if (!temporary || admits(end.buffer->label(), result.text.c_str())) {

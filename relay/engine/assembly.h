@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "engine/object_board.h"
 #include "engine/reporter.h"
 #include "engine/restart_timer.h"
 #include "engine/route_registry.h"
@@ -100,12 +101,20 @@ public:
     {
         return reconnectingSince_.load();
     }
+    /// Has the route's connections that are out of service made anew at once, even if that had been
+    /// given up.
+    void hurry(const RouteSettings &route);
     /// Makes anew the connections of a route that is closed if nothing else uses them: an adapter
     /// may need new objects. Returns those whose discovery readers are gone with that.
     std::vector<std::size_t> renew(const RouteSettings &route);
     /// Deletes everything, except the objects in which threads were given up.
     void tearDown();
 
+    /// What has become of adapters and connections. Any thread.
+    const ObjectBoard &board() const
+    {
+        return board_;
+    }
     /// Any thread.
     std::size_t problems() const
     {
@@ -231,6 +240,7 @@ private:
     bool isUsed(const Connection &connection);
     bool mayRestart(const Adapter &adapter) const;
     void closeAdapters();
+    std::size_t indexOf(const Connection &connection) const;
     PluginSession *findSession(std::size_t session, const StreamSettings &settings);
     void closed(const std::string &adapter, const std::string &what);
     void problem(const std::string &what, const Adapter &adapter, const std::string &operation,
@@ -259,6 +269,7 @@ private:
     RouteRegistry &registry_;
     std::vector<std::unique_ptr<Session>> &sessions_;
     const BufferedOutputs &buffers_;
+    ObjectBoard board_;
     std::vector<std::unique_ptr<DiscoverySource>> sources_;
     std::vector<std::unique_ptr<Adapter>> adapters_;
     std::vector<std::unique_ptr<Connection>> connections_;

@@ -165,6 +165,7 @@ void Assembly::closeConnection(Connection &connection)
                                                   own.fresh());
     });
     closed(connection.adapter->settings->name, what);
+    board_.closed(ObjectBoard::Kind::connection, indexOf(connection));
     connection.handle = nullptr;
 }
 

@@ -50,7 +50,11 @@ void Assembly::markReconnecting()
 {
     bool any = false;
     for (std::size_t i = 0; i < connections_.size(); ++i) {
+        const Connection &connection = *connections_[i];
         any = any || isReconnecting(i);
+        if (isReconnecting(i) && connection.timer && !connection.timer->exhausted(Clock::now())) {
+            board_.retryAt(ObjectBoard::Kind::connection, i, nanoseconds(connection.timer->due()));
+        }
     }
     if (!any) {
         reconnectingSince_.store(0);
@@ -69,6 +73,20 @@ Clock::time_point Assembly::nextReconnect() const
         }
     }
     return next;
+}
+
+void Assembly::hurry(const RouteSettings &route)
+{
+    const auto hurryOne = [this](const StreamSettings &end) {
+        if (!end.buffer && isReconnecting(end.connection)) {
+            std::optional<RestartTimer> &timer = connections_[end.connection]->timer;
+            timer.emplace(*configuration_.restart);
+            timer->failed(Clock::now());
+            timer->hurry(Clock::now());
+        }
+    };
+    hurryOne(route.input);
+    std::for_each(route.outputs.begin(), route.outputs.end(), hurryOne);
 }
 
 /// Deletes the connection with its sessions, which nobody uses, and makes it anew.

@@ -35,6 +35,15 @@ public:
     }
     /// Any thread. What was dropped is counted from this process's start on.
     BufferLevel level() const;
+    /// Any thread: whether it is on the disk, and how many bytes it may hold.
+    bool isStored() const
+    {
+        return settings_.settings.stored;
+    }
+    std::uint64_t maxBytes() const
+    {
+        return settings_.settings.maxBytes;
+    }
     /// "the store of connection/stream", for messages.
     const std::string &label() const
     {

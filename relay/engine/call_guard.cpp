@@ -33,16 +33,17 @@ Clock::duration StallWatch::look(const CallGuard &guard, Clock::time_point now,
                                  Clock::duration limit)
 {
     if (!guard.inside() || guard.calls() != call_) {
+        since_ = nanoseconds(now);
         call_ = guard.calls();
-        since_ = now;
         next_ = limit;
         return Clock::duration::zero();
     }
-    if (now - since_ < next_) {
+    const std::chrono::nanoseconds time(nanoseconds(now) - since_);
+    if (time < next_) {
         return Clock::duration::zero();
     }
-    next_ = 2 * (now - since_);
-    return now - since_;
+    next_ = 2 * time;
+    return time;
 }
 
 } // namespace ferry

@@ -66,10 +66,17 @@ public:
     /// How long the guard's thread has been in one call, if that is due for a report: after
     /// `limit`, and each time that the time has doubled. Else 0.
     Clock::duration look(const CallGuard &guard, Clock::time_point now, Clock::duration limit);
+    /// Since when the guard's thread has been in its present call, in nanoseconds of Clock, if the
+    /// last look found it there; else 0. Any thread.
+    std::int64_t since(const CallGuard &guard) const
+    {
+        return guard.inside() && guard.calls() == call_.load() ? since_.load() : 0;
+    }
 
 private:
-    std::uint64_t call_ = 0;
-    Clock::time_point since_;
+    std::atomic<std::uint64_t> call_{0};
+    /// Written before the call that it belongs to.
+    std::atomic<std::int64_t> since_{0};
     Clock::duration next_{0};
 };
 

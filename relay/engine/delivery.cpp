@@ -81,6 +81,7 @@ CallResult Delivery::accept(const Loan &part)
         result = CallResult::flawed;
     }
     bad_ = retry_.taken(part.count);
+    publishDue();
     if (bad_ > 0) {
         takenBehind_ = part.count;
         return std::max(result, setAside());
@@ -141,6 +142,7 @@ CallResult Delivery::retry(const Loan &part, std::int32_t taken, std::int32_t re
     // not.
     const std::int32_t left = end_.takesAnything ? 1 : pending_.load(std::memory_order_relaxed);
     retry_.failed(part.count, taken, left, now - begin, now);
+    publishDue();
     if (retry_.exhausted(now)) {
         return stop(fmt::format(
             "the writer of {} has failed for {} s: {}", end_.label,
@@ -181,7 +183,9 @@ CallResult Delivery::setAside()
                      "{}: {} samples are bad data, but cannot be set aside: {}", end_.label,
                      bad.count, obstacle);
         }
+        end_.lastFailure.note("set aside", obstacle);
         retry_.postpone(Clock::now());
+        publishDue();
         return CallResult::failed;
     }
     if (filter_.admit(reason_.c_str(), Clock::now())) {
@@ -197,6 +201,7 @@ CallResult Delivery::setAside()
     } else {
         retry_.setAside();
     }
+    publishDue();
     settle(bad_ + takenBehind_);
     bad_ = takenBehind_ = 0;
     return CallResult::flawed;
@@ -215,6 +220,7 @@ void Delivery::countWritten(const Loan &part)
 CallResult Delivery::stop(const std::string &reason)
 {
     calls_.errors.add(1);
+    end_.lastFailure.note("write", reason);
     logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_write", calls_.route(), "{}", reason);
     stopped_ = true;
     return CallResult::failed;
@@ -222,6 +228,7 @@ CallResult Delivery::stop(const std::string &reason)
 
 void Delivery::reportShortfall(std::int32_t taken, std::int32_t given)
 {
+    end_.lastFailure.note("write", fmt::format("took {} of {} samples and no error", taken, given));
     if (filter_.admit("", Clock::now())) {
         logAbout(FERRYLOG_BIT_WARNING, "FERRYRoute_write", calls_.route(),
                  "{}: took {} of {} samples and no error", calls_.about("write", end_, filter_),
@@ -235,6 +242,16 @@ void Delivery::drop()
     bad_ = takenBehind_ = 0;
     stopped_ = false;
     retry_ = Retry(output_.retry);
+    publishDue();
+}
+
+/// For other threads. What goes well changes nothing.
+void Delivery::publishDue()
+{
+    const std::int64_t due = nanoseconds(retry_.due());
+    if (retryAt_.load(std::memory_order_relaxed) != due) {
+        retryAt_.store(due, std::memory_order_relaxed);
+    }
 }
 
 void Delivery::abandon()

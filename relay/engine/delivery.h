@@ -58,6 +58,13 @@ public:
     void hurry()
     {
         retry_.hurry();
+        publishDue();
+    }
+    /// When the output is offered again what it has not taken, in nanoseconds of Clock; 0 if it
+    /// takes what it gets. Any thread.
+    std::int64_t retryAt() const
+    {
+        return retryAt_.load(std::memory_order_relaxed);
     }
     /// Session thread: offers the output the next slice, so that a failure is one of a known batch.
     CallResult step(CallGuard &guard);
@@ -68,6 +75,10 @@ public:
     void abandon();
 
     /// Any thread.
+    std::uint64_t written() const
+    {
+        return written_.get();
+    }
     RouteTotals::Output totals() const;
     /// Before the first loan: goes on from these.
     void resume(const RouteTotals::Output &totals);
@@ -85,6 +96,7 @@ private:
     void countWritten(const Loan &part);
     void reportShortfall(std::int32_t taken, std::int32_t given);
     CallResult stop(const std::string &reason);
+    void publishDue();
 
     const RouteSettings &route_;
     const StreamSettings &output_;
@@ -96,6 +108,7 @@ private:
     Loan loan_;
     /// Samples at the end of the loan that are not settled.
     std::atomic<std::int32_t> pending_{0};
+    std::atomic<std::int64_t> retryAt_{0};
     /// Of those, the first ones that are bad data and have yet to be set aside, and the ones behind
     /// them that have been taken since.
     std::int32_t bad_ = 0;

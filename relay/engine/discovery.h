@@ -31,6 +31,10 @@ public:
     bool pending() const;
     Clock::time_point nextPoll() const;
 
+    /// Has the session release a route that was made for a stream, after which it is made anew.
+    /// False if there is no such route.
+    bool restart(const std::string &route);
+
     /// Any thread: whether a rule may still make routes.
     bool watching() const
     {
@@ -39,7 +43,12 @@ public:
     /// Any thread: whether there was a poll and nothing has changed since `time`. An announcement,
     /// a route that comes and one that is still leaving are changes.
     bool quietSince(Clock::time_point time) const;
-    /// Any thread: what is announced now.
+    /// Any thread: how many streams are announced now, and which.
+    std::size_t count() const
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return known_.size();
+    }
     std::vector<AnnouncedStream> streams() const;
 
 private:
@@ -84,6 +93,7 @@ private:
     void pause(Route &route, bool paused);
     void removeMissed();
     void restartFailed();
+    void makeAnew(const MadeKey &key);
     void dismiss(const MadeKey &key);
     void remove(const MadeKey &key);
     void removeReleased(const std::function<bool()> &stop);

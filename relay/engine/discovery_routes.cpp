@@ -250,7 +250,7 @@ Clock::duration Discovery::graceOf(const DiscoverySettings &rule) const
 
 void Discovery::pause(Route &route, bool paused)
 {
-    route.pause(paused);
+    route.pause(Route::byDiscovery, paused);
     sessions_[route.settings().session]->wake();
 }
 
@@ -279,16 +279,35 @@ void Discovery::restartFailed()
         }
         RestartTimer &timer = restarts_.emplace(key, *configuration_.restart).first->second;
         timer.failed(now);
+        made.route->setRestartAt(timer.exhausted(now) ? 0 : nanoseconds(timer.due()));
         if (now >= timer.due() && !timer.exhausted(now)) {
             due.push_back(key);
         }
     }
-    for (const MadeKey &key : due) {
-        dismiss(key);
-        if (made_.count(key) == 0) {
-            apply(key);
-        }
+    std::for_each(due.begin(), due.end(), [this](const MadeKey &key) { makeAnew(key); });
+}
+
+/// At once if no session has the route, else when its session has released it.
+void Discovery::makeAnew(const MadeKey &key)
+{
+    dismiss(key);
+    if (made_.count(key) == 0) {
+        apply(key);
     }
+}
+
+bool Discovery::restart(const std::string &route)
+{
+    const auto found = std::find_if(made_.begin(), made_.end(), [&](const auto &entry) {
+        return entry.second.route->name() == route;
+    });
+    if (found == made_.end()) {
+        return false;
+    }
+    assembly_.hurry(found->second.route->settings());
+    restarts_.erase(found->first);
+    makeAnew(MadeKey(found->first));
+    return true;
 }
 
 /// Has the session release a route. If no session has it, it is removed at once.

@@ -135,10 +135,13 @@ void Relay::serve()
     const auto stop = [this] { return stop_.load(); };
     while (!close_.load()) {
         if (!stop()) {
+            restartRequested();
             discovery_.poll(stop);
             restarts_->poll(stop);
         }
-        const auto pending = [&] { return discovery_.pending() || restarts_->pending(); };
+        const auto pending = [&] {
+            return discovery_.pending() || restarts_->pending() || isRestartRequested();
+        };
         waitUntil(stop() ? Clock::time_point::max()
                          : std::min(discovery_.nextPoll(), restarts_->nextPoll()),
                   [&] { return close_.load() || (!stop() && pending()); });
@@ -230,7 +233,7 @@ bool Relay::giveUpControl()
     });
 }
 
-std::string Relay::callOf(Session &session)
+std::string Relay::callOf(const Session &session) const
 {
     std::string text = fmt::format("session {}", session.settings().name);
     registry_.forEach([&](const Route &route) {

@@ -14,6 +14,14 @@
 
 namespace ferry {
 
+/// What became of something that an operator wants.
+struct SteerResult {
+    /// Why it is not done; else "".
+    std::string problem;
+    /// There is no such route.
+    bool unknown = false;
+};
+
 class Relay {
 public:
     enum class Phase {
@@ -61,6 +69,15 @@ public:
     /// Joins the control thread, whose phase is `ended`.
     void join();
 
+    /// What an operator asks of a route. Any thread.
+    SteerResult pause(const std::string &route, bool paused);
+    /// It is made anew soon, on the control thread.
+    SteerResult restart(const std::string &route);
+    /// Everything there is to know at the moment. Any thread; never waits for a plug-in.
+    RelayStatus status() const;
+    /// Once in a while, on the thread that asks for stalls: how fast the routes go.
+    void measure(Clock::time_point now);
+
     /// Of all routes, also of those that are gone.
     std::vector<RouteTotals> totals() const
     {
@@ -104,7 +121,11 @@ private:
     void finish();
     void hasRoom(const OutputBuffer &buffer);
     bool isInService(const Route &route) const;
-    std::string callOf(Session &session);
+    void restartRequested();
+    bool isRestartRequested() const;
+    std::string callOf(const Session &session) const;
+    CallStatus callStatus(std::size_t session) const;
+    void addRoutes(RelayStatus &status) const;
     std::string waitingFor(const Session &session);
 
     const Configuration &configuration_;
@@ -127,6 +148,10 @@ private:
     std::atomic<Phase> phase_{Phase::starting};
     std::atomic<bool> stop_{false};
     std::atomic<bool> close_{false};
+    Clock::time_point begin_ = Clock::now();
+    mutable std::mutex requestMutex_;
+    /// Routes that an operator wants made anew.
+    std::vector<std::string> requested_;
     std::mutex mutex_;
     std::condition_variable condition_;
 };

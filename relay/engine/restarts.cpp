@@ -12,7 +12,7 @@ Restarts::Restarts(const Configuration &configuration, Assembly &assembly, Disco
 {
     if (configuration.restart) {
         registry.visit([&](Route &route) {
-            routes_.push_back({&route, RestartTimer(*configuration.restart), false});
+            routes_.push_back({&route, RestartTimer(*configuration.restart)});
         });
     }
 }
@@ -34,21 +34,46 @@ void Restarts::poll(const std::function<bool()> &stop)
         }
     }
     for (Watched &watched : routes_) {
-        if (!stop() && watched.route->state() == Route::State::failed && covers(*watched.route)) {
+        if (!stop() && isDue(watched)) {
             poll(watched, stop);
         }
     }
 }
 
+bool Restarts::request(const std::string &route)
+{
+    const auto found = std::find_if(routes_.begin(), routes_.end(), [&](const Watched &watched) {
+        return watched.route->name() == route;
+    });
+    if (found == routes_.end()) {
+        return false;
+    }
+    found->requested = true;
+    found->timer = RestartTimer(*configuration_.restart);
+    assembly_.hurry(found->route->settings());
+    return true;
+}
+
+/// Whether it is out of service, or wanted anew, and can be made at all.
+bool Restarts::isDue(const Watched &watched) const
+{
+    return (watched.requested || watched.route->state() == Route::State::failed) &&
+           covers(*watched.route);
+}
+
 void Restarts::poll(Watched &watched, const std::function<bool()> &stop)
 {
     Route &route = *watched.route;
-    watched.timer.failed(Clock::now());
+    const Clock::time_point now = Clock::now();
+    watched.timer.failed(now);
+    if (watched.requested) {
+        watched.timer.hurry(now);
+    }
+    route.setRestartAt(watched.timer.exhausted(now) ? 0 : nanoseconds(watched.timer.due()));
     if (route.isAdopted() && !watched.leaving) {
         watched.leaving = true;
         sessions_[route.settings().session]->dismiss(route, false);
     }
-    const Clock::time_point now = Clock::now();
     const bool free = !watched.leaving || route.released();
     if (free && now >= watched.timer.due() && !watched.timer.exhausted(now) && !stop()) {
         restart(watched);
@@ -60,7 +85,7 @@ void Restarts::restart(Watched &watched)
 {
     Route &route = *watched.route;
     Session &session = *sessions_[route.settings().session];
-    watched.leaving = false;
+    watched.leaving = watched.requested = false;
     assembly_.close(route);
     route.renew();
     for (const std::size_t connection : assembly_.renew(route.settings())) {
@@ -69,6 +94,7 @@ void Restarts::restart(Watched &watched)
     assembly_.open(route);
     const bool good = route.state() == Route::State::active;
     watched.timer.attempted(Clock::now(), good);
+    route.setRestartAt(good ? 0 : nanoseconds(watched.timer.due()));
     if (good) {
         session.adopt(route);
         logAbout(FERRYLOG_BIT_STATUS, "FERRYRelay_restart", route.name(), "back in service");
@@ -78,7 +104,7 @@ void Restarts::restart(Watched &watched)
 bool Restarts::pending() const
 {
     return std::any_of(routes_.begin(), routes_.end(), [this](const Watched &watched) {
-        return watched.route->state() == Route::State::failed && covers(*watched.route) &&
+        return isDue(watched) &&
                (!watched.timer.armed() || (watched.leaving && watched.route->released() &&
                                            watched.timer.due() <= Clock::now()));
     });
@@ -89,8 +115,7 @@ Clock::time_point Restarts::nextPoll() const
     const Clock::time_point now = Clock::now();
     Clock::time_point next = assembly_.nextReconnect();
     for (const Watched &watched : routes_) {
-        if (watched.route->state() == Route::State::failed && covers(*watched.route) &&
-            !watched.timer.exhausted(now) &&
+        if (isDue(watched) && !watched.timer.exhausted(now) &&
             (!watched.leaving || watched.route->released() || watched.timer.due() > now)) {
             next = std::min(next, watched.timer.due());
         }

@@ -25,6 +25,10 @@ public:
     bool pending() const;
     Clock::time_point nextPoll() const;
 
+    /// An operator wants the route made anew, in service or not: at once, even if that had been
+    /// given up. False if there is no such route here.
+    bool request(const std::string &route);
+
     /// Whether the route is going to be made anew. Any thread.
     bool covers(const Route &route) const;
 
@@ -34,9 +38,12 @@ private:
         RestartTimer timer;
         /// Asked its session to release it.
         bool leaving = false;
+        /// An operator wants it made anew.
+        bool requested = false;
     };
 
     void poll(Watched &watched, const std::function<bool()> &stop);
+    bool isDue(const Watched &watched) const;
     void restart(Watched &watched);
 
     const Configuration &configuration_;

@@ -31,6 +31,9 @@ void Route::setState(State state)
     if (state == State::failed && failedSince_.load() == 0) {
         failedSince_.store(nanoseconds(Clock::now()));
     }
+    if (state != state_.load()) {
+        stateSince_.store(nanoseconds(Clock::now()));
+    }
     state_.store(state);
 }
 
@@ -57,11 +60,11 @@ bool Route::ready(Clock::time_point now) const
     if (leaving_ && !isLent_) {
         return true;
     }
-    if (isLent_) {
-        return (now >= nextDue_ || hurried_.load()) && (leaving_ || !paused());
-    }
     if (paused()) {
         return false;
+    }
+    if (isLent_) {
+        return now >= nextDue_ || hurried_.load();
     }
     // After a failure signals do not count: they would make a failing reader spin.
     return now >= nextDue_ ||
@@ -134,6 +137,7 @@ void Route::keepRecords()
         return;
     }
     recordsDue_ = now + keepPause;
+    input_.lastFailure.note("set aside", obstacle);
     if (failures_.admit(obstacle.c_str(), now)) {
         logAbout(FERRYLOG_BIT_ERROR, "FERRYRoute_setAside", name(),
                  "{}: {} bad records cannot be set aside: {}", input_.label, records_.size(),
@@ -217,7 +221,10 @@ void Route::plan(Outcome outcome, bool progress)
     const Clock::time_point now = Clock::now();
     last_ = outcome;
     if (outcome != Outcome::error) {
-        failuresInRow_ = 0;
+        if (failuresInRow_ > 0) {
+            failuresInRow_ = 0;
+            readAgainAt_.store(0);
+        }
         nextDue_ = now + period_;
         return;
     }
@@ -225,6 +232,9 @@ void Route::plan(Outcome outcome, bool progress)
     failuresInRow_ = doublings + 1;
     const std::chrono::milliseconds limit = std::max(period_, maxBackoff);
     nextDue_ = now + std::min(limit, period_ * (std::int64_t{1} << doublings));
+    if (readAgainAt_.exchange(nanoseconds(nextDue_)) == 0) {
+        troubleSince_.store(nanoseconds(now));
+    }
 }
 
 RouteTotals Route::totals() const
@@ -253,6 +263,7 @@ RouteTotals Route::totals() const
     totals.firstActivity = firstActivity_.load();
     totals.lastActivity = lastActivity_.load();
     totals.failed = state() == State::failed;
+    totals.paused = pausedBy(byOperator);
     return totals;
 }
 
@@ -285,6 +296,8 @@ void Route::renew()
     failing_.store(false);
     last_ = Outcome::empty;
     failuresInRow_ = 0;
+    readAgainAt_.store(0);
+    restarted_.fetch_add(1);
     nextDue_ = {};
 }
 

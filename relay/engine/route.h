@@ -13,12 +13,16 @@
 
 #include "engine/clock.h"
 #include "engine/delivery.h"
+#include "engine/status.h"
 
 namespace ferry {
 
 class Route {
 public:
     enum class State { closed, active, failed };
+    /// Who has the reader left alone: discovery, because nobody is there to write to, or an
+    /// operator. The route goes on when both let it.
+    enum PausedBy : unsigned { byDiscovery = 1, byOperator = 2 };
     enum class Outcome { empty, data, error };
 
     /// `wake` is called when the reader has data, on any thread.
@@ -60,6 +64,17 @@ public:
     /// Control thread, before the first loan: where bad data goes; null if the route stops for it.
     void setKeeper(DeadLetterKeeper *keeper);
 
+    /// When the route is to be made anew, in nanoseconds of Clock; 0 if nothing is planned.
+    /// Control thread.
+    void setRestartAt(std::int64_t time)
+    {
+        restartAt_.store(time);
+    }
+    /// Any thread. What the route itself does not know is left empty: its session, and the calls of
+    /// that.
+    RouteStatus status() const;
+    /// Once in a while, on one thread: how fast it goes.
+    void measure(Clock::time_point now);
     /// Any thread.
     RouteTotals totals() const;
     /// Control thread, before a session has the route: goes on from what it did in an earlier life.
@@ -108,15 +123,24 @@ public:
         return released_.load();
     }
 
-    /// Control thread: has the reader left alone or not, unless the route leaves. The session is to
-    /// be woken.
-    void pause(bool paused)
+    /// Any thread: has the reader left alone or not, unless the route leaves. The session is to be
+    /// woken.
+    void pause(PausedBy who, bool paused)
     {
-        paused_.store(paused);
+        const unsigned before =
+            paused ? pauses_.fetch_or(who) : pauses_.fetch_and(~static_cast<unsigned>(who));
+        if (paused && (before & who) == 0) {
+            pausedAt_.store(nanoseconds(Clock::now()));
+        }
     }
+    bool pausedBy(PausedBy who) const
+    {
+        return (pauses_.load() & who) != 0;
+    }
+    /// Session thread: whether it is left alone now. A route that leaves is not.
     bool paused() const
     {
-        return paused_.load();
+        return pauses_.load() != 0 && !leaving_;
     }
 
     /// Any thread: what is offered again need not wait for its time. The session is to be woken.
@@ -175,6 +199,8 @@ private:
     void plan(Outcome outcome, bool progress);
     void drained(bool progress);
     std::int64_t pending() const;
+    std::uint64_t writtenByAll() const;
+    RouteStatus::State stateNow() const;
 
     const RouteSettings settings_;
     const std::chrono::milliseconds period_;
@@ -189,7 +215,7 @@ private:
     std::atomic<bool> failing_{false};
     std::atomic<bool> released_{false};
     std::atomic<bool> rejected_{false};
-    std::atomic<bool> paused_{false};
+    std::atomic<unsigned> pauses_{0};
     std::atomic<bool> hurried_{false};
 
     /// Control thread only.
@@ -204,6 +230,15 @@ private:
     std::atomic<std::int64_t> lastActivity_{0};
     std::atomic<std::int64_t> stuckSince_{0};
     std::atomic<std::int64_t> failedSince_{0};
+    std::atomic<std::int64_t> stateSince_{0};
+    std::atomic<std::int64_t> pausedAt_{0};
+    /// When the reader is read again after a failure, and since when there have been such in a row;
+    /// the first is 0 if there is none.
+    std::atomic<std::int64_t> readAgainAt_{0};
+    std::atomic<std::int64_t> troubleSince_{0};
+    std::atomic<std::int64_t> restartAt_{0};
+    std::atomic<std::uint64_t> restarted_{0};
+    RateMeter meter_;
 
     // Session thread only.
     /// What the reader has lent and not got back.

@@ -4,9 +4,10 @@
 
 namespace ferry {
 
-void RouteCalls::reportFailure(const RouteEnd &end, RepeatFilter &filter, const char *operation)
+void RouteCalls::reportFailure(RouteEnd &end, RepeatFilter &filter, const char *operation)
 {
     explain(end);
+    end.lastFailure.note(operation, environment_.text());
     if (filter.admit(environment_.cause(), Clock::now())) {
         logAdapterFailure("FERRYRoute_step", *end.adapter, about(operation, end, filter),
                           environment_);

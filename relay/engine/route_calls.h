@@ -4,6 +4,7 @@
 
 #include "engine/buffered_output.h"
 #include "engine/call_guard.h"
+#include "engine/last_failure.h"
 #include "engine/plugin_host.h"
 #include "engine/repeat_filter.h"
 #include "engine/route_totals.h"
@@ -20,6 +21,7 @@ struct RouteEnd {
     std::string label;
     /// What stands here in place of an adapter; null if one does.
     BufferedOutput *buffer = nullptr;
+    LastFailure lastFailure;
 };
 
 struct ReaderEnd : RouteEnd {
@@ -63,8 +65,9 @@ public:
 
     /// Finds out what else is known of the last call if it failed. Before another call.
     void explain(const RouteEnd &end);
-    /// Logs the failure of the last call unless the filter holds it back. Callers count it.
-    void reportFailure(const RouteEnd &end, RepeatFilter &filter, const char *operation);
+    /// Logs the failure of the last call unless the filter holds it back, and notes it at its end.
+    /// Callers count it.
+    void reportFailure(RouteEnd &end, RepeatFilter &filter, const char *operation);
     /// What a line is about, with the number of those like it that the filter has held back.
     std::string about(const char *operation, const RouteEnd &end, RepeatFilter &filter) const;
 

@@ -21,6 +21,7 @@ Route &RouteRegistry::add(std::unique_ptr<Route> route)
         route->resume(*earlier);
         gone_.erase(earlier);
     }
+    route->pause(Route::byOperator, paused_.count(route->name()) != 0);
     routes_.push_back(std::move(route));
     return *routes_.back();
 }
@@ -68,11 +69,42 @@ std::vector<RouteTotals> RouteRegistry::totals() const
     for (const auto &route : routes_) {
         all.push_back(route->totals());
     }
+    addGone(all);
+    return all;
+}
+
+std::vector<RouteTotals> RouteRegistry::gone() const
+{
+    std::vector<RouteTotals> all;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    addGone(all);
+    return all;
+}
+
+void RouteRegistry::addGone(std::vector<RouteTotals> &all) const
+{
     all.insert(all.end(), gone_.begin(), gone_.end());
     if (others_.gone) {
         all.push_back(others_);
     }
-    return all;
+}
+
+bool RouteRegistry::pause(const std::string &name, bool paused)
+{
+    bool any = false;
+    const std::lock_guard<std::mutex> lock(mutex_);
+    for (const auto &route : routes_) {
+        if (route->name() == name) {
+            route->pause(Route::byOperator, paused);
+            any = true;
+        }
+    }
+    if (any && paused) {
+        paused_.insert(name);
+    } else if (!paused) {
+        any = paused_.erase(name) != 0 || any;
+    }
+    return any;
 }
 
 } // namespace ferry

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <mutex>
+#include <set>
 #include <vector>
 
 #include "engine/route.h"
@@ -17,6 +18,12 @@ public:
     Route &add(std::unique_ptr<Route> route);
     /// Deletes a route that no session has and whose reader and writers are gone; its totals stay.
     void remove(const Route &route);
+
+    /// Any thread: has a route paused by an operator, or not, and those of its name that come after
+    /// it. False if there is none of that name.
+    bool pause(const std::string &name, bool paused);
+    /// Any thread: those that are gone, as in totals().
+    std::vector<RouteTotals> gone() const;
 
     /// Looks at every route; none is added or removed meanwhile. The body must not call a plug-in.
     template<class Body> void forEach(Body &&body) const
@@ -41,12 +48,15 @@ public:
 
 private:
     void fold();
+    void addGone(std::vector<RouteTotals> &all) const;
 
     mutable std::mutex mutex_;
     std::vector<std::unique_ptr<Route>> routes_;
     /// In the order of their going.
     std::vector<RouteTotals> gone_;
     RouteTotals others_;
+    /// Of routes that an operator has paused.
+    std::set<std::string> paused_;
 };
 
 } // namespace ferry

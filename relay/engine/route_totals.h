@@ -63,6 +63,8 @@ struct RouteTotals {
     std::int64_t firstActivity = 0;
     std::int64_t lastActivity = 0;
     bool failed = false;
+    /// By an operator.
+    bool paused = false;
     /// The route has been deleted.
     bool gone = false;
 };

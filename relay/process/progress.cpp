@@ -24,7 +24,10 @@ std::string totals(const RouteTotals &route)
 
 std::string ending(const RouteTotals &route)
 {
-    return route.failed ? " (out of service)" : route.gone ? " (gone)" : "";
+    return route.failed   ? " (out of service)"
+           : route.gone   ? " (gone)"
+           : route.paused ? " (paused)"
+                          : "";
 }
 
 } // namespace
