@@ -5,7 +5,8 @@ import re
 import sys
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-RELAY = ["relay/launcher", "relay/process", "relay/engine", "relay/state", "relay/config"]
+RELAY = ["relay/launcher", "relay/process", "relay/control", "relay/engine", "relay/state",
+         "relay/config"]
 # Downwards. Of a room of the platform others see include/, its siblings interface/ as well.
 PLATFORM = ["platform/domain", "platform/types", "platform/cdr", "platform/core"]
 BELOW_RELAY = ["settings", "include", *PLATFORM]

@@ -36,6 +36,26 @@ struct LogSettings {
     Place place{};
 };
 
+/// Where operators can ask and steer a relay that runs.
+struct ControlSettings {
+    bool on = true;
+    /// Absolute; empty for a socket in the directory that is this user's for such.
+    std::filesystem::path path;
+    Place place{};
+};
+
+/// What is shown over HTTP, if anything.
+struct HttpSettings {
+    /// As it is written; empty for none.
+    std::string listen;
+    /// Its two parts: a numeric address, and the port.
+    std::string address;
+    std::uint16_t port = 0;
+    /// Absolute; empty if who asks needs none.
+    std::filesystem::path tokenFile;
+    Place place{};
+};
+
 struct JavaSettings {
     /// Absolute; empty when the file does not say.
     std::filesystem::path home;
@@ -235,6 +255,8 @@ struct Configuration {
     /// Absolute directory that relative paths of the file start from.
     std::filesystem::path directory;
     LogSettings log;
+    ControlSettings control;
+    HttpSettings http;
     JavaSettings java;
     /// Absolute. Made when something is first kept.
     std::filesystem::path state;

@@ -46,6 +46,8 @@ constexpr std::uint32_t ends = ofInput | ofOutput;
 constexpr FERRY_Setting rows[] = {
     row("state", ofFile, path, "the directory of stores, positions and dead letters; NAME.state beside the file if nothing says"),
     row("restart", ofFile, section, "when connections and routes that are out of service are made anew"),
+    row("control", ofFile, path, "the socket for status, pause and the like; one in the user's directory for such if nothing says; off for none"),
+    row("http", ofFile, section, "what is shown over HTTP: metrics and status, to be read only; nothing if it is not there"),
     row("dead_letters", ofFile, section, "what is kept of bad data"),
     row("types", ofFile, list, "types of samples, as IDL"),
     row("java", ofFile, section, "the Java VM and what all Java adapters share"),
@@ -66,6 +68,9 @@ constexpr FERRY_Setting rows[] = {
 
     choice("level", ofLog, "error warning status debug", "status", "the least severe messages that are logged"),
     row("file", ofLog, path, "where run logs instead of standard error"),
+
+    row("listen", ofHttp, text, "an address and a port, 127.0.0.1:9464; one that is not of the loopback needs token_file", required),
+    row("token_file", ofHttp, path, "a file with a token, without which nothing is shown: Authorization: Bearer TOKEN"),
 
     row("class", ofAdapter, text, "a Java adapter: its class, or the short name of an installed one"),
     row("plugin", ofAdapter, text, "a native adapter of the installation by its name"),
@@ -150,6 +155,7 @@ const std::vector<SectionKind> sections = {
     {ofRetry, "retry", "retry", false},
     {ofRestart, "restart", "restart", false},
     {ofStore, "store", "store", false},
+    {ofHttp, "http", "http", false},
     {ofDeadLetters, "dead letters", "dead_letters", false},
 };
 

@@ -28,6 +28,7 @@ constexpr std::uint32_t ofStore = 0x400000;
 constexpr std::uint32_t ofDeadLetters = 0x800000;
 constexpr std::uint32_t ofRename = 0x1000000;
 constexpr std::uint32_t ofQos = 0x2000000;
+constexpr std::uint32_t ofHttp = 0x4000000;
 
 struct SectionKind {
     /// One of the constants above.

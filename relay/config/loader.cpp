@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
+#include <regex>
 #include <set>
+
+#include <arpa/inet.h>
 
 #include "config/keys.h"
 #include "config/load.h"
@@ -17,6 +20,59 @@ void readLog(const Section &section, LogSettings &log)
     section.read("level", log.level);
     section.read("file", log.file);
     log.place = section["file"].place();
+}
+
+/// A path, or the word for none.
+void readControl(const Section &file, ControlSettings &control)
+{
+    control.place = file["control"].place();
+    control.on = file["control"].isGiven() ? file["control"].text().value_or("") != "off" : true;
+    if (control.on) {
+        file.read("control", control.path);
+    }
+}
+
+/// Whether an address is numeric, and whether it is one of this machine alone.
+bool isNumeric(const std::string &address, bool &loopback)
+{
+    in_addr four{};
+    in6_addr six{};
+    if (inet_pton(AF_INET, address.c_str(), &four) == 1) {
+        loopback = ntohl(four.s_addr) >> 24U == 127;
+        return true;
+    }
+    loopback = address == "::1";
+    return inet_pton(AF_INET6, address.c_str(), &six) == 1;
+}
+
+/// "127.0.0.1:9464", "[::1]:9464", "localhost:9464"
+void readHttp(const Section &section, HttpSettings &http)
+{
+    section.read("listen", http.listen);
+    section.read("token_file", http.tokenFile);
+    if (http.listen.empty()) {
+        return;
+    }
+    const Entry listen = section["listen"];
+    http.place = listen.place();
+    static const std::regex form(R"((\[([^\]]+)\]|([^:\[\]]+)):(\d{1,5}))");
+    std::smatch parts;
+    bool loopback = false;
+    const bool fits = std::regex_match(http.listen, parts, form);
+    if (fits) {
+        http.address = parts[2].matched ? parts[2].str() : parts[3].str();
+        http.address = http.address == "localhost" ? "127.0.0.1" : http.address;
+    }
+    const int port = fits ? std::stoi(parts[4].str()) : 0;
+    if (!fits || port < 1 || port > 65535 || !isNumeric(http.address, loopback)) {
+        listen.complain("{} must be a numeric address and a port, as in 127.0.0.1:9464 or "
+                        "[::1]:9464, not \"{}\"",
+                        http.listen);
+    } else if (!loopback && http.tokenFile.empty()) {
+        listen.complain("{}: {} can be reached from other machines, which needs \"token_file\"",
+                        http.listen);
+    }
+    http.port = static_cast<std::uint16_t>(port);
 }
 
 /// A directory stands for itself and for every jar in it: the VM does not expand a `*` that it is
@@ -139,6 +195,10 @@ Configuration Loader::load(const YAML::Node &root)
     configuration_.types = types_.structs();
     configuration_.typeNotes = types_.notes();
     readLog(Section(file["log"], keys::ofLog), configuration_.log);
+    readControl(file, configuration_.control);
+    if (file.has("http")) {
+        readHttp(Section(file["http"], keys::ofHttp), configuration_.http);
+    }
     readJava(Section(file["java"], keys::ofJava), configuration_.java);
     readRetry(Section(file["restart"], keys::ofRestart), configuration_.restart.emplace());
     Section(file["dead_letters"], keys::ofDeadLetters)

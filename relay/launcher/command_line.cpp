@@ -21,6 +21,8 @@ const char *const footer = R"(Examples:
   ferry list streams --domain 7            what is on a DDS domain
   ferry list streams weather.yaml --idl    what the connections of a file announce, with types
   ferry dead weather.yaml ls               what was set aside as bad data
+  ferry status                             what a relay that runs is doing
+  ferry why observations                   why a route of it does not move
   ferry new config my.csv                  makes a configuration that runs, for a file of data
   ferry new adapter Gauge                  makes a project for an adapter in Java
   ferry doctor                             what is installed, what is missing

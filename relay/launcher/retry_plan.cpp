@@ -90,6 +90,9 @@ RetryPlan planRetry(const Configuration &configuration, const std::filesystem::p
     plan.configuration.routes.clear();
     plan.configuration.discovery.clear();
     plan.configuration.buffers.clear();
+    // Those are the relay's.
+    plan.configuration.control = {};
+    plan.configuration.http = {};
     std::map<const StreamSettings *, std::pair<Target, Letters>> targets;
     for (const KeptLetter &letter : letters) {
         const Target target = findTarget(configuration, letter);

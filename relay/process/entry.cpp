@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "config/printable.h"
+#include "control/control.h"
 #include "engine/log.h"
 #include "process/exit_code.h"
 #include "process/java_options.h"
@@ -184,6 +185,30 @@ public:
     JavaConsole &operator=(const JavaConsole &) = delete;
 };
 
+/// A relay does without the socket where nobody said where that is to be: what it moves counts
+/// more.
+bool startControl(const Configuration &configuration, Control &control)
+{
+    const std::string httpProblem = control.startHttp();
+    if (!httpProblem.empty()) {
+        logAbout(FERRYLOG_BIT_ERROR, "FERRYRelay_main", "http", "{}{}",
+                 configuration.prefix(configuration.http.place), httpProblem);
+        return false;
+    }
+    const std::string problem = control.start();
+    if (problem.empty()) {
+        if (configuration.control.on) {
+            logAbout(FERRYLOG_BIT_DEBUG, "FERRYRelay_main", "control socket", "{}",
+                     control.path().string());
+        }
+        return true;
+    }
+    const bool asked = !configuration.control.path.empty();
+    logAbout(asked ? FERRYLOG_BIT_ERROR : FERRYLOG_BIT_WARNING, "FERRYRelay_main", "control socket",
+             "{}{}", configuration.prefix(configuration.control.place), problem);
+    return !asked;
+}
+
 int runRelay(const RelayRequest &request)
 {
     const Configuration configuration = configurationFor(request);
@@ -224,6 +249,11 @@ int runRelay(const RelayRequest &request)
         logError("FERRYRelay_main", FERRY_LOG_SERVICE_START_FAILURE_s, configuration.name.c_str());
         return exitNoStart;
     }
+    Control control(configuration, supervisor.relay());
+    if (request.options.task == Task::run && !startControl(configuration, control)) {
+        return exitNoStart;
+    }
+    supervisor.beforeEnd([&control] { control.removeSocket(); });
     g_running.store(&supervisor);
     const int code = supervisor.run();
     g_running.store(nullptr);

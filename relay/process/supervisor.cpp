@@ -88,6 +88,7 @@ void Supervisor::watch()
     for (;;) {
         const Clock::time_point now = Clock::now();
         reportStalls();
+        measure(now);
         Clock::time_point next = now + options_.stall / stallLooks;
         next = options_.verbosity == Verbosity::quiet ? next : std::min(next, nextReport_);
         if (options_.untilIdle) {
@@ -103,6 +104,14 @@ void Supervisor::watch()
             return;
         }
         report(Clock::now());
+    }
+}
+
+void Supervisor::measure(Clock::time_point now)
+{
+    if (now >= nextMeasure_) {
+        nextMeasure_ = now + RateMeter::interval;
+        relay_.measure(now);
     }
 }
 
@@ -276,6 +285,9 @@ int Supervisor::result() const
 void Supervisor::endProcess(int code)
 {
     summarize();
+    if (beforeEnd_) {
+        beforeEnd_();
+    }
     _exit(code == exitOk && console_.lostResults() ? exitErrors : code);
 }
 

@@ -34,6 +34,11 @@ public:
     /// up every other one.
     [[noreturn]] void endProcess(int code);
 
+    /// Before the run: what is done when the process is ended quickly.
+    void beforeEnd(std::function<void()> body)
+    {
+        beforeEnd_ = std::move(body);
+    }
     Relay &relay()
     {
         return relay_;
@@ -50,6 +55,7 @@ private:
     bool waitClosed(Clock::time_point deadline);
     void giveUp();
     void reportStalls();
+    void measure(Clock::time_point now);
     void summarize();
     void printStreams();
     int result() const;
@@ -61,10 +67,12 @@ private:
     Relay relay_;
     Progress progress_;
     std::atomic<bool> stopRequested_{false};
+    std::function<void()> beforeEnd_;
     bool started_ = false;
     bool found_ = true;
     bool unfinished_ = false;
     Clock::time_point nextReport_;
+    Clock::time_point nextMeasure_;
 };
 
 } // namespace ferry

@@ -3,6 +3,8 @@
 
 #include <fmt/format.h>
 
+#include "config/printable.h"
+#include "control/socket_directory.h"
 #include "launcher/class_archive.h"
 #include "launcher/installation.h"
 #include "launcher/verb.h"
@@ -132,6 +134,16 @@ void lookAtArchive(const VmSearch &search, const Installation &installation)
     }
 }
 
+/// Where a relay of this user has its control socket, and which ones run.
+void lookAtControl()
+{
+    std::printf("      control sockets: %s\n", socketDirectory().c_str());
+    for (const RunningRelay &relay : runningRelays(socketDirectories())) {
+        std::printf("      running: %s, process %d: %s\n", printable(relay.name).c_str(),
+                    relay.process, printable(relay.path.string()).c_str());
+    }
+}
+
 class Doctor : public Verb {
 public:
     void declare(CLI::App &command) override
@@ -151,6 +163,7 @@ public:
         lookAtPlugins(installation, findings);
         lookAtJars(installation, findings);
         lookAtArchive(search, installation);
+        lookAtControl();
         std::printf("%s\n",
                     findings.all() ? "everything is there" : "something is missing (see FAIL)");
         return findings.all() ? exitOk : exitErrors;
