@@ -15,8 +15,8 @@ struct Reply {
     std::string problem;
 };
 
-/// Sends a line to the relay whose socket that is, and waits for its answer.
-Reply ask(const std::filesystem::path &socket, const std::string &line,
+/// Sends a line to the relay whose socket `path` is, and waits for its answer.
+Reply ask(const std::filesystem::path &path, const std::string &line,
           std::chrono::milliseconds limit = std::chrono::milliseconds(10000));
 
 } // namespace ferry

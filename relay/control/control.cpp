@@ -58,9 +58,9 @@ std::string Control::start()
     if (!settings.on) {
         return "";
     }
-    const std::string problem = settings.path.empty()
-                                    ? socket_.openNamed(socketDirectory(), configuration_.name)
-                                    : socket_.open(settings.path);
+    std::string problem = settings.path.empty()
+                              ? socket_.openNamed(socketDirectory(), configuration_.name)
+                              : socket_.open(settings.path);
     if (!problem.empty()) {
         return problem;
     }

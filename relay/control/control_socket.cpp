@@ -103,7 +103,7 @@ std::string ControlSocket::open(const fs::path &path)
 
 std::string ControlSocket::openNamed(const fs::path &directory, const std::string &relay)
 {
-    const std::string problem = prepareSocketDirectory(directory);
+    std::string problem = prepareSocketDirectory(directory);
     if (!problem.empty()) {
         return problem;
     }
@@ -122,7 +122,7 @@ std::string ControlSocket::listenAt(const fs::path &path)
         return fmt::format("the path {} is longer than the {} bytes that a socket's may have",
                            path.string(), sizeof address.sun_path - 1);
     }
-    const std::string obstacle = makeRoom(path);
+    std::string obstacle = makeRoom(path);
     if (!obstacle.empty()) {
         return obstacle;
     }

@@ -73,7 +73,7 @@ std::string MicroHttpServer::readToken()
 std::string MicroHttpServer::start()
 {
     if (!settings_.tokenFile.empty()) {
-        const std::string problem = readToken();
+        std::string problem = readToken();
         if (!problem.empty()) {
             return problem;
         }

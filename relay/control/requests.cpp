@@ -100,7 +100,7 @@ Request read(std::string_view line)
     return request;
 }
 
-std::string good(Json content)
+std::string good(const Json &content)
 {
     Json answer = {{"version", version}, {"ok", true}};
     answer.update(content);

@@ -56,8 +56,8 @@ void Server::run()
         watched = {{end_, POLLIN, 0}, {accepts ? listener_ : -1, POLLIN, 0}};
         for (const Client &client : clients_) {
             // One answer at a time: who does not take it is not heard.
-            const short wanted = !client.out.empty() ? POLLOUT : client.ended ? 0 : POLLIN;
-            watched.push_back({client.socket.descriptor(), wanted, 0});
+            const int wanted = !client.out.empty() ? POLLOUT : client.ended ? 0 : POLLIN;
+            watched.push_back({client.socket.descriptor(), static_cast<short>(wanted), 0});
         }
         poll(watched.data(), watched.size(), timeout());
         if (watched[0].revents != 0) {

@@ -47,7 +47,8 @@ private:
     }
     double secondsSince(std::int64_t time) const
     {
-        return static_cast<double>((status_.now - time) / 1'000'000) / 1000;
+        const std::int64_t milliseconds = (status_.now - time) / 1'000'000;
+        return static_cast<double>(milliseconds) / 1000;
     }
     /// A time, and how long ago that is.
     void addSince(Json &json, std::int64_t time) const

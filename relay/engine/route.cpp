@@ -21,8 +21,8 @@ Route::Route(const RouteSettings &settings, std::chrono::milliseconds period, Pl
     : settings_(settings), period_(period), wake_(std::move(wake)),
       calls_(settings_.name, this, host)
 {
-    for (std::size_t i = 0; i < settings_.outputs.size(); ++i) {
-        deliveries_.push_back(std::make_unique<Delivery>(settings_, settings_.outputs[i], calls_));
+    for (const StreamSettings &output : settings_.outputs) {
+        deliveries_.push_back(std::make_unique<Delivery>(settings_, output, calls_));
     }
 }
 
@@ -397,7 +397,7 @@ CallResult Route::deliver(CallGuard &guard)
 {
     CallResult worst = CallResult::good;
     const Clock::time_point now =
-        deliveries_.size() > 0 && stuckSince_.load() != 0 ? Clock::now() : Clock::time_point::max();
+        !deliveries_.empty() && stuckSince_.load() != 0 ? Clock::now() : Clock::time_point::max();
     const bool hurried = hurried_.exchange(false);
     for (const auto &delivery : deliveries_) {
         if (hurried && delivery->end().buffer != nullptr) {

@@ -202,7 +202,7 @@ std::uint32_t PluginLoader::javaDelivery(const AdapterSettings &settings, std::u
     question += '\0';
     question += role == FERRY_SETTING_OF_READER ? "READER" : "WRITER";
     for (const auto &[name, value] : properties) {
-        question += '\0' + name + '\0' + value;
+        question.append(1, '\0').append(name).append(1, '\0').append(value);
     }
     const std::string answer = bridge_.ask(global_, "com/qel/ferrion/relay/Deliveries", question);
     std::uint32_t bits = 0;

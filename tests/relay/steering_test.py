@@ -30,7 +30,7 @@ class Steering(ferry_test.Ferry):
         os.environ["RUNTIME_DIRECTORY"] = str(self.runtime)
         self.addCleanup(os.environ.pop, "RUNTIME_DIRECTORY")
 
-    def begin(self, text="", name="r.yaml"):
+    def begin(self, text="", name="steered.yaml"):
         path = self.directory / name
         path.write_text(CONFIGURATION + text, encoding="utf-8")
         return self.start(path, "-v")
@@ -41,34 +41,38 @@ class Steering(ferry_test.Ferry):
         self.assertEqual(process.returncode, code)
         return log
 
-    def asked(self, *arguments, code=0):
-        return json.loads(self.ferry(*arguments, "--json", code=code).stdout)
+    def steer(self, *arguments, code, control="steered"):
+        """By its name, as the machine may have other relays."""
+        return self.ferry(*arguments, f"--control={control}", code=code)
+
+    def asked(self, *arguments, code=0, control="steered"):
+        return json.loads(self.steer(*arguments, "--json", code=code, control=control).stdout)
 
     def test_verbs_of_a_relay_that_runs(self):
-        self.assertIn("no relay runs", self.ferry("status", code=3).stderr)
+        self.assertIn("no relay steered runs", self.steer("status", code=3).stderr)
         process = self.begin()
-        self.assertRegex(self.ferry("status", code=1).stdout, r"(?s)relay r, process \d+: running"
+        text = self.steer("status", code=1).stdout
+        self.assertRegex(text, r"(?s)relay steered, process \d+: running"
                          r".*adapter odd: failed for .*nothing.so.*ROUTE +STATE.*the first +running"
                          r".*lame +failed.*out of service")
-        status = self.asked("status", "--control", "r", code=1)
+        status = self.asked("status", code=1)
         self.assertEqual(status["relay"]["pid"], process.pid)
         self.assertEqual([route["state"] for route in status["routes"]], ["running", "failed"])
-        self.assertIn("paused", self.ferry("pause", "the first", code=0).stdout)
-        why = self.ferry("why", "the first", code=0).stdout
+        self.assertIn("paused", self.steer("pause", "the first", code=0).stdout)
+        why = self.steer("why", "the first", code=0).stdout
         self.assertIn("an operator has paused it", why)
         self.assertIn('do: ferry resume "the first"', why)
         self.assertTrue(self.asked("restart", "the first")["ok"])
         self.until(lambda: self.asked("why", "the first")["route"]["restarted"] == 1)
-        self.assertIn("goes on", self.ferry("resume", "the first", code=0).stdout)
-        self.assertIn("r.yaml:3:", self.ferry("why", "lame", code=0).stdout)
-        self.assertIn("cannot be made anew", self.ferry("restart", "lame", code=1).stderr)
-        self.assertIn('no route "x\\x1b"', self.ferry("pause", "x\x1b", code=1).stderr)
+        self.assertIn("goes on", self.steer("resume", "the first", code=0).stdout)
+        self.assertIn("steered.yaml:3:", self.steer("why", "lame", code=0).stdout)
+        self.assertIn("cannot be made anew", self.steer("restart", "lame", code=1).stderr)
+        self.assertIn('no route "x\\x1b"', self.steer("pause", "x\x1b", code=1).stderr)
         self.assertFalse(self.asked("pause", "x", code=1)["ok"])
 
         other = self.begin("control: there.sock\n", "s.yaml")
         there = self.directory / "there.sock"
-        self.assertEqual(self.asked("status", "--control", str(there), code=1)["relay"]["pid"],
-                         other.pid)
+        self.assertEqual(self.asked("status", control=there, code=1)["relay"]["pid"], other.pid)
         third = self.begin(name="t.yaml")
         for pid in (process.pid, third.pid):
             self.assertIn(f"process {pid}: {self.runtime}", self.ferry("doctor", code=0).stdout)
@@ -81,7 +85,7 @@ class Steering(ferry_test.Ferry):
         third.kill()
         third.wait()
         self.assertEqual([path.name for path in self.runtime.iterdir()], [f"t-{third.pid}.sock"])
-        self.assertIn("no relay runs", self.ferry("status", code=3).stderr)
+        self.assertIn("no relay steered runs", self.steer("status", code=3).stderr)
         self.runtime.chmod(0o777)
         process = self.begin()  # without a socket, and with a warning
         self.assertFalse([path for path in self.runtime.iterdir() if str(process.pid) in path.name])
