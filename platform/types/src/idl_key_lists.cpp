@@ -29,12 +29,13 @@ bool isNamed(const std::string &name, const std::string &meant)
            whole.compare(whole.size() - tail.size(), tail.size(), tail) == 0;
 }
 
-void listStructs(QIdlNode node, const std::string &scope, Structs &structs)
+/// Of the definitions of a kind the line and the name.
+void list(QIdlNode node, const std::string &scope, QIdlKind kind, Structs &structs)
 {
     for (; node != nullptr; node = qidl_next(node)) {
         if (qidl_kind(node) == QIDL_MODULE) {
-            listStructs(qidl_first(node), scope + qidl_name(node) + "::", structs);
-        } else if (qidl_kind(node) == QIDL_STRUCT) {
+            list(qidl_first(node), scope + qidl_name(node) + "::", kind, structs);
+        } else if (qidl_kind(node) == kind && qidl_name(node) != nullptr) {
             uint32_t line = 0;
             uint32_t column = 0;
             qidl_location(node, &line, &column);
@@ -49,29 +50,34 @@ bool IdlKeyLists::assign(QIdlNode root, const std::vector<IdlLeftOut> &leftOuts,
                          DDS_ErrorText *error)
 {
     Structs structs;
+    Structs unions;
     if (!lists_.empty()) {
-        listStructs(root, "", structs);
+        list(root, "", QIDL_STRUCT, structs);
+        list(root, "", QIDL_UNSUPPORTED, unions);
     }
-    for (const IdlKeyList &list : lists_) {
+    for (const IdlKeyList &keys : lists_) {
         const std::string *found = nullptr;
         for (const auto &[line, name] : structs) {
-            if (isNamed(name, list.type) && (found == nullptr || line <= list.line)) {
+            if (isNamed(name, keys.type) && (found == nullptr || line <= keys.line)) {
                 found = &name;
             }
         }
         if (found != nullptr) {
-            listsOf_[*found].push_back(&list);
-        } else if (std::none_of(leftOuts.begin(), leftOuts.end(), [&](const IdlLeftOut &each) {
-                       return isNamed(each.name, list.type);
+            listsOf_[*found].push_back(&keys);
+        } else if (std::none_of(
+                       unions.begin(), unions.end(),
+                       [&](const auto &each) { return isNamed(each.second, keys.type); }) &&
+                   std::none_of(leftOuts.begin(), leftOuts.end(), [&](const IdlLeftOut &each) {
+                       return isNamed(each.name, keys.type);
                    })) {
-            return fail(list, fmt::format("there is no struct \"{}\"", list.type), error);
+            return fail(keys, fmt::format("there is no struct \"{}\"", keys.type), error);
         }
     }
     return true;
 }
 
 bool IdlKeyLists::apply(const std::string &name, std::vector<DDS_StructMember> &members,
-                        DDS_ErrorText *error) const
+                        const DDS_TypeCode *&base, DDS_ErrorText *error) const
 {
     const auto lists = listsOf_.find(name);
     if (lists == listsOf_.end()) {
@@ -81,12 +87,12 @@ bool IdlKeyLists::apply(const std::string &name, std::vector<DDS_StructMember> &
     std::string problem;
     for (const IdlKeyList *list : lists->second) {
         for (const std::string &key : list->members) {
-            if (!parts.add(key, name, members, problem)) {
+            if (!parts.add(key, name, base, members, problem)) {
                 return fail(*list, problem, error);
             }
         }
     }
-    return parts.apply(members, problem) || fail(*lists->second.front(), problem, error);
+    return parts.apply(members, base, problem) || fail(*lists->second.front(), problem, error);
 }
 
 } // namespace qddsc

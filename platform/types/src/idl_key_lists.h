@@ -19,13 +19,14 @@ public:
     explicit IdlKeyLists(const std::vector<IdlKeyList> &lists) : lists_(lists) {}
 
     /// Finds out which struct each list is about: of those with the name the one in front of the
-    /// pragma, or else the first. Those about what is left out count for nothing. False, with
-    /// `error` filled, for a list about no struct of the text.
+    /// pragma, or else the first. Those about what is left out, or about a union, count for
+    /// nothing. False, with `error` filled, for a list about no struct of the text.
     bool assign(QIdlNode root, const std::vector<IdlLeftOut> &leftOuts, DDS_ErrorText *error);
 
-    /// Makes keys of members of a struct. False, with `error` filled, if it has none of the name.
+    /// Makes keys of members of a struct; `base` becomes another type if they are inherited. False,
+    /// with `error` filled, if the struct has none of the name.
     bool apply(const std::string &name, std::vector<DDS_StructMember> &members,
-               DDS_ErrorText *error) const;
+               const DDS_TypeCode *&base, DDS_ErrorText *error) const;
 
 private:
     const std::vector<IdlKeyList> &lists_;

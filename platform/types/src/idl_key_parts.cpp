@@ -10,7 +10,22 @@
 
 namespace qddsc {
 
-bool IdlKeyParts::add(const std::string &path, const std::string &name,
+/// Type of the member of a base that gets the key, or null. The base that declares it has the key.
+const DDS_TypeCode *IdlKeyParts::addInherited(const std::string &name, const DDS_TypeCode *base)
+{
+    const uint32_t index = base != nullptr ? findMember(*base->resolved, name) : UINT32_MAX;
+    if (index == UINT32_MAX) {
+        return nullptr;
+    }
+    const DDS_TypeCode *owner = base->resolved;
+    while (owner->base != nullptr && index < owner->base->members.size()) {
+        owner = owner->base;
+    }
+    byType_[owner].insert(name);
+    return owner->members[index].type;
+}
+
+bool IdlKeyParts::add(const std::string &path, const std::string &name, const DDS_TypeCode *base,
                       std::vector<DDS_StructMember> &members, std::string &problem)
 {
     size_t end = std::min(path.find('.'), path.size());
@@ -18,12 +33,18 @@ bool IdlKeyParts::add(const std::string &path, const std::string &name,
     const auto member =
         std::find_if(members.begin(), members.end(),
                      [&](const DDS_StructMember &each) { return each.name == first; });
-    if (member == members.end()) {
+    const DDS_TypeCode *type = nullptr;
+    if (member != members.end()) {
+        member->isKey = 1;
+        type = member->type;
+    } else {
+        type = addInherited(first, base);
+    }
+    if (type == nullptr) {
         problem = fmt::format("\"{}\" has no member \"{}\"", name, first);
         return false;
     }
-    member->isKey = 1;
-    const DDS_TypeCode *type = member->type->resolved;
+    type = type->resolved;
     while (end < path.size()) {
         const size_t begin = end + 1;
         auto &[owner, keys] = byPath_[path.substr(0, end)];
@@ -46,9 +67,11 @@ bool IdlKeyParts::add(const std::string &path, const std::string &name,
     return true;
 }
 
-bool IdlKeyParts::apply(std::vector<DDS_StructMember> &members, std::string &problem)
+bool IdlKeyParts::apply(std::vector<DDS_StructMember> &members, const DDS_TypeCode *&base,
+                        std::string &problem)
 {
-    const bool hasParts = std::any_of(byPath_.begin(), byPath_.end(),
+    const bool hasParts = !byType_.empty() ||
+                          std::any_of(byPath_.begin(), byPath_.end(),
                                       [](const auto &each) { return !each.second.second.empty(); });
     for (const auto &[path, wanted] : byPath_) {
         const auto &[type, keys] = wanted;
@@ -58,6 +81,10 @@ bool IdlKeyParts::apply(std::vector<DDS_StructMember> &members, std::string &pro
                 fmt::format("two members of \"{}\" have different parts in the key", type->name);
             return false;
         }
+    }
+    if (hasParts && base != nullptr && (base = rebuilt(base)) == nullptr) {
+        problem = why_.text;
+        return false;
     }
     for (DDS_StructMember &member : members) {
         const DDS_TypeCode *const type = hasParts ? rebuilt(member.type) : member.type;

@@ -16,17 +16,20 @@ namespace qddsc {
 
 class IdlKeyParts {
 public:
-    /// Makes a key of the member of `members`, of the struct `name`, that a path leads to. False
-    /// with `problem` filled.
-    bool add(const std::string &path, const std::string &name,
+    /// Makes a key of the member that a path leads to: of `members`, which are those of the struct
+    /// `name`, or of its base, which may be null. False with `problem` filled.
+    bool add(const std::string &path, const std::string &name, const DDS_TypeCode *base,
              std::vector<DDS_StructMember> &members, std::string &problem);
 
-    /// Gives the members that have such parts inside their types; after all paths were added.
-    bool apply(std::vector<DDS_StructMember> &members, std::string &problem);
+    /// Gives the base and the members that have such parts inside their types; after all paths were
+    /// added.
+    bool apply(std::vector<DDS_StructMember> &members, const DDS_TypeCode *&base,
+               std::string &problem);
 
 private:
     using Keys = std::set<std::string>;
 
+    const DDS_TypeCode *addInherited(const std::string &name, const DDS_TypeCode *base);
     const DDS_TypeCode *rebuilt(const DDS_TypeCode *type);
     const DDS_TypeCode *rebuiltPart(const DDS_TypeCode *type);
     const DDS_TypeCode *rebuiltStruct(const DDS_TypeCode *type);

@@ -244,7 +244,7 @@ private:
         }
         DDS_ErrorText why{};
         const std::string name = scope + qidl_name(node);
-        if (!keys_.apply(name, members, error_)) {
+        if (!keys_.apply(name, members, base, error_)) {
             isMistaken_ = true;
             return false;
         }
