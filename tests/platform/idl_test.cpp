@@ -116,6 +116,11 @@ TEST(Idl, GivesNewSamplesTheirDefaultsAndPartsOfMembersToTheKey)
     const std::unique_ptr<char, Deleter<DDS_String_free>> idl(DDS_TypeCode_to_idl(type));
     EXPECT_NE(std::strstr(idl.get(), "@nested"), nullptr) << idl.get();
     EXPECT_EQ(DDS_TypeCode_is_member_key(type, 4) + 2 * DDS_TypeCode_is_member_key(type, 1), 1);
+    const DDS_TypeCode *const heir =
+        typeFromIdl("struct P { long a, b; }; struct More : P { octet o; }; typedef More Named;\n"
+                    "struct Heir : Named { P p; };\n#pragma keylist Heir b",
+                    "Heir");
+    EXPECT_EQ(DDS_TypeCode_is_member_key(heir, 0) + 2 * DDS_TypeCode_is_member_key(heir, 1), 2);
 }
 
 // One definition of a file that types do not carry leaves the others as they are.

@@ -70,6 +70,17 @@ bool needsValue(std::string_view annotation)
            annotation == "extensibility" || annotation == "id" || annotation == "value";
 }
 
+/// Whether an annotation's arguments hold more than signs. They end in front of `end`.
+bool hasValue(const char *arguments, const char *end)
+{
+    const char *at = behindBlanks(arguments);
+    at = at < end ? behindBlanks(at + 1) : end;
+    at += std::strncmp(at, "value", 5) == 0 && *behindBlanks(at + 5) == '=' ? 5 : 0;
+    return at < end && std::any_of(at, end, [](char each) {
+               return isWord(each) || each == '"' || each == '\'';
+           });
+}
+
 /// A number without the letters of C that give it a type.
 std::string_view withoutSuffix(std::string_view word)
 {
@@ -266,6 +277,9 @@ bool IdlCopier::copyAnnotation(const char *&at)
             fmt::format("@{} is unknown; did you mean @{}?", std::string(name, length), meant));
     }
     const char *const end = declares ? endOfDeclaration(name) : endOfAnnotation(name);
+    if (word == "default" && !hasValue(name + length, end)) {
+        return fail("@default needs a value");
+    }
     if (!declares) {
         dropAnnotation(name, end);
     }

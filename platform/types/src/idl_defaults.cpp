@@ -1,6 +1,9 @@
 // See idl_defaults.h.
 #include "idl_defaults.h"
 
+#include <charconv>
+#include <cmath>
+
 #include <fmt/format.h>
 
 #include "type_default.h"
@@ -27,6 +30,17 @@ bool fits(const IdlValue &value, DDS_TCKind kind)
 bool canHaveDefault(DDS_TCKind kind)
 {
     return kind == DDS_TK_STRING || kind == DDS_TK_ENUM || kind <= DDS_TK_DOUBLE;
+}
+
+/// The integer of "1.0", which others give to members that hold integers.
+std::string withoutFraction(const std::string &number)
+{
+    double value = 0;
+    const char *const end = number.data() + number.size();
+    const auto [stopped, code] = std::from_chars(number.data(), end, value);
+    const bool isWhole = number.find('.') != std::string::npos && code == std::errc{} &&
+                         stopped == end && std::trunc(value) == value && std::fabs(value) < 1e15;
+    return isWhole ? fmt::format("{:.0f}", value) : number;
 }
 
 } // namespace
@@ -57,10 +71,13 @@ bool IdlDefaults::find(QIdlNode member, const DDS_TypeCode *type, const std::str
         return true;
     }
     const DDS_TCKind kind = DDS_TypeCode_get_kind(DDS_TypeCode_resolve(type));
-    const std::optional<IdlValue> read = valueOf(found->arguments, kind, scope);
+    std::optional<IdlValue> read = valueOf(found->arguments, kind, scope);
     if (!read || !canHaveDefault(kind)) {
         source_.note("default", source_.spotOf(found->offset).first);
         return true;
+    }
+    if (read->form == IdlValue::Form::number && kind < DDS_TK_FLOAT) {
+        read->value = withoutFraction(read->value);
     }
     DDS_ErrorText why{};
     std::string bytes;

@@ -208,8 +208,8 @@ QDDSC_API void DDS_TypeLibrary_delete(DDS_TypeLibrary *self) QDDSC_NOEXCEPT;
 /**
  * Adds every struct, enum and typedef of an IDL text that a type code can stand for. What it cannot
  * (unions, interfaces, wide strings, optional members and others) is left out with all that uses
- * it, and DDS_TypeLibrary_get_note() and DDS_TypeLibrary_explain_left_out() say so. A mistake in
- * the text rejects the whole text.
+ * it, and DDS_TypeLibrary_get_note() and DDS_TypeLibrary_explain_left_out() say so. So is what uses
+ * a name with modules that nothing defines. A mistake in the text rejects the whole text.
  *
  * A text stands for itself: it cannot use names of texts added before, but may repeat their
  * definitions, as a name that the library already has must mean the same type. On failure nothing
